@@ -1,0 +1,24 @@
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+
+# What find_package(Velmora) and pkg-config velmora-tessaryn read.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Velmora")
+configure_package_config_file(
+    "${CMAKE_CURRENT_LIST_DIR}/VelmoraConfig.cmake.in" "${PROJECT_BINARY_DIR}/VelmoraConfig.cmake"
+    INSTALL_DESTINATION "${package_dir}" NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/VelmoraConfigVersion.cmake"
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/VelmoraConfig.cmake"
+              "${PROJECT_BINARY_DIR}/VelmoraConfigVersion.cmake" DESTINATION "${package_dir}")
+install(
+    EXPORT velmoraTargets
+    NAMESPACE velmora::
+    DESTINATION "${package_dir}")
+
+configure_file("${CMAKE_CURRENT_LIST_DIR}/velmora-tessaryn.pc.in"
+               "${PROJECT_BINARY_DIR}/velmora-tessaryn.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/velmora-tessaryn.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

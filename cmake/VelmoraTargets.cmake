@@ -1,0 +1,103 @@
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+
+# velmora_configure_target(<target>): language level, warnings and sanitizers that everything
+# built here shares. All of it is PRIVATE, so that no host inherits a flag.
+function(velmora_configure_target target)
+    set_target_properties(
+        ${target}
+        PROPERTIES CXX_STANDARD 20
+                   CXX_STANDARD_REQUIRED ON
+                   CXX_EXTENSIONS OFF)
+    target_compile_options(
+        ${target}
+        PRIVATE -Wall
+                -Wextra
+                -Wpedantic
+                -Wcast-align
+                -Wcast-qual
+                -Wconversion
+                -Wextra-semi
+                -Wformat=2
+                -Wnon-virtual-dtor
+                -Wold-style-cast
+                -Woverloaded-virtual
+                -Wshadow
+                -Wundef
+                -Wunused)
+    if(VELMORA_WARNINGS_AS_ERRORS)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(VELMORA_SANITIZE)
+        target_compile_options(
+            ${target} PRIVATE -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
+                              -fno-omit-frame-pointer)
+        target_link_options(${target} PRIVATE -fsanitize=${VELMORA_SANITIZE})
+    endif()
+endfunction()
+
+# velmora_add_library(<name> SOURCES <file>... HEADERS <file>...): the library velmora_<name>,
+# known as velmora::<name> in the build tree and when installed. Paths are relative to the
+# caller's folder; HEADERS are the public headers, installed under include/velmora/<name>.
+function(velmora_add_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;HEADERS")
+    if(arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "velmora_add_library(${name}): unknown ${arg_UNPARSED_ARGUMENTS}")
+    endif()
+    set(target velmora_${name})
+    add_library(${target} ${arg_SOURCES})
+    add_library(velmora::${name} ALIAS ${target})
+    velmora_configure_target(${target})
+    set_target_properties(
+        ${target}
+        PROPERTIES CXX_VISIBILITY_PRESET hidden
+                   VISIBILITY_INLINES_HIDDEN ON
+                   POSITION_INDEPENDENT_CODE ON
+                   LINKER_LANGUAGE CXX
+                   VERIFY_INTERFACE_HEADER_SETS ON
+                   EXPORT_NAME ${name}
+                   VERSION ${PROJECT_VERSION}
+                   SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    if(BUILD_SHARED_LIBS)
+        target_link_options(${target} PRIVATE -Wl,--no-undefined)
+        if(VELMORA_SANITIZE)
+            # The sanitizers' run time lives in the program.
+            target_link_options(${target} PRIVATE -Wl,-z,undefs)
+        endif()
+    endif()
+    target_sources(
+        ${target}
+        PUBLIC FILE_SET
+               HEADERS
+               BASE_DIRS
+               "${PROJECT_SOURCE_DIR}/src/libs"
+               FILES
+               ${arg_HEADERS})
+    target_include_directories(
+        ${target} INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmora>")
+    install(
+        TARGETS ${target}
+        EXPORT velmoraTargets
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/velmora")
+endfunction()
+
+# velmora_add_test(<name> LABEL <label> SOURCES <file>... [LIBRARIES <target>...]): a GoogleTest
+# program whose cases CTest knows one by one, each under the label.
+function(velmora_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LIBRARIES")
+    if(arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "velmora_add_test(${name}): unknown ${arg_UNPARSED_ARGUMENTS}")
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    velmora_configure_target(${name})
+    target_link_libraries(${name} PRIVATE velmora_test_support ${arg_LIBRARIES} GTest::gmock_main)
+    gtest_discover_tests(
+        ${name}
+        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES LABELS "${arg_LABEL}" TIMEOUT 300)
+endfunction()

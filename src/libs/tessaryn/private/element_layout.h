@@ -1,0 +1,84 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/base_type.h"
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+/// The value types' figures as constant tables, for code that runs on every access.
+namespace velmora::core::tessaryn::layout {
+
+inline constexpr unsigned short lastType = String;
+
+inline constexpr std::array<unsigned char, lastType + 1> widths = {0, 1, 2, 4, 8, 1, 2,
+                                                                   4, 8, 4, 8, 1, 1};
+
+/// Bytes of one element; 0 for what is no value type.
+constexpr unsigned int WidthOf(BaseType type) {
+    return type <= lastType ? widths[type] : 0U;
+}
+
+/// How many whole elements of the type fit into a number of bytes; 0 for what is no value type.
+constexpr unsigned int ElementsIn(BaseType type, unsigned int bytes) {
+    const unsigned int width = WidthOf(type);
+    // Widths are powers of two: a shift, where a division would be the dearest step of an access.
+    return width == 0 ? 0U : bytes >> static_cast<unsigned int>(std::countr_zero(width));
+}
+
+constexpr std::uint16_t Bits() {
+    return 0;
+}
+template <class... More>
+constexpr std::uint16_t Bits(BaseType first, More... more) {
+    return static_cast<std::uint16_t>((1U << first) | Bits(more...));
+}
+
+/// For each declared type one bit for every accessor type that fits it.
+inline constexpr std::array<std::uint16_t, lastType + 1> accessors = {
+    Bits(),
+    Bits(Int8, String),
+    Bits(Int8, Int16),
+    Bits(Int8, Int16, Int32),
+    Bits(Int8, Int16, Int32, Int64),
+    Bits(UInt8),
+    Bits(UInt8, UInt16),
+    Bits(UInt8, UInt16, UInt32),
+    Bits(UInt8, UInt16, UInt32, UInt64),
+    Bits(Float),
+    Bits(Float, Double),
+    Bits(Bool),
+    Bits(Int8, String),
+};
+
+/// As `TypesAreCompatible`, but false where that throws.
+constexpr bool Accepts(BaseType declared, BaseType requested) {
+    return declared <= lastType && requested <= lastType &&
+           ((accessors[declared] >> requested) & 1U) != 0;
+}
+
+/// Stores a value at an address that need not be aligned.
+template <class T>
+void Store(void* destination, T value) {
+    std::memcpy(destination, &value, sizeof value);
+}
+
+/// Loads a value from an address that need not be aligned.
+template <class T>
+T Load(const void* source) {
+    T value;
+    std::memcpy(&value, source, sizeof value);
+    return value;
+}
+
+/// A foreign byte is not a `bool` until compared with zero.
+template <>
+inline bool Load<bool>(const void* source) {
+    return Load<unsigned char>(source) != 0;
+}
+
+}  // namespace velmora::core::tessaryn::layout
