@@ -18,6 +18,8 @@ install(
     NAMESPACE velmora::
     DESTINATION "${package_dir}")
 
+# The prefix is found from where the file lies, so that an installed tree can be moved.
+file(RELATIVE_PATH pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/velmora-tessaryn.pc.in"
                "${PROJECT_BINARY_DIR}/velmora-tessaryn.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/velmora-tessaryn.pc"

@@ -56,6 +56,7 @@ function(velmora_add_library name)
                    LINKER_LANGUAGE CXX
                    VERIFY_INTERFACE_HEADER_SETS ON
                    EXPORT_NAME ${name}
+                   INSTALL_RPATH "$ORIGIN"
                    VERSION ${PROJECT_VERSION}
                    SOVERSION ${PROJECT_VERSION_MAJOR})
     target_compile_features(${target} PUBLIC cxx_std_20)
