@@ -1,0 +1,197 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "common/version.h"
+#include "serializer/error_handlers.h"
+#include "serializer/export.h"
+#include "serializer/node.h"
+#include "serializer/rules.h"
+#include "serializer/serialization_exception.h"
+#include "serializer/serialization_result.h"
+
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+namespace velmora::core::serialization {
+
+/// Reads and writes single values of a node tree, under rules.
+///
+/// Reading is strict: a text is a value only if the whole of it is one and it fits. Writing and
+/// reading a value gives the same value. Neither depends on a locale.
+///
+/// Values are `char` (one byte), `bool` ("true" or "false"), the integer types from `short` on,
+/// `float`, `double`, `std::string` and `Version`. A library adds a type of its own by
+/// specialising `DeserializePrivate` and `SerializePrivate`.
+///
+/// \threadsafety immutable
+template <class Node>
+class VELMORA_SERIALIZER_API Serializer {
+  public:
+    /// Reads a value that has to keep a rule. Where the value can't be read and the rule still
+    /// passes, the value becomes T().
+    ///
+    /// \param node the node that holds the value; may be absent
+    /// \param value receives the value; left alone when the rule is broken
+    /// \param rule decides whether the value will do
+    /// \param handler is told when it won't
+    /// \throws SerializationException through the handler
+    template <class T, class Rule>
+    void Deserialize(Node node, T& value, const Rule& rule, const ThrowErrorHandler& handler) const;
+
+    /// Reads a value and falls back to a default where it can't be read or breaks a rule.
+    ///
+    /// \param node the node that holds the value; may be absent
+    /// \param value receives the value or the default
+    /// \param rule decides whether the value will do
+    /// \param defaultValue taken otherwise
+    template <class T, class Rule>
+    void Deserialize(Node node, T& value, const Rule& rule,
+                     const std::type_identity_t<T>& defaultValue) const;
+
+    /// Writes a value, unless the node is absent. A broken rule is passed over.
+    ///
+    /// \param node receives the value; may be absent
+    /// \param value the value
+    /// \param rule is checked against the value and what became of it
+    template <class T, class Rule>
+    void Serialize(Node node, const T& value, const Rule& rule) const;
+
+    /// As above, and tells which rule was broken.
+    ///
+    /// \param node receives the value; may be absent
+    /// \param value the value
+    /// \param rule is checked against the value and what became of it
+    /// \param broken receives the broken rule, or nothing when it passed
+    template <class T, class Rule>
+    void Serialize(Node node, const T& value, const Rule& rule,
+                   std::optional<BrokenRule>& broken) const;
+
+    /// Checks a rule that needs no value, such as `Exist()`.
+    ///
+    /// \param node may be absent
+    /// \param rule is checked as if the value of an existing node had been read
+    /// \param handler is told when the rule is broken
+    /// \throws SerializationException through the handler
+    template <class Rule>
+    void Test(Node node, const Rule& rule, const ThrowErrorHandler& handler) const;
+
+    /// Reads the value of an existing node.
+    ///
+    /// \param node the node that holds the value
+    /// \param result comes with status `done`; a specialisation may change it
+    /// \throws SerializationException when the node holds no value, or none of this type
+    template <class T>
+    T DeserializePrivate(Node node, SerializationResult& result) const;
+
+    /// Writes the value of an existing node.
+    ///
+    /// \param node receives the value
+    /// \param value the value
+    /// \param result comes with status `done`; a specialisation may change it
+    /// \throws SerializationException when the node is absent
+    template <class T>
+    void SerializePrivate(Node node, const T& value, SerializationResult& result) const;
+
+  private:
+    /// Stands for the value where none is read.
+    struct NoValue {};
+
+    template <class T>
+    SerializationResult Read(const Node& node, T& value) const;
+
+    template <class Rule>
+    static BrokenRule Describe(const Node& node, const Rule& rule, SerializationResult&& result);
+};
+
+template <class Node>
+template <class T>
+SerializationResult Serializer<Node>::Read(const Node& node, T& value) const {
+    SerializationResult result;
+    if (node.Exists()) {
+        result.status = SerializationResult::done;
+        try {
+            value = DeserializePrivate<T>(node, result);
+        } catch (const SerializationException& exception) {
+            result.status = SerializationResult::failed;
+            result.reason = exception.what();
+        }
+    }
+    return result;
+}
+
+template <class Node>
+template <class Rule>
+BrokenRule Serializer<Node>::Describe(const Node& node, const Rule& rule,
+                                      SerializationResult&& result) {
+    return {std::move(result.reason), rule.GetDescription(), node.GetPosition()};
+}
+
+template <class Node>
+template <class T, class Rule>
+void Serializer<Node>::Deserialize(Node node, T& value, const Rule& rule,
+                                   const ThrowErrorHandler& handler) const {
+    T read{};
+    SerializationResult result = Read(node, read);
+    if (!rule.Check(result, read)) {
+        handler.Handle(Describe(node, rule, std::move(result)));
+    }
+    value = std::move(read);
+}
+
+template <class Node>
+template <class T, class Rule>
+void Serializer<Node>::Deserialize(Node node, T& value, const Rule& rule,
+                                   const std::type_identity_t<T>& defaultValue) const {
+    T read(defaultValue);
+    const SerializationResult result = Read(node, read);
+    // The default is copied anew, as what was read may be what the rule refused.
+    value = rule.Check(result, read) ? std::move(read) : T(defaultValue);
+}
+
+template <class Node>
+template <class T, class Rule>
+void Serializer<Node>::Serialize(Node node, const T& value, const Rule& rule) const {
+    std::optional<BrokenRule> broken;
+    Serialize(std::move(node), value, rule, broken);
+}
+
+template <class Node>
+template <class T, class Rule>
+void Serializer<Node>::Serialize(Node node, const T& value, const Rule& rule,
+                                 std::optional<BrokenRule>& broken) const {
+    SerializationResult result;
+    if (node.Exists()) {
+        result.status = SerializationResult::done;
+        try {
+            SerializePrivate<T>(node, value, result);
+        } catch (const SerializationException& exception) {
+            result.status = SerializationResult::failed;
+            result.reason = exception.what();
+        }
+    }
+    broken.reset();
+    if (!rule.Check(result, value)) {
+        broken = Describe(node, rule, std::move(result));
+    }
+}
+
+template <class Node>
+template <class Rule>
+void Serializer<Node>::Test(Node node, const Rule& rule, const ThrowErrorHandler& handler) const {
+    SerializationResult result;
+    if (node.Exists()) {
+        result.status = SerializationResult::done;
+    }
+    if (!rule.Check(result, NoValue())) {
+        handler.Handle(Describe(node, rule, std::move(result)));
+    }
+}
+
+// DeserializePrivate and SerializePrivate have no definition here: those of the types named above
+// are instantiated in the library, those of other types are specialised elsewhere.
+
+}  // namespace velmora::core::serialization
