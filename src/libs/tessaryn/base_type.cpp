@@ -19,8 +19,8 @@ namespace velmora::core::tessaryn {
 namespace {
 
 constexpr std::array<const char*, layout::lastType + 1> names = {
-    "UnknownType", "Int8",   "Int16",  "Int32",  "Int64", "UInt8",  "UInt16",
-    "UInt32",      "UInt64", "Float",  "Double", "Bool",  "String"};
+    "UnknownType", "Int8",   "Int16", "Int32",  "Int64", "UInt8", "UInt16",
+    "UInt32",      "UInt64", "Float", "Double", "Bool",  "String"};
 
 constexpr std::pair<std::string_view, BaseType> spellings[] = {
     {"int8", Int8},     {"sbyte", Int8},      {"char", Int8},     {"int16", Int16},
@@ -40,7 +40,8 @@ constexpr bool IsDigit(char c) {
 /// Whether `std::from_chars` and an input stream would read the same number from this text: it
 /// may disagree with the stream only on what this refuses.
 bool IsPlainNumber(const char* first, const char* last) {
-    if (first != last && *first == '-') ++first;
+    if (first != last && *first == '-')
+        ++first;
     return first != last && IsDigit(*first);
 }
 
@@ -58,14 +59,16 @@ template <class T>
 T ReadNumber(const std::string& text) {
     const char* first = text.data();
     const char* const last = first + text.size();
-    while (first != last && (*first == ' ' || (*first >= '\t' && *first <= '\r'))) ++first;
+    while (first != last && (*first == ' ' || (*first >= '\t' && *first <= '\r')))
+        ++first;
     const bool plain = IsPlainNumber(first, last) && (!std::is_unsigned_v<T> || *first != '-');
     if (plain) {
         T value{};
         const auto [end, error] = std::from_chars(first, last, value);
         // A stream takes "1e" for no number at all, where from_chars stops before the "e".
         const bool whole = std::is_integral_v<T> || end == last;
-        if (error == std::errc() && whole) return value;
+        if (error == std::errc() && whole)
+            return value;
     }
     return ReadFromStream<T>(text);
 }
@@ -74,12 +77,15 @@ T ReadNumber(const std::string& text) {
 
 BaseType GetTypeFromString(const std::string& name) {
     constexpr std::size_t longest = 9;
-    if (name.size() > longest) return UnknownType;
+    if (name.size() > longest)
+        return UnknownType;
     std::array<char, longest> lower{};
-    for (std::size_t i = 0; i < name.size(); ++i) lower[i] = LowerCase(name[i]);
+    for (std::size_t i = 0; i < name.size(); ++i)
+        lower[i] = LowerCase(name[i]);
     const std::string_view wanted(lower.data(), name.size());
     for (const auto& [spelling, type] : spellings) {
-        if (spelling == wanted) return type;
+        if (spelling == wanted)
+            return type;
     }
     return UnknownType;
 }
@@ -93,7 +99,8 @@ std::size_t SizeOf(BaseType type) {
 }
 
 bool TypesAreCompatible(BaseType declared, BaseType requested) {
-    if (declared == UnknownType) throw std::runtime_error("unhandled type");
+    if (declared == UnknownType)
+        throw std::runtime_error("unhandled type");
     return layout::Accepts(declared, requested);
 }
 
