@@ -1,0 +1,353 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/sample.h"
+
+#include "tessaryn/errors.h"
+#include "tessaryn/private/element_layout.h"
+#include "tessaryn/stream_type.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <istream>
+#include <limits>
+#include <ostream>
+#include <stdexcept>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+static_assert(std::endian::native == std::endian::little,
+              "elements and the binary form are little-endian");
+
+namespace {
+
+constexpr std::uint64_t maxTotal = std::numeric_limits<unsigned int>::max();
+
+[[noreturn]] void ThrowTooLong(std::uint64_t bytes) {
+    throw std::length_error("A sample can not hold " + std::to_string(bytes) +
+                            " bytes: more than 32 bits address.");
+}
+
+/// Memory that a read fills: on the stack where it is small, so that reading aside costs nothing.
+class ReadBuffer {
+  public:
+    explicit ReadBuffer(std::size_t size) : length(size) {
+        if (size > small.size())
+            large = std::make_unique_for_overwrite<char[]>(size);
+    }
+
+    char* Data() { return large ? large.get() : small.data(); }
+
+    /// Fills the buffer from the stream, with zeros behind what it doesn't give.
+    void ReadFrom(std::istream& in) {
+        in.read(Data(), static_cast<std::streamsize>(length));
+        const auto got = static_cast<std::size_t>(in.gcount());
+        std::memset(Data() + got, 0, length - got);
+    }
+
+  private:
+    std::size_t length;
+    std::array<char, 512> small;
+    std::unique_ptr<char[]> large;
+};
+
+void CopyBytes(void* to, const void* from, std::size_t bytes) {
+    if (bytes != 0)
+        std::memcpy(to, from, bytes);
+}
+
+}  // namespace
+
+Sample::Sample() = default;
+
+Sample::Sample(StreamType* type, const Poco::Timestamp& time) : streamType(type), timestamp(time) {
+    if (type == nullptr)
+        throw std::invalid_argument("Sample needs a valid stream type.");
+    if (type->GetExactMemSizeInBytes() > maxTotal)
+        ThrowTooLong(type->GetExactMemSizeInBytes());
+    const std::vector<unsigned int>& initial = type->GetMemOffsetLookup();
+    data = std::make_unique<char[]>(initial.back());
+    offsets = std::make_unique_for_overwrite<unsigned int[]>(initial.size());
+    numOffsets = static_cast<std::uint32_t>(initial.size());
+    CopyBytes(offsets.get(), initial.data(), initial.size() * sizeof(unsigned int));
+}
+
+Sample::Sample(const Sample& other)
+    : ISerializable(other),
+      streamType(other.streamType),
+      timestamp(other.timestamp),
+      numOffsets(other.numOffsets) {
+    if (!other.offsets)
+        return;
+    const unsigned int total = other.TotalSize();
+    data = std::make_unique_for_overwrite<char[]>(total);
+    offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
+    CopyBytes(data.get(), other.data.get(), total);
+    CopyBytes(offsets.get(), other.offsets.get(), numOffsets * sizeof(unsigned int));
+}
+
+Sample& Sample::operator=(const Sample& other) {
+    if (this != &other) {
+        Sample copy(other);
+        Swap(copy);
+    }
+    return *this;
+}
+
+Sample::Sample(Sample&& other) noexcept : ISerializable(other) {
+    Swap(other);
+}
+
+Sample& Sample::operator=(Sample&& other) noexcept {
+    Swap(other);
+    return *this;
+}
+
+Sample::~Sample() = default;
+
+void Sample::Swap(Sample& other) noexcept {
+    data.swap(other.data);
+    offsets.swap(other.offsets);
+    std::swap(streamType, other.streamType);
+    timestamp.swap(other.timestamp);
+    std::swap(numOffsets, other.numOffsets);
+}
+
+inline BaseType Sample::DeclaredType(unsigned short entry) const {
+    return GetStreamType()->GetType(entry);
+}
+
+inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
+    const BaseType declared = DeclaredType(entry);
+    if (layout::Accepts(declared, requested))
+        return;
+    if (declared == UnknownType)
+        throw std::runtime_error("unhandled type");
+    throw TypeMismatchException(declared, requested);
+}
+
+inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, BaseType requested,
+                                      std::size_t width) const {
+    CheckType(entry, requested);
+    if (index >= GetSize(entry))
+        throw std::out_of_range("Index out of range.");
+    return GetMemOffset(entry) + index * width;
+}
+
+template <class T>
+inline T Sample::Get(unsigned short entry, unsigned int index) const {
+    return layout::Load<T>(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)));
+}
+
+template <class T>
+inline void Sample::SetElement(unsigned short entry, unsigned int index, T value) {
+    layout::Store(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)), value);
+    timestamp.update();
+}
+
+char Sample::GetInt8(unsigned short entry, unsigned int index) const {
+    return Get<char>(entry, index);
+}
+
+std::string Sample::GetString(unsigned short entry) const {
+    CheckType(entry, Int8);
+    const unsigned int size = GetSize(entry);
+    return size == 0 ? std::string() : std::string(data.get() + GetMemOffset(entry), size);
+}
+
+short Sample::GetInt16(unsigned short entry, unsigned int index) const {
+    return Get<short>(entry, index);
+}
+
+int Sample::GetInt32(unsigned short entry, unsigned int index) const {
+    return Get<int>(entry, index);
+}
+
+long long Sample::GetInt64(unsigned short entry, unsigned int index) const {
+    return Get<long long>(entry, index);
+}
+
+unsigned char Sample::GetUInt8(unsigned short entry, unsigned int index) const {
+    return Get<unsigned char>(entry, index);
+}
+
+unsigned short Sample::GetUInt16(unsigned short entry, unsigned int index) const {
+    return Get<unsigned short>(entry, index);
+}
+
+unsigned int Sample::GetUInt32(unsigned short entry, unsigned int index) const {
+    return Get<unsigned int>(entry, index);
+}
+
+unsigned long long Sample::GetUInt64(unsigned short entry, unsigned int index) const {
+    return Get<unsigned long long>(entry, index);
+}
+
+float Sample::GetFloat(unsigned short entry, unsigned int index) const {
+    return Get<float>(entry, index);
+}
+
+double Sample::GetDouble(unsigned short entry, unsigned int index) const {
+    return Get<double>(entry, index);
+}
+
+bool Sample::GetBool(unsigned short entry, unsigned int index) const {
+    return Get<bool>(entry, index);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, const std::string& text) {
+    const BaseType declared = DeclaredType(entry);
+    const std::uint64_t width = layout::WidthOf(declared);
+    // An element of width 0 stores nothing and only reports its type.
+    if (width == 0)
+        return SetFromString(declared, text, nullptr);
+    if (std::uint32_t{entry} + 1 >= numOffsets)
+        return;
+    const std::uint64_t position = GetMemOffset(entry) + index * width;
+    if (position + width <= TotalSize())
+        SetFromString(declared, text, data.get() + position);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, bool value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, double value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, float value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, unsigned long long value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, unsigned int value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, unsigned short value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, unsigned char value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, long long value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, int value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, short value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, unsigned int index, char value) {
+    SetElement(entry, index, value);
+}
+
+void Sample::Set(unsigned short entry, const std::string& value) {
+    CheckType(entry, String);
+    if (value.size() > maxTotal)
+        ThrowTooLong(value.size());
+    Resize(entry, static_cast<unsigned int>(value.size()));
+    if (std::uint32_t{entry} + 1 >= numOffsets)
+        return;
+    // An overridden Resize may have left less room.
+    CopyBytes(data.get() + GetMemOffset(entry), value.data(),
+              std::min<std::size_t>(value.size(), GetSizeInBytes(entry)));
+    timestamp.update();
+}
+
+void Sample::Deserialize(std::istream& in) {
+    ReadBuffer table(numOffsets * sizeof(unsigned int));
+    table.ReadFrom(in);
+    unsigned int total = 0;
+    if (numOffsets != 0) {
+        std::memcpy(&total, table.Data() + (numOffsets - 1) * sizeof total, sizeof total);
+    }
+    if (total == TotalSize()) {
+        ReadBuffer elements(total);
+        elements.ReadFrom(in);
+        CopyBytes(data.get(), elements.Data(), total);
+    } else {
+        auto elements = std::make_unique<char[]>(total);
+        in.read(elements.get(), total);
+        data = std::move(elements);
+    }
+    CopyBytes(offsets.get(), table.Data(), numOffsets * sizeof(unsigned int));
+}
+
+void Sample::Serialize(std::ostream& out) const {
+    const auto tableSize = static_cast<std::streamsize>(numOffsets * sizeof(unsigned int));
+    out.write(reinterpret_cast<const char*>(offsets.get()), tableSize);
+    out.write(data.get(), TotalSize());
+}
+
+unsigned int Sample::GetSerializedSizeInBytes() const {
+    return TotalSize() + static_cast<unsigned int>(numOffsets * sizeof(unsigned int));
+}
+
+StreamType* Sample::GetStreamType() const {
+    return streamType;
+}
+
+unsigned short Sample::EntryId(const std::string& name) const {
+    return GetStreamType()->EntryId(name);
+}
+
+void Sample::Resize(unsigned short entry, unsigned int count) {
+    ResizeInBytes(entry, std::uint64_t{layout::WidthOf(DeclaredType(entry))} * count);
+}
+
+unsigned int Sample::GetSize(unsigned short entry) const {
+    return layout::ElementsIn(DeclaredType(entry), GetSizeInBytes(entry));
+}
+
+unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
+    // The stream type may have got an entry that this sample doesn't have.
+    if (std::uint32_t{entry} + 1 >= numOffsets)
+        return 0;
+    return offsets[std::size_t{entry} + 1] - offsets[entry];
+}
+
+void Sample::ResizeInBytes(unsigned short entry, std::uint64_t bytes) {
+    if (std::uint32_t{entry} + 1 >= numOffsets)
+        return;
+    ChangeOffset(GetMemOffset(entry) + bytes, std::uint32_t{entry} + 1);
+}
+
+/// Moves the end of the entry before `offsetIndex`, and with it all later entries.
+void Sample::ChangeOffset(std::uint64_t newOffset, std::uint32_t offsetIndex) {
+    if (offsetIndex == 0 || offsetIndex >= numOffsets)
+        return;
+    if (newOffset < offsets[offsetIndex - 1])
+        return;
+    const std::uint64_t oldTotal = TotalSize();
+    const std::uint64_t oldOffset = offsets[offsetIndex];
+    if (newOffset == oldOffset)
+        return;
+    const std::uint64_t tail = oldTotal - oldOffset;
+    const std::uint64_t newTotal = newOffset + tail;
+    if (newTotal > maxTotal)
+        ThrowTooLong(newTotal);
+
+    auto moved = std::make_unique<char[]>(newTotal);
+    CopyBytes(moved.get(), data.get(), std::min(newOffset, oldOffset));
+    CopyBytes(moved.get() + newOffset, data.get() + oldOffset, tail);
+    data = std::move(moved);
+    const auto delta = static_cast<unsigned int>(newOffset - oldOffset);
+    for (std::uint32_t i = offsetIndex; i < numOffsets; ++i)
+        offsets[i] += delta;
+}
+
+}  // namespace velmora::core::tessaryn
