@@ -1,0 +1,411 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/private/subscription_rule_expressions.h"
+
+#include "tessaryn/sample.h"
+#include "tessaryn/stream_type.h"
+
+#include <Poco/Exception.h>
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <ostream>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+using Poco::Dynamic::Var;
+
+namespace {
+
+using Elements = std::vector<Var>;
+
+bool truthOf(const std::shared_ptr<RLExpr>& expression, const SubscriptionArgs& args) {
+    return valueOf(expression.get(), args).convert<bool>();
+}
+
+void dumpLine(std::ostream& out, int indent, const std::string& text) {
+    out << std::string(static_cast<std::size_t>(indent), ' ') << text << std::endl;
+}
+
+void dumpOperand(const RLExpr* operand, std::ostream& out, int indent) {
+    if (operand != nullptr)
+        operand->dump(out, indent);
+}
+
+/// One element as a value of exactly the type that the sample's getter returns.
+Var readElement(const Sample& sample, unsigned short entry, BaseType type, unsigned int index) {
+    switch (type) {
+        case UnknownType:
+            break;
+        case Int8:
+            return sample.GetInt8(entry, index);
+        case Int16:
+            return sample.GetInt16(entry, index);
+        case Int32:
+            return sample.GetInt32(entry, index);
+        case Int64:
+            return sample.GetInt64(entry, index);
+        case UInt8:
+            return sample.GetUInt8(entry, index);
+        case UInt16:
+            return sample.GetUInt16(entry, index);
+        case UInt32:
+            return sample.GetUInt32(entry, index);
+        case UInt64:
+            return sample.GetUInt64(entry, index);
+        case Float:
+            return sample.GetFloat(entry, index);
+        case Double:
+            return sample.GetDouble(entry, index);
+        case Bool:
+            return sample.GetBool(entry, index);
+        case String:
+            return sample.GetString(entry);
+    }
+    return Var();
+}
+
+/// Compares a value, taken as `Native`, with the literal converted to `Converted`.
+template <class Native, class Converted = Native, class Compare>
+bool compareAs(const Var& element, const Var& literal, Compare compare) {
+    const Native& own = element.extract<Native>();
+    const auto other = literal.convert<Converted>();
+    return compare(static_cast<Converted>(own), other);
+}
+
+template <class Compare>
+bool compareElement(BaseType type, const Var& element, const Var& literal, Compare compare) {
+    switch (type) {
+        case UnknownType:
+            return false;
+        case Int8:
+            // The conversion to char takes text for a character and knows no negative numbers.
+            return compareAs<char, Poco::Int8>(element, literal, compare);
+        case Int16:
+            return compareAs<short>(element, literal, compare);
+        case Int32:
+            return compareAs<int>(element, literal, compare);
+        case Int64:
+            return compareAs<long long>(element, literal, compare);
+        case UInt8:
+            return compareAs<unsigned char>(element, literal, compare);
+        case UInt16:
+            return compareAs<unsigned short>(element, literal, compare);
+        case UInt32:
+            return compareAs<unsigned int>(element, literal, compare);
+        case UInt64:
+            return compareAs<unsigned long long>(element, literal, compare);
+        case Float:
+            return compareAs<float>(element, literal, compare);
+        case Double:
+            return compareAs<double>(element, literal, compare);
+        case Bool:
+            return compareAs<bool>(element, literal, compare);
+        case String:
+            return compareAs<std::string>(element, literal, compare);
+    }
+    return false;
+}
+
+/// As `ToString(BaseType)`, but "Unknown" for what is no value type.
+std::string typeNameOf(BaseType type) {
+    const std::string name = ToString(type);
+    return name == "UnknownType" ? "Unknown" : name;
+}
+
+}  // namespace
+
+RLExpr::~RLExpr() = default;
+
+Var valueOf(const RLExpr* expression, const SubscriptionArgs& args) {
+    return expression == nullptr ? Var() : expression->evaluate(args).value;
+}
+
+/// Walks a chain without a call a node, and without an allocation where the chain is short.
+class RLBinaryExpr::Chain {
+  public:
+    explicit Chain(const RLBinaryExpr& last) {
+        for (const auto* node = &last; node != nullptr; node = node->leftOfSameOperator()) {
+            if (length < shortNodes.size()) {
+                shortNodes[length] = node;
+            } else {
+                moreNodes.push_back(node);
+            }
+            ++length;
+        }
+    }
+
+    /// Number of nodes: one less than there are operands.
+    std::size_t Length() const { return length; }
+
+    const RLBinaryExpr& operator[](std::size_t i) const {
+        return i < shortNodes.size() ? *shortNodes[i] : *moreNodes[i - shortNodes.size()];
+    }
+
+    const std::shared_ptr<RLExpr>& FirstOperand() const { return (*this)[length - 1].left; }
+
+  private:
+    std::size_t length = 0;
+    std::array<const RLBinaryExpr*, 16> shortNodes;
+    std::vector<const RLBinaryExpr*> moreNodes;
+};
+
+RLBinaryExpr::RLBinaryExpr(std::shared_ptr<RLExpr> leftOperand,
+                           std::shared_ptr<RLExpr> rightOperand, char operatorCharacter)
+    : left(std::move(leftOperand)), right(std::move(rightOperand)), symbol(operatorCharacter) {}
+
+RLBinaryExpr::~RLBinaryExpr() {
+    // Takes the chain apart node by node, as far as nobody shares it.
+    std::shared_ptr<RLExpr> rest = std::move(left);
+    while (rest && rest.use_count() == 1) {
+        auto* const node = dynamic_cast<RLBinaryExpr*>(rest.get());
+        if (node == nullptr)
+            break;
+        rest = std::exchange(node->left, nullptr);
+    }
+}
+
+const RLBinaryExpr* RLBinaryExpr::leftOfSameOperator() const {
+    const auto* const node = dynamic_cast<const RLBinaryExpr*>(left.get());
+    return node != nullptr && node->symbol == symbol ? node : nullptr;
+}
+
+bool RLBinaryExpr::evaluateUntil(bool decisive, const SubscriptionArgs& args) const {
+    const Chain nodes(*this);
+    bool truth = truthOf(nodes.FirstOperand(), args);
+    for (std::size_t i = nodes.Length(); i > 0 && truth != decisive; --i) {
+        truth = truthOf(nodes[i - 1].right, args);
+    }
+    return truth;
+}
+
+std::vector<Var> RLBinaryExpr::evaluateBackwards(const SubscriptionArgs& args) const {
+    const Chain nodes(*this);
+    std::vector<Var> values;
+    values.reserve(nodes.Length() + 1);
+    for (std::size_t i = 0; i < nodes.Length(); ++i) {
+        values.push_back(valueOf(nodes[i].right.get(), args));
+    }
+    values.push_back(valueOf(nodes.FirstOperand().get(), args));
+    return values;
+}
+
+void RLBinaryExpr::dump(std::ostream& out, int indent) const {
+    const Chain nodes(*this);
+    const int depth = static_cast<int>(nodes.Length());
+    for (int i = 0; i < depth; ++i)
+        dumpLine(out, indent + i, std::string(2, symbol));
+    dumpOperand(nodes.FirstOperand().get(), out, indent + depth);
+    for (int i = depth; i > 0; --i) {
+        const auto node = static_cast<std::size_t>(i - 1);
+        dumpOperand(nodes[node].right.get(), out, indent + i);
+    }
+}
+
+RLAndExpr::RLAndExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand)
+    : RLBinaryExpr(std::move(leftOperand), std::move(rightOperand), '&') {}
+
+TypedValue RLAndExpr::evaluate(const SubscriptionArgs& args) const {
+    return TypedValue(evaluateUntil(false, args));
+}
+
+RLOrExpr::RLOrExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand)
+    : RLBinaryExpr(std::move(leftOperand), std::move(rightOperand), '|') {}
+
+TypedValue RLOrExpr::evaluate(const SubscriptionArgs& args) const {
+    return TypedValue(evaluateUntil(true, args));
+}
+
+RLXorExpr::RLXorExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand)
+    : RLBinaryExpr(std::move(leftOperand), std::move(rightOperand), '^') {}
+
+TypedValue RLXorExpr::evaluate(const SubscriptionArgs& args) const {
+    std::vector<Var> values = evaluateBackwards(args);
+    bool truth = false;
+    for (; !values.empty(); values.pop_back())
+        truth ^= values.back().convert<bool>();
+    return TypedValue(truth);
+}
+
+RLNotExpr::RLNotExpr(std::shared_ptr<RLExpr> negated) : operand(std::move(negated)) {}
+
+TypedValue RLNotExpr::evaluate(const SubscriptionArgs& args) const {
+    return TypedValue(!truthOf(operand, args));
+}
+
+void RLNotExpr::dump(std::ostream& out, int indent) const {
+    dumpLine(out, indent, "!");
+    dumpOperand(operand.get(), out, indent + 1);
+}
+
+RLRelExpr::RLRelExpr(std::shared_ptr<RLExpr> leftOperand, const Var& literal)
+    : left(std::move(leftOperand)), value(literal) {}
+
+RLRelExpr::~RLRelExpr() = default;
+
+TypedValue RLRelExpr::evaluate(const SubscriptionArgs& args) const {
+    try {
+        return TypedValue(evaluateImpl(args));
+    } catch (const Poco::Exception&) {
+        // A literal that can't be converted to the entry's type simply doesn't match.
+        return TypedValue(false);
+    }
+}
+
+void RLRelExpr::dump(std::ostream& out, int indent) const {
+    dumpLine(out, indent, symbol());
+    dumpOperand(left.get(), out, indent + 1);
+    dumpLine(out, indent + 1, value.toString());
+}
+
+template <class Compare>
+bool RLRelExpr::compareWith(const SubscriptionArgs& args, Compare compare) const {
+    const TypedValue own = left ? left->evaluate(args) : TypedValue();
+    if (own.value.type() != typeid(Elements)) {
+        return compareElement(own.type, own.value, value, compare);
+    }
+    for (const Var& element : own.value.extract<Elements>()) {
+        if (!compareElement(own.type, element, value, compare))
+            return false;
+    }
+    return true;
+}
+
+bool RLEqExpr::evaluateImpl(const SubscriptionArgs& args) const {
+    return compareWith(args, std::equal_to<>());
+}
+
+bool RLNeExpr::evaluateImpl(const SubscriptionArgs& args) const {
+    return compareWith(args, std::not_equal_to<>());
+}
+
+bool RLLtExpr::evaluateImpl(const SubscriptionArgs& args) const {
+    return compareWith(args, std::less<>());
+}
+
+bool RLLeExpr::evaluateImpl(const SubscriptionArgs& args) const {
+    return compareWith(args, std::less_equal<>());
+}
+
+bool RLGtExpr::evaluateImpl(const SubscriptionArgs& args) const {
+    return compareWith(args, std::greater<>());
+}
+
+bool RLGeExpr::evaluateImpl(const SubscriptionArgs& args) const {
+    return compareWith(args, std::greater_equal<>());
+}
+
+const char* RLEqExpr::symbol() const {
+    return "==";
+}
+
+const char* RLNeExpr::symbol() const {
+    return "!=";
+}
+
+const char* RLLtExpr::symbol() const {
+    return "<";
+}
+
+const char* RLLeExpr::symbol() const {
+    return "<=";
+}
+
+const char* RLGtExpr::symbol() const {
+    return ">";
+}
+
+const char* RLGeExpr::symbol() const {
+    return ">=";
+}
+
+RLPropExpr::RLPropExpr(const std::string& entryName, const std::string& propertyName)
+    : object(entryName), property(propertyName) {}
+
+TypedValue RLPropExpr::evaluate(const SubscriptionArgs& args) const {
+    const Sample& sample = *args.sample;
+    const StreamType& streamType = *sample.GetStreamType();
+    if (!streamType.EntryExists(object)) {
+        return property == "exists" ? TypedValue(false) : TypedValue();
+    }
+    const unsigned short entry = streamType.EntryId(object);
+    const BaseType type = streamType.GetType(entry);
+    if (property == "type")
+        return {String, typeNameOf(type)};
+    if (property == "size")
+        return {UInt32, sample.GetSize(entry)};
+    if (property == "exists")
+        return TypedValue(true);
+    if (property == "front")
+        return {type, readElement(sample, entry, type, 0)};
+    if (property == "back") {
+        return {type, readElement(sample, entry, type, sample.GetSize(entry) - 1)};
+    }
+    return {};
+}
+
+void RLPropExpr::dump(std::ostream& out, int indent) const {
+    dumpLine(out, indent, "prop: " + object + "." + property);
+}
+
+RLFuncExpr::RLFuncExpr(const std::string& functionName) : name(functionName) {}
+
+TypedValue RLFuncExpr::evaluate(const SubscriptionArgs& args) const {
+    if (name == "pushed")
+        return TypedValue(args.changeType == pushed);
+    if (name == "popped")
+        return TypedValue(args.changeType == popped);
+    if (name == "changed")
+        return TypedValue(args.changeType == changed);
+    return TypedValue(name == "true");
+}
+
+void RLFuncExpr::dump(std::ostream& out, int indent) const {
+    dumpLine(out, indent, "func: " + name);
+}
+
+RLIndexExpr::RLIndexExpr(const std::string& entryName, int first, int last)
+    : name(entryName), from(first), to(last) {}
+
+TypedValue RLIndexExpr::evaluate(const SubscriptionArgs& args) const {
+    const Sample& sample = *args.sample;
+    const StreamType& streamType = *sample.GetStreamType();
+    if (!streamType.EntryExists(name))
+        return {};
+    const unsigned short entry = streamType.EntryId(name);
+    const BaseType type = streamType.GetType(entry);
+    const long long size = sample.GetSize(entry);
+    const long long first = from < 0 ? 0 : from;
+    const long long last = to < 0 || to >= size ? size - 1 : to;
+    if (first > last)
+        return {};
+    if (first == last) {
+        return {type, readElement(sample, entry, type, static_cast<unsigned int>(first))};
+    }
+    Elements elements;
+    elements.reserve(static_cast<std::size_t>(last - first + 1));
+    for (long long i = first; i <= last; ++i) {
+        elements.push_back(readElement(sample, entry, type, static_cast<unsigned int>(i)));
+    }
+    return {type, elements};
+}
+
+void RLIndexExpr::dump(std::ostream& out, int indent) const {
+    dumpLine(out, indent,
+             "index: " + name + "[" + std::to_string(from) + ":" + std::to_string(to) + "]");
+}
+
+RLExistsExpr::RLExistsExpr(const std::string& entryName) : name(entryName) {}
+
+TypedValue RLExistsExpr::evaluate(const SubscriptionArgs& args) const {
+    return TypedValue(args.sample->GetStreamType()->EntryExists(name));
+}
+
+void RLExistsExpr::dump(std::ostream& out, int indent) const {
+    dumpLine(out, indent, "exists: " + name);
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,292 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/export.h"
+#include "tessaryn/private/typed_value.h"
+#include "tessaryn/subscription_args.h"
+
+#include <Poco/Dynamic/Var.h>
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+/// A node of a parsed rule: immutable, so that rules may share trees between threads.
+///
+/// Evaluation only reads: the sample's entries by name, and the kind of change. Operands may be
+/// missing (null); a missing operand has the empty value and prints nothing. A chain of operands
+/// ("a && b && c ...") uses no more of the call stack the longer it is, neither when it is
+/// evaluated or printed nor when it is destroyed.
+///
+/// \threadsafety immutable: several threads may evaluate one tree, each with its own arguments
+class TESSARYN_API RLExpr {
+  public:
+    RLExpr& operator=(const RLExpr&) = default;
+
+    // The order of the virtual operations is part of the binary interface.
+
+    /// The node's value for a change.
+    /// \param args the change
+    /// \throws Poco::InvalidAccessException "Can not convert empty value." when an operand whose
+    /// truth is needed has no value
+    /// \throws Poco::BadCastException when an operand is no truth value
+    /// \throws std::out_of_range when an entry without elements is asked for its first or last one
+    virtual TypedValue evaluate(const SubscriptionArgs& args) const = 0;
+    /// Prints the tree, a line a node, operands below and one blank further in.
+    /// \param out where to
+    /// \param indent blanks before the first line
+    virtual void dump(std::ostream& out, int indent) const = 0;
+
+  protected:
+    RLExpr() = default;
+    RLExpr(const RLExpr&) = default;
+    virtual ~RLExpr();
+};
+
+/// The value of an expression; empty for a missing one.
+/// \param expression \ownership observes: may be null
+/// \param args the change
+/// \throws what `RLExpr::evaluate` throws
+Poco::Dynamic::Var valueOf(const RLExpr* expression, const SubscriptionArgs& args);
+
+/// Base of the operators on two truth values, which are written as one doubled character.
+/// \threadsafety immutable
+class TESSARYN_API RLBinaryExpr : public RLExpr {
+  public:
+    RLBinaryExpr(const RLBinaryExpr&) = default;
+    RLBinaryExpr& operator=(const RLBinaryExpr&) = default;
+    void dump(std::ostream& out, int indent) const override;
+
+  protected:
+    /// The nodes of one operator, from the last one down the left operands to the first.
+    class Chain;
+
+    RLBinaryExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand,
+                 char operatorCharacter);
+    ~RLBinaryExpr() override;
+
+    /// Truth of the operands in the order written, up to the first that decides.
+    bool evaluateUntil(bool decisive, const SubscriptionArgs& args) const;
+    /// Values of the operands, the last one first.
+    std::vector<Poco::Dynamic::Var> evaluateBackwards(const SubscriptionArgs& args) const;
+
+  private:
+    const RLBinaryExpr* leftOfSameOperator() const;
+
+    std::shared_ptr<RLExpr> left;
+    std::shared_ptr<RLExpr> right;
+    char symbol;
+};
+
+/// "&&": the right operand is not evaluated when the left one is false.
+/// \threadsafety immutable
+class TESSARYN_API RLAndExpr : public RLBinaryExpr {
+  public:
+    /// \param leftOperand may be null
+    /// \param rightOperand may be null
+    RLAndExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+};
+
+/// "||": the right operand is not evaluated when the left one is true.
+/// \threadsafety immutable
+class TESSARYN_API RLOrExpr : public RLBinaryExpr {
+  public:
+    /// \param leftOperand may be null
+    /// \param rightOperand may be null
+    RLOrExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+};
+
+/// "^^": evaluates right, then left; converts left, then right.
+/// \threadsafety immutable
+class TESSARYN_API RLXorExpr : public RLBinaryExpr {
+  public:
+    /// \param leftOperand may be null
+    /// \param rightOperand may be null
+    RLXorExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+};
+
+/// "!".
+/// \threadsafety immutable
+class TESSARYN_API RLNotExpr : public RLExpr {
+  public:
+    /// \param negated may be null
+    explicit RLNotExpr(std::shared_ptr<RLExpr> negated);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+    void dump(std::ostream& out, int indent) const override;
+
+  private:
+    std::shared_ptr<RLExpr> operand;
+};
+
+/// Base of the comparisons of a value with a literal.
+///
+/// The literal is converted to the type of the value, and both are compared as that type: 7.5
+/// equals the integer 7. A literal that can't be converted makes every comparison false, "!="
+/// included, and so does a missing value. Several elements pass when each of them does.
+/// \threadsafety immutable
+class TESSARYN_API RLRelExpr : public RLExpr {
+  public:
+    /// \param leftOperand may be null
+    /// \param literal what is compared with
+    RLRelExpr(std::shared_ptr<RLExpr> leftOperand, const Poco::Dynamic::Var& literal);
+    RLRelExpr(const RLRelExpr&) = default;
+    RLRelExpr& operator=(const RLRelExpr&) = default;
+    /// Whether the comparison holds; false where it raises any `Poco::Exception`.
+    /// \param args the change
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+    void dump(std::ostream& out, int indent) const override;
+
+  protected:
+    ~RLRelExpr() override;
+
+    virtual bool evaluateImpl(const SubscriptionArgs& args) const = 0;
+    /// The operator as it is written.
+    virtual const char* symbol() const = 0;
+    /// Whether the left value, or each of its elements, compares with the literal.
+    template <class Compare>
+    bool compareWith(const SubscriptionArgs& args, Compare compare) const;
+
+  private:
+    std::shared_ptr<RLExpr> left;
+    Poco::Dynamic::Var value;
+};
+
+/// "=="
+/// \threadsafety immutable
+class TESSARYN_API RLEqExpr : public RLRelExpr {
+  public:
+    using RLRelExpr::RLRelExpr;
+
+  protected:
+    bool evaluateImpl(const SubscriptionArgs& args) const override;
+    const char* symbol() const override;
+};
+
+/// "!="
+/// \threadsafety immutable
+class TESSARYN_API RLNeExpr : public RLRelExpr {
+  public:
+    using RLRelExpr::RLRelExpr;
+
+  protected:
+    bool evaluateImpl(const SubscriptionArgs& args) const override;
+    const char* symbol() const override;
+};
+
+/// "<"
+/// \threadsafety immutable
+class TESSARYN_API RLLtExpr : public RLRelExpr {
+  public:
+    using RLRelExpr::RLRelExpr;
+
+  protected:
+    bool evaluateImpl(const SubscriptionArgs& args) const override;
+    const char* symbol() const override;
+};
+
+/// "<="
+/// \threadsafety immutable
+class TESSARYN_API RLLeExpr : public RLRelExpr {
+  public:
+    using RLRelExpr::RLRelExpr;
+
+  protected:
+    bool evaluateImpl(const SubscriptionArgs& args) const override;
+    const char* symbol() const override;
+};
+
+/// ">"
+/// \threadsafety immutable
+class TESSARYN_API RLGtExpr : public RLRelExpr {
+  public:
+    using RLRelExpr::RLRelExpr;
+
+  protected:
+    bool evaluateImpl(const SubscriptionArgs& args) const override;
+    const char* symbol() const override;
+};
+
+/// ">="
+/// \threadsafety immutable
+class TESSARYN_API RLGeExpr : public RLRelExpr {
+  public:
+    using RLRelExpr::RLRelExpr;
+
+  protected:
+    bool evaluateImpl(const SubscriptionArgs& args) const override;
+    const char* symbol() const override;
+};
+
+/// "entry.property": type, size, exists, front or back of an entry.
+///
+/// Of an entry that the sample doesn't have only "exists" has a value; nor has any other property.
+/// \threadsafety immutable
+class TESSARYN_API RLPropExpr : public RLExpr {
+  public:
+    /// \param entryName the entry's name
+    /// \param propertyName the property's name
+    RLPropExpr(const std::string& entryName, const std::string& propertyName);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+    void dump(std::ostream& out, int indent) const override;
+
+  private:
+    std::string object;
+    std::string property;
+};
+
+/// "name()": pushed, popped, changed, true; every other function is false.
+/// \threadsafety immutable
+class TESSARYN_API RLFuncExpr : public RLExpr {
+  public:
+    /// \param functionName the function's name
+    explicit RLFuncExpr(const std::string& functionName);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+    void dump(std::ostream& out, int indent) const override;
+
+  private:
+    std::string name;
+};
+
+/// "entry[from:to]": elements of an entry, both ends included.
+///
+/// A negative `from` means the first element; a negative `to`, or one beyond the last element,
+/// means the last. One element is a scalar, several are a vector; a `from` beyond `to` and a
+/// missing entry have no value. An element of a `String` is the whole string. \threadsafety
+/// immutable
+class TESSARYN_API RLIndexExpr : public RLExpr {
+  public:
+    /// \param entryName the entry's name
+    /// \param first index of the first element
+    /// \param last index of the last element
+    RLIndexExpr(const std::string& entryName, int first, int last);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+    void dump(std::ostream& out, int indent) const override;
+
+  private:
+    std::string name;
+    int from;
+    int to;
+};
+
+/// "entry": whether the sample has the entry.
+/// \threadsafety immutable
+class TESSARYN_API RLExistsExpr : public RLExpr {
+  public:
+    /// \param entryName the entry's name
+    explicit RLExistsExpr(const std::string& entryName);
+    TypedValue evaluate(const SubscriptionArgs& args) const override;
+    void dump(std::ostream& out, int indent) const override;
+
+  private:
+    std::string name;
+};
+
+}  // namespace velmora::core::tessaryn

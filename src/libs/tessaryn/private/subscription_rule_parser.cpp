@@ -1,0 +1,263 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/private/subscription_rule_parser.h"
+
+#include "tessaryn/private/subscription_rule_expressions.h"
+#include "tessaryn/private/subscription_rule_tokens.h"
+
+#include <Poco/Bugcheck.h>
+#include <Poco/Exception.h>
+
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+using Poco::SyntaxException;
+using Poco::Token;
+using Poco::Dynamic::Var;
+
+namespace {
+
+using Expr = std::shared_ptr<RLExpr>;
+
+constexpr const char* sourceFile = "src/libs/tessaryn/private/subscription_rule_parser";
+
+constexpr int maxGroups = 1000;
+constexpr int maxTerms = 100000;
+
+/// The operator's code; 0 for what is no operator.
+int codeOf(const Token* token) {
+    return token->is(Token::OPERATOR_TOKEN) ? token->asInteger() : 0;
+}
+
+void countUpTo(int limit, int& count, const char* message) {
+    if (count == limit)
+        throw SyntaxException(message, std::to_string(limit));
+    ++count;
+}
+
+Expr makeComparison(int code, const Expr& left, const Var& value, const std::string& literal) {
+    switch (code) {
+        case OperatorToken::OP_LT:
+            return std::make_shared<RLLtExpr>(left, value);
+        case OperatorToken::OP_LE:
+            return std::make_shared<RLLeExpr>(left, value);
+        case OperatorToken::OP_GT:
+            return std::make_shared<RLGtExpr>(left, value);
+        case OperatorToken::OP_GE:
+            return std::make_shared<RLGeExpr>(left, value);
+        case OperatorToken::OP_EQ:
+            return std::make_shared<RLEqExpr>(left, value);
+        case OperatorToken::OP_NE:
+            return std::make_shared<RLNeExpr>(left, value);
+        default:
+            throw SyntaxException("Misplaced token", literal);
+    }
+}
+
+}  // namespace
+
+RLParser::RLParser(const std::string& text) : stream(text), tokenizer(nullptr) {
+    auto owner = std::make_unique<Poco::StreamTokenizer>(stream);
+    owner->addToken(new OperatorToken);
+    owner->addToken(new IdentifierToken);
+    owner->addToken(new StringLiteralToken);
+    owner->addToken(new NumberLiteralToken);
+    owner->addToken(new Poco::WhitespaceToken);
+    tokenizer = owner.release();
+}
+
+RLParser::~RLParser() {
+    delete tokenizer;
+}
+
+Expr RLParser::parse() {
+    Expr result;
+    const Token* const next = parseExpr(tokenizer->next(), result);
+    if (!next->is(Token::EOF_TOKEN)) {
+        throw SyntaxException("Extra tokens after expression", next->asString());
+    }
+    return result;
+}
+
+const Token* RLParser::parseExpr(const Token* next, Expr& result) {
+    return parseOperands<RLXorExpr>(next, result, OperatorToken::OP_XOR, &RLParser::parseOrExpr);
+}
+
+const Token* RLParser::parseOrExpr(const Token* next, Expr& result) {
+    return parseOperands<RLOrExpr>(next, result, OperatorToken::OP_OR, &RLParser::parseAndExpr);
+}
+
+const Token* RLParser::parseAndExpr(const Token* next, Expr& result) {
+    return parseOperands<RLAndExpr>(next, result, OperatorToken::OP_AND, &RLParser::parseRelExpr);
+}
+
+/// Operands of one level, joined by the operator of that level.
+template <class Node>
+const Token* RLParser::parseOperands(const Token* next, Expr& result, int code, Step operand) {
+    next = (this->*operand)(next, result);
+    while (codeOf(next) == code) {
+        Expr right;
+        next = (this->*operand)(tokenizer->next(), right);
+        result = std::make_shared<Node>(std::move(result), std::move(right));
+    }
+    return next;
+}
+
+const Token* RLParser::parseRelExpr(const Token* next, Expr& result) {
+    result.reset();
+    countUpTo(maxTerms, terms, "Expression has more terms than allowed");
+    const bool negated = codeOf(next) == OperatorToken::OP_NOT;
+    if (negated)
+        next = tokenizer->next();
+    if (codeOf(next) == OperatorToken::OP_OPENPARENT) {
+        next = parseGroup(result);
+    } else if (next->is(Token::IDENTIFIER_TOKEN)) {
+        next = parseNamed(next, result);
+    }
+    if (negated)
+        result = std::make_shared<RLNotExpr>(std::move(result));
+    return next;
+}
+
+const Token* RLParser::parseGroup(Expr& result) {
+    countUpTo(maxGroups, groups, "Groups are nested deeper than allowed");
+    const Token* const next = parseExpr(tokenizer->next(), result);
+    --groups;
+    if (codeOf(next) != OperatorToken::OP_CLOSEPARENT)
+        throw SyntaxException("Expected: ')'");
+    return tokenizer->next();
+}
+
+/// What begins with a name: an accessor, a comparison, or both; or the bare name.
+const Token* RLParser::parseNamed(const Token* next, Expr& result) {
+    // The tokenizer uses its token objects again, so the text has to be copied first.
+    const std::string name = next->asString();
+    next = tokenizer->next();
+    if (next->is(Token::OPERATOR_TOKEN) && !isRelOp(next)) {
+        switch (next->asInteger()) {
+            case OperatorToken::OP_CLOSEPARENT:
+                break;
+            case OperatorToken::OP_OPENPARENT:
+                next = parseFunc(next, result, name);
+                break;
+            case OperatorToken::OP_OPENBRACKET:
+                next = parseIndex(next, result, name);
+                break;
+            case OperatorToken::OP_PERIOD:
+                next = parseProp(next, result, name);
+                break;
+            default:
+                throw SyntaxException("Expected: '(', '[' or '.'");
+        }
+    }
+    if (isRelOp(next)) {
+        if (!result)
+            result = std::make_shared<RLIndexExpr>(name, 0, -1);
+        return parseComparison(next, result);
+    }
+    if (!result)
+        result = std::make_shared<RLExistsExpr>(name);
+    return next;
+}
+
+const Token* RLParser::parseComparison(const Token* next, Expr& result) {
+    const int code = next->asInteger();
+    next = tokenizer->next();
+    const Var value = token2value(next);
+    result = makeComparison(code, result, value, next->asString());
+    return tokenizer->next();
+}
+
+const Token* RLParser::parseIndex(const Token* next, Expr& result, const std::string& name) {
+    if (codeOf(next) != OperatorToken::OP_OPENBRACKET) {
+        Poco::Bugcheck::assertion(
+            "next->is(Token::OPERATOR_TOKEN) && next->asInteger() == "
+            "OperatorToken::OP_OPENBRACKET",
+            sourceFile, 191);
+    }
+    int from = 0;
+    int to = -1;
+    next = tokenizer->next();
+    if (next->is(Token::INTEGER_LITERAL_TOKEN)) {
+        from = next->asInteger();
+        next = tokenizer->next();
+    } else if (codeOf(next) != OperatorToken::OP_COLON) {
+        throw SyntaxException("Expected: integer or ':'");
+    }
+    if (codeOf(next) == OperatorToken::OP_COLON) {
+        next = tokenizer->next();
+        if (next->is(Token::INTEGER_LITERAL_TOKEN)) {
+            to = next->asInteger();
+            next = tokenizer->next();
+        }
+    } else {
+        to = from;
+    }
+    if (codeOf(next) != OperatorToken::OP_CLOSEBRACKET)
+        throw SyntaxException("Expected: ']'");
+    result = std::make_shared<RLIndexExpr>(name, from, to);
+    return tokenizer->next();
+}
+
+const Token* RLParser::parseProp(const Token* next, Expr& result, const std::string& name) {
+    if (codeOf(next) != OperatorToken::OP_PERIOD) {
+        Poco::Bugcheck::assertion(
+            "next->is(Token::OPERATOR_TOKEN) && next->asInteger() == OperatorToken::OP_PERIOD",
+            sourceFile, 228);
+    }
+    next = tokenizer->next();
+    if (!next->is(Token::IDENTIFIER_TOKEN))
+        throw SyntaxException("Expected: identifier");
+    result = std::make_shared<RLPropExpr>(name, next->asString());
+    return tokenizer->next();
+}
+
+const Token* RLParser::parseFunc(const Token* next, Expr& result, const std::string& name) {
+    if (codeOf(next) != OperatorToken::OP_OPENPARENT) {
+        Poco::Bugcheck::assertion(
+            "next->is(Token::OPERATOR_TOKEN) && next->asInteger() == OperatorToken::OP_OPENPARENT",
+            sourceFile, 241);
+    }
+    next = tokenizer->next();
+    if (codeOf(next) != OperatorToken::OP_CLOSEPARENT)
+        throw SyntaxException("Expected: ')'");
+    result = std::make_shared<RLFuncExpr>(name);
+    return tokenizer->next();
+}
+
+Var RLParser::token2value(const Token* token) {
+    switch (token->tokenClass()) {
+        case Token::STRING_LITERAL_TOKEN:
+            return token->asString();
+        case Token::INTEGER_LITERAL_TOKEN:
+            return token->asInteger64();
+        case Token::FLOAT_LITERAL_TOKEN:
+            return token->asFloat();
+        case Token::IDENTIFIER_TOKEN:
+            if (token->asString() == "true")
+                return true;
+            if (token->asString() == "false")
+                return false;
+            throw SyntaxException("Misplaced identifier", token->asString());
+        default:
+            throw SyntaxException("Misplaced token", token->asString());
+    }
+}
+
+bool RLParser::isRelOp(const Token* token) {
+    switch (codeOf(token)) {
+        case OperatorToken::OP_LT:
+        case OperatorToken::OP_LE:
+        case OperatorToken::OP_GT:
+        case OperatorToken::OP_GE:
+        case OperatorToken::OP_EQ:
+        case OperatorToken::OP_NE:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,35 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/base_type.h"
+#include "tessaryn/export.h"
+
+#include <Poco/Dynamic/Var.h>
+
+namespace velmora::core::tessaryn {
+
+/// What an expression of the rule language evaluates to: a value type and a dynamic value.
+///
+/// The value of one element is held as the sample's getter returns it (`char` for `Int8`,
+/// `long long` for `Int64`); several elements are a `std::vector<Poco::Dynamic::Var>` of such
+/// values, and their type is that of the elements.
+///
+/// \threadsafety external
+class TESSARYN_API TypedValue {
+  public:
+    /// `UnknownType` and an empty value.
+    TypedValue() = default;
+    /// \param valueType the value's type
+    /// \param dynamicValue the value
+    TypedValue(BaseType valueType, Poco::Dynamic::Var dynamicValue);
+    /// A truth value.
+    // NOLINTNEXTLINE(google-explicit-constructor): conditions are returned as values
+    TypedValue(bool truth);
+
+    BaseType type = UnknownType;
+    Poco::Dynamic::Var value;
+};
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,36 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+namespace velmora::core::tessaryn {
+
+class Sample;
+
+/// What happened to a stream; the numbers are part of the binary interface.
+///
+/// Overwriting the oldest sample of a full ring and `Stream::Clear` are no changes in this sense.
+enum StreamChangeType : unsigned char {
+    pushed = 0,  ///< a sample was pushed
+    popped = 1,  ///< the newest sample was removed
+    changed = 2  ///< the newest sample was changed in place
+};
+
+/// One change of a stream, as rules and delegates receive it.
+///
+/// The stream itself is not part of it: it reaches a delegate as the notification's sender.
+///
+/// \threadsafety external: the same record goes to every subscription of one notification, one
+/// after the other, on the thread that changed the stream
+struct SubscriptionArgs {
+    /// What happened.
+    StreamChangeType changeType;
+    /// A copy of the sample concerned; never null. \ownership lends: valid only during the
+    /// notification. What a delegate changes in it, later subscriptions see; the stream doesn't.
+    Sample* sample;
+    /// The value that the caller gave to `Stream::PushNew(std::istream&, void*)` or
+    /// `Stream::DeserializeLatest`; null for every other change.
+    void* sender;
+};
+
+}  // namespace velmora::core::tessaryn
