@@ -37,8 +37,6 @@ class AtomicExecutor {
     }
 
   protected:
-    ~AtomicExecutor() = default;
-
     /// Recursive, for public operations call other public operations of the same object.
     mutable Poco::Mutex mutex;
 };

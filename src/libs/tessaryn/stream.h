@@ -1,0 +1,221 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serializer/serializable.h"
+#include "serializer/serializer.h"
+#include "tessaryn/atomic_executor.h"
+#include "tessaryn/export.h"
+#include "tessaryn/sample.h"
+#include "tessaryn/stream_subscription.h"
+
+#include <Poco/Mutex.h>
+#include <Poco/Timespan.h>
+#include <Poco/Timestamp.h>
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+class StreamType;
+class StreamTypeRepository;
+
+/// A bounded buffer of the newest samples of one stream type, and the subscriptions to its changes.
+///
+/// New samples are pushed at the head of a ring; when it holds `GetMaxSize()` samples the next push
+/// deletes the oldest, without a notification for it. Each change notifies the subscriptions,
+/// synchronously, on the thread that made it.
+///
+/// Invariants:
+/// 1. The ring is never longer than `GetMaxSize()`; it grows 1, 3, 7, 15, ... slots and never
+///    shrinks but by `Clear`.
+/// 2. The stream owns its samples, all of its stream type. Readers get them through callbacks that
+///    run while the stream is locked; the pointers are valid only inside.
+/// 3. The newest sample is at the current slot; popping steps back through the ring like a stack.
+///
+/// Callbacks (fills, queries, rules and delegates) run with the stream's sample mutex held, rules
+/// and delegates with the subscriptions' mutex, too. They may call the public operations of the
+/// same stream on that thread, but a rule or delegate must not subscribe or unsubscribe on the
+/// stream that is notifying, and a fill or change must not remove the sample that it was given (by
+/// popping, clearing, or pushing once around the ring). They must not wait for another thread that
+/// needs the stream. Lock order: repository, groups from the root down, the stream's samples, its
+/// subscriptions.
+///
+/// The stream type must outlive the stream.
+///
+/// \threadsafety guarded
+class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
+                            private serialization::ISerializable {
+  public:
+    /// What a query hands to its callback: live samples in storage order.
+    using SamplesCallback = std::function<void(const std::vector<Sample*>&)>;
+
+    /// What `Clear` empties; may be combined.
+    enum ClearFlags : unsigned int { clearSamples = 1, clearSubscriptions = 2 };
+
+    /// An empty stream.
+    /// \param streamType \ownership observes: the type of every sample; must outlive the stream
+    /// \param maxSize samples that the stream keeps, 1 to 2^31-1
+    /// \throws std::invalid_argument for a size out of that range
+    Stream(StreamType* streamType, long maxSize);
+
+    /// Reads a stream from its node: "Type", "TypeVersion", "MaxSize" and the samples under
+    /// "Samples", of which the last that the stream can keep stay.
+    ///
+    /// "Type" is a path in the repository or, where that leads nowhere, a full name. A missing or
+    /// unreadable "TypeVersion" means the latest version.
+    /// \param serializer reads the values
+    /// \param node the stream's node
+    /// \param types where the type is looked up; must outlive the stream
+    /// \throws serialization::SerializationException when "Type" is missing, or "MaxSize" is
+    /// missing, unreadable or not 1 to 2^31-1 \throws ItemNotFoundException when the repository has
+    /// no such type \throws utils::VersionedObjectNotFoundException when the type has no such
+    /// version \throws StreamCreateException when a sample can't be read
+    Stream(const serialization::Serializer<serialization::NodeRef>& serializer,
+           const serialization::INode& node, const StreamTypeRepository& types);
+
+    // The order of the virtual operations is part of the binary interface: destructor, Serialize,
+    // GetLatest, PushNew, Subscribe, Unsubscribe.
+
+    /// Deletes the samples, then the subscriptions.
+    ~Stream() override;
+
+    /// Writes type, version, capacity and, in storage order, the samples.
+    /// \param serializer writes the values
+    /// \param node the stream's node
+    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+                   serialization::INode& node) const override;
+
+    /// Hands the newest sample to a callback.
+    /// \param callback called once, under the lock
+    /// \throws ItemNotFoundException "No Sample in Stream" when there is none
+    /// \throws std::bad_function_call when `callback` is empty
+    virtual void GetLatest(std::function<void(const Sample&)> callback) const;
+
+    /// Pushes a new sample, stamped now, filled in place; then notifies `pushed`.
+    /// \param fill sets the sample's entries, under the lock. When it throws, or is empty, the
+    /// sample stays in the stream and nobody is notified.
+    /// \throws std::bad_function_call when `fill` is empty; what `fill`, a rule or a delegate
+    /// throws \throws std::invalid_argument when the stream has no type \throws std::length_error,
+    /// std::bad_alloc as `Sample`; the stream is then as it was
+    virtual void PushNew(std::function<void(Sample&)> fill);
+
+    /// Adds a copy of the subscription after the others. Duplicates are kept and told twice. Takes
+    /// the subscriptions' lock only.
+    virtual void Subscribe(const StreamSubscription& subscription);
+
+    /// Removes every subscription to the same target, whatever its rule. Takes the subscriptions'
+    /// lock only.
+    virtual void Unsubscribe(const StreamSubscription& subscription);
+
+    /// Pushes a sample as it is, its time included; then notifies `pushed`.
+    /// \param sample \ownership takes: in every case. A sample of another stream type is deleted,
+    /// and nothing else happens; so is null. \throws what a rule or a delegate throws; the sample
+    /// is then in the stream
+    void PushNew(Sample* sample);
+
+    /// Pushes a new sample, stamped now, and reads its binary form; then notifies `pushed`.
+    /// \param in where the sample is read from; its state tells of errors
+    /// \param sender handed on to rules and delegates as `SubscriptionArgs::sender`
+    /// \throws what `in` throws: the sample then stays in the stream with its initial values, and
+    /// nobody is notified
+    void PushNew(std::istream& in, void* sender);
+
+    /// Changes the newest sample in place.
+    /// \param change changes the sample, under the lock
+    /// \param notify whether `changed` is notified afterwards
+    /// \throws ItemNotFoundException "No Sample in Stream" when there is none
+    /// \throws std::bad_function_call when `change` is empty
+    void ChangeLatest(std::function<void(Sample&)> change, bool notify);
+
+    /// Reads the binary form into the newest sample, or into a new one when the stream is empty;
+    /// then notifies `changed`, in both cases.
+    /// \param in where the sample is read from; its state tells of errors
+    /// \param sender handed on to rules and delegates as `SubscriptionArgs::sender`
+    /// \throws what `in` throws: a sample that was pushed for it stays
+    void DeserializeLatest(std::istream& in, void* sender);
+
+    /// Removes the newest sample and notifies `popped` with a copy of it. Nothing happens when
+    /// there is none. \throws what a rule or a delegate throws; the sample is gone all the same
+    void PopLatest();
+
+    /// \name Queries
+    /// The samples are handed over in storage order, which is that of pushing until the ring has
+    /// wrapped; then the newest, in the low slots, come first. Cost: the number of slots.
+    /// \throws std::bad_function_call when the callback is empty
+    ///@{
+    /// Every sample.
+    void GetAll(SamplesCallback callback) const;
+    /// The samples stamped at `since` or later.
+    void GetSince(const Poco::Timestamp& since, SamplesCallback callback) const;
+    /// The samples stamped from `from` to `to`, both included.
+    void GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
+                    SamplesCallback callback) const;
+    /// The samples stamped within `span` before now; all when that reaches before the epoch.
+    void GetLast(const Poco::Timespan& span, SamplesCallback callback) const;
+    ///@}
+
+    /// Whether the stream holds no sample.
+    bool IsEmpty() const;
+    /// Samples that the stream keeps at most. Takes no lock.
+    int GetMaxSize() const { return maxSize; }
+    /// The type of every sample. Takes no lock.
+    /// \return \ownership observes
+    StreamType* GetStreamType() const { return streamType; }
+
+    /// Deletes samples, subscriptions or both, without notification.
+    /// \param what `clearSamples`, `clearSubscriptions` or both; other bits are ignored
+    void Clear(unsigned int what);
+
+    /// Pushes a sample read from a sample's node; then notifies `pushed`.
+    /// \param serializer reads the values
+    /// \param sampleNode the sample's node
+    /// \throws as the `Sample` constructor from a node; the stream is then as it was
+    void PushNew(const serialization::Serializer<serialization::NodeRef>& serializer,
+                 const serialization::INode& sampleNode);
+
+    /// Pushes the samples under a stream node's "Samples", notifying `pushed` for each. What else
+    /// the node tells is not read.
+    /// \param serializer reads the values
+    /// \param node the stream's node
+    /// \throws as above; the samples pushed before stay
+    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
+              const serialization::INode& node);
+
+  protected:
+    /// No type, no capacity: what the constructor from a node begins with.
+    Stream();
+
+  private:
+    using Samples = std::vector<Sample*>;
+
+    void Push(std::unique_ptr<Sample> sample);
+    Sample& PushFresh();
+    Sample* GetLatestPtr() const;
+    Sample& GetLatest() const;
+    template <class Predicate>
+    Samples Select(Predicate wanted) const;
+    Samples GetSince(const Poco::Timestamp& since) const;
+
+    int IncreasedSampleIdx() const;
+    int DecreasedSampleIdx() const;
+    void EnlargeSampleContainer();
+    void DeleteSamples();
+    void Notify(StreamChangeType type, const Sample& sample, void* sender);
+
+    // Guarded by the executor's mutex.
+    Samples samples;
+    // Guarded by subscriptionsMutex.
+    std::vector<StreamSubscription> subscriptions;
+    Poco::Mutex subscriptionsMutex;
+    StreamType* streamType;
+    int maxSize;
+    // Guarded by the executor's mutex: slot of the newest sample, -1 when there was none yet.
+    int currentSampleIdx;
+};
+
+}  // namespace velmora::core::tessaryn

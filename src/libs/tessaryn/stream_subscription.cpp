@@ -1,0 +1,54 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/stream_subscription.h"
+
+#include <memory>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+namespace {
+
+using Delegate = Poco::AbstractDelegate<SubscriptionArgs>;
+
+}  // namespace
+
+StreamSubscription::StreamSubscription(const ISubscriptionRule& subscriptionRule,
+                                       const Delegate& target)
+    : StreamSubscription(subscriptionRule.Clone(), target) {}
+
+StreamSubscription::StreamSubscription(ISubscriptionRule* subscriptionRule, const Delegate& target)
+    : rule(nullptr), delegate(nullptr) {
+    std::unique_ptr<ISubscriptionRule> owner(subscriptionRule);
+    delegate = target.clone();
+    rule = owner.release();
+}
+
+StreamSubscription::StreamSubscription(const StreamSubscription& other)
+    : StreamSubscription(*other.rule, *other.delegate) {}
+
+StreamSubscription::StreamSubscription(StreamSubscription&& other) noexcept
+    : rule(std::exchange(other.rule, nullptr)), delegate(std::exchange(other.delegate, nullptr)) {}
+
+StreamSubscription& StreamSubscription::operator=(StreamSubscription other) noexcept {
+    std::swap(rule, other.rule);
+    std::swap(delegate, other.delegate);
+    return *this;
+}
+
+StreamSubscription::~StreamSubscription() {
+    delete delegate;
+    delete rule;
+}
+
+bool StreamSubscription::operator==(const StreamSubscription& other) const {
+    return delegate->equals(*other.delegate);
+}
+
+void StreamSubscription::NotifyIfRuleApplies(void* sender, SubscriptionArgs& args) {
+    if (rule->Applies(args))
+        delegate->notify(sender, args);
+}
+
+}  // namespace velmora::core::tessaryn

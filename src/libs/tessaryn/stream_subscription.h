@@ -1,0 +1,55 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/export.h"
+#include "tessaryn/subscription_args.h"
+#include "tessaryn/subscription_rule.h"
+
+#include <Poco/AbstractDelegate.h>
+
+namespace velmora::core::tessaryn {
+
+/// A rule, and the delegate that is called for the changes to which the rule applies.
+///
+/// Owns both. A moved-from subscription is good for assignment and destruction only.
+///
+/// \threadsafety external
+class TESSARYN_API StreamSubscription {
+  public:
+    /// Clones both.
+    /// \param rule the filter
+    /// \param delegate the target, such as a `Poco::Delegate` or `Poco::FunctionDelegate`
+    StreamSubscription(const ISubscriptionRule& rule,
+                       const Poco::AbstractDelegate<SubscriptionArgs>& delegate);
+    /// Takes the rule and clones the delegate.
+    /// \param rule \ownership takes: the filter, not null; deleted when this throws
+    /// \param delegate the target
+    StreamSubscription(ISubscriptionRule* rule,
+                       const Poco::AbstractDelegate<SubscriptionArgs>& delegate);
+    /// Clones rule and delegate of `other`.
+    StreamSubscription(const StreamSubscription& other);
+    StreamSubscription(StreamSubscription&& other) noexcept;
+    StreamSubscription& operator=(StreamSubscription other) noexcept;
+    ~StreamSubscription();
+
+    /// Whether both have the same target; the rules are not compared.
+    bool operator==(const StreamSubscription& other) const;
+
+    /// The filter.
+    /// \return \ownership lends
+    ISubscriptionRule* GetRule() const { return rule; }
+
+    /// Calls the delegate if the rule applies; what the delegate returns is ignored.
+    /// \param sender the notifying stream
+    /// \param args the change
+    /// \throws anything that the rule or the delegate throws
+    void NotifyIfRuleApplies(void* sender, SubscriptionArgs& args);
+
+  private:
+    ISubscriptionRule* rule;
+    Poco::AbstractDelegate<SubscriptionArgs>* delegate;
+};
+
+}  // namespace velmora::core::tessaryn
