@@ -1,0 +1,267 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/atomic_executor.h"
+#include "tessaryn/errors.h"
+#include "tessaryn/export.h"
+#include "tessaryn/named_object.h"
+
+#include <Poco/HashMap.h>
+#include <Poco/Mutex.h>
+#include <Poco/ScopedLock.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+/// One named node of a tree: owns named items and named sub-groups.
+///
+/// Serves for any `Item` with a destructor and any `Group` that derives from
+/// `GenericGroup<Item, Group>` and has a constructor (name, parent).
+///
+/// Invariants:
+/// 1. A name is unique among the items, and unique among the sub-groups; an item and a sub-group
+///    may share one.
+/// 2. The group owns its items and sub-groups and deletes them on removal and destruction.
+///
+/// Children are listed in the hash map's order: neither sorted nor that of adding. A group must not
+/// outlive its parent.
+///
+/// \threadsafety guarded: every operation locks this group only, but `IsEmpty`, `GetName` and
+/// `GetFullName`, which take no lock. A pointer to a child stays valid until the child is removed;
+/// who keeps one across threads serialises through `AtomicExecute`.
+template <class Item, class Group>
+class TESSARYN_API GenericGroup : public INamedObject,
+                                  public utils::AtomicExecutor<GenericGroup<Item, Group>> {
+  public:
+    /// An empty group.
+    /// \param groupName its name; a root's is empty
+    /// \param groupParent \ownership observes: the group above, null for a root; must outlive it
+    /// \param nameSeparator joins the parent's full name and this name
+    GenericGroup(const std::string& groupName, const INamedObject* groupParent, char nameSeparator)
+        : groups(initialReserve),
+          items(initialReserve),
+          parent(groupParent),
+          name(groupName),
+          separator(nameSeparator) {}
+
+    ~GenericGroup() override { DeleteAll(); }
+
+    std::string GetName() const override { return name; }
+
+    /// The names from the root down to this group; those of unnamed groups at the top don't appear.
+    std::string GetFullName() const override {
+        const std::string above = parent == nullptr ? std::string() : parent->GetFullName();
+        return above.empty() ? name : above + separator + name;
+    }
+
+    /// Stores an item.
+    /// \param itemName the item's name
+    /// \param item \ownership takes on success: left with the caller when the name is taken
+    /// \return \ownership lends: the item of that name, new or not; null when `item` was null
+    Item* AddItem(const std::string& itemName, std::unique_ptr<Item>&& item) {
+        const Lock lock(this->mutex);
+        return Insert(items, itemName, item);
+    }
+
+    /// As `AddItem`, but an item whose name is taken is deleted.
+    /// \param itemName the item's name
+    /// \param item \ownership takes
+    /// \return \ownership lends: the item of that name, new or not
+    Item* AddItemMove(const std::string& itemName, std::unique_ptr<Item>&& item) {
+        const Lock lock(this->mutex);
+        std::unique_ptr<Item> owner(std::move(item));
+        return Insert(items, itemName, owner);
+    }
+
+    /// Stores a sub-group.
+    /// \param groupName the sub-group's name here
+    /// \param group \ownership takes on success: left with the caller when the name is taken
+    /// \return \ownership lends: the sub-group of that name, new or not; null when `group` was null
+    Group* AddGroup(const std::string& groupName, std::unique_ptr<Group>&& group) {
+        const Lock lock(this->mutex);
+        return Insert(groups, groupName, group);
+    }
+
+    /// As `AddGroup`, but a sub-group whose name is taken is deleted.
+    /// \param groupName the sub-group's name here
+    /// \param group \ownership takes
+    /// \return \ownership lends: the sub-group of that name, new or not
+    Group* AddGroupMove(const std::string& groupName, std::unique_ptr<Group>&& group) {
+        const Lock lock(this->mutex);
+        std::unique_ptr<Group> owner(std::move(group));
+        return Insert(groups, groupName, owner);
+    }
+
+    /// The sub-group of a name; a new one, with this group as parent, when there was none.
+    /// \return \ownership lends
+    Group* AddGroup(const std::string& groupName) {
+        const Lock lock(this->mutex);
+        Group* const existing = Find(groups, groupName);
+        return existing != nullptr ? existing
+                                   : AddGroup(groupName, std::make_unique<Group>(groupName, this));
+    }
+
+    /// The item of a name among the direct children, or null.
+    /// \return \ownership lends
+    Item* GetItemPtr(const std::string& itemName) const {
+        const Lock lock(this->mutex);
+        return Find(items, itemName);
+    }
+
+    /// The sub-group of a name among the direct children, or null.
+    /// \return \ownership lends
+    Group* GetGroupPtr(const std::string& groupName) const {
+        const Lock lock(this->mutex);
+        return Find(groups, groupName);
+    }
+
+    /// As `GetItemPtr`.
+    /// \throws ItemNotFoundException when absent
+    Item& GetItem(const std::string& itemName) const {
+        Item* const item = GetItemPtr(itemName);
+        if (item == nullptr)
+            throw ItemNotFoundException(itemName);
+        return *item;
+    }
+
+    /// As `GetGroupPtr`.
+    /// \throws GroupNotFoundException when absent
+    Group& GetGroup(const std::string& groupName) const {
+        Group* const group = GetGroupPtr(groupName);
+        if (group == nullptr)
+            throw GroupNotFoundException(groupName);
+        return *group;
+    }
+
+    bool ItemExists(const std::string& itemName) const { return GetItemPtr(itemName) != nullptr; }
+
+    bool GroupExists(const std::string& groupName) const {
+        return GetGroupPtr(groupName) != nullptr;
+    }
+
+    /// The names of the direct items.
+    std::vector<std::string> GetItemNames() const {
+        const Lock lock(this->mutex);
+        return Keys(items);
+    }
+
+    /// The names of the direct sub-groups.
+    std::vector<std::string> GetGroupNames() const {
+        const Lock lock(this->mutex);
+        return Keys(groups);
+    }
+
+    /// The direct items.
+    /// \return \ownership lends
+    std::vector<Item*> GetAllItemPtrs() const {
+        const Lock lock(this->mutex);
+        return Values(items);
+    }
+
+    /// The direct sub-groups.
+    /// \return \ownership lends
+    std::vector<Group*> GetAllGroupPtrs() const {
+        const Lock lock(this->mutex);
+        return Values(groups);
+    }
+
+    /// Whether the group has neither items nor sub-groups. Takes no lock.
+    bool IsEmpty() const { return items.empty() && groups.empty(); }
+
+    /// Deletes the item of a name; false when there is none.
+    bool RemoveItem(const std::string& itemName) {
+        const Lock lock(this->mutex);
+        return Erase(items, itemName);
+    }
+
+    /// Deletes the sub-group of a name with all that is below it; false when there is none.
+    bool RemoveGroup(const std::string& groupName) {
+        const Lock lock(this->mutex);
+        return Erase(groups, groupName);
+    }
+
+    /// Deletes the item of a name or, only when there is none, the sub-group; false when neither is
+    /// there.
+    bool Remove(const std::string& childName) {
+        const Lock lock(this->mutex);
+        return RemoveItem(childName) || RemoveGroup(childName);
+    }
+
+    /// Deletes all sub-groups and items.
+    void Clear() {
+        const Lock lock(this->mutex);
+        DeleteAll();
+    }
+
+  protected:
+    using Lock = Poco::ScopedLock<Poco::Mutex>;
+    template <class Child>
+    using Children = Poco::HashMap<std::string, Child*>;
+
+    // Guarded by the executor's mutex.
+    Children<Group> groups;
+    Children<Item> items;
+
+  private:
+    static constexpr std::size_t initialReserve = 64;
+
+    template <class Child>
+    static Child* Find(const Children<Child>& children, const std::string& key) {
+        const auto place = children.find(key);
+        return place == children.end() ? nullptr : place->second;
+    }
+
+    /// The child of that name; `child` is released only when it was stored.
+    template <class Child>
+    static Child* Insert(Children<Child>& children, const std::string& key,
+                         std::unique_ptr<Child>& child) {
+        Child* const existing = Find(children, key);
+        if (existing != nullptr || !child) return existing;
+        children.insert(typename Children<Child>::ValueType(key, child.get()));
+        return child.release();
+    }
+
+    template <class Child>
+    static bool Erase(Children<Child>& children, const std::string& key) {
+        const std::unique_ptr<Child> doomed(Find(children, key));
+        if (doomed) children.erase(key);
+        return doomed != nullptr;
+    }
+
+    template <class Child>
+    static std::vector<std::string> Keys(const Children<Child>& children) {
+        std::vector<std::string> keys;
+        keys.reserve(children.size());
+        for (const auto& child : children) keys.push_back(child.first);
+        return keys;
+    }
+
+    template <class Child>
+    static std::vector<Child*> Values(const Children<Child>& children) {
+        std::vector<Child*> values;
+        values.reserve(children.size());
+        for (const auto& child : children) values.push_back(child.second);
+        return values;
+    }
+
+    void DeleteAll() {
+        for (const auto& child : groups)
+            delete child.second;
+        groups.clear();
+        for (const auto& child : items)
+            delete child.second;
+        items.clear();
+    }
+
+    const INamedObject* parent;
+    std::string name;
+    char separator;
+};
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,74 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/private/stream_repository_private.h"
+
+#include "tessaryn/errors.h"
+#include "tessaryn/private/node_fields.h"
+
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+using serialization::INode;
+using serialization::NodeFlags;
+using serialization::NodeRef;
+using serialization::Serializer;
+
+StreamRepositoryPrivate::StreamRepositoryPrivate(Poco::Logger& streamsLogger, char separator)
+    : GenericRepo(separator), logger(streamsLogger) {}
+
+StreamRepositoryPrivate::~StreamRepositoryPrivate() = default;
+
+Stream* StreamRepositoryPrivate::AddStream(const std::string& path,
+                                           std::unique_ptr<Stream> stream) {
+    return AddItem(path, std::move(stream));
+}
+
+Stream& StreamRepositoryPrivate::GetStream(const std::string& path) {
+    Stream* const stream = GetItemPtr(path);
+    if (stream == nullptr)
+        throw ItemNotFoundException(path);
+    return *stream;
+}
+
+StreamGroup& StreamRepositoryPrivate::GetGroup(const std::string& path) {
+    StreamGroup* const group = GetGroupPtr(path);
+    if (group == nullptr)
+        throw GroupNotFoundException(path);
+    return *group;
+}
+
+StreamGroup& StreamRepositoryPrivate::GetLockedRoot() {
+    const Lock lock(mutex);
+    return GetRoot();
+}
+
+bool StreamRepositoryPrivate::IsStreamTypeInUse(StreamType* type) {
+    const Lock lock(mutex);
+    return GetRoot().IsStreamTypeInUse(type);
+}
+
+bool StreamRepositoryPrivate::IsStreamTypeInUse(StreamTypeCollection* collection) {
+    const Lock lock(mutex);
+    for (StreamType* type : collection->GetAll()) {
+        if (GetRoot().IsStreamTypeInUse(type))
+            return true;
+    }
+    return false;
+}
+
+void StreamRepositoryPrivate::Fill(const Serializer<NodeRef>& serializer, const INode& node,
+                                   const StreamTypeRepository& types) {
+    const Lock lock(mutex);
+    GetRoot().Fill(serializer, node["Group"], types);
+}
+
+void StreamRepositoryPrivate::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+    serializer.Serialize(node.AddNode("GroupSeparator", NodeFlags::NodeElement), groupSeparator(),
+                         serialization::Optional());
+    NodeRef group = node.AddNode("Group", NodeFlags::NodeElement);
+    GetRoot().Serialize(serializer, group);
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,132 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/private/stream_type_repository_private.h"
+
+#include "tessaryn/errors.h"
+#include "tessaryn/private/node_fields.h"
+
+#include <memory>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+using serialization::INode;
+using serialization::NodeFlags;
+using serialization::NodeRef;
+using serialization::Serializer;
+
+namespace {
+
+/// The collection that a full name leads to from a group down, each "." taken both for a part of a
+/// name and for what joins two names.
+StreamTypeCollection* FindBelow(const StreamTypeCollectionGroup& group, const std::string& rest) {
+    StreamTypeCollection* found = group.GetItemPtr(rest);
+    // An unnamed group at the top leaves no trace in the full names below it.
+    const StreamTypeCollectionGroup* const unnamed =
+        group.GetFullName().empty() ? group.GetGroupPtr("") : nullptr;
+    if (found == nullptr && unnamed != nullptr)
+        found = FindBelow(*unnamed, rest);
+    for (std::size_t dot = rest.find('.'); found == nullptr && dot != std::string::npos;
+         dot = rest.find('.', dot + 1)) {
+        const StreamTypeCollectionGroup* const below = group.GetGroupPtr(rest.substr(0, dot));
+        if (below != nullptr)
+            found = FindBelow(*below, rest.substr(dot + 1));
+    }
+    return found;
+}
+
+}  // namespace
+
+StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::FindByFullName(
+    const std::string& fullName) {
+    const Lock lock(mutex);
+    return FindBelow(GetRoot(), fullName);
+}
+
+void StreamTypeRepositoryPrivate::Repo::Fill(const Serializer<NodeRef>& serializer,
+                                             const INode& node) {
+    const Lock lock(mutex);
+    GetRoot().Fill(serializer, node["Group"]);
+}
+
+StreamTypeRepositoryPrivate::StreamTypeRepositoryPrivate(Poco::Logger& typesLogger,
+                                                         char groupSeparator)
+    : repo(groupSeparator), logger(typesLogger) {
+    repo.GetRoot().Add("Any")->PushNew(utils::Version::SmallestDelta());
+}
+
+StreamTypeRepositoryPrivate::~StreamTypeRepositoryPrivate() = default;
+
+StreamTypeCollection* StreamTypeRepositoryPrivate::Add(const std::string& path) {
+    const std::size_t last = path.rfind(repo.groupSeparator());
+    const bool inGroup = last != std::string::npos;
+    const std::string groupPath = inGroup ? path.substr(0, last) : std::string();
+    const std::string name = inGroup ? path.substr(last + 1) : path;
+    auto collection = std::make_unique<StreamTypeCollection>(name, &repo.GetRoot());
+    StreamTypeCollection* const stored = repo.AddItem(path, std::move(collection));
+    StreamTypeCollectionGroup* const group =
+        groupPath.empty() ? nullptr : repo.GetGroupPtr(groupPath);
+    if (stored != nullptr && group != nullptr)
+        stored->SetParent(group);
+    return stored;
+}
+
+StreamTypeCollection* StreamTypeRepositoryPrivate::Add(const Serializer<NodeRef>& serializer,
+                                                       const INode& node) {
+    auto collection = std::make_unique<StreamTypeCollection>(serializer, node, &repo.GetRoot());
+    const std::string path = collection->GetName();
+    return repo.AddItem(path, std::move(collection));
+}
+
+StreamTypeCollectionGroup* StreamTypeRepositoryPrivate::AddGroup(const std::string& path) {
+    return repo.AddGroup(path);
+}
+
+StreamTypeCollection* StreamTypeRepositoryPrivate::GetPtr(const std::string& path) {
+    return repo.GetItemPtr(path);
+}
+
+StreamTypeCollection& StreamTypeRepositoryPrivate::Get(const std::string& path) {
+    StreamTypeCollection* const collection = repo.GetItemPtr(path);
+    if (collection == nullptr)
+        throw ItemNotFoundException(path);
+    return *collection;
+}
+
+StreamTypeCollection* StreamTypeRepositoryPrivate::FindByFullName(const std::string& fullName) {
+    return repo.FindByFullName(fullName);
+}
+
+StreamTypeCollectionGroup* StreamTypeRepositoryPrivate::GetGroupPtr(const std::string& path) {
+    return repo.GetGroupPtr(path);
+}
+
+StreamTypeCollectionGroup& StreamTypeRepositoryPrivate::GetGroup(const std::string& path) {
+    StreamTypeCollectionGroup* const group = repo.GetGroupPtr(path);
+    if (group == nullptr)
+        throw GroupNotFoundException(path);
+    return *group;
+}
+
+bool StreamTypeRepositoryPrivate::Remove(const std::string& path) {
+    return repo.Remove(path);
+}
+
+void StreamTypeRepositoryPrivate::Clear() {
+    repo.Clear();
+}
+
+void StreamTypeRepositoryPrivate::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
+    repo.Fill(serializer, node);
+}
+
+void StreamTypeRepositoryPrivate::Serialize(const Serializer<NodeRef>& serializer,
+                                            INode& node) const {
+    serializer.Serialize(node.AddNode("GroupSeparator", NodeFlags::NodeElement),
+                         repo.groupSeparator(), serialization::Optional());
+    NodeRef group = node.AddNode("Group", NodeFlags::NodeElement);
+    repo.GetRoot().Serialize(serializer, group);
+}
+
+}  // namespace velmora::core::tessaryn

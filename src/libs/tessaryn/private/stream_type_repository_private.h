@@ -1,0 +1,61 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serializer/serializable.h"
+#include "serializer/serializer.h"
+#include "tessaryn/export.h"
+#include "tessaryn/generic_repo.h"
+#include "tessaryn/stream_type_collection.h"
+#include "tessaryn/stream_type_collection_group.h"
+
+#include <string>
+
+namespace Poco {
+class Logger;
+}
+
+namespace velmora::core::tessaryn {
+
+/// What stands behind a `StreamTypeRepository`, which documents the operations.
+///
+/// \threadsafety guarded
+class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializable {
+  public:
+    /// \param typesLogger \ownership observes: must outlive the repository
+    /// \param groupSeparator splits paths
+    StreamTypeRepositoryPrivate(Poco::Logger& typesLogger, char groupSeparator);
+    ~StreamTypeRepositoryPrivate() override;
+
+    StreamTypeCollection* Add(const std::string& path);
+    StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
+                              const serialization::INode& node);
+    StreamTypeCollectionGroup* AddGroup(const std::string& path);
+    StreamTypeCollection* GetPtr(const std::string& path);
+    StreamTypeCollection& Get(const std::string& path);
+    StreamTypeCollection* FindByFullName(const std::string& fullName);
+    StreamTypeCollectionGroup* GetGroupPtr(const std::string& path);
+    StreamTypeCollectionGroup& GetGroup(const std::string& path);
+    bool Remove(const std::string& path);
+    void Clear();
+    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
+              const serialization::INode& node);
+    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+                   serialization::INode& node) const override;
+
+  private:
+    /// The plain tree; its mutex is what look-ups, removal and filling hold.
+    class Repo : public GenericRepo<StreamTypeCollectionGroup, StreamTypeCollection> {
+      public:
+        using GenericRepo::GenericRepo;
+        StreamTypeCollection* FindByFullName(const std::string& fullName);
+        void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
+                  const serialization::INode& node);
+    };
+
+    Repo repo;
+    Poco::Logger& logger;
+};
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,98 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/stream_type_collection.h"
+
+#include "tessaryn/private/node_fields.h"
+
+#include <memory>
+#include <stdexcept>
+
+namespace velmora::core::tessaryn {
+
+using serialization::INode;
+using serialization::NodeFlags;
+using serialization::NodeRef;
+using serialization::Serializer;
+using utils::Version;
+
+StreamTypeCollection::StreamTypeCollection(const std::string& collectionName,
+                                           const INamedObject* collectionParent)
+    : Base("StreamTypeCollection"), parent(collectionParent), name(collectionName) {}
+
+StreamTypeCollection::StreamTypeCollection(const std::string& collectionName,
+                                           const INamedObject* collectionParent,
+                                           const std::vector<StreamType>& types)
+    : StreamTypeCollection(collectionName, collectionParent) {
+    for (const StreamType& type : types)
+        Base::Add(new StreamType(type), type.GetVersion());
+}
+
+StreamTypeCollection::StreamTypeCollection(const Serializer<NodeRef>& serializer, const INode& node,
+                                           const INamedObject* collectionParent)
+    : StreamTypeCollection(ReadName(serializer, node), collectionParent) {
+    const NodeRef list = node["Types"];
+    serializer.Test(list, serialization::Exist(), RaiseAndLog());
+    for (const NodeRef& child : list.GetNodes())
+        Add(serializer, child);
+}
+
+StreamTypeCollection& StreamTypeCollection::operator=(const StreamTypeCollection& other) {
+    std::string otherName = other.name;
+    Base::operator=(other);
+    parent = other.parent;
+    name.swap(otherName);
+    return *this;
+}
+
+StreamTypeCollection::~StreamTypeCollection() = default;
+
+StreamType& StreamTypeCollection::Add(const Version& version) {
+    return Base::Add(new StreamType(version, this), version);
+}
+
+StreamType& StreamTypeCollection::Add(const Serializer<NodeRef>& serializer, const INode& node) {
+    auto type = std::make_unique<StreamType>(serializer, node, this);
+    const Version version = type->GetVersion();
+    return Base::Add(type.release(), version);
+}
+
+StreamType& StreamTypeCollection::PushNew(const Version& delta) {
+    Version version = GetLatestVersion();
+    version += delta;
+    return Base::PushNew(new StreamType(version, this), delta);
+}
+
+StreamType& StreamTypeCollection::PushNew(const Serializer<NodeRef>& serializer,
+                                          const INode& node) {
+    auto type = std::make_unique<StreamType>(serializer, node, this);
+    const Version delta = type->GetVersion();
+    return Base::PushNew(type.release(), delta);
+}
+
+std::string StreamTypeCollection::GetName() const {
+    return name;
+}
+
+std::string StreamTypeCollection::GetFullName() const {
+    const std::string above = parent == nullptr ? std::string() : parent->GetFullName();
+    return above.empty() ? name : above + "." + name;
+}
+
+void StreamTypeCollection::SetParent(const INamedObject* collectionParent) {
+    if (collectionParent == nullptr) {
+        throw std::invalid_argument("StreamTypeCollection must have a valid parent object.");
+    }
+    parent = collectionParent;
+}
+
+void StreamTypeCollection::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+    WriteName(serializer, node, NodeFlags::NodeName, GetName());
+    NodeRef list = node.AddNode("Types", NodeFlags::NodeList);
+    for (const StreamType* type : GetAll()) {
+        NodeRef child = list.AddNode("Type", NodeFlags::NodeElement);
+        type->Serialize(serializer, child);
+    }
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,105 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serializer/serializable.h"
+#include "serializer/serializer.h"
+#include "tessaryn/export.h"
+#include "tessaryn/named_object.h"
+#include "tessaryn/stream_type.h"
+#include "tessaryn/versioned_collection.h"
+
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+/// All versions of one named stream type.
+///
+/// The collection is the parent of the types that it makes, so their names are its own. In the
+/// messages of its exceptions every collection is called "StreamTypeCollection".
+///
+/// \threadsafety external: serialised by the repository's `AtomicExecute`
+class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<StreamType>,
+                                          public INamedObject,
+                                          public serialization::ISerializable {
+  public:
+    /// An empty collection.
+    /// \param collectionName the stream type's name
+    /// \param collectionParent \ownership observes: the group that holds it; may be null
+    StreamTypeCollection(const std::string& collectionName, const INamedObject* collectionParent);
+
+    /// A collection of copies, which keep the parents of the types that they are made of.
+    /// \param collectionName the stream type's name
+    /// \param collectionParent \ownership observes: the group that holds it; may be null
+    /// \param types copied in this order, each under its own version
+    /// \throws utils::VersionedObjectAlreadyExistsException when a version occurs twice
+    StreamTypeCollection(const std::string& collectionName, const INamedObject* collectionParent,
+                         const std::vector<StreamType>& types);
+
+    /// Reads a collection from its node: "Name" and the types under "Types", in any order.
+    /// \param serializer reads the values
+    /// \param node the collection's node
+    /// \param collectionParent \ownership observes: the group that holds it; may be null
+    /// \throws serialization::SerializationException when "Name" or "Types" is missing
+    /// \throws utils::VersionedObjectAlreadyExistsException when a version occurs twice
+    /// \throws what the `StreamType` constructor from a node throws
+    StreamTypeCollection(const serialization::Serializer<serialization::NodeRef>& serializer,
+                         const serialization::INode& node, const INamedObject* collectionParent);
+
+    StreamTypeCollection(const StreamTypeCollection&) = delete;
+    /// Shares the types of `other` and forgets, undeleted, those held before: only one of the two
+    /// may be cleared or destroyed afterwards.
+    StreamTypeCollection& operator=(const StreamTypeCollection& other);
+    ~StreamTypeCollection() override;
+
+    /// Makes an empty type of a version.
+    /// \throws utils::VersionedObjectAlreadyExistsException when the version is there
+    /// \throws utils::WrongVersionException for 0.0.0 in an empty collection
+    StreamType& Add(const utils::Version& version);
+    /// Makes a type from its node, under the version that the node tells.
+    /// \param serializer reads the values
+    /// \param node the type's node
+    /// \throws as above, and what the `StreamType` constructor from a node throws
+    StreamType& Add(const serialization::Serializer<serialization::NodeRef>& serializer,
+                    const serialization::INode& node);
+
+    /// Makes an empty type as the new latest one.
+    /// \param delta step from the latest version, or from 0.0.0
+    /// \throws utils::WrongVersionException for a step too small, or beyond the largest version
+    StreamType& PushNew(const utils::Version& delta);
+    /// Makes a type from its node as the new latest one. The version that the node tells is the
+    /// step: the type is stored under the latest version plus this one, and keeps its own.
+    /// \param serializer reads the values
+    /// \param node the type's node
+    /// \throws as above, and what the `StreamType` constructor from a node throws
+    StreamType& PushNew(const serialization::Serializer<serialization::NodeRef>& serializer,
+                        const serialization::INode& node);
+
+    std::string GetName() const override;
+    /// The parent's full name, unless empty, then "." and the name; whatever a repository splits
+    /// paths at.
+    std::string GetFullName() const override;
+
+    /// The group that holds the collection; may be null.
+    /// \return \ownership observes
+    const INamedObject* GetParent() const { return parent; }
+    /// \param collectionParent \ownership observes: the group that holds it
+    /// \throws std::invalid_argument when null
+    void SetParent(const INamedObject* collectionParent);
+
+    /// Writes "Name" and, under "Types", the types in ascending order of their versions.
+    /// \param serializer writes the values
+    /// \param node the collection's node
+    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+                   serialization::INode& node) const override;
+
+  private:
+    using Base = utils::VersionedCollection<StreamType>;
+
+    const INamedObject* parent;
+    std::string name;
+};
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,99 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/stream_type_collection_group.h"
+
+#include "tessaryn/private/node_fields.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+using serialization::INode;
+using serialization::NodeFlags;
+using serialization::NodeRef;
+using serialization::Serializer;
+
+StreamTypeCollectionGroup::StreamTypeCollectionGroup(const std::string& groupName,
+                                                     const INamedObject* groupParent)
+    : GenericGroup(groupName, groupParent, '.') {}
+
+StreamTypeCollectionGroup::StreamTypeCollectionGroup(const Serializer<NodeRef>& serializer,
+                                                     const INode& node,
+                                                     const INamedObject* groupParent)
+    : GenericGroup(ReadName(serializer, node), groupParent, '.') {
+    Fill(serializer, node);
+}
+
+StreamTypeCollectionGroup::~StreamTypeCollectionGroup() = default;
+
+StreamTypeCollection* StreamTypeCollectionGroup::Add(const std::string& collectionName) {
+    return AddItemMove(collectionName,
+                       std::make_unique<StreamTypeCollection>(collectionName, this));
+}
+
+StreamTypeCollection* StreamTypeCollectionGroup::Add(const Serializer<NodeRef>& serializer,
+                                                     const INode& node) {
+    auto collection = std::make_unique<StreamTypeCollection>(serializer, node, this);
+    const std::string collectionName = collection->GetName();
+    return AddItemMove(collectionName, std::move(collection));
+}
+
+StreamTypeCollection& StreamTypeCollectionGroup::Get(const std::string& collectionName) const {
+    return GetItem(collectionName);
+}
+
+StreamTypeCollection* StreamTypeCollectionGroup::GetPtr(const std::string& collectionName) const {
+    return GetItemPtr(collectionName);
+}
+
+void StreamTypeCollectionGroup::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
+    const Lock lock(mutex);
+    for (const NodeRef& child : node["Groups"].GetNodes()) {
+        auto group = std::make_unique<StreamTypeCollectionGroup>(serializer, child, this);
+        const std::string groupName = group->GetName();
+        StreamTypeCollectionGroup* const existing = GetGroupPtr(groupName);
+        if (existing != nullptr) {
+            existing->Fill(serializer, child);
+        } else {
+            AddGroup(groupName, std::move(group));
+        }
+    }
+    for (const NodeRef& child : node["TypeCollections"].GetNodes())
+        Add(serializer, child);
+}
+
+void StreamTypeCollectionGroup::RemoveAllTypesOfVersion(const utils::Version& version) {
+    for (const auto& group : groups)
+        group.second->RemoveAllTypesOfVersion(version);
+    std::vector<std::string> emptied;
+    for (const auto& item : items) {
+        item.second->Remove(version);
+        if (item.second->IsEmpty())
+            emptied.push_back(item.first);
+    }
+    for (const std::string& key : emptied) {
+        const std::unique_ptr<StreamTypeCollection> doomed(items.find(key)->second);
+        items.erase(key);
+    }
+}
+
+void StreamTypeCollectionGroup::Serialize(const Serializer<NodeRef>& serializer,
+                                          INode& node) const {
+    const Lock lock(mutex);
+    WriteName(serializer, node, NodeFlags::NodeName, GetName());
+    NodeRef groupList = node.AddNode("Groups", NodeFlags::NodeList);
+    for (const StreamTypeCollectionGroup* group : GetAllGroupPtrs()) {
+        NodeRef child = groupList.AddNode("Group", NodeFlags::NodeElement);
+        group->Serialize(serializer, child);
+    }
+    NodeRef collectionList = node.AddNode("TypeCollections", NodeFlags::NodeList);
+    for (const StreamTypeCollection* collection : GetAllItemPtrs()) {
+        NodeRef child = collectionList.AddNode("TypeCollection", NodeFlags::NodeElement);
+        collection->Serialize(serializer, child);
+    }
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,108 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serializer/serializable.h"
+#include "serializer/serializer.h"
+#include "tessaryn/atomic_executor.h"
+#include "tessaryn/export.h"
+#include "tessaryn/stream_type_collection.h"
+#include "tessaryn/stream_type_collection_group.h"
+
+#include <memory>
+#include <string>
+
+namespace Poco {
+class Logger;
+}
+
+namespace velmora::core::tessaryn {
+
+class StreamTypeRepositoryPrivate;
+
+/// The root of all stream types: a tree of groups whose collections are addressed by path.
+///
+/// Every new repository holds the collection "Any" with one type without entries, of version
+/// `Version::SmallestDelta()`. Paths are split at the repository's separator, while full names are
+/// always joined with ".". It must outlive the streams made of its types.
+///
+/// \threadsafety guarded: `Get`, `GetPtr`, `operator[]`, `FindByFullName`, `GetGroup`,
+/// `GetGroupPtr`, `Remove`, `Clear` and `Fill` hold the repository's mutex; `Add`, `AddGroup` and
+/// `Serialize` rely on the groups' own. `AtomicExecute` holds a mutex of its own: it excludes other
+/// `AtomicExecute` only. Pointers and references handed out are valid until what they point to is
+/// removed.
+class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
+                                          public utils::AtomicExecutor<StreamTypeRepository> {
+  public:
+    /// A repository with the collection "Any".
+    /// \param logger \ownership observes: must outlive the repository
+    /// \param groupSeparator splits paths
+    StreamTypeRepository(Poco::Logger& logger, char groupSeparator);
+
+    /// Reads a repository: "GroupSeparator", "." when missing, and the root group under "Group".
+    /// The collection "Any" is made first, and stays where the node has one, too. \param logger
+    /// \ownership observes: must outlive the repository \param serializer reads the values \param
+    /// node the repository's node \throws what `Fill` throws
+    StreamTypeRepository(Poco::Logger& logger,
+                         const serialization::Serializer<serialization::NodeRef>& serializer,
+                         const serialization::INode& node);
+    ~StreamTypeRepository() override;
+
+    /// The collection of a path; a new, empty one when there was none. Missing groups are made.
+    /// \return \ownership lends: null for the empty path
+    StreamTypeCollection* Add(const std::string& path);
+    /// Adds a collection read from its node, whose "Name" is taken as its path. It keeps the root
+    /// as parent and the whole path as name. When the path is taken, the existing one stays. \param
+    /// serializer reads the values \param node the collection's node \return \ownership lends: the
+    /// collection of that path; null for the empty path \throws what the `StreamTypeCollection`
+    /// constructor from a node throws
+    StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
+                              const serialization::INode& node);
+    /// Gets or makes every group of a path.
+    /// \return \ownership lends: the last one; null for the empty path
+    StreamTypeCollectionGroup* AddGroup(const std::string& path);
+
+    /// The collection of a path, or null.
+    /// \return \ownership lends
+    StreamTypeCollection* GetPtr(const std::string& path) const;
+    /// The collection of a path.
+    /// \throws ItemNotFoundException that names the whole path
+    StreamTypeCollection& Get(const std::string& path) const;
+    /// As `Get`.
+    StreamTypeCollection& operator[](const std::string& path) const;
+    /// The collection that a full name such as "plant.line1.Pos" leads to, or null. Independent of
+    /// the separator; names may hold "." themselves.
+    /// \return \ownership lends
+    StreamTypeCollection* FindByFullName(const std::string& fullName) const;
+    /// The group of a path, or null; the root for the empty path.
+    /// \return \ownership lends
+    StreamTypeCollectionGroup* GetGroupPtr(const std::string& path) const;
+    /// The group of a path; the root for the empty path.
+    /// \throws GroupNotFoundException that names the whole path
+    StreamTypeCollectionGroup& GetGroup(const std::string& path) const;
+
+    /// Deletes the collection of a path or, only when there is none, the group. Ask
+    /// `StreamRepository::IsStreamTypeInUse` first.
+    /// \return whether something was deleted
+    bool Remove(const std::string& path);
+    /// Deletes every collection and group, "Any" included.
+    void Clear();
+
+    /// Merges the root group under a node's "Group" into this repository; absent, it adds nothing.
+    /// \param serializer reads the values
+    /// \param node the repository's node
+    /// \throws what `StreamTypeCollectionGroup::Fill` throws; what was added before stays
+    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
+              const serialization::INode& node);
+    /// Writes "GroupSeparator" and "Group".
+    /// \param serializer writes the values
+    /// \param node the repository's node
+    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+                   serialization::INode& node) const override;
+
+  private:
+    std::unique_ptr<StreamTypeRepositoryPrivate> implementation;
+};
+
+}  // namespace velmora::core::tessaryn
