@@ -1,11 +1,11 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include <common/version.h>
-#include <serializer/node_tree.h>
-#include <tessaryn/errors.h>
-#include <tessaryn/stream.h>
-#include <tessaryn/stream_type.h>
+#include "common/version.h"
+#include "serializer/node_tree.h"
+#include "tessaryn/errors.h"
+#include "tessaryn/stream.h"
+#include "tessaryn/stream_type.h"
 
 #include <iostream>
 
@@ -22,5 +22,6 @@ int main() {
         std::cout << missing.what() << '\n';
     }
     velmora::core::serialization::NodeTree tree;
-    return tree.GetRoot().Exists() && velmora::utils::Version("1.2.3").ToString() == "1.2.3" ? 0 : 1;
+    return tree.GetRoot().Exists() && velmora::utils::Version("1.2.3").ToString() == "1.2.3" ? 0
+                                                                                             : 1;
 }
