@@ -153,9 +153,9 @@ class RLBinaryExpr::Chain {
     std::vector<const RLBinaryExpr*> moreNodes;
 };
 
-RLBinaryExpr::RLBinaryExpr(std::shared_ptr<RLExpr> leftOperand,
-                           std::shared_ptr<RLExpr> rightOperand, char operatorCharacter)
-    : left(std::move(leftOperand)), right(std::move(rightOperand)), symbol(operatorCharacter) {}
+RLBinaryExpr::RLBinaryExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr,
+                           char operatorCharacter)
+    : left(std::move(leftExpr)), right(std::move(rightExpr)), symbol(operatorCharacter) {}
 
 RLBinaryExpr::~RLBinaryExpr() {
     // Takes the chain apart node by node, as far as nobody shares it.
@@ -205,22 +205,22 @@ void RLBinaryExpr::dump(std::ostream& out, int indent) const {
     }
 }
 
-RLAndExpr::RLAndExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand)
-    : RLBinaryExpr(std::move(leftOperand), std::move(rightOperand), '&') {}
+RLAndExpr::RLAndExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr)
+    : RLBinaryExpr(std::move(leftExpr), std::move(rightExpr), '&') {}
 
 TypedValue RLAndExpr::evaluate(const SubscriptionArgs& args) const {
     return TypedValue(evaluateUntil(false, args));
 }
 
-RLOrExpr::RLOrExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand)
-    : RLBinaryExpr(std::move(leftOperand), std::move(rightOperand), '|') {}
+RLOrExpr::RLOrExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr)
+    : RLBinaryExpr(std::move(leftExpr), std::move(rightExpr), '|') {}
 
 TypedValue RLOrExpr::evaluate(const SubscriptionArgs& args) const {
     return TypedValue(evaluateUntil(true, args));
 }
 
-RLXorExpr::RLXorExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand)
-    : RLBinaryExpr(std::move(leftOperand), std::move(rightOperand), '^') {}
+RLXorExpr::RLXorExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr)
+    : RLBinaryExpr(std::move(leftExpr), std::move(rightExpr), '^') {}
 
 TypedValue RLXorExpr::evaluate(const SubscriptionArgs& args) const {
     std::vector<Var> values = evaluateBackwards(args);
@@ -241,8 +241,8 @@ void RLNotExpr::dump(std::ostream& out, int indent) const {
     dumpOperand(operand.get(), out, indent + 1);
 }
 
-RLRelExpr::RLRelExpr(std::shared_ptr<RLExpr> leftOperand, const Var& literal)
-    : left(std::move(leftOperand)), value(literal) {}
+RLRelExpr::RLRelExpr(std::shared_ptr<RLExpr> leftExpr, const Var& literalValue)
+    : left(std::move(leftExpr)), value(literalValue) {}
 
 RLRelExpr::~RLRelExpr() = default;
 
@@ -322,8 +322,8 @@ const char* RLGeExpr::symbol() const {
     return ">=";
 }
 
-RLPropExpr::RLPropExpr(const std::string& entryName, const std::string& propertyName)
-    : object(entryName), property(propertyName) {}
+RLPropExpr::RLPropExpr(const std::string& entry, const std::string& propertyOfEntry)
+    : object(entry), property(propertyOfEntry) {}
 
 TypedValue RLPropExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
@@ -351,7 +351,7 @@ void RLPropExpr::dump(std::ostream& out, int indent) const {
     dumpLine(out, indent, "prop: " + object + "." + property);
 }
 
-RLFuncExpr::RLFuncExpr(const std::string& functionName) : name(functionName) {}
+RLFuncExpr::RLFuncExpr(const std::string& function) : name(function) {}
 
 TypedValue RLFuncExpr::evaluate(const SubscriptionArgs& args) const {
     if (name == "pushed")
@@ -367,8 +367,8 @@ void RLFuncExpr::dump(std::ostream& out, int indent) const {
     dumpLine(out, indent, "func: " + name);
 }
 
-RLIndexExpr::RLIndexExpr(const std::string& entryName, int first, int last)
-    : name(entryName), from(first), to(last) {}
+RLIndexExpr::RLIndexExpr(const std::string& entry, int firstIndex, int lastIndex)
+    : name(entry), from(firstIndex), to(lastIndex) {}
 
 TypedValue RLIndexExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
@@ -378,16 +378,16 @@ TypedValue RLIndexExpr::evaluate(const SubscriptionArgs& args) const {
     const unsigned short entry = streamType.EntryId(name);
     const BaseType type = streamType.GetType(entry);
     const long long size = sample.GetSize(entry);
-    const long long first = from < 0 ? 0 : from;
-    const long long last = to < 0 || to >= size ? size - 1 : to;
-    if (first > last)
+    const long long begin = from < 0 ? 0 : from;
+    const long long end = to < 0 || to >= size ? size - 1 : to;
+    if (begin > end)
         return {};
-    if (first == last) {
-        return {type, readElement(sample, entry, type, static_cast<unsigned int>(first))};
+    if (begin == end) {
+        return {type, readElement(sample, entry, type, static_cast<unsigned int>(begin))};
     }
     Elements elements;
-    elements.reserve(static_cast<std::size_t>(last - first + 1));
-    for (long long i = first; i <= last; ++i) {
+    elements.reserve(static_cast<std::size_t>(end - begin + 1));
+    for (long long i = begin; i <= end; ++i) {
         elements.push_back(readElement(sample, entry, type, static_cast<unsigned int>(i)));
     }
     return {type, elements};
@@ -398,7 +398,7 @@ void RLIndexExpr::dump(std::ostream& out, int indent) const {
              "index: " + name + "[" + std::to_string(from) + ":" + std::to_string(to) + "]");
 }
 
-RLExistsExpr::RLExistsExpr(const std::string& entryName) : name(entryName) {}
+RLExistsExpr::RLExistsExpr(const std::string& entry) : name(entry) {}
 
 TypedValue RLExistsExpr::evaluate(const SubscriptionArgs& args) const {
     return TypedValue(args.sample->GetStreamType()->EntryExists(name));

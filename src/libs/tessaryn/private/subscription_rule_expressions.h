@@ -62,11 +62,15 @@ class TESSARYN_API RLBinaryExpr : public RLExpr {
     RLBinaryExpr& operator=(const RLBinaryExpr&) = default;
     void dump(std::ostream& out, int indent) const override;
 
+    /// The operands; may be null. \ownership lends
+    const RLExpr* leftOperand() const { return left.get(); }
+    const RLExpr* rightOperand() const { return right.get(); }
+
   protected:
     /// The nodes of one operator, from the last one down the left operands to the first.
     class Chain;
 
-    RLBinaryExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand,
+    RLBinaryExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr,
                  char operatorCharacter);
     ~RLBinaryExpr() override;
 
@@ -87,9 +91,9 @@ class TESSARYN_API RLBinaryExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLAndExpr : public RLBinaryExpr {
   public:
-    /// \param leftOperand may be null
-    /// \param rightOperand may be null
-    RLAndExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand);
+    /// \param leftExpr may be null
+    /// \param rightExpr may be null
+    RLAndExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
 };
 
@@ -97,9 +101,9 @@ class TESSARYN_API RLAndExpr : public RLBinaryExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLOrExpr : public RLBinaryExpr {
   public:
-    /// \param leftOperand may be null
-    /// \param rightOperand may be null
-    RLOrExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand);
+    /// \param leftExpr may be null
+    /// \param rightExpr may be null
+    RLOrExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
 };
 
@@ -107,9 +111,9 @@ class TESSARYN_API RLOrExpr : public RLBinaryExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLXorExpr : public RLBinaryExpr {
   public:
-    /// \param leftOperand may be null
-    /// \param rightOperand may be null
-    RLXorExpr(std::shared_ptr<RLExpr> leftOperand, std::shared_ptr<RLExpr> rightOperand);
+    /// \param leftExpr may be null
+    /// \param rightExpr may be null
+    RLXorExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
 };
 
@@ -121,6 +125,9 @@ class TESSARYN_API RLNotExpr : public RLExpr {
     explicit RLNotExpr(std::shared_ptr<RLExpr> negated);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
+
+    /// What is negated; may be null. \ownership lends
+    const RLExpr* negatedOperand() const { return operand.get(); }
 
   private:
     std::shared_ptr<RLExpr> operand;
@@ -134,9 +141,9 @@ class TESSARYN_API RLNotExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLRelExpr : public RLExpr {
   public:
-    /// \param leftOperand may be null
-    /// \param literal what is compared with
-    RLRelExpr(std::shared_ptr<RLExpr> leftOperand, const Poco::Dynamic::Var& literal);
+    /// \param leftExpr may be null
+    /// \param literalValue what is compared with
+    RLRelExpr(std::shared_ptr<RLExpr> leftExpr, const Poco::Dynamic::Var& literalValue);
     RLRelExpr(const RLRelExpr&) = default;
     RLRelExpr& operator=(const RLRelExpr&) = default;
     /// Whether the comparison holds; false where it raises any `Poco::Exception`.
@@ -144,12 +151,21 @@ class TESSARYN_API RLRelExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
+    /// What is compared; may be null. \ownership lends
+    const RLExpr* leftOperand() const { return left.get(); }
+    /// What it is compared with.
+    const Poco::Dynamic::Var& literal() const { return value; }
+
   protected:
     ~RLRelExpr() override;
 
     virtual bool evaluateImpl(const SubscriptionArgs& args) const = 0;
+
+  public:
     /// The operator as it is written.
     virtual const char* symbol() const = 0;
+
+  protected:
     /// Whether the left value, or each of its elements, compares with the literal.
     template <class Compare>
     bool compareWith(const SubscriptionArgs& args, Compare compare) const;
@@ -164,10 +180,10 @@ class TESSARYN_API RLRelExpr : public RLExpr {
 class TESSARYN_API RLEqExpr : public RLRelExpr {
   public:
     using RLRelExpr::RLRelExpr;
+    const char* symbol() const override;
 
   protected:
     bool evaluateImpl(const SubscriptionArgs& args) const override;
-    const char* symbol() const override;
 };
 
 /// "!="
@@ -175,10 +191,10 @@ class TESSARYN_API RLEqExpr : public RLRelExpr {
 class TESSARYN_API RLNeExpr : public RLRelExpr {
   public:
     using RLRelExpr::RLRelExpr;
+    const char* symbol() const override;
 
   protected:
     bool evaluateImpl(const SubscriptionArgs& args) const override;
-    const char* symbol() const override;
 };
 
 /// "<"
@@ -186,10 +202,10 @@ class TESSARYN_API RLNeExpr : public RLRelExpr {
 class TESSARYN_API RLLtExpr : public RLRelExpr {
   public:
     using RLRelExpr::RLRelExpr;
+    const char* symbol() const override;
 
   protected:
     bool evaluateImpl(const SubscriptionArgs& args) const override;
-    const char* symbol() const override;
 };
 
 /// "<="
@@ -197,10 +213,10 @@ class TESSARYN_API RLLtExpr : public RLRelExpr {
 class TESSARYN_API RLLeExpr : public RLRelExpr {
   public:
     using RLRelExpr::RLRelExpr;
+    const char* symbol() const override;
 
   protected:
     bool evaluateImpl(const SubscriptionArgs& args) const override;
-    const char* symbol() const override;
 };
 
 /// ">"
@@ -208,10 +224,10 @@ class TESSARYN_API RLLeExpr : public RLRelExpr {
 class TESSARYN_API RLGtExpr : public RLRelExpr {
   public:
     using RLRelExpr::RLRelExpr;
+    const char* symbol() const override;
 
   protected:
     bool evaluateImpl(const SubscriptionArgs& args) const override;
-    const char* symbol() const override;
 };
 
 /// ">="
@@ -219,10 +235,10 @@ class TESSARYN_API RLGtExpr : public RLRelExpr {
 class TESSARYN_API RLGeExpr : public RLRelExpr {
   public:
     using RLRelExpr::RLRelExpr;
+    const char* symbol() const override;
 
   protected:
     bool evaluateImpl(const SubscriptionArgs& args) const override;
-    const char* symbol() const override;
 };
 
 /// "entry.property": type, size, exists, front or back of an entry.
@@ -231,11 +247,14 @@ class TESSARYN_API RLGeExpr : public RLRelExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLPropExpr : public RLExpr {
   public:
-    /// \param entryName the entry's name
-    /// \param propertyName the property's name
-    RLPropExpr(const std::string& entryName, const std::string& propertyName);
+    /// \param entry the entry's name
+    /// \param propertyOfEntry the property's name
+    RLPropExpr(const std::string& entry, const std::string& propertyOfEntry);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
+
+    const std::string& entryName() const { return object; }
+    const std::string& propertyName() const { return property; }
 
   private:
     std::string object;
@@ -246,10 +265,12 @@ class TESSARYN_API RLPropExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLFuncExpr : public RLExpr {
   public:
-    /// \param functionName the function's name
-    explicit RLFuncExpr(const std::string& functionName);
+    /// \param function the function's name
+    explicit RLFuncExpr(const std::string& function);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
+
+    const std::string& functionName() const { return name; }
 
   private:
     std::string name;
@@ -263,12 +284,18 @@ class TESSARYN_API RLFuncExpr : public RLExpr {
 /// immutable
 class TESSARYN_API RLIndexExpr : public RLExpr {
   public:
-    /// \param entryName the entry's name
-    /// \param first index of the first element
-    /// \param last index of the last element
-    RLIndexExpr(const std::string& entryName, int first, int last);
+    /// \param entry the entry's name
+    /// \param firstIndex index of the first element
+    /// \param lastIndex index of the last element
+    RLIndexExpr(const std::string& entry, int firstIndex, int lastIndex);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
+
+    const std::string& entryName() const { return name; }
+    /// Index of the first element as written; negative for the very first.
+    int first() const { return from; }
+    /// Index of the last element as written; negative for the very last.
+    int last() const { return to; }
 
   private:
     std::string name;
@@ -280,10 +307,12 @@ class TESSARYN_API RLIndexExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLExistsExpr : public RLExpr {
   public:
-    /// \param entryName the entry's name
-    explicit RLExistsExpr(const std::string& entryName);
+    /// \param entry the entry's name
+    explicit RLExistsExpr(const std::string& entry);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
+
+    const std::string& entryName() const { return name; }
 
   private:
     std::string name;

@@ -32,7 +32,8 @@ class RLExpr;
 /// A bare name may not stand directly before "&&", "||" or "^^": it is put in parentheses there.
 /// Each step takes the current token, read but not used, and returns the first one that it did not
 /// use. Tokens are read one ahead, so an error of the parser comes before one in a later token.
-/// Groups may be nested 1,000 deep, and an expression may have 100,000 terms.
+/// Groups may be nested 1,000 deep, and an expression may have 100,000 relations, each group being
+/// one besides what it holds.
 ///
 /// \threadsafety external: one parser, one text, one thread
 class TESSARYN_API RLParser {
@@ -41,7 +42,7 @@ class TESSARYN_API RLParser {
     explicit RLParser(const std::string& text);
     RLParser(const RLParser&) = delete;
     RLParser& operator=(const RLParser&) = delete;
-    virtual ~RLParser();
+    ~RLParser();
 
     /// Parses the whole text; the result is null for a blank one.
     /// \throws Poco::SyntaxException when the text is malformed, or nested or long beyond the
