@@ -25,6 +25,10 @@ function(velmora_configure_target target)
                 -Wshadow
                 -Wundef
                 -Wunused)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        # GCC 12 sees overlapping copies in operator+(const char*, std::string&&) where none are.
+        target_compile_options(${target} PRIVATE -Wno-restrict)
+    endif()
     if(VELMORA_WARNINGS_AS_ERRORS)
         target_compile_options(${target} PRIVATE -Werror)
     endif()

@@ -5,7 +5,7 @@
 #include "tessaryn/stream_type.h"
 #include "tessaryn/subscription_rules.h"
 
-#include <Poco/FunctionDelegate.h>
+#include <Poco/Delegate.h>
 
 #include <iostream>
 

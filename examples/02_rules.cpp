@@ -21,7 +21,7 @@ namespace {
 // A subscriber: says its name and what it was told.
 class Listener {
   public:
-    explicit Listener(std::string name) : name(std::move(name)) {}
+    explicit Listener(const char* listenerName) : name(listenerName) {}
 
     void OnChange(SubscriptionArgs& args) {
         static constexpr const char* kinds[] = {"pushed", "popped", "changed"};
