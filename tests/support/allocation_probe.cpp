@@ -1,0 +1,51 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "support/allocation_probe.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace velmora::test {
+
+namespace {
+
+thread_local bool probing = false;
+thread_local long count = 0;
+thread_local long failing = AllocationProbe::never;
+
+void* Allocate(std::size_t size) {
+    if (probing && count++ == failing)
+        throw std::bad_alloc();
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+}  // namespace
+
+AllocationProbe::AllocationProbe(long failAt) {
+    count = 0;
+    failing = failAt;
+    probing = true;
+}
+
+AllocationProbe::~AllocationProbe() {
+    probing = false;
+}
+
+long AllocationProbe::Count() {
+    return count;
+}
+
+}  // namespace velmora::test
+
+// clang-format off
+void* operator new(std::size_t size) { return velmora::test::Allocate(size); }
+void* operator new[](std::size_t size) { return velmora::test::Allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+// clang-format on

@@ -1,0 +1,25 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+namespace velmora::test {
+
+/// Counts the allocations of the thread that makes it, and can let one of them fail.
+///
+/// Programs that use it compile `allocation_probe.cpp`, which replaces operator new.
+class AllocationProbe {
+  public:
+    static constexpr long never = -1;
+
+    /// \param failAt number of the allocation, from 0, that throws `std::bad_alloc`
+    explicit AllocationProbe(long failAt = never);
+    AllocationProbe(const AllocationProbe&) = delete;
+    AllocationProbe& operator=(const AllocationProbe&) = delete;
+    ~AllocationProbe();
+
+    /// Allocations since the probe was made, the failed one included.
+    static long Count();
+};
+
+}  // namespace velmora::test
