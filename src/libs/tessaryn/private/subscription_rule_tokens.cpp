@@ -34,6 +34,16 @@ constexpr bool startsIdentifier(int c) {
                                 ", got: " + std::string(1, static_cast<char>(got)));
 }
 
+/// The text of a number; a sign alone is none, although the number parser takes it for zero.
+const std::string& checkedNumber(const std::string& text, const char* message) {
+    if (text == "+" || text == "-")
+        throw Poco::SyntaxException(message, text);
+    return text;
+}
+
+constexpr const char* noInteger = "Not a valid integer";
+constexpr const char* noUnsignedInteger = "Not a valid unsigned integer";
+
 }  // namespace
 
 SubscriptionRuleToken::SubscriptionRuleToken() = default;
@@ -213,22 +223,24 @@ bool NumberLiteralToken::isHexadecimal() const {
 
 Poco::Int64 NumberLiteralToken::asInteger64() const {
     return isHexadecimal() ? static_cast<Poco::Int64>(Poco::NumberParser::parseHex64(_value))
-                           : Poco::NumberParser::parse64(_value, ',');
+                           : Poco::NumberParser::parse64(checkedNumber(_value, noInteger), ',');
 }
 
 Poco::UInt64 NumberLiteralToken::asUnsignedInteger64() const {
-    return isHexadecimal() ? Poco::NumberParser::parseHex64(_value)
-                           : Poco::NumberParser::parseUnsigned64(_value, ',');
+    return isHexadecimal()
+               ? Poco::NumberParser::parseHex64(_value)
+               : Poco::NumberParser::parseUnsigned64(checkedNumber(_value, noUnsignedInteger), ',');
 }
 
 int NumberLiteralToken::asInteger() const {
     return isHexadecimal() ? static_cast<int>(Poco::NumberParser::parseHex(_value))
-                           : Poco::NumberParser::parse(_value, ',');
+                           : Poco::NumberParser::parse(checkedNumber(_value, noInteger), ',');
 }
 
 unsigned NumberLiteralToken::asUnsignedInteger() const {
-    return isHexadecimal() ? Poco::NumberParser::parseHex(_value)
-                           : Poco::NumberParser::parseUnsigned(_value, ',');
+    return isHexadecimal()
+               ? Poco::NumberParser::parseHex(_value)
+               : Poco::NumberParser::parseUnsigned(checkedNumber(_value, noUnsignedInteger), ',');
 }
 
 }  // namespace velmora::core::tessaryn
