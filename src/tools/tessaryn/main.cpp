@@ -1,0 +1,49 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "command_error.h"
+#include "watch_command.h"
+
+#include <CLI/CLI.hpp>
+#include <Poco/Exception.h>
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+namespace {
+
+constexpr int failure = 2;
+
+int Fail(const std::string& sentence) {
+    std::fprintf(stderr, "tessaryn: %s\n", sentence.c_str());
+    return failure;
+}
+
+int Run(int argc, char** argv) {
+    CLI::App app("Watches streams of timestamped, typed samples.", "tessaryn");
+    app.set_version_flag("--version", "tessaryn " TESSARYN_VERSION);
+    app.require_subcommand(1);
+    velmora::tool::WatchOptions watchOptions;
+    velmora::tool::AddWatchCommand(app, watchOptions);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
+        return asked ? app.exit(error) : Fail(error.what());
+    }
+    velmora::tool::RunWatch(watchOptions);
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const Poco::Exception& error) {
+        return Fail(error.displayText());
+    } catch (const std::exception& error) {
+        return Fail(error.what());
+    }
+}

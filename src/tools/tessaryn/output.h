@@ -1,0 +1,52 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "stopper.h"
+
+#include <functional>
+#include <string>
+
+namespace velmora::tool {
+
+/// Standard output, collected and written in large pieces.
+///
+/// A reader that has gone closes the output: nothing is written from then on.
+class Output {
+  public:
+    /// \param stopper \ownership observes: a signal ends waiting for a slow reader
+    explicit Output(Stopper& stopper);
+
+    /// Where to append to; call `Commit` after each line.
+    std::string& GetBuffer() { return buffer; }
+
+    /// Writes when enough is there.
+    /// \throws CommandError when writing fails for any reason but a reader that has gone
+    void Commit() {
+        if (buffer.size() >= enough)
+            Flush();
+    }
+
+    /// Writes all that is there.
+    /// \throws CommandError as above
+    void Flush();
+
+    /// Sets what is called before something is written.
+    void BeforeWrite(std::function<void()> action) { beforeWrite = std::move(action); }
+
+    /// Whether nobody reads any more.
+    bool IsClosed() const { return closed; }
+
+  private:
+    static constexpr std::size_t enough = 64UL * 1024;
+
+    Stopper& stopper;
+    std::function<void()> beforeWrite;
+    std::string buffer;
+    /// A piece that can be written without waiting once the descriptor is ready.
+    std::size_t pieceSize;
+    bool closed = false;
+};
+
+}  // namespace velmora::tool
