@@ -37,6 +37,7 @@ StreamTypeCollection::StreamTypeCollection(const Serializer<NodeRef>& serializer
         Add(serializer, child);
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): each step leaves a collection as it is
 StreamTypeCollection& StreamTypeCollection::operator=(const StreamTypeCollection& other) {
     std::string otherName = other.name;
     Base::operator=(other);

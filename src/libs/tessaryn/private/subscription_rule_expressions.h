@@ -280,8 +280,9 @@ class TESSARYN_API RLFuncExpr : public RLExpr {
 ///
 /// A negative `from` means the first element; a negative `to`, or one beyond the last element,
 /// means the last. One element is a scalar, several are a vector; a `from` beyond `to` and a
-/// missing entry have no value. An element of a `String` is the whole string. \threadsafety
-/// immutable
+/// missing entry have no value. An element of a `String` is the whole string.
+///
+/// \threadsafety immutable
 class TESSARYN_API RLIndexExpr : public RLExpr {
   public:
     /// \param entry the entry's name

@@ -3,12 +3,10 @@
 
 #include "tessaryn/private/typed_value.h"
 
-#include <utility>
-
 namespace velmora::core::tessaryn {
 
 TypedValue::TypedValue(BaseType valueType, Poco::Dynamic::Var dynamicValue)
-    : type(valueType), value(std::move(dynamicValue)) {}
+    : type(valueType), value(dynamicValue) {}
 
 TypedValue::TypedValue(bool truth) : type(Bool), value(truth) {}
 
