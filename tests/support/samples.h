@@ -11,6 +11,7 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace velmora::test {
 
@@ -45,6 +46,17 @@ std::string BytesOf(T value) {
     std::string bytes(sizeof value, '\0');
     std::memcpy(bytes.data(), &value, sizeof value);
     return bytes;
+}
+
+/// The binary form of entries with these bytes.
+inline std::string BinaryForm(const std::vector<std::string>& entries) {
+    std::string table = BytesOf(0U);
+    std::string bytes;
+    for (const std::string& entry : entries) {
+        bytes += entry;
+        table += BytesOf(static_cast<unsigned int>(bytes.size()));
+    }
+    return table + bytes;
 }
 
 inline std::string BinaryOf(const core::tessaryn::Sample& sample) {
