@@ -1,0 +1,330 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "support/rules.h"
+#include "support/samples.h"
+#include "tessaryn/private/subscription_rule_parser.h"
+#include "tessaryn/private/subscription_rule_tokens.h"
+
+#include <Poco/Exception.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <ostream>
+#include <pthread.h>
+#include <sstream>
+#include <streambuf>
+#include <string>
+
+namespace velmora::core::tessaryn {
+namespace {
+
+using namespace std::string_literals;
+using test::DumpOf;
+using test::Parse;
+
+TEST(RuleParser, BuildsTheTreeOfAText) {
+    const struct {
+        std::string text;
+        std::string tree;
+    } cases[] = {
+        {"", ""},
+        {" \t\n", ""},
+        {"()", ""},
+        {"a", "exists: a|"},
+        {"((a))", "exists: a|"},
+        {"true", "exists: true|"},
+        {"f()", "func: f|"},
+        {"a.b", "prop: a.b|"},
+        // The five forms of an index.
+        {"a[2]", "index: a[2:2]|"},
+        {"a[1:3]", "index: a[1:3]|"},
+        {"a[1:]", "index: a[1:-1]|"},
+        {"a[:3]", "index: a[0:3]|"},
+        {"a[:]", "index: a[0:-1]|"},
+        {"a[-1]", "index: a[-1:-1]|"},
+        {"a[+2:0x1f]", "index: a[2:31]|"},
+        {"a[0xFFFFFFFF]", "index: a[-1:-1]|"},
+        {"a[3:1]", "index: a[3:1]|"},
+        // Comparisons of every left side, with every kind of literal.
+        {"x < 5", "<| index: x[0:-1]| 5|"},
+        {"x<=-5", "<=| index: x[0:-1]| -5|"},
+        {"x[2] > 1.5", ">| index: x[2:2]| 1.5|"},
+        {"x.size >= 0x10", ">=| prop: x.size| 16|"},
+        {"f() == true", "==| func: f| true|"},
+        {"x != false", "!=| index: x[0:-1]| false|"},
+        {"x == \"a \\\"b\\\\\"", "==| index: x[0:-1]| a \"b\\|"},
+        {"x == \"\xff\"", "==| index: x[0:-1]| \xff|"},
+        {"x == 0xffffffffffffffff", "==| index: x[0:-1]| -1|"},
+        {"x == -9223372036854775808", "==| index: x[0:-1]| -9223372036854775808|"},
+        {"(a == 1)", "==| index: a[0:-1]| 1|"},
+        // One negation, of a relation only.
+        {"!a", "!| exists: a|"},
+        {"!a == 1", "!| ==|  index: a[0:-1]|  1|"},
+        {"!(a.b || c)", "!| |||  prop: a.b|  exists: c|"},
+        {"(!(!a))", "!| !|  exists: a|"},
+        // Operands may be missing.
+        {"!", "!|"},
+        {"&& a", "&&| exists: a|"},
+        {"a.b == 1 &&", "&&| ==|  prop: a.b|  1|"},
+        {"|| ||", "||| |||"},
+        {"() ^^ !", "^^| !|"},
+        // Strength of binding, and grouping from the left.
+        {"(a) && b() && c.d", "&&| &&|  exists: a|  func: b| prop: c.d|"},
+        {"a() && (b() && c())", "&&| func: a| &&|  func: b|  func: c|"},
+        {"a() || b() && c()", "||| func: a| &&|  func: b|  func: c|"},
+        {"a() && b() || c()", "||| &&|  func: a|  func: b| func: c|"},
+        {"a() ^^ b() || c() ^^ d()", "^^| ^^|  func: a|  |||   func: b|   func: c| func: d|"},
+        {"x[1:2] == 5 && !y", "&&| ==|  index: x[1:2]|  5| !|  exists: y|"},
+        {R"((a) || b.c == 2 && d() ^^ e[1:2] != "x")",
+         "^^| |||  exists: a|  &&|   ==|    prop: b.c|    2|   func: d| !=|  index: e[1:2]|  x|"},
+    };
+    for (const auto& [text, tree] : cases)
+        EXPECT_EQ(DumpOf(Parse(text).get()), tree) << "of: " << text;
+}
+
+std::string ErrorOf(const std::string& text) {
+    try {
+        Parse(text);
+    } catch (const Poco::SyntaxException& error) {
+        EXPECT_EQ(error.displayText(), "Syntax error: " + error.message());
+        return error.message();
+    }
+    return "nothing was thrown";
+}
+
+TEST(RuleParser, RefusesATextInItsOwnWords) {
+    const std::string accessor = "Expected: '(', '[' or '.'";
+    const std::string extra = "Extra tokens after expression";
+    const struct {
+        std::string text;
+        std::string message;
+    } cases[] = {
+        {"5", extra + ": 5"},
+        {"a == 1 == 2", extra + ": =="},
+        {"(a) == 1", extra + ": =="},
+        {"!!a", extra + ": !"},
+        {"a b", extra + ": b"},
+        {"a \"b\\\"c\"", extra + ": b\"c"},
+        {"a \"\"", extra},
+        {"a 1.5", extra + ": 1.5"},
+        {"a @", extra + ": @"},
+        {"a)", extra + ": )"},
+        {")", extra + ": )"},
+        {"a[1] b", extra + ": b"},
+        {"f().g", extra + ": ."},
+        {"x == 1 !", extra + ": !"},
+        // A bare name doesn't stand directly before an operator, nor before what isn't one.
+        {"a && b", accessor},
+        {"a || b", accessor},
+        {"a ^^ b", accessor},
+        {"!a && b()", accessor},
+        {"a || b.c == 2", accessor},
+        {"a:", accessor},
+        {"a]", accessor},
+        {"a!", accessor},
+        {"a = 1", accessor},
+        {"(a", "Expected: ')'"},
+        {"(a b)", "Expected: ')'"},
+        {"(5)", "Expected: ')'"},
+        {"(", "Expected: ')'"},
+        {"a(1)", "Expected: ')'"},
+        {"a(", "Expected: ')'"},
+        {"a.", "Expected: identifier"},
+        {"a.1", "Expected: identifier"},
+        {"a.\"b\"", "Expected: identifier"},
+        {"a[", "Expected: integer or ':'"},
+        {"a[]", "Expected: integer or ':'"},
+        {"a[1.5]", "Expected: integer or ':'"},
+        {"a[b]", "Expected: integer or ':'"},
+        {"a[1", "Expected: ']'"},
+        {"a[1 2]", "Expected: ']'"},
+        {"a[1:2.5]", "Expected: ']'"},
+        {"a[1:2:3]", "Expected: ']'"},
+        {"a[::]", "Expected: ']'"},
+        {"x == y", "Misplaced identifier: y"},
+        {"x == True", "Misplaced identifier: True"},
+        {"x == (", "Misplaced token: ("},
+        {"x ==", "Misplaced token"},
+        {"x < @", "Misplaced token: @"},
+        {"x == =", "Misplaced token: ="},
+        // What the tokens and the numbers raise passes unchanged.
+        {"x & y", "expected: &, got:  "},
+        {"x == 1 |", "expected: |, got: \xff"},
+        {"x == \"a", "Unterminated string literal"},
+        {"x == -", "Not a valid integer: -"},
+        {"x == 5x1F", "Not a valid integer: 5x1F"},
+        {"x[2147483648]", "Not a valid integer: 2147483648"},
+        {"x[0:0x100000000]", "Not a valid hexadecimal integer: 0x100000000"},
+        {"x == 9223372036854775808", "Not a valid integer: 9223372036854775808"},
+        {"x == 1e400", "Not a valid floating-point number: 1e400"},
+        // Tokens are read one ahead: an error in a later one stays unseen.
+        {"a b &", extra + ": b"},
+        {"a && \"b", accessor},
+        {"x == y \"", "Misplaced identifier: y"},
+        {"a[b &", "Expected: integer or ':'"},
+        {"5 \"", extra + ": 5"},
+    };
+    for (const auto& [text, message] : cases)
+        EXPECT_EQ(ErrorOf(text), message) << "of: " << text;
+}
+
+/// The steps of the parser, open to be called on tokens of the caller's.
+struct OpenParser : RLParser {
+    using RLParser::isRelOp;
+    using RLParser::parseFunc;
+    using RLParser::parseIndex;
+    using RLParser::parseProp;
+    using RLParser::RLParser;
+    using RLParser::token2value;
+};
+
+TEST(RuleParser, StepsCheckTheTokenTheyBeginWith) {
+    OperatorToken wrong;
+    std::istringstream none;
+    wrong.start(')', none);
+    IdentifierToken name;
+    name.start('(', none);
+    const std::string where = " in file \"src/libs/tessaryn/private/subscription_rule_parser\"";
+    const std::string isOperator =
+        "next->is(Token::OPERATOR_TOKEN) && next->asInteger() == OperatorToken::";
+    using Step = const Poco::Token* (RLParser::*)(const Poco::Token*, std::shared_ptr<RLExpr>&,
+                                                  const std::string&);
+    const struct {
+        Step step;
+        std::string text;
+    } cases[] = {
+        {&OpenParser::parseIndex, isOperator + "OP_OPENBRACKET" + where + ", line 191"},
+        {&OpenParser::parseProp, isOperator + "OP_PERIOD" + where + ", line 228"},
+        {&OpenParser::parseFunc, isOperator + "OP_OPENPARENT" + where + ", line 241"},
+    };
+    for (const auto& [step, text] : cases) {
+        for (const Poco::Token* token :
+             {static_cast<const Poco::Token*>(&wrong), static_cast<const Poco::Token*>(&name)}) {
+            OpenParser parser("a");
+            std::shared_ptr<RLExpr> result;
+            try {
+                (parser.*step)(token, result, "x");
+                ADD_FAILURE() << "nothing was thrown; expected: " << text;
+            } catch (const Poco::AssertionViolationException& error) {
+                EXPECT_EQ(error.message(), text);
+            }
+        }
+    }
+}
+
+TEST(RuleParser, LiteralsBecomeValuesOfTheirKind) {
+    const auto typeOf = [](char first, const std::string& rest, Poco::Token& token) {
+        std::istringstream in(rest);
+        token.start(first, in);
+        token.finish(in);
+        OpenParser parser("");
+        return std::string(parser.token2value(&token).type().name());
+    };
+    NumberLiteralToken number;
+    StringLiteralToken text;
+    IdentifierToken name;
+    EXPECT_EQ(typeOf('7', "", number), typeid(Poco::Int64).name());
+    EXPECT_EQ(typeOf('7', ".0", number), typeid(double).name());
+    EXPECT_EQ(typeOf('"', "7\"", text), typeid(std::string).name());
+    EXPECT_EQ(typeOf('t', "rue", name), typeid(bool).name());
+}
+
+// ---- Depth and length ----
+
+/// Counts what is written, and keeps nothing of it.
+struct CountingBuffer : std::streambuf {
+    int_type overflow(int_type c) override {
+        ++count;
+        return c == traits_type::eof() ? 0 : c;
+    }
+    std::streamsize xsputn(const char* /*text*/, std::streamsize size) override {
+        count += size;
+        return size;
+    }
+
+    std::streamsize count = 0;
+};
+
+/// Runs work on a thread whose stack is too small for a call a term.
+void OnSmallStack(std::function<void()> work) {
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, &work), 0);
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+}
+
+std::string Repeat(const std::string& text, int count) {
+    std::string repeated;
+    for (int i = 0; i < count; ++i)
+        repeated += text;
+    return repeated;
+}
+
+TEST(RuleParser, LongChainsUseNoMoreOfTheStack) {
+    test::TestType type({{"x", Int32, 1}});
+    Sample sample(&type.type, Poco::Timestamp());
+    SubscriptionArgs args{pushed, &sample, nullptr};
+    constexpr int terms = 10000;
+    const struct {
+        std::string term;
+        std::string last;
+        bool truth;
+    } cases[] = {
+        {"x == 0 && ", "x == 0", true}, {"x == 0 && ", "x == 1", false},
+        {"x == 1 || ", "x == 0", true}, {"x == 1 || ", "x == 1", false},
+        {"x == 0 ^^ ", "x == 0", true}, {"x == 0 ^^ ", "x == 1", false},
+        {"(x) && ", "!x", false},
+    };
+    for (const auto& c : cases) {
+        // The other terms leave it to the last one: in a "^^" chain they cancel out.
+        const std::string text = Repeat(c.term, terms) + c.last;
+        OnSmallStack([&] {
+            std::shared_ptr<RLExpr> tree = Parse(text);
+            const bool truth = tree->evaluate(args).value.convert<bool>();
+            EXPECT_EQ(truth, c.truth) << c.term << c.last;
+            CountingBuffer buffer;
+            std::ostream out(&buffer);
+            tree->dump(out, 0);
+            // Each operator but the first stands one blank further in than the one above it.
+            EXPECT_GT(buffer.count, std::streamsize{terms} * (terms - 1) / 2);
+            // A part that somebody else holds outlives the chain.
+            std::shared_ptr<RLExpr> shared = tree;
+            tree.reset();
+            EXPECT_EQ(shared->evaluate(args).value.convert<bool>(), c.truth);
+        });
+    }
+}
+
+TEST(RuleParser, BoundsTheNestingOfGroups) {
+    const auto nested = [](int depth) { return Repeat("(", depth) + "a" + Repeat(")", depth); };
+    EXPECT_EQ(DumpOf(Parse(nested(1000)).get()), "exists: a|");
+    EXPECT_THROW(Parse(nested(100000)), Poco::SyntaxException);
+    EXPECT_THROW(Parse(Repeat("!(", 100000)), Poco::SyntaxException);
+    EXPECT_THROW(Parse(Repeat("a() && (", 1000000)), Poco::SyntaxException);
+    // Groups beside each other are not nested.
+    EXPECT_NE(Parse(Repeat("((a)) && ", 5000)), nullptr);
+}
+
+TEST(RuleParser, EvaluatesAndDumpsTheDeepestNesting) {
+    test::TestType type({{"x", Int32, 1}});
+    Sample sample(&type.type, Poco::Timestamp());
+    SubscriptionArgs args{pushed, &sample, nullptr};
+    // Nodes of all kinds on every level, the group on the right and on the left.
+    const auto right = Parse(Repeat("x == 1 ^^ !(x == 0 && (", 500) + "x" + Repeat("))", 500));
+    EXPECT_EQ(right->evaluate(args).value.convert<bool>(), true);
+    const auto left = Parse(Repeat("(!(", 500) + "x" + Repeat(") || x == 1) && x == 0", 500));
+    EXPECT_EQ(left->evaluate(args).value.convert<bool>(), true);
+    EXPECT_NE(DumpOf(right.get()).find(" exists: x|"), std::string::npos);
+    EXPECT_NE(DumpOf(left.get()).find(" exists: x|"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace velmora::core::tessaryn
