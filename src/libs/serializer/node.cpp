@@ -4,6 +4,7 @@
 #include "serializer/node.h"
 
 #include "serializer/private/node_records.h"
+#include "serializer/private/text_escapes.h"
 #include "serializer/serialization_exception.h"
 
 #include <utility>
@@ -45,7 +46,7 @@ NodeRef::~NodeRef() = default;
 NodeRef NodeRef::AddNode(const std::string& name, NodeFlags flags) {
     if (!Exists()) {
         throw SerializationException("Node '" + GetPosition() + "' does not exist, so node '" +
-                                     name + "' can not be added to it.");
+                                     detail::Printable(name) + "' can not be added to it.");
     }
     return {arena, &arena->Add(*record, name, flags)};
 }
@@ -84,10 +85,10 @@ std::string NodeRef::GetPosition() const {
     }
     std::string position;
     for (auto step = path.rbegin(); step != path.rend(); ++step) {
-        position += '/' + (*step)->name + GetOrdinal(**step);
+        position += '/' + detail::Printable((*step)->name) + GetOrdinal(**step);
     }
     for (const std::string& name : missing) {
-        position += '/' + name;
+        position += '/' + detail::Printable(name);
     }
     return position.empty() ? "/" : position;
 }

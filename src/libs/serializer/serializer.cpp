@@ -3,6 +3,8 @@
 
 #include "serializer/serializer.h"
 
+#include "serializer/private/text_escapes.h"
+
 #include <array>
 #include <charconv>
 #include <stdexcept>
@@ -18,7 +20,7 @@ constexpr std::size_t quotedLength = 64;
 
 std::string Quote(std::string_view text) {
     if (text.size() <= quotedLength) {
-        return "'" + std::string(text) + "'";
+        return "'" + detail::Printable(text) + "'";
     }
     std::size_t length = quotedLength;
     // Not in the middle of a UTF-8 sequence, so that valid text stays valid.
@@ -26,7 +28,7 @@ std::string Quote(std::string_view text) {
            (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
         --length;
     }
-    return "'" + std::string(text.substr(0, length)) + "...'";
+    return "'" + detail::Printable(text.substr(0, length)) + "...'";
 }
 
 [[noreturn]] void ThrowUnreadable(std::string_view text, const char* type) {
