@@ -222,7 +222,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
     static Child* Insert(Children<Child>& children, const std::string& key,
                          std::unique_ptr<Child>& child) {
         Child* const existing = Find(children, key);
-        if (existing != nullptr || !child) return existing;
+        if (existing != nullptr || !child)
+            return existing;
         children.insert(typename Children<Child>::ValueType(key, child.get()));
         return child.release();
     }
@@ -230,7 +231,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
     template <class Child>
     static bool Erase(Children<Child>& children, const std::string& key) {
         const std::unique_ptr<Child> doomed(Find(children, key));
-        if (doomed) children.erase(key);
+        if (doomed)
+            children.erase(key);
         return doomed != nullptr;
     }
 
@@ -238,7 +240,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
     static std::vector<std::string> Keys(const Children<Child>& children) {
         std::vector<std::string> keys;
         keys.reserve(children.size());
-        for (const auto& child : children) keys.push_back(child.first);
+        for (const auto& child : children)
+            keys.push_back(child.first);
         return keys;
     }
 
@@ -246,7 +249,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
     static std::vector<Child*> Values(const Children<Child>& children) {
         std::vector<Child*> values;
         values.reserve(children.size());
-        for (const auto& child : children) values.push_back(child.second);
+        for (const auto& child : children)
+            values.push_back(child.second);
         return values;
     }
 

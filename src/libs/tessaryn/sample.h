@@ -171,6 +171,8 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     Poco::Timestamp GetTimeStamp() const { return timestamp; }
 
   private:
+    friend class SampleView;
+
     BaseType DeclaredType(unsigned short entry) const;
     void CheckType(unsigned short entry, BaseType requested) const;
     std::size_t PositionOf(unsigned short entry, unsigned int index, BaseType requested,

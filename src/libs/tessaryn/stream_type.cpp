@@ -10,6 +10,7 @@
 #include <Poco/Format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <stdexcept>
 
 namespace velmora::core::serialization {
@@ -129,6 +130,7 @@ StreamType& StreamType::operator=(const StreamType& other) {
     ids.swap(copy.ids);
     checksums.swap(sums);
     exactSize = other.exactSize;
+    layoutNumber = NextLayoutNumber();
     return *this;
 }
 
@@ -162,6 +164,7 @@ StreamType& StreamType::Add(const std::string& key, BaseType type, unsigned int 
     exactSize += bytes;
     checksums.swap(sums);
     hashKeys.swap(keys);
+    layoutNumber = NextLayoutNumber();
     return *this;
 }
 
@@ -210,6 +213,7 @@ bool StreamType::IsHashCompatible(const std::string& hash) const {
 }
 
 void StreamType::Remove(unsigned short id) {
+    layoutNumber = NextLayoutNumber();
     entries.erase(entries.begin() + id);
     ids.clear();
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -228,6 +232,12 @@ void StreamType::Serialize(const Serializer<NodeRef>& serializer, INode& node) c
         serializer.Serialize(child.AddNode("Type", NodeFlags::NodeValue), ToString(entry.type),
                              Optional());
     }
+}
+
+std::uint64_t StreamType::NextLayoutNumber() {
+    // 44 bits of it are used: enough for a million changes a second over half a year.
+    static std::atomic<std::uint64_t> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 void StreamType::CreateOffsets() {

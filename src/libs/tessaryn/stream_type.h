@@ -122,6 +122,10 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// Bytes of a new sample's elements. A sample can be made only when they fit 32 bits.
     std::uint64_t GetExactMemSizeInBytes() const { return exactSize; }
 
+    /// The number of this state of this type: no other state of any type has it. Changes with every
+    /// construction, `Add`, `Remove` and assignment, so what is cached under it can't go stale.
+    std::uint64_t GetLayoutNumber() const { return layoutNumber; }
+
     utils::Version GetVersion() const { return version; }
 
     /// The parent's name; empty without a parent.
@@ -151,6 +155,8 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
                    serialization::INode& node) const override;
 
   private:
+    static std::uint64_t NextLayoutNumber();
+
     void CreateOffsets();
     void CalculateHashKeys();
     std::vector<utils::Version> HashedVersions() const;
@@ -168,6 +174,7 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// the keys were not calculated.
     std::vector<Poco::Checksum> checksums;
     std::uint64_t exactSize = 0;
+    std::uint64_t layoutNumber = NextLayoutNumber();
 };
 
 }  // namespace velmora::core::tessaryn

@@ -3,9 +3,12 @@
 
 #include "tessaryn/subscription_rules.h"
 
+#include "tessaryn/private/pure_rules.h"
+#include "tessaryn/private/rule_plan.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
 
+#include <typeinfo>
 #include <utility>
 
 namespace velmora::core::tessaryn {
@@ -32,6 +35,34 @@ ISubscriptionRule* CloneOf(const ISubscriptionRule& left, const ISubscriptionRul
 }
 
 }  // namespace
+
+/// Compares the exact class: one that a host derives may do anything.
+class PureRules {
+  public:
+    static bool Has(const ISubscriptionRule& rule) {
+        const std::type_info& type = typeid(rule);
+        if (type == typeid(AndRule))
+            return HasOperands(static_cast<const AndRule&>(rule));
+        if (type == typeid(OrRule))
+            return HasOperands(static_cast<const OrRule&>(rule));
+        if (type == typeid(XorRule))
+            return HasOperands(static_cast<const XorRule&>(rule));
+        if (type == typeid(NotRule))
+            return Has(*static_cast<const NotRule&>(rule).operand);
+        return type == typeid(AlwaysRule) || type == typeid(StreamChangeTypeRule) ||
+               type == typeid(ExpressionRule);
+    }
+
+  private:
+    template <class Rule>
+    static bool HasOperands(const Rule& rule) {
+        return Has(*rule.left) && Has(*rule.right);
+    }
+};
+
+bool IsPure(const ISubscriptionRule& rule) {
+    return PureRules::Has(rule);
+}
 
 AlwaysRule::~AlwaysRule() = default;
 
@@ -119,18 +150,19 @@ ISubscriptionRule* StreamChangeTypeRule::Clone() const {
     return HasStreamChangeType(changeType);
 }
 
-ExpressionRule::ExpressionRule(const std::string& text) : expression(RLParser(text).parse()) {}
+ExpressionRule::ExpressionRule(const std::string& text) : ExpressionRule(RLParser(text).parse()) {}
 
-ExpressionRule::ExpressionRule(std::shared_ptr<RLExpr> tree) : expression(std::move(tree)) {}
+ExpressionRule::ExpressionRule(std::shared_ptr<RLExpr> tree)
+    : expression(std::move(tree)), plan(std::make_shared<const RulePlan>(expression)) {}
 
 ExpressionRule::~ExpressionRule() = default;
 
 bool ExpressionRule::Applies(SubscriptionArgs& args) const {
-    return valueOf(expression.get(), args).convert<bool>();
+    return plan->Holds(args);
 }
 
 ISubscriptionRule* ExpressionRule::Clone() const {
-    return new ExpressionRule(expression);
+    return new ExpressionRule(*this);
 }
 
 ISubscriptionRule* Always() {

@@ -13,6 +13,7 @@
 namespace velmora::core::tessaryn {
 
 class RLExpr;
+class RulePlan;
 
 /// Applies to every change.
 /// \threadsafety immutable
@@ -43,6 +44,8 @@ class TESSARYN_API AndRule : public ISubscriptionRule {
     AndRule& operator=(const AndRule&) = default;
 
   private:
+    friend class PureRules;
+
     ISubscriptionRule* left;
     ISubscriptionRule* right;
 };
@@ -63,6 +66,8 @@ class TESSARYN_API OrRule : public ISubscriptionRule {
     OrRule& operator=(const OrRule&) = default;
 
   private:
+    friend class PureRules;
+
     ISubscriptionRule* left;
     ISubscriptionRule* right;
 };
@@ -83,6 +88,8 @@ class TESSARYN_API XorRule : public ISubscriptionRule {
     XorRule& operator=(const XorRule&) = default;
 
   private:
+    friend class PureRules;
+
     ISubscriptionRule* left;
     ISubscriptionRule* right;
 };
@@ -102,6 +109,8 @@ class TESSARYN_API NotRule : public ISubscriptionRule {
     NotRule& operator=(const NotRule&) = default;
 
   private:
+    friend class PureRules;
+
     ISubscriptionRule* operand;
 };
 
@@ -123,7 +132,8 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule {
 
 /// Applies where an expression of the rule language holds.
 ///
-/// The text is parsed once; copies and clones share the parsed tree.
+/// The text is parsed once; copies and clones share the parsed tree. To ask it allocates nothing
+/// where comparisons of elements, sizes and kinds of change are all it holds.
 /// \threadsafety immutable
 class TESSARYN_API ExpressionRule : public ISubscriptionRule {
   public:
@@ -148,6 +158,8 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule {
 
   private:
     std::shared_ptr<RLExpr> expression;
+    /// Answers for the tree, in a fraction of the time.
+    std::shared_ptr<const RulePlan> plan;
 };
 
 /// \name Making rules

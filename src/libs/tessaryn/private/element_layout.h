@@ -6,7 +6,6 @@
 #include "tessaryn/base_type.h"
 
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -23,11 +22,14 @@ constexpr unsigned int WidthOf(BaseType type) {
     return type <= lastType ? widths[type] : 0U;
 }
 
+// Widths are powers of two: a shift, where a division would be the dearest step of an access.
+inline constexpr std::array<unsigned char, lastType + 1> widthShifts = {0, 0, 1, 2, 3, 0, 1,
+                                                                        2, 3, 2, 3, 0, 0};
+
 /// How many whole elements of the type fit into a number of bytes; 0 for what is no value type.
-constexpr unsigned int ElementsIn(BaseType type, unsigned int bytes) {
-    const unsigned int width = WidthOf(type);
-    // Widths are powers of two: a shift, where a division would be the dearest step of an access.
-    return width == 0 ? 0U : bytes >> static_cast<unsigned int>(std::countr_zero(width));
+template <class Bytes>
+constexpr Bytes ElementsIn(BaseType type, Bytes bytes) {
+    return WidthOf(type) == 0 ? Bytes{0} : bytes >> widthShifts[type];
 }
 
 constexpr std::uint16_t Bits() {

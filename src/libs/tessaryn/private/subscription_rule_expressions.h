@@ -52,7 +52,7 @@ class TESSARYN_API RLExpr {
 /// \param expression \ownership observes: may be null
 /// \param args the change
 /// \throws what `RLExpr::evaluate` throws
-Poco::Dynamic::Var valueOf(const RLExpr* expression, const SubscriptionArgs& args);
+TESSARYN_API Poco::Dynamic::Var valueOf(const RLExpr* expression, const SubscriptionArgs& args);
 
 /// Base of the operators on two truth values, which are written as one doubled character.
 /// \threadsafety immutable

@@ -1,0 +1,15 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/subscription_rule.h"
+
+namespace velmora::core::tessaryn {
+
+/// Whether a rule is one of the library's own through and through, so that asking it reads a change
+/// and does nothing else.
+/// \param rule the rule
+bool IsPure(const ISubscriptionRule& rule);
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,364 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/private/rule_plan.h"
+
+#include "tessaryn/private/converted_literal.h"
+#include "tessaryn/private/element_layout.h"
+#include "tessaryn/private/entry_binding.h"
+#include "tessaryn/private/sample_view.h"
+#include "tessaryn/private/subscription_rule_expressions.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string_view>
+#include <typeinfo>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+namespace {
+
+enum class Operator : unsigned char { Eq, Ne, Lt, Le, Gt, Ge };
+
+Operator OperatorOf(const RLRelExpr& comparison) {
+    const std::string_view symbol = comparison.symbol();
+    if (symbol == "==")
+        return Operator::Eq;
+    if (symbol == "!=")
+        return Operator::Ne;
+    if (symbol == "<")
+        return Operator::Lt;
+    if (symbol == "<=")
+        return Operator::Le;
+    return symbol == ">" ? Operator::Gt : Operator::Ge;
+}
+
+/// Whether each of the elements passes; the literal is on the right.
+using Test = bool (*)(const char* elements, std::size_t count, const ConvertedLiteral& literal);
+
+template <class Native, class Compare>
+bool AllPass(const char* elements, std::size_t count, const ConvertedLiteral& literal) {
+    const auto converted = literal.As<Native>();
+    for (const char* end = elements + count * sizeof(Native); elements != end;
+         elements += sizeof(Native)) {
+        if (!Compare()(layout::Load<Native>(elements), converted))
+            return false;
+    }
+    return true;
+}
+
+bool NonePasses(const char* /*elements*/, std::size_t /*count*/,
+                const ConvertedLiteral& /*literal*/) {
+    return false;
+}
+
+using TestsOfType = std::array<Test, 6>;
+
+/// In the order of `Operator`.
+template <class Native>
+constexpr TestsOfType TestsOf() {
+    return {AllPass<Native, std::equal_to<>>, AllPass<Native, std::not_equal_to<>>,
+            AllPass<Native, std::less<>>,     AllPass<Native, std::less_equal<>>,
+            AllPass<Native, std::greater<>>,  AllPass<Native, std::greater_equal<>>};
+}
+
+constexpr TestsOfType noTests = {NonePasses, NonePasses, NonePasses,
+                                 NonePasses, NonePasses, NonePasses};
+
+/// By value type, then by operator.
+constexpr std::array<TestsOfType, layout::lastType + 1> tests = {noTests,
+                                                                 TestsOf<signed char>(),
+                                                                 TestsOf<short>(),
+                                                                 TestsOf<int>(),
+                                                                 TestsOf<long long>(),
+                                                                 TestsOf<unsigned char>(),
+                                                                 TestsOf<unsigned short>(),
+                                                                 TestsOf<unsigned int>(),
+                                                                 TestsOf<unsigned long long>(),
+                                                                 TestsOf<float>(),
+                                                                 TestsOf<double>(),
+                                                                 TestsOf<bool>(),
+                                                                 noTests};
+
+/// Whether a whole value passes; the literal is on the right.
+template <class T>
+bool Passes(const T& value, Operator op, const T& literal) {
+    switch (op) {
+        case Operator::Eq:
+            return value == literal;
+        case Operator::Ne:
+            return value != literal;
+        case Operator::Lt:
+            return value < literal;
+        case Operator::Le:
+            return value <= literal;
+        case Operator::Gt:
+            return value > literal;
+        case Operator::Ge:
+            return value >= literal;
+    }
+    return false;
+}
+
+template <class Node>
+const Node* Exactly(const RLExpr* expression) {
+    // A class of a host that derives from a node may evaluate to something else.
+    return typeid(*expression) == typeid(Node) ? static_cast<const Node*>(expression) : nullptr;
+}
+
+const RLRelExpr* AsComparison(const RLExpr* expression) {
+    const bool ours =
+        Exactly<RLEqExpr>(expression) != nullptr || Exactly<RLNeExpr>(expression) != nullptr ||
+        Exactly<RLLtExpr>(expression) != nullptr || Exactly<RLLeExpr>(expression) != nullptr ||
+        Exactly<RLGtExpr>(expression) != nullptr || Exactly<RLGeExpr>(expression) != nullptr;
+    return ours ? static_cast<const RLRelExpr*>(expression) : nullptr;
+}
+
+}  // namespace
+
+/// One part of a rule that has a truth value.
+struct RulePlan::Step {
+    enum class Kind : unsigned char {
+        Tree,      ///< asks the tree
+        Constant,  ///< `truth`
+        Change,    ///< the kind of change is `changeType`
+        Exists,    ///< the sample has `entry`
+        Compare,   ///< elements `from` to `to` of `entry` pass
+        Size,      ///< the element count of `entry` passes
+        Not,       ///< the operand doesn't hold
+        Until,     ///< operands in order up to one that is `truth`
+        Odd        ///< an odd number of operands holds
+    };
+
+    Kind kind = Kind::Tree;
+    Operator op = Operator::Eq;
+    bool truth = false;
+    StreamChangeType changeType = pushed;
+    /// Steps up to the next operand: this one and its operands with all of theirs.
+    std::uint32_t length = 1;
+    int from = 0;
+    int to = 0;
+    EntryBinding entry;
+    ConvertedLiteral literal;
+    const std::string* text = nullptr;
+    const RLExpr* part = nullptr;
+
+    const Step* Operands() const { return this + 1; }
+    const Step* End() const { return this + length; }
+
+    bool Exists(const SampleView& sample) const {
+        return entry.In(sample, [](BaseType) { return true; }).type != UnknownType;
+    }
+
+    bool Compare(const SampleView& sample) const {
+        const auto [id, type] =
+            entry.In(sample, [this](BaseType declared) { return literal.FitsInto(declared); });
+        if (type == UnknownType)
+            return false;
+        const std::string_view bytes = sample.Bytes(id);
+        std::size_t count = layout::ElementsIn(type, bytes.size());
+        std::size_t first = 0;
+        if (!IsWhole()) {
+            const auto end = static_cast<long long>(count) - 1;
+            const long long begin = from < 0 ? 0 : from;
+            const long long last = to < 0 || to > end ? end : to;
+            count = begin <= last ? static_cast<std::size_t>(last - begin + 1) : 0;
+            first = static_cast<std::size_t>(begin);
+        }
+        if (count == 0)
+            return false;
+        // Every element of a string is the whole string.
+        if (type == String)
+            return Passes(bytes, op, std::string_view(*text));
+        const Test test = tests[type][static_cast<std::size_t>(op)];
+        return test(bytes.data() + first * layout::WidthOf(type), count, literal);
+    }
+
+    bool CompareSize(const SampleView& sample) const {
+        const auto [id, type] = entry.In(sample, [](BaseType) { return true; });
+        if (type == UnknownType || !literal.FitsInto(UInt32))
+            return false;
+        const std::size_t size = layout::ElementsIn(type, sample.Bytes(id).size());
+        return Passes(static_cast<unsigned int>(size), op, literal.As<unsigned int>());
+    }
+
+  private:
+    /// Whether all elements are compared, as a bare name asks for.
+    bool IsWhole() const { return from <= 0 && to < 0; }
+};
+
+/// Lays the tree out as steps.
+class RulePlan::Builder {
+  public:
+    explicit Builder(RulePlan& builtPlan) : plan(builtPlan) {}
+
+    void Append(const RLExpr* expression) {
+        const std::size_t index = plan.steps.size();
+        plan.steps.emplace_back();
+        plan.steps[index].part = expression;
+        if (expression != nullptr && depth < maxDepth) {
+            ++depth;
+            Know(expression, index);
+            --depth;
+        }
+        plan.steps[index].length = static_cast<std::uint32_t>(plan.steps.size() - index);
+    }
+
+  private:
+    using Kind = Step::Kind;
+
+    /// Beyond this the tree is asked: a tree may be deeper than the call stack.
+    static constexpr int maxDepth = 1000;
+
+    /// Makes the step at the index more than one that asks the tree, if the node is of a kind whose
+    /// value is a truth value.
+    void Know(const RLExpr* expression, std::size_t index) {
+        if (const auto* exists = Exactly<RLExistsExpr>(expression)) {
+            KnowEntry(index, Kind::Exists, exists->entryName());
+        } else if (const auto* function = Exactly<RLFuncExpr>(expression)) {
+            KnowFunction(plan.steps[index], function->functionName());
+        } else if (const auto* negation = Exactly<RLNotExpr>(expression)) {
+            plan.steps[index].kind = Kind::Not;
+            Append(negation->negatedOperand());
+        } else if (Exactly<RLAndExpr>(expression) != nullptr) {
+            KnowChain<RLAndExpr>(expression, index, false);
+        } else if (Exactly<RLOrExpr>(expression) != nullptr) {
+            KnowChain<RLOrExpr>(expression, index, true);
+        } else if (Exactly<RLXorExpr>(expression) != nullptr) {
+            KnowOdd(expression, index);
+        } else if (const auto* comparison = AsComparison(expression)) {
+            KnowComparison(*comparison, index);
+        }
+    }
+
+    Step& KnowEntry(std::size_t index, Kind kind, const std::string& name) const {
+        Step& step = plan.steps[index];
+        step.kind = kind;
+        step.entry = EntryBinding(name);
+        return step;
+    }
+
+    static void KnowFunction(Step& step, const std::string& name) {
+        step.kind = name == "pushed" || name == "popped" || name == "changed" ? Kind::Change
+                                                                              : Kind::Constant;
+        step.truth = name == "true";
+        step.changeType = name == "popped" ? popped : name == "changed" ? changed : pushed;
+    }
+
+    void KnowComparison(const RLRelExpr& comparison, std::size_t index) {
+        const RLExpr* const left = comparison.leftOperand();
+        const ConvertedLiteral literal(comparison.literal());
+        if (left == nullptr || !literal.IsFaithful())
+            return;
+        if (const auto* elements = Exactly<RLIndexExpr>(left)) {
+            Step& step = KnowEntry(index, Kind::Compare, elements->entryName());
+            step.from = elements->first();
+            step.to = elements->last();
+        } else if (const auto* property = Exactly<RLPropExpr>(left);
+                   property != nullptr && property->propertyName() == "size") {
+            KnowEntry(index, Kind::Size, property->entryName());
+        } else {
+            return;
+        }
+        Step& step = plan.steps[index];
+        step.op = OperatorOf(comparison);
+        step.literal = literal;
+        if (literal.FitsInto(String)) {
+            step.text = &plan.texts.emplace_back(ConvertedLiteral::AsText(comparison.literal()));
+        }
+    }
+
+    template <class Node>
+    void KnowChain(const RLExpr* last, std::size_t index, bool decisive) {
+        plan.steps[index].kind = Kind::Until;
+        plan.steps[index].truth = decisive;
+        AppendOperands<Node>(last);
+    }
+
+    void KnowOdd(const RLExpr* last, std::size_t index) {
+        AppendOperands<RLXorExpr>(last);
+        const auto operands = plan.steps.begin() + static_cast<std::ptrdiff_t>(index) + 1;
+        const bool mayThrow = std::any_of(operands, plan.steps.end(),
+                                          [](const Step& step) { return step.kind == Kind::Tree; });
+        // The operands are asked in another order than the tree's, which only a throw could tell.
+        if (mayThrow) {
+            plan.steps.erase(operands, plan.steps.end());
+        } else {
+            plan.steps[index].kind = Kind::Odd;
+        }
+    }
+
+    /// The operands of a chain of one operator, in the order written.
+    template <class Node>
+    void AppendOperands(const RLExpr* last) {
+        std::vector<const RLExpr*> operands;
+        const RLExpr* rest = last;
+        while (rest != nullptr && Exactly<Node>(rest) != nullptr) {
+            operands.push_back(static_cast<const Node*>(rest)->rightOperand());
+            rest = static_cast<const Node*>(rest)->leftOperand();
+        }
+        operands.push_back(rest);
+        for (auto operand = operands.rbegin(); operand != operands.rend(); ++operand) {
+            Append(*operand);
+        }
+    }
+
+    RulePlan& plan;
+    int depth = 0;
+};
+
+RulePlan::RulePlan(std::shared_ptr<RLExpr> parsed) : tree(std::move(parsed)) {
+    Builder(*this).Append(tree.get());
+}
+
+RulePlan::~RulePlan() = default;
+
+bool RulePlan::Holds(const SubscriptionArgs& args) const {
+    if (!SampleView::IsPlain(*args.sample))
+        return valueOf(tree.get(), args).convert<bool>();
+    return Holds(steps.front(), SampleView(*args.sample), args);
+}
+
+bool RulePlan::Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args) {
+    switch (step.kind) {
+        case Step::Kind::Tree:
+            return valueOf(step.part, args).convert<bool>();
+        case Step::Kind::Constant:
+            return step.truth;
+        case Step::Kind::Change:
+            return args.changeType == step.changeType;
+        case Step::Kind::Exists:
+            return step.Exists(sample);
+        case Step::Kind::Compare:
+            return step.Compare(sample);
+        case Step::Kind::Size:
+            return step.CompareSize(sample);
+        case Step::Kind::Not:
+            return !Holds(*step.Operands(), sample, args);
+        case Step::Kind::Until:
+            for (const Step* operand = step.Operands(); operand != step.End();
+                 operand = operand->End()) {
+                // A call less for what most operands are.
+                const bool holds = operand->kind == Step::Kind::Compare
+                                       ? operand->Compare(sample)
+                                       : Holds(*operand, sample, args);
+                if (holds == step.truth)
+                    return step.truth;
+            }
+            return !step.truth;
+        case Step::Kind::Odd: {
+            bool odd = false;
+            for (const Step* operand = step.Operands(); operand != step.End();
+                 operand = operand->End()) {
+                odd ^= Holds(*operand, sample, args);
+            }
+            return odd;
+        }
+    }
+    return false;
+}
+
+}  // namespace velmora::core::tessaryn

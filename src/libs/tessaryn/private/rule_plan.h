@@ -1,0 +1,57 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/subscription_args.h"
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+class RLExpr;
+class SampleView;
+
+/// A parsed rule made ready to be asked a million times.
+///
+/// Answers exactly what the tree does, verdicts and exceptions alike, but without an allocation, a
+/// look-up by name or an exception on the way. It may, because
+/// - an entry's id is bound to the number of the stream type's state, which no other state of any
+///   type has, and published in one atomic word together with that number;
+/// - a literal converts to a value type once and for all;
+/// - elements are read from the memory of a plain `Sample`, whose getters would return the same.
+///   For a sample of a derived class, which may answer for itself, the tree is asked;
+/// - so it is for every part of a rule whose value is no truth value by its kind.
+///
+/// The plan is one block of steps: an operator's operands follow it, each with all of its own, so
+/// that a rule is read in one direction from a few cache lines.
+///
+/// \threadsafety immutable: shared between the clones of a rule, on any threads
+class RulePlan {
+  public:
+    /// \param tree the parsed rule; null for a blank one
+    explicit RulePlan(std::shared_ptr<RLExpr> tree);
+    RulePlan(const RulePlan&) = delete;
+    RulePlan& operator=(const RulePlan&) = delete;
+    ~RulePlan();
+
+    /// Whether the tree's value for the change converts to true.
+    /// \param args the change
+    /// \throws what `RLExpr::evaluate` and the conversion of its value to bool throw
+    bool Holds(const SubscriptionArgs& args) const;
+
+  private:
+    struct Step;
+    class Builder;
+
+    static bool Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args);
+
+    std::vector<Step> steps;
+    std::shared_ptr<RLExpr> tree;
+    std::deque<std::string> texts;
+};
+
+}  // namespace velmora::core::tessaryn

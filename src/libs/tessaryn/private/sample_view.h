@@ -1,0 +1,52 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/sample.h"
+#include "tessaryn/stream_type.h"
+
+#include <cstdint>
+#include <string_view>
+#include <typeinfo>
+
+namespace velmora::core::tessaryn {
+
+/// Reads the memory of a plain sample, past the getters that a derived class could override.
+///
+/// \threadsafety external, as the sample
+class SampleView {
+  public:
+    /// Whether the sample is no more than a `Sample`, so that its memory says all.
+    static bool IsPlain(const Sample& sample) { return typeid(sample) == typeid(Sample); }
+
+    /// \param plainSample \ownership observes: has a stream type, and must not change meanwhile
+    explicit SampleView(const Sample& plainSample)
+        : data(plainSample.data.get()),
+          offsets(plainSample.offsets.get()),
+          numOffsets(plainSample.numOffsets),
+          type(plainSample.streamType),
+          layoutNumber(type->GetLayoutNumber()) {}
+
+    const StreamType& Type() const { return *type; }
+    /// The number of the type's present state.
+    std::uint64_t LayoutNumber() const { return layoutNumber; }
+
+    /// The bytes of an entry; none of one that the sample doesn't have.
+    std::string_view Bytes(unsigned short entry) const {
+        // The stream type may have got an entry that this sample doesn't have.
+        if (std::uint32_t{entry} + 1 >= numOffsets)
+            return {};
+        const unsigned int begin = offsets[entry];
+        return {data + begin, offsets[std::size_t{entry} + 1] - begin};
+    }
+
+  private:
+    const char* data;
+    const unsigned int* offsets;
+    std::uint32_t numOffsets;
+    const StreamType* type;
+    std::uint64_t layoutNumber;
+};
+
+}  // namespace velmora::core::tessaryn
