@@ -5,6 +5,7 @@
 
 #include "tessaryn/errors.h"
 #include "tessaryn/private/node_fields.h"
+#include "tessaryn/private/notification.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -300,12 +301,10 @@ void Stream::Notify(StreamChangeType type, const Sample& sample, void* sender) {
     const Lock lock(subscriptionsMutex);
     if (subscriptions.empty())
         return;
-    // A copy for each notification: subscribers never get hold of a stored sample, and a
-    // notification inside a notification has one of its own.
-    Sample copy(sample);
-    SubscriptionArgs args{type, &copy, sender};
+    // One for each notification: a notification inside a notification has a copy of its own.
+    Notification notification(type, sample, sender);
     for (StreamSubscription& subscription : subscriptions) {
-        subscription.NotifyIfRuleApplies(static_cast<void*>(this), args);
+        notification.Tell(subscription, static_cast<void*>(this));
     }
 }
 

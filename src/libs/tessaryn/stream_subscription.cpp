@@ -3,6 +3,8 @@
 
 #include "tessaryn/stream_subscription.h"
 
+#include "tessaryn/private/pure_rules.h"
+
 #include <memory>
 #include <utility>
 
@@ -19,8 +21,9 @@ StreamSubscription::StreamSubscription(const ISubscriptionRule& subscriptionRule
     : StreamSubscription(subscriptionRule.Clone(), target) {}
 
 StreamSubscription::StreamSubscription(ISubscriptionRule* subscriptionRule, const Delegate& target)
-    : rule(nullptr), delegate(nullptr) {
+    : rule(nullptr), delegate(nullptr), pureRule(false) {
     std::unique_ptr<ISubscriptionRule> owner(subscriptionRule);
+    pureRule = IsPure(*subscriptionRule);
     delegate = target.clone();
     rule = owner.release();
 }
@@ -29,11 +32,14 @@ StreamSubscription::StreamSubscription(const StreamSubscription& other)
     : StreamSubscription(*other.rule, *other.delegate) {}
 
 StreamSubscription::StreamSubscription(StreamSubscription&& other) noexcept
-    : rule(std::exchange(other.rule, nullptr)), delegate(std::exchange(other.delegate, nullptr)) {}
+    : rule(std::exchange(other.rule, nullptr)),
+      delegate(std::exchange(other.delegate, nullptr)),
+      pureRule(other.pureRule) {}
 
 StreamSubscription& StreamSubscription::operator=(StreamSubscription other) noexcept {
     std::swap(rule, other.rule);
     std::swap(delegate, other.delegate);
+    std::swap(pureRule, other.pureRule);
     return *this;
 }
 
@@ -48,7 +54,11 @@ bool StreamSubscription::operator==(const StreamSubscription& other) const {
 
 void StreamSubscription::NotifyIfRuleApplies(void* sender, SubscriptionArgs& args) {
     if (rule->Applies(args))
-        delegate->notify(sender, args);
+        NotifyDelegate(sender, args);
+}
+
+void StreamSubscription::NotifyDelegate(void* sender, SubscriptionArgs& args) {
+    delegate->notify(sender, args);
 }
 
 }  // namespace velmora::core::tessaryn

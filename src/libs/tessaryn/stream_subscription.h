@@ -48,8 +48,15 @@ class TESSARYN_API StreamSubscription {
     void NotifyIfRuleApplies(void* sender, SubscriptionArgs& args);
 
   private:
+    friend class Notification;
+
+    /// Whether the rule is the library's own through and through: it only reads.
+    bool HasPureRule() const { return pureRule; }
+    void NotifyDelegate(void* sender, SubscriptionArgs& args);
+
     ISubscriptionRule* rule;
     Poco::AbstractDelegate<SubscriptionArgs>* delegate;
+    bool pureRule;
 };
 
 }  // namespace velmora::core::tessaryn
