@@ -16,7 +16,7 @@ namespace velmora::tool {
 
 namespace {
 
-constexpr std::size_t blockSize = 64 * 1024;
+constexpr std::size_t blockSize = std::size_t{64} * 1024;
 
 }  // namespace
 

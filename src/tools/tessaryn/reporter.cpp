@@ -80,9 +80,9 @@ class LineReporter : public Reporter {
         out += Style::beforeStream;
         out += streamText;
         Style::AppendRule(out, rule);
-        for (unsigned short id = 0; id < entries.size(); ++id) {
+        for (std::size_t id = 0; id < entries.size(); ++id) {
             out += entries[id].key;
-            AppendEntry(out, sample, id);
+            AppendEntry(out, sample, static_cast<unsigned short>(id));
         }
         out += Style::atEnd;
     }
