@@ -160,14 +160,14 @@ class Source {
     bool IsAtEnd() const { return next == end; }
     char Get() const { return *next; }
     void Advance() {
-        last = *next;
         ++next;
         if (next == end) {
+            last = next[-1];
             Refill();
         }
     }
     // The byte taken last; a blank before the first one.
-    char GetLast() const { return last; }
+    char GetLast() const { return next == piece.data() ? last : next[-1]; }
     // Says why the document can't be read, and where the byte taken last stands.
     [[noreturn]] void Refuse(const std::string& reason) {
         Count();
@@ -211,6 +211,7 @@ class Source {
     const char* next = nullptr;
     const char* end = nullptr;
     const char* counted = nullptr;
+    // Of the piece before.
     char last = ' ';
     std::size_t line = 1;
     std::size_t column = 0;

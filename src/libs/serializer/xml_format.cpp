@@ -40,8 +40,6 @@ constexpr std::string_view textAttribute = "text";
 constexpr std::string_view emptyText = "empty";
 constexpr std::string_view escapedText = "escaped";
 
-constexpr std::string_view blanks = " \t\r\n";
-
 bool IsLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
@@ -141,12 +139,22 @@ void OpenElement(TextSink& out, const NodeRecord& record, std::size_t depth) {
 // ---------------------------------------------------------------------------------------------
 // Reading
 
-std::string_view Trim(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos) {
-        return {};
+bool IsBlank(char c) {
+    return c == ' ' || c == '\n' || c == '\t' || c == '\r';
+}
+
+std::string_view TrimStart(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front())) {
+        text.remove_prefix(1);
     }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return text;
+}
+
+std::string_view TrimEnd(std::string_view text) {
+    while (!text.empty() && IsBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
 // Builds the tree from the parser's events. These come through the frames of a C library, which
@@ -176,7 +184,8 @@ class TreeBuilder : public Poco::XML::DefaultHandler, public Poco::XML::LexicalH
         Run([&] { Close(); });
     }
     void characters(const Poco::XML::XMLChar characters[], int start, int length) override {
-        Run([&] { text.append(characters + start, static_cast<std::size_t>(length)); });
+        const std::string_view piece(characters + start, static_cast<std::size_t>(length));
+        Run([&] { text += text.empty() ? TrimStart(piece) : piece; });
     }
     void startDTD(const Poco::XML::XMLString& /*name*/, const Poco::XML::XMLString& /*publicId*/,
                   const Poco::XML::XMLString& /*systemId*/) override {
@@ -223,7 +232,7 @@ class TreeBuilder : public Poco::XML::DefaultHandler, public Poco::XML::LexicalH
     std::size_t depth = 0;
     // Whether the value's own element inside that element is open.
     bool inValue = false;
-    // Since the last tag.
+    // Since the last tag, without the blanks before it.
     std::string text;
     // Of the element opened last.
     TextForm form = TextForm::plain;
@@ -236,7 +245,7 @@ void TreeBuilder::Refuse(const std::string& reason) const {
 }
 
 void TreeBuilder::RefuseTextBesideElements() const {
-    if (!Trim(text).empty()) {
+    if (!text.empty()) {
         Refuse("Text stands beside elements; a value has an element '_value' of its own there.");
     }
 }
@@ -332,7 +341,7 @@ void TreeBuilder::Close() {
 }
 
 void TreeBuilder::TakeText() {
-    const std::string_view content = Trim(text);
+    const std::string_view content = TrimEnd(text);
     if (form == TextForm::escaped) {
         std::optional<std::string> value = detail::Unescape(content);
         if (!value) {

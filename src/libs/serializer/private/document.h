@@ -38,11 +38,11 @@ inline NodeFlags GetDerivedFlags(const NodeRecord& record) {
 /// Gives every node whose flags were not stated those that are derived.
 inline void DeriveFlags(NodeArena& arena) {
     // Parents come first in the arena, so that their flags are known here.
-    for (NodeRecord& record : arena) {
+    arena.ForEach([](NodeRecord& record) {
         if (!record.flagsStated) {
             record.flags = GetDerivedFlags(record);
         }
-    }
+    });
 }
 
 /// Collects a document and hands it to a stream in large pieces.

@@ -6,9 +6,11 @@
 #include "serializer/node.h"
 #include "serializer/node_tree.h"
 
-#include <deque>
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <utility>
+#include <vector>
 
 /// \file
 /// How a tree stores its nodes. Seen from this library's sources only.
@@ -32,13 +34,13 @@ struct NodeRecord {
 /// The nodes of one tree, the root first and every parent before its children.
 class NodeArena {
   public:
-    NodeArena() { records.emplace_back(); }
+    NodeArena() { Append(); }
 
-    NodeRecord& GetRoot() { return records.front(); }
+    NodeRecord& GetRoot() { return pieces.front().front(); }
 
     /// Appends a child to a node of this arena.
     NodeRecord& Add(NodeRecord& parent, std::string name, NodeFlags flags) {
-        NodeRecord& record = records.emplace_back();
+        NodeRecord& record = Append();
         record.name = std::move(name);
         record.parent = &parent;
         record.flags = flags;
@@ -51,12 +53,32 @@ class NodeArena {
         return record;
     }
 
-    auto begin() { return records.begin(); }
-    auto end() { return records.end(); }
+    /// Calls an action with every node, parents before their children.
+    template <class Action>
+    void ForEach(Action action) {
+        for (std::vector<NodeRecord>& piece : pieces) {
+            for (NodeRecord& record : piece) {
+                action(record);
+            }
+        }
+    }
 
   private:
-    // A deque never moves what it holds, which handles rely on.
-    std::deque<NodeRecord> records;
+    static constexpr std::size_t firstPiece = 8;
+    static constexpr std::size_t largestPiece = 1024;
+
+    NodeRecord& Append() {
+        if (pieces.empty() || pieces.back().size() == pieces.back().capacity()) {
+            const std::size_t doubled = pieces.empty() ? 0 : 2 * pieces.back().capacity();
+            std::vector<NodeRecord> piece;
+            piece.reserve(std::clamp(doubled, firstPiece, largestPiece));
+            pieces.push_back(std::move(piece));
+        }
+        return pieces.back().emplace_back();
+    }
+
+    // Each is filled up to the capacity that it was made with, so that no node ever moves.
+    std::vector<std::vector<NodeRecord>> pieces;
 };
 
 /// Leads from a tree to what it holds.
