@@ -72,9 +72,14 @@ class RuleEvaluation : public testing::Test {
         sample.Set(sample.EntryId(entry), 0, value);
     }
 
+    /// What the rule answers, and the tree itself in case it answers something else.
     std::string OutcomeOfRule(const std::string& text) {
         const std::unique_ptr<ISubscriptionRule> rule(Expression(text));
-        return OutcomeOf([&] { return rule->Applies(args); });
+        const std::string outcome = OutcomeOf([&] { return rule->Applies(args); });
+        const std::shared_ptr<RLExpr> tree = Parse(text);
+        const std::string ofTree =
+            OutcomeOf([&] { return valueOf(tree.get(), args).convert<bool>(); });
+        return outcome == ofTree ? outcome : outcome + ", but the tree: " + ofTree;
     }
 
     test::TestType type;
@@ -380,6 +385,36 @@ TEST(RuleExpressions, ComparisonsOfHandMadeValues) {
     }
     EXPECT_FALSE(RLEqExpr(nullptr, 1).evaluate(args).value.convert<bool>());
     EXPECT_FALSE(RLNeExpr(nullptr, 1).evaluate(args).value.convert<bool>());
+}
+
+TEST(RuleOnChangingTypes, FollowsTheTypeOfEachSample) {
+    const std::unique_ptr<ISubscriptionRule> rule(Expression("a == 1 && !b"));
+    const auto outcome = [&](StreamType& type, Sample&& sample) {
+        if (type.EntryExists("a"))
+            sample.Set(type.EntryId("a"), 0, std::string("1"));
+        SubscriptionArgs args{pushed, &sample, nullptr};
+        return OutcomeOf([&] { return rule->Applies(args); });
+    };
+    test::TestType first({{"a", Int32, 1}});
+    test::TestType second({{"b", Int32, 1}, {"a", Double, 1}});
+    const auto ask = [&](test::TestType& type) {
+        return outcome(type.type, Sample(&type.type, Poco::Timestamp()));
+    };
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(ask(first), "true");
+        EXPECT_EQ(ask(second), "false");
+    }
+    // The types change under the rule: entries come, go and move to other ids.
+    first.type.Add("b", Bool, 1);
+    EXPECT_EQ(ask(first), "false");
+    second.type.Remove(0);
+    EXPECT_EQ(ask(second), "true");
+    second.type.Remove(0);
+    EXPECT_EQ(ask(second), "false");
+    second.type = first.type;
+    EXPECT_EQ(ask(second), "false");
+    first.type.Remove(1);
+    EXPECT_EQ(ask(first), "true");
 }
 
 TEST_F(RuleEvaluation, ThreadsShareOneTree) {

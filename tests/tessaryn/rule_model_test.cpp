@@ -435,9 +435,10 @@ TEST(RuleModel, RandomRulesAnswerAsASecondEvaluatorDoes) {
                 FillRandomly(random, sample, sample.EntryId(name), entry);
             SubscriptionArgs args{model.change, &sample, nullptr};
             const std::string expected = OutcomeOf([&] { return model.Truth(node); });
-            ASSERT_EQ(OutcomeOf([&] { return rule.Applies(args); }), expected)
-                << text << "\n"
-                << test::BinaryOf(sample);
+            const std::string where = text + "\n" + test::BinaryOf(sample);
+            ASSERT_EQ(OutcomeOf([&] { return rule.Applies(args); }), expected) << where;
+            const auto ofTree = [&] { return valueOf(tree.get(), args).convert<bool>(); };
+            ASSERT_EQ(OutcomeOf(ofTree), expected) << where;
             ++outcomes[expected];
         }
     }

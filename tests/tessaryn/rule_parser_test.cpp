@@ -5,11 +5,13 @@
 #include "support/samples.h"
 #include "tessaryn/private/subscription_rule_parser.h"
 #include "tessaryn/private/subscription_rule_tokens.h"
+#include "tessaryn/subscription_rules.h"
 
 #include <Poco/Exception.h>
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <ostream>
 #include <pthread.h>
 #include <sstream>
@@ -290,6 +292,8 @@ TEST(RuleParser, LongChainsUseNoMoreOfTheStack) {
             std::shared_ptr<RLExpr> tree = Parse(text);
             const bool truth = tree->evaluate(args).value.convert<bool>();
             EXPECT_EQ(truth, c.truth) << c.term << c.last;
+            const std::unique_ptr<ISubscriptionRule> rule(Expression(text));
+            EXPECT_EQ(rule->Applies(args), c.truth) << c.term << c.last;
             CountingBuffer buffer;
             std::ostream out(&buffer);
             tree->dump(out, 0);
@@ -317,13 +321,16 @@ TEST(RuleParser, EvaluatesAndDumpsTheDeepestNesting) {
     test::TestType type({{"x", Int32, 1}});
     Sample sample(&type.type, Poco::Timestamp());
     SubscriptionArgs args{pushed, &sample, nullptr};
-    // Nodes of all kinds on every level, the group on the right and on the left.
-    const auto right = Parse(Repeat("x == 1 ^^ !(x == 0 && (", 500) + "x" + Repeat("))", 500));
-    EXPECT_EQ(right->evaluate(args).value.convert<bool>(), true);
-    const auto left = Parse(Repeat("(!(", 500) + "x" + Repeat(") || x == 1) && x == 0", 500));
-    EXPECT_EQ(left->evaluate(args).value.convert<bool>(), true);
-    EXPECT_NE(DumpOf(right.get()).find(" exists: x|"), std::string::npos);
-    EXPECT_NE(DumpOf(left.get()).find(" exists: x|"), std::string::npos);
+    // Nodes of all kinds on every level, the group on the right or on the left.
+    for (const std::string& text :
+         {Repeat("x == 1 ^^ !(x == 0 && (", 500) + "x" + Repeat("))", 500),
+          Repeat("(!(", 500) + "x" + Repeat(") || x == 1) && x == 0", 500)}) {
+        const std::shared_ptr<RLExpr> tree = Parse(text);
+        EXPECT_TRUE(tree->evaluate(args).value.convert<bool>());
+        EXPECT_NE(DumpOf(tree.get()).find(" exists: x|"), std::string::npos);
+        const std::unique_ptr<ISubscriptionRule> rule(Expression(text));
+        EXPECT_TRUE(rule->Applies(args));
+    }
 }
 
 }  // namespace
