@@ -172,6 +172,7 @@ class TESSARYN_API Sample : public serialization::ISerializable {
 
   private:
     friend class SampleView;
+    friend class Stream;
 
     BaseType DeclaredType(unsigned short entry) const;
     void CheckType(unsigned short entry, BaseType requested) const;

@@ -11,7 +11,10 @@
 
 #include <Poco/ScopedLock.h>
 
+#include <algorithm>
+#include <functional>
 #include <limits>
+#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -39,13 +42,20 @@ int CheckedSize(long maxSize) {
     return static_cast<int>(maxSize);
 }
 
+Poco::Timestamp Earliest() {
+    return Poco::Timestamp::TIMEVAL_MIN;
+}
+
+Poco::Timestamp Latest() {
+    return Poco::Timestamp::TIMEVAL_MAX;
+}
+
 /// The moment `span` before now; the earliest there is where that lies before the epoch.
 Poco::Timestamp Ago(const Poco::Timespan& span) {
     const Poco::Timestamp::TimeVal now = Poco::Timestamp().epochMicroseconds();
     Poco::Timestamp::TimeVal then = 0;
     const bool overflow = __builtin_sub_overflow(now, span.totalMicroseconds(), &then);
-    return overflow || then < 0 ? Poco::Timestamp(Poco::Timestamp::TIMEVAL_MIN)
-                                : Poco::Timestamp(then);
+    return overflow || then < 0 ? Earliest() : Poco::Timestamp(then);
 }
 
 /// The collection of a path or, since a stream writes its type's full name, of a full name.
@@ -58,6 +68,35 @@ const StreamTypeCollection& FindCollection(const StreamTypeRepository& types,
 }
 
 }  // namespace
+
+/// Looks, when it goes, whether the time stamps still ascend.
+///
+/// A binary search needs them to, but a callback gets live samples whose setters stamp them anew:
+/// the newest one to fill or to change, those of an answer to read.
+class Stream::OrderWatch {
+  public:
+    /// Watches the samples of an answer.
+    OrderWatch(const Stream& watched, Ages answer)
+        : stream(watched), changesBefore(watched.changes), ages(answer) {}
+    /// Watches the newest sample.
+    explicit OrderWatch(const Stream& watched)
+        : OrderWatch(watched, {watched.storedSamples - 1, watched.storedSamples}) {}
+    OrderWatch(const OrderWatch&) = delete;
+    OrderWatch& operator=(const OrderWatch&) = delete;
+    ~OrderWatch() {
+        // Where the callback has changed the stream, all that is sure is that one sample ascends.
+        if (stream.changes != changesBefore) {
+            stream.ascendingSamples = std::min(1, stream.storedSamples);
+        } else {
+            stream.CheckOrder(ages);
+        }
+    }
+
+  private:
+    const Stream& stream;
+    unsigned long long changesBefore;
+    Ages ages;
+};
 
 Stream::Stream(StreamType* type, long size)
     : streamType(type), maxSize(CheckedSize(size)), currentSampleIdx(noSample) {}
@@ -91,7 +130,10 @@ Stream::~Stream() {
 void Stream::PushNew(std::function<void(Sample&)> fill) {
     const Lock lock(mutex);
     Sample& sample = PushFresh();
-    fill(sample);
+    {
+        const OrderWatch watch(*this);
+        fill(sample);
+    }
     Notify(pushed, sample, nullptr);
 }
 
@@ -122,7 +164,10 @@ void Stream::PushNew(const Serializer<NodeRef>& serializer, const INode& sampleN
 void Stream::ChangeLatest(std::function<void(Sample&)> change, bool notify) {
     const Lock lock(mutex);
     Sample& sample = GetLatest();
-    change(sample);
+    {
+        const OrderWatch watch(*this);
+        change(sample);
+    }
     if (notify)
         Notify(changed, sample, nullptr);
 }
@@ -143,6 +188,9 @@ void Stream::PopLatest() {
         return;
     samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
     currentSampleIdx = DecreasedSampleIdx();
+    --storedSamples;
+    ascendingSamples = std::min(std::max(ascendingSamples - 1, 1), storedSamples);
+    ++changes;
     Notify(popped, *sample, nullptr);
 }
 
@@ -153,37 +201,28 @@ void Stream::GetLatest(std::function<void(const Sample&)> callback) const {
 
 void Stream::GetAll(SamplesCallback callback) const {
     const Lock lock(mutex);
-    callback(Select([](const Sample&) { return true; }));
+    Answer(Earliest(), Latest(), callback);
 }
 
 void Stream::GetSince(const Poco::Timestamp& since, SamplesCallback callback) const {
     const Lock lock(mutex);
-    callback(GetSince(since));
+    Answer(since, Latest(), callback);
 }
 
 void Stream::GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
                         SamplesCallback callback) const {
     const Lock lock(mutex);
-    callback(Select([&](const Sample& sample) {
-        const Poco::Timestamp time = sample.GetTimeStamp();
-        return from <= time && time <= to;
-    }));
+    Answer(from, to, callback);
 }
 
 void Stream::GetLast(const Poco::Timespan& span, SamplesCallback callback) const {
     const Lock lock(mutex);
-    callback(GetSince(Ago(span)));
+    Answer(Ago(span), Latest(), callback);
 }
 
 bool Stream::IsEmpty() const {
     const Lock lock(mutex);
-    if (currentSampleIdx == noSample)
-        return true;
-    for (const Sample* sample : samples) {
-        if (sample != nullptr)
-            return false;
-    }
-    return true;
+    return storedSamples == 0;
 }
 
 void Stream::Clear(unsigned int what) {
@@ -234,12 +273,18 @@ void Stream::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
 void Stream::Push(std::unique_ptr<Sample> sample) {
     const int next = IncreasedSampleIdx();
     // Growing is all that can throw: the ring is then as it was.
-    if (samples.size() <= static_cast<std::size_t>(next))
+    if (samples.size() <= static_cast<std::size_t>(next)) {
         EnlargeSampleContainer();
+    }
     currentSampleIdx = next;
     Sample*& slot = samples[static_cast<std::size_t>(next)];
+    storedSamples += slot == nullptr ? 1 : 0;
+    ascendingSamples = std::min(ascendingSamples + 1, storedSamples);
+    ++changes;
     delete slot;
     slot = sample.release();
+    // A clock may have stepped back, and a sample of a host comes with a time of its own.
+    CheckOrder({storedSamples - 1, storedSamples});
 }
 
 Sample& Stream::PushFresh() {
@@ -261,18 +306,96 @@ Sample& Stream::GetLatest() const {
     return *sample;
 }
 
-template <class Predicate>
-Stream::Samples Stream::Select(Predicate wanted) const {
+void Stream::Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
+                    const SamplesCallback& callback) const {
+    if (!IsAscending()) {
+        ascendingSamples = CountAscending();
+    }
+    const bool ascending = IsAscending();
+    const Ages ages = ascending ? AgesBetween(from, to) : Ages{0, storedSamples};
+    const Samples selected = ascending ? SamplesOf(ages) : SamplesBetween(from, to);
+    const OrderWatch watch(*this, ages);
+    callback(selected);
+}
+
+/// The samples of all ages are in slots that follow each other around the ring, up to the newest.
+std::size_t Stream::SlotOf(int age) const {
+    const int slot = currentSampleIdx - (storedSamples - 1 - age);
+    return static_cast<std::size_t>(slot < 0 ? slot + maxSize : slot);
+}
+
+const Poco::Timestamp& Stream::TimeOf(int age) const {
+    return samples[SlotOf(age)]->timestamp;
+}
+
+/// By binary search; the stamps ascend.
+Stream::Ages Stream::AgesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const {
+    const auto ages = std::views::iota(0, storedSamples);
+    const auto timeOf = [this](int age) { return TimeOf(age); };
+    const auto begin = std::ranges::lower_bound(ages, from, std::less<>(), timeOf);
+    const auto end = std::ranges::upper_bound(begin, ages.end(), to, std::less<>(), timeOf);
+    return {static_cast<int>(begin - ages.begin()), static_cast<int>(end - ages.begin())};
+}
+
+/// In storage order: behind the ring's seam first, where there is one among them.
+Stream::Samples Stream::SamplesOf(Ages ages) const {
     Samples selected;
-    for (Sample* sample : samples) {
-        if (sample != nullptr && wanted(*sample))
-            selected.push_back(sample);
+    if (ages.begin >= ages.end) {
+        return selected;
+    }
+    const auto slotAt = [this](std::size_t slot) {
+        return samples.begin() + static_cast<std::ptrdiff_t>(slot);
+    };
+    selected.reserve(static_cast<std::size_t>(ages.end - ages.begin));
+    const std::size_t first = SlotOf(ages.begin);
+    const std::size_t last = SlotOf(ages.end - 1);
+    if (first <= last) {
+        selected.insert(selected.end(), slotAt(first), slotAt(last + 1));
+    } else {
+        selected.insert(selected.end(), slotAt(0), slotAt(last + 1));
+        selected.insert(selected.end(), slotAt(first), samples.end());
     }
     return selected;
 }
 
-Stream::Samples Stream::GetSince(const Poco::Timestamp& since) const {
-    return Select([&](const Sample& sample) { return since <= sample.GetTimeStamp(); });
+/// By looking at every sample; the stamps need not ascend.
+Stream::Samples Stream::SamplesBetween(const Poco::Timestamp& from,
+                                       const Poco::Timestamp& to) const {
+    Samples selected;
+    for (Sample* sample : samples) {
+        if (sample != nullptr && from <= sample->timestamp && sample->timestamp <= to) {
+            selected.push_back(sample);
+        }
+    }
+    return selected;
+}
+
+/// Takes note where samples of these ages no longer ascend, among themselves or with the next.
+void Stream::CheckOrder(Ages ages) const {
+    const int first = std::max(ages.begin, 1);
+    const int last = std::min(ages.end, storedSamples - 1);
+    if (first > last) {
+        return;
+    }
+    std::size_t slot = SlotOf(first - 1);
+    const Sample* earlier = samples[slot];
+    for (int age = first; age <= last; ++age) {
+        slot = slot + 1 < static_cast<std::size_t>(maxSize) ? slot + 1 : 0;
+        const Sample* const later = samples[slot];
+        if (later->timestamp < earlier->timestamp) {
+            ascendingSamples = std::min(ascendingSamples, storedSamples - age);
+        }
+        earlier = later;
+    }
+}
+
+/// How many of the newest samples ascend in time.
+int Stream::CountAscending() const {
+    int age = storedSamples;
+    while (age > 0 && (age == storedSamples || TimeOf(age - 1) <= TimeOf(age))) {
+        --age;
+    }
+    return storedSamples - age;
 }
 
 int Stream::IncreasedSampleIdx() const {
@@ -294,6 +417,9 @@ void Stream::DeleteSamples() {
         delete sample;
     samples.clear();
     currentSampleIdx = noSample;
+    storedSamples = 0;
+    ascendingSamples = 0;
+    ++changes;
 }
 
 /// Tells the subscriptions of a change; the caller holds the samples' mutex.

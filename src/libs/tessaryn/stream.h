@@ -145,8 +145,9 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
 
     /// \name Queries
     /// The samples are handed over in storage order, which is that of pushing until the ring has
-    /// wrapped; then the newest, in the low slots, come first. Cost: the number of slots.
-    /// \throws std::bad_function_call when the callback is empty
+    /// wrapped; then the newest, in the low slots, come first. Cost: that of the answer and a
+    /// binary search while the time stamps ascend in the order of pushing, else the number of
+    /// samples. \throws std::bad_function_call when the callback is empty
     ///@{
     /// Every sample.
     void GetAll(SamplesCallback callback) const;
@@ -192,14 +193,28 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
 
   private:
     using Samples = std::vector<Sample*>;
+    /// Ages of samples: 0 is the oldest; the end does not belong to it.
+    struct Ages {
+        int begin;
+        int end;
+    };
+    class OrderWatch;
 
     void Push(std::unique_ptr<Sample> sample);
     Sample& PushFresh();
     Sample* GetLatestPtr() const;
     Sample& GetLatest() const;
-    template <class Predicate>
-    Samples Select(Predicate wanted) const;
-    Samples GetSince(const Poco::Timestamp& since) const;
+    void Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
+                const SamplesCallback& callback) const;
+
+    std::size_t SlotOf(int age) const;
+    const Poco::Timestamp& TimeOf(int age) const;
+    Ages AgesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const;
+    Samples SamplesOf(Ages ages) const;
+    Samples SamplesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const;
+    bool IsAscending() const { return ascendingSamples == storedSamples; }
+    int CountAscending() const;
+    void CheckOrder(Ages ages) const;
 
     int IncreasedSampleIdx() const;
     int DecreasedSampleIdx() const;
@@ -216,6 +231,11 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     int maxSize;
     // Guarded by the executor's mutex: slot of the newest sample, -1 when there was none yet.
     int currentSampleIdx;
+    // Guarded by the executor's mutex, for queries by time: samples that are stored, how many of
+    // the newest ascend in time as far as is known, and the number of pushes, pops and clears.
+    int storedSamples = 0;
+    mutable int ascendingSamples = 0;
+    unsigned long long changes = 0;
 };
 
 }  // namespace velmora::core::tessaryn
