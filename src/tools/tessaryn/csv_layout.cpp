@@ -10,6 +10,7 @@
 #include <Poco/String.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <unordered_map>
 
@@ -43,6 +44,13 @@ std::string EntryName(const std::string& title) {
     if (name.empty() || IsDigit(name.front()))
         name.insert(name.begin(), '_');
     return name;
+}
+
+bool IsTimeTitle(std::string_view title) {
+    const std::array<const char*, 4> usual = {"time", "timestamp", "datetime", "date"};
+    return std::any_of(usual.begin(), usual.end(), [&](const char* name) {
+        return Poco::icompare(std::string(title), name) == 0;
+    });
 }
 
 /// A column by its title or, failing that, by its entry's name.
@@ -97,12 +105,23 @@ class LayoutMaker {
         if (ahead.empty() || ahead.front().fault != nullptr)
             return false;
         const CsvRow& first = ahead.front();
-        // An empty last field is a comma too many, not a name too many.
-        if (first.Size() != header.Size() + 1 || first[first.Size() - 1].empty())
+        if (first.Size() != header.Size() + 1 || HasSurplusValue(first))
             return false;
         return std::none_of(ahead.begin(), ahead.end(), [&](const CsvRow& row) {
             return row.fault == nullptr && row.Size() == header.Size();
         });
+    }
+
+    /// Whether the last field of a row is the one too many: it is empty, or with it the time would
+    /// stand under the title of another column.
+    bool HasSurplusValue(const CsvRow& row) const {
+        if (row[row.Size() - 1].empty())
+            return true;
+        for (std::size_t i = 0; i < header.Size(); ++i) {
+            if (ParseIsoTime(row[i]))
+                return i == 0 || IsTimeTitle(header[i]);
+        }
+        return false;
     }
 
     void NameColumns() {
@@ -176,11 +195,9 @@ class LayoutMaker {
             }
         }
         // Where no row is good, the title lets the message tell the bad field.
-        for (const char* const usual : {"time", "timestamp", "datetime", "date"}) {
-            for (std::size_t i = 0; i < layout.columns.size(); ++i) {
-                if (Poco::icompare(layout.columns[i].title, usual) == 0)
-                    return i;
-            }
+        for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+            if (IsTimeTitle(layout.columns[i].title))
+                return i;
         }
         if (std::none_of(ahead.begin(), ahead.end(), [&](auto& row) { return IsWhole(row); }))
             return 0;

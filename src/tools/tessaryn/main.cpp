@@ -9,7 +9,9 @@
 
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -18,6 +20,15 @@ constexpr int failure = 2;
 int Fail(const std::string& sentence) {
     std::fprintf(stderr, "tessaryn: %s\n", sentence.c_str());
     return failure;
+}
+
+/// Keeps a file that is opened later from taking the place of a standard descriptor that the
+/// caller closed; using that one stays an error.
+void HoldStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
 }
 
 int Run(int argc, char** argv) {
@@ -39,6 +50,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    HoldStandardDescriptors();
     try {
         return Run(argc, argv);
     } catch (const Poco::Exception& error) {

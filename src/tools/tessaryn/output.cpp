@@ -32,7 +32,11 @@ void Output::Flush() {
     if (beforeWrite)
         beforeWrite();
     std::size_t written = 0;
-    while (!closed && written < buffer.size() && stopper.WaitWritable(STDOUT_FILENO)) {
+    while (!closed && written < buffer.size()) {
+        if (!stopper.WaitWritable(STDOUT_FILENO)) {
+            closed = true;
+            break;
+        }
         const std::size_t piece = std::min(pieceSize, buffer.size() - written);
         const ssize_t count = write(STDOUT_FILENO, buffer.data() + written, piece);
         if (count >= 0) {

@@ -12,7 +12,8 @@ namespace velmora::tool {
 
 /// Standard output, collected and written in large pieces.
 ///
-/// A reader that has gone closes the output: nothing is written from then on.
+/// A reader that has gone, or that an interrupted run gave up, closes the output: nothing is
+/// written from then on.
 class Output {
   public:
     /// \param stopper \ownership observes: a signal ends waiting for a slow reader

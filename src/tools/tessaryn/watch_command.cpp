@@ -180,7 +180,7 @@ void WatchSession::Prepare() {
 
 void WatchSession::PushAll(tsn::Stream& stream) {
     try {
-        while (!output.IsClosed() && source->PushNext(stream)) {
+        while (!output.IsClosed() && !stopper.IsStopped() && source->PushNext(stream)) {
             ++samples;
             if (isHost)
                 output.Flush();
@@ -231,7 +231,8 @@ void WatchSession::Summarize(const tsn::Stream& stream, double seconds) {
     for (const RuleWatch& rule : rules) {
         std::string text;
         AppendVisible(text, rule.GetText());
-        std::fprintf(stderr, "rule [%s]: %llu matches\n", text.c_str(), count(rule.GetMatches()));
+        std::fprintf(stderr, "rule [%s]: %llu %s\n", text.c_str(), count(rule.GetMatches()),
+                     rule.GetMatches() == 1 ? "match" : "matches");
     }
     if (source->GetSkipped() > 0) {
         std::fprintf(stderr, "%llu bad rows skipped, the first: %s\n", count(source->GetSkipped()),
