@@ -22,9 +22,20 @@ namespace {
 
 template <class T>
 void AppendNumber(std::string& out, T value) {
-    // Decimals get the fewest digits that tell the value from its neighbours.
     std::array<char, 32> digits;
     const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+    out.append(digits.data(), result.ptr);
+}
+
+/// The fewest digits that tell the value from its neighbours; with an exponent where readers
+/// would take it for a whole number too large for them.
+template <class T>
+void AppendDecimal(std::string& out, T value) {
+    if (std::abs(value) < T(1e15) || !std::isfinite(value))
+        return AppendNumber(out, value);
+    std::array<char, 32> digits;
+    const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                      std::chars_format::scientific);
     out.append(digits.data(), result.ptr);
 }
 
@@ -114,7 +125,7 @@ class LineReporter : public Reporter {
             if (!Style::hasAllNumbers && !std::isfinite(value)) {
                 out += "null";
             } else {
-                AppendNumber(out, value);
+                AppendDecimal(out, value);
             }
         } else {
             AppendNumber(out, value);

@@ -125,7 +125,8 @@ WatchSession::WatchSession(const WatchOptions& watchOptions)
       type(utils::Version(1, 0, 0), &name) {
     MakeRules();
     MakeSource();
-    output.BeforeWrite([this] { progress.Clear(); });
+    if (isatty(STDOUT_FILENO) != 0)
+        output.BeforeWrite([this] { progress.Clear(); });
     if (!options.duration.empty())
         stopper.StopAfter(DurationOf("--for", options.duration));
 }
