@@ -65,8 +65,11 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::Add(const std::string& path) 
     const std::string name = inGroup ? path.substr(last + 1) : path;
     auto collection = std::make_unique<StreamTypeCollection>(name, &repo.GetRoot());
     StreamTypeCollection* const stored = repo.AddItem(path, std::move(collection));
+    // A separator at the end names no group that holds the collection: as its parent that group
+    // would lend it a wrong name, and could be gone before it.
+    const bool above = repo.Split(groupPath).size() < repo.Split(path).size();
     StreamTypeCollectionGroup* const group =
-        groupPath.empty() ? nullptr : repo.GetGroupPtr(groupPath);
+        above && !groupPath.empty() ? repo.GetGroupPtr(groupPath) : nullptr;
     if (stored != nullptr && group != nullptr)
         stored->SetParent(group);
     return stored;
