@@ -42,7 +42,8 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// Stores an item under the last component, making the groups that are missing.
     /// \param path the item's path; the empty path stores nothing
     /// \param item \ownership takes on success: left with the caller when the path is empty or
-    /// taken \return \ownership lends: the item of that path, new or not; null for the empty path
+    /// taken
+    /// \return \ownership lends: the item of that path, new or not; null for the empty path
     Item* AddItem(const std::string& path, std::unique_ptr<Item>&& item) {
         const std::vector<std::string> names = Split(path);
         if (names.empty())
@@ -103,15 +104,6 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
   protected:
     using Lock = Poco::ScopedLock<Poco::Mutex>;
 
-  private:
-    /// Gets or makes the groups of the first `count` names.
-    Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
-        Group* group = &root;
-        for (std::size_t i = 0; i < count; ++i)
-            group = group->AddGroup(names[i]);
-        return *group;
-    }
-
     /// The group that would hold the last name; null when it is missing or there is no name.
     Group* FindParent(const std::vector<std::string>& names) {
         if (names.empty())
@@ -121,6 +113,15 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
             group = group->GetGroupPtr(names[i]);
         }
         return group;
+    }
+
+  private:
+    /// Gets or makes the groups of the first `count` names.
+    Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
+        Group* group = &root;
+        for (std::size_t i = 0; i < count; ++i)
+            group = group->AddGroup(names[i]);
+        return *group;
     }
 
     Group root;

@@ -156,8 +156,10 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     virtual unsigned short EntryId(const std::string& name) const;
     /// Changes an entry's element count: the first elements stay, new ones are zero, later entries
     /// move. A change of the count copies the sample's memory once. An entry that doesn't exist is
-    /// ignored. \param entry the entry's id \param count elements from now on \throws
-    /// std::length_error when the sample would not fit 32 bits; it is as it was
+    /// ignored.
+    /// \param entry the entry's id
+    /// \param count elements from now on
+    /// \throws std::length_error when the sample would not fit 32 bits; it is as it was
     virtual void Resize(unsigned short entry, unsigned int count);
     /// The entry's element count: the length of a `String`.
     virtual unsigned int GetSize(unsigned short entry) const;

@@ -72,9 +72,10 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \param node the stream's node
     /// \param types where the type is looked up; must outlive the stream
     /// \throws serialization::SerializationException when "Type" is missing, or "MaxSize" is
-    /// missing, unreadable or not 1 to 2^31-1 \throws ItemNotFoundException when the repository has
-    /// no such type \throws utils::VersionedObjectNotFoundException when the type has no such
-    /// version \throws StreamCreateException when a sample can't be read
+    /// missing, unreadable or not 1 to 2^31-1
+    /// \throws ItemNotFoundException when the repository has no such type
+    /// \throws utils::VersionedObjectNotFoundException when the type has no such version
+    /// \throws StreamCreateException when a sample can't be read
     Stream(const serialization::Serializer<serialization::NodeRef>& serializer,
            const serialization::INode& node, const StreamTypeRepository& types);
 
@@ -100,8 +101,9 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \param fill sets the sample's entries, under the lock. When it throws, or is empty, the
     /// sample stays in the stream and nobody is notified.
     /// \throws std::bad_function_call when `fill` is empty; what `fill`, a rule or a delegate
-    /// throws \throws std::invalid_argument when the stream has no type \throws std::length_error,
-    /// std::bad_alloc as `Sample`; the stream is then as it was
+    /// throws
+    /// \throws std::invalid_argument when the stream has no type
+    /// \throws std::length_error, std::bad_alloc as `Sample`; the stream is then as it was
     virtual void PushNew(std::function<void(Sample&)> fill);
 
     /// Adds a copy of the subscription after the others. Duplicates are kept and told twice. Takes
@@ -114,8 +116,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
 
     /// Pushes a sample as it is, its time included; then notifies `pushed`.
     /// \param sample \ownership takes: in every case. A sample of another stream type is deleted,
-    /// and nothing else happens; so is null. \throws what a rule or a delegate throws; the sample
-    /// is then in the stream
+    /// and nothing else happens; so is null.
+    /// \throws what a rule or a delegate throws; the sample is then in the stream
     void PushNew(Sample* sample);
 
     /// Pushes a new sample, stamped now, and reads its binary form; then notifies `pushed`.
@@ -140,14 +142,16 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void DeserializeLatest(std::istream& in, void* sender);
 
     /// Removes the newest sample and notifies `popped` with a copy of it. Nothing happens when
-    /// there is none. \throws what a rule or a delegate throws; the sample is gone all the same
+    /// there is none.
+    /// \throws what a rule or a delegate throws; the sample is gone all the same
     void PopLatest();
 
     /// \name Queries
     /// The samples are handed over in storage order, which is that of pushing until the ring has
     /// wrapped; then the newest, in the low slots, come first. Cost: that of the answer and a
     /// binary search while the time stamps ascend in the order of pushing, else the number of
-    /// samples. \throws std::bad_function_call when the callback is empty
+    /// samples.
+    /// \throws std::bad_function_call when the callback is empty
     ///@{
     /// Every sample.
     void GetAll(SamplesCallback callback) const;

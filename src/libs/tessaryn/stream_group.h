@@ -66,9 +66,11 @@ class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
                       const serialization::INode& node, const StreamTypeRepository& types);
 
     /// Merges a group's node into this group: sub-groups of the same name are filled, streams of
-    /// the same name are kept as they are. \param serializer reads the values \param node the
-    /// group's node \param types where the streams' types are looked up \throws what reading a
-    /// group or a stream throws; what was added before stays
+    /// the same name are kept as they are.
+    /// \param serializer reads the values
+    /// \param node the group's node
+    /// \param types where the streams' types are looked up
+    /// \throws what reading a group or a stream throws; what was added before stays
     void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
               const serialization::INode& node, const StreamTypeRepository& types);
     /// Pushes the samples of a group's node into the streams that are here and below; what the node

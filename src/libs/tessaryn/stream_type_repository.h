@@ -41,9 +41,11 @@ class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
     StreamTypeRepository(Poco::Logger& logger, char groupSeparator);
 
     /// Reads a repository: "GroupSeparator", "." when missing, and the root group under "Group".
-    /// The collection "Any" is made first, and stays where the node has one, too. \param logger
-    /// \ownership observes: must outlive the repository \param serializer reads the values \param
-    /// node the repository's node \throws what `Fill` throws
+    /// The collection "Any" is made first, and stays where the node has one, too.
+    /// \param logger \ownership observes: must outlive the repository
+    /// \param serializer reads the values
+    /// \param node the repository's node
+    /// \throws what `Fill` throws
     StreamTypeRepository(Poco::Logger& logger,
                          const serialization::Serializer<serialization::NodeRef>& serializer,
                          const serialization::INode& node);
@@ -53,10 +55,11 @@ class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
     /// \return \ownership lends: null for the empty path
     StreamTypeCollection* Add(const std::string& path);
     /// Adds a collection read from its node, whose "Name" is taken as its path. It keeps the root
-    /// as parent and the whole path as name. When the path is taken, the existing one stays. \param
-    /// serializer reads the values \param node the collection's node \return \ownership lends: the
-    /// collection of that path; null for the empty path \throws what the `StreamTypeCollection`
-    /// constructor from a node throws
+    /// as parent and the whole path as name. When the path is taken, the existing one stays.
+    /// \param serializer reads the values
+    /// \param node the collection's node
+    /// \return \ownership lends: the collection of that path; null for the empty path
+    /// \throws what the `StreamTypeCollection` constructor from a node throws
     StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
                               const serialization::INode& node);
     /// Gets or makes every group of a path.

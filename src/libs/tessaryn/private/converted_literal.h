@@ -36,8 +36,8 @@ class ConvertedLiteral {
     /// Whether `As` tells what the conversions do: integers of all widths have the same value.
     bool IsFaithful() const { return faithful; }
 
-    /// The literal as the native type of a value type. \pre It fits that type, which is a number or
-    /// `Bool`.
+    /// The literal as the native type of a value type.
+    /// \pre It fits that type, which is a number or `Bool`.
     template <class Native>
     Native As() const {
         if constexpr (std::is_same_v<Native, bool>) {
@@ -53,7 +53,8 @@ class ConvertedLiteral {
         }
     }
 
-    /// The literal as a text. \throws Poco::Exception when it doesn't convert
+    /// The literal as a text.
+    /// \throws Poco::Exception when it doesn't convert
     static std::string AsText(const Poco::Dynamic::Var& literal);
 
   private:
