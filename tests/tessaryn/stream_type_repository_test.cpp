@@ -305,6 +305,9 @@ TEST_F(StreamTypes, SurviveOddSeparators) {
     // Empty components are groups without a name.
     StreamTypeCollection* const inner = types.Add("c//Pos");
     EXPECT_EQ(types.GetGroup("c").GetGroup("").GetPtr("Pos"), inner);
+    EXPECT_EQ(inner->GetFullName(), "c..Pos");
+    EXPECT_EQ(types.FindByFullName("c..Pos"), inner);
+    EXPECT_EQ(types.Add("c//")->GetFullName(), "c.");
     StreamTypeCollection* const outer = types.Add("/Pos");
     EXPECT_EQ(types.GetGroup("").GetGroup("").GetPtr("Pos"), outer);
     EXPECT_EQ(outer->GetFullName(), "Pos");

@@ -44,6 +44,11 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::FindByFullName(
     return FindBelow(GetRoot(), fullName);
 }
 
+StreamTypeCollectionGroup* StreamTypeRepositoryPrivate::Repo::FindGroupOf(const std::string& path) {
+    const Lock lock(mutex);
+    return FindParent(Split(path));
+}
+
 void StreamTypeRepositoryPrivate::Repo::Fill(const Serializer<NodeRef>& serializer,
                                              const INode& node) {
     const Lock lock(mutex);
@@ -60,16 +65,12 @@ StreamTypeRepositoryPrivate::~StreamTypeRepositoryPrivate() = default;
 
 StreamTypeCollection* StreamTypeRepositoryPrivate::Add(const std::string& path) {
     const std::size_t last = path.rfind(repo.groupSeparator());
-    const bool inGroup = last != std::string::npos;
-    const std::string groupPath = inGroup ? path.substr(0, last) : std::string();
-    const std::string name = inGroup ? path.substr(last + 1) : path;
+    const std::string name = last == std::string::npos ? path : path.substr(last + 1);
     auto collection = std::make_unique<StreamTypeCollection>(name, &repo.GetRoot());
     StreamTypeCollection* const stored = repo.AddItem(path, std::move(collection));
-    // A separator at the end names no group that holds the collection: as its parent that group
-    // would lend it a wrong name, and could be gone before it.
-    const bool above = repo.Split(groupPath).size() < repo.Split(path).size();
-    StreamTypeCollectionGroup* const group =
-        above && !groupPath.empty() ? repo.GetGroupPtr(groupPath) : nullptr;
+    // Not what the text before the last separator leads to: with separators in a row, or one at the
+    // end, that is a group which doesn't hold the collection, and may be gone before it.
+    StreamTypeCollectionGroup* const group = repo.FindGroupOf(path);
     if (stored != nullptr && group != nullptr)
         stored->SetParent(group);
     return stored;
