@@ -3,31 +3,19 @@
 
 #include "tessaryn/rule_check.h"
 
+#include "tessaryn/private/converted_literal.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
-#include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <string_view>
+#include <utility>
 
 namespace velmora::core::tessaryn {
 
 namespace {
-
-/// Whether a comparison with the literal can hold for an element of the type. Asks the evaluation
-/// itself: a literal that converts is either equal or unequal, one that doesn't is neither.
-bool Converts(const Poco::Dynamic::Var& literal, BaseType type) {
-    StreamType single;
-    single.Add("x", type, 1);
-    Sample sample(&single, Poco::Timestamp(0));
-    const SubscriptionArgs args{pushed, &sample, nullptr};
-    const auto element = std::make_shared<RLIndexExpr>("x", 0, 0);
-    return valueOf(std::make_shared<RLEqExpr>(element, literal).get(), args).convert<bool>() ||
-           valueOf(std::make_shared<RLNeExpr>(element, literal).get(), args).convert<bool>();
-}
 
 /// Walks a rule's tree from left to right.
 class RuleChecker {
@@ -117,7 +105,7 @@ class RuleChecker {
     void VisitComparison(const RLRelExpr& comparison) {
         const RLExpr* const left = comparison.leftOperand();
         const BaseType type = left == nullptr ? UnknownType : VisitTerm(*left);
-        if (type == UnknownType || Converts(comparison.literal(), type))
+        if (type == UnknownType || ConvertedLiteral(comparison.literal()).FitsInto(type))
             return;
         const std::string literal = comparison.literal().toString();
         findings.push_back({RuleFinding::literalNeverFits, literal,
@@ -135,6 +123,15 @@ class RuleChecker {
 
 std::vector<RuleFinding> CheckRule(const std::string& text, const StreamType& type) {
     return RuleChecker(type).Check(RLParser(text).parse().get());
+}
+
+std::string DescribeRule(const std::string& text) {
+    const std::shared_ptr<RLExpr> tree = RLParser(text).parse();
+    std::ostringstream lines;
+    lines.imbue(std::locale::classic());
+    if (tree)
+        tree->dump(lines, 0);
+    return lines.str();
 }
 
 }  // namespace velmora::core::tessaryn
