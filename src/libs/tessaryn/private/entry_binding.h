@@ -30,6 +30,7 @@ class EntryBinding {
     explicit EntryBinding(const std::string& entryName) : name(&entryName) {}
     // A copy has still to be bound.
     EntryBinding(const EntryBinding& other) : name(other.name) {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a self-assigned one is bound anew
     EntryBinding& operator=(const EntryBinding& other) {
         name = other.name;
         bound.store(0, std::memory_order_relaxed);
