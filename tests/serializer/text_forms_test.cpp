@@ -94,6 +94,20 @@ TEST(TextForms, KeepNastyTextsAsNameAsValueAndAsBoth) {
     }
 }
 
+TEST(XmlDocument, NamesElementsAfterNodesWhereXmlAllowsIt) {
+    for (const char* name : {"a", "A1", "x", "xm", "xmm", "ax-ml", "a.b_c-", "Tree"}) {
+        NodeTree tree;
+        tree.GetRoot().AddNode(name, NodeElement);
+        EXPECT_THAT(Write(textForms[0], tree), HasSubstr("  <" + std::string(name) + "/>\n"));
+    }
+    for (const char* name : {"", "xml", "XmLa", "1", "-a", "_a", "a:b", "a b", "\xc3\xa4"}) {
+        NodeTree tree;
+        tree.GetRoot().AddNode(name, NodeElement);
+        EXPECT_THAT(Write(textForms[0], tree),
+                    HasSubstr("  <_node name=\"" + std::string(name) + "\"/>\n"));
+    }
+}
+
 TEST(TextForms, KeepAnEmptyTreeAndTellEmptyValueFromNone) {
     ExpectKept(NodeTree(), "an empty tree");
     NodeTree tree;

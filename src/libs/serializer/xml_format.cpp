@@ -219,6 +219,8 @@ class TreeBuilder : public Poco::XML::DefaultHandler, public Poco::XML::LexicalH
     void OpenValue();
     void OpenNode(const std::string& element);
     void ReadAttributes(const Poco::XML::Attributes& attributes);
+    void ReadFlags(const std::string& value);
+    [[noreturn]] void RefuseAttribute(const std::string& attribute, const std::string& value) const;
     void Close();
     void RefuseTextBesideElements() const;
     void TakeText();
@@ -302,25 +304,33 @@ void TreeBuilder::ReadAttributes(const Poco::XML::Attributes& attributes) {
             current->name = std::move(*name);
             named = true;
         } else if (attribute == flagsAttribute && !inValue) {
-            unsigned flags = 0;
-            const char* const end = value.data() + value.size();
-            const auto [next, error] = std::from_chars(value.data(), end, flags);
-            if (error != std::errc() || next != end) {
-                Refuse("The flags '" + value + "' are not a 32-bit unsigned integer.");
-            }
-            current->flags = static_cast<NodeFlags>(flags);
-            current->flagsStated = true;
+            ReadFlags(value);
         } else if (attribute == textAttribute && value == escapedText) {
             form = TextForm::escaped;
         } else if (attribute == textAttribute && value == emptyText) {
             form = TextForm::empty;
         } else {
-            Refuse("Attribute '" + attribute + "' with value '" + value + "' has no meaning here.");
+            RefuseAttribute(attribute, value);
         }
     }
     if (!named) {
         Refuse("Element '_node' has no name.");
     }
+}
+
+void TreeBuilder::ReadFlags(const std::string& value) {
+    unsigned flags = 0;
+    const char* const end = value.data() + value.size();
+    const auto [next, error] = std::from_chars(value.data(), end, flags);
+    if (error != std::errc() || next != end) {
+        Refuse("The flags '" + value + "' are not a 32-bit unsigned integer.");
+    }
+    current->flags = static_cast<NodeFlags>(flags);
+    current->flagsStated = true;
+}
+
+void TreeBuilder::RefuseAttribute(const std::string& attribute, const std::string& value) const {
+    Refuse("Attribute '" + attribute + "' with value '" + value + "' has no meaning here.");
 }
 
 void TreeBuilder::Close() {
