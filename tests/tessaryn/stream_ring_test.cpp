@@ -105,117 +105,194 @@ TEST_F(StreamRing, KeepsTheNewestInStorageOrder) {
     EXPECT_EQ(CountedSample::live, 0);
 }
 
+/// What a stream should hold: numbers by slot, and a time for each.
+struct RingModel {
+    explicit RingModel(int size) : maxSize(size), newest(size - 1) {}
+
+    void Push(int number, int time) {
+        newest = (newest + 1) % maxSize;
+        slots[newest] = number;
+        times[number] = time;
+    }
+    /// Gives the newest sample another number.
+    void Change(int number) {
+        times[number] = times[slots[newest]];
+        slots[newest] = number;
+    }
+    int Pop() {
+        if (!slots.contains(newest))
+            return none;
+        const int number = Latest();
+        slots.erase(newest);
+        newest = (newest + maxSize - 1) % maxSize;
+        return number;
+    }
+    void Clear() { *this = RingModel(maxSize); }
+    int Latest() const { return slots.contains(newest) ? slots.at(newest) : none; }
+    std::vector<int> Between(int from, int to) const {
+        std::vector<int> numbers;
+        for (const auto& [slot, number] : slots) {
+            if (times.at(number) >= from && times.at(number) <= to)
+                numbers.push_back(number);
+        }
+        return numbers;
+    }
+
+    int maxSize;
+    int newest;
+    std::map<int, int> slots;
+    std::map<int, int> times;
+};
+
+constexpr int now = INT_MAX;
+
+void ExpectSame(const Stream& stream, const RingModel& model, test::Random& random) {
+    const int from = static_cast<int>(random.Below(20));
+    const int to = static_cast<int>(random.Below(20));
+    ASSERT_EQ(Ask([&](auto f) { stream.GetBetween(Timestamp(from), Timestamp(to), f); }),
+              model.Between(from, to));
+    ASSERT_EQ(Ask([&](auto f) { stream.GetSince(Timestamp(from), f); }), model.Between(from, now));
+    ASSERT_EQ(AllOf(stream), model.Between(0, now));
+    ASSERT_EQ(stream.IsEmpty(), model.slots.empty());
+    ASSERT_EQ(LatestOf(stream), model.Latest());
+}
+
+/// Does one random thing, also from inside callbacks; answers with the change to be told, if any.
+std::string Step(Stream& stream, RingModel& model, test::Random& random, int number) {
+    const int time = static_cast<int>(random.Below(20));
+    StreamType& type = *stream.GetStreamType();
+    const std::string name = std::to_string(number);
+    const auto assign = [&](Sample& sample, int given) {
+        Sample other(&type, Timestamp(given));
+        other.Set(0, 0, std::to_string(sample.GetInt32(0, 0)));
+        sample = other;
+        model.times[sample.GetInt32(0, 0)] = given;
+        ExpectSame(stream, model, random);
+    };
+    std::istringstream in(test::BinaryForm({test::BytesOf(number)}));
+    switch (random.Below(model.maxSize % 2 == 0 ? 9 : 13)) {
+        case 0:
+        case 1: {
+            auto sample = std::make_unique<CountedSample>(&type, Timestamp(time));
+            sample->Set(0, 0, name);
+            stream.PushNew(sample.release());
+            model.Push(number, time);
+            return "pushed " + name;
+        }
+        case 2:
+        case 3:
+            stream.PushNew([&](Sample& sample) {
+                model.Push(number, now);
+                sample.Set(0, 0, name);
+                ExpectSame(stream, model, random);
+                if (time % 2 == 0)
+                    assign(sample, time);
+            });
+            return "pushed " + name;
+        case 4:
+            stream.PushNew(in, nullptr);
+            model.Push(number, now);
+            return "pushed " + name;
+        case 5:
+            stream.DeserializeLatest(in, nullptr);
+            if (model.slots.empty())
+                model.Push(number, now);
+            else
+                model.Change(number);
+            return "changed " + name;
+        case 6:
+            if (model.slots.empty())
+                return "";
+            stream.ChangeLatest(
+                [&](Sample& sample) {
+                    sample.Set(0, 0, name);
+                    model.Change(number);
+                    assign(sample, time);
+                },
+                time < 10);
+            return time < 10 ? "changed " + name : "";
+        case 7:
+            stream.GetSince(Timestamp(time), [&](const std::vector<Sample*>& samples) {
+                for (Sample* sample : samples) {
+                    if (random.Below(3) == 0)
+                        assign(*sample, static_cast<int>(random.Below(20)));
+                }
+            });
+            return "";
+        case 8:
+            // Only the lowest bit means samples.
+            stream.Clear(time == 0 ? 1 + 4 + 8 : 4 + 8);
+            if (time == 0)
+                model.Clear();
+            return "";
+        default: {
+            const int gone = model.Pop();
+            stream.PopLatest();
+            return gone == none ? "" : "popped " + std::to_string(gone);
+        }
+    }
+}
+
 TEST_F(StreamRing, BehavesAsAModelUnderRandomOperations) {
     test::Random random;
-    TestType foreign({{"id", Int32, 1}});
+    const char* const names[] = {"pushed ", "popped ", "changed "};
     for (int round = 0; round < 68; ++round) {
-        const int maxSize = round % 17 + 1;
-        Stream stream(&layout.type, maxSize);
-        std::vector<int> told;
-        stream.Subscribe(test::SubscriptionOf(1, [&](Stream& sender, SubscriptionArgs& args) {
-            EXPECT_EQ(&sender, &stream);
-            told.push_back(args.changeType * 100000 + args.sample->GetInt32(0, 0));
+        RingModel model(round % 17 + 1);
+        Stream stream(&layout.type, model.maxSize);
+        std::string told;
+        stream.Subscribe(test::SubscriptionOf(1, [&](Stream&, SubscriptionArgs& args) {
+            told += names[args.changeType] + std::to_string(args.sample->GetInt32(0, 0));
         }));
-        // Slot to number; times are kept apart, for every sample has a time of its own.
-        std::map<int, int> model;
-        std::map<int, int> times;
-        int newest = maxSize - 1;
-        std::vector<int> tellings;
-        const auto tell = [&](StreamChangeType type, int number) {
-            tellings.push_back(type * 100000 + number);
-        };
-        const auto push = [&](int number, int time) {
-            newest = (newest + 1) % maxSize;
-            model[newest] = number;
-            times[number] = time;
-        };
-        for (int number = 1; number < 120; ++number) {
-            const int time = static_cast<int>(random.Below(20));
-            const std::string binary = test::BinaryForm({test::BytesOf(number)});
-            std::istringstream in(binary);
-            const unsigned operation = random.Below(round % 2 == 0 ? 20 : 30);
-            if (operation < 8) {
-                stream.PushNew(Numbered(number, time).release());
-                push(number, time);
-                tell(pushed, number);
-            } else if (operation < 10) {
-                stream.PushNew([&](Sample& sample) {
-                    sample.Set(0, 0, std::to_string(number));
-                    EXPECT_NE(sample.GetTimeStamp(), 0);
-                });
-                push(number, INT_MAX);
-                tell(pushed, number);
-            } else if (operation < 11) {
-                stream.PushNew(in, nullptr);
-                push(number, INT_MAX);
-                tell(pushed, number);
-            } else if (operation < 12) {
-                stream.PushNew(new CountedSample(&foreign.type, Timestamp(time)));
-            } else if (operation < 13) {
-                const bool fresh = model.empty();
-                stream.DeserializeLatest(in, nullptr);
-                if (fresh) {
-                    push(number, INT_MAX);
-                } else {
-                    times[number] = times[model[newest]];
-                    model[newest] = number;
-                }
-                tell(changed, number);
-            } else if (operation < 15 && !model.empty()) {
-                const bool notify = operation == 14;
-                const auto change = [&](Sample& sample) {
-                    sample.Set(0, 0, std::to_string(number));
-                };
-                stream.ChangeLatest(change, notify);
-                times[number] = times[model[newest]];
-                model[newest] = number;
-                if (notify)
-                    tell(changed, number);
-            } else if (operation == 15 && random.Below(5) == 0) {
-                stream.Clear(1 + 4 + 8);
-                model.clear();
-                newest = maxSize - 1;
-            } else if (operation > 15) {
-                stream.PopLatest();
-                if (model.contains(newest)) {
-                    tell(popped, model[newest]);
-                    model.erase(newest);
-                    newest = (newest + maxSize - 1) % maxSize;
-                }
-            }
-            const int from = static_cast<int>(random.Below(20));
-            const int to = static_cast<int>(random.Below(20));
-            std::vector<int> all;
-            std::vector<int> since;
-            std::vector<int> between;
-            for (const auto& [slot, stored] : model) {
-                all.push_back(stored);
-                if (times[stored] >= from)
-                    since.push_back(stored);
-                if (times[stored] >= from && times[stored] <= to)
-                    between.push_back(stored);
-            }
-            ASSERT_EQ(AllOf(stream), all);
-            ASSERT_EQ(Ask([&](auto f) { stream.GetSince(Timestamp(from), f); }), since);
-            ASSERT_EQ(Ask([&](auto f) { stream.GetBetween(Timestamp(from), Timestamp(to), f); }),
-                      between);
-            ASSERT_EQ(stream.IsEmpty(), model.empty());
-            ASSERT_EQ(LatestOf(stream), model.contains(newest) ? model[newest] : none);
-            ASSERT_EQ(told, tellings);
-            ASSERT_LE(CountedSample::live, static_cast<int>(model.size()));
+        for (int number = 1; number < 150; ++number) {
+            told.clear();
+            const std::string expected = Step(stream, model, random, number);
+            ASSERT_EQ(told, expected);
+            ASSERT_NO_FATAL_FAILURE(ExpectSame(stream, model, random));
+            ASSERT_LE(CountedSample::live, static_cast<int>(model.slots.size()));
         }
     }
     EXPECT_EQ(CountedSample::live, 0);
 }
 
+/// A host's sample that takes its time from what it reads.
+struct StampedByInput : Sample {
+    using Sample::Sample;
+    void Deserialize(std::istream& in) override {
+        Sample::Deserialize(in);
+        Sample::operator=(Sample(GetStreamType(), Timestamp(GetInt32(0, 0))));
+    }
+};
+
+TEST_F(StreamRing, SelectsByTimesThatSamplesGaveThemselves) {
+    Stream stream(&layout.type, 5);
+    for (const int time : {10, 20, 30})
+        stream.PushNew(new StampedByInput(&layout.type, Timestamp(time)));
+    const auto count = [&] {
+        return Ask([&](auto f) { stream.GetBetween(Timestamp(5), Timestamp(15), f); }).size();
+    };
+    EXPECT_EQ(count(), 1U);
+    std::istringstream in(test::BinaryForm({test::BytesOf(12)}));
+    stream.DeserializeLatest(in, nullptr);
+    EXPECT_EQ(count(), 2U);
+}
+
+TEST_F(StreamRing, DeletesASampleOfAnotherTypeAndSaysNothing) {
+    TestType foreign({{"id", Int32, 1}});
+    Stream stream(&layout.type, 2);
+    stream.Subscribe(test::SubscriptionOf(1, [](Stream&, SubscriptionArgs&) { FAIL(); }));
+    stream.PushNew(new CountedSample(&foreign.type, Timestamp(1)));
+    EXPECT_EQ(CountedSample::live, 0);
+    EXPECT_TRUE(stream.IsEmpty());
+}
+
 TEST_F(StreamRing, SelectsByTimeWithBothEnds) {
     constexpr long long future = LLONG_MAX;
     constexpr long long day = 86400000000;
-    const long long now = Timestamp().epochMicroseconds();
+    const long long present = Timestamp().epochMicroseconds();
     Stream stream(&layout.type, 9);
-    for (const long long time : {-7LL, 0LL, 10LL, 10LL, 11LL, now, future})
+    for (const long long time : {-7LL, 0LL, 10LL, 10LL, 11LL, present, future})
         stream.PushNew(Numbered(static_cast<int>(time % 100), time).release());
-    const int recent = static_cast<int>(now % 100);
+    const int recent = static_cast<int>(present % 100);
     const int last = static_cast<int>(future % 100);
     const std::vector<int> all = {-7, 0, 10, 10, 11, recent, last};
     const auto between = [&](long long from, long long to) {
@@ -228,7 +305,7 @@ TEST_F(StreamRing, SelectsByTimeWithBothEnds) {
               (std::vector<int>{11, recent, last}));
     const std::pair<long long, std::vector<int>> spans[] = {{day, {recent, last}},
                                                             {-day, {last}},
-                                                            {now + day, all},
+                                                            {present + day, all},
                                                             {LLONG_MAX, all},
                                                             {LLONG_MIN, all}};
     for (const auto& [span, numbers] : spans)

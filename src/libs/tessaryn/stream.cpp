@@ -77,13 +77,16 @@ class Stream::OrderWatch {
   public:
     /// Watches the samples of an answer.
     OrderWatch(const Stream& watched, Ages answer)
-        : stream(watched), changesBefore(watched.changes), ages(answer) {}
+        : stream(watched), changesBefore(watched.changes), ages(answer) {
+        ++stream.openWatches;
+    }
     /// Watches the newest sample.
     explicit OrderWatch(const Stream& watched)
         : OrderWatch(watched, {watched.storedSamples - 1, watched.storedSamples}) {}
     OrderWatch(const OrderWatch&) = delete;
     OrderWatch& operator=(const OrderWatch&) = delete;
     ~OrderWatch() {
+        --stream.openWatches;
         // Where the callback has changed the stream, all that is sure is that one sample ascends.
         if (stream.changes != changesBefore) {
             stream.ascendingSamples = std::min(1, stream.storedSamples);
@@ -177,7 +180,11 @@ void Stream::DeserializeLatest(std::istream& in, void* sender) {
     if (IsEmpty())
         PushFresh();
     Sample& sample = GetLatest();
-    sample.Deserialize(in);
+    {
+        // A host's class may stamp itself.
+        const OrderWatch watch(*this);
+        sample.Deserialize(in);
+    }
     Notify(changed, sample, sender);
 }
 
@@ -311,7 +318,8 @@ void Stream::Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
     if (!IsAscending()) {
         ascendingSamples = CountAscending();
     }
-    const bool ascending = IsAscending();
+    // A query from inside a callback comes before its watch has looked.
+    const bool ascending = openWatches == 0 && IsAscending();
     const Ages ages = ascending ? AgesBetween(from, to) : Ages{0, storedSamples};
     const Samples selected = ascending ? SamplesOf(ages) : SamplesBetween(from, to);
     const OrderWatch watch(*this, ages);

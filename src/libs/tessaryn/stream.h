@@ -240,6 +240,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     int storedSamples = 0;
     mutable int ascendingSamples = 0;
     unsigned long long changes = 0;
+    // Guarded by the executor's mutex: callbacks under way that may stamp samples anew.
+    mutable int openWatches = 0;
 };
 
 }  // namespace velmora::core::tessaryn
