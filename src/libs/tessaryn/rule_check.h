@@ -39,4 +39,12 @@ struct RuleFinding {
 /// \threadsafety external: the type must not change meanwhile
 TESSARYN_API std::vector<RuleFinding> CheckRule(const std::string& text, const StreamType& type);
 
+/// The tree that a rule's text means: a line for each operator, function, entry and literal, one
+/// blank deeper than the operator that it belongs to.
+/// \param text an expression of the rule language
+/// \return lines that each end with a line feed; empty for a text without a term
+/// \throws Poco::SyntaxException when the text is malformed
+/// \threadsafety immutable
+TESSARYN_API std::string DescribeRule(const std::string& text);
+
 }  // namespace velmora::core::tessaryn

@@ -51,9 +51,9 @@ std::string TextOf(const std::optional<T>& value, ValueForm form) {
 
 template <class T>
 ElementCourse Follow(const std::vector<tsn::Sample*>& samples, unsigned short entry,
-                     unsigned int index, T (tsn::Sample::*getter)(unsigned short, unsigned int)
-                                             const,
-                     ValueForm form, std::size_t parts) {
+                     unsigned int index,
+                     T (tsn::Sample::*getter)(unsigned short, unsigned int) const, ValueForm form,
+                     std::size_t parts) {
     std::optional<T> least;
     std::optional<T> greatest;
     std::optional<T> last;
@@ -81,9 +81,8 @@ ElementCourse FollowElement(const std::vector<tsn::Sample*>& samples, unsigned s
                             unsigned int index, tsn::BaseType type, ValueForm form,
                             std::size_t parts) {
     ElementCourse course;
-    VisitGetter(type, [&](auto getter) {
-        course = Follow(samples, entry, index, getter, form, parts);
-    });
+    VisitGetter(type,
+                [&](auto getter) { course = Follow(samples, entry, index, getter, form, parts); });
     return course;
 }
 

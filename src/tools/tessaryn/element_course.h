@@ -33,8 +33,8 @@ struct ElementCourse {
 /// \param form how the values are written
 /// \param parts into how many parts the course is divided, at most
 ElementCourse FollowElement(const std::vector<core::tessaryn::Sample*>& samples,
-                            unsigned short entry, unsigned int index,
-                            core::tessaryn::BaseType type, ValueForm form, std::size_t parts);
+                            unsigned short entry, unsigned int index, core::tessaryn::BaseType type,
+                            ValueForm form, std::size_t parts);
 
 /// A character for each mean, the taller the greater; a blank for NaN.
 /// \param means the means

@@ -53,25 +53,26 @@ void VisitGetter(core::tessaryn::BaseType type, Visit visit) {
     }
 }
 
-/// Appends one element's value. Decimals get the fewest digits that tell the value from its
-/// neighbours.
+/// Appends one element's value: decimals with the fewest digits that tell the value from its
+/// neighbours, and with an exponent where readers would take it for a whole number too large for
+/// them.
 template <class T>
 void AppendValue(std::string& out, T value, ValueForm form) {
+    std::array<char, 32> digits;
+    std::to_chars_result result{digits.data(), std::errc()};
     if constexpr (std::is_same_v<T, bool>) {
         out += value ? "true" : "false";
-    } else if constexpr (std::is_integral_v<T> && sizeof(T) == 1) {
-        AppendValue(out, static_cast<int>(value), form);
+    } else if constexpr (std::is_integral_v<T>) {
+        result = std::to_chars(digits.data(), digits.data() + digits.size(), +value);
+    } else if (std::isfinite(value) && std::abs(value) >= T(1e15)) {
+        result = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                               std::chars_format::scientific);
+    } else if (std::isfinite(value) || form == ValueForm::text) {
+        result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
     } else {
-        if constexpr (std::is_floating_point_v<T>) {
-            if (form == ValueForm::json && !std::isfinite(value)) {
-                out += "null";
-                return;
-            }
-        }
-        std::array<char, 32> digits;
-        const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-        out.append(digits.data(), result.ptr);
+        out += "null";
     }
+    out.append(digits.data(), result.ptr);
 }
 
 /// Appends all characters of a text: as one word, or as a JSON string, where U+FFFD stands for

@@ -1,7 +1,10 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "check_command.h"
 #include "command_error.h"
+#include "convert_command.h"
+#include "show_command.h"
 #include "watch_command.h"
 
 #include <CLI/CLI.hpp>
@@ -15,6 +18,7 @@
 
 namespace {
 
+constexpr int found = 1;
 constexpr int failure = 2;
 
 int Fail(const std::string& sentence) {
@@ -36,14 +40,28 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", "tessaryn " TESSARYN_VERSION);
     app.require_subcommand(1);
     velmora::tool::WatchOptions watchOptions;
+    velmora::tool::ShowOptions showOptions;
+    velmora::tool::ConvertOptions convertOptions;
+    velmora::tool::CheckOptions checkOptions;
     velmora::tool::AddWatchCommand(app, watchOptions);
+    const CLI::App* const show = velmora::tool::AddShowCommand(app, showOptions);
+    const CLI::App* const convert = velmora::tool::AddConvertCommand(app, convertOptions);
+    const CLI::App* const check = velmora::tool::AddCheckCommand(app, checkOptions);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
         return asked ? app.exit(error) : Fail(error.what());
     }
-    velmora::tool::RunWatch(watchOptions);
+    if (check->parsed())
+        return velmora::tool::RunCheck(checkOptions) ? 0 : found;
+    if (show->parsed()) {
+        velmora::tool::RunShow(showOptions);
+    } else if (convert->parsed()) {
+        velmora::tool::RunConvert(convertOptions);
+    } else {
+        velmora::tool::RunWatch(watchOptions);
+    }
     return 0;
 }
 

@@ -3,15 +3,10 @@
 
 #include "reporter.h"
 
+#include "element_text.h"
 #include "text.h"
 #include "time_text.h"
 
-#include <Poco/JSONString.h>
-
-#include <array>
-#include <charconv>
-#include <cmath>
-#include <type_traits>
 #include <vector>
 
 namespace velmora::tool {
@@ -19,58 +14,6 @@ namespace velmora::tool {
 namespace tsn = core::tessaryn;
 
 namespace {
-
-template <class T>
-void AppendNumber(std::string& out, T value) {
-    std::array<char, 32> digits;
-    const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    out.append(digits.data(), result.ptr);
-}
-
-/// The fewest digits that tell the value from its neighbours; with an exponent where readers
-/// would take it for a whole number too large for them.
-template <class T>
-void AppendDecimal(std::string& out, T value) {
-    if (std::abs(value) < T(1e15) || !std::isfinite(value))
-        return AppendNumber(out, value);
-    std::array<char, 32> digits;
-    const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value,
-                                      std::chars_format::scientific);
-    out.append(digits.data(), result.ptr);
-}
-
-/// Calls `visit` with the native value of one element; a `String` has none.
-template <class Visit>
-void VisitElement(const tsn::Sample& sample, unsigned short entry, tsn::BaseType type,
-                  unsigned int index, Visit visit) {
-    switch (type) {
-        case tsn::Int8:
-            return visit(static_cast<int>(sample.GetInt8(entry, index)));
-        case tsn::Int16:
-            return visit(sample.GetInt16(entry, index));
-        case tsn::Int32:
-            return visit(sample.GetInt32(entry, index));
-        case tsn::Int64:
-            return visit(sample.GetInt64(entry, index));
-        case tsn::UInt8:
-            return visit(static_cast<unsigned int>(sample.GetUInt8(entry, index)));
-        case tsn::UInt16:
-            return visit(sample.GetUInt16(entry, index));
-        case tsn::UInt32:
-            return visit(sample.GetUInt32(entry, index));
-        case tsn::UInt64:
-            return visit(sample.GetUInt64(entry, index));
-        case tsn::Float:
-            return visit(sample.GetFloat(entry, index));
-        case tsn::Double:
-            return visit(sample.GetDouble(entry, index));
-        case tsn::Bool:
-            return visit(sample.GetBool(entry, index));
-        case tsn::UnknownType:
-        case tsn::String:
-            return;
-    }
-}
 
 /// Text and JSON write the same elements and differ in what stands around them.
 template <class Style>
@@ -111,25 +54,11 @@ class LineReporter : public Reporter {
         for (unsigned int i = 0; i < size; ++i) {
             if (i > 0)
                 out += Style::separator;
-            VisitElement(sample, id, type, i, [&](auto value) { AppendValue(out, value); });
+            VisitGetter(
+                type, [&](auto getter) { AppendValue(out, (sample.*getter)(id, i), Style::form); });
         }
         if (size != 1)
             out += ']';
-    }
-
-    template <class T>
-    static void AppendValue(std::string& out, T value) {
-        if constexpr (std::is_same_v<T, bool>) {
-            out += value ? "true" : "false";
-        } else if constexpr (std::is_floating_point_v<T>) {
-            if (!Style::hasAllNumbers && !std::isfinite(value)) {
-                out += "null";
-            } else {
-                AppendDecimal(out, value);
-            }
-        } else {
-            AppendNumber(out, value);
-        }
     }
 
     std::string streamText;
@@ -142,7 +71,7 @@ struct TextStyle {
     static constexpr const char* beforeStream = " ";
     static constexpr const char* atEnd = "\n";
     static constexpr char separator = ';';
-    static constexpr bool hasAllNumbers = true;
+    static constexpr ValueForm form = ValueForm::text;
 
     static std::string TextOf(const std::string& text) {
         std::string word;
@@ -164,10 +93,12 @@ struct JsonStyle {
     static constexpr const char* beforeStream = "\",\"stream\":";
     static constexpr const char* atEnd = "}}\n";
     static constexpr char separator = ',';
-    static constexpr bool hasAllNumbers = false;
+    static constexpr ValueForm form = ValueForm::json;
 
     static std::string TextOf(const std::string& text) {
-        return Poco::toJSON(ToUtf8(text), static_cast<int>(Poco::JSON_WRAP_STRINGS));
+        std::string json;
+        AppendText(json, text, ValueForm::json);
+        return json;
     }
 
     static std::string KeyOf(const std::string& name, bool first) {
