@@ -180,6 +180,21 @@ TEST_F(RepositoryLocks, SamplesAreAddedWithTheGroupsLockedFromAboveDown) {
     EXPECT_TRUE(root.IsFree() && a.IsFree() && test::LocksAreFree(a.GetStream("s")));
 }
 
+TEST_F(RepositoryLocks, ThreadsMayAddTheSameCollections) {
+    // Who finds what another thread has just added finds it complete.
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 500; ++i) {
+                const std::string name = std::to_string(i);
+                EXPECT_EQ(types.Add("g/" + name)->GetFullName(), "g." + name);
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
 TEST_F(RepositoryLocks, ThreadsAddFindFillAndWriteTogether) {
     StreamRepository streams(logger, '/');
     constexpr int rounds = 60;

@@ -323,6 +323,9 @@ TEST_F(StreamTypes, TakeTheNameInANodeAsThePath) {
     EXPECT_EQ(pos->GetName(), "a/b/Pos");
     EXPECT_EQ(pos->GetFullName(), "a/b/Pos");
     EXPECT_EQ(types.Add(serializer, node.Root()["TypeCollection"]), pos);
+    // Asked for by path, it gets the group as parent.
+    EXPECT_EQ(types.Add("a/b/Pos"), pos);
+    EXPECT_EQ(pos->GetFullName(), "a.b.a/b/Pos");
     const test::RootLoggerRecord log;
     EXPECT_THROW(types.Add(serializer, node.Root()["NoName"]), SerializationException);
 }

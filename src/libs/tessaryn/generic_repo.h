@@ -104,6 +104,15 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
   protected:
     using Lock = Poco::ScopedLock<Poco::Mutex>;
 
+    /// Gets or makes the groups of the first `count` names.
+    Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
+        Group* group = &root;
+        for (std::size_t i = 0; i < count; ++i)
+            group = group->AddGroup(names[i]);
+        return *group;
+    }
+
+  private:
     /// The group that would hold the last name; null when it is missing or there is no name.
     Group* FindParent(const std::vector<std::string>& names) {
         if (names.empty())
@@ -113,15 +122,6 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
             group = group->GetGroupPtr(names[i]);
         }
         return group;
-    }
-
-  private:
-    /// Gets or makes the groups of the first `count` names.
-    Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
-        Group* group = &root;
-        for (std::size_t i = 0; i < count; ++i)
-            group = group->AddGroup(names[i]);
-        return *group;
     }
 
     Group root;

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace velmora::core::tessaryn {
 
@@ -44,9 +45,21 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::FindByFullName(
     return FindBelow(GetRoot(), fullName);
 }
 
-StreamTypeCollectionGroup* StreamTypeRepositoryPrivate::Repo::FindGroupOf(const std::string& path) {
-    const Lock lock(mutex);
-    return FindParent(Split(path));
+StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::Add(const std::string& path) {
+    const std::vector<std::string> names = Split(path);
+    if (names.empty())
+        return nullptr;
+    StreamTypeCollectionGroup& group = AddGroups(names, names.size() - 1);
+    const std::size_t last = path.rfind(groupSeparator());
+    const std::string name = last == std::string::npos ? path : path.substr(last + 1);
+    // The parent is there before others can find the collection. It is the group that holds it: the
+    // text before the last separator may lead to another one, which may be gone before it.
+    StreamTypeCollection* const stored =
+        group.AddItemMove(names.back(), std::make_unique<StreamTypeCollection>(name, &group));
+    // One that was read with its path for a name still had the root.
+    if (stored->GetParent() != &group)
+        stored->SetParent(&group);
+    return stored;
 }
 
 void StreamTypeRepositoryPrivate::Repo::Fill(const Serializer<NodeRef>& serializer,
@@ -64,16 +77,7 @@ StreamTypeRepositoryPrivate::StreamTypeRepositoryPrivate(Poco::Logger& typesLogg
 StreamTypeRepositoryPrivate::~StreamTypeRepositoryPrivate() = default;
 
 StreamTypeCollection* StreamTypeRepositoryPrivate::Add(const std::string& path) {
-    const std::size_t last = path.rfind(repo.groupSeparator());
-    const std::string name = last == std::string::npos ? path : path.substr(last + 1);
-    auto collection = std::make_unique<StreamTypeCollection>(name, &repo.GetRoot());
-    StreamTypeCollection* const stored = repo.AddItem(path, std::move(collection));
-    // Not what the text before the last separator leads to: with separators in a row, or one at the
-    // end, that is a group which doesn't hold the collection, and may be gone before it.
-    StreamTypeCollectionGroup* const group = repo.FindGroupOf(path);
-    if (stored != nullptr && group != nullptr)
-        stored->SetParent(group);
-    return stored;
+    return repo.Add(path);
 }
 
 StreamTypeCollection* StreamTypeRepositoryPrivate::Add(const Serializer<NodeRef>& serializer,

@@ -50,8 +50,7 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
       public:
         using GenericRepo::GenericRepo;
         StreamTypeCollection* FindByFullName(const std::string& fullName);
-        /// The group that holds, or would hold, what the path leads to; null for the empty path.
-        StreamTypeCollectionGroup* FindGroupOf(const std::string& path);
+        StreamTypeCollection* Add(const std::string& path);
         void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
                   const serialization::INode& node);
     };
