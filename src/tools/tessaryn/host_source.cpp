@@ -10,6 +10,7 @@
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <unistd.h>
 
 namespace velmora::tool {
@@ -174,6 +175,10 @@ void HostSource::ReadNetwork() {
 }
 
 void HostSource::Fill(tsn::Sample& sample) const {
+    // A type that was read from a document doesn't know the entries' sizes.
+    sample.Resize(0, static_cast<unsigned int>(std::size(load)));
+    sample.Resize(1, static_cast<unsigned int>(shares.size()));
+    sample.Resize(4, static_cast<unsigned int>(std::size(network)));
     unsigned int index = 0;
     for (const double average : load)
         sample.Set(0, index++, average);

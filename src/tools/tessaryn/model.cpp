@@ -13,7 +13,6 @@
 #include <Poco/Logger.h>
 
 #include <algorithm>
-#include <limits>
 
 namespace velmora::tool {
 
@@ -40,8 +39,11 @@ std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType
     for (unsigned short id = 0; id < shared; ++id) {
         const tsn::SampleEntry before = kept.GetEntry(id);
         const tsn::SampleEntry now = coming.GetEntry(id);
-        if (before.key != now.key || before.type != now.type)
-            return "has " + Describe(before) + " where the source has " + Describe(now);
+        const bool sameName = before.key == now.key;
+        if (!sameName || before.type != now.type) {
+            return "has " + Describe(before) + " where the source has " + Describe(now) +
+                   (sameName ? "; --type tells how a column is read" : "");
+        }
     }
     if (kept.GetNumEntries() > shared)
         return "has " + Describe(kept.GetEntry(shared)) + ", which the source lacks";
@@ -113,15 +115,12 @@ Model::Model(const std::string& file) : typeSeparator(0), streamSeparator(0) {
 }
 
 tsn::Stream& Model::OpenStream(const std::string& path, const tsn::StreamType& layout,
-                               std::optional<long> maxSize) {
-    constexpr long defaultSize = 1000;
-    const long size = maxSize.value_or(defaultSize);
-    if (size < 1 || size > std::numeric_limits<int>::max())
-        throw CommandError("A stream can not keep " + std::to_string(size) + " samples");
+                               std::optional<long> maxSize, long defaultSize) {
     CheckPath(path);
     tsn::Stream* const stream = streams->GetStreamPtr(path);
     if (stream == nullptr) {
-        tsn::Stream* const added = streams->AddStream(path, &OpenType(path, layout), size);
+        tsn::Stream* const added =
+            streams->AddStream(path, &OpenType(path, layout), maxSize.value_or(defaultSize));
         CheckTypeNames(streams->GetRoot());
         return *added;
     }
@@ -130,7 +129,7 @@ tsn::Stream& Model::OpenStream(const std::string& path, const tsn::StreamType& l
         throw CommandError("Stream " + Quoted(path) + " can not continue: it " + difference);
     if (!maxSize || *maxSize == stream->GetMaxSize())
         return *stream;
-    std::unique_ptr<tsn::Stream> resized = Rebuild(*stream, size);
+    std::unique_ptr<tsn::Stream> resized = Rebuild(*stream, *maxSize);
     streams->Remove(path);
     return *streams->AddStream(path, resized.release());
 }

@@ -33,13 +33,15 @@ class Model {
     /// the newest type of that path if it has the layout, else of a new version of it.
     /// \param path groups and name
     /// \param layout the entries that the samples will have
-    /// \param maxSize samples to keep; a stream that is there keeps its size unless this is given
+    /// \param maxSize samples to keep, if that is to change for a stream that is there
+    /// \param defaultSize samples that a new stream keeps otherwise
     /// \return valid until the next call, or that of `ToTree`
-    /// \throws CommandError when the path can't be kept, the size is none, or the stream that is
-    /// there has other entries
+    /// \throws CommandError when the path can't be kept, or the stream that is there has other
+    /// entries
+    /// \throws std::invalid_argument when the size is not 1 to 2^31-1
     core::tessaryn::Stream& OpenStream(const std::string& path,
                                        const core::tessaryn::StreamType& layout,
-                                       std::optional<long> maxSize);
+                                       std::optional<long> maxSize, long defaultSize);
 
     /// The document. Every stream is left with its samples in the order of pushing, as it will be
     /// read, and without subscriptions.

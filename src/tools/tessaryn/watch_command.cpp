@@ -8,6 +8,8 @@
 #include "csv_source.h"
 #include "host_source.h"
 #include "input.h"
+#include "model.h"
+#include "model_file.h"
 #include "output.h"
 #include "progress_bar.h"
 #include "reporter.h"
@@ -31,6 +33,8 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
+constexpr long defaultMaxSize = 1000;
+
 constexpr const char* details =
     R"(SOURCE is a CSV file with a header, "-" for CSV on standard input, or "host" for
 this machine's live figures: load, cpu, memory_total, memory_available, network,
@@ -49,6 +53,13 @@ a name can't hold. Rows with one field more than the header begin with a row nam
 the entry "row".
 
 Durations: 250ms, 3s, 2m, 1h; a bare number counts seconds.
+
+--save writes all types and streams, with the samples that the rings hold, into one
+document when the source ends, also after an interrupt or when nobody reads the output
+any more, but not when the program fails; FILE is replaced in one step. Decimals keep
+15 digits, those of Float 6. --load starts from such a document: a stream of the same
+name continues, with its samples and their times, if the source has the same entries,
+else one is added. NAME may hold groups: plant/line1.
 
 The program ends with 0, also when interrupted or when nobody reads its output any
 more, and with 2 when the command line, a rule or the input is bad.)";
@@ -90,18 +101,23 @@ std::string DefaultStreamName(const std::string& source) {
 /// One run of the command, from its options to its summary.
 class WatchSession {
   public:
-    explicit WatchSession(const WatchOptions& watchOptions);
+    /// \param watchOptions \ownership observes
+    /// \param loaded \ownership observes: what the run starts from
+    WatchSession(const WatchOptions& watchOptions, Model& loaded);
     void Run();
 
   private:
     void MakeRules();
     void MakeSource();
-    void Prepare();
-    void PushAll(tsn::Stream& stream);
+    bool Prepare();
+    void OpenStream();
+    void PushAll();
     void Say(const char* kind, const std::string& sentence);
-    void Summarize(const tsn::Stream& stream, double seconds);
+    void Summarize(double seconds);
+    void Save();
 
     const WatchOptions& options;
+    Model& model;
     bool isHost;
     Stopper stopper;
     Output output;
@@ -111,12 +127,26 @@ class WatchSession {
     std::unique_ptr<Input> input;
     std::unique_ptr<SampleSource> source;
     StreamName name;
+    /// The source's entries.
     tsn::StreamType type;
+    /// The stream that the model doesn't hold, as nobody wants to keep it.
+    std::unique_ptr<tsn::Stream> passing;
+    /// Where the samples go; null until the source is open.
+    tsn::Stream* stream = nullptr;
+    /// What the stream held at the start.
+    std::uint64_t samplesBefore = 0;
     std::uint64_t samples = 0;
 };
 
-WatchSession::WatchSession(const WatchOptions& watchOptions)
+std::uint64_t CountSamples(const tsn::Stream& stream) {
+    std::uint64_t count = 0;
+    stream.GetAll([&](const std::vector<tsn::Sample*>& all) { count = all.size(); });
+    return count;
+}
+
+WatchSession::WatchSession(const WatchOptions& watchOptions, Model& loaded)
     : options(watchOptions),
+      model(loaded),
       isHost(watchOptions.source == "host"),
       output(stopper),
       progress(!watchOptions.quiet && isatty(STDERR_FILENO) != 0),
@@ -165,10 +195,11 @@ void WatchSession::Say(const char* kind, const std::string& sentence) {
     std::fprintf(stderr, "tessaryn: %s%s\n", kind, sentence.c_str());
 }
 
-/// Opens the source and tells what of it, or of the rules, looks wrong.
-void WatchSession::Prepare() {
+/// Opens the source and tells what of it, or of the rules, looks wrong; false when the run ended
+/// before.
+bool WatchSession::Prepare() {
     if (!source->Open(type))
-        return;
+        return false;
     if (!options.quiet) {
         for (const std::string& note : source->GetNotes())
             Say("note: ", note);
@@ -177,11 +208,28 @@ void WatchSession::Prepare() {
         for (const std::string& sentence : rule.Check(type))
             Say("warning: ", sentence);
     }
+    OpenStream();
+    return true;
 }
 
-void WatchSession::PushAll(tsn::Stream& stream) {
+void WatchSession::OpenStream() {
+    if (options.load.empty() && options.save.empty()) {
+        passing = std::make_unique<tsn::Stream>(&type, options.maxSize.value_or(defaultMaxSize));
+        stream = passing.get();
+        return;
+    }
     try {
-        while (!output.IsClosed() && !stopper.IsStopped() && source->PushNext(stream)) {
+        stream = &model.OpenStream(name.GetName(), type, options.maxSize, defaultMaxSize);
+    } catch (const CommandError& error) {
+        const std::string file = options.load.empty() ? "" : options.load + ": ";
+        throw CommandError(file + error.what());
+    }
+    samplesBefore = CountSamples(*stream);
+}
+
+void WatchSession::PushAll() {
+    try {
+        while (!output.IsClosed() && !stopper.IsStopped() && source->PushNext(*stream)) {
             ++samples;
             if (isHost)
                 output.Flush();
@@ -193,30 +241,48 @@ void WatchSession::PushAll(tsn::Stream& stream) {
 
 void WatchSession::Run() {
     const auto start = Stopper::Clock::now();
-    Prepare();
-    tsn::Stream stream(&type, options.maxSize);
-    const auto reporter = options.output == "ndjson" ? MakeJsonReporter(name.GetName(), type)
-                                                     : MakeTextReporter(name.GetName(), type);
-    for (RuleWatch& rule : rules)
-        rule.Subscribe(stream, *reporter, output);
-    try {
-        PushAll(stream);
-    } catch (...) {
-        // What matched before the bad row is found all the same.
-        output.Flush();
-        progress.Clear();
-        throw;
+    std::unique_ptr<Reporter> reporter;
+    if (Prepare()) {
+        reporter = options.output == "ndjson" ? MakeJsonReporter(name.GetName(), type)
+                                              : MakeTextReporter(name.GetName(), type);
+        for (RuleWatch& rule : rules)
+            rule.Subscribe(*stream, *reporter, output);
+        try {
+            PushAll();
+        } catch (...) {
+            // What matched before the bad row is found all the same.
+            output.Flush();
+            progress.Clear();
+            throw;
+        }
     }
     output.Flush();
     progress.Clear();
     const std::chrono::duration<double> seconds = Stopper::Clock::now() - start;
     if (!options.quiet)
-        Summarize(stream, seconds.count());
+        Summarize(seconds.count());
+    // A source that never opened leaves nothing that is worth a document's place.
+    if (stream != nullptr && !options.save.empty())
+        Save();
 }
 
-void WatchSession::Summarize(const tsn::Stream& stream, double seconds) {
-    std::uint64_t kept = 0;
-    stream.GetAll([&](const std::vector<tsn::Sample*>& all) { kept = all.size(); });
+void WatchSession::Save() {
+    const std::uint64_t kept = CountSamples(*stream);
+    stream = nullptr;
+    WriteTree(model.ToTree(), options.save);
+    if (options.quiet)
+        return;
+    std::string sentence = "saved to ";
+    AppendVisible(sentence, options.save);
+    if (kept < samplesBefore + samples)
+        sentence += "; --max-size keeps more than the last " + std::to_string(kept) + " samples";
+    std::fprintf(stderr, "%s\n", sentence.c_str());
+}
+
+void WatchSession::Summarize(double seconds) {
+    const std::uint64_t kept = stream == nullptr ? 0 : CountSamples(*stream);
+    const long maxSize =
+        stream == nullptr ? options.maxSize.value_or(defaultMaxSize) : stream->GetMaxSize();
     std::string stop;
     if (stopper.IsInterrupted()) {
         stop = ", interrupted";
@@ -227,8 +293,8 @@ void WatchSession::Summarize(const tsn::Stream& stream, double seconds) {
     AppendWord(streamName, name.GetName());
     const auto count = [](std::uint64_t number) { return static_cast<unsigned long long>(number); };
     std::fprintf(stderr, "stream %s: %llu samples read%s, %llu dropped from the ring of %ld\n",
-                 streamName.c_str(), count(samples), stop.c_str(), count(samples - kept),
-                 options.maxSize);
+                 streamName.c_str(), count(samples), stop.c_str(),
+                 count(samplesBefore + samples - kept), maxSize);
     for (const RuleWatch& rule : rules) {
         std::string text;
         AppendVisible(text, rule.GetText());
@@ -265,9 +331,10 @@ CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options) {
             "NAME:TYPE[:COUNT]");
     watch->add_option("--time", options.timeColumn, "Column that holds the time")
         ->type_name("COLUMN");
-    watch->add_option("--max-size", options.maxSize, "Samples that the stream keeps")
-        ->type_name("N")
-        ->capture_default_str();
+    watch
+        ->add_option("--max-size", options.maxSize,
+                     "Samples that the stream keeps, 1000 unless given or loaded")
+        ->type_name("N");
     watch->add_option("--every", options.every, "Interval of host, 1s unless given")
         ->type_name("DURATION");
     watch->add_option("--for", options.duration, "Ends after that time")->type_name("DURATION");
@@ -277,12 +344,19 @@ CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options) {
         ->capture_default_str();
     watch->add_flag("--skip-bad", options.skipBad, "Counts and skips bad rows instead of ending");
     watch->add_flag("--quiet", options.quiet, "No progress, notes or summary");
+    watch->add_option("--save", options.save, "Document to write at the end, .xml or .json")
+        ->type_name("FILE");
+    watch->add_option("--load", options.load, "Document to start from, .xml or .json")
+        ->type_name("FILE");
     watch->footer(details);
     return watch;
 }
 
 void RunWatch(const WatchOptions& options) {
-    WatchSession(options).Run();
+    if (!options.save.empty())
+        CheckWritable(options.save);
+    Model model = options.load.empty() ? Model() : Model(options.load);
+    WatchSession(options, model).Run();
 }
 
 }  // namespace velmora::tool

@@ -22,10 +22,12 @@ struct WatchOptions {
     std::string stream;
     std::vector<std::string> types;
     std::string timeColumn;
-    long maxSize = 1000;
+    std::optional<long> maxSize;
     std::string every;
     std::string duration;
     std::string output = "text";
+    std::string save;
+    std::string load;
     bool skipBad = false;
     bool quiet = false;
 };
