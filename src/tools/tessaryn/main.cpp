@@ -5,6 +5,7 @@
 #include "command_error.h"
 #include "convert_command.h"
 #include "show_command.h"
+#include "text.h"
 #include "watch_command.h"
 
 #include <CLI/CLI.hpp>
@@ -22,7 +23,10 @@ constexpr int found = 1;
 constexpr int failure = 2;
 
 int Fail(const std::string& sentence) {
-    std::fprintf(stderr, "tessaryn: %s\n", sentence.c_str());
+    std::string line = "tessaryn: ";
+    // What a file holds may be quoted as it is.
+    velmora::tool::AppendVisible(line, sentence);
+    std::fprintf(stderr, "%s\n", line.c_str());
     return failure;
 }
 

@@ -72,6 +72,11 @@ void PrintContents(ModelPrinter& printer, const Group& group, const Place& place
         Print(printer, inside(name), group.GetItem(name));
 }
 
+/// The path without separators at its end, which lead nowhere else.
+std::string Trimmed(const std::string& path, char separator) {
+    return path.substr(0, path.find_last_not_of(separator) + 1);
+}
+
 /// Prints the item and the group of a path, or everything.
 /// \return whether there was anything of that path
 template <class Group, class Item>
@@ -111,17 +116,20 @@ void RunShow(const ShowOptions& options) {
     Output output(stopper);
     const auto printer =
         options.output == "ndjson" ? MakeJsonPrinter(output) : MakeTextPrinter(output);
-    const std::string& path = options.path;
     const tsn::StreamTypeRepository& types = model.GetTypes();
-    const tsn::StreamRepository& streams = model.GetStreams();
+    const std::string typePath = Trimmed(options.path, model.GetTypeSeparator());
     const bool hasTypes =
-        PrintTree(*printer, ModelPrinter::Tree::types, path, model.GetTypeSeparator(),
-                  types.GetGroupPtr(path), types.GetPtr(path));
+        PrintTree(*printer, ModelPrinter::Tree::types, typePath, model.GetTypeSeparator(),
+                  types.GetGroupPtr(typePath), types.GetPtr(typePath));
+    const tsn::StreamRepository& streams = model.GetStreams();
+    const std::string streamPath = Trimmed(options.path, model.GetStreamSeparator());
     const bool hasStreams =
-        PrintTree(*printer, ModelPrinter::Tree::streams, path, model.GetStreamSeparator(),
-                  streams.GetGroupPtr(path), streams.GetStreamPtr(path));
-    if (!hasTypes && !hasStreams)
-        throw CommandError(options.file + ": there is no group, type or stream " + Quoted(path));
+        PrintTree(*printer, ModelPrinter::Tree::streams, streamPath, model.GetStreamSeparator(),
+                  streams.GetGroupPtr(streamPath), streams.GetStreamPtr(streamPath));
+    if (!hasTypes && !hasStreams) {
+        throw CommandError(options.file + ": there is no group, type or stream " +
+                           Quoted(options.path));
+    }
     output.Flush();
 }
 
