@@ -151,7 +151,6 @@ TEST(SampleAccess, ReadsALiteralAsText) {
     sample.Set(0, 1, " 17 apples");
     sample.Set(1, 0, "0");
     EXPECT_EQ(BinaryOf(sample), BinaryForm({BytesOf(0) + BytesOf(17), BytesOf(false)}));
-    EXPECT_THROW(Sample(nullptr, longAgo), std::invalid_argument);
     EXPECT_EQ(MessageOf<std::invalid_argument>([] { Sample(nullptr, longAgo); }),
               "Sample needs a valid stream type.");
 }
@@ -244,8 +243,7 @@ void TouchAll(Sample& sample, unsigned short entry) {
     const std::function<void()> touches[] = {
         [&] { sample.GetInt64(entry, 0); },      [&] { sample.GetDouble(entry, 1); },
         [&] { sample.GetString(entry); },        [&] { sample.Set(entry, 1, 5LL); },
-        [&] { sample.Set(entry, 1, 0.5); },      [&] { sample.Set(entry, 3, "77"); },
-        [&] { sample.Set(entry, 0, "77"); },     [&] { ToString(&sample, entry, 0); },
+        [&] { sample.Set(entry, 3, "77"); },     [&] { ToString(&sample, entry, 0); },
         [&] { sample.Set(entry, "some text"); }, [&] { sample.Resize(entry, 3); },
         [&] { sample = Sample(sample); }};
     for (const auto& touch : touches) {

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSL-1.0
 
 #include "support/comma_locale.h"
-#include "support/nodes.h"
+#include "support/node_builder.h"
 #include "support/random.h"
 #include "support/root_logger.h"
 #include "support/samples.h"
@@ -15,7 +15,6 @@
 #include <bit>
 #include <limits>
 #include <locale>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -27,15 +26,16 @@ namespace {
 
 using Poco::Timestamp;
 using serialization::NodeRef;
-using serialization::NodeTree;
 using serialization::SerializationException;
 using serialization::Serializer;
-using test::AddValue;
 using test::BinaryForm;
 using test::BinaryOf;
 using test::BytesOf;
+using test::List;
 using test::MessageOf;
+using test::NodeSpec;
 using test::TestType;
+using test::Value;
 
 const Timestamp longAgo(1);
 
@@ -169,38 +169,30 @@ TEST(SampleNode, HoldsTimeKeysAndTexts) {
     sample.Set(0, 0, "1");
     sample.Set(0, 1, "-1");
     sample.Set(1, 0, "0.5");
-    const auto written = [&] {
-        NodeTree tree;
-        NodeRef root = tree.GetRoot();
-        const test::CommaLocale comma;
-        sample.Serialize(Serializer<NodeRef>(), root);
-        return test::Describe(root);
-    };
-    EXPECT_EQ(written(),
+    const test::CommaLocale comma;
+    EXPECT_EQ(test::Written(sample),
               "/1(TimeStamp/2=1 Entries/17(Entry/1(Key/2=x Value/2=1;-1) "
               "Entry/1(Key/2=d Value/2=0.5) Entry/1(Key/2=s Value/2=) "
               "Entry/1(Key/2=none Value/2=)))");
     sample.Set(2, "a;b\n");
-    EXPECT_NE(written().find("Entry/1(Key/2=s Value/2=a;b\n)"), std::string::npos);
+    EXPECT_NE(test::Written(sample).find("Entry/1(Key/2=s Value/2=a;b\n)"), std::string::npos);
 
     TestType bare({});
     sample = Sample(&bare.type, Timestamp(-5));
-    EXPECT_EQ(written(), "/1(TimeStamp/2=-5 Entries/17)");
+    EXPECT_EQ(test::Written(sample), "/1(TimeStamp/2=-5 Entries/17)");
 }
 
 using Entries = std::vector<std::pair<std::string, std::string>>;
 
-NodeTree SampleNodeOf(const std::optional<std::string>& time, const Entries& entries) {
-    NodeTree tree;
-    if (time)
-        AddValue(tree.GetRoot(), "TimeStamp", *time);
-    NodeRef list = tree.GetRoot().AddNode("Entries", serialization::NodeList);
-    for (const auto& [key, value] : entries) {
-        NodeRef entry = list.AddNode("Entry", serialization::NodeElement);
-        AddValue(entry, "Key", key);
-        AddValue(entry, "Value", value);
-    }
-    return tree;
+/// A sample's node; a null time is left out.
+test::BuiltTree SampleNodeOf(const char* time, const Entries& entries) {
+    std::vector<NodeSpec> list;
+    for (const auto& [key, value] : entries)
+        list.push_back(List("Entry", {Value("Key", key), Value("Value", value)}));
+    std::vector<NodeSpec> nodes = {List("Entries", list)};
+    if (time != nullptr)
+        nodes.push_back(Value("TimeStamp", time));
+    return nodes;
 }
 
 TEST(SampleNode, IsReadByGrowingEntriesAndKeepingTheRest) {
@@ -229,62 +221,61 @@ TEST(SampleNode, IsReadByGrowingEntriesAndKeepingTheRest) {
         {"shorter string", {{"s", ""}}, {none, "", nul}, false}};
     for (const Row& row : table) {
         SCOPED_TRACE(row.name);
-        const NodeTree tree = SampleNodeOf("12345", row.entries);
-        const Sample sample(&layout.type, Serializer<NodeRef>(), tree.GetRoot());
+        const test::BuiltTree tree = SampleNodeOf("12345", row.entries);
+        const Sample sample(&layout.type, Serializer<NodeRef>(), tree.Root());
         EXPECT_EQ(BinaryOf(sample), BinaryForm(row.bytes));
         EXPECT_EQ(sample.GetTimeStamp() == Timestamp(12345), row.keepsTime);
     }
-    const Sample bare(&layout.type, Serializer<NodeRef>(), NodeTree().GetRoot());
+    const Sample bare(&layout.type, Serializer<NodeRef>(), test::BuiltTree({}).Root());
     EXPECT_EQ(bare.GetInt32(0, 1), 0);
 }
 
 TEST(SampleNode, TakesTheTimeOfReadingForATimeThatIsNone) {
     TestType layout({});
     const test::RootLoggerRecord record;
-    const std::pair<std::optional<std::string>, bool> table[] = {{"1", true},
-                                                                 {"9223372036854775807", true},
-                                                                 {std::nullopt, false},
-                                                                 {"0", false},
-                                                                 {"-5", false},
-                                                                 {"9223372036854775808", false},
-                                                                 {"18446744073709551616", false},
-                                                                 {"12abc", false},
-                                                                 {"", false}};
+    const std::pair<const char*, bool> table[] = {{"1", true},
+                                                  {"9223372036854775807", true},
+                                                  {nullptr, false},
+                                                  {"0", false},
+                                                  {"-5", false},
+                                                  {"9223372036854775808", false},
+                                                  {"18446744073709551616", false},
+                                                  {"12abc", false},
+                                                  {"", false}};
     // Any time that a clock tells lies between this one and the largest.
     const Timestamp soon(1000000000);
     for (const auto& [text, kept] : table) {
-        const NodeTree tree = SampleNodeOf(text, {});
         const Timestamp time =
-            Sample(&layout.type, Serializer<NodeRef>(), tree.GetRoot()).GetTimeStamp();
+            Sample(&layout.type, Serializer<NodeRef>(), SampleNodeOf(text, {}).Root())
+                .GetTimeStamp();
         if (kept)
-            EXPECT_EQ(std::to_string(time.epochMicroseconds()), *text);
+            EXPECT_EQ(std::to_string(time.epochMicroseconds()), text);
         else
-            EXPECT_TRUE(soon < time && time < Timestamp::TIMEVAL_MAX) << text.value_or("absent");
+            EXPECT_TRUE(soon < time && time < Timestamp::TIMEVAL_MAX)
+                << (text == nullptr ? "absent" : text);
     }
     EXPECT_TRUE(record.Warnings().empty());
 }
 
 TEST(SampleNode, IsRefusedWhereAnEntryIsIncomplete) {
     TestType layout({{"x", Int32, 2}, {"s", String, 2}});
-    const auto read = [&](const NodeTree& tree) {
-        return [&] { Sample(&layout.type, Serializer<NodeRef>(), tree.GetRoot()); };
-    };
     const test::RootLoggerRecord record;
-    for (const bool lacksValue : {true, false}) {
-        const std::string lacking = lacksValue ? "Value" : "Key";
-        const NodeTree tree = SampleNodeOf("5", {{"s", "abc"}});
-        AddValue(tree.GetRoot()["Entries"].AddNode("Entry", serialization::NodeElement),
-                 lacksValue ? "Key" : "Value", "x");
-        const std::string message =
-            "Value at position '/Entries/Entry[2]/" + lacking + "' broke rule 'Is mandatory'.";
-        EXPECT_EQ(MessageOf<SerializationException>(read(tree)), message);
-        ASSERT_FALSE(record.Warnings().empty());
+    for (const std::string lacking : {"Value", "Key"}) {
+        const NodeSpec whole = List("Entry", {Value("Key", "s"), Value("Value", "abc")});
+        const NodeSpec part = List("Entry", {Value(lacking == "Key" ? "Value" : "Key", "x")});
+        const test::BuiltTree tree({List("Entries", {whole, part})});
+        const std::string message = MessageOf<SerializationException>(
+            [&] { Sample(&layout.type, Serializer<NodeRef>(), tree.Root()); });
+        EXPECT_EQ(message, "Value at position '/Entries/Entry[2]/" + lacking +
+                               "' broke rule 'Is mandatory'.");
         EXPECT_EQ(record.Warnings().back(), message);
     }
     EXPECT_EQ(record.Warnings().size(), 2U);
-    EXPECT_THROW(read(SampleNodeOf("5", {{"s", "abc"}, {"nope", "1"}}))(), EntryNotFoundException);
+    const test::BuiltTree unknown = SampleNodeOf("5", {{"s", "abc"}, {"nope", "1"}});
+    EXPECT_THROW(Sample(&layout.type, Serializer<NodeRef>(), unknown.Root()),
+                 EntryNotFoundException);
     EXPECT_EQ(MessageOf<std::invalid_argument>(
-                  [] { Sample(nullptr, Serializer<NodeRef>(), NodeTree().GetRoot()); }),
+                  [] { Sample(nullptr, Serializer<NodeRef>(), test::BuiltTree({}).Root()); }),
               "Sample needs a valid stream type.");
 }
 

@@ -7,10 +7,9 @@
 #include "tessaryn/stream.h"
 #include "tessaryn/subscription_rules.h"
 
-#include <Poco/Delegate.h>
-#include <Poco/FunctionDelegate.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <new>
 #include <sstream>
 #include <string>
@@ -206,36 +205,6 @@ TEST_F(StreamNotification, NeedsOnlyItsOwnLockForSubscribing) {
         [&] { EXPECT_TRUE(test::FinishesElsewhere([this] { stream.Clear(2); })); });
     Push(2);
     EXPECT_EQ(log, "A1 ");
-}
-
-struct Listener {
-    void OnChange(const void* sender, SubscriptionArgs& args) {
-        stream = sender;
-        number += args.sample->GetInt32(0, 0);
-    }
-    static void OnAny(const void*, SubscriptionArgs&) { ++calls; }
-
-    const void* stream = nullptr;
-    int number = 0;
-    static inline int calls = 0;
-};
-
-TEST_F(StreamNotification, TakesThePlatformsDelegates) {
-    Listener::calls = 0;
-    Listener one;
-    Listener two;
-    const auto function = Poco::FunctionDelegate<SubscriptionArgs, true, true>(&Listener::OnAny);
-    stream.Subscribe({Expression("x > 5"), Poco::delegate(&one, &Listener::OnChange)});
-    stream.Subscribe({HasStreamChangeType(pushed), Poco::delegate(&two, &Listener::OnChange)});
-    stream.Subscribe({AlwaysRule(), function});
-    Push(4);
-    Push(6);
-    stream.Unsubscribe({AlwaysRule(), Poco::delegate(&two, &Listener::OnChange)});
-    Push(8);
-    EXPECT_EQ(one.number, 14);
-    EXPECT_EQ(two.number, 10);
-    EXPECT_EQ(one.stream, &stream);
-    EXPECT_EQ(Listener::calls, 3);
 }
 
 TEST_F(StreamNotification, MakesNoCopyWithoutSubscribers) {

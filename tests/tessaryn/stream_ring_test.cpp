@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "serializer/node_tree.h"
 #include "support/allocation_probe.h"
-#include "support/nodes.h"
 #include "support/random.h"
 #include "support/samples.h"
 #include "support/subscribers.h"

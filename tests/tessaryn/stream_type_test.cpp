@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_type.h"
 
-#include "support/nodes.h"
+#include "support/node_builder.h"
 #include "support/root_logger.h"
 #include "support/samples.h"
 #include "support/thrown.h"
@@ -13,21 +13,23 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
 namespace {
 
 using serialization::NodeRef;
-using serialization::NodeTree;
 using serialization::SerializationException;
 using serialization::Serializer;
+using test::List;
 using test::MessageOf;
 using test::NamedParent;
+using test::NodeSpec;
 using test::TestType;
+using test::Value;
 using utils::Version;
 
 void ExpectOffsets(const StreamType& type, const std::vector<unsigned int>& offsets) {
@@ -63,8 +65,14 @@ TEST(StreamTypeLayout, PacksEntriesWithoutPaddingAndWrapsAt32Bits) {
         ExpectOffsets(layout.type, row.offsets);
         ExpectOffsets(StreamType(layout.type), row.offsets);
         StreamType assigned;
+        assigned.Add("gone", Double, 7);
         assigned = layout.type;
+        StreamType& self = assigned;
+        assigned = self;
         ExpectOffsets(assigned, row.offsets);
+        EXPECT_EQ(assigned.GetEntryNames(), layout.type.GetEntryNames());
+        EXPECT_FALSE(assigned.EntryExists("gone"));
+        EXPECT_EQ(assigned.GetFullName() + assigned.GetVersion().ToString(), "Root.Pos1.0.0");
 
         TestType longer({{"first", Double, 5}});
         for (const SampleEntry& entry : row.entries)
@@ -254,64 +262,32 @@ TEST(StreamTypeHash, OfADefaultTypeIsNotCalculatedBeforeItsFirstEntryOrCopy) {
     EXPECT_EQ(assigned.Add("a", Int8, 1).GetHash(), HashOf("255.255.65535", {"a"}));
 }
 
-TEST(StreamTypeCopies, KeepParentVersionAndEntriesAndPartWaysAfterwards) {
-    TestType layout({{"a", Int32, 1}}, "Pos", {1, 2, 3});
-    StreamType copy(layout.type);
-    StreamType assigned;
-    assigned.Add("gone", Double, 7);
-    assigned = layout.type;
-    StreamType& self = assigned;
-    assigned = self;
-    for (StreamType* type : {&copy, &assigned}) {
-        EXPECT_EQ(type->GetFullName(), "Root.Pos");
-        EXPECT_EQ(type->GetVersion(), Version(1, 2, 3));
-        type->Add("b", Int8, 1);
-        EXPECT_EQ(type->GetEntryNames(), (std::vector<std::string>{"a", "b"}));
-        EXPECT_FALSE(type->EntryExists("gone"));
-    }
-    EXPECT_EQ(layout.type.GetNumEntries(), 1);
-}
-
 TEST(StreamTypeNode, HoldsVersionKeysAndTypesButNoSizes) {
     TestType layout({{"a", Int32, 3}, {"b b", String, 0}}, "Pos", {1, 2, 3});
-    NodeTree tree;
-    NodeRef root = tree.GetRoot();
-    layout.type.Serialize(Serializer<NodeRef>(), root);
-    EXPECT_EQ(test::Describe(root),
+    EXPECT_EQ(test::Written(layout.type),
               "/1(Version/2=1.2.3 Entries/17(Entry/1(Key/2=a Type/2=Int32) "
               "Entry/1(Key/2=b b Type/2=String)))");
-    const StreamType read(Serializer<NodeRef>(), root, &layout.parent);
+    const test::BuiltTree tree(
+        {Value("Version", "1.2.3"),
+         List("Entries", {test::EntrySpec("a", "Int32"), test::EntrySpec("b b", "String")})});
+    const StreamType read(Serializer<NodeRef>(), tree.Root(), &layout.parent);
     EXPECT_EQ(read.GetVersion(), Version(1, 2, 3));
     EXPECT_EQ(read.GetHash(), layout.type.GetHash());
     EXPECT_EQ(read.GetFullName(), "Root.Pos");
     ExpectOffsets(read, {0, 4, 5});
 }
 
-/// A type's node with one entry, where some values are missing.
-NodeTree TypeNode(const std::optional<std::string>& key, const std::optional<std::string>& type,
-                  const std::optional<std::string>& size) {
-    NodeTree tree;
-    test::AddValue(tree.GetRoot(), "Version", "1.0.0");
-    NodeRef entry = tree.GetRoot()
-                        .AddNode("Entries", serialization::NodeList)
-                        .AddNode("Entry", serialization::NodeElement);
-    if (key)
-        test::AddValue(entry, "Key", *key);
-    if (size)
-        test::AddValue(entry, "InitialSize", *size);
-    if (type)
-        test::AddValue(entry, "Type", *type);
-    return tree;
-}
-
 TEST(StreamTypeNode, TakesOneForAMissingOrUnreadableSize) {
     const NamedParent parent("Pos");
-    const std::pair<std::optional<std::string>, unsigned int> table[] = {
-        {std::nullopt, 4}, {"3", 12}, {"0", 0}, {"-1", 4}, {"x", 4}, {"4294967296", 4}};
+    const std::pair<const char*, unsigned int> table[] = {
+        {nullptr, 4}, {"3", 12}, {"0", 0}, {"-1", 4}, {"x", 4}, {"4294967296", 4}};
     const test::RootLoggerRecord record;
     for (const auto& [size, bytes] : table) {
-        const NodeTree tree = TypeNode("a", "int32", size);
-        const StreamType type(Serializer<NodeRef>(), tree.GetRoot(), &parent);
+        test::NodeSpec entry = test::EntrySpec("a", "int32");
+        if (size != nullptr)
+            entry.children.push_back(Value("InitialSize", size));
+        const test::BuiltTree tree({Value("Version", "1.0.0"), List("Entries", {entry})});
+        const StreamType type(Serializer<NodeRef>(), tree.Root(), &parent);
         ExpectOffsets(type, {0, bytes});
         EXPECT_EQ(type.GetHash(), HashOf("1.0.0", {"a"}));
     }
@@ -321,37 +297,36 @@ TEST(StreamTypeNode, TakesOneForAMissingOrUnreadableSize) {
 TEST(StreamTypeNode, IsRefusedWhereSomethingIsMissing) {
     const NamedParent parent("Pos");
     const test::RootLoggerRecord record;
-    const auto read = [&](const NodeTree& tree) {
-        return [&] { StreamType(Serializer<NodeRef>(), tree.GetRoot(), &parent); };
+    const auto read = [&](const std::vector<NodeSpec>& nodes) {
+        return [&parent, nodes] {
+            StreamType(Serializer<NodeRef>(), test::BuiltTree(nodes).Root(), &parent);
+        };
     };
-    const NodeTree noKey = TypeNode(std::nullopt, "Int32", "1");
-    const NodeTree noType = TypeNode("a", std::nullopt, "1");
-    NodeTree noVersion;
-    noVersion.GetRoot().AddNode("Entries", serialization::NodeList);
-    NodeTree badVersion;
-    test::AddValue(badVersion.GetRoot(), "Version", "1.0");
-    badVersion.GetRoot().AddNode("Entries", serialization::NodeList);
-    NodeTree noEntries;
-    test::AddValue(noEntries.GetRoot(), "Version", "1.0.0");
-    for (const NodeTree* tree : std::initializer_list<const NodeTree*>{&noKey, &noType, &noVersion,
-                                                                       &badVersion, &noEntries})
-        EXPECT_THROW(read(*tree)(), SerializationException) << test::Describe(tree->GetRoot());
-    EXPECT_EQ(record.Warnings().size(), 5U);
-    EXPECT_EQ(MessageOf<SerializationException>(read(noKey)),
-              "Value at position '/Entries/Entry/Key' broke rule 'Is mandatory'.");
-
-    EXPECT_EQ(MessageOf<std::invalid_argument>(read(TypeNode("a", "Int33", "1"))),
+    const auto withEntry = [](const NodeSpec& entry) {
+        return std::vector<NodeSpec>{Value("Version", "1.0.0"), List("Entries", {entry})};
+    };
+    const std::pair<std::vector<NodeSpec>, const char*> lacking[] = {
+        {withEntry(List("Entry", {Value("Type", "Int32")})), "/Entries/Entry/Key"},
+        {withEntry(List("Entry", {Value("Key", "a")})), "/Entries/Entry/Type"},
+        {{List("Entries", {})}, "/Version"},
+        {{Value("Version", "1.0"), List("Entries", {})}, "/Version"},
+        {{Value("Version", "1.0.0")}, "/Entries"}};
+    for (const auto& [nodes, position] : lacking) {
+        const std::string start = std::string("Value at position '") + position + "' broke rule '";
+        const std::string message = MessageOf<SerializationException>(read(nodes));
+        EXPECT_EQ(message.substr(0, start.size()), start);
+        EXPECT_EQ(record.Warnings().back(), message);
+    }
+    EXPECT_EQ(MessageOf<std::invalid_argument>(read(withEntry(test::EntrySpec("a", "Int33")))),
               "Could not create entry with the given arguments: Key: 'a', base type: "
               "'UnknownType'");
-    EXPECT_THROW(read(TypeNode("", "Int32", "1"))(), std::invalid_argument);
+    EXPECT_THROW(read(withEntry(test::EntrySpec("", "Int32")))(), std::invalid_argument);
 }
 
 TEST(StreamTypeNode, WithoutEntriesGivesATypeWithoutHash) {
-    NodeTree tree;
-    test::AddValue(tree.GetRoot(), "Version", "1.0.0");
-    tree.GetRoot().AddNode("Entries", serialization::NodeList);
+    const test::BuiltTree tree({Value("Version", "1.0.0"), List("Entries", {})});
     const NamedParent parent("Command");
-    StreamType type(Serializer<NodeRef>(), tree.GetRoot(), &parent);
+    StreamType type(Serializer<NodeRef>(), tree.Root(), &parent);
     ExpectOffsets(type, {0});
     EXPECT_EQ(type.GetHash(), "");
     EXPECT_FALSE(type.IsHashCompatible(""));

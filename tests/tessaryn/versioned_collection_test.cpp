@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -55,59 +56,74 @@ Version VersionOf(std::uint32_t number) {
             static_cast<unsigned short>(number)};
 }
 
+using Model = std::map<std::uint32_t, int>;
+
+std::uint32_t LatestOf(const Model& model) {
+    return model.empty() ? 0 : model.rbegin()->first;
+}
+
+/// Does one random thing to a collection and to its model.
+void Step(Collection& collection, Model& model, test::Random& random, int id) {
+    const std::uint32_t number =
+        NumberOf(random.Below(3), random.Below(2) * 255, random.Below(3) * 32767);
+    const Version version = VersionOf(number);
+    const std::uint64_t sum = std::uint64_t{LatestOf(model)} + number;
+    switch (random.Below(8)) {
+        case 0:
+        case 1:
+        case 2:
+            if (model.contains(number)) {
+                EXPECT_THROW(collection.Add(new Tracked(id), version),
+                             VersionedObjectAlreadyExistsException);
+            } else if (model.empty() && number == 0) {
+                EXPECT_THROW(collection.Add(new Tracked(id), version), WrongVersionException);
+            } else {
+                EXPECT_EQ(collection.Add(new Tracked(id), version).id, id);
+                model[number] = id;
+            }
+            return;
+        case 3:
+            if (number == 0 || sum > 0xFFFFFFFFU) {
+                EXPECT_THROW(collection.PushNew(new Tracked(id), version), WrongVersionException);
+            } else {
+                EXPECT_EQ(collection.PushNew(new Tracked(id), version).id, id);
+                model[static_cast<std::uint32_t>(sum)] = id;
+            }
+            return;
+        case 4:
+            collection.Remove(version);
+            model.erase(number);
+            return;
+        case 5:
+            collection.PopLatest();
+            model.erase(LatestOf(model));
+            return;
+        default: {
+            // Only an object with a place to go is taken.
+            const bool latest = random.Below(2) == 0;
+            const auto place = model.find(latest ? LatestOf(model) : number);
+            auto object = std::make_unique<Tracked>(id);
+            if (latest)
+                collection.SetLatest(object.get());
+            else
+                collection.Set(version, object.get());
+            if (place != model.end()) {
+                place->second = id;
+                static_cast<void>(object.release());
+            }
+        }
+    }
+}
+
 TEST(VersionedCollection, BehavesAsAMapThatOwnsItsObjects) {
     ASSERT_EQ(Tracked::live, 0);
     test::Random random;
     {
         Collection collection("C");
-        std::map<std::uint32_t, int> model;
-        const auto latest = [&] { return model.empty() ? 0U : model.rbegin()->first; };
+        Model model;
         for (int id = 0; id < 4000; ++id) {
-            const std::uint32_t number =
-                NumberOf(random.Below(3), random.Below(2) * 255, random.Below(3) * 32767);
-            const Version version = VersionOf(number);
-            const unsigned operation = random.Below(24);
-            if (operation < 10) {
-                const bool wrong = model.empty() && number == 0;
-                if (model.contains(number)) {
-                    EXPECT_THROW(collection.Add(new Tracked(id), version),
-                                 VersionedObjectAlreadyExistsException);
-                } else if (wrong) {
-                    EXPECT_THROW(collection.Add(new Tracked(id), version), WrongVersionException);
-                } else {
-                    EXPECT_EQ(collection.Add(new Tracked(id), version).id, id);
-                    model[number] = id;
-                }
-            } else if (operation < 13) {
-                if (number == 0 || std::uint64_t{latest()} + number > 0xFFFFFFFFU) {
-                    EXPECT_THROW(collection.PushNew(new Tracked(id), version),
-                                 WrongVersionException);
-                } else {
-                    EXPECT_EQ(collection.PushNew(new Tracked(id), version).id, id);
-                    model[latest() + number] = id;
-                }
-            } else if (operation < 17) {
-                collection.Remove(version);
-                model.erase(number);
-            } else if (operation < 19) {
-                collection.PopLatest();
-                if (!model.empty())
-                    model.erase(latest());
-            } else if (operation < 21) {
-                auto* const object = new Tracked(id);
-                collection.Set(version, object);
-                if (model.contains(number))
-                    model[number] = id;
-                else
-                    delete object;
-            } else if (operation < 23) {
-                auto* const object = new Tracked(id);
-                collection.SetLatest(object);
-                if (model.empty())
-                    delete object;
-                else
-                    model[latest()] = id;
-            } else if (random.Below(4) == 0) {
+            Step(collection, model, random, id);
+            if (id % 500 == 499) {
                 collection.Clear();
                 model.clear();
             }
@@ -118,14 +134,15 @@ TEST(VersionedCollection, BehavesAsAMapThatOwnsItsObjects) {
             }
             ASSERT_EQ(IdsOf(collection), expected);
             ASSERT_EQ(Tracked::live, static_cast<int>(model.size()));
-            ASSERT_EQ(collection.GetLatestVersion(), VersionOf(latest()));
+            ASSERT_EQ(collection.GetLatestVersion(), VersionOf(LatestOf(model)));
             ASSERT_EQ(collection.IsEmpty(), model.empty());
-            ASSERT_EQ(collection.GetPtr(version) != nullptr, model.contains(number));
             Tracked* const last = model.empty() ? nullptr : &collection.GetLatest();
             ASSERT_EQ(collection.GetPtr(Version::Latest()), last);
             ASSERT_EQ(collection.GetLatestPtr(), last);
-            ASSERT_EQ(last == nullptr ? -1 : last->id, model.empty() ? -1 : model.rbegin()->second);
+            ASSERT_TRUE(last == nullptr || last->id == model.rbegin()->second);
+            ASSERT_EQ(collection.GetPtr(VersionOf(12345)), nullptr);
         }
+        collection.Add(new Tracked(0), Version(9, 9, 9));
     }
     EXPECT_EQ(Tracked::live, 0);
 }
@@ -210,6 +227,8 @@ TEST(VersionedCollection, FreesTheObjectAndStaysInStepWhenMemoryRunsOut) {
                     expected.insert(atEnd ? expected.end() : expected.begin(), 99);
                 EXPECT_EQ(IdsOf(collection), expected);
                 EXPECT_EQ(Tracked::live, static_cast<int>(expected.size()));
+                Tracked* const last = expected.empty() ? nullptr : &collection.GetLatest();
+                EXPECT_EQ(collection.GetPtr(collection.GetLatestVersion()), last);
                 for (unsigned short i = 1; i <= size; ++i)
                     EXPECT_EQ(collection[Version(0, 1, i)].id, i);
             }
