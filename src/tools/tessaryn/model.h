@@ -23,8 +23,8 @@ class Model {
     /// No streams; paths are split at "/".
     Model();
 
-    /// Reads a document. Samples keep the times that it holds, whatever entries they have and
-    /// however old they are.
+    /// Reads a document. Samples get all that it holds: times, whatever entries they have and
+    /// however old they are, NaN and infinities.
     /// \param file the document's name
     /// \throws CommandError that names file, node and reason
     explicit Model(const std::string& file);

@@ -4,13 +4,19 @@
 #include "model_reader.h"
 
 #include "command_error.h"
+#include "common/split.h"
 #include "serializer/error_handlers.h"
 #include "serializer/rules.h"
 #include "serializer/serialization_exception.h"
+#include "tessaryn/sample.h"
+#include "tessaryn/stream.h"
+#include "tessaryn/stream_type.h"
 
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
 
+#include <charconv>
+#include <cmath>
 #include <exception>
 
 namespace velmora::tool {
@@ -23,6 +29,28 @@ namespace {
 /// The program prints what it throws; nobody wants to read it twice.
 ser::ThrowErrorHandler Raise() {
     return ser::Throw(false, Poco::Logger::root());
+}
+
+/// Sets the elements whose texts are NaN or an infinity, for which a sample reads 0.
+void RestoreNoNumbers(tsn::Sample& sample, const std::string& key, const std::string& value) {
+    // No text of a number has the letter.
+    if (value.find('n') == std::string::npos)
+        return;
+    const unsigned short id = sample.EntryId(key);
+    const tsn::BaseType type = sample.GetStreamType()->GetType(id);
+    if (type != tsn::Double && type != tsn::Float)
+        return;
+    unsigned int index = 0;
+    for (const std::string& text : utils::Split(value, ';')) {
+        double number = 0;
+        std::from_chars(text.data(), text.data() + text.size(), number);
+        if (!std::isfinite(number) && type == tsn::Double) {
+            sample.Set(id, index, number);
+        } else if (!std::isfinite(number)) {
+            sample.Set(id, index, static_cast<float>(number));
+        }
+        ++index;
+    }
 }
 
 }  // namespace
@@ -126,7 +154,9 @@ std::unique_ptr<tsn::Sample> ModelReader::ReadSample(tsn::StreamType& type, cons
     const long long read = sample->GetTimeStamp().epochMicroseconds();
     long long time = 0;
     serializer.Deserialize(node["TimeStamp"], time, ser::Mandatory(), read);
-    if (time == read)
+    for (const NodeRef& entry : node["Entries"].GetNodes())
+        RestoreNoNumbers(*sample, entry["Key"].GetValue(), entry["Value"].GetValue());
+    if (time == sample->GetTimeStamp().epochMicroseconds())
         return sample;
     binary.str({});
     binary.clear();

@@ -18,9 +18,9 @@ namespace velmora::tool {
 
 /// Makes the repositories of a document's tree.
 ///
-/// Goes down the tree node by node, where the repositories could read it in one call, for two
-/// reasons: each failure can name its node, and each sample gets the time that the document holds,
-/// although reading a text entry stamps a sample anew.
+/// Goes down the tree node by node, where the repositories could read it in one call: so each
+/// failure can name its node, and each sample gets all that the document holds. Left to itself a
+/// sample with a text entry, or one of before 1970, would get the time of reading, and 0 for NaN.
 class ModelReader {
   public:
     /// \param file the document's name for messages
