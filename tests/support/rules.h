@@ -28,6 +28,14 @@ std::string OutcomeOf(Action&& action) {
     }
 }
 
+/// A text as a literal of the rule language.
+inline std::string Quoted(const std::string& text) {
+    std::string literal = "\"";
+    for (const char c : text)
+        literal += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+    return literal + "\"";
+}
+
 inline std::shared_ptr<core::tessaryn::RLExpr> Parse(const std::string& text) {
     return core::tessaryn::RLParser(text).parse();
 }

@@ -89,184 +89,139 @@ class RuleEvaluation : public testing::Test {
 
 TEST_F(RuleEvaluation, AnswersEachRule) {
     const struct {
-        std::string rule;
         std::string outcome;
+        std::vector<std::string> rules;
     } cases[] = {
         // The literal is converted to the entry's type, and compared as that.
-        {"x == 7", "true"},
-        {"x == \"7\"", "true"},
-        {"x == 7.5", "true"},
-        {"x < 7.5", "false"},
-        {"x != 7.5", "false"},
-        {"x == 7.5 && x <= 7.5 && x >= 7.5", "true"},
-        {"neg == -5", "true"},
-        {"neg < 0 && neg > -6", "true"},
-        {"neg == \"-5\"", "true"},
-        {"neg == -5.9", "true"},
-        {"b == 1 && b == 2 && b == \"yes\" && b != 0 && b == 0.5", "true"},
-        {"b == \"false\"", "false"},
-        {"b > false", "true"},
-        {"i16 == -300 && i16 < \"-299\"", "true"},
-        {"i32 == -70000 && i32 == \"-70000\"", "true"},
-        {"i64 == 5000000000 && i64 == 5e9 && i64 == \"5000000000\"", "true"},
-        {"i64 > 4999999999 && i64 != 705032704", "true"},
-        {"u8 == 200 && u8 > true && u8 >= 200.5", "true"},
-        {"u16 == 60000 && u16 > -0", "true"},
-        {"u32 == 4000000000 && u32 > 2147483648", "true"},
-        {"u64 == \"18446744073709551615\" && u64 > 9223372036854775807", "true"},
-        {"f == 0.1 && f == \"0.1\"", "true"},
-        {"f < 0.1 || f > 0.1", "false"},
-        {"d == 0.5 && d < 1 && d >= 0.5 && d == \"0.5\"", "true"},
-        {"zero == 0 && zero == false && zero == -0.0", "true"},
-        {"s == \"abc\" && s < \"abd\" && s > \"ab\" && s <= \"abc\" && s != \"ABC\"", "true"},
-        {"nul == \"a\0b\""s, "true"},
-        {"nul == \"a\"", "false"},
-        {"high > \"z\"", "true"},
-        {"s == 5 || s == 1.5 || s == true", "false"},
-        {"s < 5", "false"},
+        {"true",
+         {"x == 7 && x == \"7\" && x == 7.5 && x <= 7.5 && x >= 7.5",
+          "neg == -5 && neg < 0 && neg > -6 && neg == \"-5\" && neg == -5.9",
+          "b == 1 && b == 2 && b == \"yes\" && b != 0 && b == 0.5 && b > false",
+          "i16 == -300 && i16 < \"-299\" && i32 == -70000 && i32 == \"-70000\"",
+          "i64 == 5000000000 && i64 == 5e9 && i64 == \"5000000000\" && i64 != 705032704",
+          "u8 == 200 && u8 > true && u8 >= 200.5 && u16 == 60000 && u16 > -0",
+          "u32 == 4000000000 && u32 > 2147483648 && u64 > 9223372036854775807",
+          "u64 == \"18446744073709551615\" && f == 0.1 && f == \"0.1\"",
+          "d == 0.5 && d < 1 && d == \"0.5\" && zero == false && zero == -0.0",
+          "s == \"abc\" && s < \"abd\" && s > \"ab\" && s <= \"abc\" && s != \"ABC\"",
+          "nul == \"a\0b\""s, "high > \"z\""}},
+        {"false",
+         {"x < 7.5", "x != 7.5", "b == \"false\"", "f < 0.1 || f > 0.1", "nul == \"a\"",
+          "s == 5 || s == 1.5 || s == true", "s < 5"}},
         // A literal that doesn't fit the entry's type makes every operator false.
-        {"x == 300 || x != 300 || x < 300 || x <= 300 || x > 300 || x >= 300", "false"},
-        {"x != -129 || x > -129 || x != \"300\" || x < 1e30", "false"},
-        {"low == -128.0 || low != -128.0 || low >= -128.0", "false"},
-        {"low == -128 && low <= -127.0", "true"},
-        {"u8 != -1 || u8 > -1 || u8 != 256 || u8 != -0.5", "false"},
-        {"u64 != -1 || u64 > -1", "false"},
-        {"i32 != 2147483648 || i32 < 2147483648", "false"},
-        {"x != \"abc\" || x == \"abc\" || x != \"\"", "false"},
-        {"d != \"abc\" || d == \"\"", "false"},
+        {"false",
+         {"x == 300 || x != 300 || x < 300 || x <= 300 || x > 300 || x >= 300",
+          "x != -129 || x > -129 || x != \"300\" || x < 1e30",
+          "low == -128.0 || low != -128.0 || low >= -128.0",
+          "u8 != -1 || u8 > -1 || u8 != 256 || u8 != -0.5", "u64 != -1 || u64 > -1",
+          "i32 != 2147483648 || i32 < 2147483648", "x != \"abc\" || x == \"abc\" || x != \"\"",
+          "d != \"abc\" || d == \"\""}},
+        {"true", {"low == -128 && low <= -127.0"}},
         // All elements must pass, whatever the operator.
-        {"arr > 0", "true"},
-        {"arr > 1", "false"},
-        {"arr != 2", "false"},
-        {"arr != 4", "true"},
-        {"arr == 1", "false"},
-        {"arr[0:1] < 3", "true"},
-        {"arr[0:2] < 3", "false"},
-        {"arr[1:99] > 1 && arr[1:] > 1 && arr[:1] < 3 && arr[:] >= 1", "true"},
-        {"arr[-1] == 1 || arr[-1] == 3", "false"},
-        {"arr[-1] >= 1 && arr[-7:-7] <= 3", "true"},
-        {"arr[-1:0] == 1", "true"},
-        {"arr[2:-1] == 3 && arr[2:2147483647] == 3", "true"},
-        {"arr[5] == 1 || arr[5] != 1 || arr[2:1] != 9 || arr[3:] != 9", "false"},
-        {"flags == true || flags == false || flags != true", "false"},
-        {"arr > \"0\" && arr < 3.9", "false"},
-        {"arr > \"0\" && arr <= 3.9", "true"},
+        {"true",
+         {"arr > 0", "arr != 4", "arr[0:1] < 3",
+          "arr[1:99] > 1 && arr[1:] > 1 && arr[:1] < 3 && arr[:] >= 1",
+          "arr[-1] >= 1 && arr[-7:-7] <= 3", "arr[-1:0] == 1",
+          "arr[2:-1] == 3 && arr[2:2147483647] == 3", "arr > \"0\" && arr <= 3.9"}},
+        {"false",
+         {"arr > 1", "arr != 2", "arr == 1", "arr[0:2] < 3", "arr[-1] == 1 || arr[-1] == 3",
+          "arr[5] == 1 || arr[5] != 1 || arr[2:1] != 9 || arr[3:] != 9",
+          "flags == true || flags == false || flags != true", "arr > \"0\" && arr < 3.9"}},
         // Every element of a text is the whole text.
-        {"s[0] == \"abc\" && s[2] == \"abc\" && s[1:] == \"abc\"", "true"},
-        {"s[3] == \"abc\" || s[3] != \"abc\"", "false"},
-        {"empty == \"\" || empty != \"\" || empty < \"a\" || empty[0] == \"\"", "false"},
+        {"true", {"s[0] == \"abc\" && s[2] == \"abc\" && s[1:] == \"abc\""}},
+        {"false",
+         {"s[3] == \"abc\" || s[3] != \"abc\"",
+          "empty == \"\" || empty != \"\" || empty < \"a\" || empty[0] == \"\""}},
         // Properties.
-        {"x.type == \"Int8\" && s.type == \"String\" && u64.type == \"UInt64\"", "true"},
-        {"odd.type == \"Unknown\"", "true"},
-        {"odd.type == \"UnknownType\"", "false"},
-        {"arr.size == 3 && s.size == 3 && none.size == 0 && empty.size < 1", "true"},
-        {"arr.size > -1 || arr.size != -1", "false"},
-        {"x.exists && nosuch.exists == false && x.exists == true", "true"},
-        {"nosuch.exists", "false"},
-        {"arr.front == 1 && arr.back == 3 && x.front == 7 && x.back == 7", "true"},
-        {"s.front == \"abc\" && s.back == \"abc\"", "true"},
-        {"empty.front == \"\" && empty.back == \"\"", "true"},
-        {"nosuch.size == 0 || nosuch.size != 0 || nosuch.type == \"Unknown\"", "false"},
-        {"nosuch.front == 1 || nosuch.back != 1", "false"},
-        {"x.Size == 1 || x.length != 0", "false"},
-        {"odd.front == 0 || odd == 0 || odd != 0 || odd[0] != 0", "false"},
+        {"true",
+         {"x.type == \"Int8\" && s.type == \"String\" && u64.type == \"UInt64\"",
+          "odd.type == \"Unknown\"",
+          "arr.size == 3 && s.size == 3 && none.size == 0 && empty.size < 1",
+          "x.exists && nosuch.exists == false && x.exists == true",
+          "arr.front == 1 && arr.back == 3 && x.front == 7 && x.back == 7",
+          "s.front == \"abc\" && s.back == \"abc\"", "empty.front == \"\" && empty.back == \"\""}},
+        {"false",
+         {"odd.type == \"UnknownType\"", "arr.size > -1 || arr.size != -1", "nosuch.exists",
+          "nosuch.size == 0 || nosuch.size != 0 || nosuch.type == \"Unknown\"",
+          "nosuch.front == 1 || nosuch.back != 1", "x.Size == 1 || x.length != 0",
+          "odd.front == 0 || odd == 0 || odd != 0 || odd[0] != 0"}},
         // Entries and functions.
-        {"x", "true"},
-        {"nosuch", "false"},
-        {"X", "false"},
-        {"changed()", "true"},
-        {"pushed() || popped() || Changed() || false() || anything() || True()", "false"},
-        {"true()", "true"},
-        {"changed() == 1 && pushed() != true", "true"},
-        {"nosuch == 1 || nosuch != 1 || none == 1 || none != 1", "false"},
+        {"true", {"x", "changed()", "true()", "changed() == 1 && pushed() != true"}},
+        {"false",
+         {"nosuch", "X", "pushed() || popped() || Changed() || false() || anything() || True()",
+          "nosuch == 1 || nosuch != 1 || none == 1 || none != 1"}},
         // A value used as a truth, without a comparison.
-        {"x[0] && arr.size && s[0] && d[0] && u64[0] && i64[0] && b[0]", "true"},
-        {"zero[0]", "false"},
-        {"flags[1]", "false"},
-        {"x.type", "true"},
-        {"empty.front", "false"},
-        {"arr[0:1]", noTruth},
-        {"!arr[:]", noTruth},
-        {"nosuch[0]", noValue},
-        {"arr[5]", noValue},
-        {"none[:]", noValue},
-        {"nosuch.size", noValue},
-        {"x.nosuch", noValue},
-        {"!nosuch.front", noValue},
+        {"true", {"x[0] && arr.size && s[0] && d[0] && u64[0] && i64[0] && b[0]", "x.type"}},
+        {"false", {"zero[0]", "flags[1]", "empty.front"}},
+        {noTruth, {"arr[0:1]", "!arr[:]"}},
+        {noValue, {"nosuch[0]", "arr[5]", "none[:]", "nosuch.size", "x.nosuch", "!nosuch.front"}},
         // Short circuits leave the right side alone; "^^" asks both.
-        {"pushed() && nosuch[0]", "false"},
-        {"changed() || nosuch[0]", "true"},
-        {"changed() && nosuch[0]", noValue},
-        {"pushed() || nosuch[0]", noValue},
-        {"nosuch[0] && pushed()", noValue},
-        {"pushed() ^^ nosuch[0]", noValue},
-        {"changed() ^^ pushed()", "true"},
-        {"changed() ^^ x == 7 ^^ b == 1", "true"},
+        {"false", {"pushed() && nosuch[0]"}},
+        {"true",
+         {"changed() || nosuch[0]", "changed() ^^ pushed()", "changed() ^^ x == 7 ^^ b == 1"}},
+        {noValue,
+         {"changed() && nosuch[0]", "pushed() || nosuch[0]", "nosuch[0] && pushed()",
+          "pushed() ^^ nosuch[0]"}},
         // The first and last of an entry without elements: an error that comparisons let through.
-        {"none.front", outOfRange},
-        {"none.back == 1", outOfRange},
-        {"!(none.front != 1)", outOfRange},
-        {"pushed() && none.back == 1", "false"},
-        {"arr[0:1] ^^ none.back", outOfRange},
-        {"none.back ^^ nosuch[0]", outOfRange},
+        {outOfRange,
+         {"none.front", "none.back == 1", "!(none.front != 1)", "arr[0:1] ^^ none.back",
+          "none.back ^^ nosuch[0]"}},
+        {"false", {"pushed() && none.back == 1"}},
         // Missing operands have no value.
-        {"", noValue},
-        {"()", noValue},
-        {"!", noValue},
-        {"&& x", noValue},
-        {"x == 7 &&", noValue},
-        {"x == 8 &&", "false"},
-        {"x == 7 ||", "true"},
-        {"x == 7 ^^", noValue},
-        {"|| x == 7", noValue},
+        {noValue, {"", "()", "!", "&& x", "x == 7 &&", "x == 7 ^^", "|| x == 7"}},
+        {"false", {"x == 8 &&"}},
+        {"true", {"x == 7 ||"}},
     };
-    for (const auto& [rule, outcome] : cases)
-        EXPECT_EQ(OutcomeOfRule(rule), outcome) << "of: " << rule;
+    for (const auto& [outcome, rules] : cases) {
+        for (const std::string& rule : rules)
+            EXPECT_EQ(OutcomeOfRule(rule), outcome) << "of: " << rule;
+    }
 }
 
 TEST_F(RuleEvaluation, ValuesHaveExactlyTheGettersTypes) {
     const struct {
-        std::string expression;
         BaseType type;
         const std::type_info& held;
+        std::vector<std::string> expressions;
     } cases[] = {
-        {"x[0]", Int8, typeid(char)},
-        {"i16[0]", Int16, typeid(short)},
-        {"i32.front", Int32, typeid(int)},
-        {"i64.back", Int64, typeid(long long)},
-        {"u8[:]", UInt8, typeid(unsigned char)},
-        {"u16[0]", UInt16, typeid(unsigned short)},
-        {"u32[0]", UInt32, typeid(unsigned int)},
-        {"u64[0]", UInt64, typeid(unsigned long long)},
-        {"f[0]", Float, typeid(float)},
-        {"d[0]", Double, typeid(double)},
-        {"b[0]", Bool, typeid(bool)},
-        {"s.front", String, typeid(std::string)},
-        {"arr[:]", Int32, typeid(std::vector<Var>)},
-        {"s[:]", String, typeid(std::vector<Var>)},
-        {"x.type", String, typeid(std::string)},
-        {"x.size", UInt32, typeid(unsigned int)},
-        {"x.exists", Bool, typeid(bool)},
-        {"nosuch.exists", Bool, typeid(bool)},
-        {"nosuch.size", UnknownType, typeid(void)},
-        {"x.nosuch", UnknownType, typeid(void)},
-        {"nosuch[0]", UnknownType, typeid(void)},
-        {"arr[9]", UnknownType, typeid(void)},
-        {"none[:]", UnknownType, typeid(void)},
-        {"x", Bool, typeid(bool)},
-        {"pushed()", Bool, typeid(bool)},
-        {"x == 7", Bool, typeid(bool)},
-        {"x[0] == 7 && arr[:] > 0", Bool, typeid(bool)},
-        {"!x[0]", Bool, typeid(bool)},
+        {Int8, typeid(char), {"x[0]"}},
+        {Int16, typeid(short), {"i16[0]"}},
+        {Int32, typeid(int), {"i32.front", "arr[2]"}},
+        {Int64, typeid(long long), {"i64.back"}},
+        {UInt8, typeid(unsigned char), {"u8[:]"}},
+        {UInt16, typeid(unsigned short), {"u16[0]"}},
+        {UInt32, typeid(unsigned int), {"u32[0]", "x.size"}},
+        {UInt64, typeid(unsigned long long), {"u64[0]"}},
+        {Float, typeid(float), {"f[0]"}},
+        {Double, typeid(double), {"d[0]"}},
+        {Bool, typeid(bool), {"b[0]", "x.exists", "nosuch.exists", "x", "pushed()", "x == 7"}},
+        {Bool, typeid(bool), {"x[0] == 7 && arr[:] > 0", "(x) || x[0]", "x[0] ^^ x[0]", "!x[0]"}},
+        {String, typeid(std::string), {"s.front", "s[0]", "x.type"}},
+        {Int32, typeid(std::vector<Var>), {"arr[:]", "arr[1:2]"}},
+        {String, typeid(std::vector<Var>), {"s[:]"}},
+        {UnknownType, typeid(void), {"nosuch.size", "x.nosuch", "nosuch[0]", "arr[9]", "none[:]"}},
     };
     for (const auto& c : cases) {
-        const TypedValue value = Parse(c.expression)->evaluate(args);
-        EXPECT_EQ(value.type, c.type) << c.expression;
-        EXPECT_EQ(value.value.type(), c.held) << c.expression;
+        for (const std::string& expression : c.expressions) {
+            const TypedValue value = Parse(expression)->evaluate(args);
+            EXPECT_EQ(value.type, c.type) << expression;
+            EXPECT_EQ(value.value.type(), c.held) << expression;
+        }
     }
-    const TypedValue elements = Parse("arr[1:]")->evaluate(args);
-    ASSERT_EQ(elements.value.extract<std::vector<Var>>().size(), 2U);
-    EXPECT_EQ(elements.value.extract<std::vector<Var>>()[1].extract<int>(), 3);
+    EXPECT_EQ(Parse("arr[1:]")->evaluate(args).value.toString(), "[ 2, 3 ]");
+}
+
+/// A sample that answers for itself.
+struct Answering : Sample {
+    using Sample::Sample;
+    int GetInt32(unsigned short /*entry*/, unsigned int /*index*/) const override { return 42; }
+    unsigned int GetSize(unsigned short /*entry*/) const override { return 1; }
+};
+
+TEST_F(RuleEvaluation, AsksADerivedSampleItself) {
+    Answering answering(&type.type, Poco::Timestamp());
+    args.sample = &answering;
+    EXPECT_EQ(OutcomeOfRule("arr == 42 && arr.size == 1 && none.front == 42"), "true");
 }
 
 /// An operand that reports when it is evaluated, and answers or throws what it was given.
@@ -290,9 +245,16 @@ class Operand : public RLExpr {
     std::string* log;
 };
 
+/// A rule made of a tree by hand.
+struct TreeRule : ExpressionRule {
+    explicit TreeRule(std::shared_ptr<RLExpr> tree) : ExpressionRule(std::move(tree)) {}
+};
+
 TEST(RuleExpressions, OperandsAreEvaluatedAndConvertedInOrder) {
     std::string log;
-    SubscriptionArgs args{pushed, nullptr, nullptr};
+    test::TestType type({});
+    Sample sample(&type.type, Poco::Timestamp());
+    SubscriptionArgs args{pushed, &sample, nullptr};
     const auto make = [&](char name, TypedValue value) {
         return std::make_shared<Operand>(name, std::move(value), &log);
     };
@@ -340,11 +302,15 @@ TEST(RuleExpressions, OperandsAreEvaluatedAndConvertedInOrder) {
             else
                 tree = std::make_shared<RLXorExpr>(tree, right);
         }
-        log.clear();
-        const std::string outcome =
-            OutcomeOf([&] { return tree->evaluate(args).value.convert<bool>(); });
-        EXPECT_EQ(outcome, c.outcome) << c.operators << " " << c.order;
-        EXPECT_EQ(log, c.order) << c.operators << " " << c.outcome;
+        const TreeRule rule(tree);
+        for (const bool ofTree : {true, false}) {
+            log.clear();
+            const auto ask = [&] {
+                return ofTree ? tree->evaluate(args).value.convert<bool>() : rule.Applies(args);
+            };
+            EXPECT_EQ(OutcomeOf(ask), c.outcome) << c.operators << " " << c.order;
+            EXPECT_EQ(log, c.order) << c.operators << " " << c.outcome;
+        }
     }
 }
 
@@ -356,32 +322,31 @@ TEST(RuleExpressions, ComparisonsOfHandMadeValues) {
         std::string name;
         TypedValue left;
         Var literal;
-        std::string equal;
-        std::string unequal;
+        std::string outcome;  // of "==" and "!=" alike
     } cases[] = {
-        {"no elements", {Int32, Elements()}, 5, "true", "true"},
-        {"no elements of no type", {UnknownType, Elements()}, 5, "true", "true"},
-        {"elements of no type", {UnknownType, Elements{1, 1}}, 1, "false", "false"},
-        {"no type", {UnknownType, 1}, 1, "false", "false"},
-        {"a type above all", {static_cast<BaseType>(13), 1}, 1, "false", "false"},
-        {"a value of another type", {Int32, short{1}}, 1, "false", "false"},
-        {"an element of another type", {Int32, Elements{1, short{1}}}, 1, "false", "false"},
-        {"a failing element before it", {Int32, Elements{2, short{1}}}, 1, "false", "false"},
-        {"no value", {Int32, Var()}, 1, "false", "false"},
-        {"an empty literal", {Int32, 1}, Var(), "false", "false"},
-        {"a signed char for Int8", {Int8, static_cast<signed char>(1)}, 1, "false", "false"},
-        {"a nested array", {Int32, Elements{Elements{1}}}, 1, "false", "false"},
-        {"an error of another kind", {Bool, "broken"s}, 1, "std: broken", "std: broken"},
+        {"no elements", {Int32, Elements()}, 5, "true"},
+        {"no elements of no type", {UnknownType, Elements()}, 5, "true"},
+        {"elements of no type", {UnknownType, Elements{1, 1}}, 1, "false"},
+        {"no type", {UnknownType, 1}, 1, "false"},
+        {"a type above all", {static_cast<BaseType>(13), 1}, 1, "false"},
+        {"a value of another type", {Int32, short{1}}, 1, "false"},
+        {"an element of another type", {Int32, Elements{1, short{1}}}, 1, "false"},
+        {"a failing element before it", {Int32, Elements{2, short{1}}}, 1, "false"},
+        {"no value", {Int32, Var()}, 1, "false"},
+        {"an empty literal", {Int32, 1}, Var(), "false"},
+        {"a signed char for Int8", {Int8, static_cast<signed char>(1)}, 1, "false"},
+        {"a nested array", {Int32, Elements{Elements{1}}}, 1, "false"},
+        {"an error of another kind", {Bool, "broken"s}, 1, "std: broken"},
     };
     for (const auto& c : cases) {
         const auto operand = std::make_shared<Operand>('a', c.left, &log);
         const RLEqExpr equal(operand, c.literal);
         const RLNeExpr unequal(operand, c.literal);
-        const auto outcome = [&](const RLRelExpr& comparison) {
-            return OutcomeOf([&] { return comparison.evaluate(args).value.convert<bool>(); });
-        };
-        EXPECT_EQ(outcome(equal), c.equal) << c.name;
-        EXPECT_EQ(outcome(unequal), c.unequal) << c.name;
+        for (const RLRelExpr* comparison :
+             {static_cast<const RLRelExpr*>(&equal), static_cast<const RLRelExpr*>(&unequal)}) {
+            const auto ask = [&] { return comparison->evaluate(args).value.convert<bool>(); };
+            EXPECT_EQ(OutcomeOf(ask), c.outcome) << c.name;
+        }
     }
     EXPECT_FALSE(RLEqExpr(nullptr, 1).evaluate(args).value.convert<bool>());
     EXPECT_FALSE(RLNeExpr(nullptr, 1).evaluate(args).value.convert<bool>());
@@ -389,17 +354,15 @@ TEST(RuleExpressions, ComparisonsOfHandMadeValues) {
 
 TEST(RuleOnChangingTypes, FollowsTheTypeOfEachSample) {
     const std::unique_ptr<ISubscriptionRule> rule(Expression("a == 1 && !b"));
-    const auto outcome = [&](StreamType& type, Sample&& sample) {
-        if (type.EntryExists("a"))
-            sample.Set(type.EntryId("a"), 0, std::string("1"));
+    const auto ask = [&](test::TestType& type) {
+        Sample sample(&type.type, Poco::Timestamp());
+        if (type.type.EntryExists("a"))
+            sample.Set(sample.EntryId("a"), 0, "1");
         SubscriptionArgs args{pushed, &sample, nullptr};
         return OutcomeOf([&] { return rule->Applies(args); });
     };
     test::TestType first({{"a", Int32, 1}});
     test::TestType second({{"b", Int32, 1}, {"a", Double, 1}});
-    const auto ask = [&](test::TestType& type) {
-        return outcome(type.type, Sample(&type.type, Poco::Timestamp()));
-    };
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(ask(first), "true");
         EXPECT_EQ(ask(second), "false");

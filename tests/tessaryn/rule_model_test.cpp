@@ -13,12 +13,12 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <limits>
 #include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -29,181 +29,131 @@ using Poco::Dynamic::Var;
 using test::OutcomeOf;
 using test::Random;
 
-/// A rule as the test sees it; `kind` is the operator, or what the leaf is.
+/// A rule as the test sees it; `kind` is the operator, or what the leaf is, or nothing.
 struct Node {
-    std::string kind;
+    std::string kind, text;
     std::vector<Node> operands;
     std::string name, property;
     int from = 0, to = -1;
     Var literal;
 };
 
-struct Literal {
-    std::string text;
-    Var value;
-};
-
-const std::vector<Literal>& Literals() {
-    static const std::vector<Literal> literals = {
-        {"0", Poco::Int64(0)},
-        {"1", Poco::Int64(1)},
-        {"-1", Poco::Int64(-1)},
-        {"7", Poco::Int64(7)},
-        {"0x1f", Poco::Int64(31)},
-        {"-128", Poco::Int64(-128)},
-        {"300", Poco::Int64(300)},
-        {"-40000", Poco::Int64(-40000)},
-        {"4294967295", Poco::Int64(4294967295)},
-        {"9223372036854775807", std::numeric_limits<Poco::Int64>::max()},
-        {"7.5", 7.5},
-        {"-0.5", -0.5},
-        {"-128.0", -128.0},
-        {"0.1", 0.1},
-        {"1e3", 1000.0},
-        {"4e9", 4e9},
-        {"1e300", 1e300},
-        {"true", true},
-        {"false", false},
-        {"\"\"", std::string()},
-        {"\"7\"", std::string("7")},
-        {"\"-1\"", std::string("-1")},
-        {"\"7.5\"", std::string("7.5")},
-        {"\"abc\"", std::string("abc")},
-        {"\"a\\\"\\\\\"", std::string("a\"\\")},
-        {"\"false\"", std::string("false")},
-        {"\"Int8\"", std::string("Int8")},
-        {"\"\xff\"", std::string("\xff")}};
-    return literals;
-}
-
-/// Makes a rule and its text, in all shapes that the grammar has.
+/// Makes rules and their texts, in all shapes that the grammar has.
 class RuleMaker {
   public:
-    RuleMaker(Random& source, int depthLimit) : random(source), depth(depthLimit) {}
+    explicit RuleMaker(Random& source) : random(source) {}
 
-    /// \param atEnd whether a bare name may be the last that is written
-    Node Expression(std::string& text, unsigned level, bool atEnd) {
-        static const std::array<std::string, 3> operators = {"^^", "||", "&&"};
+    /// \param atEnd whether a bare name may come last
+    Node Expression(unsigned level, bool atEnd) {
+        static const std::vector<std::string> operators = {"^^", "||", "&&"};
         if (level == operators.size())
-            return Relation(text, atEnd);
+            return Relation(atEnd);
         const unsigned count = Chance(3) ? 2 + random.Below(2) : 1;
-        Node left;
-        for (unsigned i = 0; i < count; ++i) {
-            if (i > 0)
-                text += Blank() + operators[level] + Blank();
-            Node next = Expression(text, level + 1, atEnd && i + 1 == count);
-            left = i == 0 ? std::move(next) : Join(operators[level], left, std::move(next));
+        Node left = Expression(level + 1, atEnd && count == 1);
+        for (unsigned i = 1; i < count; ++i) {
+            Node right = Expression(level + 1, atEnd && i + 1 == count);
+            const std::string text = left.text + Blank() + operators[level] + Blank() + right.text;
+            left = Node{operators[level], text, {left, right}, "", "", 0, -1, {}};
         }
         return left;
     }
 
   private:
-    static Node Join(const std::string& kind, const Node& left, Node right) {
-        Node joined;
-        joined.kind = kind;
-        joined.operands = {left, std::move(right)};
-        return joined;
-    }
-
     bool Chance(unsigned of) { return random.Below(of) == 0; }
     std::string Blank() { return Chance(3) ? "" : " "; }
     std::string Pick(const std::vector<std::string>& from) {
         return from[random.Below(static_cast<unsigned>(from.size()))];
     }
 
-    Node Relation(std::string& text, bool atEnd) {
-        if (Chance(5)) {
-            text += "!" + Blank();
-            Node negation;
-            negation.kind = "!";
-            negation.operands = {Positive(text, atEnd)};
-            return negation;
-        }
-        return Positive(text, atEnd);
+    Node Relation(bool atEnd) {
+        Node node = Chance(30) ? Node() : depth < 4 && Chance(4) ? Group() : Leaf(atEnd);
+        if (!Chance(5))
+            return node;
+        return {"!", "!" + Blank() + node.text, {node}, "", "", 0, -1, {}};
     }
 
-    Node Positive(std::string& text, bool atEnd) {
-        if (Chance(30))
-            return {};
-        if (depth > 0 && Chance(4)) {
-            --depth;
-            text += "(" + Blank();
-            Node group = Expression(text, 0, true);
-            text += Blank() + ")";
-            ++depth;
-            return group;
-        }
+    Node Group() {
+        ++depth;
+        Node group = Expression(0, true);
+        group.text = "(" + Blank() + group.text + Blank() + ")";
+        --depth;
+        return group;
+    }
+
+    Node Leaf(bool atEnd) {
         Node leaf;
         leaf.name = Pick({"a", "b", "c", "nosuch"});
-        const unsigned form = random.Below(atEnd ? 5 : 4);
-        if (form == 0) {
-            leaf.kind = "func";
+        leaf.kind = Pick({"func", "prop", "index", "whole", atEnd ? "exists" : "whole"});
+        if (leaf.kind == "func")
             leaf.name = Pick({"pushed", "popped", "changed", "true", "other"});
-            text += leaf.name + "()";
-        } else if (form == 1) {
-            leaf.kind = "prop";
+        leaf.text = leaf.name;
+        if (leaf.kind == "func")
+            leaf.text += "()";
+        if (leaf.kind == "prop") {
             leaf.property = Pick({"type", "size", "exists", "front", "back", "other"});
-            text += leaf.name + Blank() + "." + leaf.property;
-        } else if (form == 2) {
+            leaf.text += Blank() + "." + leaf.property;
+        }
+        if (leaf.kind == "index")
+            AddIndex(leaf);
+        const bool compared = leaf.kind == "whole" || (leaf.kind != "exists" && !Chance(4));
+        if (leaf.kind == "whole")
             leaf.kind = "index";
-            text += leaf.name + "[" + IndexText(leaf) + "]";
-        } else {
-            leaf.kind = form == 3 ? "index" : "exists";
-            text += leaf.name;
-        }
-        if (form == 3 || (form < 3 && !Chance(4)))
-            return Comparison(std::move(leaf), text);
-        return leaf;
+        return compared ? Comparison(leaf) : leaf;
     }
 
-    std::string IndexText(Node& leaf) {
-        leaf.from = static_cast<int>(random.Below(5)) - 1;
-        leaf.to = static_cast<int>(random.Below(6)) - 1;
-        const std::string from = std::to_string(leaf.from);
-        const std::string to = std::to_string(leaf.to);
-        switch (random.Below(5)) {
+    void AddIndex(Node& leaf) {
+        const std::string from = std::to_string(leaf.from = static_cast<int>(random.Below(5)) - 1);
+        const std::string to = std::to_string(leaf.to = static_cast<int>(random.Below(6)) - 1);
+        const std::string form = Pick({"i", "i:", ":j", ":", "i : j"});
+        leaf.from = form[0] == 'i' ? leaf.from : 0;
+        leaf.to = form == "i" ? leaf.from : form.back() == 'j' ? leaf.to : -1;
+        leaf.text += '[';
+        for (const char c : form)
+            leaf.text += c == 'i' ? from : c == 'j' ? to : std::string(1, c);
+        leaf.text += ']';
+    }
+
+    Node Comparison(const Node& left) {
+        Node node;
+        node.kind = Pick({"<", "<=", ">", ">=", "==", "!="});
+        node.operands = {left};
+        std::string text;
+        switch (random.Below(4)) {
             case 0:
-                leaf.to = leaf.from;
-                return from;
+                text = Pick({"0", "1", "-1", "7", "31", "-128", "300", "-40000", "4294967295",
+                             "9223372036854775807"});
+                node.literal = Poco::Int64(std::stoll(text));
+                break;
             case 1:
-                leaf.to = -1;
-                return from + ":";
+                text = Pick({"7.5", "-0.5", "-128.0", "0.1", "1e3", "4e9", "1e300"});
+                node.literal = std::stod(text);
+                break;
             case 2:
-                leaf.from = 0;
-                return ":" + to;
-            case 3:
-                leaf.from = 0;
-                leaf.to = -1;
-                return ":";
+                text = Pick({"", "7", "-1", "7.5", "abc", "a\"\\", "false", "Int8", "\xff"});
+                node.literal = text;
+                text = test::Quoted(text);
+                break;
             default:
-                return from + " : " + to;
+                text = Pick({"true", "false"});
+                node.literal = text == "true";
         }
-    }
-
-    Node Comparison(Node left, std::string& text) {
-        Node comparison;
-        comparison.kind = Pick({"<", "<=", ">", ">=", "==", "!="});
-        comparison.operands = {std::move(left)};
-        const Literal& literal = Literals()[random.Below(static_cast<unsigned>(Literals().size()))];
-        comparison.literal = literal.value;
-        text += Blank() + comparison.kind + Blank() + literal.text;
-        return comparison;
+        node.text = left.text + Blank() + node.kind + Blank() + text;
+        return node;
     }
 
     Random& random;
-    int depth;
+    int depth = 0;
 };
 
 void Dump(const Node& node, const std::string& indent, std::string& out) {
     if (node.kind.empty())
         return;
-    if (node.kind == "func" || node.kind == "exists") {
-        out += indent + node.kind + ": " + node.name + "|";
-    } else if (node.kind == "prop") {
-        out += indent + "prop: " + node.name + "." + node.property + "|";
-    } else if (node.kind == "index") {
+    if (node.kind == "index") {
         out += indent + "index: " + node.name + "[" + std::to_string(node.from) + ":" +
                std::to_string(node.to) + "]|";
+    } else if (node.operands.empty()) {
+        out += indent + node.kind + ": " + node.name;
+        out += node.kind == "prop" ? "." + node.property + "|" : "|";
     } else {
         out += indent + node.kind + "|";
         for (const Node& operand : node.operands)
@@ -211,6 +161,28 @@ void Dump(const Node& node, const std::string& indent, std::string& out) {
         if (!node.literal.isEmpty())
             out += indent + " " + node.literal.toString() + "|";
     }
+}
+
+/// Calls a function template's instance for the native type of a value type.
+template <class Call>
+bool ForNative(BaseType type, Call call) {
+    // clang-format off
+    switch (type) {
+        case Int8: return call(char());
+        case Int16: return call(short());
+        case Int32: return call(int());
+        case Int64: return call(0LL);
+        case UInt8: return call(static_cast<unsigned char>(0));
+        case UInt16: return call(static_cast<unsigned short>(0));
+        case UInt32: return call(0U);
+        case UInt64: return call(0ULL);
+        case Float: return call(0.0F);
+        case Double: return call(0.0);
+        case Bool: return call(false);
+        case String: return call(std::string());
+        default: return false;
+    }
+    // clang-format on
 }
 
 /// An entry as the test sees it: its elements, each as the native value.
@@ -328,91 +300,59 @@ class Model {
     }
 
     static bool CompareElement(const Node& node, BaseType type, const Var& value) {
-        switch (type) {
-            // clang-format off
-            case Int8: return CompareAs<char, Poco::Int8>(node, value);
-            case Int16: return CompareAs<short>(node, value);
-            case Int32: return CompareAs<int>(node, value);
-            case Int64: return CompareAs<long long>(node, value);
-            case UInt8: return CompareAs<unsigned char>(node, value);
-            case UInt16: return CompareAs<unsigned short>(node, value);
-            case UInt32: return CompareAs<unsigned int>(node, value);
-            case UInt64: return CompareAs<unsigned long long>(node, value);
-            case Float: return CompareAs<float>(node, value);
-            case Double: return CompareAs<double>(node, value);
-            case Bool: return CompareAs<bool>(node, value);
-            case String: return CompareAs<std::string>(node, value);
-            default: return false;
-                // clang-format on
-        }
-    }
-
-    template <class T, class Converted = T>
-    static bool CompareAs(const Node& node, const Var& value) {
-        const auto left = static_cast<Converted>(value.extract<T>());
-        const auto right = node.literal.convert<Converted>();
-        const std::string& kind = node.kind;
-        return kind == "=="   ? left == right
-               : kind == "!=" ? left != right
-               : kind == "<"  ? left < right
-               : kind == "<=" ? left <= right
-               : kind == ">"  ? left > right
-                              : left >= right;
+        return ForNative(type, [&](auto native) {
+            using Native = decltype(native);
+            // A literal never is a character.
+            using Converted = std::conditional_t<std::is_same_v<Native, char>, Poco::Int8, Native>;
+            const auto left = static_cast<Converted>(value.extract<Native>());
+            const auto right = node.literal.convert<Converted>();
+            const std::string& kind = node.kind;
+            return kind == "=="   ? left == right
+                   : kind == "!=" ? left != right
+                   : kind == "<"  ? left < right
+                   : kind == "<=" ? left <= right
+                   : kind == ">"  ? left > right
+                                  : left >= right;
+        });
     }
 };
 
 /// Fills an entry of the sample and the model with values near those that rules compare with.
-template <class T>
-void Fill(Random& random, Sample& sample, unsigned short id, unsigned count, Entry& entry) {
-    static const std::vector<double> near = {
-        0, 1, -1, 7, 31, -128, 300, -40000, 4294967295.0, 7.5, -0.5, 0.1, 1000, 4e9, 127, 255};
-    for (unsigned i = 0; i < count; ++i) {
-        double value = near[random.Below(static_cast<unsigned>(near.size()))];
-        // What the type can't hold becomes one of its own limits.
-        if (value < static_cast<double>(std::numeric_limits<T>::lowest()))
-            value = static_cast<double>(std::numeric_limits<T>::lowest());
-        const bool tooLarge = value > static_cast<double>(std::numeric_limits<T>::max());
-        const T native = tooLarge ? std::numeric_limits<T>::max() : static_cast<T>(value);
-        sample.Set(id, i, native);
-        entry.elements.emplace_back(native);
-    }
-}
-
-void FillText(Random& random, Sample& sample, unsigned short id, Entry& entry) {
-    const std::vector<std::string> texts = {"", "7", "-1", "abc", "a\"\\", "true", "\xff", "Int8"};
-    const std::string& text = texts[random.Below(static_cast<unsigned>(texts.size()))];
-    sample.Set(id, text);
-    entry.elements.assign(text.begin(), text.end());
-}
-
-void FillRandomly(Random& random, Sample& sample, unsigned short id, Entry& entry) {
+void Fill(Random& random, Sample& sample, unsigned short id, Entry& entry) {
+    static const std::vector<double> near = {0,   1,    -1,  7,    31,  -128, 300, -40000,
+                                             7.5, -0.5, 0.1, 1000, 4e9, 127,  255, 4294967295.0};
+    static const std::vector<std::string> texts = {"",      "7",    "-1",   "abc",
+                                                   "a\"\\", "true", "\xff", "Int8"};
     const unsigned count = random.Below(4);
-    sample.Resize(id, count);
-    switch (entry.type) {
-        // clang-format off
-        case Int8: return Fill<char>(random, sample, id, count, entry);
-        case Int16: return Fill<short>(random, sample, id, count, entry);
-        case Int32: return Fill<int>(random, sample, id, count, entry);
-        case Int64: return Fill<long long>(random, sample, id, count, entry);
-        case UInt8: return Fill<unsigned char>(random, sample, id, count, entry);
-        case UInt16: return Fill<unsigned short>(random, sample, id, count, entry);
-        case UInt32: return Fill<unsigned int>(random, sample, id, count, entry);
-        case UInt64: return Fill<unsigned long long>(random, sample, id, count, entry);
-        case Float: return Fill<float>(random, sample, id, count, entry);
-        case Double: return Fill<double>(random, sample, id, count, entry);
-        case Bool: return Fill<bool>(random, sample, id, count, entry);
-        case String: return FillText(random, sample, id, entry);
-        default: FAIL();
-            // clang-format on
-    }
+    ForNative(entry.type, [&](auto native) {
+        using Native = decltype(native);
+        if constexpr (std::is_same_v<Native, std::string>) {
+            const std::string& text = texts[random.Below(static_cast<unsigned>(texts.size()))];
+            sample.Set(id, text);
+            entry.elements.assign(text.begin(), text.end());
+        } else {
+            sample.Resize(id, count);
+            using Limits = std::numeric_limits<Native>;
+            for (unsigned i = 0; i < count; ++i) {
+                const double value = near[random.Below(static_cast<unsigned>(near.size()))];
+                // What the type can't hold becomes one of its own limits.
+                native = value < static_cast<double>(Limits::lowest()) ? Limits::lowest()
+                         : value > static_cast<double>(Limits::max())  ? Limits::max()
+                                                                       : static_cast<Native>(value);
+                sample.Set(id, i, native);
+                entry.elements.emplace_back(native);
+            }
+        }
+        return true;
+    });
 }
 
 TEST(RuleModel, RandomRulesAnswerAsASecondEvaluatorDoes) {
     Random random;
     std::map<std::string, int> outcomes;
     for (int round = 0; round < 2000 && !testing::Test::HasFailure(); ++round) {
-        std::string text;
-        const Node node = RuleMaker(random, 4).Expression(text, 0, true);
+        const Node node = RuleMaker(random).Expression(0, true);
+        const std::string& text = node.text;
         std::string dump;
         Dump(node, "", dump);
         const std::shared_ptr<RLExpr> tree = test::Parse(text);
@@ -432,7 +372,7 @@ TEST(RuleModel, RandomRulesAnswerAsASecondEvaluatorDoes) {
             }
             Sample sample(&type.type, Poco::Timestamp());
             for (auto& [name, entry] : model.entries)
-                FillRandomly(random, sample, sample.EntryId(name), entry);
+                Fill(random, sample, sample.EntryId(name), entry);
             SubscriptionArgs args{model.change, &sample, nullptr};
             const std::string expected = OutcomeOf([&] { return model.Truth(node); });
             const std::string where = text + "\n" + test::BinaryOf(sample);

@@ -431,17 +431,9 @@ TEST_F(Streams, AreWrittenAndReadBackEntryByEntry) {
     EXPECT_EQ(newest(streams["a/b/numbers"]), 5);
     EXPECT_EQ(newest(read["a/b/numbers"]), 3);
     // But for the times of samples that hold text, which are those of reading.
-    streams.Remove("a/all");
-    streams.Remove("a/all.2");
-    const std::string written = Written(streams);
-    StreamRepository numbersOnly(logger, '.');
-    numbersOnly.Fill(serializer, streamNode, readTypes);
-    numbersOnly.Remove("a.all");
-    EXPECT_NE(numbersOnly.GetRoot().GetGroup("a").GetStreamPtr("all.2"), nullptr);
-    numbersOnly.GetRoot().GetGroup("a").Remove("all.2");
-    EXPECT_NE(Written(numbersOnly).find("GroupSeparator/1=. "), std::string::npos);
-    numbersOnly.GetRoot().GetGroup("a").Remove("all");
-    EXPECT_EQ(Written(numbersOnly.GetRoot()), Written(streams.GetRoot()));
+    EXPECT_EQ(Written(read.GetGroup("a/b")), Written(streams.GetGroup("a/b")));
+    EXPECT_EQ(Written(readTypes), Written(types));
+    EXPECT_EQ(Written(read).rfind("/1(GroupSeparator/1=/ Group/1", 0), 0U);
 }
 
 TEST_F(Streams, WriteThisLayout) {
