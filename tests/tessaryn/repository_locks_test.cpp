@@ -140,6 +140,8 @@ TEST_F(RepositoryLocks, GroupsLockAsTheySay) {
          {"IsStreamTypeInUse", [&] { group.IsStreamTypeInUse(pos); }},
          {"Serialize", serialize},
          {"Remove", [&] { group.Remove("nosuch"); }},
+         {"RemoveItem", [&] { group.RemoveItem("nosuch"); }},
+         {"RemoveGroup", [&] { group.RemoveGroup("nosuch"); }},
          {"Clear", [&] { group.Clear(); }}},
         {{"names", [&] { group.GetFullName(); }}, {"IsEmpty", [&] { group.IsEmpty(); }}});
 }
