@@ -95,14 +95,14 @@ TEST_F(StreamNotification, AsksEachRuleBeforeItsDelegateInOrderOfSubscribing) {
 TEST_F(StreamNotification, SharesOneCopyWhoseChangesLaterSubscriptionsSee) {
     const SubscriptionArgs* first = nullptr;
     const Sample* live = nullptr;
-    stream.Subscribe(SubscriptionOf(1, [&](Stream& sender, SubscriptionArgs& args) {
-        first = &args;
-        sender.GetLatest([&](const Sample& sample) { live = &sample; });
-        EXPECT_NE(args.sample, live);
-        EXPECT_EQ(args.sample->GetTimeStamp(), live->GetTimeStamp());
-        EXPECT_EQ(args.sample->GetStreamType(), &layout.type);
-        args.sample->Set(0, 0, args.sample->GetInt32(0, 0) + 10);
-    }));
+    stream.Subscribe({Always(), TestDelegate(1, [&](Stream& sender, SubscriptionArgs& args) {
+                          first = &args;
+                          sender.GetLatest([&](const Sample& sample) { live = &sample; });
+                          EXPECT_NE(args.sample, live);
+                          EXPECT_EQ(args.sample->GetTimeStamp(), live->GetTimeStamp());
+                          EXPECT_EQ(args.sample->GetStreamType(), &layout.type);
+                          args.sample->Set(0, 0, args.sample->GetInt32(0, 0) + 10);
+                      })});
     stream.Subscribe({Rule("a"), Target("A", 2)});
     stream.Subscribe({Expression("x == 17"), Target("B", 3)});
     stream.Subscribe({Expression("x == 7"), Target("C", 4)});
@@ -114,6 +114,20 @@ TEST_F(StreamNotification, SharesOneCopyWhoseChangesLaterSubscriptionsSee) {
     stream.ChangeLatest([](Sample& sample) { sample.Set(0, 0, 8); }, true);
     EXPECT_EQ(log, "a17 A17 B17 a18 A18 ");
     EXPECT_EQ(Stored(), 8);
+}
+
+TEST_F(StreamNotification, GivesACopyToTheRulesOfHosts) {
+    const auto change = [](SubscriptionArgs& args) {
+        args.sample->Set(0, 0, args.sample->GetInt32(0, 0) + 10);
+        return false;
+    };
+    stream.Subscribe(
+        {And(Always(), Not(Or(Xor(Always(), Always()), new TestRule(change)))), Target("A", 1)});
+    stream.Subscribe({new TestRule(change), Target("B", 2)});
+    stream.Subscribe({Expression("x == 27"), Target("C", 3)});
+    Push(7);
+    EXPECT_EQ(log, "A17 C27 ");
+    EXPECT_EQ(Stored(), 7);
 }
 
 TEST_F(StreamNotification, HasACopyOfItsOwnInsideAnother) {

@@ -290,7 +290,7 @@ TEST_F(StreamRing, SelectsByTimeWithBothEnds) {
     constexpr long long day = 86400000000;
     const long long present = Timestamp().epochMicroseconds();
     Stream stream(&layout.type, 9);
-    for (const long long time : {-7LL, 0LL, 10LL, 10LL, 11LL, present, future})
+    for (const long long time : {-LLONG_MAX, 0LL, 10LL, 10LL, 11LL, present, future})
         stream.PushNew(Numbered(static_cast<int>(time % 100), time).release());
     const int recent = static_cast<int>(present % 100);
     const int last = static_cast<int>(future % 100);
