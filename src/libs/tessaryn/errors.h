@@ -14,19 +14,22 @@
 /// The library's own exceptions. A host that wants them all catches `BaseException`; catching
 /// `std::exception` includes the standard ones and Poco's.
 ///
-/// | class | when | message |
-/// |---|---|---|
-/// | TypeMismatchException | an accessor's type does not fit the entry's | "Type 'A' is not
-/// compatible with type 'B'." and a line feed | | GroupNotFoundException | a look-up of a group by
-/// name or path | "Group 'name' does not exist." | | ItemNotFoundException | a look-up of an item
-/// by name or path; the newest sample of an empty stream | "Item 'name' does not exist."; "No
-/// Sample in Stream" | | StreamCreateException | the samples of a stream's node can't be read |
-/// "Could not create stream. Reason: " and the reason | | EntryNotFoundException | a look-up of an
-/// entry by name | names the entry, the type and its version | |
-/// VersionedObjectAlreadyExistsException | a version is added twice | names the version and the
-/// collection | | VersionedObjectNotFoundException | a look-up of an absent version | names the
-/// version and the collection | | WrongVersionException | a version step is too small or passes the
-/// largest version | tells which |
+/// Each class, when it is thrown, and its message:
+/// - `TypeMismatchException`: an accessor's type does not fit the entry's. "Type 'A' is not
+///   compatible with type 'B'." and a line feed.
+/// - `GroupNotFoundException`: a look-up of a group by name or path. "Group 'name' does not exist."
+/// - `ItemNotFoundException`: a look-up of an item by name or path. "Item 'name' does not exist."
+///   The newest sample of an empty stream: "No Sample in Stream".
+/// - `StreamCreateException`: the samples of a stream's node can't be read. "Could not create
+///   stream. Reason: " and the reason.
+/// - `EntryNotFoundException`: a look-up of an entry by name. Names the entry, the type and its
+///   version.
+/// - `VersionedObjectAlreadyExistsException`: a version is added twice. Names the version and the
+///   collection.
+/// - `VersionedObjectNotFoundException`: a look-up of an absent version. Names the version and the
+///   collection.
+/// - `WrongVersionException`: a version step is too small or passes the largest version. Tells
+///   which.
 ///
 /// \threadsafety immutable
 
