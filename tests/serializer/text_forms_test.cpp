@@ -1,261 +1,251 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "serializer/text_forms.h"
+#include "serializer/json_format.h"
+#include "serializer/node_tree.h"
+#include "serializer/serialization_exception.h"
+#include "serializer/xml_format.h"
+#include "support/node_builder.h"
+#include "support/random.h"
+#include "support/thrown.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
-#include <random>
-#include <streambuf>
-#include <vector>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <utility>
 
 namespace velmora::core::serialization {
 namespace {
 
-using testing::HasSubstr;
+using std::string_literals::operator""s;
 
-/// Texts that a document can't hold as they are, or that look like what stands for such.
-const std::vector<std::string> nastyTexts = {
-    "",
-    " ",
-    "  a  ",
-    "a ",
-    std::string(1, '\0'),
-    std::string("a\0b\0", 4),
-    "\n",
-    "\r",
-    "a\r\nb\rc\nd\n",
-    "\ta\tb\t",
-    "\x01\x1f\x7f",
-    "\\",
-    "\\x41",
-    "\\\\n\n",
-    "\\u0041 &#65; &amp; &lt; %41",
-    "<a b=\"c\">&]]></a><!-- - -->",
-    "\"'{}[],:",
-    "text=\"escaped\"",
-    "\xff",
-    "\xc3",
-    "\xc3(\xa4",
-    "\xe2\x82",
-    "\xc0\x80",          // overlong
-    "\xe0\x9f\xbf",      // overlong
-    "\xf0\x8f\xbf\xbf",  // overlong
-    "\xed\xa0\x80",      // a surrogate
-    "\xf4\x90\x80\x80",  // beyond the last code point
-    "\xf5\x80\x80\x80",
-    "\xef\xbf\xbe",  // U+FFFE, which XML does not admit
-    "\xef\xbf\xbf",
-    "\xef\xbb\xbfmark",
-    "\xc2\x80\xc2\x85\xe2\x80\xa8",  // control characters and line ends beyond ASCII
-    "\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbd\xf0\x90\x80\x80\xf4\x8f\xbf\xbf",
-    "Gr\xc3\xb6\xc3\x9f"
-    "e \xf0\x9f\x98\x80",
-    "_node",
-    "_value",
-    "xml",
-    "XMLa",
-    "a:b",
-    "1",
-    "-",
-    "a.b-c_d",
-    "null",
-    "Tree",
+struct TextForm {
+    std::string name;
+    void (*write)(const NodeTree&, std::ostream&);
+    NodeTree (*read)(std::istream&);
 };
 
-void ExpectKept(const NodeTree& tree, const std::string& what) {
-    const std::string dump = Dump(tree.GetRoot());
-    const std::string xml = Write(textForms[0], tree);
-    const std::string json = Write(textForms[1], tree);
-    const NodeTree fromXml = Read(textForms[0], xml);
-    const NodeTree fromJson = Read(textForms[1], json);
-    EXPECT_EQ(Dump(fromXml.GetRoot()), dump) << what << "\n" << xml;
-    EXPECT_EQ(Dump(fromJson.GetRoot()), dump) << what << "\n" << json;
-    EXPECT_EQ(Write(textForms[1], fromXml), json) << what;
-    EXPECT_EQ(Write(textForms[0], fromJson), xml) << what;
+const TextForm xml = {"XML", WriteXml, ReadXml};
+const TextForm json = {"JSON", WriteJson, ReadJson};
+
+std::string Write(const TextForm& form, const NodeTree& tree) {
+    std::ostringstream out;
+    form.write(tree, out);
+    return out.str();
 }
 
-TEST(TextForms, KeepNastyTextsAsNameAsValueAndAsBoth) {
-    for (const std::string& text : nastyTexts) {
-        NodeTree tree;
-        NodeRef root = tree.GetRoot();
-        root.SetValue(text);
-        root.AddNode(text, NodeValue).SetValue(text);
-        root.AddNode(text, NodeElement);
-        NodeRef both = root.AddNode(text, NodeList);
-        both.SetValue(text);
-        both.AddNode(text, static_cast<NodeFlags>(4294967295U));
-        ExpectKept(tree, testing::PrintToString(text));
-        NodeTree bare;
-        bare.GetRoot().SetValue(text);
-        ExpectKept(bare, "the root's " + testing::PrintToString(text));
-    }
+NodeTree Read(const TextForm& form, const std::string& text) {
+    std::istringstream in(text);
+    return form.read(in);
 }
 
-TEST(XmlDocument, NamesElementsAfterNodesWhereXmlAllowsIt) {
-    for (const char* name : {"a", "A1", "x", "xm", "xmm", "ax-ml", "a.b_c-", "Tree"}) {
-        NodeTree tree;
-        tree.GetRoot().AddNode(name, NodeElement);
-        EXPECT_THAT(Write(textForms[0], tree), HasSubstr("  <" + std::string(name) + "/>\n"));
-    }
-    for (const char* name : {"", "xml", "XmLa", "1", "-a", "_a", "a:b", "a b", "\xc3\xa4"}) {
-        NodeTree tree;
-        tree.GetRoot().AddNode(name, NodeElement);
-        EXPECT_THAT(Write(textForms[0], tree),
-                    HasSubstr("  <_node name=\"" + std::string(name) + "\"/>\n"));
-    }
+/// Why a document can't be read.
+std::string GetReason(const TextForm& form, const std::string& text) {
+    return test::MessageOf<SerializationException>([&] { Read(form, text); });
 }
 
-TEST(TextForms, KeepAnEmptyTreeAndTellEmptyValueFromNone) {
-    ExpectKept(NodeTree(), "an empty tree");
-    NodeTree tree;
-    tree.GetRoot().AddNode("none", NodeValue);
-    tree.GetRoot().AddNode("empty", NodeValue).SetValue("");
-    for (const TextForm& form : textForms) {
-        const NodeTree read = Read(form, Write(form, tree));
-        EXPECT_FALSE(read.GetRoot()["none"].HasValue()) << form.name;
-        EXPECT_TRUE(read.GetRoot()["empty"].HasValue()) << form.name;
-    }
+void ExpectKept(const NodeTree& tree) {
+    const std::string dump = test::Sorted(tree.GetRoot());
+    const NodeTree fromXml = Read(xml, Write(xml, tree));
+    const NodeTree fromJson = Read(json, Write(json, tree));
+    EXPECT_EQ(test::Sorted(fromXml.GetRoot()), dump) << Write(xml, tree);
+    EXPECT_EQ(test::Sorted(fromJson.GetRoot()), dump) << Write(json, tree);
+    EXPECT_EQ(Write(json, fromXml), Write(json, tree));
+    EXPECT_EQ(Write(xml, fromJson), Write(xml, tree));
 }
+
+/// Texts that a document can't hold as they are, or that look like what stands for such.
+const std::string nastyTexts[] = {
+    "", " ", "  a  ", "a\0b\0"s, "\n", "a\r\nb\rc\n", "\ta\tb\t", "\x01\x1f\x7f", "\\", "\\x41",
+    "\\\\n\n", "\\u0041 &#65; &amp; %41", "<a b=\"c\">&]]></a><!-- - -->", "\"'{}[],:", "_node",
+    "_value", "xml", "a:b", "1", "-", "null", "Tree", "\xef\xbb\xbfmark", "\xc2\x80\xe2\x80\xa8",
+    // No UTF-8: cut off, overlong, surrogates, beyond the last code point; then the edges of it.
+    "\xff", "\xc3", "\xc3(\xa4", "\xe2\x82", "\xc0\x80", "\xe0\x9f\xbf", "\xf0\x8f\xbf\xbf",
+    "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xef\xbf\xbe", "\xef\xbf\xbf",
+    "\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbd\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"};
 
 /// Gives every node of a small tree a shape and texts of the generator's choice.
-void Grow(NodeRef node, int levels, std::mt19937& random) {
-    const auto pick = [&random](std::size_t count) { return random() % count; };
-    const auto pickText = [&]() -> std::string {
-        if (pick(2) == 0) {
-            return nastyTexts[pick(nastyTexts.size())];
-        }
-        std::string text(pick(6), '\0');
-        for (char& c : text) {
-            // Mostly what matters to a parser or an escape, else any byte.
-            constexpr std::string_view special = "\\<>&\"'xn \n\r\t]\xc3\xa4\xef\xbf\xbe";
-            c = pick(3) == 0 ? static_cast<char>(random()) : special[pick(special.size())];
-        }
-        return text;
+void Grow(NodeRef node, int levels, test::Random& random) {
+    const auto pickText = [&random] {
+        const std::string text = nastyTexts[random.Below(std::size(nastyTexts))];
+        const std::string other = nastyTexts[random.Below(std::size(nastyTexts))];
+        // Also side by side with any byte and each other.
+        return random.Below(2) == 0 ? text : text + static_cast<char>(random.Bits()) + other;
     };
-    constexpr unsigned flags[] = {0, 1, 1, 2, 2, 10, 17, 17, 4294967295U};
-    if (pick(2) == 0) {
+    if (random.Below(2) == 0)
         node.SetValue(pickText());
-    }
-    for (std::size_t count = levels > 0 ? pick(5) : 0; count > 0; --count) {
-        const std::string name = pick(2) == 0 ? "Entry" : pickText();
-        Grow(node.AddNode(name, static_cast<NodeFlags>(flags[pick(std::size(flags))])), levels - 1,
-             random);
+    for (unsigned count = levels > 0 ? random.Below(5) : 0; count > 0; --count) {
+        const unsigned flags[] = {0, 1, 1, 2, 2, 10, 17, 17, 4294967295U};
+        const auto flag = static_cast<NodeFlags>(flags[random.Below(std::size(flags))]);
+        Grow(node.AddNode(random.Below(2) == 0 ? "Entry" : pickText(), flag), levels - 1, random);
     }
 }
 
 TEST(TextForms, KeepRandomTrees) {
-    const unsigned seed = std::random_device()();
-    std::mt19937 random(seed);
-    for (int round = 0; round < 300 && !HasFailure(); ++round) {
-        NodeTree tree;
-        Grow(tree.GetRoot(), 4, random);
-        ExpectKept(tree, "seed " + std::to_string(seed) + ", round " + std::to_string(round));
+    test::Random random;
+    for (int round = 0; round < 500 && !HasFailure(); ++round) {
+        const NodeTree tree;
+        Grow(tree.GetRoot(), round % 5, random);
+        ExpectKept(tree);
     }
 }
 
 TEST(TextForms, KeepTextsAcrossTheParsersPieces) {
     // Longer than any buffer between stream and tree, with a break at every place of a sequence.
-    for (std::size_t shift = 0; shift < 4; ++shift) {
-        std::string text(shift, '.');
-        while (text.size() < 200'000) {
-            text += "\xf0\x9f\x98\x80";
-        }
-        NodeTree tree;
-        tree.GetRoot().AddNode("n", NodeValue).SetValue(text);
-        tree.GetRoot().AddNode("m", NodeValue).SetValue(text + '\xff');
-        ExpectKept(tree, "shift " + std::to_string(shift));
+    const NodeTree tree;
+    for (std::string text; text.size() < 4; text += '.') {
+        std::string value = text;
+        while (value.size() < 200'000)
+            value += "\xf0\x9f\x98\x80";
+        tree.GetRoot().AddNode("n", NodeValue).SetValue(value);
+        tree.GetRoot().AddNode("m", NodeValue).SetValue(value + '\xff');
     }
+    ExpectKept(tree);
 }
 
-NodeTree MakeChain(std::size_t levels) {
-    NodeTree tree;
-    NodeRef node = tree.GetRoot();
-    for (std::size_t level = 0; level < levels; ++level) {
-        node = node.AddNode("n", level % 2 == 0 ? NodeElement : NodeList);
-    }
-    return tree;
+TEST(XmlDocument, NamesElementsAfterNodesWhereXmlAllowsIt) {
+    const NodeTree tree;
+    for (const char* name : {"A1", "xm", "xmm", "a.b_c-", "XmLa", "1", "a:b"})
+        tree.GetRoot().AddNode(name, NodeElement);
+    EXPECT_THAT(
+        Write(xml, tree),
+        testing::HasSubstr("  <A1/>\n  <xm/>\n  <xmm/>\n  <a.b_c-/>\n  <_node name=\"XmLa\"/>\n"
+                           "  <_node name=\"1\"/>\n  <_node name=\"a:b\"/>\n"));
+}
+
+TEST(NodeFormatDocument, ShowsWhatIsWrittenAndReadAndRefusedWhereCutOff) {
+    std::ifstream file(NODE_FORMAT_DOCUMENT);
+    const std::string document(std::istreambuf_iterator<char>(file), {});
+    // The one block of code in that language.
+    const auto getBlock = [&document](const std::string& open) {
+        const std::size_t begin = document.find(open) + open.size();
+        return document.substr(begin, document.find("\n```\n", begin) + 1 - begin);
+    };
+    const std::string asXml = getBlock("\n```xml\n");
+    const std::string asJson = getBlock("\n```json\n");
+    EXPECT_EQ(Write(json, Read(xml, asXml)), asJson);
+    EXPECT_EQ(Write(xml, Read(json, asJson)), asXml);
+    for (const auto& [form, text] : {std::pair(xml, asXml), std::pair(json, asJson)})
+        // Without its last line end a document is whole.
+        for (std::size_t length = 0; length + 1 < text.size(); ++length)
+            EXPECT_THAT(GetReason(form, text.substr(0, length)), testing::HasSubstr(" at line "))
+                << form.name << " cut off after " << length << " bytes";
 }
 
 TEST(DocumentDepth, IsAThousandLevelsInBothDirections) {
-    const NodeTree deepest = MakeChain(1'000);
-    const NodeTree tooDeep = MakeChain(1'001);
-    ExpectKept(deepest, "the deepest tree");
-    for (const TextForm& form : textForms) {
-        EXPECT_LT(Write(form, deepest).size(), 200'000U) << form.name << ": the indent has a limit";
-        EXPECT_THROW(Write(form, tooDeep), SerializationException) << form.name;
-    }
-    const auto nest = [](std::string text, const std::string& open, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            text += open;
-        }
-        return text;
-    };
-    const std::string reason = "The tree is deeper than 1000 levels.";
-    EXPECT_THAT(GetReason(textForms[0], nest("<Tree>", "<n>", 1'000)), Not(HasSubstr(reason)));
-    EXPECT_THAT(GetReason(textForms[1], nest("{\"Tree\":[", "{\"n\":[", 1'000)),
-                Not(HasSubstr(reason)));
-    for (const std::size_t levels : {1'001, 1'000'000}) {
-        EXPECT_EQ(GetReason(textForms[0], nest("<Tree>\n", "<n>", levels)),
-                  "The XML document can not be read at line 2, column 3001: " + reason);
-        EXPECT_EQ(GetReason(textForms[1], nest("{\"Tree\":[\n", "{\"n\":[", levels)),
-                  "The JSON document can not be read at line 2, column 6001: " + reason);
-        EXPECT_THAT(GetReason(textForms[1], nest("", "[", levels)), HasSubstr("column 1: "));
+    const NodeTree tree;
+    NodeRef node = tree.GetRoot();
+    for (int level = 0; level < 1'000; ++level)
+        node = node.AddNode("n", NodeElement);
+    ExpectKept(tree);
+    EXPECT_LT(Write(xml, tree).size(), 200'000U) << "the indent has a limit";
+    node.AddNode("n", NodeElement);
+    for (const auto& [form, begin, open, place] :
+         {std::tuple(xml, "<Tree>\n"s, "<n>"s, "line 2, column 3001"s),
+          std::tuple(json, "{\"Tree\":[\n"s, "{\"n\":["s, "line 2, column 6001"s)}) {
+        EXPECT_THROW(Write(form, tree), SerializationException) << form.name;
+        std::string document = begin;
+        for (int level = 0; level < 1'000'000; ++level)
+            document += open;
+        EXPECT_THAT(GetReason(form, document), testing::HasSubstr(place + ": "));
     }
 }
-
-/// Gives or takes some bytes, then fails in one of the ways streams know.
-class FailingBuffer : public std::streambuf {
-  public:
-    explicit FailingBuffer(std::string content) : text(std::move(content)) {
-        setg(text.data(), text.data(), text.data() + text.size());
-    }
-
-  protected:
-    int_type underflow() override { throw std::runtime_error("the disk is gone"); }
-    std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
-        return length - 1;
-    }
-
-  private:
-    std::string text;
-};
 
 TEST(TextForms, ReportStreamsThatFail) {
-    const NodeTree tree = MakeChain(3);
-    for (const TextForm& form : textForms) {
-        FailingBuffer target("");
-        std::ostream out(&target);
-        EXPECT_THROW(form.write(tree, out), SerializationException) << form.name;
-
-        FailingBuffer source(Write(form, tree).substr(0, 30));
-        std::istream in(&source);
-        try {
-            form.read(in);
-            ADD_FAILURE() << form.name;
-        } catch (const SerializationException& exception) {
-            EXPECT_THAT(exception.what(), HasSubstr("the disk is gone")) << form.name;
-        }
-        std::ifstream absent("/nonexistent/file");
-        EXPECT_THROW(form.read(absent), SerializationException) << form.name;
+    struct FailingBuffer : std::stringbuf {
+        using std::stringbuf::stringbuf;
+        int_type underflow() override { throw std::runtime_error("the disk is gone"); }
+    };
+    for (const TextForm& form : {xml, json}) {
+        std::ostream out(nullptr);
+        EXPECT_THROW(form.write(NodeTree(), out), SerializationException) << form.name;
+        FailingBuffer buffer(Write(form, NodeTree()).substr(0, 9));
+        std::istream in(&buffer);
+        EXPECT_THAT(test::MessageOf<SerializationException>([&] { form.read(in); }),
+                    testing::HasSubstr("the disk is gone"));
     }
 }
 
-TEST(TextForms, RefuseEveryCutOffDocument) {
-    NodeTree tree;
-    tree.GetRoot().AddNode("a", NodeName).SetValue("1\n2");
-    tree.GetRoot().AddNode("\xff", NodeValue).AddNode("c", NodeValue).SetValue("");
-    tree.GetRoot()["a"].AddNode("b", NodeValue).SetValue("x & y");
-    for (const TextForm& form : textForms) {
-        const std::string document = Write(form, tree);
-        // Without its last line end a document is whole.
-        for (std::size_t length = 0; length + 1 < document.size(); ++length) {
-            EXPECT_THAT(GetReason(form, document.substr(0, length)), HasSubstr(" at line "))
-                << form.name << " cut off after " << length << " bytes";
-        }
+TEST(TextForms, RefuseMalformedDocumentsWithLineAndColumn) {
+    const std::string beside =
+        "Text stands beside elements; a value has an element '_value' of its own there.";
+    const std::string noType = "A document type is not allowed here.";
+    const std::string number = "The only numbers are flags, which are 32-bit unsigned integers.";
+    const struct {
+        const TextForm& form;
+        const char* place;
+        std::string document;  // JSON with ' for "
+        std::string reason;    // where empty, the parser's own
+    } cases[] = {
+        {xml, "1:1", "", "No element found"},
+        {xml, "2:8", "<Tree>\n  <a></b>\n</Tree>", "Tag mismatch"},
+        {xml, "2:1", "<Tree>\n\0</Tree>"s, "Invalid token"},
+        {xml, "1:16", "<!DOCTYPE Tree [<!ENTITY e 'x'>]><Tree>&e;</Tree>", noType},
+        {xml, "1:16", "<!DOCTYPE Tree [<!ENTITY % e SYSTEM 'file:///a'> %e;]><Tree/>", noType},
+        {xml, "2:1", "<!---->\n<Forest/>", "The outermost element is 'Forest', not 'Tree'."},
+        {xml, "1:1", "<_value/>", "The value belongs to no node."},
+        {xml, "2:2", "<Tree><_value>1</_value>\n <_value/></Tree>", "The node has two values."},
+        {xml, "2:1", "<Tree>1\n<a/></Tree>", beside},
+        {xml, "2:2", "<Tree><a/>\n1</Tree>", beside},
+        {xml, "1:22", "<Tree text='escaped'><a/></Tree>", "Element 'a' stands inside a value."},
+        {xml, "1:7", "<Tree><_other/></Tree>", "'_other' is not an element's name here."},
+        {xml, "1:7", "<Tree><_node/></Tree>", "Element '_node' has no name."},
+        {xml, "1:1", "<Tree x='b'/>", "Attribute 'x' with value 'b' has no meaning here."},
+        {xml, "1:1", "<Tree flags='1x'/>", "The flags '1x' are not a 32-bit unsigned integer."},
+        {xml, "1:21", "<Tree text='empty'>1</Tree>", "The value is not empty."},
+        {xml, "1:7", "<Tree><_node name='\\q'/></Tree>", "The name '\\q' holds a wrong escape."},
+        {xml, "1:24", "<Tree text='escaped'>a\\</Tree>", "The value holds a wrong escape."},
+        {json, "1:1", "", ""},
+        {json, "3:1", "{'Tree': [\n  {'a': []},\n]}", ""},
+        {json, "2:1", "{'Tree': []}\n\0"s, ""},
+        {json, "1:12", "{'Tree': '\xc3\xa4\xff'}", ""},
+        {json, "1:100011", "{'Tree': '" + std::string(100'000, 'x') + "\n'}", ""},
+        {json, "1:9", "{'Forest': []}", "The outermost node is 'Forest', not 'Tree'."},
+        {json, "1:13", "{'Tree': ['a']}", "A node is expected, an object with the node's name."},
+        {json, "1:2", "{}", "The node has no name."},
+        {json, "2:13", "{'Tree': [\n{'a': [], 'b': []}]}", "A node has one name."},
+        {json, "1:30", "{'Tree': {'flags': 4294967296}}", number},
+        {json, "1:21", "{'Tree': {'nodes': ''}}", "A text is neither flags nor a list of nodes."},
+        {json, "1:17", "{'Tree': {'Flags': 1}}", "A node has no field 'Flags'."},
+        {json, "1:32", "{'Tree': {'value': '', 'escaped': ''}}", "A node has one field 'escaped'."},
+        {json, "1:20", "{'Tree': {'value': {}}}", "No field of a node is an object."},
+        {json, "1:23", "{'Tree': {'escapedName': ''}}", "The node has a name already."},
+        {json, "1:28", "{'Tree': {'escaped': '\\\\xg0'}}", "The text holds a wrong escape."},
+    };
+    for (auto [form, place, document, reason] : cases) {
+        if (form.name == "JSON")
+            std::replace(document.begin(), document.end(), '\'', '"');
+        const std::string message = GetReason(form, document);
+        const std::string expected = "The " + form.name + " document can not be read at line " +
+                                     place[0] + ", column " + (place + 2) + ": " + reason;
+        EXPECT_EQ(reason.empty() ? message.substr(0, expected.size()) : message, expected);
+        EXPECT_LT(message.size(), 300U);
+        EXPECT_THAT(message, testing::Not(testing::HasSubstr("json."))) << "the parser's prefix";
     }
+}
+
+TEST(TextForms, ReadWhatPeopleAndOtherProgramsMakeOfThem) {
+    const NodeTree tree;
+    tree.GetRoot().AddNode("a", NodeValue).SetValue("x & \xc3\xa4");
+    tree.GetRoot().AddNode("b", NodeElement);
+    const std::pair<TextForm, std::string> documents[] = {
+        {xml, "<?p?>\n<Tree><!---->\r\n\t<a>\r\n x<!----><![CDATA[ & \xc3\xa4]]>\t</a><b/></Tree>"},
+        {xml,
+         "<?xml version='1.0' encoding='ISO-8859-1'?><Tree><_node name='\\x61'>"
+         "<_value>&#120; &amp; \xe4</_value></_node><b flags='1'/></Tree>"},
+        {json,
+         "\xef\xbb\xbf{\"Tree\": {\"nodes\": [{\"a\": {\"escaped\": \"\\\\x78 & \xc3\xa4\","
+         " \"flags\": 2}}, {\"b\": {\"nodes\": []}}]}}\r\n"}};
+    for (const auto& [form, document] : documents)
+        EXPECT_EQ(test::Sorted(Read(form, document).GetRoot()), test::Sorted(tree.GetRoot()))
+            << document;
 }
 
 }  // namespace
