@@ -38,10 +38,8 @@ TEST(Version, OrdersAddsAndSubtractsAsOneNumber) {
     for (const std::uint32_t a : numbers) {
         for (const std::uint32_t b : numbers) {
             EXPECT_TRUE((make(a) <=> make(b)) == (a <=> b)) << a << " and " << b;
-            Version sum = make(a);
-            Version difference = make(a);
-            EXPECT_EQ((sum += make(b)).ToString(), make(a + b).ToString()) << a << " + " << b;
-            EXPECT_EQ((difference -= make(b)), make(a - b)) << a << " - " << b;
+            EXPECT_EQ((make(a) += make(b)).ToString(), make(a + b).ToString()) << a << " + " << b;
+            EXPECT_TRUE((make(a) -= make(b)) == make(a - b)) << a << " - " << b;
         }
     }
 }

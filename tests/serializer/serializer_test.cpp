@@ -26,6 +26,50 @@ using std::string_literals::operator""s;
 using test::MessageOf;
 const Serializer<NodeRef> serializer;
 
+TEST(NodeTree, KeepsOrderFlagsValuesAndSameNamedSiblings) {
+    const NodeTree tree;
+    NodeRef root = tree.GetRoot();
+    root.AddNode("b", NodeList);
+    root.AddNode("a", NodeName).SetValue("");
+    root.AddNode("b", static_cast<NodeFlags>(4711)).SetValue("\0\xff\n"s);
+    EXPECT_EQ(test::Sorted(root), "/1(b/17 a/10= b/4711=\0\xff\n)"s);
+    EXPECT_EQ(root["b"].GetFlags(), NodeList) << "the first of that name";
+}
+
+TEST(NodePosition, NumbersSiblingsOnlyWhereTheyShareAName) {
+    const NodeTree tree;
+    NodeRef streams = tree.GetRoot().AddNode("Group", NodeElement).AddNode("a\nb", NodeList);
+    const NodeRef first = streams.AddNode("Stream", NodeElement);
+    streams.AddNode("Other", NodeElement);
+    EXPECT_EQ(first.GetPosition(), "/Group/a\\nb/Stream");
+    const NodeRef second = streams.AddNode("Stream", NodeElement);
+    EXPECT_EQ(first.GetPosition(), "/Group/a\\nb/Stream[1]");
+    EXPECT_EQ(second["Absent"]["Name"].GetPosition(), "/Group/a\\nb/Stream[2]/Absent/Name");
+}
+
+TEST(AbsentNode, AnswersAbsentChildrenAndRefusesToBeWritten) {
+    const NodeTree tree;
+    NodeRef absent = tree.GetRoot().AddNode("Group", NodeElement)["Streams"]["Stream"];
+    EXPECT_FALSE(absent.Exists() || absent["Name"].Exists() || absent.HasValue());
+    EXPECT_EQ(
+        MessageOf<SerializationException>([&] { absent.AddNode("Name", NodeValue); }),
+        "Node '/Group/Streams/Stream' does not exist, so node 'Name' can not be added to it.");
+    EXPECT_EQ(MessageOf<SerializationException>([&] { absent.SetValue("x"); }),
+              "Node '/Group/Streams/Stream' does not exist, so it can not hold a value.");
+}
+
+TEST(NodeTree, KeepsHandlesValidWhenMoved) {
+    NodeTree first;
+    NodeRef node = first.GetRoot().AddNode("n", NodeValue);
+    NodeTree second(std::move(first));
+    node.SetValue("1");
+    NodeTree third;
+    third = std::move(second);
+    node.AddNode("child", NodeValue);
+    EXPECT_EQ(third.GetRoot()["n"].GetValue(), "1");
+    EXPECT_EQ(third.GetRoot()["n"]["child"].GetPosition(), "/n/child");
+}
+
 /// "=" and the value written anew, or why the text is no value.
 template <class T>
 std::string ReadText(const std::string& text) {
@@ -70,7 +114,6 @@ TEST(StrictRead, TakesFloatingPointNumbersExactlyInAnyLocale) {
     for (const std::string text : {"", " 1", "1 ", "1,5", "1.5x", "+1", "0x1p3", "1e999"})
         EXPECT_EQ(ReadText<double>(text), "'" + text + "' is not a 64-bit floating-point number.");
     EXPECT_EQ(ReadText<float>("1e39"), "'1e39' is not a 32-bit floating-point number.");
-    EXPECT_EQ(ReadText<utils::Version>("1.2.60000"), "=1.2.60000");
     EXPECT_EQ(GreaterThan(1234567).GetDescription(), "Is greater than 1234567");
 }
 
@@ -79,7 +122,6 @@ TEST(StrictRead, TakesWholeTextsOfOtherTypesAndQuotesWhatItRefuses) {
     EXPECT_EQ(ReadText<bool>("true") + ReadText<bool>("false"), "=true=false");
     EXPECT_EQ(ReadText<std::string>("") + ReadText<std::string>(" 1 "), "== 1 ");
     EXPECT_EQ(ReadText<char>("ab"), "'ab' is not a single character.");
-    EXPECT_EQ(ReadText<char>(""), "'' is not a single character.");
     EXPECT_EQ(ReadText<bool>("1"), "'1' is not 'true' or 'false'.");
     EXPECT_EQ(ReadText<utils::Version>("1.2"), "'1.2' is not a version such as '1.0.0'.");
     const std::string a60(60, 'a');
@@ -153,7 +195,6 @@ TEST(ThrowErrorHandler, LogsTheTextAsItStandsWhereFlagAndLevelAdmitIt) {
     const Poco::AutoPtr<Recorder> recorder(new Recorder);
     Poco::Logger& logger = Poco::Logger::create("host", recorder, Poco::Message::PRIO_WARNING);
     const NodeTree tree;
-    serializer.Test(tree.GetRoot(), Exist(), Throw(true, logger));
     const auto test = [&](bool log) {
         serializer.Test(tree.GetRoot()["%s"]["b"], Exist(), Throw(log, logger));
     };
