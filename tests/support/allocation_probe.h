@@ -10,10 +10,8 @@ namespace velmora::test {
 /// Programs that use it compile `allocation_probe.cpp`, which replaces operator new.
 class AllocationProbe {
   public:
-    static constexpr long never = -1;
-
     /// \param failAt number of the allocation, from 0, that throws `std::bad_alloc`
-    explicit AllocationProbe(long failAt = never);
+    explicit AllocationProbe(long failAt = -1);
     AllocationProbe(const AllocationProbe&) = delete;
     AllocationProbe& operator=(const AllocationProbe&) = delete;
     ~AllocationProbe();

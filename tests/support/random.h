@@ -14,19 +14,14 @@ namespace velmora::test {
 /// Repeatable random numbers; a failing test prints their seed. `--gtest_random_seed` sets another.
 class Random {
   public:
-    Random() : Random(GTEST_FLAG_GET(random_seed)) {}
-
     /// A number from 0 to one less than `limit`.
     unsigned Below(unsigned limit) { return static_cast<unsigned>(engine() % limit); }
     std::uint64_t Bits() { return engine(); }
 
   private:
-    explicit Random(int seed)
-        : engine(static_cast<unsigned>(seed)),
-          trace(__FILE__, __LINE__, "random seed " + std::to_string(seed)) {}
-
-    std::mt19937_64 engine;
-    testing::ScopedTrace trace;
+    int seed = GTEST_FLAG_GET(random_seed);
+    std::mt19937_64 engine{static_cast<unsigned>(seed)};
+    testing::ScopedTrace trace{__FILE__, __LINE__, "random seed " + std::to_string(seed)};
 };
 
 }  // namespace velmora::test

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "support/live_count.h"
 #include "tessaryn/named_object.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
@@ -70,19 +71,10 @@ inline void ReadBinary(core::tessaryn::Sample& sample, const std::string& bytes)
     sample.Deserialize(in);
 }
 
-/// A sample that is counted, whose copies are not.
-class CountedSample : public core::tessaryn::Sample {
+/// A sample that is counted.
+class CountedSample : public core::tessaryn::Sample, public LiveCount<CountedSample> {
   public:
     using Sample::Sample;
-    CountedSample(core::tessaryn::StreamType* type, const Poco::Timestamp& time)
-        : Sample(type, time) {
-        ++live;
-    }
-    CountedSample(const CountedSample&) = delete;
-    CountedSample& operator=(const CountedSample&) = delete;
-    ~CountedSample() override { --live; }
-
-    static inline int live = 0;
 };
 
 }  // namespace velmora::test

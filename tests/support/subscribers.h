@@ -3,17 +3,18 @@
 
 #pragma once
 
+#include "support/live_count.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_subscription.h"
 #include "tessaryn/subscription_rule.h"
 
 #include <Poco/AbstractDelegate.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -24,36 +25,24 @@ using core::tessaryn::StreamSubscription;
 using core::tessaryn::SubscriptionArgs;
 
 /// A rule made of a function; counted.
-class TestRule : public core::tessaryn::ISubscriptionRule {
+class TestRule : public core::tessaryn::ISubscriptionRule, public LiveCount<TestRule> {
   public:
     using Function = std::function<bool(SubscriptionArgs&)>;
-    explicit TestRule(Function decide) : function(std::move(decide)) { ++live; }
-    TestRule(const TestRule& other) : ISubscriptionRule(other), function(other.function) { ++live; }
-    TestRule& operator=(const TestRule&) = delete;
-    ~TestRule() override { --live; }
+    explicit TestRule(Function decide) : function(std::move(decide)) {}
     bool Applies(SubscriptionArgs& args) const override { return function(args); }
     ISubscriptionRule* Clone() const override { return new TestRule(*this); }
-
-    static inline std::atomic<int> live = 0;
 
   private:
     Function function;
 };
 
 /// A delegate made of a function; counted, and equal to those of the same target.
-class TestDelegate : public Poco::AbstractDelegate<SubscriptionArgs> {
+class TestDelegate : public Poco::AbstractDelegate<SubscriptionArgs>,
+                     public LiveCount<TestDelegate> {
   public:
     using Function = std::function<void(Stream&, SubscriptionArgs&)>;
     TestDelegate(int targetNumber, Function notified)
-        : target(targetNumber), function(std::move(notified)) {
-        ++live;
-    }
-    TestDelegate(const TestDelegate& other)
-        : AbstractDelegate(other), target(other.target), function(other.function) {
-        ++live;
-    }
-    TestDelegate& operator=(const TestDelegate&) = delete;
-    ~TestDelegate() override { --live; }
+        : target(targetNumber), function(std::move(notified)) {}
 
     bool notify(const void* sender, SubscriptionArgs& args) override {
         function(*static_cast<Stream*>(const_cast<void*>(sender)), args);
@@ -64,13 +53,10 @@ class TestDelegate : public Poco::AbstractDelegate<SubscriptionArgs> {
         return same != nullptr && same->target == target;
     }
     AbstractDelegate* clone() const override {
-        if (cloningFails)
-            throw std::bad_alloc();
-        return new TestDelegate(*this);
+        return cloningFails ? throw std::bad_alloc() : new TestDelegate(*this);
     }
     void disable() override {}
 
-    static inline std::atomic<int> live = 0;
     static inline bool cloningFails = false;
 
   private:

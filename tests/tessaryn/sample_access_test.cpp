@@ -1,7 +1,6 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "support/allocation_probe.h"
 #include "support/random.h"
 #include "support/samples.h"
 #include "support/thrown.h"
@@ -10,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -20,7 +18,6 @@ namespace velmora::core::tessaryn {
 namespace {
 
 using Poco::Timestamp;
-using test::AllocationProbe;
 using test::BinaryForm;
 using test::BinaryOf;
 using test::BytesOf;
@@ -29,8 +26,11 @@ using test::TestType;
 
 const Timestamp longAgo(1);
 
-std::string Mismatch(BaseType declared, BaseType requested) {
-    return TypeMismatchException(declared, requested).what();
+template <class Action>
+void ExpectMismatch(BaseType declared, BaseType requested, Action action) {
+    EXPECT_EQ(MessageOf<TypeMismatchException>(action), "Type '" + ToString(declared) +
+                                                            "' is not compatible with type '" +
+                                                            ToString(requested) + "'.\n");
 }
 
 /// Reads and writes elements 0 to 2 of a two-element entry through the accessors of one type.
@@ -39,33 +39,28 @@ void ExpectAccess(BaseType declared, T (Sample::*get)(unsigned short, unsigned i
     const BaseType requested = GetBaseType<T>();
     SCOPED_TRACE(ToString(declared) + " through " + ToString(requested));
     TestType layout({{"before", UInt8, 3}, {"x", declared, 2}, {"after", UInt8, 3}});
-    const std::string pattern = "\x11\x12\x13\x14\x15\x16\x17\x18";
-    std::string bytes = pattern + pattern;
-    bytes.resize(2 * SizeOf(declared));
+    const std::string bytes =
+        std::string("\x11\x12\x13\x14\x15\x16\x17\x18\x21\x22\x23\x24\x25\x26\x27\x28")
+            .substr(0, 2 * SizeOf(declared));
     for (unsigned int index = 0; index < 3; ++index) {
         Sample sample(&layout.type, longAgo);
         test::ReadBinary(sample, BinaryForm({"abc", bytes, "def"}));
-        const std::size_t position = index * sizeof(T);
-        T value{};
-        std::memcpy(&value, "\1\x22\x23\x24\x25\x26\x27\x28", sizeof value);
-        const auto getting = [&] { (sample.*get)(1, index); };
+        const auto value = static_cast<T>(1);
+        const auto getting = [&] { return (sample.*get)(1, index); };
         const auto setting = [&] { sample.Set(1, index, value); };
         std::string expected = bytes;
         if (!TypesAreCompatible(declared, requested)) {
-            EXPECT_EQ(MessageOf<TypeMismatchException>(getting), Mismatch(declared, requested));
-            EXPECT_EQ(MessageOf<TypeMismatchException>(setting), Mismatch(declared, requested));
+            ExpectMismatch(declared, requested, getting);
+            ExpectMismatch(declared, requested, setting);
         } else if (index == 2) {
             EXPECT_EQ(MessageOf<std::out_of_range>(getting), "Index out of range.");
             EXPECT_EQ(MessageOf<std::out_of_range>(setting), "Index out of range.");
         } else {
-            const std::string stored =
-                requested == Bool ? BytesOf(true) : bytes.substr(position, sizeof(T));
-            EXPECT_EQ(BytesOf((sample.*get)(1, index)), stored);
+            const std::string stored = bytes.substr(index * sizeof(T), sizeof(T));
+            EXPECT_EQ(BytesOf(getting()), requested == Bool ? BytesOf(true) : stored);
             EXPECT_EQ(sample.GetTimeStamp(), longAgo);
             setting();
-            EXPECT_NE(sample.GetTimeStamp(), longAgo);
-            expected.replace(position, sizeof(T), BytesOf(value));
-            EXPECT_EQ(BytesOf((sample.*get)(1, index)), BytesOf(value));
+            expected.replace(index * sizeof(T), sizeof(T), BytesOf(value));
         }
         EXPECT_EQ(BinaryOf(sample), BinaryForm({"abc", expected, "def"}));
         EXPECT_EQ(sample.GetTimeStamp() == longAgo, expected == bytes);
@@ -75,82 +70,20 @@ void ExpectAccess(BaseType declared, T (Sample::*get)(unsigned short, unsigned i
 TEST(SampleAccess, ChecksTypeThenIndexAndCountsInTheAccessorsWidth) {
     for (unsigned short i = Int8; i <= String; ++i) {
         const auto declared = static_cast<BaseType>(i);
-        ExpectAccess(declared, &Sample::GetInt8);
-        ExpectAccess(declared, &Sample::GetInt16);
-        ExpectAccess(declared, &Sample::GetInt32);
-        ExpectAccess(declared, &Sample::GetInt64);
-        ExpectAccess(declared, &Sample::GetUInt8);
-        ExpectAccess(declared, &Sample::GetUInt16);
-        ExpectAccess(declared, &Sample::GetUInt32);
-        ExpectAccess(declared, &Sample::GetUInt64);
-        ExpectAccess(declared, &Sample::GetFloat);
-        ExpectAccess(declared, &Sample::GetDouble);
-        ExpectAccess(declared, &Sample::GetBool);
-    }
-}
-
-TEST(SampleAccess, TakesWholeStringsOfCharactersAndTheFirstBytesOfWiderEntries) {
-    const std::string value("a\0b", 3);
-    for (unsigned short i = Int8; i <= String; ++i) {
-        const auto declared = static_cast<BaseType>(i);
-        SCOPED_TRACE(ToString(declared));
-        TestType layout({{"x", declared, 2}, {"after", UInt8, 1}});
+        const auto expectAccess = [&](auto... get) { (ExpectAccess(declared, get), ...); };
+        expectAccess(&Sample::GetInt8, &Sample::GetInt16, &Sample::GetInt32, &Sample::GetInt64,
+                     &Sample::GetUInt8, &Sample::GetUInt16, &Sample::GetUInt32, &Sample::GetUInt64,
+                     &Sample::GetFloat, &Sample::GetDouble, &Sample::GetBool);
+        TestType layout({{"x", declared, 2}});
         Sample sample(&layout.type, longAgo);
-        const std::string bytes(2 * SizeOf(declared), 'q');
-        test::ReadBinary(sample, BinaryForm({bytes, "z"}));
+        test::ReadBinary(sample, BinaryForm({std::string(2 * SizeOf(declared), 'q')}));
         if (TypesAreCompatible(declared, Int8))
             EXPECT_EQ(sample.GetString(0), "qq");
         else
-            EXPECT_EQ(MessageOf<TypeMismatchException>([&] { sample.GetString(0); }),
-                      Mismatch(declared, Int8));
-        if (TypesAreCompatible(declared, String)) {
-            sample.Set(0, value);
-            EXPECT_EQ(sample.GetString(0), value);
-            EXPECT_EQ(BinaryOf(sample), BinaryForm({value, "z"}));
-            EXPECT_NE(sample.GetTimeStamp(), longAgo);
-            sample.Set(0, "");
-            EXPECT_EQ(sample.GetString(0), "");
-        } else {
-            EXPECT_EQ(MessageOf<TypeMismatchException>([&] { sample.Set(0, value); }),
-                      Mismatch(declared, String));
-            EXPECT_EQ(BinaryOf(sample), BinaryForm({bytes, "z"}));
-        }
+            ExpectMismatch(declared, Int8, [&] { sample.GetString(0); });
+        if (!TypesAreCompatible(declared, String))
+            ExpectMismatch(declared, String, [&] { sample.Set(0, "a"); });
     }
-}
-
-TEST(SampleAccess, StampsOnTypedAndWholeStringSetsOnly) {
-    TestType layout({{"x", Int32, 2}, {"s", String, 1}});
-    struct Row {
-        const char* name;
-        std::function<void(Sample&)> change;
-        bool stamps;
-    };
-    const Row table[] = {
-        {"typed", [](Sample& s) { s.Set(0, 1, 5); }, true},
-        {"same value", [](Sample& s) { s.Set(0, 0, 0); }, true},
-        {"whole string", [](Sample& s) { s.Set(1, "abc"); }, true},
-        {"text", [](Sample& s) { s.Set(0, 0, std::string("5")); }, false},
-        {"literal", [](Sample& s) { s.Set(0, 0, "5"); }, false},
-        {"resize", [](Sample& s) { s.Resize(1, 9); }, false},
-        {"binary",
-         [](Sample& s) {
-             test::ReadBinary(s, BinaryForm({"12345678", "z"}));
-         },
-         false},
-        {"refused", [](Sample& s) { EXPECT_THROW(s.Set(0, 2, 5), std::out_of_range); }, false}};
-    for (const Row& row : table) {
-        Sample sample(&layout.type, longAgo);
-        row.change(sample);
-        EXPECT_EQ(sample.GetTimeStamp() != longAgo, row.stamps) << row.name;
-    }
-}
-
-TEST(SampleAccess, ReadsALiteralAsText) {
-    TestType layout({{"x", Int32, 2}, {"b", Bool, 1}});
-    Sample sample(&layout.type, longAgo);
-    sample.Set(0, 1, " 17 apples");
-    sample.Set(1, 0, "0");
-    EXPECT_EQ(BinaryOf(sample), BinaryForm({BytesOf(0) + BytesOf(17), BytesOf(false)}));
     EXPECT_EQ(MessageOf<std::invalid_argument>([] { Sample(nullptr, longAgo); }),
               "Sample needs a valid stream type.");
 }
@@ -169,47 +102,46 @@ TEST(SampleResize, MovesLaterEntriesAsAModelDoes) {
         const auto entry = static_cast<unsigned short>(random.Below(6));
         const unsigned int count = random.Below(5);
         const std::size_t width = SizeOf(types[entry]);
+        const Timestamp before = sample.GetTimeStamp();
         if (random.Below(2) == 0) {
             sample.Resize(entry, count);
             model[entry].resize(count * width, '\0');
         } else if (width == 1) {
-            const std::string value(count, static_cast<char>('a' + random.Below(26)));
-            sample.Set(entry, value);
-            model[entry] = value;
+            model[entry] = std::string(count, static_cast<char>(random.Below(256)));
+            sample.Set(entry, model[entry]);
+            ASSERT_EQ(sample.GetString(entry), model[entry]);
+            ASSERT_NE(sample.GetTimeStamp(), longAgo);
+            sample = Sample(&layout.type, longAgo);
+            test::ReadBinary(sample, BinaryForm(model));
         } else if (count < sample.GetSize(entry)) {
-            const auto number = static_cast<unsigned short>(random.Bits());
+            const unsigned number = random.Below(65536);
             sample.Set(entry, count, std::to_string(number));
             const std::string bytes = types[entry] == Double ? BytesOf(static_cast<double>(number))
                                                              : BytesOf(std::uint64_t{number});
             model[entry].replace(count * width, width, bytes.substr(0, width));
         }
+        ASSERT_EQ(sample.GetTimeStamp(), before);
         ASSERT_EQ(sample.GetSize(entry), model[entry].size() / width);
         ASSERT_EQ(BinaryOf(sample), BinaryForm(model)) << "after step " << step;
-        if (step % 50 == 0)
-            sample = Sample(sample);
     }
-}
-
-TEST(SampleResize, RefusesWhat32BitsDoNotAddress) {
-    TestType layout({{"x", Double, 1}, {"s", String, 8}, {"t", String, 8}});
-    Sample sample(&layout.type, longAgo);
-    sample.Set(1, "12345678");
-    const std::string before = BinaryOf(sample);
-    EXPECT_THROW(sample.Resize(0, 0xFFFFFFFF), std::length_error);
-    EXPECT_THROW(sample.Resize(0, 0x20000000), std::length_error);
-    EXPECT_THROW(sample.Resize(1, 0xFFFFFFFF), std::length_error);
-    EXPECT_THROW(sample.Resize(1, 0xFFFFFFF0), std::length_error);
-    EXPECT_NO_THROW(sample.Resize(3, 5));
-    EXPECT_NO_THROW(sample.Resize(StreamType::invalidEntryId, 5));
-    EXPECT_EQ(BinaryOf(sample), before);
+    for (const unsigned int tooMany : {0xFFFFFFFFU, 0xFFFFFFF0U}) {
+        sample.Set(1, "text");
+        model[1] = "text";
+        EXPECT_THROW(sample.Resize(1, tooMany), std::length_error);
+        EXPECT_THROW(sample.Resize(5, tooMany), std::length_error);
+        EXPECT_NO_THROW(sample.Resize(6, 5));
+        EXPECT_NO_THROW(sample.Resize(StreamType::invalidEntryId, 5));
+        EXPECT_EQ(BinaryOf(sample), BinaryForm(model));
+    }
 }
 
 TEST(SampleCopies, ArePlainValues) {
     TestType layout({{"x", Int32, 1}, {"s", String, 0}});
     const Sample empty;
     Sample source(&layout.type, longAgo);
-    test::ReadBinary(source, BinaryForm({BytesOf(7), "abc"}));
-    const std::string binary = BinaryOf(source);
+    source.Set(0, 0, " 17 apples");
+    test::ReadBinary(source, BinaryForm({BytesOf(source.GetInt32(0, 0)), "abc"}));
+    const std::string binary = BinaryForm({BytesOf(17), "abc"});
     Sample copy(source);
     Sample assigned(empty);
     assigned = source;
@@ -218,19 +150,14 @@ TEST(SampleCopies, ArePlainValues) {
     for (Sample* same : {&copy, &assigned}) {
         EXPECT_EQ(BinaryOf(*same), binary);
         EXPECT_EQ(same->GetTimeStamp(), longAgo);
-        EXPECT_EQ(same->GetStreamType(), &layout.type);
         same->Set(1, "changed");
         EXPECT_EQ(BinaryOf(source), binary);
     }
     copy = empty;
-
     Sample moved(std::move(source));
-    EXPECT_EQ(BinaryOf(moved), binary);
     EXPECT_EQ(moved.GetTimeStamp(), longAgo);
-    EXPECT_NE(source.GetTimeStamp(), longAgo);
     assigned = std::move(moved);
     EXPECT_EQ(BinaryOf(assigned), binary);
-    EXPECT_EQ(moved.GetString(1), "changed");
     for (const Sample& none : {Sample(), Sample(empty), Sample(source), Sample(copy)}) {
         EXPECT_EQ(none.GetStreamType(), nullptr);
         EXPECT_EQ(none.GetSerializedSizeInBytes(), 0U);
@@ -240,19 +167,15 @@ TEST(SampleCopies, ArePlainValues) {
 
 /// Does with an entry whatever can be done, for a sanitizer to look at.
 void TouchAll(Sample& sample, unsigned short entry) {
-    const std::function<void()> touches[] = {
-        [&] { sample.GetInt64(entry, 0); },      [&] { sample.GetDouble(entry, 1); },
-        [&] { sample.GetString(entry); },        [&] { sample.Set(entry, 1, 5LL); },
-        [&] { sample.Set(entry, 3, "77"); },     [&] { ToString(&sample, entry, 0); },
-        [&] { sample.Set(entry, "some text"); }, [&] { sample.Resize(entry, 3); },
-        [&] { sample = Sample(sample); }};
-    for (const auto& touch : touches) {
-        try {
-            touch();
-        } catch (const TypeMismatchException&) {
-        } catch (const std::out_of_range&) {
-        }
-    }
+    const auto touch = [](auto&& action) { MessageOf<std::runtime_error>(action); };
+    touch([&] { sample.GetInt64(entry, 0); });
+    touch([&] { sample.GetDouble(entry, 1); });
+    touch([&] { sample.GetString(entry); });
+    touch([&] { sample.Set(entry, 1, 5LL); });
+    touch([&] { sample.Set(entry, 3, "77"); });
+    touch([&] { sample.Set(entry, "some text"); });
+    touch([&] { sample.Resize(entry, 3); });
+    sample = Sample(sample);
 }
 
 TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
@@ -262,53 +185,23 @@ TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
         const std::string before = BinaryOf(sample);
         layout.type.Add("new", added, 2);
         EXPECT_EQ(sample.GetSize(2), 0U);
-        EXPECT_THROW(sample.GetDouble(layout.type.EntryId("x"), 0), TypeMismatchException);
         TouchAll(sample, 2);
         EXPECT_EQ(BinaryOf(sample), before);
 
         Sample longer(&layout.type, longAgo);
-        const std::size_t size = BinaryOf(longer).size();
         layout.type.Remove(1);
-        EXPECT_EQ(BinaryOf(longer).size(), size);
         for (unsigned short entry = 0; entry < 2; ++entry)
             TouchAll(longer, entry);
         EXPECT_EQ(BinaryOf(longer).size(), longer.GetSerializedSizeInBytes());
     }
 }
 
-TEST(SampleMemory, IsTwoAllocationsAndAccessMakesNone) {
-    TestType layout({{"x", Int32, 4}, {"s", String, 4}, {"f", Double, 2}});
-    const std::string number = "12.25";
-    const std::string text = "abcd";
-    const AllocationProbe probe;
-    Sample sample(&layout.type, longAgo);
-    EXPECT_EQ(AllocationProbe::Count(), 2);
-    const Sample copy(sample);
-    EXPECT_EQ(AllocationProbe::Count(), 4);
-    Sample moved(std::move(sample));
-    for (unsigned int i = 0; i < 2; ++i) {
-        moved.Set(0, i, moved.GetInt32(0, i) + 1);
-        moved.Set(2, i, moved.GetDouble(2, i) + 1);
-        moved.Set(2, i, number);
-        moved.Set(0, i, number);
-    }
-    moved.Set(1, text);
-    EXPECT_EQ(moved.GetSize(1) + moved.GetString(1).size(), 8U);
-    EXPECT_EQ(AllocationProbe::Count(), 4);
-}
-
 /// Overrides what the sample asks itself.
 struct Overriding : Sample {
     using Sample::Sample;
-    unsigned int GetSize(unsigned short entry) const override { return entry == 0 ? 1 : 2; }
-    void Resize(unsigned short entry, unsigned int count) override {
-        resized = count;
-        Sample::Resize(entry, count);
-    }
-    StreamType* GetStreamType() const override {
-        return other != nullptr ? other : Sample::GetStreamType();
-    }
-    unsigned int resized = 0;
+    unsigned int GetSize(unsigned short) const override { return 1; }
+    void Resize(unsigned short entry, unsigned int) override { Sample::Resize(entry, 2); }
+    StreamType* GetStreamType() const override { return other; }
     StreamType* other = nullptr;
 };
 
@@ -316,13 +209,13 @@ TEST(SampleOverrides, AreAskedFromInsideTheSample) {
     TestType layout({{"x", Int32, 2}, {"s", String, 4}});
     TestType other({{"y", Float, 2}, {"x", String, 4}});
     Overriding sample(&layout.type, longAgo);
-    EXPECT_THROW(sample.GetInt32(0, 1), std::out_of_range);
-    sample.Set(1, "abcdef");
-    EXPECT_EQ(sample.resized, 6U);
-    EXPECT_EQ(sample.GetString(1), "ab");
     sample.other = &other.type;
     EXPECT_THROW(sample.GetInt32(0, 0), TypeMismatchException);
     EXPECT_EQ(sample.GetFloat(0, 0), 0.0F);
+    EXPECT_THROW(sample.GetFloat(0, 1), std::out_of_range);
+    sample.Set(1, "abcdef");
+    EXPECT_EQ(sample.GetString(1), "a");
+    EXPECT_EQ(BinaryOf(sample), BinaryForm({std::string(8, '\0'), "ab"}));
     EXPECT_EQ(sample.EntryId("x"), 1);
 }
 
