@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
-#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -338,11 +337,22 @@ const Poco::Timestamp& Stream::TimeOf(int age) const {
 
 /// By binary search; the stamps ascend.
 Stream::Ages Stream::AgesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const {
-    const auto ages = std::views::iota(0, storedSamples);
-    const auto timeOf = [this](int age) { return TimeOf(age); };
-    const auto begin = std::ranges::lower_bound(ages, from, std::less<>(), timeOf);
-    const auto end = std::ranges::upper_bound(begin, ages.end(), to, std::less<>(), timeOf);
-    return {static_cast<int>(begin - ages.begin()), static_cast<int>(end - ages.begin())};
+    // By hand: Clang 14 can't search the standard library's counting range.
+    const auto firstAge = [this](int begin, auto isBefore) {
+        int end = storedSamples;
+        while (begin < end) {
+            const int middle = begin + (end - begin) / 2;
+            if (isBefore(TimeOf(middle))) {
+                begin = middle + 1;
+            } else {
+                end = middle;
+            }
+        }
+        return begin;
+    };
+    const int begin = firstAge(0, [&](const Poco::Timestamp& time) { return time < from; });
+    const int end = firstAge(begin, [&](const Poco::Timestamp& time) { return time <= to; });
+    return {begin, end};
 }
 
 /// In storage order: behind the ring's seam first, where there is one among them.

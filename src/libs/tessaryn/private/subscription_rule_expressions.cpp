@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <functional>
 #include <ostream>
+#include <typeinfo>
 #include <utility>
 
 namespace velmora::core::tessaryn {
@@ -169,8 +170,10 @@ RLBinaryExpr::~RLBinaryExpr() {
 }
 
 const RLBinaryExpr* RLBinaryExpr::leftOfSameOperator() const {
-    const auto* const node = dynamic_cast<const RLBinaryExpr*>(left.get());
-    return node != nullptr && node->symbol == symbol ? node : nullptr;
+    // The very class: one that a host derives may evaluate to something else.
+    const RLExpr* const node = left.get();
+    const bool same = node != nullptr && typeid(*node) == typeid(*this);
+    return same ? static_cast<const RLBinaryExpr*>(node) : nullptr;
 }
 
 bool RLBinaryExpr::evaluateUntil(bool decisive, const SubscriptionArgs& args) const {
