@@ -47,6 +47,15 @@ TEST(NodePosition, NumbersSiblingsOnlyWhereTheyShareAName) {
     EXPECT_EQ(second["Absent"]["Name"].GetPosition(), "/Group/a\\nb/Stream[2]/Absent/Name");
 }
 
+TEST(NodeTree, IsAsDeepAsMemoryAllows) {
+    constexpr int levels = 100000;
+    const NodeTree tree;
+    NodeRef node = tree.GetRoot();
+    for (int i = 0; i < levels; ++i)
+        node = node.AddNode("n", NodeElement);
+    EXPECT_EQ(node.GetPosition().size(), 2U * levels);
+}
+
 TEST(AbsentNode, AnswersAbsentChildrenAndRefusesToBeWritten) {
     const NodeTree tree;
     NodeRef absent = tree.GetRoot().AddNode("Group", NodeElement)["Streams"]["Stream"];
