@@ -169,7 +169,6 @@ TEST(SampleCopies, ArePlainValues) {
 void TouchAll(Sample& sample, unsigned short entry) {
     const auto touch = [](auto&& action) { MessageOf<std::runtime_error>(action); };
     touch([&] { sample.GetInt64(entry, 0); });
-    touch([&] { sample.GetDouble(entry, 1); });
     touch([&] { sample.GetString(entry); });
     touch([&] { sample.Set(entry, 1, 5LL); });
     touch([&] { sample.Set(entry, 3, "77"); });

@@ -268,8 +268,6 @@ TEST_F(StreamRing, KeepsWhatItSaysAndFreesItsLocksWhateverThrows) {
         {"input of change", [&](Stream& s) { s.DeserializeLatest(in, nullptr); }, {1, 2}, 0},
         {"change", [&](Stream& s) { s.ChangeLatest(fails, true); }, {1, 2}, 0},
         {"latest", [&](Stream& s) { s.GetLatest(fails); }, {1, 2}, 0},
-        {"empty latest", [](Stream& s) { s.GetLatest({}); }, {1, 2}, 0},
-        {"since", [&](Stream& s) { s.GetSince(Timestamp(0), fails); }, {1, 2}, 0},
         {"last", [&](Stream& s) { s.GetLast(Timespan(5), fails); }, {1, 2}, 0},
         {"work", [&](Stream& s) { s.AtomicExecute(fails); }, {1, 2}, 0},
         {"told of push", [&](Stream& s) { s.PushNew(passes); }, {1, 2, 0}, 1},
