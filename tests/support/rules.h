@@ -28,27 +28,16 @@ std::string OutcomeOf(Action&& action) {
     }
 }
 
-/// A text as a literal of the rule language.
-inline std::string Quoted(const std::string& text) {
-    std::string literal = "\"";
-    for (const char c : text)
-        literal += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
-    return literal + "\"";
-}
-
 inline std::shared_ptr<core::tessaryn::RLExpr> Parse(const std::string& text) {
     return core::tessaryn::RLParser(text).parse();
 }
 
-/// The lines of a tree's dump, each ended by "|"; nothing for a missing tree.
+/// The lines of a tree's dump, each ended by a line feed; nothing for a missing tree.
 inline std::string DumpOf(const core::tessaryn::RLExpr* tree) {
     std::ostringstream out;
     if (tree != nullptr)
         tree->dump(out, 0);
-    std::string text = out.str();
-    for (char& c : text)
-        c = c == '\n' ? '|' : c;
-    return text;
+    return out.str();
 }
 
 }  // namespace velmora::test

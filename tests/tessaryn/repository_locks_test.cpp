@@ -1,7 +1,6 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "support/groups.h"
 #include "support/node_builder.h"
 #include "support/subscribers.h"
 #include "tessaryn/private/stream_repository_private.h"
@@ -18,7 +17,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -27,137 +25,104 @@ namespace {
 using serialization::NodeRef;
 using serialization::NodeTree;
 using serialization::Serializer;
-using test::FinishesElsewhere;
-using test::HostGroup;
-using test::OpenLock;
+using test::GroupSpec;
+using test::List;
+using test::Value;
 
 const Serializer<NodeRef> serializer;
 
-using Operation = std::pair<std::string, std::function<void()>>;
+using Operation = std::function<void()>;
+
+/// Opens an object's mutex to be looked at.
+template <class Lockable>
+struct OpenLock : Lockable {
+    using Lockable::Lockable;
+
+    /// Whether another thread could lock the object now.
+    bool IsFree() const {
+        const auto lock = [&] { return this->mutex.tryLock() && (this->mutex.unlock(), true); };
+        return std::async(std::launch::async, lock).get();
+    }
+};
 
 /// While the holder's mutex is held, the first operations wait for it, the others don't.
 template <class Holder>
 void ExpectWaiting(Holder& holder, const std::vector<Operation>& waiting,
                    const std::vector<Operation>& free) {
-    for (const auto& [name, operation] : waiting) {
+    for (const Operation& operation : waiting) {
         std::future<void> end;
-        holder.AtomicExecute([&, &work = operation] {
-            end = std::async(std::launch::async, work);
+        holder.AtomicExecute([&] {
+            end = std::async(std::launch::async, operation);
             // Too short a time can only let a fault pass.
             EXPECT_EQ(end.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout)
-                << name;
+                << "operation " << &operation - waiting.data();
         });
-        EXPECT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready) << name;
+        EXPECT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
     }
-    for (const auto& [name, operation] : free) {
-        holder.AtomicExecute(
-            [&, &work = operation] { EXPECT_TRUE(FinishesElsewhere(work)) << name; });
+    for (const Operation& operation : free) {
+        holder.AtomicExecute([&] {
+            EXPECT_TRUE(test::FinishesElsewhere(operation))
+                << "free operation " << &operation - free.data();
+        });
     }
 }
 
 class RepositoryLocks : public testing::Test {
   protected:
-    RepositoryLocks() {
-        pos = &types.Add("Pos")->PushNew(utils::Version(1, 0, 0));
-        node.Root().AddNode("Name", serialization::NodeName).SetValue("g");
+    Operation Write(const auto& object) const {
+        return [&object] {
+            NodeTree written;
+            NodeRef root = written.GetRoot();
+            object.Serialize(serializer, root);
+        };
     }
 
     Poco::Logger& logger = Poco::Logger::get("locks");
     StreamTypeRepository types{logger, '/'};
-    StreamType* pos = nullptr;
-    test::BuiltTree node{{}};
+    StreamType* pos = &types.Add("Pos")->PushNew(utils::Version(1, 0, 0));
+    const test::BuiltTree tree{{GroupSpec(
+        "",
+        {GroupSpec("a", {}, "Streams",
+                   {List("Stream", {Value("Name", "s"), Value("Type", "Pos"), Value("MaxSize", "1"),
+                                    List("Samples", {List("S", {})})})})},
+        "Streams", {})}};
+    const NodeRef node = tree.Root()["Group"];
 };
 
-TEST_F(RepositoryLocks, LookUpsHoldTheRepositoryForTheWholeWalkAndAdditionsDoNot) {
-    OpenLock<GenericRepo<HostGroup, test::Counted<test::HostItem>>> repo('/');
-    std::string seen;
-    const auto walk = [&](const std::function<void()>& operation) {
-        seen.clear();
-        HostGroup::onVisit = [&] { seen += repo.IsFree() ? 'f' : 'h'; };
-        operation();
-        HostGroup::onVisit = nullptr;
-        EXPECT_TRUE(repo.IsFree());
-        return seen;
-    };
-    // Each group on the way is visited, and made where it is missing.
-    EXPECT_EQ(walk([&] { repo.AddItem("a/b/x", test::HostTree::MakeItem()); }), "ffff");
-    EXPECT_EQ(walk([&] { repo.AddGroup("a/b/c"); }), "ffff");
-    EXPECT_EQ(walk([&] { repo.GetItemPtr("a/b/x"); }), "hhh");
-    EXPECT_EQ(walk([&] { repo.GetGroupPtr("a/b"); }), "hh");
-    EXPECT_EQ(walk([&] { repo.Remove("a/b/x"); }), "hhh");
-    EXPECT_EQ(walk([&] { repo.Clear(); }), "h");
-    HostGroup::onVisit = [] { throw std::runtime_error("on the way"); };
-    EXPECT_THROW(repo.GetItemPtr("a/b/x"), std::runtime_error);
-    HostGroup::onVisit = nullptr;
-    EXPECT_TRUE(repo.IsFree());
-}
-
-TEST_F(RepositoryLocks, StreamRepositoryLocksAsItSays) {
+TEST_F(RepositoryLocks, RepositoriesAndGroupsLockAsTheySay) {
     StreamRepositoryPrivate streams(logger, '/');
-    streams.AddItem("a/s", std::make_unique<Stream>(pos, 1));
-    StreamTypeCollection* const collection = &types["Pos"];
-    ExpectWaiting(
-        streams,
-        {{"GetStreamPtr", [&] { streams.GetItemPtr("a/s"); }},
-         {"GetStream", [&] { streams.GetStream("a/s"); }},
-         {"GetGroupPtr", [&] { streams.GetGroupPtr("a"); }},
-         {"GetGroup", [&] { streams.GetGroup("a"); }},
-         {"GetRoot", [&] { streams.GetLockedRoot(); }},
-         {"Remove", [&] { streams.Remove("nosuch"); }},
-         {"Clear", [&] { streams.Clear(); }},
-         {"Fill", [&] { streams.Fill(serializer, node.Root(), types); }},
-         {"IsStreamTypeInUse", [&] { streams.IsStreamTypeInUse(pos); }},
-         {"IsStreamTypeInUse of all", [&] { streams.IsStreamTypeInUse(collection); }}},
-        {{"AddGroup", [&] { streams.AddGroup("a/b"); }},
-         {"AddStream", [&] { streams.AddStream("a/t", std::make_unique<Stream>(pos, 1)); }},
-         {"Serialize", [&] {
-              NodeTree written;
-              NodeRef root = written.GetRoot();
-              streams.Serialize(serializer, root);
-          }}});
-}
-
-TEST_F(RepositoryLocks, GroupsLockAsTheySay) {
+    const auto makeStream = [&] { return std::make_unique<Stream>(pos, 1); };
+    streams.AddItem("a/s", makeStream());
+    ExpectWaiting(streams,
+                  {[&] { streams.GetItemPtr("a/s"); }, [&] { streams.GetStream("a/s"); },
+                   [&] { streams.GetGroupPtr("a"); }, [&] { streams.GetGroup("a"); },
+                   [&] { streams.GetLockedRoot(); }, [&] { streams.Remove("nosuch"); },
+                   [&] { streams.Clear(); }, [&] { streams.Fill(serializer, node, types); },
+                   [&] { streams.IsStreamTypeInUse(pos); },
+                   [&] { streams.IsStreamTypeInUse(&types["Pos"]); }},
+                  {[&] { streams.AddGroup("a/b"); },
+                   [&] { streams.AddStream("a/t", makeStream()); }, Write(streams)});
     StreamGroup group("g", nullptr);
-    group.AddStream("s", pos, 1);
-    const auto serialize = [&] {
-        NodeTree written;
-        NodeRef root = written.GetRoot();
-        group.Serialize(serializer, root);
-    };
-    ExpectWaiting(
-        group,
-        {{"AddItem", [&] { group.AddItem("t", std::make_unique<Stream>(pos, 1)); }},
-         {"AddItemMove", [&] { group.AddItemMove("t", nullptr); }},
-         {"AddGroup", [&] { group.AddGroup("a"); }},
-         {"GetStreamPtr", [&] { group.GetStreamPtr("s"); }},
-         {"GetGroupPtr", [&] { group.GetGroupPtr("a"); }},
-         {"ItemExists", [&] { group.ItemExists("s"); }},
-         {"GetItemNames", [&] { group.GetItemNames(); }},
-         {"GetAllGroupPtrs", [&] { group.GetAllGroupPtrs(); }},
-         {"Fill", [&] { group.Fill(serializer, node.Root(), types); }},
-         {"AddSamples", [&] { group.AddSamplesToExistingStreams(serializer, node.Root(), types); }},
-         {"IsStreamTypeInUse", [&] { group.IsStreamTypeInUse(pos); }},
-         {"Serialize", serialize},
-         {"Remove", [&] { group.Remove("nosuch"); }},
-         {"RemoveItem", [&] { group.RemoveItem("nosuch"); }},
-         {"RemoveGroup", [&] { group.RemoveGroup("nosuch"); }},
-         {"Clear", [&] { group.Clear(); }}},
-        {{"names", [&] { group.GetFullName(); }}, {"IsEmpty", [&] { group.IsEmpty(); }}});
-}
-
-TEST_F(RepositoryLocks, AtomicExecuteOfARepositoryExcludesItsOwnKindOnly) {
-    StreamRepository streams(logger, '/');
-    ExpectWaiting(streams, {{"AtomicExecute", [&] { streams.AtomicExecute([] {}); }}},
-                  {{"look-up", [&] { streams.GetStreamPtr("s"); }},
-                   {"AddStream", [&] { streams.AddStream("s", pos, 1); }},
-                   {"Clear", [&] { streams.Clear(); }}});
-    ExpectWaiting(types, {{"AtomicExecute", [&] { types.AtomicExecute([] {}); }}},
-                  {{"look-up", [&] { types.GetPtr("Pos"); }},
-                   {"full name", [&] { types.FindByFullName("Pos"); }},
-                   {"Add", [&] { types.Add("a/b"); }},
-                   {"Fill", [&] { types.Fill(serializer, node.Root()); }},
-                   {"Remove", [&] { types.Remove("a"); }}});
+    ExpectWaiting(group,
+                  {[&] { group.AddItem("t", makeStream()); },
+                   [&] { group.AddItemMove("t", nullptr); }, [&] { group.AddGroup("a"); },
+                   [&] { group.GetStreamPtr("s"); }, [&] { group.GetGroupPtr("a"); },
+                   [&] { group.ItemExists("s"); }, [&] { group.GetItemNames(); },
+                   [&] { group.GetAllGroupPtrs(); }, [&] { group.Fill(serializer, node, types); },
+                   [&] { group.AddSamplesToExistingStreams(serializer, node, types); },
+                   [&] { group.IsStreamTypeInUse(pos); }, Write(group),
+                   [&] { group.Remove("nosuch"); }, [&] { group.RemoveItem("nosuch"); },
+                   [&] { group.RemoveGroup("nosuch"); }, [&] { group.Clear(); }},
+                  {[&] { group.GetFullName(); }, [&] { group.IsEmpty(); }});
+    // That of a repository itself excludes its own kind only.
+    StreamRepository outer(logger, '/');
+    ExpectWaiting(outer, {[&] { outer.AtomicExecute([] {}); }},
+                  {[&] { outer.GetStreamPtr("s"); }, [&] { outer.AddStream("s", pos, 1); },
+                   [&] { outer.Clear(); }});
+    ExpectWaiting(types, {[&] { types.AtomicExecute([] {}); }},
+                  {[&] { types.GetPtr("Pos"); }, [&] { types.FindByFullName("Pos"); },
+                   [&] { types.Add("a/b"); }, [&] { types.Fill(serializer, node); },
+                   [&] { types.Remove("a"); }});
 }
 
 TEST_F(RepositoryLocks, SamplesAreAddedWithTheGroupsLockedFromAboveDown) {
@@ -170,72 +135,35 @@ TEST_F(RepositoryLocks, SamplesAreAddedWithTheGroupsLockedFromAboveDown) {
         seen = std::string(root.IsFree() ? "free " : "held ") + (a.IsFree() ? "free" : "held");
         throw std::runtime_error("a subscriber's");
     }));
-    const test::BuiltTree tree({test::GroupSpec(
-        "",
-        {test::GroupSpec("a", {}, "Streams",
-                         {test::List("Stream", {test::Value("Name", "s"),
-                                                test::List("Samples", {test::List("S", {})})})})},
-        "Streams", {})});
-    EXPECT_THROW(root.AddSamplesToExistingStreams(serializer, tree.Root()["Group"], types),
-                 std::runtime_error);
+    EXPECT_THROW(root.AddSamplesToExistingStreams(serializer, node, types), std::runtime_error);
     EXPECT_EQ(seen, "held held");
     EXPECT_TRUE(root.IsFree() && a.IsFree() && test::LocksAreFree(a.GetStream("s")));
 }
 
-TEST_F(RepositoryLocks, ThreadsMayAddTheSameCollections) {
-    // Who finds what another thread has just added finds it complete.
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 500; ++i) {
-                const std::string name = std::to_string(i);
-                EXPECT_EQ(types.Add("g/" + name)->GetFullName(), "g." + name);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
 TEST_F(RepositoryLocks, ThreadsAddFindFillAndWriteTogether) {
     StreamRepository streams(logger, '/');
-    constexpr int rounds = 60;
-    const test::BuiltTree tree({test::GroupSpec(
-        "",
-        {test::GroupSpec(
-            "g1", {}, "Streams",
-            {test::List("Stream", {test::Value("Name", "read"), test::Value("Type", "Pos"),
-                                   test::Value("MaxSize", "1")})})},
-        "Streams", {})});
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&, thread] {
-            for (int i = 0; i < rounds; ++i) {
-                const std::string path =
-                    "g" + std::to_string(i % 3) + "/s" + std::to_string(i * (thread % 2));
-                streams.AddStream(path, pos, 1);
-                EXPECT_NE(streams.GetStreamPtr(path), nullptr);
-                types.Add(path)->GetFullName();
-                EXPECT_NE(types.GetPtr(path), nullptr);
+            for (int i = 0; i < 200; ++i) {
+                const std::string name = "t" + std::to_string(i * (thread % 2));
+                streams.AddStream("a/" + name, pos, 1);
+                EXPECT_NE(streams.GetStreamPtr("a/" + name), nullptr);
+                // Who finds what another thread has just added finds it complete.
+                EXPECT_EQ(types.Add("a/" + name)->GetFullName(), "a." + name);
                 EXPECT_TRUE(streams.IsStreamTypeInUse(pos));
-                streams.Remove("nosuch/" + path);
+                streams.Remove("nosuch/" + name);
                 if (i % 10 == thread) {
                     streams.Fill(serializer, tree.Root(), types);
-                    NodeTree written;
-                    NodeRef root = written.GetRoot();
-                    streams.Serialize(serializer, root);
-                    types.Serialize(serializer, root);
+                    Write(streams)();
+                    Write(types)();
                 }
             }
         });
     }
     for (std::thread& thread : threads)
         thread.join();
-    // Streams of odd threads are rounds, those of even ones always the first of its group.
-    std::size_t count = 0;
-    for (const StreamGroup* group : streams.GetRoot().GetAllGroupPtrs())
-        count += group->GetItemNames().size();
-    EXPECT_EQ(count, static_cast<std::size_t>(rounds) + 2U + 1U);
+    EXPECT_EQ(streams.GetGroup("a").GetItemNames().size(), 200U + 1U);
 }
 
 }  // namespace
