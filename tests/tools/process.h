@@ -3,9 +3,17 @@
 
 #pragma once
 
+#include <Poco/Pipe.h>
+#include <Poco/PipeStream.h>
+#include <Poco/Process.h>
+#include <Poco/StreamCopier.h>
+
+#include <csignal>
+#include <iomanip>
+#include <sstream>
 #include <string>
-#include <sys/types.h>
-#include <vector>
+#include <sys/wait.h>
+#include <utility>
 
 namespace velmora::tool {
 
@@ -19,32 +27,71 @@ struct Outcome {
 /// The program tessaryn, running with pipes to its three standard descriptors.
 class Process {
   public:
-    explicit Process(const std::vector<std::string>& arguments);
+    /// \param line the arguments with blanks between them; single quotes keep blanks in one
+    explicit Process(const std::string& line) {
+        // Neither may a program that ended early end the test by its closed pipe, nor may it
+        // ignore interruptions because the test's runner does.
+        std::signal(SIGPIPE, SIG_IGN);
+        std::signal(SIGINT, SIG_DFL);
+        std::istringstream words(line);
+        Poco::Process::Args arguments;
+        for (std::string word; words >> std::quoted(word, '\'');)
+            arguments.push_back(word);
+        child = Poco::Process::launch(TESSARYN_PROGRAM, arguments, &input, &output, &errors).id();
+    }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
     /// Kills the program if it still runs.
-    ~Process();
+    ~Process() {
+        if (child > 0) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+    }
 
-    void Write(const std::string& text) const;
-    void CloseInput();
+    pid_t GetId() const { return child; }
+
+    void Write(const std::string& text) { in << text << std::flush; }
+
     /// The next line of the program's output, without its end; waits for it.
-    std::string ReadLine();
-    void CloseOutput();
-    void Signal(int signal) const;
-    /// Peak of the memory that is the program's own, in KiB, so far.
-    long PeakMemory() const;
+    std::string ReadLine() {
+        std::string line;
+        std::getline(out, line);
+        return line;
+    }
+
+    void CloseOutput() {
+        output.close(Poco::Pipe::CLOSE_READ);
+        out.setstate(std::ios::eofbit);
+    }
+
     /// Closes the input and collects the rest.
-    Outcome Wait();
+    Outcome Wait() {
+        input.close(Poco::Pipe::CLOSE_WRITE);
+        Outcome outcome;
+        Poco::StreamCopier::copyToString(out, outcome.out);
+        Poco::StreamCopier::copyToString(err, outcome.err);
+        int status = 0;
+        waitpid(std::exchange(child, -1), &status, 0);
+        outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return outcome;
+    }
 
   private:
+    Poco::Pipe input;
+    Poco::Pipe output;
+    Poco::Pipe errors;
+    Poco::PipeOutputStream in{input};
+    Poco::PipeInputStream out{output};
+    Poco::PipeInputStream err{errors};
     pid_t child = -1;
-    int input = -1;
-    int output = -1;
-    int errors = -1;
-    std::string pending;
 };
 
 /// Runs the program with a text as its standard input.
-Outcome RunTool(const std::vector<std::string>& arguments, const std::string& input = {});
+inline Outcome RunTool(const std::string& line, const std::string& input = {}) {
+    Process process(line);
+    process.Write(input);
+    return process.Wait();
+}
 
 }  // namespace velmora::tool

@@ -1,208 +1,198 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+// What show and check tell of a document, and what is wrong with one.
+
 #include "element_course.h"
 #include "folder.h"
 #include "process.h"
-#include "tessaryn/sample.h"
-#include "tessaryn/stream_type.h"
 
-#include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>
+#include <Poco/String.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace velmora::tool {
 namespace {
 
-using testing::HasSubstr;
+using testing::StartsWith;
 
 /// A document of another program: groups, two versions, paths split at ":".
-const char* const document = R"({"Tree": [
-  {"StreamTypeRepository": [
-    {"GroupSeparator": ":"},
-    {"Group": [
-      {"Name": ""},
-      {"Groups": [{"Group": [
-        {"Name": "line 1"},
-        {"TypeCollections": [{"TypeCollection": [
-          {"Name": "press"},
-          {"Types": [
-            {"Type": [{"Version": "2.0.0"}, {"Entries": [
-              {"Entry": [{"Key": "force"}, {"Type": "Double"}]},
-              {"Entry": [{"Key": "tool"}, {"Type": "String"}]},
-              {"Entry": [{"Key": "on"}, {"Type": "Bool"}]},
-              {"Entry": [{"Key": "count"}, {"Type": "UInt64"}]}]}]},
-            {"Type": [{"Version": "1.0.0"}, {"Entries": [
-              {"Entry": [{"Key": "wave"}, {"Type": "Int8"}]}]}]}]}]}]}]}]}]}]},
-  {"StreamRepository": [
-    {"GroupSeparator": ":"},
-    {"Group": [
-      {"Name": ""},
-      {"Groups": [{"Group": [
-        {"Name": "line 1"},
-        {"Streams": [
-          {"Stream": [
-            {"Name": "b"}, {"Type": "line 1.press"}, {"TypeVersion": "2.0.0"}, {"MaxSize": "9"},
-            {"Samples": [
-              {"Sample": [{"TimeStamp": "2000000"}, {"Entries": [
-                {"Entry": [{"Key": "force"}, {"Value": "-1.5"}]},
-                {"Entry": [{"Key": "tool"}, {"Value": "new"}]},
-                {"Entry": [{"Key": "on"}, {"Value": "1"}]},
-                {"Entry": [{"Key": "count"}, {"Value": "18446744073709551615"}]}]}]},
-              {"Sample": [{"TimeStamp": "3000000"}, {"Entries": [
-                {"Entry": [{"Key": "force"}, {"Value": "nan"}]}]}]},
-              {"Sample": [{"TimeStamp": "-1"}, {"Entries": [
-                {"Entry": [{"Key": "force"}, {"Value": "1e+300"}]},
-                {"Entry": [{"Key": "count"}, {"Value": "18446744073709551614"}]}]}]}]}]},
-          {"Stream": [
-            {"Name": "a"}, {"Type": "line 1:press"}, {"TypeVersion": "1.0.0"}, {"MaxSize": "2"},
-            {"Samples": [
-              {"Sample": [{"TimeStamp": "9223372036854775807"}, {"Entries": [
-                {"Entry": [{"Key": "wave"}, {"Value": "1;-2"}]}]}]}]}]},
-          {"Stream": [{"Name": "c"}, {"Type": "Any"}, {"MaxSize": "1"}]}]}]}]}]}]}
-]})";
+const std::string document = R"(<Tree>
+  <StreamTypeRepository><GroupSeparator>:</GroupSeparator>
+    <Group><Name flags="10" text="empty"/><Groups><Group><Name>line 1</Name><TypeCollections>
+      <TypeCollection><Name>press</Name><Types>
+        <Type><Version>2.0.0</Version><Entries>
+          <Entry><Key>force</Key><Type>Double</Type></Entry>
+          <Entry><Key>tool</Key><Type>String</Type></Entry>
+          <Entry><Key>count</Key><Type>UInt64</Type></Entry></Entries></Type>
+        <Type><Version>1.0.0</Version><Entries>
+          <Entry><Key>wave</Key><Type>Int8</Type></Entry></Entries></Type></Types></TypeCollection>
+    </TypeCollections></Group></Groups></Group></StreamTypeRepository>
+  <StreamRepository><GroupSeparator>:</GroupSeparator>
+    <Group><Name flags="10" text="empty"/><Groups><Group><Name>line 1</Name><Streams>
+      <Stream><Name>b</Name><Type>line 1.press</Type><TypeVersion>2.0.0</TypeVersion>
+        <MaxSize>9</MaxSize><Samples>
+          <Sample><TimeStamp>2000000</TimeStamp><Entries>
+            <Entry><Key>force</Key><Value>-1.5</Value></Entry>
+            <Entry><Key>tool</Key><Value>new</Value></Entry>
+            <Entry><Key>count</Key><Value>18446744073709551615</Value></Entry></Entries></Sample>
+          <Sample><TimeStamp>3000000</TimeStamp><Entries>
+            <Entry><Key>force</Key><Value>nan</Value></Entry></Entries></Sample>
+          <Sample><TimeStamp>-1</TimeStamp><Entries>
+            <Entry><Key>force</Key><Value>1e+300</Value></Entry></Entries></Sample>
+        </Samples></Stream>
+    </Streams></Group></Groups></Group></StreamRepository>
+</Tree>
+)";
 
-TEST(Show, PrintsTheTreeForPeople) {
+TEST(Show, PrintsTheTreeForPeopleAndForPrograms) {
     const Folder folder;
-    const std::string file = folder.Write("m.json", document);
-    const std::string types = R"(types
+    const std::string show = "show " + folder.Write("m.xml", document);
+    setenv("LC_ALL", "C", 1);
+    EXPECT_EQ(RunTool(show).out, R"(types
   "line 1":
     press
       1.0.0  hash 670c3efd
         wave  Int8
-      2.0.0  hash 6825cf9c
+      2.0.0  hash eb1d897b
         force  Double
         tool   String
-        on     Bool
         count  UInt64
   Any
     0.0.1  hash 14040224
-)";
-    const std::string streams = R"(streams
+streams
   "line 1":
-    a  type "line 1.press" 1.0.0  1 of at most 2 samples
-      9223372036854775807us to 9223372036854775807us
-      wave[0]  Int8  min 1   max 1   last 1   _
-      wave[1]  Int8  min -2  max -2  last -2  _
     b  type "line 1.press" 2.0.0  3 of at most 9 samples
       1969-12-31T23:59:59.999999Z to 1970-01-01T00:00:03Z
-      force  Double  min -1.5   max 1e+300                last nan     #_
-      tool   String                                       last "\x00"
-      on     Bool    min false  max true                  last false   _#_
-      count  UInt64  min 0      max 18446744073709551615  last 0       ##_
-    c  type Any 0.0.1  0 of at most 1 samples
-)";
-    setenv("LC_ALL", "C", 1);
-    EXPECT_EQ(RunTool({"show", file}).out, types + streams);
+      force  Double  min -1.5  max 1e+300                last nan     #_
+      tool   String                                      last "\x00"
+      count  UInt64  min 0     max 18446744073709551615  last 0       _#_
+)");
     setenv("LC_ALL", "C.UTF-8", 1);
-    const std::string blocks = RunTool({"show", file, "line 1:b"}).out;
+    EXPECT_THAT(RunTool(show + " 'line 1:b'").out, testing::EndsWith("last 0       ▁█▁\n"));
     unsetenv("LC_ALL");
-    EXPECT_THAT(blocks,
-                testing::StartsWith("streams\n  \"line 1:b\"  type \"line 1.press\" 2.0.0"));
-    EXPECT_THAT(blocks, HasSubstr("last 0       ██▁\n"));
-}
-
-TEST(Show, PrintsJsonThatReadersTake) {
-    const Folder folder;
-    const Outcome run = RunTool({"show", folder.Write("m.json", document), "--output", "ndjson"});
+    const Outcome run = RunTool(show + " --output ndjson");
+    const std::string last =
+        R"({"kind":"stream","path":"line 1:b","type":"line 1.press","version":"2.0.0","samples":3,)"
+        R"("max_size":9,"first":"1969-12-31T23:59:59.999999Z","last":"1970-01-01T00:00:03Z",)"
+        R"("entries":[{"name":"force","type":"Double","elements":[{"min":-1.5,"max":1e+300,)"
+        R"("last":null}]},{"name":"tool","type":"String","last":"\u0000"},{"name":"count",)"
+        R"("type":"UInt64","elements":[{"min":0,"max":18446744073709551615,"last":0}]}]})";
+    EXPECT_THAT(run.out, testing::EndsWith(last + "\n"));
     std::istringstream lines(run.out);
-    std::vector<std::string> summary;
-    Poco::JSON::Object::Ptr stream;
-    for (std::string line; std::getline(lines, line);) {
-        const auto object = Poco::JSON::Parser().parse(line).extract<Poco::JSON::Object::Ptr>();
-        summary.push_back(object->getValue<std::string>("kind") + " " +
-                          object->getValue<std::string>("path"));
-        if (summary.back() == "stream line 1:b")
-            stream = object;
-    }
-    EXPECT_THAT(summary,
-                testing::ElementsAre("type group line 1", "type line 1:press", "type line 1:press",
-                                     "type Any", "stream group line 1", "stream line 1:a",
-                                     "stream line 1:b", "stream line 1:c"));
-    ASSERT_FALSE(stream.isNull());
-    EXPECT_EQ(stream->getValue<std::string>("first"), "1969-12-31T23:59:59.999999Z");
-    const auto element = [&](unsigned int entry) {
-        return stream->getArray("entries")->getObject(entry)->getArray("elements")->getObject(0);
-    };
-    EXPECT_EQ(element(0)->getValue<double>("max"), 1e300);
-    EXPECT_TRUE(element(0)->has("last") && element(0)->isNull("last"));
-    EXPECT_EQ(element(3)->getValue<Poco::UInt64>("max"), std::numeric_limits<Poco::UInt64>::max());
-    EXPECT_THAT(run.out, HasSubstr(R"("samples":0,"max_size":1,"first":null,"last":null,)"
-                                   R"("entries":[]})"));
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_NO_THROW(Poco::JSON::Parser().parse(line)) << line;
 }
 
 TEST(Show, FindsGroupsTypesAndStreamsByPath) {
     const Folder folder;
-    const std::string file = folder.Write("m.json", document);
-    const struct {
-        std::string path;
-        int status;
-        std::string beginning;
-    } cases[] = {
-        {"line 1:press", 0, "types\n  \"line 1:press\"\n    1.0.0  hash"},
-        {"line 1", 0, "types\n  \"line 1\":\n    press\n"},
-        {"line 1::", 0, "types\n  \"line 1\":\n    press\n"},
-        {"line 1:a", 0, "streams\n  \"line 1:a\"  type \"line 1.press\" 1.0.0  1 of"},
-        {"", 0, "types\n  \"line 1\":\n"},
-        {"line 1:nothing", 2, ""},
-        {"line 1.press", 2, ""},
-        {"press", 2, ""},
-    };
-    for (const auto& item : cases) {
-        const Outcome run = RunTool({"show", file, item.path});
-        EXPECT_EQ(run.status, item.status) << item.path;
-        EXPECT_THAT(run.out, testing::StartsWith(item.beginning)) << item.path;
-        if (item.status != 0) {
-            EXPECT_EQ(run.err, "tessaryn: " + file + ": there is no group, type or stream '" +
-                                   item.path + "'\n");
-            EXPECT_EQ(run.out, "");
-        }
+    const std::string file = folder.Write("m.xml", document);
+    const std::pair<std::string, std::string> found[] = {
+        {"line 1:press", "types\n  \"line 1:press\"\n    1.0.0  hash"},
+        {"line 1::", "types\n  \"line 1\":\n    press\n"},
+        {"line 1:b", "streams\n  \"line 1:b\"  type \"line 1.press\" 2.0.0  3 of"}};
+    for (const auto& [path, beginning] : found)
+        EXPECT_THAT(RunTool("show " + file + " '" + path + "'").out, StartsWith(beginning));
+    for (const std::string path : {"line 1:nothing", "line 1.press"}) {
+        const Outcome run = RunTool("show " + file + " '" + path + "'");
+        EXPECT_EQ(run.status, 2) << path;
+        EXPECT_EQ(run.out, "") << path;
+        EXPECT_EQ(run.err,
+                  "tessaryn: " + file + ": there is no group, type or stream '" + path + "'\n");
     }
 }
 
 TEST(Show, DrawsAnyCourse) {
     constexpr double most = std::numeric_limits<double>::max();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-    const struct {
-        std::vector<double> means;
-        std::string line;
-    } cases[] = {
-        {{}, ""},
-        {{5}, "_"},
-        {{5, 5}, "__"},
-        {{nan, nan}, "  "},
-        {{0, 1, 2, 3, 4, 5, 6, 7}, "_.-~=+*#"},
-        {{-most, 0, nan, most}, "_= #"},
-    };
-    for (const auto& item : cases)
-        EXPECT_EQ(Sparkline(item.means, false), item.line) << testing::PrintToString(item.means);
+    EXPECT_EQ(Sparkline({5, 5}, false), "__");
+    EXPECT_EQ(Sparkline({nan, nan}, false), "  ");
+    EXPECT_EQ(Sparkline({0, 1, 2, 3, 4, 5, 6, 7}, false), "_.-~=+*#");
+    EXPECT_EQ(Sparkline({-most, 0, nan, most}, false), "_= #");
 }
 
-TEST(Show, DividesALongCourseIntoMeans) {
-    core::tessaryn::StreamType type;
-    type.Add("x", core::tessaryn::Double, 1);
-    std::vector<core::tessaryn::Sample> samples(10);
-    std::vector<core::tessaryn::Sample*> pointers;
-    const double most = std::numeric_limits<double>::max();
-    const double values[] = {1, 2, 3, 5, most, most, most, -most, 7, most * 2};
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        samples[i] = core::tessaryn::Sample(&type, Poco::Timestamp(0));
-        samples[i].Set(0, 0, values[i]);
-        pointers.push_back(&samples[i]);
-    }
-    const auto course = [&](std::size_t parts) {
-        return FollowElement(pointers, 0, 0, core::tessaryn::Double, ValueForm::text, parts);
+TEST(Check, PrintsTheTreeAndWhatCanNeverMatch) {
+    const Folder folder;
+    const std::string file = folder.Write("a:b.XML", document);
+    const struct {
+        std::string line;
+        int status;
+        std::string out;
+        std::string err;
+    } cases[] = {
+        {"'force > 2 && y.exists' --type '" + file + ":line 1:press'", 1,
+         "&&\n >\n  index: force[0:-1]\n  2\n prop: y.exists\nwarning: The stream type has no "
+         "entry 'y'\n",
+         ""},
+        {"'wave == \"a\x1b\"' --type '" + file + ":line 1:press@1.0.0'", 1,
+         "==\n index: wave[0:-1]\n a\\x1b\nwarning: The literal 'a\\x1b' does not convert to Int8: "
+         "the comparison '== a\\x1b' never holds\n",
+         ""},
+        {"count.exists --type '" + file + ":line 1:press'", 0, "prop: count.exists\n", ""},
+        {"'x >'", 2, "", "rule 'x >': Misplaced token"},
+        {"x --type '" + file + ":line 1:press@9.0.0'", 2, "",
+         file + ": there is no type 'line 1:press@9.0.0'"},
+        {"x --type '" + file + ":line 1:press@new'", 2, "", "'new'"},
+        {"x --type " + file, 2, "", "is no FILE:PATH"},
     };
-    EXPECT_THAT(course(5).means, testing::ElementsAre(1.5, 4, most, 0, 7));
-    EXPECT_EQ(course(40).means.size(), samples.size());
-    EXPECT_EQ(course(1).greatest, "inf");
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.line);
+        const Outcome run = RunTool("check " + each.line);
+        EXPECT_EQ(run.status, each.status);
+        EXPECT_EQ(run.out, each.out);
+        EXPECT_THAT(run.err, testing::HasSubstr(each.err));
+        EXPECT_EQ(run.err.empty(), each.err.empty()) << run.err;
+    }
+}
+
+TEST(DocumentFailures, NameTheNodeAndTheReason) {
+    const Folder folder;
+    const std::string value = "Value at position '";
+    const std::string stream = "/StreamRepository/Group/Groups/Group/Streams/Stream";
+    const std::string collection =
+        "/StreamTypeRepository/Group/Groups/Group/TypeCollections/TypeCollection";
+    const struct {
+        std::string part;
+        std::string by;
+        std::string reason;
+    } cases[] = {
+        {"<Name>press</Name>", "", value + collection + "/Name" + "' broke rule 'Is mandatory'."},
+        {"Int8", "Int9",
+         collection + ": Could not create entry with the given arguments: Key: 'wave', base type: "
+                      "'UnknownType'"},
+        {"<MaxSize>9", "<MaxSize>0",
+         value + stream + "/MaxSize" + "' broke rule 'Is greater than 0'."},
+        {"<Type>line 1.press</Type>", "<Type>u.\x7F</Type>",
+         stream + ": Item 'u.\\x7f' does not exist."},
+        {"Version>2.0.0</TypeV", "Version>3.0.0</TypeV",
+         stream + ": Version 3.0.0 does not exist in the collection StreamTypeCollection"},
+        {"<Key>tool</Key><Value>", "<Key>y</Key><Value>",
+         stream + "/Samples/Sample[1]: Entry with name 'y' does not exist in stream type 'press' "
+                  "with version '2.0.0'."},
+        {"<Value>new</Value>", "",
+         value + stream + "/Samples/Sample[1]/Entries/Entry[2]/Value" +
+             "' broke rule 'Is mandatory'."},
+        {"Repository>", "Depository>",
+         "/: there is neither StreamTypeRepository nor StreamRepository"},
+        {"</Tree>\n", "", "The XML document can not be read at line 26, column 1"},
+        {"<Tree>", "<!DOCTYPE Tree><Tree>", "The XML document can not be read at line 1, column "},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.part + " -> " + each.by);
+        const std::string file = folder.Write("m.xml", Poco::replace(document, each.part, each.by));
+        const Outcome run = RunTool("show " + file);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.out, "");
+        EXPECT_THAT(run.err, StartsWith("tessaryn: " + file + ": " + each.reason));
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
 }
 
 }  // namespace
