@@ -7,13 +7,20 @@
 #include <Poco/PipeStream.h>
 #include <Poco/Process.h>
 #include <Poco/StreamCopier.h>
+#include <Poco/TemporaryFile.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <iomanip>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <utility>
+#include <vector>
 
 namespace velmora::tool {
 
@@ -93,5 +100,46 @@ inline Outcome RunTool(const std::string& line, const std::string& input = {}) {
     process.Write(input);
     return process.Wait();
 }
+
+/// Runs the program where it has to fail: with one sentence and nothing else.
+/// \param reason a part of the sentence
+inline void ExpectFailure(const std::string& line, const std::string& reason,
+                          const std::string& input = {}) {
+    SCOPED_TRACE(line);
+    const Outcome run = RunTool(line, input);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, testing::MatchesRegex("tessaryn: [^\n]*\n"));
+    EXPECT_THAT(run.err, testing::HasSubstr(reason));
+}
+
+/// A folder that is there, with its files, as long as the object.
+class Folder {
+  public:
+    Folder() { folder.createDirectory(); }
+
+    std::string PathOf(const std::string& name) const { return folder.path() + "/" + name; }
+
+    std::string Write(const std::string& name, const std::string& text) const {
+        std::ofstream(PathOf(name), std::ios::binary) << text;
+        return PathOf(name);
+    }
+
+    std::string Read(const std::string& name) const {
+        std::ifstream file(PathOf(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// The names of all that is in it.
+    std::vector<std::string> List() const {
+        std::vector<std::string> names;
+        folder.list(names);
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+  private:
+    Poco::TemporaryFile folder;
+};
 
 }  // namespace velmora::tool

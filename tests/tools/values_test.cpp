@@ -1,12 +1,20 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+// How texts become values and times.
+
 #include "values.h"
+
+#include "time_text.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
+#include <optional>
+#include <random>
 #include <string>
+#include <utility>
 
 namespace velmora::tool {
 namespace {
@@ -53,6 +61,68 @@ TEST(Values, AreReadStrictly) {
         const std::string type(text, std::strchr(text, ' '));
         expectRefused(GetTypeFromString(type), text + type.size() + 1, "does not fit " + type);
     }
+}
+
+constexpr std::int64_t second = 1'000'000;
+constexpr std::int64_t newYear2020 = 1'577'836'800 * second;
+
+TEST(TimeText, ReadsIsoTimes) {
+    const std::pair<const char*, std::int64_t> cases[] = {
+        {"2020-01-01 00:00:01", newYear2020 + second},
+        {"2020-01-01T00:00:00.0000019Z", newYear2020 + 1},
+        {"2020-01-01T01:30:00+01:30", newYear2020},
+        {"2019-12-31T19:00:00-0500", newYear2020},
+        {"1969-12-31T23:59:59.999999Z", -1},
+        {"0001-01-01", -62'135'596'800 * second},
+        {"9999-12-31T23:59:59.999999Z", 253'402'300'799 * second + 999'999},
+        {"2020-02-29", newYear2020 + 59 * 86'400 * second}};
+    for (const auto& [text, time] : cases)
+        EXPECT_EQ(ParseIsoTime(text), time) << text;
+    for (const char* text :
+         {"2019-02-29", "2020-00-01", "2020-13-01", "2020-04-31", "0000-01-01", "2020-1-1", "",
+          "2020-01-01T24:00:00Z", "2020-01-01T00:60:00Z", "2020-01-01T00:00:60Z", "2020-01-01T",
+          "2020-01-01T00:00:00.Z", "2020-01-01T00:00:00+24:00", "2020-01-01T00:00:00+1", "20200101",
+          "2020-01-01T00:00:00+01:", "2020-01-01T00:00:00Zx", "9999-12-31T23:59:59-01:00"})
+        EXPECT_EQ(ParseIsoTime(text), std::nullopt) << text;
+}
+
+TEST(TimeText, ReadsBackWhatItWrites) {
+    const std::mt19937::result_type seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<std::int64_t> any(-62'135'596'800 * second,
+                                                    253'402'300'799 * second);
+    for (int i = 0; i < 10'000; ++i) {
+        const std::int64_t unit = i % 3 == 0 ? second : i % 3 == 1 ? 1000 : 1;
+        const std::int64_t time = any(random) / unit * unit;
+        std::string text;
+        AppendTime(text, time);
+        ASSERT_EQ(ParseIsoTime(text), time) << text;
+        ASSERT_TRUE(unit != second || text.size() == 20U) << text;
+    }
+}
+
+TEST(TimeText, ReadsNumbersThatCountFromTheEpoch) {
+    const std::pair<const char*, std::int64_t> cases[] = {{"-1.5", -second - second / 2},
+                                                          {"1577836800001.5", newYear2020 + 1500},
+                                                          {"1577836800000001", newYear2020 + 1},
+                                                          {"1577836800000001999", newYear2020 + 1},
+                                                          {"99999999999", 99'999'999'999 * second}};
+    for (const auto& [text, time] : cases)
+        EXPECT_EQ(ParseEpochTime(text, GuessEpochUnit(text).value()), time) << text;
+    EXPECT_EQ(GuessEpochUnit("1e9"), std::nullopt);
+    for (const char* text : {"253402300800", "9223372036854775807", "1e9", "1.", ""})
+        EXPECT_EQ(ParseEpochTime(text, EpochUnit::seconds), std::nullopt) << text;
+}
+
+TEST(TimeText, ReadsDurations) {
+    const std::pair<const char*, long> cases[] = {
+        {"250ms", 250}, {"3s", 3000}, {"1.5", 1500}, {"2m", 120'000}, {"1h", 3'600'000}};
+    for (const auto& [text, milliseconds] : cases)
+        EXPECT_EQ(ParseDuration(text), std::chrono::milliseconds(milliseconds)) << text;
+    for (const char* text :
+         {"0s", "-1s", "1d", "1 s", "s", "nan", "inf", "1e300h", "99999999999h", ""})
+        EXPECT_EQ(ParseDuration(text), std::nullopt) << text;
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The program's output, command line and warnings, and how it runs on.
+// How the program reads tables, and what it prints of them.
 
 #include "process.h"
 
@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <regex>
 #include <string>
 
 namespace velmora::tool {
@@ -17,6 +18,7 @@ namespace {
 
 using testing::HasSubstr;
 
+const std::string good = "time,x\n2020-01-01,1\n";
 const std::string twoRows = "time,x\n2020-01-01T00:00:00Z,1\n2020-01-01T00:00:01Z,5\n";
 
 TEST(Watch, PrintsWhatMatchesAndSumsUp) {
@@ -64,10 +66,7 @@ TEST(Watch, TellsAtTheStartWhatARuleCanNeverMeet) {
 }
 
 TEST(Watch, EndsWithOneSentenceOnABadCommandLine) {
-    const struct {
-        std::string line;
-        std::string message;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", "A subcommand is required"},
         {"watch - --nonsense", "The following argument was not expected: --nonsense"},
         {"watch no/such.csv", "'no/such.csv' can not be opened: No such file or directory"},
@@ -80,14 +79,20 @@ TEST(Watch, EndsWithOneSentenceOnABadCommandLine) {
         {"watch - --type x:Int9", "--type 'x:Int9': there is no type 'Int9'"},
         {"watch - --type x:Int8:0", "--type 'x:Int8:0': a count is 1 to 65535"},
     };
-    for (const auto& each : cases) {
-        const Outcome run = RunTool(each.line, twoRows);
-        EXPECT_EQ(run.status, 2) << each.line;
-        EXPECT_EQ(run.out, "") << each.line;
-        EXPECT_EQ(run.err, "tessaryn: " + each.message + "\n");
-    }
+    for (const auto& [line, message] : cases)
+        ExpectFailure(line, "tessaryn: " + message + "\n", twoRows);
     EXPECT_EQ(RunTool("--version").out, "tessaryn " TESSARYN_VERSION "\n");
     EXPECT_EQ(RunTool("watch --help").status, 0);
+}
+
+TEST(Watch, ReadsTheFiguresOfThisMachine) {
+    const Outcome run = RunTool(
+        "watch host --quiet --every 10ms --for 45ms --rule "
+        "load[2]>=0&&cpu[0]>=0&&memory_total>0&&network[1]>=0");
+    EXPECT_THAT(run.out,
+                testing::MatchesRegex(
+                    "([^ ]+Z host [^ ]+ load=.[^ ]+;[^ ]+;[^ ]+ cpu=[^ ]+ memory_total=[0-9]+ "
+                    "memory_available=[0-9]+ network=.[0-9]+;[0-9]+. hostname=[^ ]+\n)+"));
 }
 
 TEST(Watch, NeedsNoMoreMemoryForALongerTable) {
@@ -116,6 +121,109 @@ TEST(Watch, NeedsNoMoreMemoryForALongerTable) {
     process.Write(mark);
     EXPECT_EQ(process.ReadLine(), "2020-01-01T00:00:00Z stdin [x == -1] x=-1 s=mark");
     EXPECT_LT(peak() - early, 512) << "KiB";
+}
+
+/// The entries of each line that was printed.
+std::string EntriesOf(const Outcome& run) {
+    return std::regex_replace(run.out, std::regex(R"(\S+ stdin \[\*\])"), "");
+}
+
+struct TableCase {
+    std::string input;
+    std::string arguments;
+    std::string expected;
+};
+
+TEST(WatchInput, TellsColumnsFromHeaderAndFirstRows) {
+    const TableCase cases[] = {
+        // Later rows of the first ones count, too.
+        {"a,t,b\n1,2020-01-01,y z\n.5,2020-01-02,5\n", "", " a=1 b=\"y z\"\n a=0.5 b=5\n"},
+        {"time,a,b\n2020-01-01,18446744073709551616,-\n", "", " a=1.8446744073709552e+19 b=-\n"},
+        {"a,b\n2020-01-01,1577836800\n", "--time b", " a=2020-01-01\n"},
+        {"time,a,b,c:d\n2020-01-01,1,true,5\n", "--type a:Double --type b:bool --type c:d:String",
+         " a=1 b=true c_d=5\n"},
+        {"time,a,b\n2020-01-01,1;2;3,0.5 -1\n", "--type a:UInt8:3 --type b:Float:2",
+         " a=[1;2;3] b=[0.5;-1]\n"},
+        // Row names as R writes them, without or with a title, and a column of their name.
+        {"\"time\",\"a\"\n\"1\",\"2020-01-01\",5\n\"2\",\"2020-01-02\",6\n", "",
+         " row=1 a=5\n row=2 a=6\n"},
+        {"\"\",\"time\",\"a\"\n\"1\",\"2020-01-01\",5\n", "", " row=1 a=5\n"},
+        {"time,row\nr1,2020-01-01,5\n", "", " row_=r1 row=5\n"},
+        {"time,CO2 level,2nd,\xC3\xA9t\xC3\xA9\n2020-01-01,1,2,3\n", "",
+         " CO2_level=1 _2nd=2 _t_=3\n"},
+        {"\xEF\xBB\xBF\"time\",a\r\n\r\n2020-01-01,1\r\n\r\n2020-01-02,2", "", " a=1\n a=2\n"},
+        {"time,a,b\n2020-01-01,\"x,\"\"y\"\"\n z\", pad \n", "", " a=\"x,\\\"y\\\"\\n z\" b=pad\n"},
+        {std::string("time,a\n2020-01-01,\x1b[2J\0\xff\xC2\x9B\xC3\xA9\n", 29), "",
+         " a=\"\\x1b[2J\\x00\\xff\\xc2\\x9b\xC3\xA9\"\n"},
+        {"time,a\n", "", ""},
+    };
+    for (const auto& each : cases) {
+        const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);
+        EXPECT_EQ(run.status, 0) << each.input << run.err;
+        EXPECT_EQ(EntriesOf(run), each.expected) << each.input;
+    }
+}
+
+TEST(WatchInput, NamesLineColumnAndReasonOfBadInput) {
+    const TableCase cases[] = {
+        {good + "2020-01-02\n", "", "3:2 (x): 1 field where the columns are 2"},
+        {good + "2020-01-02,1,2\n", "", "3:3: 3 fields where the columns are 2"},
+        {good + "2020-01-02,300\n", "--type x:Int8", "3:2 (x): '300' does not fit Int8"},
+        {"time,x\n2020-01-01,1;;2\n", "--type x:Int8:3", "2:2 (x): '' is no whole number"},
+        {good + "2020-02-30,1\n", "", "3:1 (time): '2020-02-30' is no time"},
+        {"x,time\n\"a\nb\",2020-01-01\n\"c\nd\",never\n", "", "4:2 (time): 'never' is no time"},
+        {good + "2020-01-02,a\"b\n", "", "3:2 (x): a quote inside a field that is not quoted"},
+        {good + "2020-01-02,\"a\"b\n", "", "3:2 (x): the field goes on after its closing quote"},
+        {good + "2020-01-02,\"a\n", "", "3:2 (x): the quote is not closed"},
+        {good + "2020-01-02,\"" + std::string(2 << 20, 'a'), "",
+         "3:2 (x): the row is longer than 1 MiB; is a quote not closed?"},
+        {good + "2020-01-02,\x1b[2J\xff\n", "",
+         "3:2 (x): '\\x1b[2J\\xff' is no whole number; --type 'x:String' reads texts"},
+        {"", "", " there is no header, the file is empty"},
+        {"time,,x\n2020-01-01,1,2\n", "", "1: column 2 has no name"},
+        {"time,a b,a_b\n", "", "1: columns 2 and 3 would both be the entry 'a_b'"},
+        {"a,b\n1,2\n", "",
+         "1: no column holds times such as 2020-01-01T00:00:00Z; --time names a column of numbers "
+         "that count from 1970"},
+        {"time,x\n", "--time t", "1: there is no column 't' among 'time', 'x'"},
+        {"time,x\n", "--type time:Int64 --time time",
+         "1: the time column 'time' is no entry and has no type"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.expected);
+        const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.err, "tessaryn: stdin:" + each.expected + "\n");
+        // What came before the bad row was pushed, nothing of that row.
+        EXPECT_EQ(run.out.empty(), each.expected[0] < '3');
+        EXPECT_EQ(EntriesOf(run), run.out.empty()           ? ""
+                                  : each.expected[0] == '3' ? " x=1\n"
+                                                            : " x=\"a\\nb\"\n");
+    }
+}
+
+TEST(WatchInput, SkipsAndCountsBadRowsWhenAsked) {
+    const Outcome run =
+        RunTool("watch - --skip-bad",
+                good +
+                    "never,2\n2020-01-03,a\"b\n2020-01-04\n2020-01-05,\"q\"z\n2020-01-06,abc\n"
+                    "2020-01-07,7\n2020-01-08,\"open\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(EntriesOf(run), " x=1\n x=7\n");
+    EXPECT_THAT(run.err, HasSubstr("stream stdin: 2 samples read, "));
+    EXPECT_THAT(run.err, HasSubstr("6 bad rows skipped, the first: stdin:3:1 (time): "));
+}
+
+TEST(WatchInput, StartsWithTheFirstRowOfALiveSource) {
+    Process process("watch - --quiet");
+    process.Write(good);
+    EXPECT_EQ(process.ReadLine(), "2020-01-01T00:00:00Z stdin [*] x=1");
+    process.Write("2020-01-02,2\n2020-01-03,");
+    EXPECT_EQ(process.ReadLine(), "2020-01-02T00:00:00Z stdin [*] x=2");
+    process.Write("2.5\n");
+    EXPECT_EQ(process.Wait().err,
+              "tessaryn: stdin:4:2 (x): '2.5' is no whole number; --type 'x:Double' reads "
+              "decimals\n");
 }
 
 }  // namespace
