@@ -18,6 +18,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <utility>
 #include <vector>
@@ -40,6 +41,11 @@ class Process {
         // ignore interruptions because the test's runner does.
         std::signal(SIGPIPE, SIG_IGN);
         std::signal(SIGINT, SIG_DFL);
+        // Starting a program closes every descriptor that there may be, used or not.
+        rlimit files{};
+        getrlimit(RLIMIT_NOFILE, &files);
+        files.rlim_cur = std::min<rlim_t>(files.rlim_cur, 256);
+        setrlimit(RLIMIT_NOFILE, &files);
         std::istringstream words(line);
         Poco::Process::Args arguments;
         for (std::string word; words >> std::quoted(word, '\'');)

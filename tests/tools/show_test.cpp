@@ -40,9 +40,9 @@ const std::string document = R"(<Tree>
             <Entry><Key>tool</Key><Value>new</Value></Entry>
             <Entry><Key>count</Key><Value>18446744073709551615</Value></Entry></Entries></Sample>
           <Sample><TimeStamp>3000000</TimeStamp><Entries>
-            <Entry><Key>force</Key><Value>nan</Value></Entry></Entries></Sample>
-          <Sample><TimeStamp>-1</TimeStamp><Entries>
             <Entry><Key>force</Key><Value>1e+300</Value></Entry></Entries></Sample>
+          <Sample><TimeStamp>-1</TimeStamp><Entries>
+            <Entry><Key>force</Key><Value>nan</Value></Entry></Entries></Sample>
         </Samples></Stream>
     </Streams></Group></Groups></Group></StreamRepository>
 </Tree>
@@ -67,7 +67,7 @@ streams
   "line 1":
     b  type "line 1.press" 2.0.0  3 of at most 9 samples
       1969-12-31T23:59:59.999999Z to 1970-01-01T00:00:03Z
-      force  Double  min -1.5  max 1e+300                last nan     #_
+      force  Double  min -1.5  max 1e+300                last 1e+300   _#
       tool   String                                      last "\x00"
       count  UInt64  min 0     max 18446744073709551615  last 0       _#_
 )");
@@ -81,7 +81,7 @@ streams
         R"({"kind":"stream","path":"line 1:b","type":"line 1.press","version":"2.0.0","samples":3,)"
         R"("max_size":9,"first":"1969-12-31T23:59:59.999999Z","last":"1970-01-01T00:00:03Z",)"
         R"("entries":[{"name":"force","type":"Double","elements":[{"min":-1.5,"max":1e+300,)"
-        R"("last":null}]},{"name":"tool","type":"String","last":"\u0000"},{"name":"count",)"
+        R"("last":1e+300}]},{"name":"tool","type":"String","last":"\u0000"},{"name":"count",)"
         R"("type":"UInt64","elements":[{"min":0,"max":18446744073709551615,"last":0}]}]})";
     EXPECT_THAT(RunTool(show + " --output ndjson").out, testing::EndsWith(last + "\n"));
 }

@@ -169,7 +169,7 @@ TEST(WatchInput, NamesLineColumnAndReasonOfBadInput) {
         {good + "2020-01-02\n", "", "3:2 (x): 1 field where the columns are 2"},
         {good + "2020-01-02,1,2\n", "", "3:3: 3 fields where the columns are 2"},
         {good + "2020-01-02,300\n", "--type x:Int8", "3:2 (x): '300' does not fit Int8"},
-        {"time,x\n2020-01-01,1;;2\n", "--type x:Int8:3", "2:2 (x): '' is no whole number"},
+        {"time,x\n2020-01-01,1;2;\n", "--type x:Int8:3", "2:2 (x): '' is no whole number"},
         {good + "2020-02-30,1\n", "", "3:1 (time): '2020-02-30' is no time"},
         {"x,time\n\"a\nb\",2020-01-01\n\"c\nd\",never\n", "", "4:2 (time): 'never' is no time"},
         {good + "2020-01-02,a\"b\n", "", "3:2 (x): a quote inside a field that is not quoted"},
