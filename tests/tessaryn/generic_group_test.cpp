@@ -27,8 +27,9 @@ namespace {
 struct HostItem : test::LiveCount<HostItem> {};
 
 struct HostGroup : GenericGroup<HostItem, HostGroup>, test::LiveCount<HostGroup> {
-    explicit HostGroup(const std::string& name, const INamedObject* above = nullptr, char sep = '.')
-        : GenericGroup(name, above, sep) {}
+    explicit HostGroup(const std::string& groupName, const INamedObject* above = nullptr,
+                       char sep = '.')
+        : GenericGroup(groupName, above, sep) {}
 };
 
 using Repo = GenericRepo<HostGroup, HostItem>;

@@ -188,7 +188,10 @@ TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
         EXPECT_EQ(BinaryOf(sample), before);
 
         Sample longer(&layout.type, longAgo);
+        const std::string whole = BinaryOf(longer);
         layout.type.Remove(1);
+        longer.Resize(2, 2);
+        EXPECT_EQ(BinaryOf(longer), whole) << "the entry is gone";
         for (unsigned short entry = 0; entry < 2; ++entry)
             TouchAll(longer, entry);
         EXPECT_EQ(BinaryOf(longer).size(), longer.GetSerializedSizeInBytes());

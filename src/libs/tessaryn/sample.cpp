@@ -306,7 +306,10 @@ unsigned short Sample::EntryId(const std::string& name) const {
 }
 
 void Sample::Resize(unsigned short entry, unsigned int count) {
-    ResizeInBytes(entry, std::uint64_t{layout::WidthOf(DeclaredType(entry))} * count);
+    const unsigned int width = layout::WidthOf(DeclaredType(entry));
+    // The stream type may have lost the entry since.
+    if (width != 0)
+        ResizeInBytes(entry, std::uint64_t{width} * count);
 }
 
 unsigned int Sample::GetSize(unsigned short entry) const {
