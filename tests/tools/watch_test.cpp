@@ -6,11 +6,11 @@
 #include "process.h"
 
 #include <Poco/JSON/Parser.h>
+#include <Poco/RegularExpression.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <regex>
 #include <string>
 
 namespace velmora::tool {
@@ -125,7 +125,10 @@ TEST(Watch, NeedsNoMoreMemoryForALongerTable) {
 
 /// The entries of each line that was printed.
 std::string EntriesOf(const Outcome& run) {
-    return std::regex_replace(run.out, std::regex(R"(\S+ stdin \[\*\])"), "");
+    std::string lines = run.out;
+    Poco::RegularExpression(R"(\S+ stdin \[\*\])")
+        .subst(lines, "", Poco::RegularExpression::RE_GLOBAL);
+    return lines;
 }
 
 struct TableCase {
