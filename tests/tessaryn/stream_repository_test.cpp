@@ -3,6 +3,8 @@
 
 #include "tessaryn/stream_repository.h"
 
+#include "serializer/json_format.h"
+#include "serializer/xml_format.h"
 #include "support/live_count.h"
 #include "support/node_builder.h"
 #include "support/root_logger.h"
@@ -17,6 +19,7 @@
 
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -424,8 +427,12 @@ TEST_F(Streams, AreWrittenAndReadBackEntryByEntry) {
     NodeRef streamNode = root.AddNode("StreamRepository", serialization::NodeElement);
     types.Serialize(serializer, typeNode);
     streams.Serialize(serializer, streamNode);
-    const StreamTypeRepository readTypes(logger, serializer, typeNode);
-    const StreamRepository read(logger, serializer, streamNode, readTypes);
+    std::stringstream xml;
+    std::stringstream json;
+    WriteXml(tree, xml);
+    WriteJson(tree, json);
+    const NodeTree fromXml = serialization::ReadXml(xml);
+    const NodeTree fromJson = serialization::ReadJson(json);
 
     const auto contentsOf = [](const Stream& stream) {
         std::string contents = stream.GetStreamType()->GetFullName();
@@ -435,14 +442,20 @@ TEST_F(Streams, AreWrittenAndReadBackEntryByEntry) {
         });
         return contents;
     };
-    for (const std::string path : {"a/b/numbers", "a/all", "/unnamed"}) {
-        EXPECT_EQ(contentsOf(read.GetStream(path)), contentsOf(streams.GetStream(path))) << path;
-        EXPECT_NE(read.GetStream(path).GetStreamType(), streams.GetStream(path).GetStreamType());
+    for (const NodeTree* form : {&tree, &fromXml, &fromJson}) {
+        const NodeRef node = form->GetRoot();
+        const StreamTypeRepository readTypes(logger, serializer, node["StreamTypeRepository"]);
+        const StreamRepository read(logger, serializer, node["StreamRepository"], readTypes);
+        for (const std::string path : {"a/b/numbers", "a/all", "/unnamed"}) {
+            const Stream& stream = read.GetStream(path);
+            EXPECT_EQ(contentsOf(stream), contentsOf(streams.GetStream(path))) << path;
+            EXPECT_NE(stream.GetStreamType(), streams.GetStream(path).GetStreamType());
+        }
+        EXPECT_EQ(read.GetGroup("empty/below").GetFullName(), "empty.below");
+        // But for the times of samples that hold text, which are those of reading.
+        EXPECT_EQ(Written(read.GetGroup("a/b")), Written(streams.GetGroup("a/b")));
+        EXPECT_EQ(Written(readTypes), Written(types));
     }
-    EXPECT_EQ(read.GetGroup("empty/below").GetFullName(), "empty.below");
-    // But for the times of samples that hold text, which are those of reading.
-    EXPECT_EQ(Written(read.GetGroup("a/b")), Written(streams.GetGroup("a/b")));
-    EXPECT_EQ(Written(readTypes), Written(types));
 }
 
 TEST_F(Streams, WriteThisLayout) {
