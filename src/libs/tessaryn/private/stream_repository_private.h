@@ -42,7 +42,7 @@ class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable
                    serialization::INode& node) const override;
 
   private:
-    Poco::Logger& logger;
+    [[maybe_unused]] Poco::Logger& logger;
 };
 
 }  // namespace velmora::core::tessaryn

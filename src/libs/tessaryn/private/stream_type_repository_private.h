@@ -56,7 +56,7 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
     };
 
     Repo repo;
-    Poco::Logger& logger;
+    [[maybe_unused]] Poco::Logger& logger;
 };
 
 }  // namespace velmora::core::tessaryn
