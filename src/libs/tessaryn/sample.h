@@ -67,11 +67,19 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     Sample(StreamType* type, const serialization::Serializer<serialization::NodeRef>& serializer,
            const serialization::INode& node);
 
+    /// Copies type, time and elements.
+    /// \param other the source
     Sample(const Sample& other);
+    /// Copies type, time and elements; when this throws, the sample is as it was.
+    /// \param other the source
+    /// \return the sample itself
     Sample& operator=(const Sample& other);
     /// Leaves `other` as a default sample, stamped now.
+    /// \param other the source
     Sample(Sample&& other) noexcept;
     /// Swaps: `other` receives what this sample held.
+    /// \param other the source
+    /// \return the sample itself
     Sample& operator=(Sample&& other) noexcept;
 
     // From here to GetSize the order of the virtual operations is part of the binary interface.
@@ -90,9 +98,13 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// \throws TypeMismatchException when the entry's type does not accept the accessor's
     /// \throws std::out_of_range "Index out of range." when `index` is not below `GetSize(entry)`
     ///@{
+    /// One element of an entry, as the type that the getter names.
+    /// \param entry the entry's id
+    /// \param index the element's index
     virtual char GetInt8(unsigned short entry, unsigned int index) const;
     /// All characters of a `String` or `Int8` entry, zero bytes included; of a wider signed entry
     /// its first `GetSize(entry)` bytes.
+    /// \param entry the entry's id
     /// \throws TypeMismatchException as above
     virtual std::string GetString(unsigned short entry) const;
     virtual short GetInt16(unsigned short entry, unsigned int index) const;
@@ -109,6 +121,9 @@ class TESSARYN_API Sample : public serialization::ISerializable {
 
     /// Sets one element from text as `SetFromString` reads it: no check of type or of the entry's
     /// bounds, no new time stamp. A position outside the sample's memory is left alone.
+    /// \param entry the entry's id
+    /// \param index the element's index
+    /// \param text the element's text
     /// \pre `index` is below `GetSize(entry)`
     /// \throws std::runtime_error "unknown type in " for an entry of `UnknownType`
     virtual void Set(unsigned short entry, unsigned int index, const std::string& text);
@@ -117,6 +132,10 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// Set one element and stamp the sample with the current time.
     /// \throws TypeMismatchException, std::out_of_range as the getters; the sample is as it was
     ///@{
+    /// Sets one element of an entry, whose type has to accept the value's.
+    /// \param entry the entry's id
+    /// \param index the element's index
+    /// \param value the element's new value
     virtual void Set(unsigned short entry, unsigned int index, bool value);
     virtual void Set(unsigned short entry, unsigned int index, double value);
     virtual void Set(unsigned short entry, unsigned int index, float value);
@@ -128,6 +147,8 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     virtual void Set(unsigned short entry, unsigned int index, int value);
     virtual void Set(unsigned short entry, unsigned int index, short value);
     /// Replaces all characters of a `String` or `Int8` entry, resizing it, and stamps the sample.
+    /// \param entry the entry's id
+    /// \param value the characters; zero bytes are kept
     /// \throws TypeMismatchException when the entry is neither
     /// \throws std::length_error when the sample would not fit 32 bits; it is as it was
     virtual void Set(unsigned short entry, const std::string& value);
@@ -152,6 +173,7 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// \return \ownership observes
     virtual StreamType* GetStreamType() const;
     /// The id of the entry of this name.
+    /// \param name the entry's name, compared exactly
     /// \throws EntryNotFoundException when there is none
     virtual unsigned short EntryId(const std::string& name) const;
     /// Changes an entry's element count: the first elements stay, new ones are zero, later entries
@@ -162,9 +184,13 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// \throws std::length_error when the sample would not fit 32 bits; it is as it was
     virtual void Resize(unsigned short entry, unsigned int count);
     /// The entry's element count: the length of a `String`.
+    /// \param entry the entry's id
     virtual unsigned int GetSize(unsigned short entry) const;
 
     /// As the text setter: without this a literal would silently be taken for a `bool`.
+    /// \param entry the entry's id
+    /// \param index the element's index
+    /// \param text the element's text
     void Set(unsigned short entry, unsigned int index, const char* text) {
         Set(entry, index, std::string(text));
     }

@@ -108,10 +108,12 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
 
     /// Adds a copy of the subscription after the others. Duplicates are kept and told twice. Takes
     /// the subscriptions' lock only.
+    /// \param subscription rule and delegate are cloned
     virtual void Subscribe(const StreamSubscription& subscription);
 
     /// Removes every subscription to the same target, whatever its rule. Takes the subscriptions'
     /// lock only.
+    /// \param subscription tells the target
     virtual void Unsubscribe(const StreamSubscription& subscription);
 
     /// Pushes a sample as it is, its time included; then notifies `pushed`.
@@ -154,13 +156,21 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \throws std::bad_function_call when the callback is empty
     ///@{
     /// Every sample.
+    /// \param callback called once, under the lock
     void GetAll(SamplesCallback callback) const;
     /// The samples stamped at `since` or later.
+    /// \param since the earliest time, included
+    /// \param callback called once, under the lock
     void GetSince(const Poco::Timestamp& since, SamplesCallback callback) const;
     /// The samples stamped from `from` to `to`, both included.
+    /// \param from the earliest time, included
+    /// \param to the latest time, included
+    /// \param callback called once, under the lock
     void GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
                     SamplesCallback callback) const;
     /// The samples stamped within `span` before now; all when that reaches before the epoch.
+    /// \param span how far to look back
+    /// \param callback called once, under the lock
     void GetLast(const Poco::Timespan& span, SamplesCallback callback) const;
     ///@}
 

@@ -28,13 +28,20 @@ class TESSARYN_API StreamSubscription {
     /// \param delegate the target
     StreamSubscription(ISubscriptionRule* rule,
                        const Poco::AbstractDelegate<SubscriptionArgs>& delegate);
-    /// Clones rule and delegate of `other`.
+    /// Clones rule and delegate.
+    /// \param other the source
     StreamSubscription(const StreamSubscription& other);
+    /// Takes rule and delegate over.
+    /// \param other the source; good for assignment and destruction afterwards
     StreamSubscription(StreamSubscription&& other) noexcept;
+    /// Takes rule and delegate of a copy.
+    /// \param other the copy
+    /// \return the subscription itself
     StreamSubscription& operator=(StreamSubscription other) noexcept;
     ~StreamSubscription();
 
     /// Whether both have the same target; the rules are not compared.
+    /// \param other compared with this one
     bool operator==(const StreamSubscription& other) const;
 
     /// The filter.
