@@ -30,12 +30,22 @@ class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable
     StreamRepositoryPrivate(Poco::Logger& streamsLogger, char separator);
     ~StreamRepositoryPrivate() override;
 
+    /// Stores a stream, making the groups that are missing.
+    /// \param path the stream's path
+    /// \param stream \ownership takes: deleted when the path is empty or taken
+    /// \return \ownership lends: the stream of that path, new or not; null for the empty path
     Stream* AddStream(const std::string& path, std::unique_ptr<Stream> stream);
+    /// \copydoc StreamRepository::GetStream
     Stream& GetStream(const std::string& path);
+    /// \copydoc StreamRepository::GetGroup
     StreamGroup& GetGroup(const std::string& path);
+    /// The root group, once the repository's mutex was free.
     StreamGroup& GetLockedRoot();
+    /// \copydoc StreamRepository::IsStreamTypeInUse(StreamType*) const
     bool IsStreamTypeInUse(StreamType* type);
+    /// \copydoc StreamRepository::IsStreamTypeInUse(StreamTypeCollection*) const
     bool IsStreamTypeInUse(StreamTypeCollection* collection);
+    /// \copydoc StreamRepository::Fill
     void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
               const serialization::INode& node, const StreamTypeRepository& types);
     void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,

@@ -28,17 +28,28 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
     StreamTypeRepositoryPrivate(Poco::Logger& typesLogger, char groupSeparator);
     ~StreamTypeRepositoryPrivate() override;
 
+    /// \copydoc StreamTypeRepository::Add(const std::string&)
     StreamTypeCollection* Add(const std::string& path);
+    /// \copydoc StreamTypeRepository::Add(const serialization::Serializer<serialization::NodeRef>&, const serialization::INode&)
     StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
                               const serialization::INode& node);
+    /// \copydoc StreamTypeRepository::AddGroup
     StreamTypeCollectionGroup* AddGroup(const std::string& path);
+    /// \copydoc StreamTypeRepository::GetPtr
     StreamTypeCollection* GetPtr(const std::string& path);
+    /// \copydoc StreamTypeRepository::Get
     StreamTypeCollection& Get(const std::string& path);
+    /// \copydoc StreamTypeRepository::FindByFullName
     StreamTypeCollection* FindByFullName(const std::string& fullName);
+    /// \copydoc StreamTypeRepository::GetGroupPtr
     StreamTypeCollectionGroup* GetGroupPtr(const std::string& path);
+    /// \copydoc StreamTypeRepository::GetGroup
     StreamTypeCollectionGroup& GetGroup(const std::string& path);
+    /// \copydoc StreamTypeRepository::Remove
     bool Remove(const std::string& path);
+    /// \copydoc StreamTypeRepository::Clear
     void Clear();
+    /// \copydoc StreamTypeRepository::Fill
     void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
               const serialization::INode& node);
     void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,

@@ -26,7 +26,7 @@ namespace velmora::core::tessaryn {
 /// \threadsafety immutable: several threads may evaluate one tree, each with its own arguments
 class TESSARYN_API RLExpr {
   public:
-    RLExpr& operator=(const RLExpr&) = default;
+    RLExpr& operator=(const RLExpr&) = default;  ///< copies
 
     // The order of the virtual operations is part of the binary interface.
 
@@ -44,7 +44,7 @@ class TESSARYN_API RLExpr {
 
   protected:
     RLExpr() = default;
-    RLExpr(const RLExpr&) = default;
+    RLExpr(const RLExpr&) = default;  ///< copies
     virtual ~RLExpr();
 };
 
@@ -58,25 +58,34 @@ TESSARYN_API Poco::Dynamic::Var valueOf(const RLExpr* expression, const Subscrip
 /// \threadsafety immutable
 class TESSARYN_API RLBinaryExpr : public RLExpr {
   public:
-    RLBinaryExpr(const RLBinaryExpr&) = default;
-    RLBinaryExpr& operator=(const RLBinaryExpr&) = default;
+    RLBinaryExpr(const RLBinaryExpr&) = default;             ///< shares the operands
+    RLBinaryExpr& operator=(const RLBinaryExpr&) = default;  ///< shares the operands
     void dump(std::ostream& out, int indent) const override;
 
-    /// The operands; may be null. \ownership lends
+    /// The left operand; may be null. \ownership lends
     const RLExpr* leftOperand() const { return left.get(); }
+    /// The right operand; may be null. \ownership lends
     const RLExpr* rightOperand() const { return right.get(); }
 
   protected:
     /// The nodes of one operator, from the last one down the left operands to the first.
     class Chain;
 
+    /// \param leftExpr may be null
+    /// \param rightExpr may be null
+    /// \param operatorCharacter what the operator is written with, once
     RLBinaryExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr,
                  char operatorCharacter);
     ~RLBinaryExpr() override;
 
     /// Truth of the operands in the order written, up to the first that decides.
+    /// \param decisive the truth that ends the evaluation
+    /// \param args the change
+    /// \return `decisive` when an operand had it
     bool evaluateUntil(bool decisive, const SubscriptionArgs& args) const;
     /// Values of the operands, the last one first.
+    /// \param args the change
+    /// \return one value an operand
     std::vector<Poco::Dynamic::Var> evaluateBackwards(const SubscriptionArgs& args) const;
 
   private:
@@ -144,8 +153,8 @@ class TESSARYN_API RLRelExpr : public RLExpr {
     /// \param leftExpr may be null
     /// \param literalValue what is compared with
     RLRelExpr(std::shared_ptr<RLExpr> leftExpr, const Poco::Dynamic::Var& literalValue);
-    RLRelExpr(const RLRelExpr&) = default;
-    RLRelExpr& operator=(const RLRelExpr&) = default;
+    RLRelExpr(const RLRelExpr&) = default;             ///< shares the operand
+    RLRelExpr& operator=(const RLRelExpr&) = default;  ///< shares the operand
     /// Whether the comparison holds; false where it raises any `Poco::Exception`.
     /// \param args the change
     TypedValue evaluate(const SubscriptionArgs& args) const override;
@@ -159,6 +168,9 @@ class TESSARYN_API RLRelExpr : public RLExpr {
   protected:
     ~RLRelExpr() override;
 
+    /// Whether the comparison holds.
+    /// \param args the change
+    /// \throws Poco::Exception when the literal doesn't convert or there is no value
     virtual bool evaluateImpl(const SubscriptionArgs& args) const = 0;
 
   public:
@@ -167,6 +179,8 @@ class TESSARYN_API RLRelExpr : public RLExpr {
 
   protected:
     /// Whether the left value, or each of its elements, compares with the literal.
+    /// \param args the change
+    /// \param compare is given an element and the literal, both of the element's type
     template <class Compare>
     bool compareWith(const SubscriptionArgs& args, Compare compare) const;
 
@@ -253,7 +267,9 @@ class TESSARYN_API RLPropExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
+    /// The entry's name.
     const std::string& entryName() const { return object; }
+    /// The property's name.
     const std::string& propertyName() const { return property; }
 
   private:
@@ -270,6 +286,7 @@ class TESSARYN_API RLFuncExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
+    /// The function's name.
     const std::string& functionName() const { return name; }
 
   private:
@@ -292,6 +309,7 @@ class TESSARYN_API RLIndexExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
+    /// The entry's name.
     const std::string& entryName() const { return name; }
     /// Index of the first element as written; negative for the very first.
     int first() const { return from; }
@@ -313,6 +331,7 @@ class TESSARYN_API RLExistsExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
+    /// The entry's name.
     const std::string& entryName() const { return name; }
 
   private:

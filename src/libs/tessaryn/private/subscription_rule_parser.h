@@ -44,7 +44,8 @@ class TESSARYN_API RLParser {
     RLParser& operator=(const RLParser&) = delete;
     ~RLParser();
 
-    /// Parses the whole text; the result is null for a blank one.
+    /// Parses the whole text.
+    /// \return the tree; null for a blank text
     /// \throws Poco::SyntaxException when the text is malformed, or nested or long beyond the
     /// limits
     std::shared_ptr<RLExpr> parse();
@@ -54,14 +55,25 @@ class TESSARYN_API RLParser {
     /// A step that recognises nothing leaves its result empty.
     /// \throws Poco::SyntaxException when what follows is malformed
     ///@{
+    /// Recognises the part of the grammar that the step is named after.
+    /// \param next the current token
+    /// \param result receives the tree
+    /// \return the first token that was not used
     const Poco::Token* parseExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseOrExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseAndExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseRelExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
+    /// An accessor, after the name that it belongs to.
+    /// \param next the current token
+    /// \param result receives the tree
+    /// \param name the name before the accessor
+    /// \return the first token that was not used
     const Poco::Token* parseProp(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                  const std::string& name);
+    /// \copydoc parseProp
     const Poco::Token* parseFunc(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                  const std::string& name);
+    /// \copydoc parseProp
     const Poco::Token* parseIndex(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                   const std::string& name);
     ///@}

@@ -52,10 +52,17 @@ class TESSARYN_API OperatorToken : public SubscriptionRuleToken {
 
     OperatorToken();
     ~OperatorToken() override;
+    /// Whether the token begins with a character.
+    /// \param c the character that was read
+    /// \param in what follows
     bool start(char c, std::istream& in) override;
+    /// Reads the rest of the token.
+    /// \param in what follows
     /// \throws Poco::SyntaxException when "&", "|" or "^" is not doubled
     void finish(std::istream& in) override;
+    /// `OPERATOR_TOKEN`
     Class tokenClass() const override;
+    /// The operator as one of `Operator`, or 0.
     int asInteger() const override;
 
   private:
@@ -68,8 +75,14 @@ class TESSARYN_API IdentifierToken : public SubscriptionRuleToken {
   public:
     IdentifierToken();
     ~IdentifierToken() override;
+    /// Whether the token begins with a character.
+    /// \param c the character that was read
+    /// \param in what follows
     bool start(char c, std::istream& in) override;
+    /// Reads the rest of the token.
+    /// \param in what follows
     void finish(std::istream& in) override;
+    /// `IDENTIFIER_TOKEN`
     Class tokenClass() const override;
 };
 
@@ -79,9 +92,15 @@ class TESSARYN_API StringLiteralToken : public SubscriptionRuleToken {
   public:
     StringLiteralToken();
     ~StringLiteralToken() override;
+    /// Whether the token begins with a character.
+    /// \param c the character that was read
+    /// \param in what follows
     bool start(char c, std::istream& in) override;
+    /// Reads the rest of the token.
+    /// \param in what follows
     /// \throws Poco::SyntaxException "Unterminated string literal"
     void finish(std::istream& in) override;
+    /// `STRING_LITERAL_TOKEN`
     Class tokenClass() const override;
     /// The text without quotes and backslashes.
     std::string asString() const override;
@@ -93,17 +112,26 @@ class TESSARYN_API NumberLiteralToken : public SubscriptionRuleToken {
   public:
     NumberLiteralToken();
     ~NumberLiteralToken() override;
+    /// Whether the token begins with a character.
+    /// \param c the character that was read
+    /// \param in what follows
     bool start(char c, std::istream& in) override;
+    /// Reads the rest of the token.
+    /// \param in what follows
     /// \throws Poco::SyntaxException when an exponent has no digit
     void finish(std::istream& in) override;
     /// `FLOAT_LITERAL_TOKEN` with a fraction or an exponent, else `INTEGER_LITERAL_TOKEN`.
     Class tokenClass() const override;
+    /// The number.
     /// \throws Poco::SyntaxException when the text is no number, or too large for the result
     Poco::Int64 asInteger64() const override;
+    /// The number.
     /// \throws Poco::SyntaxException as above
     Poco::UInt64 asUnsignedInteger64() const override;
+    /// The number.
     /// \throws Poco::SyntaxException as above
     int asInteger() const override;
+    /// The number.
     /// \throws Poco::SyntaxException as above
     unsigned asUnsignedInteger() const override;
 

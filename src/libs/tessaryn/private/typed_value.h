@@ -21,15 +21,17 @@ class TESSARYN_API TypedValue {
   public:
     /// `UnknownType` and an empty value.
     TypedValue() = default;
+    /// A value of a type.
     /// \param valueType the value's type
     /// \param dynamicValue the value
     TypedValue(BaseType valueType, Poco::Dynamic::Var dynamicValue);
     /// A truth value.
+    /// \param truth the value; its type is `Bool`
     // NOLINTNEXTLINE(google-explicit-constructor): conditions are returned as values
     TypedValue(bool truth);
 
-    BaseType type = UnknownType;
-    Poco::Dynamic::Var value;
+    BaseType type = UnknownType;  ///< the value type; of several elements that of each
+    Poco::Dynamic::Var value;     ///< the value; empty where there is none
 };
 
 }  // namespace velmora::core::tessaryn
