@@ -17,7 +17,7 @@
 struct VELMORA_COMMON_API BaseException : public std::runtime_error {
     /// \param message the whole text of `what()`
     explicit BaseException(const std::string& message);
-    BaseException(const BaseException&) = default;
-    BaseException& operator=(const BaseException&) = default;
+    BaseException(const BaseException&) = default;             ///< copies
+    BaseException& operator=(const BaseException&) = default;  ///< copies
     ~BaseException() override;
 };

@@ -21,10 +21,14 @@ namespace velmora::utils {
 struct VELMORA_COMMON_API Version {
     /// 0.0.0, which stands for no version.
     constexpr Version() = default;
+    /// A version of three parts.
+    /// \param first the part that counts most
+    /// \param second the part in the middle
+    /// \param third the part that counts least
     constexpr Version(unsigned char first, unsigned char second, unsigned short third)
         : number((std::uint32_t{first} << 24U) | (std::uint32_t{second} << 16U) | third) {}
     /// Reads three unsigned decimal numbers joined by dots, as `ToString` writes them.
-    ///
+    /// \param text such as "1.0.0"
     /// \throws std::invalid_argument when anything else is in the text, or a part is too large;
     ///     the message quotes the text
     explicit Version(const std::string& text);
@@ -32,20 +36,24 @@ struct VELMORA_COMMON_API Version {
     /// The three parts as decimal numbers joined by dots, "1.0.0".
     std::string ToString() const;
 
-    /// 255.255.65535, which stands for whichever version is the latest.
+    /// The largest version, 255.255.65535; it stands for whichever version is the latest.
     static constexpr Version Latest() { return {255, 255, 65535}; }
-    /// 0.0.1, the smallest step between two successive versions.
+    /// The smallest step between two successive versions, 0.0.1.
     static constexpr Version SmallestDelta() { return {0, 0, 1}; }
 
     friend constexpr bool operator==(const Version&, const Version&) = default;
     friend constexpr auto operator<=>(const Version&, const Version&) = default;
 
     /// Adds modulo 2^32; a sum that is smaller than the summand has wrapped.
+    /// \param other the summand
+    /// \return the version itself
     constexpr Version& operator+=(const Version& other) {
         number += other.number;
         return *this;
     }
     /// Subtracts modulo 2^32, so that adding the same again gives the former value.
+    /// \param other what is subtracted
+    /// \return the version itself
     constexpr Version& operator-=(const Version& other) {
         number -= other.number;
         return *this;

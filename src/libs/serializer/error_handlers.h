@@ -34,7 +34,7 @@ class VELMORA_SERIALIZER_API ThrowErrorHandler {
     ThrowErrorHandler(bool warn, Poco::Logger& target) : log(warn), logger(&target) {}
 
     /// Throws the exception that tells position, rule and reason.
-    ///
+    /// \param broken what was refused
     /// \throws SerializationException always: "Value at position 'P' broke rule 'R'.", followed by
     ///     " Reason: " and the reason unless that is empty
     [[noreturn]] void Handle(const BrokenRule& broken) const;

@@ -30,8 +30,8 @@ enum NodeFlags : unsigned {
 class VELMORA_SERIALIZER_API INode {
   public:
     INode() = default;
-    INode(const INode&) = default;
-    INode& operator=(const INode&) = default;
+    INode(const INode&) = default;             ///< copies
+    INode& operator=(const INode&) = default;  ///< copies
     virtual ~INode();
 
     // The order of these five is part of the binary interface.
@@ -43,6 +43,7 @@ class VELMORA_SERIALIZER_API INode {
     /// \throws SerializationException when this node is absent; the message names its position
     virtual NodeRef AddNode(const std::string& name, NodeFlags flags) = 0;
     /// The first child of that name, or an absent node. Looks through the children in order.
+    /// \param name the name, compared exactly
     virtual NodeRef operator[](const std::string& name) const = 0;
     /// All children in the order in which they were added; none of an absent node.
     virtual std::vector<NodeRef> GetNodes() const = 0;
@@ -73,10 +74,10 @@ struct NodeAccess;
 /// \ownership observes the tree
 class VELMORA_SERIALIZER_API NodeRef : public INode {
   public:
-    NodeRef(const NodeRef&);
-    NodeRef(NodeRef&&) noexcept;
-    NodeRef& operator=(const NodeRef&);
-    NodeRef& operator=(NodeRef&&) noexcept;
+    NodeRef(const NodeRef&);                 ///< refers to the same node
+    NodeRef(NodeRef&&) noexcept;             ///< refers to the same node
+    NodeRef& operator=(const NodeRef&);      ///< refers to the same node from now on
+    NodeRef& operator=(NodeRef&&) noexcept;  ///< refers to the same node from now on
     ~NodeRef() override;
 
     NodeRef AddNode(const std::string& name, NodeFlags flags) override;

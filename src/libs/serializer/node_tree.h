@@ -30,6 +30,7 @@ class VELMORA_SERIALIZER_API NodeTree {
     /// to or destroyed.
     NodeTree(NodeTree&&) noexcept;
     /// As the constructor; handles to the nodes that this tree held before become invalid.
+    /// \return the tree itself
     NodeTree& operator=(NodeTree&&) noexcept;
     ~NodeTree();
 

@@ -37,11 +37,12 @@ class VELMORA_SERIALIZER_API OptionalRule {
     explicit OptionalRule(bool mayBeMissing) : optional(mayBeMissing) {}
 
     /// Whether the value was read, or need not be.
+    /// \param result what became of the value
     template <class T>
     bool Check(const SerializationResult& result, const T& /*value*/) const {
         return result.status == SerializationResult::done || optional;
     }
-    /// "Is optional" or "Is mandatory".
+    /// The text "Is optional" or "Is mandatory".
     std::string GetDescription() const { return optional ? "Is optional" : "Is mandatory"; }
 
   private:
@@ -58,6 +59,8 @@ class GreaterThanRule {
     explicit GreaterThanRule(T largestRefused) : threshold(std::move(largestRefused)) {}
 
     /// Whether the value was read and is greater; integers compare by value, whatever their signs.
+    /// \param result what became of the value
+    /// \param value the value
     template <class U>
     bool Check(const SerializationResult& result, const U& value) const {
         if (result.status != SerializationResult::done) {
@@ -69,7 +72,7 @@ class GreaterThanRule {
             return value > threshold;
         }
     }
-    /// "Is greater than " and the threshold.
+    /// The text "Is greater than " and the threshold.
     std::string GetDescription() const {
         std::ostringstream text;
         text.imbue(std::locale::classic());
@@ -87,28 +90,30 @@ class GreaterThanRule {
 class VELMORA_SERIALIZER_API ExistRule {
   public:
     /// Whether the node exists; its value may be unreadable.
+    /// \param result what became of the value
     template <class T>
     bool Check(const SerializationResult& result, const T& /*value*/) const {
         return result.status != SerializationResult::absent;
     }
-    /// "Exists".
+    /// The text "Exists".
     std::string GetDescription() const { return "Exists"; }
 };
 
-/// The value must be there and readable.
+/// A rule: the value must be there and readable.
 inline OptionalRule Mandatory() {
     return OptionalRule(false);
 }
-/// The value may be absent or unreadable.
+/// A rule: the value may be absent or unreadable.
 inline OptionalRule Optional() {
     return OptionalRule(true);
 }
-/// The value must be there, readable and greater than the threshold.
+/// A rule: the value must be there, readable and greater than a threshold.
+/// \param threshold the largest value that is refused
 template <class T>
 GreaterThanRule<T> GreaterThan(T threshold) {
     return GreaterThanRule<T>(std::move(threshold));
 }
-/// The node must be there.
+/// A rule: the node must be there.
 inline ExistRule Exist() {
     return ExistRule();
 }

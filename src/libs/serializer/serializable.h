@@ -19,8 +19,8 @@ class Serializer;
 class VELMORA_SERIALIZER_API ISerializable {
   public:
     ISerializable() = default;
-    ISerializable(const ISerializable&) = default;
-    ISerializable& operator=(const ISerializable&) = default;
+    ISerializable(const ISerializable&) = default;             ///< copies
+    ISerializable& operator=(const ISerializable&) = default;  ///< copies
 
     // The order of these two is part of the binary interface.
     virtual ~ISerializable();

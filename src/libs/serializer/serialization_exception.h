@@ -16,8 +16,8 @@ namespace velmora::core::serialization {
 struct VELMORA_SERIALIZER_API SerializationException : public BaseException {
     /// \param message the whole text of `what()`
     explicit SerializationException(const std::string& message);
-    SerializationException(const SerializationException&) = default;
-    SerializationException& operator=(const SerializationException&) = default;
+    SerializationException(const SerializationException&) = default;             ///< copies
+    SerializationException& operator=(const SerializationException&) = default;  ///< copies
     ~SerializationException() override;
 };
 

@@ -83,6 +83,7 @@ class VELMORA_SERIALIZER_API Serializer {
     ///
     /// \param node the node that holds the value
     /// \param result comes with status `done`; a specialisation may change it
+    /// \return the value
     /// \throws SerializationException when the node holds no value, or none of this type
     template <class T>
     T DeserializePrivate(Node node, SerializationResult& result) const;

@@ -99,6 +99,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// The sub-group of a name; a new one, with this group as parent, when there was none.
+    /// \param groupName the sub-group's name
     /// \return \ownership lends
     Group* AddGroup(const std::string& groupName) {
         const Lock lock(this->mutex);
@@ -108,6 +109,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// The item of a name among the direct children, or null.
+    /// \param itemName the item's name
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& itemName) const {
         const Lock lock(this->mutex);
@@ -115,6 +117,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// The sub-group of a name among the direct children, or null.
+    /// \param groupName the sub-group's name
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& groupName) const {
         const Lock lock(this->mutex);
@@ -122,6 +125,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// As `GetItemPtr`.
+    /// \param itemName the item's name
     /// \throws ItemNotFoundException when absent
     Item& GetItem(const std::string& itemName) const {
         Item* const item = GetItemPtr(itemName);
@@ -131,6 +135,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// As `GetGroupPtr`.
+    /// \param groupName the sub-group's name
     /// \throws GroupNotFoundException when absent
     Group& GetGroup(const std::string& groupName) const {
         Group* const group = GetGroupPtr(groupName);
@@ -139,8 +144,12 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return *group;
     }
 
+    /// Whether there is an item of a name among the direct children.
+    /// \param itemName the item's name
     bool ItemExists(const std::string& itemName) const { return GetItemPtr(itemName) != nullptr; }
 
+    /// Whether there is a sub-group of a name among the direct children.
+    /// \param groupName the sub-group's name
     bool GroupExists(const std::string& groupName) const {
         return GetGroupPtr(groupName) != nullptr;
     }
@@ -174,20 +183,25 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// Whether the group has neither items nor sub-groups. Takes no lock.
     bool IsEmpty() const { return items.empty() && groups.empty(); }
 
-    /// Deletes the item of a name; false when there is none.
+    /// Deletes the item of a name.
+    /// \param itemName the item's name
+    /// \return whether there was one
     bool RemoveItem(const std::string& itemName) {
         const Lock lock(this->mutex);
         return Erase(items, itemName);
     }
 
-    /// Deletes the sub-group of a name with all that is below it; false when there is none.
+    /// Deletes the sub-group of a name with all that is below it.
+    /// \param groupName the sub-group's name
+    /// \return whether there was one
     bool RemoveGroup(const std::string& groupName) {
         const Lock lock(this->mutex);
         return Erase(groups, groupName);
     }
 
-    /// Deletes the item of a name or, only when there is none, the sub-group; false when neither is
-    /// there.
+    /// Deletes the item of a name or, only when there is none, the sub-group.
+    /// \param childName the name
+    /// \return whether there was one of both
     bool Remove(const std::string& childName) {
         const Lock lock(this->mutex);
         return RemoveItem(childName) || RemoveGroup(childName);
@@ -200,13 +214,13 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
   protected:
-    using Lock = Poco::ScopedLock<Poco::Mutex>;
+    using Lock = Poco::ScopedLock<Poco::Mutex>;  ///< holds the executor's mutex
+    /// Children by name.
     template <class Child>
     using Children = Poco::HashMap<std::string, Child*>;
 
-    // Guarded by the executor's mutex.
-    Children<Group> groups;
-    Children<Item> items;
+    Children<Group> groups;  ///< the sub-groups, owned; guarded by the executor's mutex
+    Children<Item> items;    ///< the items, owned; guarded by the executor's mutex
 
   private:
     static constexpr std::size_t initialReserve = 64;

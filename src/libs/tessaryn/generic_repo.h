@@ -35,6 +35,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
 
     /// The components of a path: none of the empty path, an empty one between two separators, none
     /// after a separator at the end.
+    /// \param path the path
     std::vector<std::string> Split(const std::string& path) const {
         return utils::Split(path, pathSeparator);
     }
@@ -52,6 +53,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     }
 
     /// Gets or makes every group of a path.
+    /// \param path the path
     /// \return \ownership lends: the last one; null for the empty path
     Group* AddGroup(const std::string& path) {
         const std::vector<std::string> names = Split(path);
@@ -59,6 +61,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     }
 
     /// The item of a path, or null when any step is missing.
+    /// \param path the path
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& path) {
         const Lock lock(this->mutex);
@@ -68,6 +71,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     }
 
     /// The group of a path, or null when any step is missing; the root for the empty path.
+    /// \param path the path
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& path) {
         const Lock lock(this->mutex);
@@ -79,6 +83,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     }
 
     /// Deletes the item of a path or, only when there is none, the group.
+    /// \param path the path
     /// \return whether something was deleted
     bool Remove(const std::string& path) {
         const Lock lock(this->mutex);
@@ -96,15 +101,20 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// The root group. Takes no lock.
     /// \return \ownership lends
     Group& GetRoot() { return root; }
+    /// The root group. Takes no lock.
+    /// \return \ownership lends
     const Group& GetRoot() const { return root; }
 
-    /// Splits paths.
+    /// The character that paths are split at.
     char groupSeparator() const { return pathSeparator; }
 
   protected:
-    using Lock = Poco::ScopedLock<Poco::Mutex>;
+    using Lock = Poco::ScopedLock<Poco::Mutex>;  ///< holds the executor's mutex
 
-    /// Gets or makes the groups of the first `count` names.
+    /// Gets or makes the groups of the first names.
+    /// \param names the components of a path
+    /// \param count how many of them name groups
+    /// \return the last of the groups; the root for none
     Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
         Group* group = &root;
         for (std::size_t i = 0; i < count; ++i)

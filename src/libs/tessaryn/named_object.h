@@ -15,8 +15,8 @@ namespace velmora::core {
 class TESSARYN_API INamedObject {
   public:
     INamedObject() = default;
-    INamedObject(const INamedObject&) = default;
-    INamedObject& operator=(const INamedObject&) = default;
+    INamedObject(const INamedObject&) = default;             ///< copies
+    INamedObject& operator=(const INamedObject&) = default;  ///< copies
 
     // The order of these three is part of the binary interface.
     virtual ~INamedObject();

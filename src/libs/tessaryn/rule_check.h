@@ -21,7 +21,7 @@ struct RuleFinding {
         unknownFunction,  ///< "name()" with a name that is no function: it is always false
         literalNeverFits  ///< the literal does not convert to the type that it is compared as
     };
-    Kind kind = missingEntry;
+    Kind kind = missingEntry;  ///< what is wrong
     /// The name in question; of `literalNeverFits` the literal's text.
     std::string name;
     /// A sentence for the rule's author, without a full stop.

@@ -42,9 +42,11 @@ class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
     // GetFullName, GetStreamPtr, GetStream.
     ~StreamGroup() override;
     /// The stream of a name among the direct children, or null.
+    /// \param streamName the stream's name
     /// \return \ownership lends
     virtual Stream* GetStreamPtr(const std::string& streamName) const;
     /// The stream of a name among the direct children.
+    /// \param streamName the stream's name
     /// \throws ItemNotFoundException when absent
     virtual Stream& GetStream(const std::string& streamName) const;
 

@@ -57,13 +57,16 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
                    serialization::INode& node) const override;
     /// The stream of a path.
+    /// \param path the path
     /// \throws ItemNotFoundException that names the whole path
     virtual Stream& GetStream(const std::string& path) const;
     /// The group of a path; the root for the empty path.
+    /// \param path the path
     /// \throws GroupNotFoundException that names the whole path
     virtual StreamGroup& GetGroup(const std::string& path) const;
 
     /// Gets or makes every group of a path.
+    /// \param path the path
     /// \return \ownership lends: the last one; null for the empty path
     StreamGroup* AddGroup(const std::string& path);
     /// Stores a stream, making the groups that are missing.
@@ -89,11 +92,14 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
                       const serialization::INode& node, const StreamTypeRepository& types);
 
     /// The stream of a path, or null.
+    /// \param path the path
     /// \return \ownership lends
     Stream* GetStreamPtr(const std::string& path) const;
     /// As `GetStream`.
+    /// \param path the path
     Stream& operator[](const std::string& path) const;
     /// The group of a path, or null; the root for the empty path.
+    /// \param path the path
     /// \return \ownership lends
     StreamGroup* GetGroupPtr(const std::string& path) const;
     /// The root group.
@@ -108,6 +114,7 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     bool IsStreamTypeInUse(StreamTypeCollection* collection) const;
 
     /// Deletes the stream of a path or, only when there is none, the group.
+    /// \param path the path
     /// \return whether something was deleted
     bool Remove(const std::string& path);
     /// Deletes every stream and group.

@@ -69,8 +69,11 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
                const serialization::INode& node, const INamedObject* parent);
 
     /// Copies entries, parent and version, and calculates the hash anew.
+    /// \param other the source
     StreamType(const StreamType& other);
     /// Copies entries, parent, version and the hash as it stands.
+    /// \param other the source
+    /// \return the type itself
     StreamType& operator=(const StreamType& other);
     ~StreamType() override;
 
@@ -85,17 +88,21 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     StreamType& Add(const std::string& key, BaseType type, unsigned int initialSize);
 
     /// Whether an entry has this name, compared exactly.
+    /// \param key the name
     bool EntryExists(const std::string& key) const;
 
     /// The id of the entry of this name.
+    /// \param key the name, compared exactly
     /// \throws EntryNotFoundException when there is none
     unsigned short EntryId(const std::string& key) const;
 
     /// A copy of an entry.
+    /// \param id the entry's id
     /// \throws std::out_of_range "invalid vector<T> subscript" for an id beyond the last
     SampleEntry GetEntry(unsigned short id) const;
 
     /// An entry's value type; `UnknownType` for an id beyond the last.
+    /// \param id the entry's id
     BaseType GetType(unsigned short id) const {
         return id < entries.size() ? entries[id].type : UnknownType;
     }
@@ -103,12 +110,14 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// The names of all entries, by id.
     std::vector<std::string> GetEntryNames() const;
 
+    /// Number of entries.
     unsigned short GetNumEntries() const { return static_cast<unsigned short>(entries.size()); }
 
     /// Number of entries + 1 in 16 bits: 0 for a type of 65,535 entries.
     unsigned short GetNumOffsets() const { return static_cast<unsigned short>(entries.size() + 1); }
 
-    /// Byte offset of an entry in a new sample; of the end for the number of entries.
+    /// The byte offset of an entry in a new sample; of the end for the number of entries.
+    /// \param id the entry's id
     /// \pre `id` is at most the number of entries
     unsigned int GetMemoryOffset(unsigned short id) const { return memOffsets[id]; }
 
@@ -126,6 +135,7 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// construction, `Add`, `Remove` and assignment, so what is cached under it can't go stale.
     std::uint64_t GetLayoutNumber() const { return layoutNumber; }
 
+    /// The type's version.
     utils::Version GetVersion() const { return version; }
 
     /// The parent's name; empty without a parent.
@@ -141,9 +151,11 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     ///
     /// True for the type's own hash, and for some well-known types also for that of the same
     /// entries under the versions 1.0.0, 1.1.0 and 0.0.1.
+    /// \param hash what `GetHash` gives for the other type
     bool IsHashCompatible(const std::string& hash) const;
 
     /// Removes an entry; later ones move down by one id. Linear in the number of entries.
+    /// \param id the entry's id
     /// \pre `id` is that of an entry
     void Remove(unsigned short id);
 
@@ -182,6 +194,9 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
 namespace velmora::core::serialization {
 
 /// Reads "Key", "InitialSize" (1 when missing or unreadable) and "Type" of an entry's node.
+/// \param node the entry's node
+/// \param result receives what became of the type's name
+/// \return the entry
 /// \throws SerializationException when "Key" or "Type" is missing or unreadable
 /// \post The result's status is 3 when "Type" names no value type.
 template <>

@@ -51,28 +51,35 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
     StreamTypeCollection(const StreamTypeCollection&) = delete;
     /// Shares the types of `other` and forgets, undeleted, those held before: only one of the two
     /// may be cleared or destroyed afterwards.
+    /// \param other the source
+    /// \return the collection itself
     StreamTypeCollection& operator=(const StreamTypeCollection& other);
     ~StreamTypeCollection() override;
 
     /// Makes an empty type of a version.
+    /// \param version the version
+    /// \return the new type
     /// \throws utils::VersionedObjectAlreadyExistsException when the version is there
     /// \throws utils::WrongVersionException for 0.0.0 in an empty collection
     StreamType& Add(const utils::Version& version);
     /// Makes a type from its node, under the version that the node tells.
     /// \param serializer reads the values
     /// \param node the type's node
+    /// \return the new type
     /// \throws as above, and what the `StreamType` constructor from a node throws
     StreamType& Add(const serialization::Serializer<serialization::NodeRef>& serializer,
                     const serialization::INode& node);
 
     /// Makes an empty type as the new latest one.
     /// \param delta step from the latest version, or from 0.0.0
+    /// \return the new type
     /// \throws utils::WrongVersionException for a step too small, or beyond the largest version
     StreamType& PushNew(const utils::Version& delta);
     /// Makes a type from its node as the new latest one. The version that the node tells is the
     /// step: the type is stored under the latest version plus this one, and keeps its own.
     /// \param serializer reads the values
     /// \param node the type's node
+    /// \return the new type
     /// \throws as above, and what the `StreamType` constructor from a node throws
     StreamType& PushNew(const serialization::Serializer<serialization::NodeRef>& serializer,
                         const serialization::INode& node);

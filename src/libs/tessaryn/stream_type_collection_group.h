@@ -36,6 +36,7 @@ class TESSARYN_API StreamTypeCollectionGroup
     ~StreamTypeCollectionGroup() override;
 
     /// The collection of a name; a new, empty one when there was none.
+    /// \param collectionName the collection's name
     /// \return \ownership lends
     StreamTypeCollection* Add(const std::string& collectionName);
     /// Adds a collection read from its node; when the name is taken, the existing one stays.
@@ -47,9 +48,11 @@ class TESSARYN_API StreamTypeCollectionGroup
                               const serialization::INode& node);
 
     /// The collection of a name among the direct children.
+    /// \param collectionName the collection's name
     /// \throws ItemNotFoundException when absent
     StreamTypeCollection& Get(const std::string& collectionName) const;
     /// The collection of a name among the direct children, or null.
+    /// \param collectionName the collection's name
     /// \return \ownership lends
     StreamTypeCollection* GetPtr(const std::string& collectionName) const;
 
@@ -63,6 +66,7 @@ class TESSARYN_API StreamTypeCollectionGroup
 
     /// Removes a version from every collection here and below, and the collections that are empty
     /// then; groups stay. Takes no lock: callers serialise it with everything else.
+    /// \param version the version
     void RemoveAllTypesOfVersion(const utils::Version& version);
 
     /// Writes "Name", "Groups" and "TypeCollections". Holds the group's mutex.

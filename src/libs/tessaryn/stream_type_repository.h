@@ -52,6 +52,7 @@ class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
     ~StreamTypeRepository() override;
 
     /// The collection of a path; a new, empty one when there was none. Missing groups are made.
+    /// \param path the path
     /// \return \ownership lends: null for the empty path
     StreamTypeCollection* Add(const std::string& path);
     /// Adds a collection read from its node, whose "Name" is taken as its path. It keeps the root
@@ -63,30 +64,38 @@ class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
     StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
                               const serialization::INode& node);
     /// Gets or makes every group of a path.
+    /// \param path the path
     /// \return \ownership lends: the last one; null for the empty path
     StreamTypeCollectionGroup* AddGroup(const std::string& path);
 
     /// The collection of a path, or null.
+    /// \param path the path
     /// \return \ownership lends
     StreamTypeCollection* GetPtr(const std::string& path) const;
     /// The collection of a path.
+    /// \param path the path
     /// \throws ItemNotFoundException that names the whole path
     StreamTypeCollection& Get(const std::string& path) const;
     /// As `Get`.
+    /// \param path the path
     StreamTypeCollection& operator[](const std::string& path) const;
     /// The collection that a full name such as "plant.line1.Pos" leads to, or null. Independent of
     /// the separator; names may hold "." themselves.
+    /// \param fullName names joined with "."
     /// \return \ownership lends
     StreamTypeCollection* FindByFullName(const std::string& fullName) const;
     /// The group of a path, or null; the root for the empty path.
+    /// \param path the path
     /// \return \ownership lends
     StreamTypeCollectionGroup* GetGroupPtr(const std::string& path) const;
     /// The group of a path; the root for the empty path.
+    /// \param path the path
     /// \throws GroupNotFoundException that names the whole path
     StreamTypeCollectionGroup& GetGroup(const std::string& path) const;
 
     /// Deletes the collection of a path or, only when there is none, the group. Ask
     /// `StreamRepository::IsStreamTypeInUse` first.
+    /// \param path the path
     /// \return whether something was deleted
     bool Remove(const std::string& path);
     /// Deletes every collection and group, "Any" included.

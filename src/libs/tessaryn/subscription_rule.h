@@ -15,8 +15,8 @@ namespace velmora::core::tessaryn {
 class TESSARYN_API ISubscriptionRule {
   public:
     ISubscriptionRule() = default;
-    ISubscriptionRule(const ISubscriptionRule&) = default;
-    ISubscriptionRule& operator=(const ISubscriptionRule&) = default;
+    ISubscriptionRule(const ISubscriptionRule&) = default;             ///< copies
+    ISubscriptionRule& operator=(const ISubscriptionRule&) = default;  ///< copies
 
     // The order of these three is part of the binary interface.
     virtual ~ISubscriptionRule();

@@ -34,9 +34,11 @@ class VersionedCollection {
     /// \param collectionName appears in the messages of exceptions only
     explicit VersionedCollection(const std::string& collectionName) : name(collectionName) {}
 
-    VersionedCollection(const VersionedCollection&) = default;
+    VersionedCollection(const VersionedCollection&) = default;  ///< shares the objects
 
     /// Takes over the pointers and the name of `other`; the objects held before are not deleted.
+    /// \param other the source
+    /// \return the collection itself
     VersionedCollection& operator=(const VersionedCollection& other) {
         std::vector<T*> sharedObjects(other.objects);
         std::vector<Version> sameVersions(other.versions);
@@ -104,6 +106,7 @@ class VersionedCollection {
     }
 
     /// The object of a version, or of the latest for `Version::Latest()`; null when absent.
+    /// \param version the version
     /// \return \ownership lends: until the version is removed or replaced
     T* GetPtr(const Version& version) const {
         if (version == Version::Latest())
@@ -113,6 +116,7 @@ class VersionedCollection {
     }
 
     /// As `GetPtr`.
+    /// \param version the version
     /// \throws VersionedObjectNotFoundException when absent
     T& Get(const Version& version) const {
         T* const object = GetPtr(version);
@@ -125,6 +129,7 @@ class VersionedCollection {
     }
 
     /// As `Get`.
+    /// \param version the version
     T& operator[](const Version& version) const { return Get(version); }
 
     /// The object of the highest version.
@@ -149,9 +154,11 @@ class VersionedCollection {
     /// \return \ownership lends: the collection goes on owning them
     std::vector<T*> GetAll() const { return objects; }
 
+    /// Whether there is no version.
     bool IsEmpty() const { return objects.empty(); }
 
     /// Deletes the object of that very version, if there; `Version::Latest()` means itself here.
+    /// \param version the version
     void Remove(const Version& version) {
         const std::size_t index = Find(version);
         if (index < objects.size())
@@ -190,9 +197,9 @@ class VersionedCollection {
             ReplaceAt(objects.size() - 1, object);
     }
 
-    std::vector<T*> objects;
-    std::vector<Version> versions;
-    std::string name;
+    std::vector<T*> objects;        ///< owned, by ascending version
+    std::vector<Version> versions;  ///< of the objects, ascending
+    std::string name;               ///< appears in the messages of exceptions
 
   private:
     /// Index of a version, or a number beyond the last index.
