@@ -40,8 +40,8 @@ class TESSARYN_API AndRule : public ISubscriptionRule {
     ISubscriptionRule* Clone() const override;
 
   protected:
-    AndRule(const AndRule&) = default;
-    AndRule& operator=(const AndRule&) = default;
+    AndRule(const AndRule&) = default;             ///< shares the operands
+    AndRule& operator=(const AndRule&) = default;  ///< shares the operands
 
   private:
     friend class PureRules;
@@ -62,8 +62,8 @@ class TESSARYN_API OrRule : public ISubscriptionRule {
     ISubscriptionRule* Clone() const override;
 
   protected:
-    OrRule(const OrRule&) = default;
-    OrRule& operator=(const OrRule&) = default;
+    OrRule(const OrRule&) = default;             ///< shares the operands
+    OrRule& operator=(const OrRule&) = default;  ///< shares the operands
 
   private:
     friend class PureRules;
@@ -84,8 +84,8 @@ class TESSARYN_API XorRule : public ISubscriptionRule {
     ISubscriptionRule* Clone() const override;
 
   protected:
-    XorRule(const XorRule&) = default;
-    XorRule& operator=(const XorRule&) = default;
+    XorRule(const XorRule&) = default;             ///< shares the operands
+    XorRule& operator=(const XorRule&) = default;  ///< shares the operands
 
   private:
     friend class PureRules;
@@ -105,8 +105,8 @@ class TESSARYN_API NotRule : public ISubscriptionRule {
     ISubscriptionRule* Clone() const override;
 
   protected:
-    NotRule(const NotRule&) = default;
-    NotRule& operator=(const NotRule&) = default;
+    NotRule(const NotRule&) = default;             ///< shares the operands
+    NotRule& operator=(const NotRule&) = default;  ///< shares the operands
 
   private:
     friend class PureRules;
@@ -121,8 +121,8 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule {
     /// \param type the kind of change
     explicit StreamChangeTypeRule(StreamChangeType type);
     ~StreamChangeTypeRule() override;
-    StreamChangeTypeRule(const StreamChangeTypeRule&) = default;
-    StreamChangeTypeRule& operator=(const StreamChangeTypeRule&) = default;
+    StreamChangeTypeRule(const StreamChangeTypeRule&) = default;             ///< copies
+    StreamChangeTypeRule& operator=(const StreamChangeTypeRule&) = default;  ///< copies
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
 
@@ -141,8 +141,8 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule {
     /// \throws Poco::SyntaxException when the text is malformed
     explicit ExpressionRule(const std::string& text);
     ~ExpressionRule() override;
-    ExpressionRule(const ExpressionRule&) = default;
-    ExpressionRule& operator=(const ExpressionRule&) = default;
+    ExpressionRule(const ExpressionRule&) = default;             ///< shares the tree
+    ExpressionRule& operator=(const ExpressionRule&) = default;  ///< shares the tree
     /// Whether the expression's value converts to true.
     /// \param args the change
     /// \throws Poco::InvalidAccessException "Can not convert empty value." when the expression has
