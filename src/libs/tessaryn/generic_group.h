@@ -52,6 +52,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
 
     ~GenericGroup() override { DeleteAll(); }
 
+    /// The group's own name.
     std::string GetName() const override { return name; }
 
     /// The names from the root down to this group; those of unnamed groups at the top don't appear.
