@@ -5,6 +5,18 @@
 
 include(CMakePackageConfigHelpers)
 
+# A shared library keeps to itself what only its sources use; a static one can't.
+set(VELMORA_POCO_VERSION 1.11)
+set(VELMORA_POCO_COMPONENTS Foundation)
+set(pc_libs "-lvelmora_tessaryn -lvelmora_serializer -lvelmora_common")
+if(BUILD_SHARED_LIBS)
+    string(APPEND pc_libs " -lPocoFoundation")
+else()
+    list(APPEND VELMORA_POCO_COMPONENTS XML)
+    string(APPEND pc_libs " -lPocoXML -lPocoFoundation")
+endif()
+list(JOIN VELMORA_POCO_COMPONENTS " " VELMORA_POCO_COMPONENTS)
+
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Velmora")
 configure_package_config_file(
     "${CMAKE_CURRENT_LIST_DIR}/VelmoraConfig.cmake.in" "${PROJECT_BINARY_DIR}/VelmoraConfig.cmake"
