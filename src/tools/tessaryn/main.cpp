@@ -3,6 +3,7 @@
 
 #include "check_command.h"
 #include "command_error.h"
+#include "commit.h"
 #include "convert_command.h"
 #include "show_command.h"
 #include "text.h"
@@ -39,9 +40,15 @@ void HoldStandardDescriptors() {
     }
 }
 
+/// Version and, where the build knew it, the commit.
+std::string GetVersion() {
+    const std::string commit = TESSARYN_COMMIT;
+    return "tessaryn " TESSARYN_VERSION + (commit.empty() ? "" : " (" + commit + ")");
+}
+
 int Run(int argc, char** argv) {
     CLI::App app("Watches streams of timestamped, typed samples.", "tessaryn");
-    app.set_version_flag("--version", "tessaryn " TESSARYN_VERSION);
+    app.set_version_flag("--version", GetVersion());
     app.require_subcommand(1);
     velmora::tool::WatchOptions watchOptions;
     velmora::tool::ShowOptions showOptions;
