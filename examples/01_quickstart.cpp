@@ -1,6 +1,9 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+// A cold store's readings: a record layout, a stream of the newest 1,000 records, a subscriber that
+// hears only of those that are too warm, and a question about the last minute.
+
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/subscription_rules.h"
