@@ -28,6 +28,7 @@ TEST(Watch, PrintsWhatMatchesAndSumsUp) {
     EXPECT_THAT(one.err, testing::StartsWith("stream stdin: 2 samples read, 0 dropped from the "
                                              "ring of 1000\nrule [x > 2]: 1 match\n"));
     EXPECT_THAT(one.err, testing::EndsWith(" samples per second\n"));
+    EXPECT_THAT(RunTool("watch - --rule x>2", good).err, HasSubstr(": 1 sample read, "));
     const Outcome several = RunTool(
         "watch - --rule x==5 --rule pushed() --rule x<0 --stream "
         "'two words' --max-size 1",

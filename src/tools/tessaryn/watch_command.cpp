@@ -292,9 +292,9 @@ void WatchSession::Summarize(double seconds) {
     std::string streamName;
     AppendWord(streamName, name.GetName());
     const auto count = [](std::uint64_t number) { return static_cast<unsigned long long>(number); };
-    std::fprintf(stderr, "stream %s: %llu samples read%s, %llu dropped from the ring of %ld\n",
-                 streamName.c_str(), count(samples), stop.c_str(),
-                 count(samplesBefore + samples - kept), maxSize);
+    std::fprintf(stderr, "stream %s: %llu %s read%s, %llu dropped from the ring of %ld\n",
+                 streamName.c_str(), count(samples), samples == 1 ? "sample" : "samples",
+                 stop.c_str(), count(samplesBefore + samples - kept), maxSize);
     for (const RuleWatch& rule : rules) {
         std::string text;
         AppendVisible(text, rule.GetText());
