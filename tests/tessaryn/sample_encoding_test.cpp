@@ -8,6 +8,7 @@
 #include "support/thrown.h"
 #include "tessaryn/errors.h"
 #include "tessaryn/sample.h"
+#include "tessaryn/sample_check.h"
 
 #include <gtest/gtest.h>
 
@@ -76,35 +77,152 @@ const std::string golden(
     "abc",
     23);
 
-TEST(SampleBinary, CutShortLeavesWhatWasReadAndZerosOrWithAThrowNothing) {
+TEST(SampleBinary, IsWhatItSays) {
     TestType layout({{"x", Int32, 2}, {"s", String, 0}});
-    for (const char* former : {"", "old", "older"}) {
-        for (std::size_t length = 0; length <= golden.size(); ++length) {
-            SCOPED_TRACE(std::string(former) + ", " + std::to_string(length));
-            Sample sample(&layout.type, longAgo);
-            test::ReadBinary(sample, BinaryForm({"12345678", former}));
-            const std::string before = BinaryOf(sample);
-            std::istringstream in(golden.substr(0, length));
-            in.exceptions(std::ios::failbit);
-            if (length < golden.size()) {
-                EXPECT_THROW(sample.Deserialize(in), std::ios::failure);
-                EXPECT_EQ(BinaryOf(sample), before);
-            }
-            std::string expected = golden.substr(0, length);
-            expected.resize(length <= 8 ? 12 : 23, '\0');
-            std::istringstream more(golden.substr(0, length) +
-                                    (length == golden.size() ? "more" : ""));
-            EXPECT_NO_THROW(sample.Deserialize(more));
-            EXPECT_EQ(BinaryOf(sample), expected);
-            EXPECT_EQ(sample.GetTimeStamp(), longAgo);
-        }
-    }
     Sample sample(&layout.type, longAgo);
     sample.Set(0, 0, 1);
     sample.Set(0, 1, -1);
     sample.Set(1, "abc");
     EXPECT_EQ(BinaryOf(sample), golden);
     EXPECT_EQ(sample.GetSerializedSizeInBytes(), 23U);
+}
+
+TEST(SampleBinary, CutShortLeavesWhatWasThereOrWithAThrowEverything) {
+    struct Case {
+        std::string former;
+        std::size_t length;
+        std::string expected;
+    };
+    const std::string table = golden.substr(0, 12);
+    const std::string eightZeros(8, '\0');
+    const Case cases[] = {
+        {"old", 0, BinaryForm({"12345678", "old"})},
+        {"old", 7, BinaryForm({"12345678", "old"})},
+        {"old", 14, table + golden.substr(12, 2) + "345678old"},
+        {"old", 22, golden.substr(0, 22) + "d"},
+        // A shorter or longer block is a new one; beyond the former length only what came counts.
+        {"older", 22, golden.substr(0, 22) + '\0'},
+        {"", 14, BinaryForm({golden.substr(12, 2) + eightZeros.substr(2), ""})},
+        {"", 22, BinaryForm({golden.substr(12, 8), "ab"})},
+        {"", 23, golden},
+    };
+    TestType layout({{"x", Int32, 2}, {"s", String, 0}});
+    for (const Case& tested : cases) {
+        SCOPED_TRACE(tested.former + ", " + std::to_string(tested.length));
+        Sample sample(&layout.type, longAgo);
+        test::ReadBinary(sample, BinaryForm({"12345678", tested.former}));
+        const std::string before = BinaryOf(sample);
+        std::istringstream in(golden.substr(0, tested.length));
+        in.exceptions(std::ios::failbit);
+        if (tested.length < golden.size()) {
+            EXPECT_THROW(sample.Deserialize(in), std::ios::failure);
+            EXPECT_EQ(BinaryOf(sample), before);
+        }
+        std::istringstream more(golden.substr(0, tested.length) +
+                                (tested.length == golden.size() ? "more" : ""));
+        EXPECT_NO_THROW(sample.Deserialize(more));
+        EXPECT_EQ(BinaryOf(sample), tested.expected);
+        EXPECT_EQ(sample.GetTimeStamp(), longAgo);
+    }
+}
+
+// Reads in blocks as they are asked for, and doesn't know how much there is.
+class Pipe : public std::streambuf {
+  public:
+    explicit Pipe(std::string content) : bytes(std::move(content)) {}
+    int reads = 0;
+
+  protected:
+    std::streamsize xsgetn(char* to, std::streamsize count) override {
+        ++reads;
+        const std::size_t got = bytes.copy(to, static_cast<std::size_t>(count), position);
+        position += got;
+        return static_cast<std::streamsize>(got);
+    }
+
+  private:
+    std::string bytes;
+    std::size_t position = 0;
+};
+
+TEST(SampleBinary, TakesMemoryOnlyForBytesThatCome) {
+    TestType layout({{"x", Int32, 2}, {"s", String, 0}});
+    const std::string large = BinaryForm({"12345678", std::string(300000, 'x')});
+    for (const bool isShort : {false, true}) {
+        std::string bytes = large;
+        if (isShort)
+            bytes = test::BytesOf(0U) + test::BytesOf(8U) + test::BytesOf(~0U) + large.substr(12);
+        Sample sample(&layout.type, longAgo);
+        Pipe pipe(bytes);
+        std::istream in(&pipe);
+        sample.Deserialize(in);
+        EXPECT_EQ(BinaryOf(sample), large);
+        EXPECT_EQ(in.eof(), isShort);
+
+        std::stringbuf known(bytes);
+        std::istream all(&known);
+        sample.Deserialize(all);
+        EXPECT_EQ(BinaryOf(sample), large);
+    }
+    Sample sample(&layout.type, longAgo);
+    Pipe pipe(golden);
+    std::istream in(&pipe);
+    sample.Deserialize(in);
+    EXPECT_EQ(pipe.reads, 2);
+}
+
+TEST(SampleBinary, WithAnyOffsetsStaysInItsMemory) {
+    struct Case {
+        std::array<unsigned int, 3> offsets;
+        std::array<unsigned int, 3> kept;
+    };
+    const Case cases[] = {
+        {{0, 8, 6}, {0, 6, 6}},       {{6, 2, 8}, {6, 6, 8}},   {{~0U, ~0U, 3}, {3, 3, 3}},
+        {{5, ~0U, ~0U}, {5, 11, 11}}, {{0, 3, 11}, {0, 3, 11}},
+    };
+    TestType layout({{"x", Int32, 2}, {"s", String, 0}});
+    for (const Case& tested : cases) {
+        Sample sample(&layout.type, longAgo);
+        std::string bytes;
+        std::string expected;
+        for (std::size_t i = 0; i < 3; ++i) {
+            bytes += test::BytesOf(tested.offsets[i]);
+            expected += test::BytesOf(tested.kept[i]);
+        }
+        test::ReadBinary(sample, bytes + "12345678abc");
+        EXPECT_EQ(BinaryOf(sample),
+                  expected + std::string("12345678abc").substr(0, tested.kept[2]));
+        sample.Resize(0, 2);
+        sample.Set(0, 1, 7);
+        sample.Set(1, "new");
+        EXPECT_EQ(sample.GetInt32(0, 1), 7);
+        EXPECT_EQ(sample.GetString(1), "new");
+    }
+}
+
+TEST(SampleCheck, SaysWhatIsWrongBeforeASampleIsTouched) {
+    TestType layout({{"x", Int32, 2}, {"s", String, 0}});
+    const auto bytes = [](unsigned int first, unsigned int second, unsigned int third) {
+        return test::BytesOf(first) + test::BytesOf(second) + test::BytesOf(third) + "12345678abc";
+    };
+    const auto check = [&](const std::string& block) {
+        return CheckSample(block, layout.type, {100, 5});
+    };
+    EXPECT_EQ(check(golden), "");
+    EXPECT_EQ(check(BinaryForm({"", ""})), "");
+    EXPECT_EQ(check(golden.substr(0, 11)), "The offsets take 12 bytes, but there are only 11.");
+    EXPECT_EQ(check(bytes(1, 8, 11)), "The first entry begins at byte 1, not at 0.");
+    EXPECT_EQ(check(bytes(0, 8, 6)), "Entry 's' ends at byte 6, before it begins at byte 8.");
+    EXPECT_EQ(check(bytes(0, 7, 11)),
+              "Entry 'x' has 7 bytes, which elements of 4 bytes don't fill.");
+    EXPECT_EQ(check(bytes(0, 8, 10)),
+              "The entries end at byte 10, but there are 11 bytes of elements.");
+    EXPECT_EQ(check(bytes(0, 8, 12)),
+              "The entries end at byte 12, but there are 11 bytes of elements.");
+    EXPECT_EQ(check(bytes(0, 4, 11)), "Entry 's' has 7 elements: more than the limit of 5.");
+    EXPECT_EQ(check(BinaryForm({std::string(100, 'x'), ""})),
+              "The sample has 112 bytes: more than the limit of 100.");
+    EXPECT_EQ(CheckSample(BinaryForm({std::string(100, 'x'), ""}), layout.type), "");
 }
 
 TEST(SampleNode, HoldsTimeKeysAndTexts) {

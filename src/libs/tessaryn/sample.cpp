@@ -31,32 +31,66 @@ constexpr std::uint64_t maxTotal = std::numeric_limits<unsigned int>::max();
                             " bytes: more than 32 bits address.");
 }
 
-/// Memory that a read fills: on the stack where it is small, so that reading aside costs nothing.
+void CopyBytes(void* to, const void* from, std::size_t bytes) {
+    if (bytes != 0)
+        std::memcpy(to, from, bytes);
+}
+
+/// How many bytes came.
+std::size_t Read(std::istream& in, char* to, std::size_t bytes) {
+    in.read(to, static_cast<std::streamsize>(bytes));
+    return static_cast<std::size_t>(in.gcount());
+}
+
+/// Memory to read into aside: on the stack where it is small, so that it costs nothing.
 class ReadBuffer {
   public:
-    explicit ReadBuffer(std::size_t size) : length(size) {
+    explicit ReadBuffer(std::size_t size) {
         if (size > small.size())
             large = std::make_unique_for_overwrite<char[]>(size);
     }
 
     char* Data() { return large ? large.get() : small.data(); }
 
-    /// Fills the buffer from the stream, with zeros behind what it doesn't give.
-    void ReadFrom(std::istream& in) {
-        in.read(Data(), static_cast<std::streamsize>(length));
-        const auto got = static_cast<std::size_t>(in.gcount());
-        std::memset(Data() + got, 0, length - got);
-    }
-
   private:
-    std::size_t length;
     std::array<char, 512> small;
     std::unique_ptr<char[]> large;
 };
 
-void CopyBytes(void* to, const void* from, std::size_t bytes) {
-    if (bytes != 0)
-        std::memcpy(to, from, bytes);
+/// A block of elements whose length was promised by somebody unknown.
+struct Elements {
+    std::unique_ptr<char[]> bytes;
+    std::size_t size;
+};
+
+/// Reads `promised` bytes, in one read where it can.
+///
+/// Memory is taken for bytes that have come, that the stream says it has, or that are so few that
+/// it doesn't matter. Of a short read zeros follow up to `had` bytes, which there was memory for.
+Elements ReadElements(std::istream& in, std::size_t promised, std::size_t had) {
+    constexpr std::size_t fewBytes = 65536;
+    std::size_t size = promised;
+    if (promised > std::max(fewBytes, had)) {
+        const std::streamsize available = in.rdbuf() == nullptr ? 0 : in.rdbuf()->in_avail();
+        const std::size_t known = available > 0 ? static_cast<std::size_t>(available) : 0;
+        size = std::min(promised, std::max({fewBytes, had, known}));
+    }
+    auto bytes = std::make_unique_for_overwrite<char[]>(size);
+    std::size_t got = Read(in, bytes.get(), size);
+    const auto resize = [&](std::size_t newSize) {
+        auto resized = std::make_unique_for_overwrite<char[]>(newSize);
+        CopyBytes(resized.get(), bytes.get(), got);
+        bytes = std::move(resized);
+        size = newSize;
+    };
+    while (got == size && size < promised) {
+        resize(std::min(promised, 2 * size));
+        got += Read(in, bytes.get() + got, size - got);
+    }
+    if (const std::size_t kept = std::min(promised, std::max(got, had)); kept < size)
+        resize(kept);
+    std::memset(bytes.get() + got, 0, size - got);
+    return {std::move(bytes), size};
 }
 
 }  // namespace
@@ -269,22 +303,36 @@ void Sample::Set(unsigned short entry, const std::string& value) {
 }
 
 void Sample::Deserialize(std::istream& in) {
-    ReadBuffer table(numOffsets * sizeof(unsigned int));
-    table.ReadFrom(in);
-    unsigned int total = 0;
-    if (numOffsets != 0) {
-        std::memcpy(&total, table.Data() + (numOffsets - 1) * sizeof total, sizeof total);
-    }
-    if (total == TotalSize()) {
+    // Read aside: a stream may throw.
+    const std::size_t tableSize = numOffsets * sizeof(unsigned int);
+    ReadBuffer table(tableSize);
+    CopyBytes(table.Data(), offsets.get(), tableSize);
+    Read(in, table.Data(), tableSize);
+    std::size_t total = TotalSize();
+    const std::size_t promised =
+        numOffsets == 0
+            ? 0
+            : layout::Load<unsigned int>(table.Data() + tableSize - sizeof(unsigned int));
+    if (promised == total) {
         ReadBuffer elements(total);
-        elements.ReadFrom(in);
-        CopyBytes(data.get(), elements.Data(), total);
+        CopyBytes(data.get(), elements.Data(), Read(in, elements.Data(), total));
     } else {
-        auto elements = std::make_unique<char[]>(total);
-        in.read(elements.get(), total);
-        data = std::move(elements);
+        Elements elements = ReadElements(in, promised, total);
+        data = std::move(elements.bytes);
+        total = elements.size;
     }
-    CopyBytes(offsets.get(), table.Data(), numOffsets * sizeof(unsigned int));
+    TakeOffsets(table.Data(), static_cast<unsigned int>(total));
+}
+
+/// Takes over a table that came from outside as far as it fits into `total` bytes: ascending, so
+/// that no entry leaves the memory or has a negative length.
+void Sample::TakeOffsets(const char* table, unsigned int total) {
+    unsigned int previous = 0;
+    for (std::uint32_t i = 0; i < numOffsets; ++i) {
+        const auto offset = layout::Load<unsigned int>(table + i * sizeof(unsigned int));
+        previous = std::max(previous, std::min(offset, total));
+        offsets[i] = previous;
+    }
 }
 
 void Sample::Serialize(std::ostream& out) const {
@@ -294,7 +342,10 @@ void Sample::Serialize(std::ostream& out) const {
 }
 
 unsigned int Sample::GetSerializedSizeInBytes() const {
-    return TotalSize() + static_cast<unsigned int>(numOffsets * sizeof(unsigned int));
+    const std::uint64_t size = std::uint64_t{TotalSize()} + numOffsets * sizeof(unsigned int);
+    if (size > maxTotal)
+        ThrowTooLong(size);
+    return static_cast<unsigned int>(size);
 }
 
 StreamType* Sample::GetStreamType() const {

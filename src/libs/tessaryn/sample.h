@@ -155,11 +155,14 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     virtual void Set(unsigned short entry, unsigned int index, char value);
     ///@}
 
-    /// Reads the binary form into this sample: the offsets, then the elements.
+    /// Reads the binary form into this sample: the offsets, then the elements, in a read each.
     ///
     /// The form describes neither layout nor time: create the sample with the right stream type
-    /// first. Nothing is validated, and errors are left in the stream's state: a short read leaves
-    /// what was read and zeros behind it. Time stamp and type stay.
+    /// first. Time stamp and type stay. Nothing is refused, and errors are left in the stream's
+    /// state. What a short read doesn't give stays as it was, or is zero where the total length
+    /// changes; a sample gets longer only by bytes that really came, and takes memory for no more.
+    /// Offsets that don't ascend or point beyond the elements are moved to where they do no harm.
+    /// `CheckSample` tells beforehand whether bytes are those of a sample.
     /// \param in where to read from
     /// \throws std::bad_alloc; whatever the stream throws. The sample is then as it was.
     virtual void Deserialize(std::istream& in);
@@ -167,6 +170,7 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// \param out where to write to; errors are left in its state
     virtual void Serialize(std::ostream& out) const;
     /// Bytes of the binary form.
+    /// \throws std::length_error when they don't fit 32 bits
     virtual unsigned int GetSerializedSizeInBytes() const;
 
     /// The record's layout; null for a default sample.
@@ -214,6 +218,7 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     unsigned int GetMemOffset(unsigned short entry) const { return offsets[entry]; }
     unsigned int GetSizeInBytes(unsigned short entry) const;
     unsigned int TotalSize() const { return numOffsets == 0 ? 0U : offsets[numOffsets - 1]; }
+    void TakeOffsets(const char* table, unsigned int total);
     void ResizeInBytes(unsigned short entry, std::uint64_t bytes);
     void ChangeOffset(std::uint64_t newOffset, std::uint32_t offsetIndex);
     std::vector<std::string> GetValueArrayFromString(const std::string& text, char separator) const;

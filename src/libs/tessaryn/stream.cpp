@@ -5,7 +5,6 @@
 
 #include "tessaryn/errors.h"
 #include "tessaryn/private/node_fields.h"
-#include "tessaryn/private/notification.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -68,6 +67,30 @@ const StreamTypeCollection& FindCollection(const StreamTypeRepository& types,
 
 }  // namespace
 
+/// A callback that has samples in hand: those that leave the ring meanwhile are kept for it.
+class Stream::Lending {
+  public:
+    explicit Lending(const Stream& lender) : stream(lender) { ++stream.openLendings; }
+    Lending(const Lending&) = delete;
+    Lending& operator=(const Lending&) = delete;
+    ~Lending() {
+        // Taken out of the stream first: a host's destructor may call it.
+        const Removed removed = TakeRemoved();
+        --stream.openLendings;
+    }
+
+    /// What was removed meanwhile, unless an outer callback may have that in hand, too.
+    Removed TakeRemoved() const {
+        Removed removed;
+        if (stream.openLendings == 1)
+            removed.swap(stream.removedSamples);
+        return removed;
+    }
+
+  private:
+    const Stream& stream;
+};
+
 /// Looks, when it goes, whether the time stamps still ascend.
 ///
 /// A binary search needs them to, but a callback gets live samples whose setters stamp them anew:
@@ -79,9 +102,6 @@ class Stream::OrderWatch {
         : stream(watched), changesBefore(watched.changes), ages(answer) {
         ++stream.openWatches;
     }
-    /// Watches the newest sample.
-    explicit OrderWatch(const Stream& watched)
-        : OrderWatch(watched, {watched.storedSamples - 1, watched.storedSamples}) {}
     OrderWatch(const OrderWatch&) = delete;
     OrderWatch& operator=(const OrderWatch&) = delete;
     ~OrderWatch() {
@@ -132,10 +152,7 @@ Stream::~Stream() {
 void Stream::PushNew(std::function<void(Sample&)> fill) {
     const Lock lock(mutex);
     Sample& sample = PushFresh();
-    {
-        const OrderWatch watch(*this);
-        fill(sample);
-    }
+    const Removed removed = LendLatest([&] { fill(sample); });
     Notify(pushed, sample, nullptr);
 }
 
@@ -151,7 +168,7 @@ void Stream::PushNew(Sample* sample) {
 void Stream::PushNew(std::istream& in, void* sender) {
     const Lock lock(mutex);
     Sample& sample = PushFresh();
-    sample.Deserialize(in);
+    const Removed removed = LendLatest([&] { sample.Deserialize(in); });
     Notify(pushed, sample, sender);
 }
 
@@ -166,10 +183,7 @@ void Stream::PushNew(const Serializer<NodeRef>& serializer, const INode& sampleN
 void Stream::ChangeLatest(std::function<void(Sample&)> change, bool notify) {
     const Lock lock(mutex);
     Sample& sample = GetLatest();
-    {
-        const OrderWatch watch(*this);
-        change(sample);
-    }
+    const Removed removed = LendLatest([&] { change(sample); });
     if (notify)
         Notify(changed, sample, nullptr);
 }
@@ -179,30 +193,36 @@ void Stream::DeserializeLatest(std::istream& in, void* sender) {
     if (IsEmpty())
         PushFresh();
     Sample& sample = GetLatest();
-    {
-        // A host's class may stamp itself.
-        const OrderWatch watch(*this);
-        sample.Deserialize(in);
-    }
+    const Removed removed = LendLatest([&] { sample.Deserialize(in); });
     Notify(changed, sample, sender);
 }
 
 void Stream::PopLatest() {
     const Lock lock(mutex);
-    const std::unique_ptr<Sample> sample(GetLatestPtr());
-    if (!sample)
+    Sample* const sample = GetLatestPtr();
+    if (sample == nullptr)
         return;
+    PrepareRemoval(1);
     samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
     currentSampleIdx = DecreasedSampleIdx();
     --storedSamples;
     ascendingSamples = std::min(std::max(ascendingSamples - 1, 1), storedSamples);
     ++changes;
+    // Deleted when all have been told, whatever they throw.
+    std::unique_ptr<Sample> owner;
+    if (openLendings == 0) {
+        owner.reset(sample);
+    } else {
+        Remove(sample);
+    }
     Notify(popped, *sample, nullptr);
 }
 
 void Stream::GetLatest(std::function<void(const Sample&)> callback) const {
     const Lock lock(mutex);
-    callback(GetLatest());
+    const Sample& sample = GetLatest();
+    const Lending lending(*this);
+    callback(sample);
 }
 
 void Stream::GetAll(SamplesCallback callback) const {
@@ -236,21 +256,16 @@ void Stream::Clear(unsigned int what) {
         const Lock lock(mutex);
         DeleteSamples();
     }
-    if ((what & clearSubscriptions) != 0) {
-        const Lock lock(subscriptionsMutex);
-        subscriptions.clear();
-    }
+    if ((what & clearSubscriptions) != 0)
+        subscribers.Clear();
 }
 
 void Stream::Subscribe(const StreamSubscription& subscription) {
-    const Lock lock(subscriptionsMutex);
-    subscriptions.push_back(subscription);
+    subscribers.Add(subscription);
 }
 
 void Stream::Unsubscribe(const StreamSubscription& subscription) {
-    const Lock lock(subscriptionsMutex);
-    std::erase_if(subscriptions,
-                  [&](const StreamSubscription& stored) { return stored == subscription; });
+    subscribers.Remove(subscription);
 }
 
 void Stream::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
@@ -279,18 +294,45 @@ void Stream::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
 void Stream::Push(std::unique_ptr<Sample> sample) {
     const int next = IncreasedSampleIdx();
     // Growing is all that can throw: the ring is then as it was.
+    PrepareRemoval(1);
     if (samples.size() <= static_cast<std::size_t>(next)) {
         EnlargeSampleContainer();
     }
     currentSampleIdx = next;
-    Sample*& slot = samples[static_cast<std::size_t>(next)];
-    storedSamples += slot == nullptr ? 1 : 0;
+    Sample* const oldest = std::exchange(samples[static_cast<std::size_t>(next)], sample.release());
+    storedSamples += oldest == nullptr ? 1 : 0;
     ascendingSamples = std::min(ascendingSamples + 1, storedSamples);
     ++changes;
-    delete slot;
-    slot = sample.release();
     // A clock may have stepped back, and a sample of a host comes with a time of its own.
     CheckOrder({storedSamples - 1, storedSamples});
+    Remove(oldest);
+}
+
+/// Runs what uses the newest sample, and hands out what was removed meanwhile.
+template <class Use>
+Stream::Removed Stream::LendLatest(Use use) {
+    const Lending lending(*this);
+    const OrderWatch watch(*this, {storedSamples - 1, storedSamples});
+    use();
+    return lending.TakeRemoved();
+}
+
+/// Makes room for samples to be kept, so that their removal can't fail.
+void Stream::PrepareRemoval(std::size_t count) {
+    if (openLendings == 0)
+        return;
+    const std::size_t needed = removedSamples.size() + count;
+    if (needed > removedSamples.capacity())
+        removedSamples.reserve(std::max(needed, 2 * removedSamples.capacity()));
+}
+
+/// Deletes a sample that has left the ring, or keeps it for the callbacks that may have it in hand.
+void Stream::Remove(Sample* sample) {
+    if (openLendings == 0) {
+        delete sample;
+    } else if (sample != nullptr) {
+        removedSamples.emplace_back(sample);
+    }
 }
 
 Sample& Stream::PushFresh() {
@@ -321,6 +363,7 @@ void Stream::Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
     const bool ascending = openWatches == 0 && IsAscending();
     const Ages ages = ascending ? AgesBetween(from, to) : Ages{0, storedSamples};
     const Samples selected = ascending ? SamplesOf(ages) : SamplesBetween(from, to);
+    const Lending lending(*this);
     const OrderWatch watch(*this, ages);
     callback(selected);
 }
@@ -431,25 +474,25 @@ void Stream::EnlargeSampleContainer() {
 }
 
 void Stream::DeleteSamples() {
-    for (const Sample* sample : samples)
-        delete sample;
-    samples.clear();
+    PrepareRemoval(samples.size());
+    // The stream is empty before the first one goes: a host's destructor may look.
+    Samples gone;
+    gone.swap(samples);
     currentSampleIdx = noSample;
     storedSamples = 0;
     ascendingSamples = 0;
     ++changes;
+    for (Sample* sample : gone)
+        Remove(sample);
+    if (samples.capacity() == 0) {
+        gone.clear();
+        samples.swap(gone);
+    }
 }
 
-/// Tells the subscriptions of a change; the caller holds the samples' mutex.
+/// Tells the subscribers of a change; the caller holds the samples' mutex.
 void Stream::Notify(StreamChangeType type, const Sample& sample, void* sender) {
-    const Lock lock(subscriptionsMutex);
-    if (subscriptions.empty())
-        return;
-    // One for each notification: a notification inside a notification has a copy of its own.
-    Notification notification(type, sample, sender);
-    for (StreamSubscription& subscription : subscriptions) {
-        notification.Tell(subscription, static_cast<void*>(this));
-    }
+    subscribers.Tell(type, sample, sender, static_cast<void*>(this));
 }
 
 }  // namespace velmora::core::tessaryn

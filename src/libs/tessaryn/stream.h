@@ -9,8 +9,8 @@
 #include "tessaryn/export.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_subscription.h"
+#include "tessaryn/subscriber_list.h"
 
-#include <Poco/Mutex.h>
 #include <Poco/Timespan.h>
 #include <Poco/Timestamp.h>
 
@@ -38,12 +38,15 @@ class StreamTypeRepository;
 /// 3. The newest sample is at the current slot; popping steps back through the ring like a stack.
 ///
 /// Callbacks (fills, queries, rules and delegates) run with the stream's sample mutex held, rules
-/// and delegates with the subscriptions' mutex, too. They may call the public operations of the
-/// same stream on that thread, but a rule or delegate must not subscribe or unsubscribe on the
-/// stream that is notifying, and a fill or change must not remove the sample that it was given (by
-/// popping, clearing, or pushing once around the ring). They must not wait for another thread that
-/// needs the stream. Lock order: repository, groups from the root down, the stream's samples, its
-/// subscriptions.
+/// and delegates with the subscriptions' mutex, too. They may call every public operation of the
+/// same stream on that thread:
+/// - who subscribes or is unsubscribed during a notification, the subscriber itself included, is
+///   told or no longer told from the next notification on, one inside this one included;
+/// - a sample that leaves the stream while a fill, a change or a query has it in hand is deleted
+///   when that callback has returned; a push is told of even then.
+///
+/// They must not wait for another thread that needs the stream, nor destroy the stream. Lock order:
+/// repository, groups from the root down, the stream's samples, its subscriptions.
 ///
 /// The stream type must outlive the stream.
 ///
@@ -106,13 +109,13 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \throws std::length_error, std::bad_alloc as `Sample`; the stream is then as it was
     virtual void PushNew(std::function<void(Sample&)> fill);
 
-    /// Adds a copy of the subscription after the others. Duplicates are kept and told twice. Takes
-    /// the subscriptions' lock only.
+    /// Adds a copy of the subscription after the others, to be told from the next notification on.
+    /// Duplicates are kept and told twice. Takes the subscriptions' lock only.
     /// \param subscription rule and delegate are cloned
     virtual void Subscribe(const StreamSubscription& subscription);
 
-    /// Removes every subscription to the same target, whatever its rule. Takes the subscriptions'
-    /// lock only.
+    /// Removes every subscription to the same target, whatever its rule, from the next notification
+    /// on. Takes the subscriptions' lock only.
     /// \param subscription tells the target
     virtual void Unsubscribe(const StreamSubscription& subscription);
 
@@ -212,10 +215,16 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
         int begin;
         int end;
     };
+    using Removed = std::vector<std::unique_ptr<Sample>>;
+    class Lending;
     class OrderWatch;
 
     void Push(std::unique_ptr<Sample> sample);
     Sample& PushFresh();
+    template <class Use>
+    Removed LendLatest(Use use);
+    void PrepareRemoval(std::size_t count);
+    void Remove(Sample* sample);
     Sample* GetLatestPtr() const;
     Sample& GetLatest() const;
     void Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
@@ -238,9 +247,7 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
 
     // Guarded by the executor's mutex.
     Samples samples;
-    // Guarded by subscriptionsMutex.
-    std::vector<StreamSubscription> subscriptions;
-    Poco::Mutex subscriptionsMutex;
+    SubscriberList subscribers;
     StreamType* streamType;
     int maxSize;
     // Guarded by the executor's mutex: slot of the newest sample, -1 when there was none yet.
@@ -250,8 +257,11 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     int storedSamples = 0;
     mutable int ascendingSamples = 0;
     unsigned long long changes = 0;
-    // Guarded by the executor's mutex: callbacks under way that may stamp samples anew.
+    // Guarded by the executor's mutex: callbacks under way that may stamp samples anew, those that
+    // have samples in hand, and samples that have left the ring since the first of them began.
     mutable int openWatches = 0;
+    mutable int openLendings = 0;
+    mutable Removed removedSamples;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -21,8 +21,9 @@ StreamSubscription::StreamSubscription(const ISubscriptionRule& subscriptionRule
     : StreamSubscription(subscriptionRule.Clone(), target) {}
 
 StreamSubscription::StreamSubscription(ISubscriptionRule* subscriptionRule, const Delegate& target)
-    : rule(nullptr), delegate(nullptr), pureRule(false) {
+    : rule(nullptr), delegate(nullptr) {
     std::unique_ptr<ISubscriptionRule> owner(subscriptionRule);
+    plan = PlanOf(*subscriptionRule);
     pureRule = IsPure(*subscriptionRule);
     delegate = target.clone();
     rule = owner.release();
@@ -34,11 +35,13 @@ StreamSubscription::StreamSubscription(const StreamSubscription& other)
 StreamSubscription::StreamSubscription(StreamSubscription&& other) noexcept
     : rule(std::exchange(other.rule, nullptr)),
       delegate(std::exchange(other.delegate, nullptr)),
+      plan(other.plan),
       pureRule(other.pureRule) {}
 
 StreamSubscription& StreamSubscription::operator=(StreamSubscription other) noexcept {
     std::swap(rule, other.rule);
     std::swap(delegate, other.delegate);
+    std::swap(plan, other.plan);
     std::swap(pureRule, other.pureRule);
     return *this;
 }
@@ -54,11 +57,7 @@ bool StreamSubscription::operator==(const StreamSubscription& other) const {
 
 void StreamSubscription::NotifyIfRuleApplies(void* sender, SubscriptionArgs& args) {
     if (rule->Applies(args))
-        NotifyDelegate(sender, args);
-}
-
-void StreamSubscription::NotifyDelegate(void* sender, SubscriptionArgs& args) {
-    delegate->notify(sender, args);
+        delegate->notify(sender, args);
 }
 
 }  // namespace velmora::core::tessaryn

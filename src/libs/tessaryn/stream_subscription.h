@@ -11,6 +11,8 @@
 
 namespace velmora::core::tessaryn {
 
+class RulePlan;
+
 /// A rule, and the delegate that is called for the changes to which the rule applies.
 ///
 /// Owns both. A moved-from subscription is good for assignment and destruction only.
@@ -57,13 +59,12 @@ class TESSARYN_API StreamSubscription {
   private:
     friend class Notification;
 
-    /// Whether the rule is the library's own through and through: it only reads.
-    bool HasPureRule() const { return pureRule; }
-    void NotifyDelegate(void* sender, SubscriptionArgs& args);
-
     ISubscriptionRule* rule;
     Poco::AbstractDelegate<SubscriptionArgs>* delegate;
-    bool pureRule;
+    /// Of a rule that is an expression and no more; it lives as long as the rule.
+    const RulePlan* plan = nullptr;
+    /// Whether the rule is the library's own through and through: it only reads.
+    bool pureRule = false;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -50,7 +50,14 @@ class PureRules {
         if (type == typeid(NotRule))
             return Has(*static_cast<const NotRule&>(rule).operand);
         return type == typeid(AlwaysRule) || type == typeid(StreamChangeTypeRule) ||
-               type == typeid(ExpressionRule);
+               PlanOf(rule) != nullptr;
+    }
+
+    static const RulePlan* PlanOf(const ISubscriptionRule& rule) {
+        if (typeid(rule) != typeid(ExpressionRule))
+            return nullptr;
+        const RulePlan* const plan = static_cast<const ExpressionRule&>(rule).plan.get();
+        return plan->IsPure() ? plan : nullptr;
     }
 
   private:
@@ -62,6 +69,10 @@ class PureRules {
 
 bool IsPure(const ISubscriptionRule& rule) {
     return PureRules::Has(rule);
+}
+
+const RulePlan* PlanOf(const ISubscriptionRule& rule) {
+    return PureRules::PlanOf(rule);
 }
 
 AlwaysRule::~AlwaysRule() = default;

@@ -157,6 +157,8 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule {
     explicit ExpressionRule(std::shared_ptr<RLExpr> tree);
 
   private:
+    friend class PureRules;
+
     std::shared_ptr<RLExpr> expression;
     /// Answers for the tree, in a fraction of the time.
     std::shared_ptr<const RulePlan> plan;

@@ -12,7 +12,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// An entry's name, and what it stands for in the stream type that was asked last.
+/// What an entry's name stands for in the stream type that was asked last.
 ///
 /// \threadsafety immutable to its callers: the number of the type's state, the entry's id and its
 /// value type are published together in one word, so a thread sees all or looks them up itself
@@ -24,27 +24,20 @@ class EntryBinding {
         BaseType type;
     };
 
-    /// Bound to no entry.
     EntryBinding() = default;
-    /// \param entryName \ownership observes: must outlive the binding
-    explicit EntryBinding(const std::string& entryName) : name(&entryName) {}
     // A copy has still to be bound.
-    EntryBinding(const EntryBinding& other) : name(other.name) {}
-    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a self-assigned one is bound anew
-    EntryBinding& operator=(const EntryBinding& other) {
-        name = other.name;
-        bound.store(0, std::memory_order_relaxed);
-        return *this;
-    }
+    EntryBinding(const EntryBinding& /*other*/) {}
+    EntryBinding& operator=(const EntryBinding&) = delete;
 
     /// The entry in a sample's type.
     /// \param sample the sample
+    /// \param name the entry's name; the same at all times
     /// \param accepts whether a value type will do; must answer the same at all times
     template <class Accepts>
-    Entry In(const SampleView& sample, Accepts accepts) const {
+    Entry In(const SampleView& sample, const std::string& name, Accepts accepts) const {
         std::uint64_t word = bound.load(std::memory_order_relaxed);
-        if (word >> numberShift != sample.LayoutNumber())
-            word = Bind(sample, accepts);
+        if (word >> numberShift != sample.LayoutNumber()) [[unlikely]]
+            word = Bind(sample, name, accepts);
         return {static_cast<unsigned short>(word >> typeBits),
                 static_cast<BaseType>(word & typeMask)};
     }
@@ -55,11 +48,11 @@ class EntryBinding {
     static constexpr unsigned int numberShift = 16 + typeBits;
 
     template <class Accepts>
-    std::uint64_t Bind(const SampleView& sample, Accepts accepts) const {
-        const StreamType& type = sample.Type();
-        const unsigned short id =
-            type.EntryExists(*name) ? type.EntryId(*name) : StreamType::invalidEntryId;
-        const BaseType declared = type.GetType(id);
+    std::uint64_t Bind(const SampleView& sample, const std::string& name, Accepts accepts) const {
+        const StreamType* const type = sample.Type();
+        const bool exists = type != nullptr && type->EntryExists(name);
+        const unsigned short id = exists ? type->EntryId(name) : StreamType::invalidEntryId;
+        const BaseType declared = exists ? type->GetType(id) : UnknownType;
         const unsigned int kept = accepts(declared) ? declared : UnknownType;
         const std::uint64_t word =
             sample.LayoutNumber() << numberShift | std::uint64_t{id} << typeBits | kept;
@@ -67,8 +60,7 @@ class EntryBinding {
         return word;
     }
 
-    const std::string* name = nullptr;
-    /// No type's number is 0.
+    /// No type's number is 0, which a sample without type has: it has no entries.
     mutable std::atomic<std::uint64_t> bound{0};
 };
 

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "tessaryn/private/rule_plan.h"
 #include "tessaryn/private/sample_view.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_subscription.h"
@@ -36,26 +37,47 @@ class Notification {
     }
 
     /// Calls the subscription's delegate if its rule applies, the rule first.
-    /// \param subscription who is told
+    /// \param subscription who is told; not used any more once the host's code has run, which may
+    /// move it
     /// \param stream the delegate's sender
     /// \throws what the rule or the delegate throws
-    void Tell(StreamSubscription& subscription, void* stream) {
-        if (!subscription.HasPureRule())
-            Copy();
-        if (!subscription.GetRule()->Applies(args))
+    void Tell(const StreamSubscription& subscription, void* stream) {
+        auto* const delegate = subscription.delegate;
+        if (!Applies(subscription))
             return;
         Copy();
-        subscription.NotifyDelegate(stream, args);
+        view.reset();
+        delegate->notify(stream, args);
     }
 
   private:
+    bool Applies(const StreamSubscription& subscription) {
+        if (!subscription.pureRule) {
+            Copy();
+            view.reset();
+            return subscription.rule->Applies(args);
+        }
+        if (subscription.plan == nullptr)
+            return subscription.rule->Applies(args);
+        // One view does for all rules between two calls of the host, which may change the sample.
+        if (!view) {
+            if (!SampleView::IsPlain(*args.sample))
+                return subscription.plan->Holds(args);
+            view.emplace(*args.sample);
+        }
+        return subscription.plan->Holds(*view, args);
+    }
+
     void Copy() {
-        if (!copy)
-            args.sample = &copy.emplace(stored);
+        if (copy)
+            return;
+        args.sample = &copy.emplace(stored);
+        view.reset();
     }
 
     const Sample& stored;
     SubscriptionArgs args;
+    std::optional<SampleView> view;
     std::optional<Sample> copy;
 };
 

@@ -117,21 +117,57 @@ const RLRelExpr* AsComparison(const RLExpr* expression) {
     return ours ? static_cast<const RLRelExpr*>(expression) : nullptr;
 }
 
+/// Whether every node is one of the library's: one of a host may do anything when it is asked.
+bool IsOfLibrary(const RLExpr* expression) {
+    std::vector<const RLExpr*> pending = {expression};
+    while (!pending.empty()) {
+        const RLExpr* const node = pending.back();
+        pending.pop_back();
+        if (node == nullptr || Exactly<RLExistsExpr>(node) != nullptr ||
+            Exactly<RLFuncExpr>(node) != nullptr || Exactly<RLIndexExpr>(node) != nullptr ||
+            Exactly<RLPropExpr>(node) != nullptr) {
+            continue;
+        }
+        if (Exactly<RLAndExpr>(node) != nullptr || Exactly<RLOrExpr>(node) != nullptr ||
+            Exactly<RLXorExpr>(node) != nullptr) {
+            pending.push_back(static_cast<const RLBinaryExpr*>(node)->leftOperand());
+            pending.push_back(static_cast<const RLBinaryExpr*>(node)->rightOperand());
+        } else if (const auto* negation = Exactly<RLNotExpr>(node)) {
+            pending.push_back(negation->negatedOperand());
+        } else if (const auto* comparison = AsComparison(node)) {
+            pending.push_back(comparison->leftOperand());
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
-/// One part of a rule that has a truth value.
-struct RulePlan::Step {
+/// What a step was made of: needed to bind it, to compare texts and to ask the tree.
+struct RulePlan::Source {
+    const RLExpr* part = nullptr;
+    std::string entryName = {};
+    /// The literal, where it converts to a text.
+    std::string text = {};
+};
+
+/// One part of a rule that has a truth value. A cache line, for hundreds are read for every push.
+struct alignas(64) RulePlan::Step {
     enum class Kind : unsigned char {
         Tree,      ///< asks the tree
         Constant,  ///< `truth`
         Change,    ///< the kind of change is `changeType`
-        Exists,    ///< the sample has `entry`
-        Compare,   ///< elements `from` to `to` of `entry` pass
-        Size,      ///< the element count of `entry` passes
+        Exists,    ///< the sample has the entry
+        Compare,   ///< elements `from` to `to` of the entry pass
+        Size,      ///< the element count of the entry passes
         Not,       ///< the operand doesn't hold
         Until,     ///< operands in order up to one that is `truth`
         Odd        ///< an odd number of operands holds
     };
+
+    explicit Step(const Source& madeOf) : source(&madeOf) {}
 
     Kind kind = Kind::Tree;
     Operator op = Operator::Eq;
@@ -141,21 +177,19 @@ struct RulePlan::Step {
     std::uint32_t length = 1;
     int from = 0;
     int to = 0;
+    const Source* source;
     EntryBinding entry;
     ConvertedLiteral literal;
-    const std::string* text = nullptr;
-    const RLExpr* part = nullptr;
 
     const Step* Operands() const { return this + 1; }
     const Step* End() const { return this + length; }
 
-    bool Exists(const SampleView& sample) const {
-        return entry.In(sample, [](BaseType) { return true; }).type != UnknownType;
-    }
+    bool Exists(const SampleView& sample) const { return AnyEntryIn(sample).type != UnknownType; }
 
     bool Compare(const SampleView& sample) const {
-        const auto [id, type] =
-            entry.In(sample, [this](BaseType declared) { return literal.FitsInto(declared); });
+        const auto [id, type] = entry.In(sample, source->entryName, [this](BaseType declared) {
+            return literal.FitsInto(declared);
+        });
         if (type == UnknownType)
             return false;
         const std::string_view bytes = sample.Bytes(id);
@@ -172,13 +206,13 @@ struct RulePlan::Step {
             return false;
         // Every element of a string is the whole string.
         if (type == String)
-            return Passes(bytes, op, std::string_view(*text));
+            return Passes(bytes, op, std::string_view(source->text));
         const Test test = tests[type][static_cast<std::size_t>(op)];
         return test(bytes.data() + first * layout::WidthOf(type), count, literal);
     }
 
     bool CompareSize(const SampleView& sample) const {
-        const auto [id, type] = entry.In(sample, [](BaseType) { return true; });
+        const auto [id, type] = AnyEntryIn(sample);
         if (type == UnknownType || !literal.FitsInto(UInt32))
             return false;
         const std::size_t size = layout::ElementsIn(type, sample.Bytes(id).size());
@@ -186,6 +220,10 @@ struct RulePlan::Step {
     }
 
   private:
+    EntryBinding::Entry AnyEntryIn(const SampleView& sample) const {
+        return entry.In(sample, source->entryName, [](BaseType) { return true; });
+    }
+
     /// Whether all elements are compared, as a bare name asks for.
     bool IsWhole() const { return from <= 0 && to < 0; }
 };
@@ -197,8 +235,7 @@ class RulePlan::Builder {
 
     void Append(const RLExpr* expression) {
         const std::size_t index = plan.steps.size();
-        plan.steps.emplace_back();
-        plan.steps[index].part = expression;
+        plan.steps.emplace_back(plan.sources.emplace_back(Source{expression}));
         if (expression != nullptr && depth < maxDepth) {
             ++depth;
             Know(expression, index);
@@ -217,7 +254,7 @@ class RulePlan::Builder {
     /// value is a truth value.
     void Know(const RLExpr* expression, std::size_t index) {
         if (const auto* exists = Exactly<RLExistsExpr>(expression)) {
-            KnowEntry(index, Kind::Exists, exists->entryName());
+            KnowEntry(Kind::Exists, exists->entryName());
         } else if (const auto* function = Exactly<RLFuncExpr>(expression)) {
             KnowFunction(plan.steps[index], function->functionName());
         } else if (const auto* negation = Exactly<RLNotExpr>(expression)) {
@@ -230,15 +267,14 @@ class RulePlan::Builder {
         } else if (Exactly<RLXorExpr>(expression) != nullptr) {
             KnowOdd(expression, index);
         } else if (const auto* comparison = AsComparison(expression)) {
-            KnowComparison(*comparison, index);
+            KnowComparison(*comparison);
         }
     }
 
-    Step& KnowEntry(std::size_t index, Kind kind, const std::string& name) const {
-        Step& step = plan.steps[index];
-        step.kind = kind;
-        step.entry = EntryBinding(name);
-        return step;
+    /// Of the step that was appended last.
+    void KnowEntry(Kind kind, const std::string& name) {
+        plan.steps.back().kind = kind;
+        plan.sources.back().entryName = name;
     }
 
     static void KnowFunction(Step& step, const std::string& name) {
@@ -248,27 +284,26 @@ class RulePlan::Builder {
         step.changeType = name == "popped" ? popped : name == "changed" ? changed : pushed;
     }
 
-    void KnowComparison(const RLRelExpr& comparison, std::size_t index) {
+    void KnowComparison(const RLRelExpr& comparison) {
         const RLExpr* const left = comparison.leftOperand();
         const ConvertedLiteral literal(comparison.literal());
         if (left == nullptr || !literal.IsFaithful())
             return;
+        Step& step = plan.steps.back();
         if (const auto* elements = Exactly<RLIndexExpr>(left)) {
-            Step& step = KnowEntry(index, Kind::Compare, elements->entryName());
+            KnowEntry(Kind::Compare, elements->entryName());
             step.from = elements->first();
             step.to = elements->last();
         } else if (const auto* property = Exactly<RLPropExpr>(left);
                    property != nullptr && property->propertyName() == "size") {
-            KnowEntry(index, Kind::Size, property->entryName());
+            KnowEntry(Kind::Size, property->entryName());
         } else {
             return;
         }
-        Step& step = plan.steps[index];
         step.op = OperatorOf(comparison);
         step.literal = literal;
-        if (literal.FitsInto(String)) {
-            step.text = &plan.texts.emplace_back(ConvertedLiteral::AsText(comparison.literal()));
-        }
+        if (literal.FitsInto(String))
+            plan.sources.back().text = ConvertedLiteral::AsText(comparison.literal());
     }
 
     template <class Node>
@@ -283,12 +318,13 @@ class RulePlan::Builder {
         const auto operands = plan.steps.begin() + static_cast<std::ptrdiff_t>(index) + 1;
         const bool mayThrow = std::any_of(operands, plan.steps.end(),
                                           [](const Step& step) { return step.kind == Kind::Tree; });
-        // The operands are asked in another order than the tree's, which only a throw could tell.
-        if (mayThrow) {
-            plan.steps.erase(operands, plan.steps.end());
-        } else {
+        if (!mayThrow) {
             plan.steps[index].kind = Kind::Odd;
+            return;
         }
+        // The operands are asked in another order than the tree's, which only a throw could tell.
+        while (plan.steps.size() > index + 1)
+            plan.steps.pop_back();
     }
 
     /// The operands of a chain of one operator, in the order written.
@@ -312,6 +348,7 @@ class RulePlan::Builder {
 
 RulePlan::RulePlan(std::shared_ptr<RLExpr> parsed) : tree(std::move(parsed)) {
     Builder(*this).Append(tree.get());
+    pure = IsOfLibrary(tree.get());
 }
 
 RulePlan::~RulePlan() = default;
@@ -319,13 +356,17 @@ RulePlan::~RulePlan() = default;
 bool RulePlan::Holds(const SubscriptionArgs& args) const {
     if (!SampleView::IsPlain(*args.sample))
         return valueOf(tree.get(), args).convert<bool>();
-    return Holds(steps.front(), SampleView(*args.sample), args);
+    return Holds(SampleView(*args.sample), args);
+}
+
+bool RulePlan::Holds(const SampleView& sample, const SubscriptionArgs& args) const {
+    return Holds(steps.front(), sample, args);
 }
 
 bool RulePlan::Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args) {
     switch (step.kind) {
         case Step::Kind::Tree:
-            return valueOf(step.part, args).convert<bool>();
+            return valueOf(step.source->part, args).convert<bool>();
         case Step::Kind::Constant:
             return step.truth;
         case Step::Kind::Change:

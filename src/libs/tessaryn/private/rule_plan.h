@@ -7,7 +7,6 @@
 
 #include <deque>
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -42,8 +41,16 @@ class RulePlan {
     /// \param args the change
     /// \throws what `RLExpr::evaluate` and the conversion of its value to bool throw
     bool Holds(const SubscriptionArgs& args) const;
+    /// The same for a plain sample that is in view.
+    /// \param sample a view of `args.sample`
+    /// \param args the change
+    bool Holds(const SampleView& sample, const SubscriptionArgs& args) const;
+
+    /// Whether the tree is made of the library's nodes only, so that asking does nothing else.
+    bool IsPure() const { return pure; }
 
   private:
+    struct Source;
     struct Step;
     class Builder;
 
@@ -51,7 +58,8 @@ class RulePlan {
 
     std::vector<Step> steps;
     std::shared_ptr<RLExpr> tree;
-    std::deque<std::string> texts;
+    std::deque<Source> sources;
+    bool pure = false;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -20,16 +20,17 @@ class SampleView {
     /// Whether the sample is no more than a `Sample`, so that its memory says all.
     static bool IsPlain(const Sample& sample) { return typeid(sample) == typeid(Sample); }
 
-    /// \param plainSample \ownership observes: has a stream type, and must not change meanwhile
+    /// \param plainSample \ownership observes: must not change meanwhile
     explicit SampleView(const Sample& plainSample)
         : data(plainSample.data.get()),
           offsets(plainSample.offsets.get()),
           numOffsets(plainSample.numOffsets),
           type(plainSample.streamType),
-          layoutNumber(type->GetLayoutNumber()) {}
+          layoutNumber(type == nullptr ? 0 : type->GetLayoutNumber()) {}
 
-    const StreamType& Type() const { return *type; }
-    /// The number of the type's present state.
+    /// Null for a sample that was moved from.
+    const StreamType* Type() const { return type; }
+    /// The number of the type's present state; 0 without a type.
     std::uint64_t LayoutNumber() const { return layoutNumber; }
 
     /// The bytes of an entry; none of one that the sample doesn't have.

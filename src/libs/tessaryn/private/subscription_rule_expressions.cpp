@@ -111,6 +111,12 @@ bool compareElement(BaseType type, const Var& element, const Var& literal, Compa
     return false;
 }
 
+/// A sample that was moved from has no type, and so no entries.
+bool hasEntry(const Sample& sample, const std::string& name) {
+    const StreamType* const type = sample.GetStreamType();
+    return type != nullptr && type->EntryExists(name);
+}
+
 /// As `ToString(BaseType)`, but "Unknown" for what is no value type.
 std::string typeNameOf(BaseType type) {
     const std::string name = ToString(type);
@@ -330,10 +336,10 @@ RLPropExpr::RLPropExpr(const std::string& entry, const std::string& propertyOfEn
 
 TypedValue RLPropExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
-    const StreamType& streamType = *sample.GetStreamType();
-    if (!streamType.EntryExists(object)) {
+    if (!hasEntry(sample, object)) {
         return property == "exists" ? TypedValue(false) : TypedValue();
     }
+    const StreamType& streamType = *sample.GetStreamType();
     const unsigned short entry = streamType.EntryId(object);
     const BaseType type = streamType.GetType(entry);
     if (property == "type")
@@ -375,9 +381,9 @@ RLIndexExpr::RLIndexExpr(const std::string& entry, int firstIndex, int lastIndex
 
 TypedValue RLIndexExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
-    const StreamType& streamType = *sample.GetStreamType();
-    if (!streamType.EntryExists(name))
+    if (!hasEntry(sample, name))
         return {};
+    const StreamType& streamType = *sample.GetStreamType();
     const unsigned short entry = streamType.EntryId(name);
     const BaseType type = streamType.GetType(entry);
     const long long size = sample.GetSize(entry);
@@ -404,7 +410,7 @@ void RLIndexExpr::dump(std::ostream& out, int indent) const {
 RLExistsExpr::RLExistsExpr(const std::string& entry) : name(entry) {}
 
 TypedValue RLExistsExpr::evaluate(const SubscriptionArgs& args) const {
-    return TypedValue(args.sample->GetStreamType()->EntryExists(name));
+    return TypedValue(hasEntry(*args.sample, name));
 }
 
 void RLExistsExpr::dump(std::ostream& out, int indent) const {

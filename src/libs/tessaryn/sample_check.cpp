@@ -1,0 +1,75 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/sample_check.h"
+
+#include "tessaryn/private/element_layout.h"
+#include "tessaryn/stream_type.h"
+
+#include <cstdint>
+
+namespace velmora::core::tessaryn {
+
+namespace {
+
+std::string Count(std::uint64_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+bool CanBeEntry(BaseType type, unsigned int begin, unsigned int end, const SampleLimits& limits) {
+    const unsigned int width = layout::WidthOf(type);
+    return end >= begin && (end - begin) % width == 0 &&
+           (end - begin) / width <= limits.maxElements;
+}
+
+/// Why the bytes from `begin` to `end` can't be those of an entry.
+std::string FaultOf(const SampleEntry& entry, unsigned int begin, unsigned int end,
+                    const SampleLimits& limits) {
+    const std::string name = "Entry '" + entry.key + "'";
+    if (end < begin) {
+        return name + " ends at byte " + std::to_string(end) + ", before it begins at byte " +
+               std::to_string(begin) + ".";
+    }
+    const unsigned int width = layout::WidthOf(entry.type);
+    const unsigned int bytes = end - begin;
+    if (bytes % width != 0) {
+        return name + " has " + Count(bytes, "byte") + ", which elements of " +
+               Count(width, "byte") + " don't fill.";
+    }
+    return name + " has " + Count(bytes / width, "element") + ": more than the limit of " +
+           std::to_string(limits.maxElements) + ".";
+}
+
+}  // namespace
+
+std::string CheckSample(std::string_view bytes, const StreamType& type,
+                        const SampleLimits& limits) {
+    if (bytes.size() > limits.maxBytes) {
+        return "The sample has " + Count(bytes.size(), "byte") + ": more than the limit of " +
+               std::to_string(limits.maxBytes) + ".";
+    }
+    const std::size_t entries = type.GetNumEntries();
+    const std::size_t table = (entries + 1) * sizeof(unsigned int);
+    if (bytes.size() < table) {
+        return "The offsets take " + Count(table, "byte") + ", but there are only " +
+               std::to_string(bytes.size()) + ".";
+    }
+    const auto offsetAt = [bytes](std::size_t i) {
+        return layout::Load<unsigned int>(bytes.data() + i * sizeof(unsigned int));
+    };
+    if (offsetAt(0) != 0)
+        return "The first entry begins at byte " + std::to_string(offsetAt(0)) + ", not at 0.";
+    for (std::size_t i = 0; i < entries; ++i) {
+        const auto id = static_cast<unsigned short>(i);
+        if (!CanBeEntry(type.GetType(id), offsetAt(i), offsetAt(i + 1), limits))
+            return FaultOf(type.GetEntry(id), offsetAt(i), offsetAt(i + 1), limits);
+    }
+    const std::size_t there = bytes.size() - table;
+    if (offsetAt(entries) != there) {
+        return "The entries end at byte " + std::to_string(offsetAt(entries)) + ", but there are " +
+               Count(there, "byte") + " of elements.";
+    }
+    return {};
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,39 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/export.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace velmora::core::tessaryn {
+
+class StreamType;
+
+/// What a host is prepared to take from somebody it doesn't know.
+struct SampleLimits {
+    /// Bytes of the whole binary form.
+    std::size_t maxBytes = std::size_t{1} << 20;
+    /// Elements of one entry: characters of a `String`.
+    unsigned int maxElements = 1U << 16;
+};
+
+/// Tells whether a block of bytes is the binary form of one sample of a stream type, before any
+/// sample is touched: the offsets begin at 0 and ascend, each entry's bytes divide by the width of
+/// its elements, and the elements end where the bytes do.
+///
+/// `Sample::Deserialize`, and the pushes that use it, refuse nothing. Where bytes come from a peer
+/// that may be wrong or malicious, read them into a block of limited length, check that, and
+/// deserialize from memory. Linear in the number of entries; allocates only to complain.
+/// \param bytes the block
+/// \param type the type that the sample would be of
+/// \param limits what the host is prepared to take
+/// \return empty for a sample; else a sentence that says what is wrong and where
+/// \threadsafety external: the type must not change meanwhile
+TESSARYN_API std::string CheckSample(std::string_view bytes, const StreamType& type,
+                                     const SampleLimits& limits = {});
+
+}  // namespace velmora::core::tessaryn
