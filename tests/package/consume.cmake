@@ -7,6 +7,8 @@
 # MODE fetched: with the libraries built along by FetchContent.
 # Where they are installed, pkg-config has to find them, too.
 
+cmake_minimum_required(VERSION 3.25)
+
 set(warnings -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 string(REPLACE "," ";" COMPILERS "${COMPILERS}")
 list(GET COMPILERS 0 own_compiler)
