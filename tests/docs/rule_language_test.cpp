@@ -1,0 +1,112 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+// Does what the page about the rule language says: it makes the page's example sample and asks it
+// every rule of the cookbook, and every text of the table of errors.
+
+#include "common/split.h"
+#include "support/rules.h"
+#include "tessaryn/sample.h"
+#include "tessaryn/stream_type.h"
+#include "tessaryn/subscription_rules.h"
+
+#include <Poco/String.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+namespace {
+
+using Row = std::vector<std::string>;
+
+/// The cells of a table's line, without blanks around them; "\|" is a bar within one.
+Row Cells(std::string line) {
+    Poco::replaceInPlace(line, std::string("\\|"), std::string(1, '\1'));
+    Row cells;
+    for (const std::string& cell : utils::Split(line, '|'))
+        cells.push_back(Poco::trim(Poco::translate(cell, "\1", "|")));
+    cells.erase(cells.begin());
+    return cells;
+}
+
+/// The rows of the first table under a heading, without its head.
+std::vector<Row> Table(const std::string& heading) {
+    std::ifstream page(VELMORA_RULE_LANGUAGE_PAGE);
+    std::string line;
+    while (std::getline(page, line) && line != heading) {
+    }
+    std::vector<Row> rows;
+    while (std::getline(page, line) && (rows.empty() || !line.empty())) {
+        if (line.starts_with('|'))
+            rows.push_back(Cells(line));
+    }
+    rows.erase(rows.begin(), rows.begin() + std::min<std::ptrdiff_t>(2, std::ssize(rows)));
+    return rows;
+}
+
+std::string Code(const std::string& cell) {
+    return cell.size() > 1 && cell.front() == '`' ? cell.substr(1, cell.size() - 2) : cell;
+}
+
+std::vector<std::string> CodesIn(const std::string& cell) {
+    std::vector<std::string> parts = utils::Split(cell, '`');
+    std::vector<std::string> codes;
+    for (std::size_t i = 1; i < parts.size(); i += 2)
+        codes.push_back(parts[i]);
+    return codes;
+}
+
+std::string Ask(const std::string& rule, Sample& sample) {
+    SubscriptionArgs args{pushed, &sample, nullptr};
+    return test::OutcomeOf(
+        [&] { return std::unique_ptr<ISubscriptionRule>(Expression(rule))->Applies(args); });
+}
+
+TEST(RuleLanguagePage, CookbookTellsWhatRulesAnswer) {
+    const std::vector<Row> entries = Table("## Cookbook");
+    const std::vector<Row> recipes = Table("### Recipes");
+    ASSERT_GE(entries.size(), 5U);
+    ASSERT_GE(recipes.size(), 40U);
+    StreamType type;
+    for (const Row& entry : entries)
+        type.Add(Code(entry[0]), GetTypeFromString(Code(entry[1])), 0);
+    Sample sample(&type, Poco::Timestamp());
+    for (const Row& entry : entries) {
+        const unsigned short id = type.EntryId(Code(entry[0]));
+        if (type.GetType(id) == String) {
+            sample.Set(id, Code(entry[2]));
+            continue;
+        }
+        const std::vector<std::string> elements = utils::Split(Code(entry[2]), ' ');
+        sample.Resize(id, static_cast<unsigned int>(elements.size()));
+        for (unsigned int i = 0; i < elements.size(); ++i)
+            sample.Set(id, i, elements[i]);
+    }
+    for (const Row& recipe : recipes) {
+        ASSERT_TRUE(recipe.size() == 3 && !recipe[2].empty()) << recipe[0];
+        EXPECT_THAT(Ask(Code(recipe[1]), sample), testing::EndsWith(Code(recipe[2]))) << recipe[1];
+    }
+}
+
+TEST(RuleLanguagePage, ErrorsComeWithTheirMessages) {
+    StreamType type;
+    Sample sample(&type, Poco::Timestamp());
+    const std::vector<Row> errors = Table("## Errors");
+    ASSERT_GE(errors.size(), 10U);
+    for (const Row& error : errors) {
+        for (const std::string& rule : CodesIn(error[1])) {
+            EXPECT_THAT(Ask(rule, sample),
+                        testing::StartsWith("Syntax error: " + CodesIn(error[0])[0]))
+                << rule;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace velmora::core::tessaryn
