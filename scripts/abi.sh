@@ -48,7 +48,9 @@ cmd_abi() {
     local library status broken=0
     for library in common serializer tessaryn; do
         status=0
-        abidiff --headers-dir1 build/abi/old/root/include --headers-dir2 build/abi/new/root/include \
+        abidiff --suppressions scripts/abi.suppressions \
+            --headers-dir1 build/abi/old/root/include \
+            --headers-dir2 build/abi/new/root/include \
             "build/abi/old/root/lib/libvelmora_$library.so" \
             "build/abi/new/root/lib/libvelmora_$library.so" ||
             status=$?

@@ -4,6 +4,8 @@
 # Writes OUTPUT, the header that names the commit of SOURCE_DIR, and leaves it alone if it does so
 # already. An exported archive has its commit in ARCHIVE_COMMIT; where nobody knows it, it is "".
 
+cmake_minimum_required(VERSION 3.25)
+
 file(STRINGS "${ARCHIVE_COMMIT}" commit REGEX "^[0-9a-f]+$")
 string(SUBSTRING "${commit}" 0 8 commit)
 # A repository around the sources isn't theirs.
