@@ -32,9 +32,12 @@ class SubscriberList {
     SubscriberList& operator=(const SubscriberList&) = delete;
 
     /// Appends a copy.
+    /// \param subscription rule and delegate are cloned
     void Add(const StreamSubscription& subscription);
     /// Removes every subscription that is equal.
+    /// \param subscription tells the target
     void Remove(const StreamSubscription& subscription);
+    /// Removes all subscriptions.
     void Clear();
 
     /// Tells of a change; the caller holds the lock that guards the sample.
