@@ -1,14 +1,17 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Two sides that share a layout: one sends samples in their binary form, the other reads them into
-// a stream of its own after it has compared the layouts' hashes.
+// Two hosts that share a layout: one sends samples in their binary form, a packet each; the other
+// trusts nobody, and pushes only what proves to be a sample of its own type.
 
+#include "tessaryn/sample_check.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
 
 #include <iostream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 using namespace velmora::core::tessaryn;
 
@@ -20,12 +23,28 @@ StreamType MakeType() {
     return type;
 }
 
-void Send(const Stream& stream, std::ostream& out) {
+std::vector<std::string> Send(const Stream& stream) {
+    std::vector<std::string> packets;
     stream.GetAll([&](const std::vector<Sample*>& samples) {
         for (const Sample* sample : samples) {
-            sample->Serialize(out);
+            std::ostringstream packet;
+            sample->Serialize(packet);
+            packets.push_back(packet.str());
         }
     });
+    return packets;
+}
+
+void Receive(Stream& stream, const std::string& packet) {
+    SampleLimits limits;
+    limits.maxBytes = 1000;
+    const std::string fault = CheckSample(packet, *stream.GetStreamType(), limits);
+    if (!fault.empty()) {
+        std::cout << "refused: " << fault << '\n';
+        return;
+    }
+    std::istringstream in(packet);
+    stream.PushNew(in, nullptr);
 }
 
 }  // namespace
@@ -39,23 +58,20 @@ int main() {
             sample.Set(0, 2, static_cast<double>(sample.GetSize(1)));
         });
     }
+    std::vector<std::string> packets = Send(sent);
+    packets.push_back(packets.back().substr(0, 30));
 
-    std::stringstream wire;
-    const std::string hash = here.GetHash();
-    Send(sent, wire);
-
+    // The hashes are exchanged once, when the hosts meet.
     StreamType there = MakeType();
-    if (!there.IsHashCompatible(hash)) {
+    if (!there.IsHashCompatible(here.GetHash())) {
         std::cout << "the other side has another layout\n";
         return 1;
     }
     Stream received(&there, 10);
-    while (wire.peek() != std::stringstream::traits_type::eof()) {
-        received.PushNew(wire, nullptr);
-    }
+    for (const std::string& packet : packets)
+        Receive(received, packet);
     received.GetAll([](const std::vector<Sample*>& samples) {
-        for (const Sample* sample : samples) {
+        for (const Sample* sample : samples)
             std::cout << sample->GetString(1) << ": z = " << sample->GetDouble(0, 2) << '\n';
-        }
     });
 }

@@ -30,7 +30,10 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
 
     /// \copydoc StreamTypeRepository::Add(const std::string&)
     StreamTypeCollection* Add(const std::string& path);
-    /// \copydoc StreamTypeRepository::Add(const serialization::Serializer<serialization::NodeRef>&, const serialization::INode&)
+    /// Adds a collection read from its node, whose "Name" is taken as its path.
+    /// \param serializer reads the values
+    /// \param node the collection's node
+    /// \return \ownership lends: the collection of that path; null for the empty path
     StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
                               const serialization::INode& node);
     /// \copydoc StreamTypeRepository::AddGroup
