@@ -49,7 +49,10 @@ package_try() {
     chroot "$root" sh -euxc '
         cd /host
         debian/tests/consumer
-        zcat /usr/share/man/man1/tessaryn.1.gz | man --warnings -l - | head -n 12
+        man --warnings -P cat tessaryn | head -n 12
+        g++ -std=c++20 /usr/share/doc/libvelmora-tessaryn-dev/examples/01_quickstart.cpp \
+            -o quickstart $(pkg-config --cflags --libs velmora-tessaryn)
+        ./quickstart
         printf "time,x\n2020-01-01T00:00:00Z,1\n2020-01-01T00:00:01Z,5\n" |
             tessaryn watch - --rule "x > 2"
     ' </dev/null
@@ -60,7 +63,13 @@ cmd_package() {
     local try=0 version
     case "$*" in
         "") ;;
-        --try) try=1 ;;
+        --try)
+            try=1
+            if ((EUID != 0)); then
+                echo "Making and entering a Debian of its own takes root's rights: try sudo." >&2
+                return 1
+            fi
+            ;;
         *)
             usage >&2
             return 2
