@@ -75,7 +75,8 @@ class Stream::Lending {
     Lending& operator=(const Lending&) = delete;
     ~Lending() {
         // Taken out of the stream first: a host's destructor may call it.
-        const Removed removed = TakeRemoved();
+        if (!stream.removedSamples.empty())
+            TakeRemoved();
         --stream.openLendings;
     }
 

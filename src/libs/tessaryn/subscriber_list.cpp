@@ -82,8 +82,12 @@ void SubscriberList::EraseRemoved() {
     if (!someRemoved)
         return;
     someRemoved = false;
-    std::stable_partition(subscribers.begin(), subscribers.end(),
-                          [](const Subscriber& subscriber) { return !subscriber.IsRemoved(); });
+    // By swapping, which allocates nothing: a notification that ends must not throw.
+    auto kept = subscribers.begin();
+    for (auto next = kept; next != subscribers.end(); ++next) {
+        if (!next->IsRemoved())
+            std::iter_swap(kept++, next);
+    }
     while (!subscribers.empty() && subscribers.back().IsRemoved()) {
         const Subscriber removed = std::move(subscribers.back());
         subscribers.pop_back();

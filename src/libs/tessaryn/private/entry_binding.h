@@ -38,11 +38,22 @@ class EntryBinding {
         std::uint64_t word = bound.load(std::memory_order_relaxed);
         if (word >> numberShift != sample.LayoutNumber()) [[unlikely]]
             word = Bind(sample, name, accepts);
+        return EntryOf(word);
+    }
+
+    /// The same where the sample's type was the one asked last; else no entry.
+    /// \param sample the sample
+    Entry InKnown(const SampleView& sample) const {
+        const std::uint64_t word = bound.load(std::memory_order_relaxed);
+        return word >> numberShift == sample.LayoutNumber() ? EntryOf(word) : Entry{0, UnknownType};
+    }
+
+  private:
+    static Entry EntryOf(std::uint64_t word) {
         return {static_cast<unsigned short>(word >> typeBits),
                 static_cast<BaseType>(word & typeMask)};
     }
 
-  private:
     static constexpr unsigned int typeBits = 4;
     static constexpr unsigned int typeMask = (1U << typeBits) - 1;
     static constexpr unsigned int numberShift = 16 + typeBits;

@@ -10,9 +10,7 @@
 #include "tessaryn/private/subscription_rule_expressions.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
-#include <functional>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -21,84 +19,74 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-enum class Operator : unsigned char { Eq, Ne, Lt, Le, Gt, Ge };
+/// The outcomes of a comparison, as bits: an operator is the set of those that pass it.
+enum Outcome : unsigned char { less = 1, equal = 2, greater = 4, unordered = 8 };
+using Operator = unsigned char;
 
 Operator OperatorOf(const RLRelExpr& comparison) {
     const std::string_view symbol = comparison.symbol();
     if (symbol == "==")
-        return Operator::Eq;
+        return equal;
     if (symbol == "!=")
-        return Operator::Ne;
+        return less | greater | unordered;
     if (symbol == "<")
-        return Operator::Lt;
+        return less;
     if (symbol == "<=")
-        return Operator::Le;
-    return symbol == ">" ? Operator::Gt : Operator::Ge;
+        return less | equal;
+    return symbol == ">" ? greater : greater | equal;
+}
+
+template <class T>
+inline bool Passes(const T& value, Operator op, const T& literal) {
+    const int outcome = (value < literal ? less : 0) | (value == literal ? equal : 0) |
+                        (literal < value ? greater : 0);
+    return ((outcome == 0 ? unordered : outcome) & op) != 0;
 }
 
 /// Whether each of the elements passes; the literal is on the right.
-using Test = bool (*)(const char* elements, std::size_t count, const ConvertedLiteral& literal);
-
-template <class Native, class Compare>
-bool AllPass(const char* elements, std::size_t count, const ConvertedLiteral& literal) {
+template <class Native>
+inline bool AllPass(const char* elements, std::size_t bytes, Operator op,
+                    const ConvertedLiteral& literal) {
     const auto converted = literal.As<Native>();
-    for (const char* end = elements + count * sizeof(Native); elements != end;
-         elements += sizeof(Native)) {
-        if (!Compare()(layout::Load<Native>(elements), converted))
+    const char* const end = elements + bytes;
+    do {
+        if (!Passes(layout::Load<Native>(elements), op, converted))
             return false;
-    }
+        elements += sizeof(Native);
+    } while (elements != end);
     return true;
 }
 
-bool NonePasses(const char* /*elements*/, std::size_t /*count*/,
-                const ConvertedLiteral& /*literal*/) {
-    return false;
-}
-
-using TestsOfType = std::array<Test, 6>;
-
-/// In the order of `Operator`.
-template <class Native>
-constexpr TestsOfType TestsOf() {
-    return {AllPass<Native, std::equal_to<>>, AllPass<Native, std::not_equal_to<>>,
-            AllPass<Native, std::less<>>,     AllPass<Native, std::less_equal<>>,
-            AllPass<Native, std::greater<>>,  AllPass<Native, std::greater_equal<>>};
-}
-
-constexpr TestsOfType noTests = {NonePasses, NonePasses, NonePasses,
-                                 NonePasses, NonePasses, NonePasses};
-
-/// By value type, then by operator.
-constexpr std::array<TestsOfType, layout::lastType + 1> tests = {noTests,
-                                                                 TestsOf<signed char>(),
-                                                                 TestsOf<short>(),
-                                                                 TestsOf<int>(),
-                                                                 TestsOf<long long>(),
-                                                                 TestsOf<unsigned char>(),
-                                                                 TestsOf<unsigned short>(),
-                                                                 TestsOf<unsigned int>(),
-                                                                 TestsOf<unsigned long long>(),
-                                                                 TestsOf<float>(),
-                                                                 TestsOf<double>(),
-                                                                 TestsOf<bool>(),
-                                                                 noTests};
-
-/// Whether a whole value passes; the literal is on the right.
-template <class T>
-bool Passes(const T& value, Operator op, const T& literal) {
-    switch (op) {
-        case Operator::Eq:
-            return value == literal;
-        case Operator::Ne:
-            return value != literal;
-        case Operator::Lt:
-            return value < literal;
-        case Operator::Le:
-            return value <= literal;
-        case Operator::Gt:
-            return value > literal;
-        case Operator::Ge:
-            return value >= literal;
+/// The same for a type that is known only now.
+/// \pre There is an element, and no more bytes than those of elements.
+inline bool AllPass(BaseType type, const char* elements, std::size_t bytes, Operator op,
+                    const ConvertedLiteral& literal) {
+    switch (type) {
+        case Int8:
+            return AllPass<signed char>(elements, bytes, op, literal);
+        case Int16:
+            return AllPass<short>(elements, bytes, op, literal);
+        case Int32:
+            return AllPass<int>(elements, bytes, op, literal);
+        case Int64:
+            return AllPass<long long>(elements, bytes, op, literal);
+        case UInt8:
+            return AllPass<unsigned char>(elements, bytes, op, literal);
+        case UInt16:
+            return AllPass<unsigned short>(elements, bytes, op, literal);
+        case UInt32:
+            return AllPass<unsigned int>(elements, bytes, op, literal);
+        case UInt64:
+            return AllPass<unsigned long long>(elements, bytes, op, literal);
+        case Float:
+            return AllPass<float>(elements, bytes, op, literal);
+        case Double:
+            return AllPass<double>(elements, bytes, op, literal);
+        case Bool:
+            return AllPass<bool>(elements, bytes, op, literal);
+        case UnknownType:
+        case String:
+            break;
     }
     return false;
 }
@@ -149,6 +137,8 @@ bool IsOfLibrary(const RLExpr* expression) {
 struct RulePlan::Source {
     const RLExpr* part = nullptr;
     std::string entryName = {};
+    int from = 0;
+    int to = 0;
     /// The literal, where it converts to a text.
     std::string text = {};
 };
@@ -160,7 +150,7 @@ struct alignas(64) RulePlan::Step {
         Constant,  ///< `truth`
         Change,    ///< the kind of change is `changeType`
         Exists,    ///< the sample has the entry
-        Compare,   ///< elements `from` to `to` of the entry pass
+        Compare,   ///< elements of the entry pass
         Size,      ///< the element count of the entry passes
         Not,       ///< the operand doesn't hold
         Until,     ///< operands in order up to one that is `truth`
@@ -170,45 +160,35 @@ struct alignas(64) RulePlan::Step {
     explicit Step(const Source& madeOf) : source(&madeOf) {}
 
     Kind kind = Kind::Tree;
-    Operator op = Operator::Eq;
+    Operator op = equal;
     bool truth = false;
     StreamChangeType changeType = pushed;
     /// Steps up to the next operand: this one and its operands with all of theirs.
     std::uint32_t length = 1;
-    int from = 0;
-    int to = 0;
-    const Source* source;
     EntryBinding entry;
     ConvertedLiteral literal;
+    const Source* source;
+    /// Whether all elements are compared, as a bare name asks for.
+    bool isWhole = false;
 
     const Step* Operands() const { return this + 1; }
     const Step* End() const { return this + length; }
 
     bool Exists(const SampleView& sample) const { return AnyEntryIn(sample).type != UnknownType; }
 
-    bool Compare(const SampleView& sample) const {
-        const auto [id, type] = entry.In(sample, source->entryName, [this](BaseType declared) {
-            return literal.FitsInto(declared);
-        });
-        if (type == UnknownType)
-            return false;
-        const std::string_view bytes = sample.Bytes(id);
-        std::size_t count = layout::ElementsIn(type, bytes.size());
-        std::size_t first = 0;
-        if (!IsWhole()) {
-            const auto end = static_cast<long long>(count) - 1;
-            const long long begin = from < 0 ? 0 : from;
-            const long long last = to < 0 || to > end ? end : to;
-            count = begin <= last ? static_cast<std::size_t>(last - begin + 1) : 0;
-            first = static_cast<std::size_t>(begin);
+    /// The way of most comparisons, with nothing in it that they don't need: one number of a type
+    /// that has been met before.
+    [[gnu::always_inline]] bool Compare(const SampleView& sample) const {
+        const auto [id, type] = entry.InKnown(sample);
+        if (isWhole && (type == Double || type == Int32)) {
+            const std::string_view bytes = sample.Bytes(id);
+            if (type == Double && bytes.size() == sizeof(double)) {
+                return Passes(layout::Load<double>(bytes.data()), op, literal.As<double>());
+            }
+            if (type == Int32 && bytes.size() == sizeof(int))
+                return Passes(layout::Load<int>(bytes.data()), op, literal.As<int>());
         }
-        if (count == 0)
-            return false;
-        // Every element of a string is the whole string.
-        if (type == String)
-            return Passes(bytes, op, std::string_view(source->text));
-        const Test test = tests[type][static_cast<std::size_t>(op)];
-        return test(bytes.data() + first * layout::WidthOf(type), count, literal);
+        return CompareAny(sample);
     }
 
     bool CompareSize(const SampleView& sample) const {
@@ -220,12 +200,34 @@ struct alignas(64) RulePlan::Step {
     }
 
   private:
+    bool CompareAny(const SampleView& sample) const {
+        const auto [id, type] = entry.In(sample, source->entryName, [this](BaseType declared) {
+            return literal.FitsInto(declared);
+        });
+        if (type == UnknownType)
+            return false;
+        const std::string_view bytes = sample.Bytes(id);
+        std::size_t count = layout::ElementsIn(type, bytes.size());
+        std::size_t first = 0;
+        if (!isWhole) {
+            const auto end = static_cast<long long>(count) - 1;
+            const long long begin = source->from < 0 ? 0 : source->from;
+            const long long last = source->to < 0 || source->to > end ? end : source->to;
+            count = begin <= last ? static_cast<std::size_t>(last - begin + 1) : 0;
+            first = static_cast<std::size_t>(begin);
+        }
+        if (count == 0)
+            return false;
+        // Every element of a string is the whole string.
+        if (type == String)
+            return Passes<std::string_view>(bytes, op, source->text);
+        const unsigned int width = layout::WidthOf(type);
+        return AllPass(type, bytes.data() + first * width, count * width, op, literal);
+    }
+
     EntryBinding::Entry AnyEntryIn(const SampleView& sample) const {
         return entry.In(sample, source->entryName, [](BaseType) { return true; });
     }
-
-    /// Whether all elements are compared, as a bare name asks for.
-    bool IsWhole() const { return from <= 0 && to < 0; }
 };
 
 /// Lays the tree out as steps.
@@ -292,8 +294,9 @@ class RulePlan::Builder {
         Step& step = plan.steps.back();
         if (const auto* elements = Exactly<RLIndexExpr>(left)) {
             KnowEntry(Kind::Compare, elements->entryName());
-            step.from = elements->first();
-            step.to = elements->last();
+            plan.sources.back().from = elements->first();
+            plan.sources.back().to = elements->last();
+            step.isWhole = elements->first() <= 0 && elements->last() < 0;
         } else if (const auto* property = Exactly<RLPropExpr>(left);
                    property != nullptr && property->propertyName() == "size") {
             KnowEntry(Kind::Size, property->entryName());
@@ -363,7 +366,26 @@ bool RulePlan::Holds(const SampleView& sample, const SubscriptionArgs& args) con
     return Holds(steps.front(), sample, args);
 }
 
-bool RulePlan::Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args) {
+/// With as little as possible around the comparisons that most rules are made of.
+inline bool RulePlan::Holds(const Step& step, const SampleView& sample,
+                            const SubscriptionArgs& args) {
+    if (step.kind == Step::Kind::Compare)
+        return step.Compare(sample);
+    if (step.kind != Step::Kind::Until)
+        return HoldsOther(step, sample, args);
+    const Step* const end = step.End();
+    for (const Step* operand = step.Operands(); operand != end; operand = operand->End()) {
+        const bool holds = operand->kind == Step::Kind::Compare
+                               ? operand->Compare(sample)
+                               : HoldsOther(*operand, sample, args);
+        if (holds == step.truth)
+            return step.truth;
+    }
+    return !step.truth;
+}
+
+bool RulePlan::HoldsOther(const Step& step, const SampleView& sample,
+                          const SubscriptionArgs& args) {
     switch (step.kind) {
         case Step::Kind::Tree:
             return valueOf(step.source->part, args).convert<bool>();
@@ -373,23 +395,10 @@ bool RulePlan::Holds(const Step& step, const SampleView& sample, const Subscript
             return args.changeType == step.changeType;
         case Step::Kind::Exists:
             return step.Exists(sample);
-        case Step::Kind::Compare:
-            return step.Compare(sample);
         case Step::Kind::Size:
             return step.CompareSize(sample);
         case Step::Kind::Not:
             return !Holds(*step.Operands(), sample, args);
-        case Step::Kind::Until:
-            for (const Step* operand = step.Operands(); operand != step.End();
-                 operand = operand->End()) {
-                // A call less for what most operands are.
-                const bool holds = operand->kind == Step::Kind::Compare
-                                       ? operand->Compare(sample)
-                                       : Holds(*operand, sample, args);
-                if (holds == step.truth)
-                    return step.truth;
-            }
-            return !step.truth;
         case Step::Kind::Odd: {
             bool odd = false;
             for (const Step* operand = step.Operands(); operand != step.End();
@@ -398,8 +407,11 @@ bool RulePlan::Holds(const Step& step, const SampleView& sample, const Subscript
             }
             return odd;
         }
+        case Step::Kind::Compare:
+        case Step::Kind::Until:
+            break;
     }
-    return false;
+    return Holds(step, sample, args);
 }
 
 }  // namespace velmora::core::tessaryn

@@ -55,6 +55,8 @@ class RulePlan {
     class Builder;
 
     static bool Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args);
+    static bool HoldsOther(const Step& step, const SampleView& sample,
+                           const SubscriptionArgs& args);
 
     std::vector<Step> steps;
     std::shared_ptr<RLExpr> tree;
