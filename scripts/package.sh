@@ -1,6 +1,6 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
-# shellcheck shell=bash disable=SC2154
+# shellcheck shell=bash disable=SC2016,SC2154
 
 # ./dev package [--try]: makes the Debian packages of the last commit in build/packages, and looks
 # through them with lintian. With --try they are then installed into a bare Debian 12 below
