@@ -6,6 +6,7 @@
 # - The summary of a function that only answers says what it returns ("Whether ...", "The ...");
 #   Doxygen wants that under \return as well. A summary that tells of doing something says nothing
 #   of the result: Doxygen then asks the author for \return.
+# - Doxygen takes the first word of \throws for a class: "what ... throws" gets one.
 # - Between ///@{ and ///@} what the first function says holds for those that say nothing.
 
 function flush_block(declaration) {
@@ -46,6 +47,8 @@ function flush_block(declaration) {
     }
     block = block $0 "\n"
     begins = 1
+    if ($0 ~ /\\throws [a-z]+ /)
+        sub(/\\throws /, "\\throws ... ")
     text = $0
     sub(/^ *\/\/\/ */, "", text)
     if (text == "" || text ~ /^[\\@]/)
