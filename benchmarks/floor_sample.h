@@ -1,0 +1,97 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/base_type.h"
+
+#include <Poco/Timestamp.h>
+
+#include <cstring>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmora::benchmarks {
+
+using core::tessaryn::BaseType;
+using core::tessaryn::GetBaseType;
+
+/// As much of a stream type as the floor needs: the entries' types, and where they begin.
+struct FloorType {
+    std::vector<BaseType> types;
+    std::vector<unsigned int> offsets;
+};
+
+/// The layout of `Values`.
+const FloorType& FloorTypeOfValues();
+
+/// The least that a sample can be: an object that may be derived from, one array of bytes and one
+/// of offsets; each access checks type and index, each set reads the clock.
+class FloorSample {
+  public:
+    FloorSample(const FloorType& sampleType, const Poco::Timestamp& time);
+    FloorSample(const FloorSample& other);
+    FloorSample& operator=(const FloorSample&) = delete;
+    virtual ~FloorSample();
+
+    template <class T>
+    T Get(unsigned short entry, unsigned int index) const {
+        T value;
+        std::memcpy(&value, Element<T>(entry, index), sizeof(T));
+        return value;
+    }
+
+    template <class T>
+    void Set(unsigned short entry, unsigned int index, T value) {
+        std::memcpy(Element<T>(entry, index), &value, sizeof(T));
+        timestamp.update();
+    }
+
+    void Set(unsigned short entry, const std::string& value) {
+        if (type->types[entry] != BaseType::String)
+            RefuseType();
+        if (value.size() != offsets[entry + 1U] - offsets[entry])
+            RefuseIndex();
+        std::memcpy(data.get() + offsets[entry], value.data(), value.size());
+        timestamp.update();
+    }
+
+    /// What a filter that is written for this layout reads: its author knows type and bounds.
+    template <class T>
+    T Peek(unsigned short entry, unsigned int index) const {
+        T value;
+        std::memcpy(&value, data.get() + offsets[entry] + index * sizeof(T), sizeof(T));
+        return value;
+    }
+    const char* Begin(unsigned short entry) const { return data.get() + offsets[entry]; }
+    unsigned int SizeInBytes(unsigned short entry) const {
+        return offsets[entry + 1U] - offsets[entry];
+    }
+
+    const Poco::Timestamp& GetTimeStamp() const { return timestamp; }
+
+    void Deserialize(std::istream& in);
+    void Serialize(std::ostream& out) const;
+
+  private:
+    template <class T>
+    char* Element(unsigned short entry, unsigned int index) const {
+        if (type->types[entry] != GetBaseType<T>())
+            RefuseType();
+        if (index >= SizeInBytes(entry) / sizeof(T))
+            RefuseIndex();
+        return data.get() + offsets[entry] + index * sizeof(T);
+    }
+
+    [[noreturn]] static void RefuseType();
+    [[noreturn]] static void RefuseIndex();
+
+    std::unique_ptr<char[]> data;
+    std::unique_ptr<unsigned int[]> offsets;
+    const FloorType* type;
+    Poco::Timestamp timestamp;
+};
+
+}  // namespace velmora::benchmarks

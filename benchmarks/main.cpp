@@ -1,0 +1,70 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+// stream_benchmark [--gate] [Google Benchmark's own arguments]: measures everything beside its
+// floor and prints the ratios as Markdown. With --gate it ends with 1 where one misses its goal by
+// more than a tenth.
+
+#include "report.h"
+#include "workload.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+int Run(int argc, char** argv) {
+    // Short repetitions in random order: a disturbance then hits everybody alike, and in one of
+    // many nobody.
+    std::vector<std::string> arguments{argv[0], "--benchmark_enable_random_interleaving=true",
+                                       "--benchmark_repetitions=16", "--benchmark_min_time=0.05"};
+    bool gate = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--gate") == 0) {
+            gate = true;
+        } else {
+            arguments.emplace_back(argv[i]);
+        }
+    }
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments)
+        pointers.push_back(argument.data());
+    int count = static_cast<int>(pointers.size());
+    benchmark::Initialize(&count, pointers.data());
+    if (benchmark::ReportUnrecognizedArguments(count, pointers.data()))
+        return 2;
+
+    velmora::benchmarks::RegisterPushBenchmarks();
+    velmora::benchmarks::RegisterQueryBenchmarks();
+    velmora::benchmarks::RegisterSampleBenchmarks();
+    velmora::benchmarks::RegisterLookupBenchmarks();
+    velmora::benchmarks::RegisterDocumentBenchmarks();
+    velmora::benchmarks::RegisterBoostBenchmarks();
+    velmora::benchmarks::RegisterSqliteBenchmarks();
+
+    velmora::benchmarks::Report report;
+    benchmark::RunSpecifiedBenchmarks(&report);
+    report.Print(std::cout);
+    if (report.HasFailed())
+        return 1;
+    const std::vector<std::string> misses = report.Misses();
+    for (const std::string& miss : misses)
+        std::cerr << "misses its goal by more than a tenth: " << miss << '\n';
+    return gate && !misses.empty() ? 1 : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "stream_benchmark: " << error.what() << '\n';
+        return 1;
+    }
+}

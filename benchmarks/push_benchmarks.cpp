@@ -1,0 +1,167 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+// Pushes into a ring that has wrapped, so that each frees a sample as well: without subscriber,
+// with one, and with one or many rules none of which matches.
+
+#include "floor_stream.h"
+#include "streams.h"
+#include "tessaryn/subscription_rules.h"
+
+#include <Poco/Delegate.h>
+#include <Poco/MemoryStream.h>
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora::benchmarks {
+namespace {
+
+using core::tessaryn::Always;
+using core::tessaryn::Expression;
+using core::tessaryn::ISubscriptionRule;
+
+/// Ends the benchmark in an error where a delegate was not called as often as it should.
+void CheckCalls(benchmark::State& state, long long calls, bool everyTime) {
+    if (calls < 0 || (calls > 0) != everyTime)
+        state.SkipWithError("the delegate was called at the wrong times");
+}
+
+std::string RuleOfMany(int k) {
+    std::ostringstream text;
+    text << "temperature > " << TemperatureLimit(k) << " && state == " << StateLimit(k);
+    return text.str();
+}
+
+void Push(benchmark::State& state, const std::vector<std::string>& rules) {
+    Stream stream(&TypeOfValues(), ringSize);
+    ValueSource source;
+    Wrap<Stream, Sample>(stream, source, ringSize);
+    Counter<SubscriptionArgs> counter;
+    bool always = false;
+    for (const std::string& rule : rules) {
+        always = rule.empty();
+        stream.Subscribe({always ? Always() : Expression(rule),
+                          Poco::delegate(&counter, &Counter<SubscriptionArgs>::OnChange)});
+    }
+    for (auto _ : state)
+        PushValues<Stream, Sample>(stream, source);
+    CheckCalls(state, counter.Calls(), always);
+}
+
+void PushFloor(benchmark::State& state, const std::vector<FloorStream::Filter>& filters) {
+    FloorStream stream(FloorTypeOfValues(), ringSize);
+    ValueSource source;
+    Wrap<FloorStream, FloorSample>(stream, source, ringSize);
+    Counter<FloorArgs> counter;
+    bool always = false;
+    for (const FloorStream::Filter& filter : filters) {
+        always = !filter;
+        stream.Subscribe(filter, Poco::delegate(&counter, &Counter<FloorArgs>::OnChange));
+    }
+    for (auto _ : state)
+        PushValues<FloorStream, FloorSample>(stream, source);
+    CheckCalls(state, counter.Calls(), always);
+}
+
+FloorStream::Filter FilterOf(double limit, int wanted) {
+    return [limit, wanted](const FloorSample& sample) {
+        return sample.Peek<double>(temperatureId, 0) > limit &&
+               sample.Peek<int>(stateId, 0) == wanted;
+    };
+}
+
+bool AllPressuresPositive(const FloorSample& sample) {
+    const unsigned int count = sample.SizeInBytes(pressureId) / sizeof(float);
+    for (unsigned int i = 0; i < count; ++i) {
+        if (!(sample.Peek<float>(pressureId, i) > 0.0F))
+            return false;
+    }
+    return true;
+}
+
+bool LabelIsNoSuchText(const FloorSample& sample) {
+    return std::string_view(sample.Begin(labelId), sample.SizeInBytes(labelId)) == "no-such-text";
+}
+
+/// A value set in its binary form: 20 bytes of offsets, 40 of data.
+std::string EncodedValues() {
+    Sample sample(&TypeOfValues(), Poco::Timestamp());
+    Fill(sample, ValueSets().front());
+    std::ostringstream out;
+    sample.Serialize(out);
+    return out.str();
+}
+
+void PushEncoded(benchmark::State& state) {
+    Stream stream(&TypeOfValues(), ringSize);
+    ValueSource source;
+    Wrap<Stream, Sample>(stream, source, ringSize);
+    const std::string bytes = EncodedValues();
+    Poco::MemoryInputStream in(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    for (auto _ : state) {
+        in.rdbuf()->reset();
+        stream.PushNew(in, nullptr);
+    }
+    if (!in)
+        state.SkipWithError("the encoded sample is too short");
+}
+
+void PushEncodedFloor(benchmark::State& state) {
+    FloorStream stream(FloorTypeOfValues(), ringSize);
+    ValueSource source;
+    Wrap<FloorStream, FloorSample>(stream, source, ringSize);
+    const std::string bytes = EncodedValues();
+    Poco::MemoryInputStream in(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    for (auto _ : state) {
+        in.rdbuf()->reset();
+        stream.PushNew(in);
+    }
+    if (!in)
+        state.SkipWithError("the encoded sample is too short");
+}
+
+/// The rule of P6 by itself, on a text of 2,000 characters.
+void RuleOnLongText(benchmark::State& state) {
+    Sample sample(&TypeOfValues(), Poco::Timestamp());
+    sample.Set(labelId, std::string(2000, 'x'));
+    const std::unique_ptr<ISubscriptionRule> rule(Expression("label == \"no-such-text\""));
+    SubscriptionArgs args{core::tessaryn::pushed, &sample, nullptr};
+    for (auto _ : state)
+        benchmark::DoNotOptimize(rule->Applies(args));
+}
+
+}  // namespace
+
+void RegisterPushBenchmarks() {
+    std::vector<std::string> many;
+    std::vector<FloorStream::Filter> manyFilters;
+    for (int k = 0; k < manyRules; ++k) {
+        many.push_back(RuleOfMany(k));
+        manyFilters.push_back(FilterOf(TemperatureLimit(k), StateLimit(k)));
+    }
+    using Rules = std::vector<std::string>;
+    using Filters = std::vector<FloorStream::Filter>;
+    const auto add = [](const char* op, const Rules& rules, const Filters& filters) {
+        benchmark::RegisterBenchmark((std::string(op) + "/ours").c_str(), Push, rules);
+        benchmark::RegisterBenchmark((std::string(op) + "/floor").c_str(), PushFloor, filters);
+    };
+    add("P0", {}, {});
+    add("P1", {""}, {nullptr});
+    add("P2", {"temperature > 25.5 && state == 3"}, {FilterOf(25.5, 3)});
+    add("P3", many, manyFilters);
+    add("P4", {"pressure > 0"}, {AllPressuresPositive});
+    add("P6", {"label == \"no-such-text\""}, {LabelIsNoSuchText});
+    benchmark::RegisterBenchmark("P5/ours", PushEncoded);
+    benchmark::RegisterBenchmark("P5/floor", PushEncodedFloor);
+    benchmark::RegisterBenchmark("P6rule/ours", RuleOnLongText);
+}
+
+}  // namespace velmora::benchmarks

@@ -1,0 +1,232 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <string>
+
+namespace velmora::benchmarks {
+namespace {
+
+using Times = std::map<std::string, double>;
+using Value = std::optional<double>;
+
+Value TimeOf(const Times& times, const std::string& name) {
+    const auto place = times.find(name);
+    return place == times.end() ? Value() : place->second;
+}
+
+Value Quotient(const Value& dividend, const Value& divisor) {
+    return dividend && divisor ? *dividend / *divisor : Value();
+}
+
+/// What is measured beside a floor.
+struct Op {
+    const char* name;
+    const char* benchmark;
+    const char* what;
+    double goal;
+    double stretch;
+};
+
+constexpr Op ops[] = {
+    {"P0", "P0", "push, no subscriber", 1.15, 1.05},
+    {"P1", "P1", "push, one `Always()`, empty delegate", 1.15, 1.05},
+    {"P2", "P2", "push, one rule of two comparisons", 1.15, 0.95},
+    {"P3", "P3", "push, 100 such rules", 2.0, 1.5},
+    {"P4", "P4", "push, one rule on an array", 1.15, 0.95},
+    {"P5", "P5", "push of an encoded sample, 60 bytes", 1.3, 1.15},
+    {"P6", "P6", "push, one rule on a text", 1.3, 1.1},
+    {"Q1", "Q1.1024", "`GetLast`, 100 of 1,024", 1.5, 1.3},
+    {"Q1", "Q1.100000", "`GetLast`, 100 of 100,000", 1.5, 1.3},
+    {"Q1", "Q1.1000000", "`GetLast`, 100 of 1,000,000", 1.5, 1.3},
+    {"Q2", "Q2", "`GetLatest`, reads one entry", 2.0, 1.5},
+    {"E1", "E1", "binary encode, 60 bytes", 1.5, 1.2},
+    {"E2", "E2", "binary decode, 60 bytes", 1.5, 1.2},
+    {"L1", "L1", "one of 1,000 streams by path", 1.2, 1.0},
+    {"S", "S.xml.write", "write XML, 1,000 x 100 samples", 2.0, 1.5},
+    {"S", "S.xml.read", "read XML", 2.0, 1.5},
+    {"S", "S.json.write", "write JSON", 2.0, 1.5},
+    {"S", "S.json.read", "read JSON", 2.0, 1.5},
+};
+
+/// What follows from several measurements.
+struct Derived {
+    const char* name;
+    const char* what;
+    const char* unit;
+    double goal;
+    std::function<Value(const Times&)> value;
+};
+
+std::function<Value(const Times&)> RatioOf(const char* dividend, const char* divisor) {
+    return [=](const Times& times) {
+        return Quotient(TimeOf(times, dividend), TimeOf(times, divisor));
+    };
+}
+
+Value PerRule(const Times& times) {
+    const Value with = TimeOf(times, "P3/ours");
+    const Value without = TimeOf(times, "P0/ours");
+    return with && without ? (*with - *without) / 100 : Value();
+}
+
+std::vector<Derived> DerivedLines() {
+    return {
+        {"P3", "(P3 - P0) / 100: one rule of many", "ns", 8.0, PerRule},
+        {"P6", "the rule alone, text of 2,000 characters", "ns", 100.0,
+         [](const Times& times) { return TimeOf(times, "P6rule/ours"); }},
+        {"Q1", "1,000,000 samples against 1,024", "x", 1.5,
+         RatioOf("Q1.1000000/ours", "Q1.1024/ours")},
+        {"T", "an entry of 10,000 against one of 100, ordinary type", "x", 1.5,
+         RatioOf("T.ordinary.10000/ours", "T.ordinary.100/ours")},
+        {"T", "an entry of 60,000 against one of 100, ordinary type", "x", 1.5,
+         RatioOf("T.ordinary.60000/ours", "T.ordinary.100/ours")},
+        {"T", "an entry of 10,000 against one of 100, well-known type", "x", 1.5,
+         RatioOf("T.well-known.10000/ours", "T.well-known.100/ours")},
+        {"T", "an entry of 60,000 against one of 100, well-known type", "x", 1.5,
+         RatioOf("T.well-known.60000/ours", "T.well-known.100/ours")},
+        {"T", "`Add` and `EntryId` of one entry of 100, ordinary type", "ns", 0.0,
+         [](const Times& times) { return TimeOf(times, "T.ordinary.100/ours"); }},
+    };
+}
+
+std::string Fixed(double value, int digits) {
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.*f", digits, value);
+    return text;
+}
+
+std::string Time(const Value& value) {
+    constexpr double million = 1e6;
+    if (!value)
+        return "";
+    if (*value > million)
+        return Fixed(*value / million, 0) + " ms";
+    return Fixed(*value, *value < 100 ? 1 : 0);
+}
+
+std::string Verdict(double value, double goal, double stretch) {
+    if (value <= stretch)
+        return "meets the stretch";
+    if (value <= goal)
+        return "meets the goal";
+    return "misses by " + Fixed(100 * (value / goal - 1), 0) + " %";
+}
+
+/// Cells in columns of equal width, as Markdown that can be read as it is.
+class Table {
+  public:
+    explicit Table(std::vector<std::string> titles) : rows{std::move(titles)} {}
+
+    void Add(std::vector<std::string> row) { rows.push_back(std::move(row)); }
+
+    void Print(std::ostream& out) const {
+        if (rows.size() == 1)
+            return;
+        std::vector<std::size_t> widths(rows.front().size(), 3);
+        for (const auto& row : rows) {
+            for (std::size_t i = 0; i < row.size(); ++i)
+                widths[i] = std::max(widths[i], row[i].size());
+        }
+        out << '\n';
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            PrintRow(out, rows[i], widths);
+            if (i == 0)
+                PrintRow(out, std::vector<std::string>(widths.size()), widths, '-');
+        }
+    }
+
+  private:
+    static void PrintRow(std::ostream& out, const std::vector<std::string>& row,
+                         const std::vector<std::size_t>& widths, char fill = ' ') {
+        out << '|';
+        for (std::size_t i = 0; i < row.size(); ++i)
+            out << ' ' << row[i] << std::string(widths[i] - row[i].size(), fill) << " |";
+        out << '\n';
+    }
+
+    std::vector<std::vector<std::string>> rows;
+};
+
+}  // namespace
+
+bool Report::ReportContext(const Context& /*context*/) {
+    return true;
+}
+
+void Report::ReportRuns(const std::vector<Run>& runs) {
+    for (const Run& run : runs) {
+        // "P0/ours", then what the benchmark is repeated with.
+        const std::string& full = run.run_name.function_name;
+        if (run.error_occurred) {
+            std::cerr << full << ": " << run.error_message << '\n';
+            failed = true;
+        }
+        if (run.error_occurred || run.run_type != Run::RT_Iteration)
+            continue;
+        const bool manual = !run.run_name.time_type.empty();
+        const double adjusted = manual ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        const double time = adjusted * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+        const auto place = nanoseconds.emplace(full, time).first;
+        place->second = std::min(place->second, time);
+    }
+}
+
+void Report::Print(std::ostream& out) const {
+    Table table({"op", "what", "floor, ns", "ours, ns", "ratio", "goal", "stretch", "verdict",
+                 "Boost, ns", "SQLite, ns"});
+    for (const Op& op : ops) {
+        const std::string name = op.benchmark;
+        const Value floor = TimeOf(nanoseconds, name + "/floor");
+        const Value ours = TimeOf(nanoseconds, name + "/ours");
+        const Value ratio = Quotient(ours, floor);
+        if (!ratio)
+            continue;
+        table.Add({op.name, op.what, Time(floor), Time(ours), Fixed(*ratio, 2), Fixed(op.goal, 2),
+                   Fixed(op.stretch, 2), Verdict(*ratio, op.goal, op.stretch),
+                   Time(TimeOf(nanoseconds, name + "/boost")),
+                   Time(TimeOf(nanoseconds, name + "/sqlite"))});
+    }
+    table.Print(out);
+
+    Table derived({"op", "what", "value", "goal", "verdict"});
+    for (const Derived& line : DerivedLines()) {
+        const Value value = line.value(nanoseconds);
+        if (!value)
+            continue;
+        const std::string unit = std::string(" ") + line.unit;
+        const bool held = line.goal > 0;
+        derived.Add({line.name, line.what, Fixed(*value, 2) + unit,
+                     held ? Fixed(line.goal, 1) + unit : "",
+                     held ? Verdict(*value, line.goal, 0) : ""});
+    }
+    derived.Print(out);
+}
+
+std::vector<std::string> Report::Misses() const {
+    constexpr double tolerance = 1.1;
+    std::vector<std::string> misses;
+    const auto look = [&](const char* name, const char* what, const Value& value, double goal) {
+        if (value && goal > 0 && *value > tolerance * goal) {
+            misses.push_back(std::string(name) + ", " + what + ": " + Fixed(*value, 2) + ", goal " +
+                             Fixed(goal, 2));
+        }
+    };
+    for (const Op& op : ops) {
+        const std::string name = op.benchmark;
+        look(op.name, op.what,
+             Quotient(TimeOf(nanoseconds, name + "/ours"), TimeOf(nanoseconds, name + "/floor")),
+             op.goal);
+    }
+    for (const Derived& line : DerivedLines())
+        look(line.name, line.what, line.value(nanoseconds), line.goal);
+    return misses;
+}
+
+}  // namespace velmora::benchmarks

@@ -1,0 +1,65 @@
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+# shellcheck shell=bash disable=SC2154
+
+# ./dev bench [--gate] [--save] [FILTER]: measures everything, or what the regular expression names,
+# such as 'P[0-3]' or 'Q1.*/(ours|floor)', and prints the tables. With --gate it fails where a ratio
+# misses its goal by more than a tenth. With --save it writes the tables, with the machine and the
+# date, between the two marks in docs/performance.md.
+
+bench_machine() {
+    local poco
+    poco="$(sed -n 's/.*POCO_VERSION 0x\(..\)\(..\)\(..\).*/0x\1 0x\2 0x\3/p' /usr/include/Poco/Version.h)"
+    # shellcheck disable=SC2086
+    printf 'Measured on %s, commit %s: %s, %s cores, %s, POCO %d.%d.%d, GNU C library %s.\n' \
+        "$(date -u +%F)" "$(git describe --always --dirty --exclude '*')" \
+        "$(lscpu | sed -n 's/^Model name: *//p' | head -n 1)" "$(nproc)" \
+        "$("${CXX:-c++}" --version | head -n 1)" ${poco:-0 0 0} \
+        "$(getconf GNU_LIBC_VERSION | sed 's/.* //')"
+}
+
+bench_save() {
+    local page=docs/performance.md
+    awk -v tables="$1" '
+        /<!-- tables end -->/ { inside = 0 }
+        !inside { print }
+        /<!-- tables begin -->/ {
+            inside = 1
+            while ((getline line < tables) > 0) print line
+            print ""
+        }' "$page" >build/performance.md
+    cp build/performance.md "$page"
+    echo "kept in $page"
+}
+
+cmd_bench() {
+    local save="" arguments=() argument
+    for argument in "$@"; do
+        case "$argument" in
+            --gate) arguments+=(--gate) ;;
+            --save) save=yes ;;
+            -*)
+                usage >&2
+                return 2
+                ;;
+            *) arguments+=("--benchmark_filter=$argument") ;;
+        esac
+    done
+
+    need "${build_packages[@]}" libbenchmark-dev libboost-dev libsqlite3-dev
+    configure bench
+    build bench -t stream_benchmark
+
+    begin "measure"
+    local tables=build/bench/tables.md status=0
+    {
+        echo
+        bench_machine
+    } >"$tables"
+    build/bench/bin/stream_benchmark "${arguments[@]}" >>"$tables" || status=$?
+    cat "$tables"
+    if [[ -n "$save" ]]; then
+        bench_save "$tables"
+    fi
+    return "$status"
+}
