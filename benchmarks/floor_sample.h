@@ -11,6 +11,7 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::benchmarks {
@@ -52,20 +53,18 @@ class FloorSample {
     void Set(unsigned short entry, const std::string& value) {
         if (type->types[entry] != BaseType::String)
             RefuseType();
-        if (value.size() != offsets[entry + 1U] - offsets[entry])
+        if (value.size() != SizeInBytes(entry))
             RefuseIndex();
         std::memcpy(data.get() + offsets[entry], value.data(), value.size());
         timestamp.update();
     }
 
-    /// What a filter that is written for this layout reads: its author knows type and bounds.
-    template <class T>
-    T Peek(unsigned short entry, unsigned int index) const {
-        T value;
-        std::memcpy(&value, data.get() + offsets[entry] + index * sizeof(T), sizeof(T));
-        return value;
+    std::string_view GetText(unsigned short entry) const {
+        if (type->types[entry] != BaseType::String)
+            RefuseType();
+        return {data.get() + offsets[entry], SizeInBytes(entry)};
     }
-    const char* Begin(unsigned short entry) const { return data.get() + offsets[entry]; }
+
     unsigned int SizeInBytes(unsigned short entry) const {
         return offsets[entry + 1U] - offsets[entry];
     }

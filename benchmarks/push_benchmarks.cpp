@@ -73,22 +73,22 @@ void PushFloor(benchmark::State& state, const std::vector<FloorStream::Filter>& 
 
 FloorStream::Filter FilterOf(double limit, int wanted) {
     return [limit, wanted](const FloorSample& sample) {
-        return sample.Peek<double>(temperatureId, 0) > limit &&
-               sample.Peek<int>(stateId, 0) == wanted;
+        return sample.Get<double>(temperatureId, 0) > limit &&
+               sample.Get<int>(stateId, 0) == wanted;
     };
 }
 
 bool AllPressuresPositive(const FloorSample& sample) {
     const unsigned int count = sample.SizeInBytes(pressureId) / sizeof(float);
     for (unsigned int i = 0; i < count; ++i) {
-        if (!(sample.Peek<float>(pressureId, i) > 0.0F))
+        if (!(sample.Get<float>(pressureId, i) > 0.0F))
             return false;
     }
     return true;
 }
 
 bool LabelIsNoSuchText(const FloorSample& sample) {
-    return std::string_view(sample.Begin(labelId), sample.SizeInBytes(labelId)) == "no-such-text";
+    return sample.GetText(labelId) == "no-such-text";
 }
 
 /// A value set in its binary form: 20 bytes of offsets, 40 of data.
