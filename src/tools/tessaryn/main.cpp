@@ -3,8 +3,8 @@
 
 #include "check_command.h"
 #include "command_error.h"
-#include "commit.h"
 #include "convert_command.h"
+#include "program_version.h"
 #include "show_command.h"
 #include "text.h"
 #include "watch_command.h"
@@ -40,15 +40,9 @@ void HoldStandardDescriptors() {
     }
 }
 
-/// Version and, where the build knew it, the commit.
-std::string GetVersion() {
-    const std::string commit = TESSARYN_COMMIT;
-    return "tessaryn " TESSARYN_VERSION + (commit.empty() ? "" : " (" + commit + ")");
-}
-
 int Run(int argc, char** argv) {
     CLI::App app("Watches streams of timestamped, typed samples.", "tessaryn");
-    app.set_version_flag("--version", GetVersion());
+    app.set_version_flag("--version", velmora::tool::GetProgramVersion());
     app.require_subcommand(1);
     velmora::tool::WatchOptions watchOptions;
     velmora::tool::ShowOptions showOptions;
