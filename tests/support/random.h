@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "support/choices.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -12,10 +14,9 @@
 namespace velmora::test {
 
 /// Repeatable random numbers; a failing test prints their seed. `--gtest_random_seed` sets another.
-class Random {
+class Random : public Choices {
   public:
-    /// A number from 0 to one less than `limit`.
-    unsigned Below(unsigned limit) { return static_cast<unsigned>(engine() % limit); }
+    unsigned Below(unsigned limit) override { return static_cast<unsigned>(engine() % limit); }
     std::uint64_t Bits() { return engine(); }
 
   private:
