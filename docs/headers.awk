@@ -45,10 +45,10 @@ function flush_block(declaration) {
         indent = substr($0, 1, RLENGTH)
         in_summary = 1
     }
-    block = block $0 "\n"
-    begins = 1
     if ($0 ~ /\\throws [a-z]+ /)
         sub(/\\throws /, "\\throws ... ")
+    block = block $0 "\n"
+    begins = 1
     text = $0
     sub(/^ *\/\/\/ */, "", text)
     if (text == "" || text ~ /^[\\@]/)
