@@ -1,11 +1,9 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "serializer/json_format.h"
 #include "serializer/node_tree.h"
 #include "serializer/serialization_exception.h"
-#include "serializer/xml_format.h"
-#include "support/node_builder.h"
+#include "support/documents.h"
 #include "support/random.h"
 #include "support/thrown.h"
 
@@ -25,39 +23,16 @@ namespace velmora::core::serialization {
 namespace {
 
 using std::string_literals::operator""s;
-
-struct TextForm {
-    std::string name;
-    void (*write)(const NodeTree&, std::ostream&);
-    NodeTree (*read)(std::istream&);
-};
-
-const TextForm xml = {"XML", WriteXml, ReadXml};
-const TextForm json = {"JSON", WriteJson, ReadJson};
-
-std::string Write(const TextForm& form, const NodeTree& tree) {
-    std::ostringstream out;
-    form.write(tree, out);
-    return out.str();
-}
-
-NodeTree Read(const TextForm& form, const std::string& text) {
-    std::istringstream in(text);
-    return form.read(in);
-}
+using test::ExpectKept;
+using test::json;
+using test::Read;
+using test::TextForm;
+using test::Write;
+using test::xml;
 
 /// Why a document can't be read.
 std::string GetReason(const TextForm& form, const std::string& text) {
     return test::MessageOf<SerializationException>([&] { Read(form, text); });
-}
-
-void ExpectKept(const NodeTree& tree) {
-    const NodeTree fromXml = Read(xml, Write(xml, tree));
-    const NodeTree fromJson = Read(json, Write(json, tree));
-    EXPECT_EQ(test::Sorted(fromXml.GetRoot()), test::Sorted(tree.GetRoot()));
-    EXPECT_EQ(test::Sorted(fromJson.GetRoot()), test::Sorted(tree.GetRoot()));
-    EXPECT_EQ(Write(json, fromXml), Write(json, tree));
-    EXPECT_EQ(Write(xml, fromJson), Write(xml, tree));
 }
 
 /// Texts that a document can't hold as they are, or that look like what stands for such.
@@ -71,12 +46,12 @@ const std::string nastyTexts[] = {
     "\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbd\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"};
 
 /// Gives every node of a small tree a shape and texts of the generator's choice.
-void Grow(NodeRef node, int levels, test::Random& random) {
+void Grow(NodeRef node, int levels, test::Choices& random) {
     const auto pickText = [&random] {
         const std::string text = nastyTexts[random.Below(std::size(nastyTexts))];
         const std::string other = nastyTexts[random.Below(std::size(nastyTexts))];
         // Also side by side with any byte and each other.
-        return random.Below(2) == 0 ? text : text + static_cast<char>(random.Bits()) + other;
+        return random.Below(2) == 0 ? text : text + static_cast<char>(random.Below(256)) + other;
     };
     if (random.Below(2) == 0)
         node.SetValue(pickText());
