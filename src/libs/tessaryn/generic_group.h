@@ -6,13 +6,14 @@
 #include "tessaryn/atomic_executor.h"
 #include "tessaryn/errors.h"
 #include "tessaryn/export.h"
+#include "tessaryn/named_children.h"
 #include "tessaryn/named_object.h"
 
-#include <Poco/HashMap.h>
 #include <Poco/Mutex.h>
 #include <Poco/ScopedLock.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,13 +45,9 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \param groupParent \ownership observes: the group above, null for a root; must outlive it
     /// \param nameSeparator joins the parent's full name and this name
     GenericGroup(const std::string& groupName, const INamedObject* groupParent, char nameSeparator)
-        : groups(initialReserve),
-          items(initialReserve),
-          parent(groupParent),
-          name(groupName),
-          separator(nameSeparator) {}
+        : parent(groupParent), name(groupName), separator(nameSeparator) {}
 
-    ~GenericGroup() override { DeleteAll(); }
+    ~GenericGroup() override { DeleteGroups(); }
 
     /// The group's own name.
     std::string GetName() const override { return name; }
@@ -104,7 +101,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \return \ownership lends
     Group* AddGroup(const std::string& groupName) {
         const Lock lock(this->mutex);
-        Group* const existing = Find(groups, groupName);
+        Group* const existing = groups.Find(groupName);
         return existing != nullptr ? existing
                                    : AddGroup(groupName, std::make_unique<Group>(groupName, this));
     }
@@ -114,7 +111,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& itemName) const {
         const Lock lock(this->mutex);
-        return Find(items, itemName);
+        return items.Find(itemName);
     }
 
     /// The sub-group of a name among the direct children, or null.
@@ -122,7 +119,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& groupName) const {
         const Lock lock(this->mutex);
-        return Find(groups, groupName);
+        return groups.Find(groupName);
     }
 
     /// As `GetItemPtr`.
@@ -182,14 +179,14 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// Whether the group has neither items nor sub-groups. Takes no lock.
-    bool IsEmpty() const { return items.empty() && groups.empty(); }
+    bool IsEmpty() const { return items.IsEmpty() && groups.IsEmpty(); }
 
     /// Deletes the item of a name.
     /// \param itemName the item's name
     /// \return whether there was one
     bool RemoveItem(const std::string& itemName) {
         const Lock lock(this->mutex);
-        return Erase(items, itemName);
+        return items.Take(itemName) != nullptr;
     }
 
     /// Deletes the sub-group of a name with all that is below it.
@@ -197,7 +194,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \return whether there was one
     bool RemoveGroup(const std::string& groupName) {
         const Lock lock(this->mutex);
-        return Erase(groups, groupName);
+        return groups.Take(groupName) != nullptr;
     }
 
     /// Deletes the item of a name or, only when there is none, the sub-group.
@@ -211,71 +208,60 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// Deletes all sub-groups and items.
     void Clear() {
         const Lock lock(this->mutex);
-        DeleteAll();
+        DeleteGroups();
+        groups.Clear();
+        items.Clear();
     }
 
   protected:
     using Lock = Poco::ScopedLock<Poco::Mutex>;  ///< holds the executor's mutex
-    /// Children by name.
-    template <class Child>
-    using Children = Poco::HashMap<std::string, Child*>;
-
-    Children<Group> groups;  ///< the sub-groups, owned; guarded by the executor's mutex
-    Children<Item> items;    ///< the items, owned; guarded by the executor's mutex
+    NamedChildren<Group> groups;  ///< the sub-groups; guarded by the executor's mutex
+    NamedChildren<Item> items;    ///< the items; guarded by the executor's mutex
 
   private:
-    static constexpr std::size_t initialReserve = 64;
-
-    template <class Child>
-    static Child* Find(const Children<Child>& children, const std::string& key) {
-        const auto place = children.find(key);
-        return place == children.end() ? nullptr : place->second;
-    }
-
     /// The child of that name; `child` is released only when it was stored.
     template <class Child>
-    static Child* Insert(Children<Child>& children, const std::string& key,
+    static Child* Insert(NamedChildren<Child>& children, const std::string& key,
                          std::unique_ptr<Child>& child) {
-        Child* const existing = Find(children, key);
-        if (existing != nullptr || !child)
-            return existing;
-        children.insert(typename Children<Child>::ValueType(key, child.get()));
-        return child.release();
+        Child* const existing = children.Find(key);
+        return existing != nullptr || !child ? existing : children.Insert(key, child);
     }
 
     template <class Child>
-    static bool Erase(Children<Child>& children, const std::string& key) {
-        const std::unique_ptr<Child> doomed(Find(children, key));
-        if (doomed)
-            children.erase(key);
-        return doomed != nullptr;
-    }
-
-    template <class Child>
-    static std::vector<std::string> Keys(const Children<Child>& children) {
+    static std::vector<std::string> Keys(const NamedChildren<Child>& children) {
         std::vector<std::string> keys;
-        keys.reserve(children.size());
-        for (const auto& child : children)
-            keys.push_back(child.first);
+        for (const auto& [key, child] : children.GetAll())
+            keys.push_back(key);
         return keys;
     }
 
     template <class Child>
-    static std::vector<Child*> Values(const Children<Child>& children) {
+    static std::vector<Child*> Values(const NamedChildren<Child>& children) {
         std::vector<Child*> values;
-        values.reserve(children.size());
-        for (const auto& child : children)
-            values.push_back(child.second);
+        for (const auto& [key, child] : children.GetAll())
+            values.push_back(child);
         return values;
     }
 
-    void DeleteAll() {
-        for (const auto& child : groups)
-            delete child.second;
-        groups.clear();
-        for (const auto& child : items)
-            delete child.second;
-        items.clear();
+    /// Deletes all sub-groups from the leaves up, without a call a level: the tree may be deeper
+    /// than the call stack, as long as there is memory to go down without it.
+    void DeleteGroups() noexcept {
+        std::vector<std::unique_ptr<Group>> path;
+        for (;;) {
+            GenericGroup& above = path.empty() ? *this : *path.back();
+            std::unique_ptr<Group> group = above.groups.TakeAny();
+            if (group) {
+                try {
+                    path.push_back(std::move(group));
+                } catch (const std::bad_alloc&) {
+                    group.reset();
+                }
+            } else if (path.empty()) {
+                return;
+            } else {
+                path.pop_back();
+            }
+        }
     }
 
     const INamedObject* parent;

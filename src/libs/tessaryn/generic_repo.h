@@ -65,9 +65,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& path) {
         const Lock lock(this->mutex);
-        const std::vector<std::string> names = Split(path);
-        Group* const group = FindParent(names);
-        return group == nullptr ? nullptr : group->GetItemPtr(names.back());
+        std::string name;
+        Group* const group = FindParent(path, name);
+        return group == nullptr ? nullptr : group->GetItemPtr(name);
     }
 
     /// The group of a path, or null when any step is missing; the root for the empty path.
@@ -77,9 +77,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
         const Lock lock(this->mutex);
         if (path.empty())
             return &root;
-        const std::vector<std::string> names = Split(path);
-        Group* const group = FindParent(names);
-        return group == nullptr ? nullptr : group->GetGroupPtr(names.back());
+        std::string name;
+        Group* const group = FindParent(path, name);
+        return group == nullptr ? nullptr : group->GetGroupPtr(name);
     }
 
     /// Deletes the item of a path or, only when there is none, the group.
@@ -87,9 +87,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// \return whether something was deleted
     bool Remove(const std::string& path) {
         const Lock lock(this->mutex);
-        const std::vector<std::string> names = Split(path);
-        Group* const group = FindParent(names);
-        return group != nullptr && group->Remove(names.back());
+        std::string name;
+        Group* const group = FindParent(path, name);
+        return group != nullptr && group->Remove(name);
     }
 
     /// Deletes everything below the root.
@@ -123,13 +123,17 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     }
 
   private:
-    /// The group that would hold the last name; null when it is missing or there is no name.
-    Group* FindParent(const std::vector<std::string>& names) {
-        if (names.empty())
+    /// The group that would hold the last component, which goes into `name`; null when it is
+    /// missing or there is no component.
+    Group* FindParent(const std::string& path, std::string& name) {
+        utils::Splitter components(path, pathSeparator);
+        if (components.IsAtEnd())
             return nullptr;
         Group* group = &root;
-        for (std::size_t i = 0; group != nullptr && i + 1 < names.size(); ++i) {
-            group = group->GetGroupPtr(names[i]);
+        name = components.Next();
+        while (group != nullptr && !components.IsAtEnd()) {
+            group = group->GetGroupPtr(name);
+            name = components.Next();
         }
         return group;
     }

@@ -82,12 +82,12 @@ void StreamGroup::AddSamplesToExistingStreams(const Serializer<NodeRef>& seriali
 
 bool StreamGroup::IsStreamTypeInUse(StreamType* type) const {
     const Lock lock(mutex);
-    for (const auto& group : groups) {
-        if (group.second->IsStreamTypeInUse(type))
+    for (const StreamGroup* group : GetAllGroupPtrs()) {
+        if (group->IsStreamTypeInUse(type))
             return true;
     }
-    for (const auto& item : items) {
-        if (item.second->GetStreamType() == type)
+    for (const Stream* stream : GetAllItemPtrs()) {
+        if (stream->GetStreamType() == type)
             return true;
     }
     return false;

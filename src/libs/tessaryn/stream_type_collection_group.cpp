@@ -66,17 +66,12 @@ void StreamTypeCollectionGroup::Fill(const Serializer<NodeRef>& serializer, cons
 }
 
 void StreamTypeCollectionGroup::RemoveAllTypesOfVersion(const utils::Version& version) {
-    for (const auto& group : groups)
-        group.second->RemoveAllTypesOfVersion(version);
-    std::vector<std::string> emptied;
-    for (const auto& item : items) {
-        item.second->Remove(version);
-        if (item.second->IsEmpty())
-            emptied.push_back(item.first);
-    }
-    for (const std::string& key : emptied) {
-        const std::unique_ptr<StreamTypeCollection> doomed(items.find(key)->second);
-        items.erase(key);
+    for (const auto& [key, group] : groups.GetAll())
+        group->RemoveAllTypesOfVersion(version);
+    for (const auto& [key, collection] : items.GetAll()) {
+        collection->Remove(version);
+        if (collection->IsEmpty())
+            items.Take(key);
     }
 }
 

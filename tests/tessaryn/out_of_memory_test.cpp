@@ -1,0 +1,296 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+// Every allocation of every public operation fails once: the exception passes, nothing leaks or
+// dangles, and what was there before is still there.
+
+#include "serializer/json_format.h"
+#include "serializer/xml_format.h"
+#include "support/allocation_probe.h"
+#include "support/node_builder.h"
+#include "support/samples.h"
+#include "support/subscribers.h"
+#include "tessaryn/errors.h"
+#include "tessaryn/rule_check.h"
+#include "tessaryn/sample_check.h"
+#include "tessaryn/stream_repository.h"
+#include "tessaryn/stream_type_repository.h"
+#include "tessaryn/subscription_rules.h"
+
+#include <Poco/Logger.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+namespace {
+
+using serialization::NodeRef;
+using serialization::NodeTree;
+using test::AllocationProbe;
+using test::CountedSample;
+using test::TestDelegate;
+using utils::Version;
+
+const serialization::Serializer<NodeRef> serializer;
+// Longer than what a string holds without memory of its own.
+const std::string longText = "a text of more characters than fit into a string itself";
+constexpr int manyStreams = 40;
+
+/// A host in the middle of its work.
+struct Host {
+    Host() {
+        types.Add("area/line/Pos")->Add(Version(1, 0, 0)).Add("x", Int32, 2).Add("s", String, 3);
+        type = &types["area/line/Pos"].Get(Version(1, 0, 0));
+        for (int i = 0; i < manyStreams; ++i)
+            streams.AddStream("area/stream number " + std::to_string(i), type, 3);
+        stream = streams.AddStream("area/line/" + longText, type, 3);
+        stream->Subscribe({Expression("x[0] == 1 && s == \"none\""), Telling(0)});
+        stream->Subscribe({new test::TestRule([](SubscriptionArgs&) { return true; }), Telling(1)});
+        for (int i = 0; i < 4; ++i)
+            stream->PushNew(new CountedSample(type, Poco::Timestamp(1000 + i)));
+        NodeTree tree;
+        NodeRef root = tree.GetRoot();
+        streams.Serialize(serializer, root);
+        std::ostringstream xmlOut;
+        std::ostringstream jsonOut;
+        WriteXml(tree, xmlOut);
+        WriteJson(tree, jsonOut);
+        xml = xmlOut.str();
+        json = jsonOut.str();
+        saved = std::move(tree);
+    }
+
+    static TestDelegate Telling(int target) {
+        return {target, [](Stream&, SubscriptionArgs&) {}};
+    }
+
+    NodeRef SavedStream() const {
+        return saved.GetRoot()["Group"]["Groups"]
+            .GetNodes()[0]["Groups"]
+            .GetNodes()[0]["Streams"]
+            .GetNodes()[0];
+    }
+
+    std::string State() const { return test::Written(types) + "\n" + test::Written(streams); }
+
+    Poco::Logger& logger = Poco::Logger::get("memory");
+    StreamTypeRepository types{logger, '/'};
+    StreamRepository streams{logger, '/'};
+    StreamType* type = nullptr;
+    Stream* stream = nullptr;
+    NodeTree saved;
+    std::string xml;
+    std::string json;
+};
+
+/// What an operation that runs out of memory leaves behind.
+enum Guarantee {
+    asItWas,     ///< exactly what was there before
+    addsSome,    ///< what was there before, and perhaps some of what was to be added
+    removesSome  ///< some of what was there before
+};
+
+struct Operation {
+    const char* name;
+    Guarantee guarantee;
+    std::function<void(Host&)> run;
+};
+
+const auto fill = [](Sample& sample) {
+    sample.Set(0, 1, 7);
+    sample.Set(1, longText);
+};
+
+// clang-format off
+const Operation operations[] = {
+    {"push", addsSome, [](Host& h) { h.stream->PushNew(fill); }},
+    {"push a sample", addsSome, [](Host& h) { h.stream->PushNew(new CountedSample(h.type, Poco::Timestamp(5))); }},
+    {"push bytes", addsSome, [](Host& h) {
+        std::istringstream in(test::BinaryForm({"12345678", longText}));
+        h.stream->PushNew(in, nullptr);
+    }},
+    {"push a node", addsSome, [](Host& h) { h.stream->PushNew(serializer, h.SavedStream()["Samples"].GetNodes()[0]); }},
+    {"fill", addsSome, [](Host& h) { h.stream->Fill(serializer, h.SavedStream()); }},
+    {"change", addsSome, [](Host& h) { h.stream->ChangeLatest(fill, true); }},
+    {"change by bytes", addsSome, [](Host& h) {
+        std::istringstream in(test::BinaryForm({"12345678", longText}));
+        h.stream->DeserializeLatest(in, nullptr);
+    }},
+    {"pop", addsSome, [](Host& h) { h.stream->PopLatest(); }},
+    {"clear in hand", addsSome, [](Host& h) {
+        h.stream->GetAll([&](const std::vector<Sample*>&) { h.stream->Clear(Stream::clearSamples); });
+    }},
+    {"query", asItWas, [](Host& h) {
+        h.stream->GetSince(Poco::Timestamp(2), [](const std::vector<Sample*>&) {});
+        h.stream->GetLast(Poco::Timespan(1), [](const std::vector<Sample*>&) {});
+    }},
+    {"subscribe", asItWas, [](Host& h) {
+        h.stream->Subscribe({And(HasStreamChangeType(pushed), Not(Expression("x == 1 || !s.size"))), Host::Telling(2)});
+        h.stream->Subscribe({Or(Xor(Always(), Always()), Always()), Host::Telling(2)});
+    }},
+    {"unsubscribe", asItWas, [](Host& h) { h.stream->Unsubscribe({Always(), Host::Telling(1)}); }},
+    {"ask a tree", asItWas, [](Host& h) {
+        const std::unique_ptr<ISubscriptionRule> rule(Expression("x.front == 0 && !(s.type == \"String\") || x.exists ^^ s.exists"));
+        Sample sample(h.type, Poco::Timestamp(5));
+        SubscriptionArgs args{pushed, &sample, nullptr};
+        rule->Applies(args);
+        const std::unique_ptr<ISubscriptionRule> clone(rule->Clone());
+    }},
+    {"check a rule", asItWas, [](Host& h) {
+        CheckRule("x > \"many\" && no_such_entry_in_the_whole_type.exists && f()", *h.type);
+        DescribeRule("x[1:2] == 5 && !y");
+        CheckSample("too short", *h.type);
+    }},
+    {"use a sample", asItWas, [](Host& h) {
+        Sample sample(h.type, Poco::Timestamp(5));
+        fill(sample);
+        sample.Resize(0, 9);
+        Sample copy(sample);
+        copy = sample;
+        Sample moved(std::move(copy));
+        moved = std::move(sample);
+        moved.GetString(1);
+        ToString(&moved, "x", 1);
+        const NodeTree tree;
+        NodeRef node = tree.GetRoot();
+        moved.Serialize(serializer, node);
+        const Sample read(h.type, serializer, node);
+    }},
+    {"make a type", asItWas, [](Host& h) {
+        StreamType copy(*h.type);
+        copy.Add(longText, Double, 1).Add("y", Int8, 1);
+        copy.Remove(0);
+        copy.GetEntryNames();
+        copy = *h.type;
+        copy.IsHashCompatible(copy.GetHash());
+    }},
+    {"add an entry", addsSome, [](Host& h) { h.type->Add(longText, Double, 1); }},
+    {"add a type", addsSome, [](Host& h) {
+        h.types.Add("area/" + longText)->Add(Version(1, 0, 0));
+        h.types["area/line/Pos"].PushNew(Version(0, 1, 0));
+    }},
+    {"look up", asItWas, [](Host& h) {
+        h.streams.GetStreamPtr("area/line/" + longText);
+        h.types.FindByFullName("area.line.Pos");
+        h.types.GetGroup("area").GetAllGroupPtrs();
+        h.streams.GetGroup("area/line").GetFullName();
+        h.streams.GetGroup("area/line").GetItemNames();
+        h.streams.IsStreamTypeInUse(h.type);
+    }},
+    {"add streams", addsSome, [](Host& h) {
+        h.streams.AddStream("area/line/new", new Stream(h.type, 5));
+        h.streams.AddStream("area/" + longText + "/new", h.type, 5);
+        h.streams.AddStream(serializer, h.SavedStream(), h.types);
+        for (int i = 0; i < manyStreams; ++i)
+            h.streams.AddStream("area/another stream " + std::to_string(i), h.type, 5);
+    }},
+    {"remove streams", removesSome, [](Host& h) {
+        for (int i = 0; i < manyStreams; ++i)
+            h.streams.Remove("area/stream number " + std::to_string(i));
+        h.streams.Remove("area/line");
+    }},
+    {"clear groups", removesSome, [](Host& h) {
+        h.streams.GetGroup("area/line").Clear();
+        h.streams.Clear();
+    }},
+    {"remove types", removesSome, [](Host& h) {
+        h.streams.Clear();
+        h.types.GetGroup("area").RemoveAllTypesOfVersion(Version(1, 0, 0));
+    }},
+    {"read a repository", addsSome, [](Host& h) {
+        StreamRepository other(h.logger, serializer, h.saved.GetRoot(), h.types);
+        h.streams.Fill(serializer, h.saved.GetRoot(), h.types);
+    }},
+    {"write and read XML", asItWas, [](Host& h) {
+        std::istringstream in(h.xml);
+        std::ostringstream out;
+        WriteXml(serialization::ReadXml(in), out);
+    }},
+    {"write and read JSON", asItWas, [](Host& h) {
+        std::istringstream in(h.json);
+        std::ostringstream out;
+        WriteJson(serialization::ReadJson(in), out);
+    }},
+};
+// clang-format on
+
+/// Whether the host still does all that it should, whatever has been added or removed.
+void ExpectWorks(Host& host) {
+    for (const std::string& name : {"area/" + longText, std::string("area/line/Pos")}) {
+        if (StreamTypeCollection* const collection = host.types.GetPtr(name)) {
+            EXPECT_FALSE(collection->GetFullName().empty());
+        }
+    }
+    Stream* const stream = host.streams.GetStreamPtr("area/line/" + longText);
+    if (stream != nullptr) {
+        EXPECT_TRUE(test::LocksAreFree(*stream));
+        stream->PushNew(fill);
+        stream->GetAll([](const std::vector<Sample*>& samples) {
+            for (const Sample* sample : samples)
+                EXPECT_LE(sample->GetSize(1), longText.size());
+        });
+        stream->PopLatest();
+    }
+    EXPECT_NO_THROW(test::Written(host.streams));
+    host.streams.AddStream("area/line/one more", host.type, 1);
+    EXPECT_NE(host.streams.GetStreamPtr("area/line/one more"), nullptr);
+}
+
+/// How many of the many streams can be found.
+std::size_t Found(const Host& host) {
+    const StreamGroup* const group = host.streams.GetGroupPtr("area");
+    std::size_t found = 0;
+    for (int i = 0; group != nullptr && i < manyStreams; ++i) {
+        if (group->ItemExists("stream number " + std::to_string(i)))
+            ++found;
+    }
+    return found;
+}
+
+TEST(OutOfMemory, LosesNothingWhereverItStrikes) {
+    for (const Operation& operation : operations) {
+        SCOPED_TRACE(operation.name);
+        long failAt = 0;
+        for (bool isReached = true; isReached; ++failAt) {
+            SCOPED_TRACE("allocation " + std::to_string(failAt));
+            Host host;
+            const std::string before = host.State();
+            bool failed = false;
+            try {
+                const AllocationProbe probe(failAt);
+                operation.run(host);
+            } catch (const std::bad_alloc&) {
+                failed = true;
+            } catch (const StreamCreateException&) {
+                failed = true;
+            } catch (const serialization::SerializationException&) {
+                // A standard stream keeps the exception to itself and goes bad.
+                failed = true;
+            }
+            isReached = AllocationProbe::Count() > failAt;
+            if (failed && operation.guarantee == asItWas) {
+                ASSERT_EQ(host.State(), before);
+            }
+            if (operation.guarantee != removesSome) {
+                ASSERT_EQ(Found(host), std::size_t{manyStreams});
+            } else if (const StreamGroup* const group = host.streams.GetGroupPtr("area")) {
+                ASSERT_EQ(Found(host), group->GetAllItemPtrs().size());
+            }
+            ExpectWorks(host);
+        }
+        EXPECT_GT(failAt, 1) << "there is no allocation";
+    }
+    EXPECT_EQ(CountedSample::live, 0);
+    EXPECT_EQ(TestDelegate::live, 0);
+    EXPECT_EQ(test::TestRule::live, 0);
+}
+
+}  // namespace
+}  // namespace velmora::core::tessaryn
