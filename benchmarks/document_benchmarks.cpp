@@ -6,17 +6,16 @@
 // tells nobody, and the writer is driven by a list of what the parser would tell. Neither keeps a
 // tree, so a factor of two leaves no room for a second copy of anything.
 
+#include "document_events.h"
 #include "serializer/json_format.h"
 #include "serializer/xml_format.h"
 #include "streams.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 
-#include <Poco/JSON/ParseHandler.h>
 #include <Poco/JSON/Parser.h>
 #include <Poco/JSON/PrintHandler.h>
 #include <Poco/Logger.h>
-#include <Poco/SAX/AttributesImpl.h>
 #include <Poco/SAX/DefaultHandler.h>
 #include <Poco/SAX/InputSource.h>
 #include <Poco/SAX/SAXParser.h>
@@ -28,7 +27,6 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
-#include <vector>
 
 namespace velmora::benchmarks {
 namespace {
@@ -37,33 +35,55 @@ using core::serialization::NodeFlags;
 using core::serialization::NodeRef;
 using core::serialization::NodeTree;
 
-NodeTree MakeTree() {
-    constexpr int streamCount = 1000;
-    constexpr int sampleCount = 100;
-    Poco::Logger& logger = Poco::Logger::root();
-    core::tessaryn::StreamTypeRepository types(logger, '/');
-    StreamType& type = types.Add("plant/Reading")->Add(utils::Version(1, 0, 0));
-    type.Add("temperature", core::tessaryn::Double, 1).Add("pressure", core::tessaryn::Float, 4);
-    type.Add("state", core::tessaryn::Int32, 1).Add("label", core::tessaryn::String, 12);
-    core::tessaryn::StreamRepository streams(logger, '/');
-    ValueSource source;
-    for (int i = 0; i < streamCount; ++i) {
-        Stream& stream = *streams.AddStream("plant/line" + std::to_string(i), &type, sampleCount);
-        for (int k = 0; k < sampleCount; ++k)
-            PushValues<Stream, Sample>(stream, source);
+const core::serialization::Serializer<NodeRef> serializer;
+
+/// A stream type in a repository of its own, and 1,000 streams of it in another.
+class Plant {
+  public:
+    Plant() : types(Poco::Logger::root(), '/'), streams(Poco::Logger::root(), '/') {
+        constexpr int streamCount = 1000;
+        constexpr int sampleCount = 100;
+        StreamType& type = types.Add("plant/Reading")->Add(utils::Version(1, 0, 0));
+        type.Add("temperature", core::tessaryn::Double, 1);
+        type.Add("pressure", core::tessaryn::Float, 4);
+        type.Add("state", core::tessaryn::Int32, 1).Add("label", core::tessaryn::String, 12);
+        ValueSource source;
+        for (int i = 0; i < streamCount; ++i) {
+            Stream& stream =
+                *streams.AddStream("plant/line" + std::to_string(i), &type, sampleCount);
+            for (int k = 0; k < sampleCount; ++k)
+                PushValues<Stream, Sample>(stream, source);
+        }
     }
-    NodeTree tree;
-    const core::serialization::Serializer<NodeRef> serializer;
-    NodeRef root = tree.GetRoot();
-    NodeRef typesNode = root.AddNode("StreamTypeRepository", NodeFlags::NodeElement);
-    types.Serialize(serializer, typesNode);
-    NodeRef streamsNode = root.AddNode("StreamRepository", NodeFlags::NodeElement);
-    streams.Serialize(serializer, streamsNode);
-    return tree;
+
+    explicit Plant(const NodeTree& tree)
+        : types(Poco::Logger::root(), serializer, tree.GetRoot()["Types"]),
+          streams(Poco::Logger::root(), serializer, tree.GetRoot()["Streams"], types) {}
+
+    NodeTree ToTree() const {
+        NodeTree tree;
+        NodeRef root = tree.GetRoot();
+        NodeRef typesNode = root.AddNode("Types", NodeFlags::NodeElement);
+        types.Serialize(serializer, typesNode);
+        NodeRef streamsNode = root.AddNode("Streams", NodeFlags::NodeElement);
+        streams.Serialize(serializer, streamsNode);
+        return tree;
+    }
+
+    bool IsEmpty() const { return streams.IsEmpty(); }
+
+  private:
+    core::tessaryn::StreamTypeRepository types;
+    core::tessaryn::StreamRepository streams;
+};
+
+const Plant& ThePlant() {
+    static const Plant plant;
+    return plant;
 }
 
 const NodeTree& Tree() {
-    static const NodeTree tree = MakeTree();
+    static const NodeTree tree = ThePlant().ToTree();
     return tree;
 }
 
@@ -121,61 +141,6 @@ void CheckSize(benchmark::State& state, std::streamsize written, const std::stri
     }
 }
 
-/// What a SAX parser tells of a document, to be told again.
-class XmlEvents : public Poco::XML::DefaultHandler {
-  public:
-    void startElement(const Poco::XML::XMLString& /*uri*/, const Poco::XML::XMLString& /*local*/,
-                      const Poco::XML::XMLString& qname,
-                      const Poco::XML::Attributes& given) override {
-        EndText();
-        events.push_back({Kind::start, qname, attributes.size()});
-        attributes.emplace_back(given);
-    }
-    void endElement(const Poco::XML::XMLString& /*uri*/, const Poco::XML::XMLString& /*local*/,
-                    const Poco::XML::XMLString& qname) override {
-        EndText();
-        events.push_back({Kind::end, qname, 0});
-    }
-    void characters(const Poco::XML::XMLChar text[], int start, int length) override {
-        pending.append(text + start, static_cast<std::size_t>(length));
-    }
-
-    void Replay(Poco::XML::XMLWriter& writer) const {
-        for (const Event& event : events) {
-            switch (event.kind) {
-                case Kind::start:
-                    writer.startElement("", "", event.text, attributes[event.attributes]);
-                    break;
-                case Kind::end:
-                    writer.endElement("", "", event.text);
-                    break;
-                case Kind::text:
-                    writer.characters(event.text);
-                    break;
-            }
-        }
-    }
-
-  private:
-    enum class Kind { start, end, text };
-    struct Event {
-        Kind kind;
-        std::string text;
-        std::size_t attributes;
-    };
-
-    /// The blanks between elements are the writer's own to make.
-    void EndText() {
-        if (pending.find_first_not_of(" \n") != std::string::npos)
-            events.push_back({Kind::text, pending, 0});
-        pending.clear();
-    }
-
-    std::vector<Event> events;
-    std::vector<Poco::XML::AttributesImpl> attributes;
-    std::string pending;
-};
-
 void ParseXml(Poco::XML::ContentHandler& handler) {
     std::istringstream in(XmlText());
     Poco::XML::SAXParser parser;
@@ -214,7 +179,7 @@ void ReadXmlFloor(benchmark::State& state) {
 }
 
 template <void (*write)(const NodeTree&, std::ostream&)>
-void WriteOurs(benchmark::State& state) {
+void WriteTree(benchmark::State& state) {
     const std::string& text = Text<write>();
     std::streamsize written = 0;
     for (auto _ : state) {
@@ -226,91 +191,38 @@ void WriteOurs(benchmark::State& state) {
     CheckSize(state, written, text);
 }
 
-void ReadXmlOurs(benchmark::State& state) {
-    XmlText();
+template <void (*write)(const NodeTree&, std::ostream&)>
+void WritePlant(benchmark::State& state) {
+    const std::string& text = Text<write>();
+    std::streamsize written = 0;
     for (auto _ : state) {
-        std::istringstream in(XmlText());
-        benchmark::DoNotOptimize(core::serialization::ReadXml(in));
+        Sink sink;
+        std::ostream out(&sink);
+        write(ThePlant().ToTree(), out);
+        written = sink.Size();
+    }
+    CheckSize(state, written, text);
+}
+
+template <NodeTree (*read)(std::istream&)>
+void ReadTree(benchmark::State& state, const std::string& (*text)()) {
+    text();
+    for (auto _ : state) {
+        std::istringstream in(text());
+        benchmark::DoNotOptimize(read(in));
     }
 }
 
-/// What a JSON parser tells of a document, to be told again.
-class JsonEvents : public Poco::JSON::Handler {
-  public:
-    void reset() override {}
-    void startObject() override { events.push_back({Kind::startObject, "", 0}); }
-    void endObject() override { events.push_back({Kind::endObject, "", 0}); }
-    void startArray() override { events.push_back({Kind::startArray, "", 0}); }
-    void endArray() override { events.push_back({Kind::endArray, "", 0}); }
-    void key(const std::string& k) override { events.push_back({Kind::key, k, 0}); }
-    void null() override {}
-    void value(int v) override { events.push_back({Kind::number, "", v}); }
-    void value(unsigned v) override { events.push_back({Kind::number, "", v}); }
-    void value(Poco::Int64 v) override { events.push_back({Kind::number, "", v}); }
-    void value(Poco::UInt64 v) override {
-        events.push_back({Kind::number, "", static_cast<Poco::Int64>(v)});
+template <NodeTree (*read)(std::istream&)>
+void ReadPlant(benchmark::State& state, const std::string& (*text)()) {
+    text();
+    for (auto _ : state) {
+        std::istringstream in(text());
+        const Plant plant(read(in));
+        if (plant.IsEmpty())
+            state.SkipWithError("no stream was read");
     }
-    void value(const std::string& v) override { events.push_back({Kind::text, v, 0}); }
-    void value(double /*v*/) override {}
-    void value(bool /*v*/) override {}
-
-    void Replay(Poco::JSON::Handler& handler) const {
-        for (const Event& event : events) {
-            switch (event.kind) {
-                case Kind::startObject:
-                    handler.startObject();
-                    break;
-                case Kind::endObject:
-                    handler.endObject();
-                    break;
-                case Kind::startArray:
-                    handler.startArray();
-                    break;
-                case Kind::endArray:
-                    handler.endArray();
-                    break;
-                case Kind::key:
-                    handler.key(event.text);
-                    break;
-                case Kind::number:
-                    handler.value(event.number);
-                    break;
-                case Kind::text:
-                    handler.value(event.text);
-                    break;
-            }
-        }
-    }
-
-  private:
-    enum class Kind { startObject, endObject, startArray, endArray, key, number, text };
-    struct Event {
-        Kind kind;
-        std::string text;
-        Poco::Int64 number;
-    };
-
-    std::vector<Event> events;
-};
-
-/// Hears every event and keeps nothing.
-class Deaf : public Poco::JSON::Handler {
-  public:
-    void reset() override {}
-    void startObject() override {}
-    void endObject() override {}
-    void startArray() override {}
-    void endArray() override {}
-    void key(const std::string& /*k*/) override {}
-    void null() override {}
-    void value(int /*v*/) override {}
-    void value(unsigned /*v*/) override {}
-    void value(Poco::Int64 /*v*/) override {}
-    void value(Poco::UInt64 /*v*/) override {}
-    void value(const std::string& /*v*/) override {}
-    void value(double /*v*/) override {}
-    void value(bool /*v*/) override {}
-};
+}
 
 void WriteJsonFloor(benchmark::State& state) {
     static const Poco::SharedPtr<JsonEvents> events = [] {
@@ -339,29 +251,29 @@ void ReadJsonFloor(benchmark::State& state) {
     }
 }
 
-void ReadJsonOurs(benchmark::State& state) {
-    JsonText();
-    for (auto _ : state) {
-        std::istringstream in(JsonText());
-        benchmark::DoNotOptimize(core::serialization::ReadJson(in));
-    }
-}
-
 }  // namespace
 
 void RegisterDocumentBenchmarks() {
+    using core::serialization::ReadJson;
+    using core::serialization::ReadXml;
+    using core::serialization::WriteJson;
+    using core::serialization::WriteXml;
     // Long enough by themselves; few repetitions do.
-    const auto add = [](const char* name, void (*run)(benchmark::State&)) {
-        benchmark::RegisterBenchmark(name, run)->Repetitions(4)->Iterations(1);
+    const auto add = [](const char* name, auto run, auto... text) {
+        benchmark::RegisterBenchmark(name, run, text...)->Repetitions(4)->Iterations(1);
     };
-    add("S.xml.write/ours", WriteOurs<core::serialization::WriteXml>);
     add("S.xml.write/floor", WriteXmlFloor);
-    add("S.xml.read/ours", ReadXmlOurs);
+    add("S.xml.write/ours", WritePlant<WriteXml>);
+    add("S.xml.write/tree", WriteTree<WriteXml>);
     add("S.xml.read/floor", ReadXmlFloor);
-    add("S.json.write/ours", WriteOurs<core::serialization::WriteJson>);
+    add("S.xml.read/ours", ReadPlant<ReadXml>, XmlText);
+    add("S.xml.read/tree", ReadTree<ReadXml>, XmlText);
     add("S.json.write/floor", WriteJsonFloor);
-    add("S.json.read/ours", ReadJsonOurs);
+    add("S.json.write/ours", WritePlant<WriteJson>);
+    add("S.json.write/tree", WriteTree<WriteJson>);
     add("S.json.read/floor", ReadJsonFloor);
+    add("S.json.read/ours", ReadPlant<ReadJson>, JsonText);
+    add("S.json.read/tree", ReadTree<ReadJson>, JsonText);
 }
 
 }  // namespace velmora::benchmarks
