@@ -22,8 +22,7 @@ endfunction()
 # configure_consumer(<folder> <compiler> <argument>...)
 macro(configure_consumer folder compiler)
     run("${CMAKE_COMMAND}" -G Ninja -S "${CONSUMER}" -B "${SCRATCH}/${folder}"
-        "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${compiler}"
-        -DCMAKE_BUILD_TYPE=Release ${ARGN})
+        "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${compiler}" ${ARGN})
 endmacro()
 
 # expect_refusal(<regular expression> <find_package argument>...): the package isn't found, and the
@@ -50,7 +49,8 @@ if(MODE STREQUAL "fetched")
     foreach(compiler IN LISTS COMPILERS)
         get_filename_component(name "${compiler}" NAME)
         configure_consumer("${name}" "${compiler}" -DCONSUMER_FETCHES=ON
-                           "-DFETCHCONTENT_SOURCE_DIR_VELMORA=${SOURCE_DIR}" ${GENERATE})
+                           "-DFETCHCONTENT_SOURCE_DIR_VELMORA=${SOURCE_DIR}"
+                           -DCMAKE_BUILD_TYPE=Release ${GENERATE})
         run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
         run("${SCRATCH}/${name}/consumer")
     endforeach()
