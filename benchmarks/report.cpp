@@ -124,7 +124,7 @@ std::string Verdict(double value, double goal, double stretch) {
         return "meets the stretch";
     if (value <= goal)
         return "meets the goal";
-    return "misses by " + Fixed(100 * (value / goal - 1), 0) + " %";
+    return "misses by " + Fixed(100 * (value / goal - 1), 1) + " %";
 }
 
 /// Cells in columns of equal width, as Markdown that can be read as it is.
