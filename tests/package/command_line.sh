@@ -37,6 +37,8 @@ section() {
     sed -n "/^\.SS $1\$/,/^\.S[SH] /p" "$page" | sed '1d; s/\\//g'
 }
 
+same "version of the manual page" "$("$program" --version | words '^tessaryn \K[0-9.]+')" \
+    "$(words '^\.TH .*"Velmora Tessaryn \K[0-9.]+' <"$page")"
 commands="$("$program" --help | sed '1,/^Subcommands:/d' | words '^  \K[a-z]+')"
 [[ "$commands" == *watch* ]]
 same "commands of the manual page" "$commands" "$(words '^\.SS \K.*' <"$page")"
