@@ -35,6 +35,7 @@ class BuiltTree {
     BuiltTree(const std::vector<NodeSpec>& children) { Add(Root(), children); }
 
     core::serialization::NodeRef Root() const { return tree.GetRoot(); }
+    const core::serialization::NodeTree& Tree() const { return tree; }
 
   private:
     static void Add(core::serialization::NodeRef node, const std::vector<NodeSpec>& children) {

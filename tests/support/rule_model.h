@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -82,27 +83,33 @@ inline bool CompareElement(unsigned comparison, const Var& value, const Var& lit
 }
 
 /// \name Rules and their meaning
-/// Blanks and names are the caller's business.
+/// The text is the caller's business. Operands are shared, for functions are copied with all that
+/// they hold.
 ///@{
+inline std::shared_ptr<const Rule> Shared(const Rule& rule) {
+    return std::make_shared<const Rule>(rule);
+}
+
 inline Rule Not(const Rule& rule) {
-    return {"!" + rule.text, [rule](const World& world) { return !rule.Holds(world); }};
+    return {"!" + rule.text,
+            [operand = Shared(rule)](const World& world) { return !operand->Holds(world); }};
 }
 
 inline Rule Join(const Rule& left, std::size_t join, const Rule& right, const std::string& text) {
-    return {text, [=](const World& world) -> Var {
+    return {text, [join, a = Shared(left), b = Shared(right)](const World& world) -> Var {
                 if (join > 0)
-                    return left.Holds(world) == (join == 1) ? join == 1 : right.Holds(world);
-                const Var last = right.value(world);
-                const bool first = left.Holds(world);
+                    return a->Holds(world) == (join == 1) ? join == 1 : b->Holds(world);
+                const Var last = b->value(world);
+                const bool first = a->Holds(world);
                 return first != last.convert<bool>();
             }};
 }
 
 inline Rule Comparison(const Rule& left, unsigned comparison, const Var& literal,
                        const std::string& text) {
-    return {text, [=](const World& world) {
+    return {text, [=, operand = Shared(left)](const World& world) {
                 try {
-                    const Var value = left.value(world);
+                    const Var value = operand->value(world);
                     const auto compare = [&](const Var& element) {
                         return CompareElement(comparison, element, literal);
                     };

@@ -1,0 +1,67 @@
+# shellcheck shell=bash
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+
+# The longest input of a target: longer ones only take longer. Documents need room.
+fuzz_length() {
+    case "$1" in
+        documents) echo 4000 ;;
+        repositories) echo 20000 ;;
+        *) echo 500 ;;
+    esac
+}
+
+# fuzz_target <target> <seconds>: leaves the status in a file, for it runs beside others. What a run
+# learns stays below build/fuzz and helps the next one; hanging, leaking or taking more than 1 GiB is
+# a finding like a failed assertion.
+fuzz_target() {
+    local target="$1" place="build/fuzz/runs/$1" options=() status=0
+    rm -rf "$place/findings"
+    mkdir -p "$place/corpus" "$place/findings"
+    if [[ -f "tests/fuzz/$target.dict" ]]; then
+        options+=("-dict=tests/fuzz/$target.dict")
+    fi
+    ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 "build/fuzz/bin/fuzz_$target" \
+        -max_total_time="$2" -max_len="$(fuzz_length "$target")" -len_control=0 -timeout=20 \
+        -rss_limit_mb=1024 -print_final_stats=1 -artifact_prefix="$place/findings/" \
+        "${options[@]}" "$place/corpus" "tests/fuzz/corpus/$target" >"$place/log" 2>&1 ||
+        status=$?
+    echo "$status" >"$place/status"
+}
+
+# ./dev fuzz [SECONDS]: all targets, as many at a time as jobs.
+cmd_fuzz() {
+    local seconds="${1:-30}" target place failed=0 targets=()
+    if (($# > 1)) || [[ ! "$seconds" =~ ^[1-9][0-9]*$ ]]; then
+        usage >&2
+        return 2
+    fi
+    need "${build_packages[@]}" clang libgtest-dev
+    configure fuzz
+    build fuzz
+    begin "fuzz each target for $seconds s, $jobs at a time"
+    for place in tests/fuzz/corpus/*/; do
+        targets+=("$(basename "$place")")
+    done
+    rm -f build/fuzz/runs/*/status
+    for target in "${targets[@]}"; do
+        while (($(jobs -rp | wc -l) >= jobs)); do
+            wait -n || true
+        done
+        fuzz_target "$target" "$seconds" &
+    done
+    wait
+    for target in "${targets[@]}"; do
+        place="build/fuzz/runs/$target"
+        printf '%-16s %9s executions\n' "$target" \
+            "$(sed -n 's/^stat::number_of_executed_units: *//p' "$place/log")"
+        if [[ "$(cat "$place/status")" != 0 ]]; then
+            failed=1
+            grep -E -A 12 'Failure$|ERROR:|runtime error:|terminate called' "$place/log" |
+                grep -v NEW_FUNC | head -n 30 >&2 || true
+            echo "The whole output is in $place/log. To see it again:" >&2
+            printf 'build/fuzz/bin/fuzz_%s %s\n' "$target" "$(echo "$place"/findings/*)" >&2
+        fi
+    done
+    return "$failed"
+}

@@ -1,0 +1,25 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "support/documents.h"
+
+#include "fuzz/fuzz.h"
+#include "serializer/serialization_exception.h"
+
+// The bytes are a document: it is refused, or the tree that was read goes through both forms and
+// comes back the same. They are the texts of a tree, too, which always comes back the same.
+void velmora::test::Fuzz(std::string_view input) {
+    const std::string text(input);
+    for (const TextForm& form : {xml, json}) {
+        try {
+            ExpectKept(Read(form, text));
+        } catch (const core::serialization::SerializationException&) {
+        }
+    }
+    const std::size_t half = text.size() / 2;
+    const NodeTree tree;
+    auto child = tree.GetRoot().AddNode(text.substr(0, half), core::serialization::NodeList);
+    child.SetValue(text.substr(half));
+    child.AddNode(text.substr(half), core::serialization::NodeValue).SetValue(text.substr(0, half));
+    ExpectKept(tree);
+}

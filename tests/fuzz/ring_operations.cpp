@@ -1,0 +1,17 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "fuzz/fuzz.h"
+#include "support/ring_model.h"
+
+// The bytes are operations on a stream, those of its callbacks included. After each of them the
+// stream holds, answers and has told what the model does.
+void velmora::test::Fuzz(std::string_view input) {
+    ByteChoices choices(input);
+    {
+        ModelledStream modelled(static_cast<int>(1 + choices.Below(9)), choices);
+        while (!choices.Done())
+            modelled.Step();
+    }
+    ASSERT_EQ(CountedSample::live, 0) << "samples are left";
+}
