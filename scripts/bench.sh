@@ -33,7 +33,7 @@ bench_save() {
 }
 
 cmd_bench() {
-    local save="" arguments=() argument
+    local save="" filter="" arguments=() argument
     for argument in "$@"; do
         case "$argument" in
             --gate) arguments+=(--gate) ;;
@@ -42,9 +42,16 @@ cmd_bench() {
                 usage >&2
                 return 2
                 ;;
-            *) arguments+=("--benchmark_filter=$argument") ;;
+            *) filter="$argument" ;;
         esac
     done
+    if [[ -n "$save" && -n "$filter" ]]; then
+        echo "Only whole tables are kept: --save takes no filter." >&2
+        return 2
+    fi
+    if [[ -n "$filter" ]]; then
+        arguments+=("--benchmark_filter=$filter")
+    fi
 
     need "${build_packages[@]}" libbenchmark-dev libboost-dev libsqlite3-dev
     configure bench
@@ -58,7 +65,7 @@ cmd_bench() {
     } >"$tables"
     build/bench/bin/stream_benchmark "${arguments[@]}" >>"$tables" || status=$?
     cat "$tables"
-    if [[ -n "$save" ]]; then
+    if [[ -n "$save" ]] && ((status < 2)); then
         bench_save "$tables"
     fi
     return "$status"
