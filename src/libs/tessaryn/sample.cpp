@@ -15,6 +15,7 @@
 #include <limits>
 #include <ostream>
 #include <stdexcept>
+#include <typeinfo>
 #include <utility>
 
 namespace velmora::core::tessaryn {
@@ -34,6 +35,16 @@ constexpr std::uint64_t maxTotal = std::numeric_limits<unsigned int>::max();
 void CopyBytes(void* to, const void* from, std::size_t bytes) {
     if (bytes != 0)
         std::memcpy(to, from, bytes);
+}
+
+[[noreturn]] void ThrowMismatch(BaseType declared, BaseType requested) {
+    if (declared == UnknownType)
+        throw std::runtime_error("unhandled type");
+    throw TypeMismatchException(declared, requested);
+}
+
+const char* BytesOf(const unsigned int* table) {
+    return reinterpret_cast<const char*>(table);
 }
 
 /// How many bytes came.
@@ -150,23 +161,38 @@ void Sample::Swap(Sample& other) noexcept {
     std::swap(numOffsets, other.numOffsets);
 }
 
+/// Whether nobody overrides what the sample asks itself: then it can do without virtual calls,
+/// which are most of what an access costs.
+inline bool Sample::IsPlain() const {
+    return &typeid(*this) == &typeid(Sample);
+}
+
+inline unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
+    // The stream type may have got an entry that this sample doesn't have.
+    if (std::uint32_t{entry} + 1 >= numOffsets)
+        return 0;
+    return offsets[std::size_t{entry} + 1] - offsets[entry];
+}
+
 inline BaseType Sample::DeclaredType(unsigned short entry) const {
-    return GetStreamType()->GetType(entry);
+    return (IsPlain() ? streamType : GetStreamType())->GetType(entry);
 }
 
 inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
     const BaseType declared = DeclaredType(entry);
-    if (layout::Accepts(declared, requested))
-        return;
-    if (declared == UnknownType)
-        throw std::runtime_error("unhandled type");
-    throw TypeMismatchException(declared, requested);
+    if (!layout::Accepts(declared, requested))
+        ThrowMismatch(declared, requested);
 }
 
 inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, BaseType requested,
                                       std::size_t width) const {
-    CheckType(entry, requested);
-    if (index >= GetSize(entry))
+    const bool isPlain = IsPlain();
+    const BaseType declared = (isPlain ? streamType : GetStreamType())->GetType(entry);
+    if (!layout::Accepts(declared, requested))
+        ThrowMismatch(declared, requested);
+    const unsigned int size =
+        isPlain ? layout::ElementsIn(declared, GetSizeInBytes(entry)) : GetSize(entry);
+    if (index >= size)
         throw std::out_of_range("Index out of range.");
     return GetMemOffset(entry) + index * width;
 }
@@ -293,7 +319,8 @@ void Sample::Set(unsigned short entry, const std::string& value) {
     CheckType(entry, String);
     if (value.size() > maxTotal)
         ThrowTooLong(value.size());
-    Resize(entry, static_cast<unsigned int>(value.size()));
+    if (!IsPlain() || value.size() != GetSizeInBytes(entry))
+        Resize(entry, static_cast<unsigned int>(value.size()));
     if (std::uint32_t{entry} + 1 >= numOffsets)
         return;
     // An overridden Resize may have left less room.
@@ -306,8 +333,9 @@ void Sample::Deserialize(std::istream& in) {
     // Read aside: a stream may throw.
     const std::size_t tableSize = numOffsets * sizeof(unsigned int);
     ReadBuffer table(tableSize);
-    CopyBytes(table.Data(), offsets.get(), tableSize);
-    Read(in, table.Data(), tableSize);
+    const std::size_t got = Read(in, table.Data(), tableSize);
+    if (got < tableSize)
+        CopyBytes(table.Data() + got, BytesOf(offsets.get()) + got, tableSize - got);
     std::size_t total = TotalSize();
     const std::size_t promised =
         numOffsets == 0
@@ -321,7 +349,8 @@ void Sample::Deserialize(std::istream& in) {
         data = std::move(elements.bytes);
         total = elements.size;
     }
-    TakeOffsets(table.Data(), static_cast<unsigned int>(total));
+    if (tableSize == 0 || std::memcmp(table.Data(), offsets.get(), tableSize) != 0)
+        TakeOffsets(table.Data(), static_cast<unsigned int>(total));
 }
 
 /// Takes over a table that came from outside as far as it fits into `total` bytes: ascending, so
@@ -337,7 +366,7 @@ void Sample::TakeOffsets(const char* table, unsigned int total) {
 
 void Sample::Serialize(std::ostream& out) const {
     const auto tableSize = static_cast<std::streamsize>(numOffsets * sizeof(unsigned int));
-    out.write(reinterpret_cast<const char*>(offsets.get()), tableSize);
+    out.write(BytesOf(offsets.get()), tableSize);
     out.write(data.get(), TotalSize());
 }
 
@@ -365,13 +394,6 @@ void Sample::Resize(unsigned short entry, unsigned int count) {
 
 unsigned int Sample::GetSize(unsigned short entry) const {
     return layout::ElementsIn(DeclaredType(entry), GetSizeInBytes(entry));
-}
-
-unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
-    // The stream type may have got an entry that this sample doesn't have.
-    if (std::uint32_t{entry} + 1 >= numOffsets)
-        return 0;
-    return offsets[std::size_t{entry} + 1] - offsets[entry];
 }
 
 void Sample::ResizeInBytes(unsigned short entry, std::uint64_t bytes) {

@@ -395,6 +395,9 @@ Stream::Ages Stream::AgesBetween(const Poco::Timestamp& from, const Poco::Timest
         return begin;
     };
     const int begin = firstAge(0, [&](const Poco::Timestamp& time) { return time < from; });
+    // Most queries ask for all up to now.
+    if (begin < storedSamples && TimeOf(storedSamples - 1) <= to)
+        return {begin, storedSamples};
     const int end = firstAge(begin, [&](const Poco::Timestamp& time) { return time <= to; });
     return {begin, end};
 }
@@ -439,15 +442,22 @@ void Stream::CheckOrder(Ages ages) const {
     if (first > last) {
         return;
     }
-    std::size_t slot = SlotOf(first - 1);
-    const Sample* earlier = samples[slot];
-    for (int age = first; age <= last; ++age) {
-        slot = slot + 1 < static_cast<std::size_t>(maxSize) ? slot + 1 : 0;
-        const Sample* const later = samples[slot];
-        if (later->timestamp < earlier->timestamp) {
-            ascendingSamples = std::min(ascendingSamples, storedSamples - age);
-        }
-        earlier = later;
+    // From the sample before them on, in up to two runs of slots.
+    const auto count = static_cast<std::size_t>(last - first) + 2;
+    const std::size_t slot = SlotOf(first - 1);
+    const std::size_t untilSeam = std::min(count, static_cast<std::size_t>(maxSize) - slot);
+    const Sample* const* const run = samples.data() + slot;
+    bool ascends = true;
+    for (std::size_t i = 1; i < untilSeam; ++i) {
+        ascends &= run[i - 1]->timestamp <= run[i]->timestamp;
+    }
+    const Sample* earlier = run[untilSeam - 1];
+    for (std::size_t i = 0; i < count - untilSeam; ++i) {
+        ascends &= earlier->timestamp <= samples[i]->timestamp;
+        earlier = samples[i];
+    }
+    if (!ascends) {
+        ascendingSamples = std::min(ascendingSamples, CountAscending());
     }
 }
 

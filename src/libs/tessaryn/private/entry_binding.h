@@ -20,7 +20,7 @@ class EntryBinding {
   public:
     struct Entry {
         unsigned short id;
-        /// `UnknownType` when the type has no such entry, or it was not accepted.
+        /// What was kept of its type; `UnknownType` when the type has no such entry.
         BaseType type;
     };
 
@@ -32,20 +32,23 @@ class EntryBinding {
     /// The entry in a sample's type.
     /// \param sample the sample
     /// \param name the entry's name; the same at all times
-    /// \param accepts whether a value type will do; must answer the same at all times
-    template <class Accepts>
-    Entry In(const SampleView& sample, const std::string& name, Accepts accepts) const {
+    /// \param keep what is to be remembered of a value type, below 16; the same at all times
+    template <class Keep>
+    Entry In(const SampleView& sample, const std::string& name, Keep keep) const {
         std::uint64_t word = bound.load(std::memory_order_relaxed);
         if (word >> numberShift != sample.LayoutNumber()) [[unlikely]]
-            word = Bind(sample, name, accepts);
+            word = Bind(sample, name, keep);
         return EntryOf(word);
     }
 
-    /// The same where the sample's type was the one asked last; else no entry.
+    /// Hands over the entry, if the sample is whole and its type the one that was asked last.
     /// \param sample the sample
-    Entry InKnown(const SampleView& sample) const {
+    /// \param use what takes an `Entry`
+    /// \param otherwise the result where nothing is known
+    template <class Use, class Result>
+    Result WithKnown(const SampleView& sample, Use use, Result otherwise) const {
         const std::uint64_t word = bound.load(std::memory_order_relaxed);
-        return word >> numberShift == sample.LayoutNumber() ? EntryOf(word) : Entry{0, UnknownType};
+        return word >> numberShift == sample.NumberIfWhole() ? use(EntryOf(word)) : otherwise;
     }
 
   private:
@@ -58,13 +61,13 @@ class EntryBinding {
     static constexpr unsigned int typeMask = (1U << typeBits) - 1;
     static constexpr unsigned int numberShift = 16 + typeBits;
 
-    template <class Accepts>
-    std::uint64_t Bind(const SampleView& sample, const std::string& name, Accepts accepts) const {
+    template <class Keep>
+    std::uint64_t Bind(const SampleView& sample, const std::string& name, Keep keep) const {
         const StreamType* const type = sample.Type();
         const bool exists = type != nullptr && type->EntryExists(name);
         const unsigned short id = exists ? type->EntryId(name) : StreamType::invalidEntryId;
         const BaseType declared = exists ? type->GetType(id) : UnknownType;
-        const unsigned int kept = accepts(declared) ? declared : UnknownType;
+        const unsigned int kept = exists ? keep(declared) : UnknownType;
         const std::uint64_t word =
             sample.LayoutNumber() << numberShift | std::uint64_t{id} << typeBits | kept;
         bound.store(word, std::memory_order_relaxed);

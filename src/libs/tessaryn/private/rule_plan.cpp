@@ -157,6 +157,9 @@ struct alignas(64) RulePlan::Step {
         Odd        ///< an odd number of operands holds
     };
 
+    /// Of a comparison that may have been too quick to tell.
+    enum class Verdict : unsigned char { Fails, Passes, Unknown };
+
     explicit Step(const Source& madeOf) : source(&madeOf) {}
 
     Kind kind = Kind::Tree;
@@ -176,34 +179,28 @@ struct alignas(64) RulePlan::Step {
 
     bool Exists(const SampleView& sample) const { return AnyEntryIn(sample).type != UnknownType; }
 
-    /// The way of most comparisons, with nothing in it that they don't need: one number of a type
-    /// that has been met before.
-    [[gnu::always_inline]] bool Compare(const SampleView& sample) const {
-        const auto [id, type] = entry.InKnown(sample);
-        if (isWhole && (type == Double || type == Int32)) {
-            const std::string_view bytes = sample.Bytes(id);
-            if (type == Double && bytes.size() == sizeof(double)) {
-                return Passes(layout::Load<double>(bytes.data()), op, literal.As<double>());
-            }
-            if (type == Int32 && bytes.size() == sizeof(int))
-                return Passes(layout::Load<int>(bytes.data()), op, literal.As<int>());
-        }
-        return CompareAny(sample);
+    /// Whether the one number of an entry passes, where it is of a frequent type and the sample's
+    /// type is the one asked last; else nothing is known.
+    Verdict CompareQuickly(const SampleView& sample) const {
+        return entry.WithKnown(
+            sample,
+            [&](EntryBinding::Entry known) {
+                const std::string_view bytes = sample.BytesOfKnown(known.id);
+                if (known.type == quickDouble && bytes.size() == sizeof(double))
+                    return InOrder(layout::Load<double>(bytes.data()), literal.As<double>());
+                if (known.type == quickInt32 && bytes.size() == sizeof(int))
+                    return InOrder(layout::Load<int>(bytes.data()), literal.As<int>());
+                return Verdict::Unknown;
+            },
+            Verdict::Unknown);
     }
 
-    bool CompareSize(const SampleView& sample) const {
-        const auto [id, type] = AnyEntryIn(sample);
-        if (type == UnknownType || !literal.FitsInto(UInt32))
-            return false;
-        const std::size_t size = layout::ElementsIn(type, sample.Bytes(id).size());
-        return Passes(static_cast<unsigned int>(size), op, literal.As<unsigned int>());
-    }
-
-  private:
-    bool CompareAny(const SampleView& sample) const {
-        const auto [id, type] = entry.In(sample, source->entryName, [this](BaseType declared) {
-            return literal.FitsInto(declared);
-        });
+    bool Compare(const SampleView& sample) const {
+        const auto [id, boundType] = entry.In(sample, source->entryName,
+                                              [this](BaseType declared) { return Kept(declared); });
+        const BaseType type = boundType == quickDouble  ? Double
+                              : boundType == quickInt32 ? Int32
+                                                        : boundType;
         if (type == UnknownType)
             return false;
         const std::string_view bytes = sample.Bytes(id);
@@ -225,8 +222,41 @@ struct alignas(64) RulePlan::Step {
         return AllPass(type, bytes.data() + first * width, count * width, op, literal);
     }
 
+    bool CompareSize(const SampleView& sample) const {
+        const auto [id, type] = AnyEntryIn(sample);
+        if (type == UnknownType || !literal.FitsInto(UInt32))
+            return false;
+        const std::size_t size = layout::ElementsIn(type, sample.Bytes(id).size());
+        return Passes(static_cast<unsigned int>(size), op, literal.As<unsigned int>());
+    }
+
+  private:
+    // Beside the value types: whole entries of them, to be compared quickly where they have one
+    // element.
+    static constexpr auto quickDouble = static_cast<BaseType>(layout::lastType + 1);
+    static constexpr auto quickInt32 = static_cast<BaseType>(layout::lastType + 2);
+
+    /// What is remembered of an entry's type; `UnknownType` where no element can pass.
+    BaseType Kept(BaseType declared) const {
+        if (!literal.FitsInto(declared))
+            return UnknownType;
+        if (isWhole && declared == Double)
+            return quickDouble;
+        return isWhole && declared == Int32 ? quickInt32 : declared;
+    }
+
+    /// By the operator's bit for less, equal or greater, in the order of `Outcome`.
+    template <class T>
+    Verdict InOrder(T value, T other) const {
+        // No number compares like one that is none.
+        if (value != value || other != other) [[unlikely]]
+            return Verdict::Unknown;
+        const int outcome = 1 + (value > other ? 1 : 0) - (value < other ? 1 : 0);
+        return static_cast<Verdict>((op >> outcome) & 1);
+    }
+
     EntryBinding::Entry AnyEntryIn(const SampleView& sample) const {
-        return entry.In(sample, source->entryName, [](BaseType) { return true; });
+        return entry.In(sample, source->entryName, [](BaseType type) { return type; });
     }
 };
 
@@ -351,6 +381,7 @@ class RulePlan::Builder {
 
 RulePlan::RulePlan(std::shared_ptr<RLExpr> parsed) : tree(std::move(parsed)) {
     Builder(*this).Append(tree.get());
+    FindComparisons();
     pure = IsOfLibrary(tree.get());
 }
 
@@ -362,30 +393,33 @@ bool RulePlan::Holds(const SubscriptionArgs& args) const {
     return Holds(SampleView(*args.sample), args);
 }
 
+/// The way of most rules: comparisons of numbers. Whatever else it meets, it leaves to the other,
+/// which begins anew: asking twice can't be told.
 bool RulePlan::Holds(const SampleView& sample, const SubscriptionArgs& args) const {
-    return Holds(steps.front(), sample, args);
-}
-
-/// With as little as possible around the comparisons that most rules are made of.
-inline bool RulePlan::Holds(const Step& step, const SampleView& sample,
-                            const SubscriptionArgs& args) {
-    if (step.kind == Step::Kind::Compare)
-        return step.Compare(sample);
-    if (step.kind != Step::Kind::Until)
-        return HoldsOther(step, sample, args);
-    const Step* const end = step.End();
-    for (const Step* operand = step.Operands(); operand != end; operand = operand->End()) {
-        const bool holds = operand->kind == Step::Kind::Compare
-                               ? operand->Compare(sample)
-                               : HoldsOther(*operand, sample, args);
-        if (holds == step.truth)
-            return step.truth;
+    for (const Step* step = comparisons; step != comparisonsEnd; ++step) {
+        const Step::Verdict verdict = step->CompareQuickly(sample);
+        if (verdict == static_cast<Step::Verdict>(decisive))
+            return decisive;
+        if (verdict == Step::Verdict::Unknown) [[unlikely]]
+            return Holds(steps.front(), sample, args);
     }
-    return !step.truth;
+    return comparisons != nullptr ? !decisive : Holds(steps.front(), sample, args);
 }
 
-bool RulePlan::HoldsOther(const Step& step, const SampleView& sample,
-                          const SubscriptionArgs& args) {
+/// Finds the comparisons of a rule that is one, or a chain of nothing else.
+void RulePlan::FindComparisons() {
+    const Step& front = steps.front();
+    const bool isChain = front.kind == Step::Kind::Until;
+    const Step* const begin = isChain ? front.Operands() : &front;
+    const auto isComparison = [](const Step& step) { return step.kind == Step::Kind::Compare; };
+    if (!std::all_of(begin, front.End(), isComparison))
+        return;
+    comparisons = begin;
+    comparisonsEnd = front.End();
+    decisive = isChain && front.truth;
+}
+
+bool RulePlan::Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args) {
     switch (step.kind) {
         case Step::Kind::Tree:
             return valueOf(step.source->part, args).convert<bool>();
@@ -395,10 +429,19 @@ bool RulePlan::HoldsOther(const Step& step, const SampleView& sample,
             return args.changeType == step.changeType;
         case Step::Kind::Exists:
             return step.Exists(sample);
+        case Step::Kind::Compare:
+            return step.Compare(sample);
         case Step::Kind::Size:
             return step.CompareSize(sample);
         case Step::Kind::Not:
             return !Holds(*step.Operands(), sample, args);
+        case Step::Kind::Until:
+            for (const Step* operand = step.Operands(); operand != step.End();
+                 operand = operand->End()) {
+                if (Holds(*operand, sample, args) == step.truth)
+                    return step.truth;
+            }
+            return !step.truth;
         case Step::Kind::Odd: {
             bool odd = false;
             for (const Step* operand = step.Operands(); operand != step.End();
@@ -407,11 +450,8 @@ bool RulePlan::HoldsOther(const Step& step, const SampleView& sample,
             }
             return odd;
         }
-        case Step::Kind::Compare:
-        case Step::Kind::Until:
-            break;
     }
-    return Holds(step, sample, args);
+    return false;
 }
 
 }  // namespace velmora::core::tessaryn

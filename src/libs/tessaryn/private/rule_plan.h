@@ -55,13 +55,16 @@ class RulePlan {
     class Builder;
 
     static bool Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args);
-    static bool HoldsOther(const Step& step, const SampleView& sample,
-                           const SubscriptionArgs& args);
+    void FindComparisons();
 
+    /// Where the whole rule is a chain of comparisons: these, up to one that is `decisive`.
+    const Step* comparisons = nullptr;
+    const Step* comparisonsEnd = nullptr;
+    bool decisive = false;
+    bool pure = false;
     std::vector<Step> steps;
     std::shared_ptr<RLExpr> tree;
     std::deque<Source> sources;
-    bool pure = false;
 };
 
 }  // namespace velmora::core::tessaryn
