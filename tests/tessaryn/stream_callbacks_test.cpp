@@ -171,6 +171,48 @@ TEST_F(StreamCallbacks, KeepWhatTheyHaveInHand) {
     EXPECT_TRUE(stream.IsEmpty());
 }
 
+/// Counts the calls of a host's code, and lets one of them fail.
+struct Steps {
+    struct Failure {};
+
+    void Take() {
+        if (taken++ == failing)
+            throw Failure();
+    }
+
+    int failing = -1;
+    int taken = 0;
+};
+
+class SteppingRule : public TestRule {
+  public:
+    SteppingRule(Steps& counted, Function decide) : TestRule(std::move(decide)), steps(counted) {}
+    ISubscriptionRule* Clone() const override {
+        steps.Take();
+        return new SteppingRule(*this);
+    }
+
+  private:
+    Steps& steps;
+};
+
+class SteppingDelegate : public TestDelegate {
+  public:
+    SteppingDelegate(Steps& counted, int number, Function notified)
+        : TestDelegate(number, std::move(notified)), steps(counted) {}
+    bool equals(const AbstractDelegate& other) const override {
+        steps.Take();
+        return TestDelegate::equals(other);
+    }
+    AbstractDelegate* clone() const override {
+        steps.Take();
+        return new SteppingDelegate(*this);
+    }
+
+  private:
+    Steps& steps;
+};
+
 class Bytes : public std::stringbuf {
   public:
     Bytes(const std::string& bytes, std::function<void()> action)
@@ -193,6 +235,63 @@ TEST_F(StreamCallbacks, OfAnInputMayClear) {
     stream.PushNew(in, nullptr);
     EXPECT_EQ(log, "a4 ");
     EXPECT_TRUE(stream.IsEmpty());
+}
+
+// Every call of the host's code fails once. What comes after is as if nothing had been.
+TEST_F(StreamCallbacks, MayFailAtEveryStep) {
+    Steps steps;
+    const auto subscription = [&](int target) {
+        const auto rule = [&](SubscriptionArgs&) {
+            steps.Take();
+            return true;
+        };
+        const auto notified = [&, target](Stream&, SubscriptionArgs& args) {
+            log += std::to_string(target) + std::to_string(args.changeType) + ' ';
+            steps.Take();
+            if (target == 1 && args.changeType == changed) {
+                stream.Unsubscribe({Always(), SteppingDelegate(steps, 1, {})});
+                stream.PopLatest();
+            }
+        };
+        const SteppingRule steppingRule(steps, rule);
+        return StreamSubscription(steppingRule, SteppingDelegate(steps, target, notified));
+    };
+    const auto use = [&](auto&&...) { steps.Take(); };
+    const auto live = [&] {
+        stream.Subscribe(subscription(0));
+        stream.Subscribe(subscription(1));
+        stream.PushNew(use);
+        stream.ChangeLatest(use, true);
+        Bytes bytes(test::BinaryForm({test::BytesOf(4)}), use);
+        std::istream in(&bytes);
+        in.exceptions(std::ios::badbit);
+        stream.PushNew(in, nullptr);
+        stream.DeserializeLatest(in, nullptr);
+        stream.GetLatest(use);
+        stream.GetAll(use);
+        stream.AtomicExecute(use);
+        stream.Unsubscribe(subscription(0));
+        stream.PopLatest();
+        stream.PopLatest();
+    };
+    live();
+    const std::string whole = std::exchange(log, "");
+    const int count = std::exchange(steps.taken, 0);
+    EXPECT_GT(count, 30);
+    for (steps.failing = 0; steps.failing < count; ++steps.failing) {
+        SCOPED_TRACE(steps.failing);
+        stream.Clear(all);
+        steps.taken = 0;
+        EXPECT_THROW(live(), Steps::Failure);
+        EXPECT_EQ(whole.rfind(log, 0), 0U) << log;
+        stream.Clear(all);
+        EXPECT_EQ(TestRule::live + TestDelegate::live, 0);
+        log.clear();
+        live();
+        EXPECT_EQ(log, whole);
+        log.clear();
+    }
+    EXPECT_TRUE(test::LocksAreFree(stream));
 }
 
 TEST_F(StreamCallbacks, MayMoveTheSampleThatLaterRulesAreAskedFor) {
