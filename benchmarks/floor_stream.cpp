@@ -98,11 +98,14 @@ void FloorStream::Notify(const FloorSample& sample) {
 
 /// The callback got live samples and may have stamped them anew: the next search relies on it.
 void FloorStream::NoticeOrder(const Samples& answer) const {
-    const auto isAfter = [](const FloorSample* earlier, const FloorSample* later) {
-        return later->GetTimeStamp() < earlier->GetTimeStamp();
-    };
-    if (std::adjacent_find(answer.begin(), answer.end(), isAfter) != answer.end())
-        ascending = false;
+    // As numbers: assigning a POCO time stamp is a call.
+    Poco::Timestamp::TimeVal earlier = Poco::Timestamp::TIMEVAL_MIN;
+    for (const FloorSample* sample : answer) {
+        const Poco::Timestamp::TimeVal later = sample->GetTimeStamp().epochMicroseconds();
+        if (later < earlier)
+            ascending = false;
+        earlier = later;
+    }
 }
 
 }  // namespace velmora::benchmarks

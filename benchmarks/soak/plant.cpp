@@ -1,0 +1,313 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "soak/plant.h"
+
+#include "serializer/json_format.h"
+#include "tessaryn/sample_check.h"
+#include "tessaryn/subscription_rules.h"
+
+#include <Poco/Delegate.h>
+#include <Poco/Logger.h>
+
+#include <algorithm>
+#include <functional>
+#include <sstream>
+#include <utility>
+
+namespace soak {
+
+using namespace tessaryn;
+using serialization::NodeRef;
+using serialization::NodeTree;
+using serialization::Serializer;
+
+namespace {
+
+constexpr int lineCount = 240;
+constexpr int lineLength = 48;
+const Serializer<NodeRef> serializer;
+
+enum Entry : unsigned short { number, values, text, even, check };
+
+void Declare(StreamType& type) {
+    type.Add("number", Int64, 1)
+        .Add("values", Double, 4)
+        .Add("text", String, 0)
+        .Add("even", Bool, 1)
+        .Add("check", Int64, 1);
+}
+
+void Fill(Sample& sample, long long value) {
+    sample.Set(number, 0, value);
+    sample.Resize(values, 4);
+    for (unsigned int i = 0; i < 4; ++i)
+        sample.Set(values, i, static_cast<double>(value));
+    sample.Set(text, std::string(static_cast<std::size_t>(value % 40), 'x'));
+    sample.Set(even, 0, value % 2 == 0);
+    sample.Set(check, 0, ~value);
+}
+
+bool IsWhole(const Sample& sample) {
+    const long long value = sample.GetInt64(number, 0);
+    if (sample.GetInt64(check, 0) != ~value || sample.GetBool(even, 0) != (value % 2 == 0) ||
+        sample.GetSize(values) != 4)
+        return false;
+    for (unsigned int i = 0; i < 4; ++i) {
+        if (sample.GetDouble(values, i) != static_cast<double>(value))
+            return false;
+    }
+    return sample.GetString(text) == std::string(static_cast<std::size_t>(value % 40), 'x');
+}
+
+/// Whole, and in the order in which they were pushed: around the ring's seam there is one descent.
+void ExpectWhole(const std::vector<Sample*>& samples, Referee& referee, bool ordered) {
+    int descents = 0;
+    long long last = 0;
+    for (const Sample* sample : samples) {
+        referee.Expect(IsWhole(*sample), "a reader saw a torn sample");
+        const long long value = sample->GetInt64(number, 0);
+        descents += value <= std::exchange(last, value) ? 1 : 0;
+    }
+    referee.Expect(descents <= 1 || !ordered, "a reader saw samples out of order");
+}
+
+std::string GuestPath(Random& random) {
+    return "guests/g" + std::to_string(random() % 8) + "/s" + std::to_string(random() % 6);
+}
+
+std::string GuestType(Random& random) {
+    return "guests/T" + std::to_string(random() % 12);
+}
+
+/// A subscriber that is there for a moment only.
+class Visitor {
+  public:
+    explicit Visitor(Referee& judge) : referee(judge) {}
+    Visitor(const Visitor&) = delete;
+    Visitor& operator=(const Visitor&) = delete;
+    ~Visitor() { here = false; }
+
+    void OnChange(SubscriptionArgs& args) {
+        referee.Expect(here, "a subscriber was told after it had gone");
+        referee.Expect(IsWhole(*args.sample), "a subscriber saw a torn sample");
+        ++told;
+    }
+    long long Told() const { return told; }
+
+  private:
+    Referee& referee;
+    std::atomic<bool> here = true;
+    long long told = 0;
+};
+
+}  // namespace
+
+void Line::OnChange(SubscriptionArgs& args) {
+    ++told[args.changeType];
+    referee->Expect(IsWhole(*args.sample), "a subscriber saw a torn sample");
+    if (args.changeType != pushed)
+        return;
+    referee->Expect(args.sample->GetInt64(number, 0) == told[pushed], "a push was not told of");
+    even += args.sample->GetBool(soak::even, 0) ? 1 : 0;
+}
+
+Plant::Plant(Referee& judge)
+    : referee(judge),
+      types(Poco::Logger::root(), '/'),
+      streams(Poco::Logger::root(), '/'),
+      type(&types.Add("Reading")->Add({1, 0, 0})) {
+    Declare(*type);
+    for (int i = 0; i < lineCount; ++i) {
+        Line& line = *lines.emplace_back(std::make_unique<Line>());
+        const std::string path =
+            "plant/hall" + std::to_string(i % 10) + "/line" + std::to_string(i);
+        line.referee = &referee;
+        line.stream = streams.AddStream(path, type, 1 + i % lineLength);
+        line.stream->Subscribe({Always(), Poco::delegate(&line, &Line::OnChange)});
+        line.stream->Subscribe({Expression("pushed() && even == true && values >= 0.0"),
+                                Poco::delegate(&line, &Line::OnEven)});
+        line.stream->Subscribe({And(Expression("number < 0 || text.size >= 40"), Always()),
+                                Poco::delegate(&line, &Line::OnNever)});
+    }
+}
+
+void Plant::Push(Random& random) {
+    Line& line = AnyLine(random);
+    line.stream->PushNew([&](Sample& sample) { Fill(sample, ++line.pushes); });
+}
+
+void Plant::PushFromPeer(Random& random) {
+    Line& line = AnyLine(random);
+    line.stream->AtomicExecute([&] {
+        Sample sent(type, Poco::Timestamp());
+        Fill(sent, line.pushes + 1);
+        std::stringstream bytes;
+        sent.Serialize(bytes);
+        std::string block = bytes.str();
+        const bool damaged = random() % 4 == 0;
+        if (damaged && random() % 2 == 0)
+            block.resize(random() % block.size());
+        else if (damaged)
+            block[random() % (2 * sizeof(unsigned int))] ^= '\x5a';
+        const bool refused = !CheckSample(block, *type).empty();
+        referee.Expect(refused == damaged, "the check of bytes was wrong");
+        if (!refused) {
+            ++line.pushes;
+            line.stream->PushNew(bytes, this);
+        }
+    });
+}
+
+void Plant::Pop(Random& random) {
+    // Fewer than there are pushes, or the rings would run empty.
+    for (int i = 0; i < 6; ++i)
+        Read(random);
+    Line& line = AnyLine(random);
+    line.stream->AtomicExecute([&] {
+        line.pops += line.stream->IsEmpty() ? 0 : 1;
+        line.stream->PopLatest();
+    });
+}
+
+void Plant::Change(Random& random) {
+    Line& line = AnyLine(random);
+    line.stream->AtomicExecute([&] {
+        if (line.stream->IsEmpty())
+            return;
+        ++line.changes;
+        line.stream->ChangeLatest(
+            [](Sample& sample) {
+                const long long value = sample.GetInt64(number, 0);
+                Fill(sample, value + 1);
+                sample.Resize(values, 200);
+                Fill(sample, value);
+            },
+            true);
+    });
+}
+
+void Plant::Read(Random& random) {
+    const Stream& stream = *AnyLine(random).stream;
+    const auto look = [&](const std::vector<Sample*>& samples) {
+        ExpectWhole(samples, referee, true);
+    };
+    const Poco::Timestamp now;
+    const Poco::Timespan span(static_cast<Poco::Timespan::TimeDiff>(random() % 100000));
+    switch (random() % 4) {
+        case 0:
+            return stream.GetAll(look);
+        case 1:
+            return stream.GetSince(now - span, look);
+        case 2:
+            return stream.GetBetween(now - span - span, now - span, look);
+        default:
+            return stream.GetLast(span, look);
+    }
+}
+
+void Plant::Visit(Random& random) {
+    Line& line = AnyLine(random);
+    Visitor visitor(referee);
+    const StreamSubscription subscription(
+        random() % 2 == 0
+            ? Expression("number > 0 && (pushed() || check.size == 1) ^^ nosuch.exists == true")
+            : Not(HasStreamChangeType(popped)),
+        Poco::delegate(&visitor, &Visitor::OnChange));
+    line.stream->Subscribe(subscription);
+    line.stream->PushNew([&](Sample& sample) { Fill(sample, ++line.pushes); });
+    line.stream->Unsubscribe(subscription);
+    referee.Expect(visitor.Told() > 0, "a subscriber was not told");
+}
+
+void Plant::AddGuest(Random& random) {
+    StreamTypeCollection* const collection = types.GetPtr(GuestType(random));
+    if (collection != nullptr)
+        streams.AddStream(GuestPath(random), collection->GetLatestPtr(), 1 + random() % 9L);
+}
+
+/// Types come and go, but none that a stream has.
+void Plant::GardenTypes(Random& random) {
+    const std::string path = GuestType(random);
+    StreamTypeCollection* const collection = types.GetPtr(path);
+    if (collection == nullptr) {
+        Declare(types.Add(path)->PushNew({1, 0, 0}));
+    } else if (!streams.IsStreamTypeInUse(collection)) {
+        referee.Expect(types.Remove(path), "a type could not be removed");
+    }
+}
+
+void Plant::Garden(Random& random) {
+    streams.AtomicExecute([&] {
+        types.AtomicExecute([&] {
+            const unsigned long action = random() % 40;
+            if (action == 0) {
+                streams.Remove("guests");
+            } else if (action < 10) {
+                streams.Remove(GuestPath(random));
+            } else if (action < 12) {
+                const std::string path = GuestPath(random);
+                streams.Remove(path.substr(0, path.rfind('/')));
+            } else if (action < 20) {
+                GardenTypes(random);
+            } else {
+                AddGuest(random);
+            }
+        });
+    });
+}
+
+void Plant::UseGuest(Random& random) {
+    streams.AtomicExecute([&] {
+        Stream* const guest = streams.GetStreamPtr(GuestPath(random));
+        if (guest == nullptr)
+            return;
+        const long long value = static_cast<long long>(random());
+        guest->PushNew([&](Sample& sample) { Fill(sample, value); });
+        guest->GetLatest([&](const Sample& sample) {
+            referee.Expect(sample.GetInt64(number, 0) == value, "a guest's push was lost");
+        });
+        guest->GetAll(
+            [&](const std::vector<Sample*>& samples) { ExpectWhole(samples, referee, false); });
+    });
+}
+
+void Plant::Write(Random& random) {
+    NodeTree tree;
+    NodeRef root = tree.GetRoot();
+    if (random() % 2 == 0) {
+        streams.Serialize(serializer, root);
+        std::ostringstream out;
+        serialization::WriteJson(tree, out);
+        return;
+    }
+    streams.AtomicExecute([&] {
+        types.AtomicExecute([&] {
+            streams.Serialize(serializer, root);
+            const StreamRepository copy(Poco::Logger::root(), serializer, root, types);
+            copy["plant/hall3/line3"].GetAll(
+                [&](const std::vector<Sample*>& samples) { ExpectWhole(samples, referee, true); });
+        });
+    });
+}
+
+void Plant::ExpectBalance() {
+    for (const auto& line : lines) {
+        referee.Expect(line->told[pushed] == line->pushes, "pushes were not told of");
+        referee.Expect(line->told[popped] == line->pops, "pops were not told of");
+        referee.Expect(line->told[changed] == line->changes, "changes were not told of");
+        referee.Expect(line->toldEven == line->even, "a rule chose the wrong pushes");
+        referee.Expect(line->toldNever == 0, "a rule applied that never does");
+        line->stream->GetAll([&](const std::vector<Sample*>& samples) {
+            ExpectWhole(samples, referee, true);
+            const auto isLast = [&](const Sample* sample) {
+                return sample->GetInt64(number, 0) == line->pushes;
+            };
+            referee.Expect(line->pops > 0 || line->pushes == 0 ||
+                               std::any_of(samples.begin(), samples.end(), isLast),
+                           "the last push is lost");
+        });
+    }
+}
+
+}  // namespace soak
