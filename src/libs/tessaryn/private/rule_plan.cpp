@@ -185,11 +185,11 @@ struct alignas(64) RulePlan::Step {
         return entry.WithKnown(
             sample,
             [&](EntryBinding::Entry known) {
-                const std::string_view bytes = sample.BytesOfKnown(known.id);
-                if (known.type == quickDouble && bytes.size() == sizeof(double))
-                    return InOrder(layout::Load<double>(bytes.data()), literal.As<double>());
-                if (known.type == quickInt32 && bytes.size() == sizeof(int))
-                    return InOrder(layout::Load<int>(bytes.data()), literal.As<int>());
+                // The type first: there are no bytes of an entry that doesn't exist.
+                if (known.type == quickDouble)
+                    return CompareOne<double>(sample.BytesOfKnown(known.id));
+                if (known.type == quickInt32)
+                    return CompareOne<int>(sample.BytesOfKnown(known.id));
                 return Verdict::Unknown;
             },
             Verdict::Unknown);
@@ -247,7 +247,11 @@ struct alignas(64) RulePlan::Step {
 
     /// By the operator's bit for less, equal or greater, in the order of `Outcome`.
     template <class T>
-    Verdict InOrder(T value, T other) const {
+    Verdict CompareOne(std::string_view bytes) const {
+        if (bytes.size() != sizeof(T)) [[unlikely]]
+            return Verdict::Unknown;
+        const T value = layout::Load<T>(bytes.data());
+        const T other = literal.As<T>();
         // No number compares like one that is none.
         if (value != value || other != other) [[unlikely]]
             return Verdict::Unknown;
