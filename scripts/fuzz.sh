@@ -1,11 +1,12 @@
-# shellcheck shell=bash
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
+# shellcheck shell=bash disable=SC2154
 
-# The longest input of a target: longer ones only take longer. Documents need room.
+# The longest input of a target: longer ones only take longer.
 fuzz_length() {
     case "$1" in
         documents) echo 4000 ;;
+        paths) echo 150 ;;
         repositories) echo 20000 ;;
         *) echo 500 ;;
     esac
@@ -36,7 +37,7 @@ cmd_fuzz() {
         usage >&2
         return 2
     fi
-    need "${build_packages[@]}" clang libgtest-dev
+    need "${build_packages[@]}" clang libclang-rt-14-dev libgtest-dev
     configure fuzz
     build fuzz
     begin "fuzz each target for $seconds s, $jobs at a time"
