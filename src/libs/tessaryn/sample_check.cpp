@@ -16,10 +16,10 @@ std::string Count(std::uint64_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-bool CanBeEntry(BaseType type, unsigned int begin, unsigned int end, const SampleLimits& limits) {
-    const unsigned int width = layout::WidthOf(type);
-    return end >= begin && (end - begin) % width == 0 &&
-           (end - begin) / width <= limits.maxElements;
+/// Whether the bytes of an entry are those of whole elements, and not of too many.
+bool AreElements(BaseType type, unsigned int bytes, const SampleLimits& limits) {
+    const unsigned int elements = layout::ElementsIn(type, bytes);
+    return elements * layout::WidthOf(type) == bytes && elements <= limits.maxElements;
 }
 
 /// Why the bytes from `begin` to `end` can't be those of an entry.
@@ -31,12 +31,12 @@ std::string FaultOf(const SampleEntry& entry, unsigned int begin, unsigned int e
                std::to_string(begin) + ".";
     }
     const unsigned int width = layout::WidthOf(entry.type);
-    const unsigned int bytes = end - begin;
-    if (bytes % width != 0) {
-        return name + " has " + Count(bytes, "byte") + ", which elements of " +
+    const unsigned int elements = layout::ElementsIn(entry.type, end - begin);
+    if (elements * width != end - begin) {
+        return name + " has " + Count(end - begin, "byte") + ", which elements of " +
                Count(width, "byte") + " don't fill.";
     }
-    return name + " has " + Count(bytes / width, "element") + ": more than the limit of " +
+    return name + " has " + Count(elements, "element") + ": more than the limit of " +
            std::to_string(limits.maxElements) + ".";
 }
 
@@ -61,8 +61,10 @@ std::string CheckSample(std::string_view bytes, const StreamType& type,
         return "The first entry begins at byte " + std::to_string(offsetAt(0)) + ", not at 0.";
     for (std::size_t i = 0; i < entries; ++i) {
         const auto id = static_cast<unsigned short>(i);
-        if (!CanBeEntry(type.GetType(id), offsetAt(i), offsetAt(i + 1), limits))
-            return FaultOf(type.GetEntry(id), offsetAt(i), offsetAt(i + 1), limits);
+        const unsigned int begin = offsetAt(i);
+        const unsigned int end = offsetAt(i + 1);
+        if (end < begin || !AreElements(type.GetType(id), end - begin, limits))
+            return FaultOf(type.GetEntry(id), begin, end, limits);
     }
     const std::size_t there = bytes.size() - table;
     if (offsetAt(entries) != there) {

@@ -66,7 +66,8 @@ void SubscriberList::Clear() {
 template <class Predicate>
 void SubscriberList::RemoveIf(Predicate predicate) {
     const Lock lock(mutex);
-    // By index: comparing delegates calls the host, which may subscribe.
+    // By index, since comparing delegates calls the host, which may subscribe.
+    // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t i = 0; i < subscribers.size(); ++i) {
         if (subscribers[i].IsRemoved() || !predicate(subscribers[i].subscription))
             continue;

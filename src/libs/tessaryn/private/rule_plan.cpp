@@ -10,8 +10,10 @@
 #include "tessaryn/private/subscription_rule_expressions.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -253,8 +255,10 @@ struct alignas(64) RulePlan::Step {
         const T value = layout::Load<T>(bytes.data());
         const T other = literal.As<T>();
         // No number compares like one that is none.
-        if (value != value || other != other) [[unlikely]]
-            return Verdict::Unknown;
+        if constexpr (std::is_floating_point_v<T>) {
+            if (std::isnan(value) || std::isnan(other)) [[unlikely]]
+                return Verdict::Unknown;
+        }
         const int outcome = 1 + (value > other ? 1 : 0) - (value < other ? 1 : 0);
         return static_cast<Verdict>((op >> outcome) & 1);
     }
