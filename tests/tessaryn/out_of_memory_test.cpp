@@ -37,6 +37,8 @@ using test::AllocationProbe;
 using test::CountedSample;
 using test::TestDelegate;
 using utils::Version;
+// Made one by one: a call whose arguments are two new rules leaks the first where the second fails.
+using Rule = std::unique_ptr<ISubscriptionRule>;
 
 const serialization::Serializer<NodeRef> serializer;
 // Longer than what a string holds without memory of its own.
@@ -132,16 +134,23 @@ const Operation operations[] = {
         h.stream->GetLast(Poco::Timespan(1), [](const std::vector<Sample*>&) {});
     }},
     {"subscribe", asItWas, [](Host& h) {
-        h.stream->Subscribe({And(HasStreamChangeType(pushed), Not(Expression("x == 1 || !s.size"))), Host::Telling(2)});
-        h.stream->Subscribe({Or(Xor(Always(), Always()), Always()), Host::Telling(2)});
+        Rule rule(Not(Expression("x == 1 || !s.size")));
+        for (auto* const join : {&And, &Or, &Xor}) {
+            Rule other(HasStreamChangeType(pushed));
+            rule = Rule(join(other.release(), rule.release()));
+        }
+        h.stream->Subscribe({*rule, Host::Telling(2)});
     }},
-    {"unsubscribe", asItWas, [](Host& h) { h.stream->Unsubscribe({Always(), Host::Telling(1)}); }},
+    {"unsubscribe", asItWas, [](Host& h) {
+        const Rule always(Always());
+        h.stream->Unsubscribe({*always, Host::Telling(1)});
+    }},
     {"ask a tree", asItWas, [](Host& h) {
-        const std::unique_ptr<ISubscriptionRule> rule(Expression("x.front == 0 && !(s.type == \"String\") || x.exists ^^ s.exists"));
+        const Rule rule(Expression("x.front == 0 && !(s.type == \"String\") || x.exists ^^ s.exists"));
         Sample sample(h.type, Poco::Timestamp(5));
         SubscriptionArgs args{pushed, &sample, nullptr};
         rule->Applies(args);
-        const std::unique_ptr<ISubscriptionRule> clone(rule->Clone());
+        const Rule clone(rule->Clone());
     }},
     {"check a rule", asItWas, [](Host& h) {
         CheckRule("x > \"many\" && no_such_entry_in_the_whole_type.exists && f()", *h.type);
@@ -294,3 +303,8 @@ TEST(OutOfMemory, LosesNothingWhereverItStrikes) {
 
 }  // namespace
 }  // namespace velmora::core::tessaryn
+
+/// POCO's parser loses a part of its own when it runs out of memory.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:Poco::XML::ParserEngine::pushContext";
+}

@@ -56,15 +56,23 @@ Expr makeComparison(int code, const Expr& left, const Var& value, const std::str
     }
 }
 
+/// The tokenizer owns its tokens, but not one that it has no room for.
+template <class TokenClass>
+void addToken(Poco::StreamTokenizer& tokenizer) {
+    auto token = std::make_unique<TokenClass>();
+    tokenizer.addToken(token.get());
+    static_cast<void>(token.release());
+}
+
 }  // namespace
 
 RLParser::RLParser(const std::string& text) : stream(text), tokenizer(nullptr) {
     auto owner = std::make_unique<Poco::StreamTokenizer>(stream);
-    owner->addToken(new OperatorToken);
-    owner->addToken(new IdentifierToken);
-    owner->addToken(new StringLiteralToken);
-    owner->addToken(new NumberLiteralToken);
-    owner->addToken(new Poco::WhitespaceToken);
+    addToken<OperatorToken>(*owner);
+    addToken<IdentifierToken>(*owner);
+    addToken<StringLiteralToken>(*owner);
+    addToken<NumberLiteralToken>(*owner);
+    addToken<Poco::WhitespaceToken>(*owner);
     tokenizer = owner.release();
 }
 
