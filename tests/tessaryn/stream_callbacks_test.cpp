@@ -1,10 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "support/samples.h"
-#include "support/subscribers.h"
+#include "support/ring_model.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
-#include "tessaryn/stream.h"
 #include "tessaryn/subscription_rules.h"
 
 #include <gtest/gtest.h>
@@ -19,22 +17,17 @@
 namespace velmora::core::tessaryn {
 namespace {
 
-using test::CountedSample;
-using test::SubscriptionOf;
-using test::TestDelegate;
-using test::TestRule;
-using test::TestType;
+using namespace test;
 
 constexpr unsigned int all = Stream::clearSamples | Stream::clearSubscriptions;
 
-/// What callbacks do to the stream that calls them.
+/// What subscribers are told, and what callbacks do to the stream that calls them.
 class StreamCallbacks : public testing::Test {
   protected:
     void TearDown() override {
+        onHostCall = [] {};
         stream.Clear(all);
-        EXPECT_EQ(CountedSample::live, 0);
-        EXPECT_EQ(TestRule::live, 0);
-        EXPECT_EQ(TestDelegate::live, 0);
+        EXPECT_EQ(CountedSample::live + TestRule::live + TestDelegate::live, 0);
     }
 
     /// Pushes a number, and gives what the subscribers logged.
@@ -46,29 +39,142 @@ class StreamCallbacks : public testing::Test {
         return log;
     }
 
-    /// A subscription that logs its name and the number, and then acts.
-    StreamSubscription Logging(int target, std::function<void(const SubscriptionArgs&)> act = {}) {
-        return SubscriptionOf(target, [this, target, act](Stream&, SubscriptionArgs& args) {
-            log += static_cast<char>('a' + target) + std::to_string(args.sample->GetInt32(0, 0));
-            log += args.changeType == popped ? "- " : " ";
-            if (act)
-                act(args);
+    void Log(char name, const SubscriptionArgs& args) {
+        log += name + std::to_string(args.sample->GetInt32(0, 0));
+        log += args.changeType == popped ? "- " : " ";
+    }
+
+    /// A rule that logs its name and the number, and applies, or not.
+    TestRule* Rule(char name, bool applies = true) {
+        return new TestRule([this, name, applies](SubscriptionArgs& args) {
+            Log(name, args);
+            return applies;
         });
     }
 
-    std::vector<int> Stored() const {
-        std::vector<int> numbers;
-        stream.GetAll([&](const std::vector<Sample*>& samples) {
-            for (const Sample* sample : samples)
-                numbers.push_back(sample->GetInt32(0, 0));
-        });
-        return numbers;
+    /// A delegate that logs its name and the number, and then acts.
+    TestDelegate Target(int target, std::function<void(SubscriptionArgs&)> act = {}) {
+        return {target, [this, target, act](Stream& sender, SubscriptionArgs& args) {
+                    EXPECT_EQ(&sender, &stream);
+                    Log(static_cast<char>('a' + target), args);
+                    if (act)
+                        act(args);
+                }};
+    }
+
+    StreamSubscription Logging(int target, std::function<void(SubscriptionArgs&)> act = {}) {
+        return {Always(), Target(target, std::move(act))};
     }
 
     TestType layout{{"x", Int32, 1}};
     Stream stream{&layout.type, 3};
     std::string log;
 };
+
+TEST_F(StreamCallbacks, AskEachRuleBeforeItsDelegateInOrderOfSubscribing) {
+    stream.Subscribe({Rule('A'), Target(0)});
+    stream.Subscribe({Rule('B', false), Target(1)});
+    stream.Subscribe({Rule('C'), Target(2)});
+    stream.Subscribe({Rule('D'), Target(0)});
+    EXPECT_EQ(LogOf(2), "A2 a2 B2 C2 c2 D2 a2 ");
+    // One target, whatever its rules; the others keep their order.
+    stream.Unsubscribe(Logging(0));
+    stream.Unsubscribe(Logging(9));
+    stream.Clear(1 + 8);
+    EXPECT_EQ(LogOf(3), "B3 C3 c3 ");
+    stream.Clear(2);
+    EXPECT_EQ(LogOf(4), "");
+    EXPECT_EQ(AllOf(stream), (std::vector<int>{3, 4}));
+}
+
+TEST_F(StreamCallbacks, ShareOneCopyWhoseChangesLaterSubscriptionsSee) {
+    const auto change = [](SubscriptionArgs& args) {
+        args.sample->Set(0, 0, args.sample->GetInt32(0, 0) + 10);
+        return false;
+    };
+    stream.Subscribe(
+        {And(Always(), Not(Or(Xor(Always(), Always()), new TestRule(change)))), Target(0)});
+    stream.Subscribe(Logging(1, change));
+    stream.Subscribe({Rule('C'), Target(2)});
+    stream.Subscribe({Expression("x == 27"), Target(3)});
+    stream.Subscribe({Expression("x == 7"), Target(4)});
+    EXPECT_EQ(LogOf(7), "a17 b17 C27 c27 d27 ");
+    EXPECT_EQ(LatestOf(stream), 7);
+}
+
+TEST_F(StreamCallbacks, AreToldChangeTypeAndSender) {
+    int tag = 0;
+    stream.Subscribe(Logging(0, [&](const SubscriptionArgs& args) {
+        log += std::to_string(args.changeType) + (args.sender == &tag ? " tagged " : " ");
+    }));
+    const std::string bytes = BinaryForm({BytesOf(9)});
+    std::istringstream in(bytes + bytes + bytes);
+    stream.PushNew(in, &tag);
+    stream.PushNew(in, nullptr);
+    stream.DeserializeLatest(in, &tag);
+    stream.ChangeLatest([](Sample&) {}, true);
+    stream.PopLatest();
+    EXPECT_EQ(log, "a9 0 tagged a9 0 a9 2 tagged a9 2 a9- 1 ");
+}
+
+TEST_F(StreamCallbacks, AreSubscribedUnderALockOfTheirOwn) {
+    stream.AtomicExecute([&] {
+        EXPECT_TRUE(FinishesElsewhere([this] {
+            stream.Subscribe(Logging(0));
+            stream.Subscribe(Logging(1));
+            stream.Unsubscribe(Logging(1));
+        }));
+    });
+    EXPECT_EQ(LogOf(1), "a1 ");
+    stream.AtomicExecute([&] { EXPECT_TRUE(FinishesElsewhere([this] { stream.Clear(2); })); });
+    EXPECT_EQ(LogOf(2), "");
+}
+
+TEST_F(StreamCallbacks, BelongToTheirSubscription) {
+    auto* const rule = Rule('A');
+    StreamSubscription one(rule, Target(0));
+    const StreamSubscription copy(one);
+    EXPECT_NE(copy.GetRule(), rule);
+    StreamSubscription other(TestRule([](SubscriptionArgs&) { return true; }), Target(1));
+    EXPECT_TRUE(one == copy && !(one == other));
+    StreamSubscription moved(std::move(one));
+    EXPECT_EQ(moved.GetRule(), rule);
+    other = moved;
+    EXPECT_TRUE(other == copy);
+    one = std::move(moved);
+    EXPECT_EQ(TestRule::live + TestDelegate::live, 3 + 3);
+    stream.Subscribe(one);
+    EXPECT_EQ(LogOf(1), "A1 a1 ");
+}
+
+TEST_F(StreamCallbacks, ThatThrowLeaveWhatWasDone) {
+    struct Trouble {};
+    const auto fails = [](auto&&...) { throw Trouble(); };
+    const auto passes = [](auto&&...) {};
+    std::istringstream in;
+    const struct {
+        std::function<void()> operation;
+        std::vector<int> stored;
+        std::string told;
+    } cases[] = {{[&] { stream.PushNew(fails); }, {1, 2, 0}, ""},
+                 {[&] { stream.PushNew(in, nullptr); }, {1, 2, 0}, ""},
+                 {[&] { stream.DeserializeLatest(in, nullptr); }, {1, 2}, ""},
+                 {[&] { stream.ChangeLatest(fails, true); }, {1, 2}, ""},
+                 {[&] { stream.PushNew(passes); }, {1, 2, 0}, "a0 "},
+                 {[&] { stream.PopLatest(); }, {1}, "a2- "},
+                 {[&] { stream.ChangeLatest(passes, true); }, {1, 2}, "a2 "}};
+    for (const auto& each : cases) {
+        in = std::istringstream(std::string(9, '\1'));
+        in.exceptions(std::ios::failbit);
+        stream.Clear(all);
+        LogOf(1);
+        LogOf(2);
+        stream.Subscribe(Logging(0, fails));
+        EXPECT_ANY_THROW(each.operation());
+        EXPECT_EQ(AllOf(stream), each.stored);
+        EXPECT_EQ(log, each.told);
+    }
+}
 
 TEST_F(StreamCallbacks, SubscribeAndUnsubscribeFromTheNextNotificationOn) {
     stream.Subscribe(Logging(0, [&](const SubscriptionArgs&) {
@@ -110,7 +216,7 @@ TEST_F(StreamCallbacks, MayClearAllSubscriptionsTheirOwnRuleIncluded) {
                       TestDelegate(0, [&](Stream&, SubscriptionArgs&) { log += "told "; })});
     stream.Subscribe(Logging(1));
     EXPECT_EQ(LogOf(1), "told b1 ");
-    EXPECT_EQ(TestRule::live, 1);
+    EXPECT_EQ(TestRule::live, 0);
     EXPECT_EQ(LogOf(2), "c2 ");
 }
 
@@ -133,11 +239,11 @@ TEST_F(StreamCallbacks, OfANotificationMayPushPopAndClear) {
     }));
     stream.Subscribe(Logging(1));
     EXPECT_EQ(LogOf(1), "cleared b1 ");
-    EXPECT_EQ(Stored(), std::vector<int>{5});
+    EXPECT_EQ(AllOf(stream), std::vector<int>{5});
     EXPECT_EQ(LogOf(2), "a2 a5 b5 a6 b6 a7 b7 a8 b8 b2 ");
-    EXPECT_EQ(Stored(), (std::vector<int>{6, 7, 8}));
+    EXPECT_EQ(AllOf(stream), (std::vector<int>{6, 7, 8}));
     EXPECT_EQ(LogOf(3), "a3 a3- b3- b3 ");
-    EXPECT_EQ(Stored(), (std::vector<int>{7, 8}));
+    EXPECT_EQ(AllOf(stream), (std::vector<int>{7, 8}));
 }
 
 // Reads its samples after having removed them.
@@ -171,48 +277,6 @@ TEST_F(StreamCallbacks, KeepWhatTheyHaveInHand) {
     EXPECT_TRUE(stream.IsEmpty());
 }
 
-/// Counts the calls of a host's code, and lets one of them fail.
-struct Steps {
-    struct Failure {};
-
-    void Take() {
-        if (taken++ == failing)
-            throw Failure();
-    }
-
-    int failing = -1;
-    int taken = 0;
-};
-
-class SteppingRule : public TestRule {
-  public:
-    SteppingRule(Steps& counted, Function decide) : TestRule(std::move(decide)), steps(counted) {}
-    ISubscriptionRule* Clone() const override {
-        steps.Take();
-        return new SteppingRule(*this);
-    }
-
-  private:
-    Steps& steps;
-};
-
-class SteppingDelegate : public TestDelegate {
-  public:
-    SteppingDelegate(Steps& counted, int number, Function notified)
-        : TestDelegate(number, std::move(notified)), steps(counted) {}
-    bool equals(const AbstractDelegate& other) const override {
-        steps.Take();
-        return TestDelegate::equals(other);
-    }
-    AbstractDelegate* clone() const override {
-        steps.Take();
-        return new SteppingDelegate(*this);
-    }
-
-  private:
-    Steps& steps;
-};
-
 class Bytes : public std::stringbuf {
   public:
     Bytes(const std::string& bytes, std::function<void()> action)
@@ -230,7 +294,7 @@ class Bytes : public std::stringbuf {
 
 TEST_F(StreamCallbacks, OfAnInputMayClear) {
     stream.Subscribe(Logging(0));
-    Bytes bytes(test::BinaryForm({test::BytesOf(4)}), [&] { stream.Clear(Stream::clearSamples); });
+    Bytes bytes(BinaryForm({BytesOf(4)}), [&] { stream.Clear(Stream::clearSamples); });
     std::istream in(&bytes);
     stream.PushNew(in, nullptr);
     EXPECT_EQ(log, "a4 ");
@@ -239,30 +303,35 @@ TEST_F(StreamCallbacks, OfAnInputMayClear) {
 
 // Every call of the host's code fails once. What comes after is as if nothing had been.
 TEST_F(StreamCallbacks, MayFailAtEveryStep) {
-    Steps steps;
+    struct Failure {};
+    int taken = 0;
+    int failing = -1;
+    const auto use = [&](auto&&...) {
+        if (taken++ == failing)
+            throw Failure();
+    };
+    onHostCall = use;
     const auto subscription = [&](int target) {
-        const auto rule = [&](SubscriptionArgs&) {
-            steps.Take();
+        const TestRule lent([&](SubscriptionArgs&) {
+            use();
             return true;
-        };
-        const auto notified = [&, target](Stream&, SubscriptionArgs& args) {
-            log += std::to_string(target) + std::to_string(args.changeType) + ' ';
-            steps.Take();
+        });
+        const TestDelegate delegate = Target(target, [&, target](const SubscriptionArgs& args) {
+            use();
             if (target == 1 && args.changeType == changed) {
-                stream.Unsubscribe({Always(), SteppingDelegate(steps, 1, {})});
+                stream.Unsubscribe(Logging(1));
                 stream.PopLatest();
             }
-        };
-        const SteppingRule steppingRule(steps, rule);
-        return StreamSubscription(steppingRule, SteppingDelegate(steps, target, notified));
+        });
+        return target == 0 ? StreamSubscription(lent, delegate)
+                           : StreamSubscription(new TestRule(lent), delegate);
     };
-    const auto use = [&](auto&&...) { steps.Take(); };
     const auto live = [&] {
         stream.Subscribe(subscription(0));
         stream.Subscribe(subscription(1));
         stream.PushNew(use);
         stream.ChangeLatest(use, true);
-        Bytes bytes(test::BinaryForm({test::BytesOf(4)}), use);
+        Bytes bytes(BinaryForm({BytesOf(4)}), use);
         std::istream in(&bytes);
         in.exceptions(std::ios::badbit);
         stream.PushNew(in, nullptr);
@@ -276,13 +345,13 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
     };
     live();
     const std::string whole = std::exchange(log, "");
-    const int count = std::exchange(steps.taken, 0);
+    const int count = std::exchange(taken, 0);
     EXPECT_GT(count, 30);
-    for (steps.failing = 0; steps.failing < count; ++steps.failing) {
-        SCOPED_TRACE(steps.failing);
+    for (failing = 0; failing < count; ++failing) {
+        SCOPED_TRACE(failing);
         stream.Clear(all);
-        steps.taken = 0;
-        EXPECT_THROW(live(), Steps::Failure);
+        taken = 0;
+        EXPECT_THROW(live(), Failure);
         EXPECT_EQ(whole.rfind(log, 0), 0U) << log;
         stream.Clear(all);
         EXPECT_EQ(TestRule::live + TestDelegate::live, 0);
@@ -291,7 +360,7 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
         EXPECT_EQ(log, whole);
         log.clear();
     }
-    EXPECT_TRUE(test::LocksAreFree(stream));
+    EXPECT_TRUE(LocksAreFree(stream));
 }
 
 TEST_F(StreamCallbacks, MayMoveTheSampleThatLaterRulesAreAskedFor) {
@@ -327,7 +396,7 @@ TEST_F(StreamCallbacks, OfAHostInsideATreeGetTheCopy) {
     const std::unique_ptr<ISubscriptionRule> rule(HostRule(isOurs).Clone());
     stream.Subscribe({*rule, TestDelegate(0, [](Stream&, SubscriptionArgs&) {})});
     LogOf(1);
-    EXPECT_EQ(Stored(), std::vector<int>{1});
+    EXPECT_EQ(AllOf(stream), std::vector<int>{1});
 }
 
 }  // namespace

@@ -2,16 +2,15 @@
 // SPDX-License-Identifier: BSL-1.0
 
 #include "support/comma_locale.h"
-#include "support/node_builder.h"
 #include "support/random.h"
-#include "support/samples.h"
+#include "support/sample_model.h"
 #include "support/thrown.h"
 #include "tessaryn/errors.h"
-#include "tessaryn/sample.h"
 #include "tessaryn/sample_check.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -25,26 +24,133 @@
 namespace velmora::core::tessaryn {
 namespace {
 
+using namespace test;
 using Poco::Timestamp;
 using serialization::NodeRef;
 using serialization::SerializationException;
 using serialization::Serializer;
-using test::BinaryForm;
-using test::BinaryOf;
-using test::BytesOf;
-using test::List;
-using test::MessageOf;
-using test::NodeSpec;
-using test::TestType;
-using test::Value;
 
 const Timestamp longAgo(1);
+
+TEST(SampleUse, ChangesAndTellsAsAModelDoes) {
+    Random random;
+    for (int round = 0; round < 60; ++round) {
+        TestType layout({});
+        std::vector<std::string> entries;
+        for (int i = 0; i < 13; ++i) {
+            const auto type = static_cast<BaseType>(Int8 + random.Below(12));
+            layout.type.Add(std::string(1, static_cast<char>('a' + i)), type, 1);
+            entries.emplace_back(SizeOf(type) * random.Below(4), '\2');
+        }
+        SampleModel modelled(layout.type, BinaryForm(entries), random);
+        for (int step = 0; step < 100; ++step)
+            ASSERT_NO_FATAL_FAILURE(modelled.Step());
+    }
+}
+
+TEST(SampleUse, EndsAt32BitsAndAtTheLastEntry) {
+    TestType layout({{"x", Int32, 4}, {"s", String, 4}, {"u", UInt64, 1}});
+    Sample sample(&layout.type, longAgo);
+    const std::string before = BinaryOf(sample);
+    for (const unsigned int tooMany : {0xFFFFFFFFU, 0xFFFFFFF0U}) {
+        EXPECT_THROW(sample.Resize(1, tooMany), std::length_error);
+        EXPECT_THROW(sample.Resize(2, tooMany), std::length_error);
+        EXPECT_NO_THROW(sample.Resize(3, 5));
+        EXPECT_NO_THROW(sample.Resize(StreamType::invalidEntryId, 5));
+        EXPECT_EQ(BinaryOf(sample), before);
+    }
+    EXPECT_EQ(MessageOf<std::invalid_argument>([] { Sample(nullptr, longAgo); }),
+              "Sample needs a valid stream type.");
+}
+
+TEST(SampleCopies, ArePlainValues) {
+    TestType layout({{"x", Int32, 1}, {"s", String, 0}});
+    const Sample empty;
+    Sample source(&layout.type, longAgo);
+    const std::string binary = BinaryForm({BytesOf(17), "abc"});
+    ReadBinary(source, binary);
+    Sample copy(source);
+    Sample assigned(empty);
+    assigned = source;
+    Sample& self = assigned;
+    assigned = self;
+    for (Sample* same : {&copy, &assigned}) {
+        EXPECT_EQ(BinaryOf(*same), binary);
+        EXPECT_EQ(same->GetTimeStamp(), longAgo);
+        same->Set(1, "changed");
+        EXPECT_EQ(BinaryOf(source), binary);
+    }
+    copy = empty;
+    assigned = Sample(std::move(source));
+    EXPECT_EQ(BinaryOf(assigned), binary);
+    for (const Sample& none : {Sample(), Sample(empty), Sample(source), Sample(copy)}) {
+        EXPECT_EQ(none.GetStreamType(), nullptr);
+        EXPECT_EQ(none.GetSerializedSizeInBytes(), 0U);
+        EXPECT_EQ(BinaryOf(none), "");
+    }
+}
+
+/// Does with an entry whatever can be done, for a sanitizer to look at.
+void TouchAll(Sample& sample, unsigned short entry) {
+    const auto touch = [](auto&& action) { MessageOf<std::runtime_error>(action); };
+    touch([&] { sample.GetInt64(entry, 0); });
+    touch([&] { sample.GetString(entry); });
+    touch([&] { sample.Set(entry, 1, 5LL); });
+    touch([&] { sample.Set(entry, 3, "77"); });
+    touch([&] { sample.Set(entry, "some text"); });
+    touch([&] { sample.Resize(entry, 3); });
+    sample = Sample(sample);
+}
+
+TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
+    for (const BaseType added : {Int64, Double, String}) {
+        TestType layout({{"x", Int16, 1}, {"s", String, 3}});
+        Sample sample(&layout.type, longAgo);
+        const std::string before = BinaryOf(sample);
+        layout.type.Add("new", added, 2);
+        EXPECT_EQ(sample.GetSize(2), 0U);
+        TouchAll(sample, 2);
+        EXPECT_EQ(BinaryOf(sample), before);
+
+        Sample longer(&layout.type, longAgo);
+        const std::string whole = BinaryOf(longer);
+        layout.type.Remove(1);
+        longer.Resize(2, 2);
+        EXPECT_EQ(BinaryOf(longer), whole) << "the entry is gone";
+        for (unsigned short entry = 0; entry < 2; ++entry)
+            TouchAll(longer, entry);
+        EXPECT_EQ(BinaryOf(longer).size(), longer.GetSerializedSizeInBytes());
+    }
+}
+
+/// Overrides what the sample asks itself.
+struct Overriding : Sample {
+    using Sample::Sample;
+    unsigned int GetSize(unsigned short) const override { return 1; }
+    void Resize(unsigned short entry, unsigned int) override { Sample::Resize(entry, 2); }
+    StreamType* GetStreamType() const override { return other; }
+    StreamType* other = nullptr;
+};
+
+TEST(SampleOverrides, AreAskedFromInsideTheSample) {
+    TestType layout({{"x", Int32, 2}, {"s", String, 4}});
+    TestType other({{"y", Float, 2}, {"x", String, 4}});
+    Overriding sample(&layout.type, longAgo);
+    sample.other = &other.type;
+    EXPECT_THROW(sample.GetInt32(0, 0), TypeMismatchException);
+    EXPECT_EQ(sample.GetFloat(0, 0), 0.0F);
+    EXPECT_THROW(sample.GetFloat(0, 1), std::out_of_range);
+    sample.Set(1, "abcdef");
+    EXPECT_EQ(sample.GetString(1), "a");
+    EXPECT_EQ(BinaryOf(sample), BinaryForm({std::string(8, '\0'), "ab"}));
+    EXPECT_EQ(sample.EntryId("x"), 1);
+}
 
 TEST(SampleText, OfFloatingPointIsThatOfAnOutputStream) {
     TestType layout({{"f", Float, 1}, {"d", Double, 1}});
     Sample sample(&layout.type, longAgo);
-    test::Random random;
-    const test::CommaLocale comma;
+    Random random;
+    const CommaLocale comma;
     const auto written = [](auto value) {
         std::ostringstream out;
         out.imbue(std::locale::classic());
@@ -52,9 +158,8 @@ TEST(SampleText, OfFloatingPointIsThatOfAnOutputStream) {
         out << value;
         return out.str();
     };
-    std::vector<double> values = {999999.5, 999999999999999.5, 0.0001, -0.0};
-    for (const double value : {std::numeric_limits<double>::infinity(), std::nan("")})
-        values.insert(values.end(), {value, -value});
+    std::vector<double> values = {999999.5, 999999999999999.5, 0.0001, -0.0,
+                                  INFINITY, -INFINITY,         NAN,    -NAN};
     for (int i = 0; i < 20000; ++i) {
         values.push_back(i % 2 == 0 ? random.Below(100000) / 1000.0
                                     : std::bit_cast<double>(random.Bits()));
@@ -110,7 +215,7 @@ TEST(SampleBinary, CutShortLeavesWhatWasThereOrWithAThrowEverything) {
     for (const Case& tested : cases) {
         SCOPED_TRACE(tested.former + ", " + std::to_string(tested.length));
         Sample sample(&layout.type, longAgo);
-        test::ReadBinary(sample, BinaryForm({"12345678", tested.former}));
+        ReadBinary(sample, BinaryForm({"12345678", tested.former}));
         const std::string before = BinaryOf(sample);
         std::istringstream in(golden.substr(0, tested.length));
         in.exceptions(std::ios::failbit);
@@ -151,7 +256,7 @@ TEST(SampleBinary, TakesMemoryOnlyForBytesThatCome) {
     for (const bool isShort : {false, true}) {
         std::string bytes = large;
         if (isShort)
-            bytes = test::BytesOf(0U) + test::BytesOf(8U) + test::BytesOf(~0U) + large.substr(12);
+            bytes = BytesOf(0U) + BytesOf(8U) + BytesOf(~0U) + large.substr(12);
         Sample sample(&layout.type, longAgo);
         Pipe pipe(bytes);
         std::istream in(&pipe);
@@ -186,10 +291,10 @@ TEST(SampleBinary, WithAnyOffsetsStaysInItsMemory) {
         std::string bytes;
         std::string expected;
         for (std::size_t i = 0; i < 3; ++i) {
-            bytes += test::BytesOf(tested.offsets[i]);
-            expected += test::BytesOf(tested.kept[i]);
+            bytes += BytesOf(tested.offsets[i]);
+            expected += BytesOf(tested.kept[i]);
         }
-        test::ReadBinary(sample, bytes + "12345678abc");
+        ReadBinary(sample, bytes + "12345678abc");
         EXPECT_EQ(BinaryOf(sample),
                   expected + std::string("12345678abc").substr(0, tested.kept[2]));
         sample.Resize(0, 2);
@@ -203,25 +308,22 @@ TEST(SampleBinary, WithAnyOffsetsStaysInItsMemory) {
 TEST(SampleCheck, SaysWhatIsWrongBeforeASampleIsTouched) {
     TestType layout({{"x", Int32, 2}, {"s", String, 0}});
     const auto bytes = [](unsigned int first, unsigned int second, unsigned int third) {
-        return test::BytesOf(first) + test::BytesOf(second) + test::BytesOf(third) + "12345678abc";
+        return BytesOf(first) + BytesOf(second) + BytesOf(third) + "12345678abc";
     };
-    const auto check = [&](const std::string& block) {
-        return CheckSample(block, layout.type, {100, 5});
-    };
-    EXPECT_EQ(check(golden), "");
-    EXPECT_EQ(check(BinaryForm({"", ""})), "");
-    EXPECT_EQ(check(golden.substr(0, 11)), "The offsets take 12 bytes, but there are only 11.");
-    EXPECT_EQ(check(bytes(1, 8, 11)), "The first entry begins at byte 1, not at 0.");
-    EXPECT_EQ(check(bytes(0, 8, 6)), "Entry 's' ends at byte 6, before it begins at byte 8.");
-    EXPECT_EQ(check(bytes(0, 7, 11)),
-              "Entry 'x' has 7 bytes, which elements of 4 bytes don't fill.");
-    EXPECT_EQ(check(bytes(0, 8, 10)),
-              "The entries end at byte 10, but there are 11 bytes of elements.");
-    EXPECT_EQ(check(bytes(0, 8, 12)),
-              "The entries end at byte 12, but there are 11 bytes of elements.");
-    EXPECT_EQ(check(bytes(0, 4, 11)), "Entry 's' has 7 elements: more than the limit of 5.");
-    EXPECT_EQ(check(BinaryForm({std::string(100, 'x'), ""})),
-              "The sample has 112 bytes: more than the limit of 100.");
+    const std::pair<std::string, std::string> cases[] = {
+        {golden, ""},
+        {BinaryForm({"", ""}), ""},
+        {golden.substr(0, 11), "The offsets take 12 bytes, but there are only 11."},
+        {bytes(1, 8, 11), "The first entry begins at byte 1, not at 0."},
+        {bytes(0, 8, 6), "Entry 's' ends at byte 6, before it begins at byte 8."},
+        {bytes(0, 7, 11), "Entry 'x' has 7 bytes, which elements of 4 bytes don't fill."},
+        {bytes(0, 8, 10), "The entries end at byte 10, but there are 11 bytes of elements."},
+        {bytes(0, 8, 12), "The entries end at byte 12, but there are 11 bytes of elements."},
+        {bytes(0, 4, 11), "Entry 's' has 7 elements: more than the limit of 5."},
+        {BinaryForm({std::string(100, 'x'), ""}),
+         "The sample has 112 bytes: more than the limit of 100."}};
+    for (const auto& [block, message] : cases)
+        EXPECT_EQ(CheckSample(block, layout.type, {100, 5}), message);
     EXPECT_EQ(CheckSample(BinaryForm({std::string(100, 'x'), ""}), layout.type), "");
 }
 
@@ -240,11 +342,11 @@ TEST(SampleNode, HoldsTimeKeysAndTexts) {
                      {"l", String, 0}});
     Sample sample(&layout.type, Timestamp(-5));
     const std::string ones(8, '\xFF');
-    test::ReadBinary(sample, BinaryForm({"a\x80", BytesOf<short>(-2), BytesOf(1) + BytesOf(-1),
-                                         BytesOf(-1LL << 63), "\xFF", "\xFF\xFF", BytesOf(~0U),
-                                         ones, BytesOf(1234567.5F), BytesOf(1234567.5),
-                                         std::string("\2\0", 2), "a;b\n"}));
-    const test::CommaLocale comma;
+    ReadBinary(sample, BinaryForm({"a\x80", BytesOf<short>(-2), BytesOf(1) + BytesOf(-1),
+                                   BytesOf(-1LL << 63), "\xFF", "\xFF\xFF", BytesOf(~0U), ones,
+                                   BytesOf(1234567.5F), BytesOf(1234567.5), std::string("\2\0", 2),
+                                   "a;b\n"}));
+    const CommaLocale comma;
     const std::vector<std::string> texts = {
         "97;-128",     "-2",        "1;-1",       "-9223372036854775808",
         "255",         "65535",     "4294967295", "18446744073709551615",
@@ -256,7 +358,7 @@ TEST(SampleNode, HoldsTimeKeysAndTexts) {
             (i == 0 ? "Entry/1(Key/2=" : " Entry/1(Key/2=") + key + " Value/2=" + texts[i] + ")";
         EXPECT_EQ(ToString(&sample, key, 0), texts[i].substr(0, i == 11 ? 1 : texts[i].find(';')));
     }
-    EXPECT_EQ(test::Written(sample), "/1(TimeStamp/2=-5 Entries/17(" + expected + "))");
+    EXPECT_EQ(Written(sample), "/1(TimeStamp/2=-5 Entries/17(" + expected + "))");
     EXPECT_THROW(ToString(&sample, 1, 1), std::out_of_range);
     EXPECT_THROW(ToString(&sample, 12, 0), std::out_of_range);
     EXPECT_THROW(ToString(&sample, "nope", 0), EntryNotFoundException);
@@ -269,7 +371,7 @@ Sample ReadNode(StreamType& type, const std::string& time,
     std::vector<NodeSpec> list;
     for (const auto& [key, value] : entries)
         list.push_back(List("Entry", {Value("Key", key), Value("Value", value)}));
-    const test::BuiltTree tree({Value("TimeStamp", time), List("Entries", list)});
+    const BuiltTree tree({Value("TimeStamp", time), List("Entries", list)});
     return {&type, Serializer<NodeRef>(), tree.Root()};
 }
 
@@ -297,15 +399,10 @@ TEST(SampleNode, IsReadByGrowingEntriesAndKeepingTheRest) {
         EXPECT_EQ(sample.GetTimeStamp() == Timestamp(12345), row.keepsTime);
     }
     EXPECT_THROW(ReadNode(layout.type, "5", {{"nope", "1"}}), EntryNotFoundException);
-    for (const std::string lacking : {"Value", "Key"}) {
-        const NodeSpec whole = List("Entry", {Value("Key", "s"), Value("Value", "abc")});
-        const NodeSpec part = List("Entry", {Value(lacking == "Key" ? "Value" : "Key", "x")});
-        const test::BuiltTree tree({List("Entries", {whole, part})});
-        EXPECT_EQ(
-            MessageOf<SerializationException>(
-                [&] { Sample(&layout.type, Serializer<NodeRef>(), tree.Root()); }),
-            "Value at position '/Entries/Entry[2]/" + lacking + "' broke rule 'Is mandatory'.");
-    }
+    const BuiltTree tree({List("Entries", {List("Entry", {Value("Value", "x")})})});
+    EXPECT_EQ(MessageOf<SerializationException>(
+                  [&] { Sample(&layout.type, Serializer<NodeRef>(), tree.Root()); }),
+              "Value at position '/Entries/Entry/Key' broke rule 'Is mandatory'.");
 }
 
 TEST(SampleNode, TakesTheTimeOfReadingForATimeThatIsNone) {
@@ -321,7 +418,7 @@ TEST(SampleNode, TakesTheTimeOfReadingForATimeThatIsNone) {
         const Timestamp time = ReadNode(layout.type, none, {}).GetTimeStamp();
         EXPECT_TRUE(soon < time && time < Timestamp::TIMEVAL_MAX) << none;
     }
-    const Sample bare(&layout.type, Serializer<NodeRef>(), test::BuiltTree({}).Root());
+    const Sample bare(&layout.type, Serializer<NodeRef>(), BuiltTree({}).Root());
     EXPECT_LT(soon, bare.GetTimeStamp());
 }
 
