@@ -348,9 +348,9 @@ class RulePlan::Builder {
     }
 
     template <class Node>
-    void KnowChain(const RLExpr* last, std::size_t index, bool decisive) {
+    void KnowChain(const RLExpr* last, std::size_t index, bool ending) {
         plan.steps[index].kind = Kind::Until;
-        plan.steps[index].truth = decisive;
+        plan.steps[index].truth = ending;
         AppendOperands<Node>(last);
     }
 
