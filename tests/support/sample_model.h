@@ -137,7 +137,9 @@ class SampleModel {
             const std::string text = type.GetEntry(entry).key + end;
             if (!parsed.contains(text))
                 parsed.emplace(text, std::pair(ExpressionRule(text), Parse(text)));
-            const auto& [rule, tree] = parsed.at(text);
+            // Named one by one: Clang 14 takes no structured binding into a lambda.
+            auto& rule = parsed.at(text).first;
+            auto& tree = parsed.at(text).second;
             EXPECT_EQ(OutcomeOf([&] { return rule.Applies(args); }),
                       OutcomeOf([&] { return valueOf(tree.get(), args).convert<bool>(); }))
                 << text;
