@@ -59,7 +59,7 @@ cmd_fuzz() {
         if [[ "$(cat "$place/status")" != 0 ]]; then
             failed=1
             grep -E -A 12 'Failure$|ERROR:|runtime error:|terminate called' "$place/log" |
-                grep -v NEW_FUNC | head -n 30 >&2 || true
+                grep -vE 'NEW_FUNC|#[0-9]+ .*(fuzzer::|testing::|sanitizer|raise|abort|pthread|Finding)' | head -n 30 >&2 || true
             echo "The whole output is in $place/log. To see it again:" >&2
             printf 'build/fuzz/bin/fuzz_%s %s\n' "$target" "$(echo "$place"/findings/*)" >&2
         fi
