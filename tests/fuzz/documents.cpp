@@ -11,10 +11,13 @@
 void velmora::test::Fuzz(std::string_view input) {
     const std::string text(input);
     for (const TextForm& form : {xml, json}) {
+        NodeTree tree;
         try {
-            ExpectKept(Read(form, text));
+            tree = Read(form, text);
         } catch (const core::serialization::SerializationException&) {
+            continue;
         }
+        ExpectKept(tree);
     }
     const std::size_t half = text.size() / 2;
     const NodeTree tree;
