@@ -110,125 +110,146 @@ const auto fill = [](Sample& sample) {
     sample.Set(1, longText);
 };
 
-// clang-format off
 const Operation operations[] = {
     {"push", addsSome, [](Host& h) { h.stream->PushNew(fill); }},
-    {"push a sample", addsSome, [](Host& h) { h.stream->PushNew(new CountedSample(h.type, Poco::Timestamp(5))); }},
-    {"push bytes", addsSome, [](Host& h) {
-        std::istringstream in(test::BinaryForm({"12345678", longText}));
-        h.stream->PushNew(in, nullptr);
-    }},
-    {"push a node", addsSome, [](Host& h) { h.stream->PushNew(serializer, h.SavedStream()["Samples"].GetNodes()[0]); }},
+    {"push a sample", addsSome,
+     [](Host& h) { h.stream->PushNew(new CountedSample(h.type, Poco::Timestamp(5))); }},
+    {"push bytes", addsSome,
+     [](Host& h) {
+         std::istringstream in(test::BinaryForm({"12345678", longText}));
+         h.stream->PushNew(in, nullptr);
+     }},
+    {"push a node", addsSome,
+     [](Host& h) { h.stream->PushNew(serializer, h.SavedStream()["Samples"].GetNodes()[0]); }},
     {"fill", addsSome, [](Host& h) { h.stream->Fill(serializer, h.SavedStream()); }},
     {"change", addsSome, [](Host& h) { h.stream->ChangeLatest(fill, true); }},
-    {"change by bytes", addsSome, [](Host& h) {
-        std::istringstream in(test::BinaryForm({"12345678", longText}));
-        h.stream->DeserializeLatest(in, nullptr);
-    }},
+    {"change by bytes", addsSome,
+     [](Host& h) {
+         std::istringstream in(test::BinaryForm({"12345678", longText}));
+         h.stream->DeserializeLatest(in, nullptr);
+     }},
     {"pop", addsSome, [](Host& h) { h.stream->PopLatest(); }},
-    {"clear in hand", addsSome, [](Host& h) {
-        h.stream->GetAll([&](const std::vector<Sample*>&) { h.stream->Clear(Stream::clearSamples); });
-    }},
-    {"query", asItWas, [](Host& h) {
-        h.stream->GetSince(Poco::Timestamp(2), [](const std::vector<Sample*>&) {});
-        h.stream->GetLast(Poco::Timespan(1), [](const std::vector<Sample*>&) {});
-    }},
-    {"subscribe", asItWas, [](Host& h) {
-        Rule rule(Not(Expression("x == 1 || !s.size")));
-        for (auto* const join : {&And, &Or, &Xor}) {
-            Rule other(HasStreamChangeType(pushed));
-            rule = Rule(join(other.release(), rule.release()));
-        }
-        h.stream->Subscribe({*rule, Host::Telling(2)});
-    }},
-    {"unsubscribe", asItWas, [](Host& h) {
-        const Rule always(Always());
-        h.stream->Unsubscribe({*always, Host::Telling(1)});
-    }},
-    {"ask a tree", asItWas, [](Host& h) {
-        const Rule rule(Expression("x.front == 0 && !(s.type == \"String\") || x.exists ^^ s.exists"));
-        Sample sample(h.type, Poco::Timestamp(5));
-        SubscriptionArgs args{pushed, &sample, nullptr};
-        rule->Applies(args);
-        const Rule clone(rule->Clone());
-    }},
-    {"check a rule", asItWas, [](Host& h) {
-        CheckRule("x > \"many\" && no_such_entry_in_the_whole_type.exists && f()", *h.type);
-        DescribeRule("x[1:2] == 5 && !y");
-        CheckSample("too short", *h.type);
-    }},
-    {"use a sample", asItWas, [](Host& h) {
-        Sample sample(h.type, Poco::Timestamp(5));
-        fill(sample);
-        sample.Resize(0, 9);
-        Sample copy(sample);
-        copy = sample;
-        Sample moved(std::move(copy));
-        moved = std::move(sample);
-        moved.GetString(1);
-        ToString(&moved, "x", 1);
-        const NodeTree tree;
-        NodeRef node = tree.GetRoot();
-        moved.Serialize(serializer, node);
-        const Sample read(h.type, serializer, node);
-    }},
-    {"make a type", asItWas, [](Host& h) {
-        StreamType copy(*h.type);
-        copy.Add(longText, Double, 1).Add("y", Int8, 1);
-        copy.Remove(0);
-        copy.GetEntryNames();
-        copy = *h.type;
-        copy.IsHashCompatible(copy.GetHash());
-    }},
+    {"clear in hand", addsSome,
+     [](Host& h) {
+         h.stream->GetAll(
+             [&](const std::vector<Sample*>&) { h.stream->Clear(Stream::clearSamples); });
+     }},
+    {"query", asItWas,
+     [](Host& h) {
+         h.stream->GetSince(Poco::Timestamp(2), [](const std::vector<Sample*>&) {});
+         h.stream->GetLast(Poco::Timespan(1), [](const std::vector<Sample*>&) {});
+     }},
+    {"subscribe", asItWas,
+     [](Host& h) {
+         Rule rule(Not(Expression("x == 1 || !s.size")));
+         for (auto* const join : {&And, &Or, &Xor}) {
+             Rule other(HasStreamChangeType(pushed));
+             rule = Rule(join(other.release(), rule.release()));
+         }
+         h.stream->Subscribe({*rule, Host::Telling(2)});
+     }},
+    {"unsubscribe", asItWas,
+     [](Host& h) {
+         const Rule always(Always());
+         h.stream->Unsubscribe({*always, Host::Telling(1)});
+     }},
+    {"ask a tree", asItWas,
+     [](Host& h) {
+         const Rule rule(
+             Expression("x.front == 0 && !(s.type == \"String\") || x.exists ^^ s.exists"));
+         Sample sample(h.type, Poco::Timestamp(5));
+         SubscriptionArgs args{pushed, &sample, nullptr};
+         rule->Applies(args);
+         const Rule clone(rule->Clone());
+     }},
+    {"check a rule", asItWas,
+     [](Host& h) {
+         CheckRule("x > \"many\" && no_such_entry_in_the_whole_type.exists && f()", *h.type);
+         DescribeRule("x[1:2] == 5 && !y");
+         CheckSample("too short", *h.type);
+     }},
+    {"use a sample", asItWas,
+     [](Host& h) {
+         Sample sample(h.type, Poco::Timestamp(5));
+         fill(sample);
+         sample.Resize(0, 9);
+         Sample copy(sample);
+         copy = sample;
+         Sample moved(std::move(copy));
+         moved = std::move(sample);
+         moved.GetString(1);
+         ToString(&moved, "x", 1);
+         const NodeTree tree;
+         NodeRef node = tree.GetRoot();
+         moved.Serialize(serializer, node);
+         const Sample read(h.type, serializer, node);
+     }},
+    {"make a type", asItWas,
+     [](Host& h) {
+         StreamType copy(*h.type);
+         copy.Add(longText, Double, 1).Add("y", Int8, 1);
+         copy.Remove(0);
+         copy.GetEntryNames();
+         copy = *h.type;
+         copy.IsHashCompatible(copy.GetHash());
+     }},
     {"add an entry", addsSome, [](Host& h) { h.type->Add(longText, Double, 1); }},
-    {"add a type", addsSome, [](Host& h) {
-        h.types.Add("area/" + longText)->Add(Version(1, 0, 0));
-        h.types["area/line/Pos"].PushNew(Version(0, 1, 0));
-    }},
-    {"look up", asItWas, [](Host& h) {
-        h.streams.GetStreamPtr("area/line/" + longText);
-        h.types.FindByFullName("area.line.Pos");
-        h.types.GetGroup("area").GetAllGroupPtrs();
-        h.streams.GetGroup("area/line").GetFullName();
-        h.streams.GetGroup("area/line").GetItemNames();
-        h.streams.IsStreamTypeInUse(h.type);
-    }},
-    {"add streams", addsSome, [](Host& h) {
-        h.streams.AddStream("area/line/new", new Stream(h.type, 5));
-        h.streams.AddStream("area/" + longText + "/new", h.type, 5);
-        h.streams.AddStream(serializer, h.SavedStream(), h.types);
-        for (int i = 0; i < manyStreams; ++i)
-            h.streams.AddStream("area/another stream " + std::to_string(i), h.type, 5);
-    }},
-    {"remove streams", removesSome, [](Host& h) {
-        for (int i = 0; i < manyStreams; ++i)
-            h.streams.Remove("area/stream number " + std::to_string(i));
-        h.streams.Remove("area/line");
-    }},
-    {"clear groups", removesSome, [](Host& h) {
-        h.streams.GetGroup("area/line").Clear();
-        h.streams.Clear();
-    }},
-    {"remove types", removesSome, [](Host& h) {
-        h.streams.Clear();
-        h.types.GetGroup("area").RemoveAllTypesOfVersion(Version(1, 0, 0));
-    }},
-    {"read a repository", addsSome, [](Host& h) {
-        StreamRepository other(h.logger, serializer, h.saved.GetRoot(), h.types);
-        h.streams.Fill(serializer, h.saved.GetRoot(), h.types);
-    }},
-    {"write and read XML", asItWas, [](Host& h) {
-        std::istringstream in(h.xml);
-        std::ostringstream out;
-        WriteXml(serialization::ReadXml(in), out);
-    }},
-    {"write and read JSON", asItWas, [](Host& h) {
-        std::istringstream in(h.json);
-        std::ostringstream out;
-        WriteJson(serialization::ReadJson(in), out);
-    }},
+    {"add a type", addsSome,
+     [](Host& h) {
+         h.types.Add("area/" + longText)->Add(Version(1, 0, 0));
+         h.types["area/line/Pos"].PushNew(Version(0, 1, 0));
+     }},
+    {"look up", asItWas,
+     [](Host& h) {
+         h.streams.GetStreamPtr("area/line/" + longText);
+         h.types.FindByFullName("area.line.Pos");
+         h.types.GetGroup("area").GetAllGroupPtrs();
+         h.streams.GetGroup("area/line").GetFullName();
+         h.streams.GetGroup("area/line").GetItemNames();
+         h.streams.IsStreamTypeInUse(h.type);
+     }},
+    {"add streams", addsSome,
+     [](Host& h) {
+         h.streams.AddStream("area/line/new", new Stream(h.type, 5));
+         h.streams.AddStream("area/" + longText + "/new", h.type, 5);
+         h.streams.AddStream(serializer, h.SavedStream(), h.types);
+         for (int i = 0; i < manyStreams; ++i)
+             h.streams.AddStream("area/another stream " + std::to_string(i), h.type, 5);
+     }},
+    {"remove streams", removesSome,
+     [](Host& h) {
+         for (int i = 0; i < manyStreams; ++i)
+             h.streams.Remove("area/stream number " + std::to_string(i));
+         h.streams.Remove("area/line");
+     }},
+    {"clear groups", removesSome,
+     [](Host& h) {
+         h.streams.GetGroup("area/line").Clear();
+         h.streams.Clear();
+     }},
+    {"remove types", removesSome,
+     [](Host& h) {
+         h.streams.Clear();
+         h.types.GetGroup("area").RemoveAllTypesOfVersion(Version(1, 0, 0));
+     }},
+    {"read a repository", addsSome,
+     [](Host& h) {
+         StreamRepository other(h.logger, serializer, h.saved.GetRoot(), h.types);
+         h.streams.Fill(serializer, h.saved.GetRoot(), h.types);
+     }},
+    {"write and read XML", asItWas,
+     [](Host& h) {
+         std::istringstream in(h.xml);
+         std::ostringstream out;
+         WriteXml(serialization::ReadXml(in), out);
+     }},
+    {"write and read JSON", asItWas,
+     [](Host& h) {
+         std::istringstream in(h.json);
+         std::ostringstream out;
+         WriteJson(serialization::ReadJson(in), out);
+     }},
 };
-// clang-format on
 
 /// Whether the host still does all that it should, whatever has been added or removed.
 void ExpectWorks(Host& host) {
