@@ -195,6 +195,11 @@ TEST_F(StreamTypes, AreAddressedByPathOrFullName) {
         EXPECT_EQ(added->GetFullName(), c[1]);
         EXPECT_EQ(types.FindByFullName(c[1]), added) << c[0];
     }
+    // A text of many dots takes no longer than others.
+    const std::string manyDots(200'000, '.');
+    StreamTypeCollection* const dotted = types.Add("c/" + manyDots + "/Pos");
+    EXPECT_EQ(types.FindByFullName(dotted->GetFullName()), dotted);
+    EXPECT_EQ(types.FindByFullName("c" + manyDots + "Pos"), nullptr);
     EXPECT_EQ(types.Add("a/b/Pos/"), types.GetGroup("a/b").GetPtr("Pos"));
     EXPECT_TRUE(types.FindByFullName("b.Pos") == nullptr && types.GetPtr("a.b.Pos") == nullptr);
     EXPECT_TRUE(types.Add("") == nullptr && types.AddGroup("") == nullptr);

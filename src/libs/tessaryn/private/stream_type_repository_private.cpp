@@ -6,7 +6,10 @@
 #include "tessaryn/errors.h"
 #include "tessaryn/private/node_fields.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -19,22 +22,48 @@ using serialization::Serializer;
 
 namespace {
 
+/// Where a group's name in front of the rest may end, in ascending order: at each ".", or, of a
+/// text with more of them than there are groups, where one of the groups ends. Else a document
+/// could name a type so that the search for it takes for ever.
+std::vector<std::size_t> PossibleEnds(const StreamTypeCollectionGroup& group,
+                                      const std::string& rest) {
+    constexpr std::ptrdiff_t fewDots = 32;
+    const std::ptrdiff_t dots = std::count(rest.begin(), rest.end(), '.');
+    std::vector<std::size_t> ends;
+    if (dots <= fewDots || dots <= std::ssize(group.GetAllGroupPtrs())) {
+        for (std::size_t dot = rest.find('.'); dot != std::string::npos;
+             dot = rest.find('.', dot + 1))
+            ends.push_back(dot);
+        return ends;
+    }
+    for (const std::string& name : group.GetGroupNames()) {
+        if (rest.starts_with(name) && rest.size() > name.size() && rest[name.size()] == '.')
+            ends.push_back(name.size());
+    }
+    std::sort(ends.begin(), ends.end());
+    return ends;
+}
+
 /// The collection that a full name leads to from a group down, each "." taken both for a part of a
 /// name and for what joins two names.
-StreamTypeCollection* FindBelow(const StreamTypeCollectionGroup& group, const std::string& rest) {
+/// \param isTop whether the group's own full name is empty
+StreamTypeCollection* FindBelow(const StreamTypeCollectionGroup& group, const std::string& rest,
+                                bool isTop) {
     StreamTypeCollection* found = group.GetItemPtr(rest);
     // An unnamed group at the top leaves no trace in the full names below it.
-    const StreamTypeCollectionGroup* const unnamed =
-        group.GetFullName().empty() ? group.GetGroupPtr("") : nullptr;
+    const StreamTypeCollectionGroup* const unnamed = isTop ? group.GetGroupPtr("") : nullptr;
     if (found == nullptr && unnamed != nullptr)
-        found = FindBelow(*unnamed, rest);
-    for (std::size_t dot = rest.find('.'); found == nullptr && dot != std::string::npos;
-         dot = rest.find('.', dot + 1)) {
-        const StreamTypeCollectionGroup* const below = group.GetGroupPtr(rest.substr(0, dot));
+        found = FindBelow(*unnamed, rest, unnamed->GetName().empty());
+    if (found != nullptr)
+        return found;
+    for (const std::size_t end : PossibleEnds(group, rest)) {
+        const StreamTypeCollectionGroup* const below = group.GetGroupPtr(rest.substr(0, end));
         if (below != nullptr)
-            found = FindBelow(*below, rest.substr(dot + 1));
+            found = FindBelow(*below, rest.substr(end + 1), isTop && below->GetName().empty());
+        if (found != nullptr)
+            return found;
     }
-    return found;
+    return nullptr;
 }
 
 }  // namespace
@@ -42,7 +71,7 @@ StreamTypeCollection* FindBelow(const StreamTypeCollectionGroup& group, const st
 StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::FindByFullName(
     const std::string& fullName) {
     const Lock lock(mutex);
-    return FindBelow(GetRoot(), fullName);
+    return FindBelow(GetRoot(), fullName, true);
 }
 
 StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::Add(const std::string& path) {
