@@ -188,6 +188,7 @@ TEST(RuleParser, RefusesATextInItsOwnWords) {
         {"expected: &, got:  ", {"x & y"}},
         {"Unterminated string literal", {"x == \"a"}},
         {"Not a valid integer: 5x1F", {"x == 5x1F", "x[5x1F]"}},
+        {"Not a valid integer: -", {"x == -", "x[-]"}},
         {"Not a valid integer: 2147483648", {"x[2147483648]"}},
         {"Not a valid hexadecimal integer: 0x100000000", {"x[0:0x100000000]"}},
         {"Not a valid floating-point number: 1e400", {"x == 1e400"}},

@@ -214,6 +214,10 @@ TEST_F(StreamTypes, AreAddressedByPathOrFullName) {
     // Asked for by path, it gets the group as parent.
     EXPECT_EQ(types.Add("d/Pos"), read);
     EXPECT_EQ(read->GetFullName(), "d.d/Pos");
+    EXPECT_EQ(&types.Get("d/Pos"), read);
+    types.Clear();
+    EXPECT_EQ(MessageOf<ItemNotFoundException>([&] { types.Get("Any"); }),
+              "Item 'Any' does not exist.");
 }
 
 TEST_F(StreamTypes, ReadTheSeparatorOfANode) {
@@ -367,6 +371,11 @@ TEST_F(Streams, AreAddressedByPathAndOwnedFromTheCallOn) {
     EXPECT_EQ(TimesOf(*streams.AddStream(serializer, node.Root()["Stream"], types)), "1 ");
     EXPECT_THROW(streams.AddStream(serializer, node.Root()["Bad"], types), SerializationException);
     EXPECT_TRUE(streams.GetStreamPtr("c/s") != nullptr && streams.GetStreamPtr("c/t") == nullptr);
+    // In a group the name is no path.
+    StreamGroup& group = streams.GetGroup("c");
+    Stream* const named = group.AddStream(serializer, node.Root()["Stream"], types);
+    EXPECT_EQ(group.AddStream(serializer, node.Root()["Stream"], types), named);
+    EXPECT_EQ(group.GetStreamPtr("c/s"), named);
     EXPECT_EQ(&streams["plant/line1/s"], stored);
     EXPECT_EQ(streams.GetGroup("plant/line1").GetFullName(), "plant.line1");
     EXPECT_EQ(streams.GetGroupPtr(""), &streams.GetRoot());
