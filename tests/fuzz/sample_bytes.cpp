@@ -84,7 +84,7 @@ void Fuzz(std::string_view input) {
     ASSERT_EQ(BinaryOf(again), after) << "what was written is not read";
     ExpectSameInStream(type, before, bytes);
 
-    SampleModel modelled(type, after, uses);
+    samples::SampleModel modelled(type, after, uses);
     while (!uses.Done())
         modelled.Step();
 }

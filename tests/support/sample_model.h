@@ -20,13 +20,9 @@
 #include <utility>
 #include <vector>
 
-namespace velmora::test {
+namespace velmora::test::samples {
 
-using core::tessaryn::BaseType;
-using core::tessaryn::Sample;
-using core::tessaryn::StreamType;
-using core::tessaryn::SubscriptionArgs;
-using core::tessaryn::TypesAreCompatible;
+using namespace core::tessaryn;
 
 /// The entries' bytes as the binary form tells them; the first are those before any entry.
 inline std::vector<std::string> PartsOf(const std::string& binary, const StreamType& type) {
@@ -82,8 +78,7 @@ class SampleModel {
     template <class T>
     bool Access(unsigned int index, T (Sample::*get)(unsigned short, unsigned int) const) {
         std::string& bytes = parts[entry + std::size_t{1}];
-        const std::string allowed =
-            Allowed(core::tessaryn::GetBaseType<T>(), index, sample.GetSize(entry));
+        const std::string allowed = Allowed(GetBaseType<T>(), index, sample.GetSize(entry));
         T value{};
         EXPECT_EQ(OutcomeOf([&] { return value = (sample.*get)(entry, index), true; }), allowed);
         EXPECT_EQ(OutcomeOf([&] { return sample.Set(entry, index, T{1}), true; }), allowed);
@@ -108,8 +103,7 @@ class SampleModel {
     /// Everything that text comes of: none of it throws, and the node form is stable once read.
     void ExpectTexts() {
         const std::string text = parts[entry + std::size_t{1}].substr(0, sample.GetSize(entry));
-        EXPECT_EQ(OutcomeOf([&] { return sample.GetString(entry) == text; }),
-                  Allowed(core::tessaryn::Int8));
+        EXPECT_EQ(OutcomeOf([&] { return sample.GetString(entry) == text; }), Allowed(Int8));
         const auto reread = [](const Sample& source) {
             const BuiltTree tree{{}};
             core::serialization::NodeRef root = tree.Root();
@@ -126,11 +120,8 @@ class SampleModel {
 
     /// Rules about one entry answer as their trees do.
     void ExpectRules() {
-        using core::tessaryn::ExpressionRule;
-        static std::map<std::string,
-                        std::pair<ExpressionRule, std::shared_ptr<core::tessaryn::RLExpr>>>
-            parsed;
-        SubscriptionArgs args{core::tessaryn::changed, &sample, nullptr};
+        static std::map<std::string, std::pair<ExpressionRule, std::shared_ptr<RLExpr>>> parsed;
+        SubscriptionArgs args{changed, &sample, nullptr};
         for (const char* end :
              {"", ".size > 2", ".front == 1", ".back != 1", "[1] == 1", "[1:2] < 9", " == 1",
               " != \"xx\"", ".type != \"\"", "[:]", "[39]"}) {
@@ -154,42 +145,34 @@ class SampleModel {
         std::string& bytes = parts[entry + std::size_t{1}];
         const std::size_t width = SizeOf(declared);
         EXPECT_EQ(sample.GetSize(entry), bytes.size() / width);
-        switch (choices.Below(7)) {
-            case 0:
-                bytes.resize(number * width);
-                sample.Resize(entry, number);
-                return false;
-            case 1: {
-                const std::string text(number, 'x');
-                const std::string allowed = Allowed(core::tessaryn::String);
-                EXPECT_EQ(OutcomeOf([&] { return sample.Set(entry, text), true; }), allowed);
-                if (allowed == "true")
-                    bytes = text;
-                return allowed == "true";
-            }
-            case 2:
-                if (number < bytes.size() / width) {
-                    const std::string text = std::to_string(choices.Below(256));
-                    sample.Set(entry, number, text);
-                    SetFromString(declared, text, bytes.data() + number * width);
-                }
-                return false;
-            case 3:
-                return AccessAsEachType(number);
-            case 4: {
-                Sample copy(sample);
-                Sample moved(std::move(copy));
-                copy = moved;
-                sample = std::move(copy);
-                return false;
-            }
-            case 5:
-                ExpectTexts();
-                return false;
-            default:
-                ExpectRules();
-                return false;
+        const unsigned way = choices.Below(7);
+        if (way == 0) {
+            bytes.resize(number * width);
+            sample.Resize(entry, number);
+        } else if (way == 1) {
+            const std::string allowed = Allowed(String);
+            const std::string text(number, 'x');
+            EXPECT_EQ(OutcomeOf([&] { return sample.Set(entry, text), true; }), allowed);
+            if (allowed == "true")
+                bytes = text;
+            return allowed == "true";
+        } else if (way == 2 && number < bytes.size() / width) {
+            const std::string text = std::to_string(choices.Below(256));
+            sample.Set(entry, number, text);
+            SetFromString(declared, text, bytes.data() + number * width);
+        } else if (way == 3) {
+            return AccessAsEachType(number);
+        } else if (way == 4) {
+            Sample copy(sample);
+            Sample moved(std::move(copy));
+            copy = moved;
+            sample = std::move(copy);
+        } else if (way == 5) {
+            ExpectTexts();
+        } else if (way == 6) {
+            ExpectRules();
         }
+        return false;
     }
 
     static inline const Poco::Timestamp longAgo = 1;
@@ -198,7 +181,7 @@ class SampleModel {
     Sample sample;
     std::vector<std::string> parts;
     unsigned short entry = 0;
-    BaseType declared = core::tessaryn::UnknownType;
+    BaseType declared = UnknownType;
 };
 
-}  // namespace velmora::test
+}  // namespace velmora::test::samples

@@ -22,13 +22,9 @@
 namespace velmora::core::tessaryn {
 namespace {
 
+using namespace test;
 using serialization::NodeRef;
-using serialization::NodeTree;
 using serialization::Serializer;
-using test::GroupSpec;
-using test::List;
-using test::Value;
-
 const Serializer<NodeRef> serializer;
 
 using Operation = std::function<void()>;
@@ -59,28 +55,22 @@ void ExpectWaiting(Holder& holder, const std::vector<Operation>& waiting,
         });
         EXPECT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
     }
-    for (const Operation& operation : free) {
-        holder.AtomicExecute([&] {
-            EXPECT_TRUE(test::FinishesElsewhere(operation))
-                << "free operation " << &operation - free.data();
-        });
-    }
+    holder.AtomicExecute([&] {
+        for (const Operation& operation : free)
+            EXPECT_TRUE(FinishesElsewhere(operation)) << "free " << &operation - free.data();
+    });
 }
 
 class RepositoryLocks : public testing::Test {
   protected:
     Operation Write(const auto& object) const {
-        return [&object] {
-            NodeTree written;
-            NodeRef root = written.GetRoot();
-            object.Serialize(serializer, root);
-        };
+        return [&object] { Written(object); };
     }
 
     Poco::Logger& logger = Poco::Logger::get("locks");
     StreamTypeRepository types{logger, '/'};
     StreamType* pos = &types.Add("Pos")->PushNew(utils::Version(1, 0, 0));
-    const test::BuiltTree tree{{GroupSpec(
+    const BuiltTree tree{{GroupSpec(
         "",
         {GroupSpec("a", {}, "Streams",
                    {List("Stream", {Value("Name", "s"), Value("Type", "Pos"), Value("MaxSize", "1"),
@@ -131,13 +121,13 @@ TEST_F(RepositoryLocks, SamplesAreAddedWithTheGroupsLockedFromAboveDown) {
     OpenLock<StreamGroup>& a = *owned;
     root.AddGroup("a", std::move(owned));
     std::string seen;
-    a.AddStream("s", pos, 1)->Subscribe(test::SubscriptionOf(1, [&](Stream&, SubscriptionArgs&) {
+    a.AddStream("s", pos, 1)->Subscribe(SubscriptionOf(1, [&](Stream&, SubscriptionArgs&) {
         seen = std::string(root.IsFree() ? "free " : "held ") + (a.IsFree() ? "free" : "held");
         throw std::runtime_error("a subscriber's");
     }));
     EXPECT_THROW(root.AddSamplesToExistingStreams(serializer, node, types), std::runtime_error);
     EXPECT_EQ(seen, "held held");
-    EXPECT_TRUE(root.IsFree() && a.IsFree() && test::LocksAreFree(a.GetStream("s")));
+    EXPECT_TRUE(root.IsFree() && a.IsFree() && LocksAreFree(a.GetStream("s")));
 }
 
 TEST_F(RepositoryLocks, ThreadsAddFindFillAndWriteTogether) {

@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: BSL-1.0
 
 #include "support/live_count.h"
+#include "support/random.h"
+#include "support/rule_model.h"
 #include "support/rules.h"
-#include "support/samples.h"
-#include "tessaryn/sample.h"
+#include "tessaryn/rule_check.h"
 #include "tessaryn/subscription_rules.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -19,58 +21,50 @@
 namespace velmora::core::tessaryn {
 namespace {
 
-using test::OutcomeOf;
-using test::Parse;
+using namespace test;
 using namespace std::string_literals;
 
-TEST(RuleEvaluation, AnswersAsTheLanguageSays) {
-    test::TestType type({{"x", Int8, 1}, {"low", Int8, 1}, {"u64", UInt64, 1}, {"f", Float, 1}});
-    type.type.Add("b", Bool, 1).Add("s", String, 0).Add("arr", Int32, 3).Add("none", Int32, 0);
-    type.type.Add("empty", String, 0).Add("odd", static_cast<BaseType>(13), 2);
+TEST(RuleEvaluation, OfRandomRulesIsThatOfASecondEvaluator) {
+    Random random;
+    std::map<std::string, int> outcomes;
+    for (int round = 0; round < 6000; ++round) {
+        const rules::Rule rule = rules::RuleMaker(random).Expression(0, true);
+        rules::ModelledSample modelled(random);
+        SubscriptionArgs args = modelled.Args();
+        const std::string expected = OutcomeOf([&] { return rule.Holds(modelled.world); });
+        const std::string where = rule.text + "\n" + BinaryOf(modelled.sample);
+        const ExpressionRule planned(rule.text);
+        ASSERT_EQ(OutcomeOf([&] { return planned.Applies(args); }), expected) << where;
+        const std::shared_ptr<RLExpr> tree = Parse(rule.text);
+        const auto ofTree = [&] { return valueOf(tree.get(), args).convert<bool>(); };
+        ASSERT_EQ(OutcomeOf(ofTree), expected) << where;
+        ++outcomes[expected];
+    }
+    // Rules that all fail, or all hold, would show nothing.
+    EXPECT_TRUE(outcomes["true"] > 500 && outcomes["false"] > 500 && outcomes.size() == 5U);
+}
+
+TEST(RuleEvaluation, TakesRareTypesAndLiteralsToo) {
+    TestType type({{"u64", UInt64, 1}, {"f", Float, 1}, {"s", String, 0}, {"arr", Int32, 3}});
+    type.type.Add("odd", static_cast<BaseType>(13), 2);
     Sample sample(&type.type, Poco::Timestamp());
-    sample.Set(0, 0, char{-5});
-    sample.Set(1, 0, char{-128});
-    sample.Set(2, 0, ~0ULL);
-    sample.Set(3, 0, 0.1F);
-    sample.Set(4, 0, true);
-    sample.Set(5, "a\0b"s);
-    for (unsigned i = 0; i < 3; ++i)
-        sample.Set(6, i, static_cast<int>(i + 1));
+    sample.Set(0, 0, ~0ULL);
+    sample.Set(1, 0, 0.1F);
+    sample.Set(2, "a\0b"s);
     SubscriptionArgs args{changed, &sample, nullptr};
-    const struct {
-        std::string outcome;
-        std::vector<std::string> rules;
-    } cases[] = {
-        {"true",
-         {"x == -5 && x == \"-5\" && x == -5.9 && low == -128 && low <= -127.0",
-          "u64 == \"18446744073709551615\" && u64 > 9223372036854775807 && f == 0.1",
-          "b == 1 && b == \"yes\" && b == 0.5", "s == \"a\0b\" && s[2] == \"a\0b\""s,
-          "arr[-1] > 0 && arr[2:2147483647] == 3 && arr[:1] < 3 && arr[-1:0] == 1",
-          "odd.type == \"Unknown\"", "empty.front == \"\" && empty.back == \"\"",
-          "changed() || nosuch[0]", "x == -5 ||"}},
-        {"false",
-         {"x == 300 || x != 300 || x < 300 || x > 300 || x != \"abc\"", "u64 != -1 || u64 > -1",
-          "low == -128.0 || low != -128.0", "arr != 2 || arr[3:] != 9 || arr[2:1] != 9",
-          "empty == \"\" || empty != \"\" || empty[0] == \"\"", "x.Size == 1 || nosuch.size != 1",
-          "odd == 0 || odd != 0 || odd.front == 0", "Changed() || X", "x == 1 && none.back == 1"}},
-        {"Bad cast exception: Can not convert to bool", {"arr[0:1]", "!arr[:]"}},
-        {"Invalid access: Can not convert empty value.",
-         {"", "()", "!", "&& x", "x == -5 &&", "nosuch[0]", "arr[5]", "x.nosuch"}},
-        {"std: Index out of range.", {"none.back == 1", "none.back ^^ nosuch[0]"}},
-    };
-    for (const auto& [outcome, rules] : cases) {
-        for (const std::string& text : rules) {
-            const std::unique_ptr<ISubscriptionRule> rule(Expression(text));
-            EXPECT_EQ(OutcomeOf([&] { return rule->Applies(args); }), outcome) << text;
-            const auto ofTree = [&] { return valueOf(Parse(text).get(), args).convert<bool>(); };
-            EXPECT_EQ(OutcomeOf(ofTree), outcome) << text;
-        }
+    for (const std::string& text :
+         {"u64 == \"18446744073709551615\" && u64 > 9223372036854775807 && !(u64 != -1)"s,
+          "f == 0.1 && arr[2:2147483647] == 0 && arr[:1] < 3"s,
+          "s == \"a\0b\" && s[2] == \"a\0b\" && odd.type == \"Unknown\""s,
+          "!(odd == 0 || odd != 0 || odd.front == 0)"s}) {
+        EXPECT_TRUE(ExpressionRule(text).Applies(args)) << text;
+        EXPECT_TRUE(valueOf(Parse(text).get(), args).convert<bool>()) << text;
     }
 }
 
 TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
     const std::unique_ptr<ISubscriptionRule> rule(Expression("a == 1 && !b"));
-    const auto ask = [&](test::TestType& type) {
+    const auto ask = [&](TestType& type) {
         Sample sample(&type.type, Poco::Timestamp());
         if (type.type.EntryExists("a"))
             sample.Set(sample.EntryId("a"), 0, "1");
@@ -79,8 +73,8 @@ TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
         const std::unique_ptr<ISubscriptionRule> clone(rule->Clone());
         return rule->Applies(args) && clone->Applies(args);
     };
-    test::TestType first({{"a", Int32, 1}});
-    test::TestType second({{"b", Int32, 1}, {"a", Double, 1}});
+    TestType first({{"a", Int32, 1}});
+    TestType second({{"b", Int32, 1}, {"a", Double, 1}});
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&] {
@@ -105,7 +99,7 @@ TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
 
 /// A rule that is counted, reports each call in a log, and answers as its name says: "T" and "F"
 /// apply or don't, "!" throws instead; "c" throws when it is cloned.
-struct NamedRule : ISubscriptionRule, test::LiveCount<NamedRule> {
+struct NamedRule : ISubscriptionRule, LiveCount<NamedRule> {
     NamedRule(char ruleName, std::string& journal) : name(ruleName), log(journal) {}
     ~NamedRule() override = default;
     bool Applies(SubscriptionArgs& /*args*/) const override {
@@ -157,6 +151,46 @@ TEST(RuleCombinators, AskInOrderAndNoMoreThanNeededAndCloneRightBeforeLeft) {
         }
         EXPECT_EQ(NamedRule::live, 0);
     }
+}
+
+TEST(RuleCheck, FindsWhatCanNeverMatch) {
+    StreamType type;
+    type.Add("x", Int8, 1).Add("v", UInt16, 3).Add("s", String, 0).Add("b", Bool, 1);
+    std::string chain = "X == 1";
+    for (int i = 0; i < 20'000; ++i)
+        chain += " && X == 1";
+    const auto never = [](const std::string& literal, const std::string& as,
+                          const std::string& term) {
+        return "The literal '" + literal + "' does not convert to " + as + ": the comparison '" +
+               term + "' never holds";
+    };
+    const std::string noX = "The stream type has no entry 'X'";
+    const std::string noY = "The stream type has no entry 'y'";
+    const struct {
+        std::string text;
+        std::vector<std::string> messages;
+    } cases[] = {
+        {"", {}},
+        {"x == 127 && x != -128 && x < 1.5 && v[2:7] >= 65535 && s == \"\" && b != false", {}},
+        {"s == 5 && s.size > 2 && s.type == \"String\" && x == \"7\" && x.exists == false", {}},
+        {"pushed() && popped() != true && !changed() || true() ^^ false()", {}},
+        {"x != 128", {never("128", "Int8", "!= 128")}},
+        {"x.front == -128.0", {never("-128", "Int8", "== -128")}},
+        {"v[9] < -1", {never("-1", "UInt16", "< -1")}},
+        {"s.size >= \"many\"", {never("many", "UInt32", ">= many")}},
+        {"!(y.exists == true) ^^ X == 1 || y[2] < 300", {noY, noX}},
+        {"y.front > 1 && (x == 300)", {noY, never("300", "Int8", "== 300")}},
+        {"x.length == 1", {"There is no property 'length': 'x.length' has no value"}},
+        {"Pushed()", {"There is no function 'Pushed': 'Pushed()' is always false"}},
+        {chain + " && y == 1", {noX, noY}},
+    };
+    for (const auto& each : cases) {
+        std::vector<std::string> messages;
+        for (const RuleFinding& finding : CheckRule(each.text, type))
+            messages.push_back(finding.message);
+        EXPECT_EQ(messages, each.messages) << each.text.substr(0, 100);
+    }
+    EXPECT_THROW(CheckRule("x ==", type), Poco::SyntaxException);
 }
 
 }  // namespace

@@ -72,7 +72,6 @@ TEST(RuleTokens, SplitAText) {
         {"&\0"s, "{expected: &, got: \0} "s},
         {"_a9 Z\t\r\n\v\fb 9a", "id:_a9 id:Z id:b int:9 id:a "},
         {"a\xff\0a @ #"s, "id:a bad:\xff bad:\0 id:a bad:@ bad:# "s},
-        {"x[1:3]", "id:x op3:[ int:1 op5:: int:3 op4:] "},
         {"1..2 1.5.2 .5", "int:1 op6:. op6:. int:2 float:1.5 op6:. int:2 op6:. int:5 "},
         {"1. 1.e5 1.5e+3 2E7 7", "float:1. float:1.e5 float:1.5e+3 float:2E7 int:7 "},
         {"1e", "{expected: digit, got: \xff} "},
@@ -82,47 +81,38 @@ TEST(RuleTokens, SplitAText) {
         {"1,5 -3+4 - 3", "int:1 bad:, int:5 int:-3 int:+4 int:- int:3 "},
         {R"("a\"b" "\\"a)", R"(str:"a\"b" str:"\\" id:a )"},
         {"\"\"\"a\xff\t\0b\""s, "str:\"\" str:\"a\xff\t\0b\" "s},
-        {"\"\\\n\"", "str:\"\\\n\" "},
         {"\"a\nb\"", unterminated},
         {"x \"a\r\"", "id:x " + unterminated},
         {"\"a\\\"", unterminated},
-        {"\"", unterminated},
     };
     for (const auto& [text, tokens] : cases)
         EXPECT_EQ(TokensOf(text), tokens) << "of: " << text;
 }
 
-TEST(RuleTokens, NumbersConvertToEachInteger) {
-    const std::string no = "Not a valid integer: ";
-    const std::string unsign = "Not a valid unsigned integer: ";
-    const std::string hex = "Not a valid hexadecimal integer: ";
+TEST(RuleTokens, NumbersConvertToUnsignedIntegersToo) {
+    const std::string no = "Not a valid unsigned integer: ";
     const std::vector<std::string> cases[] = {
-        {"007", "7", "7", "7", "7"},
-        {"0xFFFFFFFF", "-1", "4294967295", "4294967295", "4294967295"},
-        {"0xffffffffffffffff", hex, "-1", hex, "18446744073709551615"},
-        {"5x1F", no, no, unsign, unsign},
-        {"-3", "-3", "-3", unsign, unsign},
-        {"4294967296", no, "4294967296", unsign, "4294967296"},
-        {"9223372036854775808", no, no, unsign, "9223372036854775808"},
+        {"0xFFFFFFFF", "4294967295", "4294967295"},
+        {"0xffffffffffffffff", "Not a valid hexadecimal integer: 0xffffffffffffffff",
+         "18446744073709551615"},
+        {"5x1F", no + "5x1F", no + "5x1F"},
+        {"-3", no + "-3", no + "-3"},
+        {"18446744073709551615", no + "18446744073709551615", "18446744073709551615"},
+    };
+    const auto outcomeOf = [](const auto& convert) {
+        try {
+            return std::to_string(convert());
+        } catch (const Poco::SyntaxException& error) {
+            return error.message();
+        }
     };
     for (const auto& c : cases) {
         std::istringstream in(c[0]);
         NumberLiteralToken token;
         ASSERT_TRUE(token.start(static_cast<char>(in.get()), in));
         token.finish(in);
-        const std::function<std::string()> conversions[] = {
-            [&] { return std::to_string(token.asInteger()); },
-            [&] { return std::to_string(token.asInteger64()); },
-            [&] { return std::to_string(token.asUnsignedInteger()); },
-            [&] { return std::to_string(token.asUnsignedInteger64()); }};
-        for (std::size_t i = 1; i < c.size(); ++i) {
-            const std::string expected = c[i].back() == ' ' ? c[i] + c[0] : c[i];
-            try {
-                EXPECT_EQ(conversions[i - 1](), expected);
-            } catch (const Poco::SyntaxException& error) {
-                EXPECT_EQ(error.message(), expected);
-            }
-        }
+        EXPECT_EQ(outcomeOf([&] { return token.asUnsignedInteger(); }), c[1]);
+        EXPECT_EQ(outcomeOf([&] { return token.asUnsignedInteger64(); }), c[2]);
     }
 }
 

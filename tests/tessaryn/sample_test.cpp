@@ -42,7 +42,7 @@ TEST(SampleUse, ChangesAndTellsAsAModelDoes) {
             layout.type.Add(std::string(1, static_cast<char>('a' + i)), type, 1);
             entries.emplace_back(SizeOf(type) * random.Below(4), '\2');
         }
-        SampleModel modelled(layout.type, BinaryForm(entries), random);
+        samples::SampleModel modelled(layout.type, BinaryForm(entries), random);
         for (int step = 0; step < 100; ++step)
             ASSERT_NO_FATAL_FAILURE(modelled.Step());
     }
@@ -90,26 +90,25 @@ TEST(SampleCopies, ArePlainValues) {
     }
 }
 
-/// Does with an entry whatever can be done, for a sanitizer to look at.
-void TouchAll(Sample& sample, unsigned short entry) {
-    const auto touch = [](auto&& action) { MessageOf<std::runtime_error>(action); };
-    touch([&] { sample.GetInt64(entry, 0); });
-    touch([&] { sample.GetString(entry); });
-    touch([&] { sample.Set(entry, 1, 5LL); });
-    touch([&] { sample.Set(entry, 3, "77"); });
-    touch([&] { sample.Set(entry, "some text"); });
-    touch([&] { sample.Resize(entry, 3); });
-    sample = Sample(sample);
-}
-
 TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
+    // Whatever can be done, for a sanitizer to look at.
+    const auto touchAll = [](Sample& sample, unsigned short entry) {
+        const auto touch = [](auto&& action) { MessageOf<std::runtime_error>(action); };
+        touch([&] { sample.GetInt64(entry, 0); });
+        touch([&] { sample.GetString(entry); });
+        touch([&] { sample.Set(entry, 1, 5LL); });
+        touch([&] { sample.Set(entry, 3, "77"); });
+        touch([&] { sample.Set(entry, "some text"); });
+        touch([&] { sample.Resize(entry, 3); });
+        sample = Sample(sample);
+    };
     for (const BaseType added : {Int64, Double, String}) {
         TestType layout({{"x", Int16, 1}, {"s", String, 3}});
         Sample sample(&layout.type, longAgo);
         const std::string before = BinaryOf(sample);
         layout.type.Add("new", added, 2);
         EXPECT_EQ(sample.GetSize(2), 0U);
-        TouchAll(sample, 2);
+        touchAll(sample, 2);
         EXPECT_EQ(BinaryOf(sample), before);
 
         Sample longer(&layout.type, longAgo);
@@ -118,7 +117,7 @@ TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
         longer.Resize(2, 2);
         EXPECT_EQ(BinaryOf(longer), whole) << "the entry is gone";
         for (unsigned short entry = 0; entry < 2; ++entry)
-            TouchAll(longer, entry);
+            touchAll(longer, entry);
         EXPECT_EQ(BinaryOf(longer).size(), longer.GetSerializedSizeInBytes());
     }
 }
@@ -328,18 +327,9 @@ TEST(SampleCheck, SaysWhatIsWrongBeforeASampleIsTouched) {
 }
 
 TEST(SampleNode, HoldsTimeKeysAndTexts) {
-    TestType layout({{"a", Int8, 2},
-                     {"b", Int16, 1},
-                     {"c", Int32, 2},
-                     {"d", Int64, 1},
-                     {"e", UInt8, 1},
-                     {"f", UInt16, 1},
-                     {"g", UInt32, 1},
-                     {"h", UInt64, 1},
-                     {"i", Float, 1},
-                     {"j", Double, 1},
-                     {"k", Bool, 2},
-                     {"l", String, 0}});
+    TestType layout({});
+    for (unsigned short type = Int8; type <= String; ++type)
+        layout.type.Add(std::string(1, static_cast<char>('a' + type - 1)), BaseType(type), 1);
     Sample sample(&layout.type, Timestamp(-5));
     const std::string ones(8, '\xFF');
     ReadBinary(sample, BinaryForm({"a\x80", BytesOf<short>(-2), BytesOf(1) + BytesOf(-1),

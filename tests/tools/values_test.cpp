@@ -5,6 +5,7 @@
 
 #include "values.h"
 
+#include "support/random.h"
 #include "time_text.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,6 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <random>
 #include <string>
 #include <utility>
 
@@ -87,14 +87,13 @@ TEST(TimeText, ReadsIsoTimes) {
 }
 
 TEST(TimeText, ReadsBackWhatItWrites) {
-    const std::mt19937::result_type seed = std::random_device()();
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(seed);
-    std::uniform_int_distribution<std::int64_t> any(-62'135'596'800 * second,
-                                                    253'402'300'799 * second);
+    constexpr std::int64_t first = -62'135'596'800 * second;
+    constexpr std::uint64_t span = 253'402'300'799 * second - first;
+    test::Random random;
     for (int i = 0; i < 10'000; ++i) {
         const std::int64_t unit = i % 3 == 0 ? second : i % 3 == 1 ? 1000 : 1;
-        const std::int64_t time = any(random) / unit * unit;
+        const std::int64_t time =
+            (first + static_cast<std::int64_t>(random.Bits() % span)) / unit * unit;
         std::string text;
         AppendTime(text, time);
         ASSERT_EQ(ParseIsoTime(text), time) << text;
