@@ -35,54 +35,41 @@ std::string LiteralText(const Var& literal) {
     return digits;
 }
 
-/// The meaning of a tree, and a text for it, from what its nodes tell about themselves.
-Rule MeaningOf(const RLExpr* tree) {
-    const auto textOf = [](const Rule& operand) { return "(" + operand.text + ")"; };
+/// A text for a tree, from what its nodes tell about themselves.
+std::string TextOf(const RLExpr* tree) {
     if (const auto* const binary = dynamic_cast<const RLBinaryExpr*>(tree)) {
-        const std::size_t join = dynamic_cast<const RLXorExpr*>(tree) != nullptr  ? 0
-                                 : dynamic_cast<const RLOrExpr*>(tree) != nullptr ? 1
-                                                                                  : 2;
-        const Rule left = MeaningOf(binary->leftOperand());
-        const Rule right = MeaningOf(binary->rightOperand());
-        return Join(left, join, right, textOf(left) + joins[join] + textOf(right));
+        const std::string join = dynamic_cast<const RLXorExpr*>(tree) != nullptr  ? "^^"
+                                 : dynamic_cast<const RLOrExpr*>(tree) != nullptr ? "||"
+                                                                                  : "&&";
+        return "(" + TextOf(binary->leftOperand()) + ")" + join + "(" +
+               TextOf(binary->rightOperand()) + ")";
     }
-    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree)) {
-        Rule operand = MeaningOf(negation->negatedOperand());
-        operand.text = textOf(operand);
-        return Not(operand);
-    }
-    if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree)) {
-        const auto comparison =
-            std::find(comparisons.begin(), comparisons.end(), relation->symbol());
-        const Rule left = MeaningOf(relation->leftOperand());
-        return Comparison(left, static_cast<unsigned>(comparison - comparisons.begin()),
-                          relation->literal(),
-                          left.text + *comparison + LiteralText(relation->literal()));
-    }
+    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree))
+        return "!(" + TextOf(negation->negatedOperand()) + ")";
+    if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree))
+        return TextOf(relation->leftOperand()) + relation->symbol() +
+               LiteralText(relation->literal());
     if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree))
-        return Property(property->entryName(), property->propertyName(),
-                        property->entryName() + "." + property->propertyName());
+        return property->entryName() + "." + property->propertyName();
     if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree))
-        return Index(index->entryName(), index->first(), index->last(),
-                     index->entryName() + "[" + std::to_string(index->first()) + ":" +
-                         std::to_string(index->last()) + "]");
+        return index->entryName() + "[" + std::to_string(index->first()) + ":" +
+               std::to_string(index->last()) + "]";
     if (const auto* const function = dynamic_cast<const RLFuncExpr*>(tree))
-        return Function(function->functionName());
-    if (const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree))
-        return Exists(exists->entryName());
-    return {};
+        return function->functionName() + "()";
+    const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree);
+    return exists == nullptr ? "" : exists->entryName();
 }
 
-void ExpectSame(const std::string& text, const Rule& rule, ModelledSample& modelled) {
+void ExpectSame(const std::string& text, const RLExpr* tree, ModelledSample& modelled) {
     SubscriptionArgs args = modelled.Args();
     const std::string bytes = BinaryOf(modelled.sample);
-    const std::string expected = OutcomeOf([&] { return rule.Holds(modelled.world); });
+    const std::string expected =
+        OutcomeOf([&] { return ValueOf(tree, modelled.world).convert<bool>(); });
     const ExpressionRule planned(text);
     const std::unique_ptr<ISubscriptionRule> clone(planned.Clone());
     ASSERT_EQ(OutcomeOf([&] { return planned.Applies(args); }), expected) << "planned: " << text;
     ASSERT_EQ(OutcomeOf([&] { return clone->Applies(args); }), expected) << "cloned: " << text;
-    const std::shared_ptr<RLExpr> tree = Parse(text);
-    ASSERT_EQ(OutcomeOf([&] { return valueOf(tree.get(), args).convert<bool>(); }), expected)
+    ASSERT_EQ(OutcomeOf([&] { return valueOf(tree, args).convert<bool>(); }), expected)
         << "tree: " << text;
     ASSERT_EQ(BinaryOf(modelled.sample), bytes) << "the sample was changed: " << text;
 }
@@ -93,23 +80,23 @@ void ExpectSame(const std::string& text, const Rule& rule, ModelledSample& model
 // refused with a syntax error, or its answer, be it an exception, is that of the second evaluator,
 // and its tree written as a text gives the same tree.
 void Fuzz(std::string_view input) {
-    const std::string text(input.substr(0, input.find('\0')));
+    std::string text(input.substr(0, input.find('\0')));
     ByteChoices choices(input.substr(std::min(input.size(), text.size() + 1)));
+    const bool made = text.empty();
+    const Rule rule = made ? RuleMaker(choices).Expression(0, true) : Rule{text, ""};
     std::shared_ptr<RLExpr> tree;
     try {
-        tree = Parse(text);
+        tree = Parse(rule.text);
     } catch (const Poco::SyntaxException&) {
+        ASSERT_TRUE(!made) << rule.text;
         ASSERT_THROW(ExpressionRule{text}, Poco::SyntaxException) << text;
         return;
     }
-    Rule rule = MeaningOf(tree.get());
-    ASSERT_EQ(DumpOf(Parse(rule.text).get()), DumpOf(tree.get())) << text << " " << rule.text;
-    ASSERT_EQ(DescribeRule(text), DumpOf(tree.get())) << text;
-    rule.text = text;
-    if (text.empty())
-        rule = RuleMaker(choices).Expression(0, true);
+    text = made ? rule.full : TextOf(tree.get());
+    ASSERT_EQ(DumpOf(Parse(text).get()), DumpOf(tree.get())) << rule.text << " " << text;
+    ASSERT_EQ(DescribeRule(rule.text), DumpOf(tree.get())) << rule.text;
     ModelledSample modelled(choices);
-    ExpectSame(rule.text, rule, modelled);
+    ExpectSame(rule.text, tree.get(), modelled);
     CheckRule(rule.text, modelled.layout.type);
 }
 

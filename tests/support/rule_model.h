@@ -3,11 +3,12 @@
 
 #pragma once
 
-// A second evaluator of rules. Each rule is a text together with its meaning, each sample stands
-// beside plain lists of values; only the conversions between values are POCO's on both sides, for
-// they define the language.
+// A second evaluator of rules, for plain lists of values that each sample stands beside; only the
+// conversions between values are POCO's on both sides, for they define the language. A maker of
+// rules says by parentheses, too, how each text is to be read.
 
 #include "support/choices.h"
+#include "support/rules.h"
 #include "support/samples.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/subscription_args.h"
@@ -15,7 +16,6 @@
 #include <Poco/Dynamic/Var.h>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -54,17 +54,10 @@ struct World {
     }
 };
 
-struct Rule {
-    std::string text;
-    std::function<Var(const World&)> value = [](const World&) { return Var(); };
-
-    bool Holds(const World& world) const { return value(world).convert<bool>(); }
-};
-
 inline const std::vector<std::string> joins = {"^^", "||", "&&"};
 inline const std::vector<std::string> comparisons = {"<", "<=", ">", ">=", "==", "!="};
 
-inline bool CompareElement(unsigned comparison, const Var& value, const Var& literal) {
+inline bool CompareElement(const std::string& symbol, const Var& value, const Var& literal) {
     bool holds = false;
     ForNatives([&](auto native) {
         using Native = decltype(native);
@@ -76,101 +69,90 @@ inline bool CompareElement(unsigned comparison, const Var& value, const Var& lit
         const auto right = literal.convert<Converted>();
         const bool less = left < right;
         const bool same = left == right;
-        holds =
-            std::vector<bool>{less, less || same, !less && !same, !less, same, !same}[comparison];
+        const bool answers[] = {less, less || same, !less && !same, !less, same, !same};
+        holds = answers[std::find(comparisons.begin(), comparisons.end(), symbol) -
+                        comparisons.begin()];
     });
     return holds;
 }
 
-/// \name Rules and their meaning
-/// The text is the caller's business. Operands are shared, for functions are copied with all that
-/// they hold.
-///@{
-inline std::shared_ptr<const Rule> Shared(const Rule& rule) {
-    return std::make_shared<const Rule>(rule);
+inline Var PropertyOf(const Entry* entry, const std::string& property) {
+    if (property == "exists")
+        return entry != nullptr;
+    if (entry == nullptr)
+        return {};
+    if (property == "type")
+        return ToString(entry->type);
+    if (property == "size")
+        return static_cast<unsigned>(entry->elements.size());
+    if (property != "front" && property != "back")
+        return {};
+    if (!entry->elements.empty())
+        return property == "front" ? entry->elements.front() : entry->elements.back();
+    return entry->type == String ? Var(std::string())
+                                 : throw std::out_of_range("Index out of range.");
 }
 
-inline Rule Not(const Rule& rule) {
-    return {"!" + rule.text,
-            [operand = Shared(rule)](const World& world) { return !operand->Holds(world); }};
+inline Var ElementsOf(const Entry* entry, int first, int last) {
+    const int size = entry == nullptr ? 0 : static_cast<int>(entry->elements.size());
+    const int from = first < 0 ? 0 : first;
+    const int to = last < 0 || last >= size ? size - 1 : last;
+    if (from > to)
+        return {};
+    const auto begin = entry->elements.begin();
+    return from == to ? *(begin + from) : Var(Vars(begin + from, begin + to + 1));
 }
 
-inline Rule Join(const Rule& left, std::size_t join, const Rule& right, const std::string& text) {
-    return {text, [join, a = Shared(left), b = Shared(right)](const World& world) -> Var {
-                if (join > 0)
-                    return a->Holds(world) == (join == 1) ? join == 1 : b->Holds(world);
-                const Var last = b->value(world);
-                const bool first = a->Holds(world);
-                return first != last.convert<bool>();
-            }};
+/// The value of a rule's tree.
+inline Var ValueOf(const RLExpr* tree, const World& world) {
+    const auto holds = [&](const RLExpr* operand) {
+        return ValueOf(operand, world).convert<bool>();
+    };
+    if (const auto* const binary = dynamic_cast<const RLBinaryExpr*>(tree)) {
+        const bool isOr = dynamic_cast<const RLOrExpr*>(tree) != nullptr;
+        if (dynamic_cast<const RLXorExpr*>(tree) == nullptr)
+            return holds(binary->leftOperand()) == isOr ? isOr : holds(binary->rightOperand());
+        const Var last = ValueOf(binary->rightOperand(), world);
+        const bool first = holds(binary->leftOperand());
+        return first != last.convert<bool>();
+    }
+    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree))
+        return !holds(negation->negatedOperand());
+    if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree)) {
+        const auto compare = [&](const Var& element) {
+            return CompareElement(relation->symbol(), element, relation->literal());
+        };
+        try {
+            const Var value = ValueOf(relation->leftOperand(), world);
+            if (value.type() != typeid(Vars))
+                return compare(value);
+            const auto& elements = value.extract<Vars>();
+            return std::all_of(elements.begin(), elements.end(), compare);
+        } catch (const Poco::Exception&) {
+            return false;
+        }
+    }
+    if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree))
+        return PropertyOf(world.Find(property->entryName()), property->propertyName());
+    if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree))
+        return ElementsOf(world.Find(index->entryName()), index->first(), index->last());
+    if (const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree))
+        return world.Find(exists->entryName()) != nullptr;
+    if (const auto* const function = dynamic_cast<const RLFuncExpr*>(tree)) {
+        static const std::map<std::string, StreamChangeType> changes = {
+            {"pushed", pushed}, {"popped", popped}, {"changed", changed}};
+        const auto change = changes.find(function->functionName());
+        return change == changes.end() ? function->functionName() == "true"
+                                       : change->second == world.change;
+    }
+    return {};
 }
 
-inline Rule Comparison(const Rule& left, unsigned comparison, const Var& literal,
-                       const std::string& text) {
-    return {text, [=, operand = Shared(left)](const World& world) {
-                try {
-                    const Var value = operand->value(world);
-                    const auto compare = [&](const Var& element) {
-                        return CompareElement(comparison, element, literal);
-                    };
-                    if (value.type() != typeid(Vars))
-                        return compare(value);
-                    const auto& elements = value.extract<Vars>();
-                    return std::all_of(elements.begin(), elements.end(), compare);
-                } catch (const Poco::Exception&) {
-                    return false;
-                }
-            }};
-}
-
-inline Rule Exists(const std::string& name) {
-    return {name, [name](const World& world) { return world.Find(name) != nullptr; }};
-}
-
-inline Rule Function(const std::string& name) {
-    return {name + "()", [name](const World& world) {
-                return name == "true" || (name == "pushed" && world.change == pushed) ||
-                       (name == "popped" && world.change == popped) ||
-                       (name == "changed" && world.change == changed);
-            }};
-}
-
-inline Rule Property(const std::string& name, const std::string& property,
-                     const std::string& text) {
-    return {text, [=](const World& world) -> Var {
-                const Entry* const entry = world.Find(name);
-                if (property == "exists")
-                    return entry != nullptr;
-                if (entry == nullptr || (property != "type" && property != "size" &&
-                                         property != "front" && property != "back"))
-                    return {};
-                if (property == "type")
-                    return ToString(entry->type);
-                if (property == "size")
-                    return static_cast<unsigned>(entry->elements.size());
-                if (!entry->elements.empty())
-                    return property == "front" ? entry->elements.front() : entry->elements.back();
-                return entry->type == String ? Var(std::string())
-                                             : throw std::out_of_range("Index out of range.");
-            }};
-}
-
-inline Rule Index(const std::string& name, int first, int last, const std::string& text) {
-    return {text, [=](const World& world) -> Var {
-                const Entry* const entry = world.Find(name);
-                if (entry == nullptr)
-                    return {};
-                const Vars& elements = entry->elements;
-                const int size = static_cast<int>(elements.size());
-                const int from = first < 0 ? 0 : first;
-                const int to = last < 0 || last >= size ? size - 1 : last;
-                if (from > to)
-                    return {};
-                return from == to ? elements[static_cast<std::size_t>(from)]
-                                  : Var(Vars(elements.begin() + from, elements.begin() + to + 1));
-            }};
-}
-///@}
+/// A rule, and the same with all that may be left out or is a matter of precedence.
+struct Rule {
+    std::string text;
+    std::string full;
+};
 
 /// Makes rules in all shapes that the grammar has.
 class RuleMaker {
@@ -186,8 +168,9 @@ class RuleMaker {
         Rule rule = Expression(level + 1, atEnd && count == 1);
         for (unsigned i = 1; i < count; ++i) {
             const Rule right = Expression(level + 1, atEnd && i + 1 == count);
-            rule =
-                Join(rule, level, right, rule.text + Blank() + joins[level] + Blank() + right.text);
+            const std::string join = Blank() + joins[level] + Blank();
+            rule = {rule.text + join + right.text,
+                    '(' + rule.full + ')' + join + '(' + right.full + ')'};
         }
         return rule;
     }
@@ -204,58 +187,46 @@ class RuleMaker {
         if (depth < 4 && Chance(4)) {
             ++depth;
             rule = Expression(0, true);
-            rule.text = "(" + Blank() + rule.text + Blank() + ")";
+            rule = {"(" + Blank() + rule.text + Blank() + ")", rule.full};
             --depth;
         } else if (!Chance(30)) {
             rule = Leaf(atEnd);
         }
-        return Chance(5) ? Not(rule) : rule;
+        return Chance(5) ? Rule{"!" + rule.text, "!(" + rule.full + ")"} : rule;
     }
 
     Rule Leaf(bool atEnd) {
         const std::string name = Pick({"a", "b", "c", "nosuch"});
         const unsigned kind = choices.Below(atEnd ? 5 : 4);
-        Rule leaf;
+        std::string text = name;
+        std::string full = name;
         if (kind == 0) {
-            leaf = Function(Pick({"pushed", "popped", "changed", "true", "other"}));
+            text = full = Pick({"pushed", "popped", "changed", "true", "other"}) + "()";
         } else if (kind == 1) {
             const std::string property = Pick({"type", "size", "exists", "front", "back", "other"});
-            leaf = Property(name, property, name + Blank() + "." + property);
+            full += '.' + property;
+            text += Blank() + '.' + property;
         } else if (kind == 4) {
-            return Exists(name);
+            return {text, full};
         } else {
-            const int from = static_cast<int>(choices.Below(5)) - 1;
-            const int to = static_cast<int>(choices.Below(6)) - 1;
-            const unsigned form = kind == 2 ? 0 : 1 + choices.Below(4);
-            const std::string first = form < 3 ? "[" + std::to_string(from) : "[ ";
-            const std::string last = form % 2 == 0 ? std::to_string(to) + "]" : " ]";
-            leaf = Index(name, form == 1 || form == 2 ? from : 0,
-                         form == 1                ? from
-                         : form == 2 || form == 4 ? to
-                                                  : -1,
-                         name + (form == 0   ? ""
-                                 : form == 1 ? first + "]"
-                                             : first + ":" + last));
+            const std::string from = std::to_string(static_cast<int>(choices.Below(5)) - 1);
+            const std::string to = std::to_string(static_cast<int>(choices.Below(6)) - 1);
+            const Rule indexes[] = {{"", "[0:-1]"},
+                                    {"[" + from + "]", "[" + from + ":" + from + "]"},
+                                    {"[" + from + ": ]", "[" + from + ":-1]"},
+                                    {"[ :" + to + "]", "[0:" + to + "]"},
+                                    {"[:]", "[0:-1]"}};
+            const Rule& index = indexes[kind == 2 ? 0 : 1 + choices.Below(4)];
+            text += index.text;
+            full += index.full;
         }
-        return kind == 2 || !Chance(4) ? WithComparison(leaf) : leaf;
-    }
-
-    Rule WithComparison(const Rule& left) {
-        std::string text = Pick({"0", "1", "-1", "7", "-128", "300", "4294967295", "7.5", "-128.0",
-                                 "1e300", "true", "false", "'7'", "''", "'abc'", "'Int8'", "'t'"});
-        Var literal;
-        if (text.front() == '\'')
-            literal = text.substr(1, text.size() - 2);
-        else if (text == "true" || text == "false")
-            literal = text == "true";
-        else if (text.find_first_of(".e") != std::string::npos)
-            literal = std::stod(text);
-        else
-            literal = Poco::Int64(std::stoll(text));
-        std::replace(text.begin(), text.end(), '\'', '"');
-        const unsigned comparison = choices.Below(6);
-        return Comparison(left, comparison, literal,
-                          left.text + Blank() + comparisons[comparison] + Blank() + text);
+        if (kind != 2 && Chance(4))
+            return {text, full};
+        const std::string comparison = Blank() + Pick(comparisons) + Blank();
+        const std::string literal =
+            Pick({"0", "1", "-1", "7", "-128", "300", "4294967295", "7.5", "-128.0", "1e300",
+                  "true", "false", "\"7\"", "\"\"", "\"abc\"", "\"Int8\"", "\"t\""});
+        return {text + comparison + literal, full + comparison + literal};
     }
 
     Choices& choices;

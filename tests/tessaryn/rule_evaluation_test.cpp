@@ -31,11 +31,13 @@ TEST(RuleEvaluation, OfRandomRulesIsThatOfASecondEvaluator) {
         const rules::Rule rule = rules::RuleMaker(random).Expression(0, true);
         rules::ModelledSample modelled(random);
         SubscriptionArgs args = modelled.Args();
-        const std::string expected = OutcomeOf([&] { return rule.Holds(modelled.world); });
         const std::string where = rule.text + "\n" + BinaryOf(modelled.sample);
+        const std::shared_ptr<RLExpr> tree = Parse(rule.text);
+        ASSERT_EQ(DumpOf(tree.get()), DumpOf(Parse(rule.full).get())) << where;
+        const std::string expected =
+            OutcomeOf([&] { return rules::ValueOf(tree.get(), modelled.world).convert<bool>(); });
         const ExpressionRule planned(rule.text);
         ASSERT_EQ(OutcomeOf([&] { return planned.Applies(args); }), expected) << where;
-        const std::shared_ptr<RLExpr> tree = Parse(rule.text);
         const auto ofTree = [&] { return valueOf(tree.get(), args).convert<bool>(); };
         ASSERT_EQ(OutcomeOf(ofTree), expected) << where;
         ++outcomes[expected];
