@@ -16,7 +16,6 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
-#include <utility>
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* bytes, std::size_t size, std::size_t maxSize);
 
@@ -26,7 +25,6 @@ namespace {
 
 using namespace core::tessaryn;
 using core::serialization::NodeRef;
-using core::serialization::SerializationException;
 using core::serialization::Serializer;
 
 const Serializer<NodeRef> serializer;

@@ -8,8 +8,8 @@
 // rules says by parentheses, too, how each text is to be read.
 
 #include "support/choices.h"
-#include "support/rules.h"
 #include "support/samples.h"
+#include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/subscription_args.h"
 
@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <tuple>
