@@ -403,6 +403,7 @@ TEST(RuleCheck, FindsWhatCanNeverMatch) {
         {"x == 127 && x != -128 && x < 1.5 && v[2:7] >= 65535 && s == \"\" && b != false", {}},
         {"s == 5 && s.size > 2 && s.type == \"String\" && x == \"7\" && x.exists == false", {}},
         {"pushed() && popped() != true && !changed() || true() ^^ false()", {}},
+        {"(x) || y", {noY}},
         {"x != 128", {never("128", "Int8", "!= 128")}},
         {"x.front == -128.0", {never("-128", "Int8", "== -128")}},
         {"v[9] < -1", {never("-1", "UInt16", "< -1")}},

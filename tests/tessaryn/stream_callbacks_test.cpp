@@ -143,8 +143,11 @@ TEST_F(StreamCallbacks, BelongToTheirSubscription) {
     EXPECT_TRUE(other == copy);
     one = std::move(moved);
     EXPECT_EQ(TestRule::live + TestDelegate::live, 3 + 3);
-    stream.Subscribe(one);
-    EXPECT_EQ(LogOf(1), "A1 a1 ");
+    Sample sample(&layout.type, Poco::Timestamp());
+    SubscriptionArgs args{pushed, &sample, nullptr};
+    one.NotifyIfRuleApplies(&stream, args);
+    StreamSubscription(Rule('B', false), Target(1)).NotifyIfRuleApplies(&stream, args);
+    EXPECT_EQ(log, "A0 a0 B0 ");
 }
 
 TEST_F(StreamCallbacks, ThatThrowLeaveWhatWasDone) {
