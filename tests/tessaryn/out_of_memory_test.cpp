@@ -222,6 +222,11 @@ const Operation operations[] = {
 void ExpectWorks(Host& host) {
     const StreamTypeCollection* const added = host.types.GetPtr("area/" + longText);
     EXPECT_TRUE(added == nullptr || !added->GetFullName().empty());
+    if (const StreamTypeCollection* const pos = host.types.GetPtr("area/line/Pos")) {
+        for (const StreamType* type : pos->GetAll())
+            EXPECT_EQ(pos->GetPtr(type->GetVersion()), type) << "versions and types out of step";
+        EXPECT_EQ(pos->GetLatestVersion(), pos->GetLatest().GetVersion());
+    }
     Stream* const stream = host.streams.GetStreamPtr("area/line/" + longText);
     if (stream != nullptr) {
         EXPECT_TRUE(LocksAreFree(*stream));
