@@ -275,7 +275,7 @@ TEST(RuleEvaluation, OfRandomRulesIsThatOfASecondEvaluator) {
 
 TEST(RuleEvaluation, TakesRareTypesAndLiteralsToo) {
     TestType type({{"u64", UInt64, 1}, {"f", Float, 1}, {"s", String, 0}, {"arr", Int32, 3}});
-    type.type.Add("odd", static_cast<BaseType>(13), 2);
+    type.type.Add("odd", static_cast<BaseType>(13), 2).Add("odder", static_cast<BaseType>(32), 2);
     Sample sample(&type.type, Poco::Timestamp());
     sample.Set(0, 0, ~0ULL);
     sample.Set(1, 0, 0.1F);
@@ -285,9 +285,21 @@ TEST(RuleEvaluation, TakesRareTypesAndLiteralsToo) {
          {"u64 == \"18446744073709551615\" && u64 > 9223372036854775807 && !(u64 != -1)"s,
           "f == 0.1 && arr[2:2147483647] == 0 && arr[:1] < 3"s,
           "s == \"a\0b\" && s[2] == \"a\0b\" && odd.type == \"Unknown\""s,
-          "!(odd == 0 || odd != 0 || odd.front == 0)"s}) {
+          "!(odd == 0 || odd != 0 || odd.front == 0)"s,
+          "odder.size == 0 && odd.size < 1 && odder"s}) {
         EXPECT_TRUE(ExpressionRule(text).Applies(args)) << text;
         EXPECT_TRUE(valueOf(Parse(text).get(), args).convert<bool>()) << text;
+    }
+}
+
+// What is remembered of an entry that isn't there must not be taken for a place in the sample.
+TEST(RuleEvaluation, RemembersThatAnEntryIsMissing) {
+    TestType layout({{"x", Double, 1}});
+    Sample sample(&layout.type, Poco::Timestamp());
+    SubscriptionArgs args{pushed, &sample, nullptr};
+    const ExpressionRule rule("x == 0 && missing == 0");
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_FALSE(rule.Applies(args));
     }
 }
 

@@ -237,6 +237,8 @@ struct alignas(64) RulePlan::Step {
     // element.
     static constexpr auto quickDouble = static_cast<BaseType>(layout::lastType + 1);
     static constexpr auto quickInt32 = static_cast<BaseType>(layout::lastType + 2);
+    // A number that a host has declared in place of a type.
+    static constexpr auto notAType = static_cast<BaseType>(layout::lastType + 3);
 
     /// What is remembered of an entry's type; `UnknownType` where no element can pass.
     BaseType Kept(BaseType declared) const {
@@ -264,7 +266,8 @@ struct alignas(64) RulePlan::Step {
     }
 
     EntryBinding::Entry AnyEntryIn(const SampleView& sample) const {
-        return entry.In(sample, source->entryName, [](BaseType type) { return type; });
+        return entry.In(sample, source->entryName,
+                        [](BaseType type) { return type <= layout::lastType ? type : notAType; });
     }
 };
 
