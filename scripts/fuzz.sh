@@ -12,7 +12,7 @@ fuzz_length() {
     esac
 }
 
-# fuzz_target <target> <seconds>: leaves the status in a file, for it runs beside others. What a run
+# fuzz_target <target> <seconds> <seed>: leaves the status in a file, for it runs beside others. What a run
 # learns stays below build/fuzz and helps the next one; hanging, leaking or taking more than 1 GiB is
 # a finding like a failed assertion.
 fuzz_target() {
@@ -23,17 +23,18 @@ fuzz_target() {
         options+=("-dict=tests/fuzz/$target.dict")
     fi
     ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 "build/fuzz/bin/fuzz_$target" \
-        -max_total_time="$2" -max_len="$(fuzz_length "$target")" -len_control=0 -timeout=20 \
+        -max_total_time="$2" -seed="$3" -max_len="$(fuzz_length "$target")" -len_control=0 -timeout=20 \
         -rss_limit_mb=1024 -print_final_stats=1 -artifact_prefix="$place/findings/" \
         "${options[@]}" "$place/corpus" "tests/fuzz/corpus/$target" >"$place/log" 2>&1 ||
         status=$?
     echo "$status" >"$place/status"
 }
 
-# ./dev fuzz [SECONDS]: all targets, as many at a time as jobs.
+# ./dev fuzz [SECONDS [SEED]]: all targets, as many at a time as jobs. From one seed the same inputs
+# come again, so that what fails in the integration fails for a change, not for a change of luck.
 cmd_fuzz() {
-    local seconds="${1:-30}" target place failed=0 targets=()
-    if (($# > 1)) || [[ ! "$seconds" =~ ^[1-9][0-9]*$ ]]; then
+    local seconds="${1:-30}" seed="${2:-0}" target place failed=0 targets=()
+    if (($# > 2)) || [[ ! "$seconds $seed" =~ ^[1-9][0-9]*\ [0-9]+$ ]]; then
         usage >&2
         return 2
     fi
@@ -49,7 +50,7 @@ cmd_fuzz() {
         while (($(jobs -rp | wc -l) >= jobs)); do
             wait -n || true
         done
-        fuzz_target "$target" "$seconds" &
+        fuzz_target "$target" "$seconds" "$seed" &
     done
     wait
     for target in "${targets[@]}"; do

@@ -168,8 +168,15 @@ void Fuzz(std::string_view input) {
     if (!types)
         return;
     const NodeTree written = TreeOf(*types);
-    const StreamTypeRepository again(logger, serializer, written.GetRoot());
-    ASSERT_EQ(Written(again), Written(*types)) << "types that were written are read differently";
+    const auto again = MadeOrRefused([&] {
+        return std::make_unique<StreamTypeRepository>(logger, serializer, written.GetRoot());
+    });
+    if (!again) {
+        // Version 0.0.0 may be added below others, but not first, which it is when read again.
+        ASSERT_NE(Written(*types).find("=0.0.0"), std::string::npos) << "types are refused";
+        return;
+    }
+    ASSERT_EQ(Written(*again), Written(*types)) << "types that were written are read differently";
     if (!AreSamplesSmall(*types))
         return;
     const NodeRef node = root["Streams"];
