@@ -8,8 +8,10 @@
 namespace velmora::tool {
 
 std::string GetProgramVersion() {
-    const std::string commit = TESSARYN_COMMIT;
-    return "tessaryn " TESSARYN_VERSION + (commit.empty() ? "" : " (" + commit + ")");
+    // Empty where the sources know no commit.
+    const char* const commit = TESSARYN_COMMIT;
+    const std::string version = "tessaryn " TESSARYN_VERSION;
+    return *commit == '\0' ? version : version + " (" + commit + ")";
 }
 
 }  // namespace velmora::tool
