@@ -249,7 +249,7 @@ struct alignas(64) RulePlan::Step {
         return isWhole && declared == Int32 ? quickInt32 : declared;
     }
 
-    /// By the operator's bit for less, equal or greater, in the order of `Outcome`.
+    /// Whether an entry of one number passes: the operator has a bit each for less, equal, greater.
     template <class T>
     Verdict CompareOne(std::string_view bytes) const {
         if (bytes.size() != sizeof(T)) [[unlikely]]
