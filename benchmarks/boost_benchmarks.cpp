@@ -46,8 +46,9 @@ class RecordRing {
                                  [&](const Record& record) { return record.time < since; });
         std::vector<const Record*> found;
         found.reserve(static_cast<std::size_t>(records.end() - first));
-        for (auto place = first; place != records.end(); ++place)
+        for (auto place = first; place != records.end(); ++place) {
             found.push_back(&*place);
+        }
         use(found);
     }
 
@@ -64,25 +65,32 @@ void Push(benchmark::State& state, Rules rules) {
     RecordRing ring(ringSize);
     ValueSource source;
     const auto push = [&] { ring.Push({source.Next(), Poco::Timestamp()}); };
-    for (int i = 0; i < ringSize + ringSize / 2; ++i)
+    for (int i = 0; i < ringSize + ringSize / 2; ++i) {
         push();
+    }
     long long calls = 0;
     const auto connect = [&](double limit, int wanted) {
         ring.changed.connect([limit, wanted, &calls](const Record& record) {
-            if (record.values.temperature > limit && record.values.state == wanted)
+            if (record.values.temperature > limit && record.values.state == wanted) {
                 ++calls;
+            }
         });
     };
-    if (rules == Rules::always)
+    if (rules == Rules::always) {
         ring.changed.connect([&calls](const Record& /*record*/) { ++calls; });
-    if (rules == Rules::one)
+    }
+    if (rules == Rules::one) {
         connect(25.5, 3);
-    for (int k = 0; rules == Rules::many && k < manyRules; ++k)
+    }
+    for (int k = 0; rules == Rules::many && k < manyRules; ++k) {
         connect(TemperatureLimit(k), StateLimit(k));
-    for (auto _ : state)
+    }
+    for (auto _ : state) {
         push();
-    if ((calls > 0) != (rules == Rules::always))
+    }
+    if ((calls > 0) != (rules == Rules::always)) {
         state.SkipWithError("the lambda was called at the wrong times");
+    }
 }
 
 RecordRing& RingOf(int size) {
@@ -93,8 +101,9 @@ RecordRing& RingOf(int size) {
         ValueSource source;
         const Poco::Timestamp now;
         const int pushes = size + size / 2;
-        for (int i = 0; i < pushes; ++i)
+        for (int i = 0; i < pushes; ++i) {
             ring->Push({source.Next(), now - sampleDistance * (pushes - 1 - i)});
+        }
     }
     return *ring;
 }
@@ -107,8 +116,9 @@ void QueryLast(benchmark::State& state, int size) {
                       [&](const std::vector<const Record*>& records) { found = records.size(); });
         benchmark::DoNotOptimize(found);
     }
-    if (found < 98 || found > 100)
+    if (found < 98 || found > 100) {
         state.SkipWithError("an answer of another size");
+    }
 }
 
 }  // namespace

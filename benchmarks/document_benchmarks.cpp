@@ -37,7 +37,7 @@ using core::serialization::NodeTree;
 
 const core::serialization::Serializer<NodeRef> serializer;
 
-/// A stream type in a repository of its own, and 1,000 streams of it in another.
+// A stream type in a repository of its own, and 1,000 streams of it in another.
 class Plant {
   public:
     Plant() : types(Poco::Logger::root(), '/'), streams(Poco::Logger::root(), '/') {
@@ -51,8 +51,9 @@ class Plant {
         for (int i = 0; i < streamCount; ++i) {
             Stream& stream =
                 *streams.AddStream("plant/line" + std::to_string(i), &type, sampleCount);
-            for (int k = 0; k < sampleCount; ++k)
+            for (int k = 0; k < sampleCount; ++k) {
                 PushValues<Stream, Sample>(stream, source);
+            }
         }
     }
 
@@ -105,8 +106,8 @@ const std::string& JsonText() {
     return Text<core::serialization::WriteJson>();
 }
 
-/// Takes the text and forgets it, so that no writer pays for the growth of a buffer; nor for the
-/// lack of one.
+// Takes the text and forgets it, so that no writer pays for the growth of a buffer; nor for the
+// lack of one.
 class Sink : public std::streambuf {
   public:
     Sink() { setp(buffer.data(), buffer.data() + buffer.size()); }
@@ -127,8 +128,8 @@ class Sink : public std::streambuf {
     std::streamsize forgotten = 0;
 };
 
-/// Ends the benchmark in an error where what was written is no such document: blanks apart, for
-/// POCO's writers have their own ways to indent.
+// Ends the benchmark in an error where what was written is no such document: blanks apart, for
+// POCO's writers have their own ways to indent.
 void CheckSize(benchmark::State& state, std::streamsize written, const std::string& document) {
     const auto blanks = std::count(document.begin(), document.end(), ' ') +
                         std::count(document.begin(), document.end(), '\n');
@@ -219,8 +220,9 @@ void ReadPlant(benchmark::State& state, const std::string& (*text)()) {
     for (auto _ : state) {
         std::istringstream in(text());
         const Plant plant(read(in));
-        if (plant.IsEmpty())
+        if (plant.IsEmpty()) {
             state.SkipWithError("no stream was read");
+        }
     }
 }
 

@@ -59,8 +59,9 @@ class XmlEvents : public Poco::XML::DefaultHandler {
 
     /// The blanks between elements are the writer's own to make.
     void EndText() {
-        if (pending.find_first_not_of(" \n") != std::string::npos)
+        if (pending.find_first_not_of(" \n") != std::string::npos) {
             events.push_back({Kind::text, pending, 0});
+        }
         pending.clear();
     }
 

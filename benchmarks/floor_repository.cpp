@@ -19,8 +19,9 @@ FloorRepository::FloorRepository() : root(std::make_unique<Group>()) {}
 FloorRepository::~FloorRepository() = default;
 
 FloorRepository::Group::~Group() {
-    for (const auto& group : groups)
+    for (const auto& group : groups) {
         delete group.second;
+    }
 }
 
 void FloorRepository::Add(const std::string& path, void* item) {
@@ -29,8 +30,9 @@ void FloorRepository::Add(const std::string& path, void* item) {
     for (std::size_t end = path.find(separator); end != std::string::npos;
          end = path.find(separator, begin)) {
         Group*& next = group->groups[path.substr(begin, end - begin)];
-        if (next == nullptr)
+        if (next == nullptr) {
             next = new Group;
+        }
         group = next;
         begin = end + 1;
     }
@@ -47,8 +49,9 @@ void* FloorRepository::Find(const std::string& path) const {
         part.assign(path, begin, end - begin);
         const Lock groupLock(group->mutex);
         const auto found = group->groups.find(part);
-        if (found == group->groups.end())
+        if (found == group->groups.end()) {
             return nullptr;
+        }
         group = found->second;
         begin = end + 1;
     }

@@ -40,8 +40,9 @@ void FloorSample::Deserialize(std::istream& in) {
     in.read(reinterpret_cast<char*>(offsets.get()),
             static_cast<std::streamsize>(count * sizeof(unsigned int)));
     const unsigned int newTotal = offsets[count - 1];
-    if (newTotal != total)
+    if (newTotal != total) {
         data = std::make_unique_for_overwrite<char[]>(newTotal);
+    }
     in.read(data.get(), newTotal);
 }
 

@@ -51,17 +51,20 @@ class FloorSample {
     }
 
     void Set(unsigned short entry, const std::string& value) {
-        if (type->types[entry] != BaseType::String)
+        if (type->types[entry] != BaseType::String) {
             RefuseType();
-        if (value.size() != SizeInBytes(entry))
+        }
+        if (value.size() != SizeInBytes(entry)) {
             RefuseIndex();
+        }
         std::memcpy(data.get() + offsets[entry], value.data(), value.size());
         timestamp.update();
     }
 
     std::string_view GetText(unsigned short entry) const {
-        if (type->types[entry] != BaseType::String)
+        if (type->types[entry] != BaseType::String) {
             RefuseType();
+        }
         return {data.get() + offsets[entry], SizeInBytes(entry)};
     }
 
@@ -77,10 +80,12 @@ class FloorSample {
   private:
     template <class T>
     char* Element(unsigned short entry, unsigned int index) const {
-        if (type->types[entry] != GetBaseType<T>())
+        if (type->types[entry] != GetBaseType<T>()) {
             RefuseType();
-        if (index >= SizeInBytes(entry) / sizeof(T))
+        }
+        if (index >= SizeInBytes(entry) / sizeof(T)) {
             RefuseIndex();
+        }
         return data.get() + offsets[entry] + index * sizeof(T);
     }
 

@@ -22,8 +22,9 @@ FloorStream::FloorStream(const FloorType& streamType, int maxSize)
       newest(samples.size() - 1) {}
 
 FloorStream::~FloorStream() {
-    for (const FloorSample* sample : samples)
+    for (const FloorSample* sample : samples) {
         delete sample;
+    }
 }
 
 void FloorStream::PushNew(std::function<void(FloorSample&)> fill) {
@@ -86,24 +87,27 @@ FloorSample& FloorStream::Store(std::unique_ptr<FloorSample> sample) {
 
 void FloorStream::Notify(const FloorSample& sample) {
     const Lock lock(subscriptionsMutex);
-    if (subscriptions.empty())
+    if (subscriptions.empty()) {
         return;
+    }
     FloorSample copy(sample);
     FloorArgs args{0, &copy, nullptr};
     for (const Subscription& subscription : subscriptions) {
-        if (!subscription.filter || subscription.filter(*args.sample))
+        if (!subscription.filter || subscription.filter(*args.sample)) {
             subscription.delegate->notify(this, args);
+        }
     }
 }
 
-/// The callback got live samples and may have stamped them anew: the next search relies on it.
+// The callback got live samples and may have stamped them anew: the next search relies on it.
 void FloorStream::NoticeOrder(const Samples& answer) const {
     // As numbers: assigning a POCO time stamp is a call.
     Poco::Timestamp::TimeVal earlier = Poco::Timestamp::TIMEVAL_MIN;
     for (const FloorSample* sample : answer) {
         const Poco::Timestamp::TimeVal later = sample->GetTimeStamp().epochMicroseconds();
-        if (later < earlier)
+        if (later < earlier) {
             ascending = false;
+        }
         earlier = later;
     }
 }

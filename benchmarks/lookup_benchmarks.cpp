@@ -19,7 +19,7 @@
 namespace velmora::benchmarks {
 namespace {
 
-/// The paths of 1,000 streams, in an order that jumps from group to group.
+// The paths of 1,000 streams, in an order that jumps from group to group.
 const std::vector<std::string>& Paths() {
     static const std::vector<std::string> paths = [] {
         constexpr int streams = 1000;
@@ -45,22 +45,25 @@ void LookUp(benchmark::State& state, Find find) {
         missed = missed || found == nullptr;
         i = i + 1 < paths.size() ? i + 1 : 0;
     }
-    if (missed)
+    if (missed) {
         state.SkipWithError("a stream was not found");
+    }
 }
 
 void LookUpOurs(benchmark::State& state) {
     core::tessaryn::StreamRepository repository(Poco::Logger::root(), '/');
-    for (const std::string& path : Paths())
+    for (const std::string& path : Paths()) {
         repository.AddStream(path, &TypeOfValues(), 1);
+    }
     LookUp(state, [&](const std::string& path) { return repository.GetStreamPtr(path); });
 }
 
 void LookUpFloor(benchmark::State& state) {
     FloorRepository repository;
     int item = 0;
-    for (const std::string& path : Paths())
+    for (const std::string& path : Paths()) {
         repository.Add(path, &item);
+    }
     LookUp(state, [&](const std::string& path) { return repository.Find(path); });
 }
 
@@ -74,27 +77,30 @@ class NamedParent : public core::INamedObject {
     std::string name;
 };
 
-/// CPU time, for building a large type takes long enough to be interrupted.
+// CPU time, for building a large type takes long enough to be interrupted.
 double ThreadSeconds() {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-/// Adds the entries and looks each up; what it takes to let go of the type is not measured.
+// Adds the entries and looks each up; what it takes to let go of the type is not measured.
 void BuildType(benchmark::State& state, const std::string& name, int entries) {
     std::vector<std::string> keys;
-    for (int i = 0; i < entries; ++i)
+    for (int i = 0; i < entries; ++i) {
         keys.push_back("entry" + std::to_string(100'000 + i));
+    }
     const NamedParent parent(name);
     unsigned int sum = 0;
     for (auto _ : state) {
         const double begin = ThreadSeconds();
         StreamType type(utils::Version(1, 0, 0), &parent);
-        for (const std::string& key : keys)
+        for (const std::string& key : keys) {
             type.Add(key, core::tessaryn::Double, 1);
-        for (const std::string& key : keys)
+        }
+        for (const std::string& key : keys) {
             sum += type.EntryId(key);
+        }
         benchmark::DoNotOptimize(sum);
         state.SetIterationTime((ThreadSeconds() - begin) / entries);
     }

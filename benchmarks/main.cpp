@@ -32,12 +32,14 @@ int Run(int argc, char** argv) {
         }
     }
     std::vector<char*> pointers;
-    for (std::string& argument : arguments)
+    for (std::string& argument : arguments) {
         pointers.push_back(argument.data());
+    }
     int count = static_cast<int>(pointers.size());
     benchmark::Initialize(&count, pointers.data());
-    if (benchmark::ReportUnrecognizedArguments(count, pointers.data()))
+    if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) {
         return 2;
+    }
 
     velmora::benchmarks::RegisterPushBenchmarks();
     velmora::benchmarks::RegisterQueryBenchmarks();
@@ -48,14 +50,17 @@ int Run(int argc, char** argv) {
     velmora::benchmarks::RegisterSqliteBenchmarks();
 
     velmora::benchmarks::Report report;
-    if (benchmark::RunSpecifiedBenchmarks(&report) == 0)
+    if (benchmark::RunSpecifiedBenchmarks(&report) == 0) {
         return 2;
+    }
     report.Print(std::cout);
-    if (report.HasFailed())
+    if (report.HasFailed()) {
         return 2;
+    }
     const std::vector<std::string> misses = report.Misses();
-    for (const std::string& miss : misses)
+    for (const std::string& miss : misses) {
         std::cerr << "misses its goal by more than a tenth: " << miss << '\n';
+    }
     return gate && !misses.empty() ? 1 : 0;
 }
 

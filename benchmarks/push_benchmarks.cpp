@@ -28,10 +28,11 @@ using core::tessaryn::Always;
 using core::tessaryn::Expression;
 using core::tessaryn::ISubscriptionRule;
 
-/// Ends the benchmark in an error where a delegate was not called as often as it should.
+// Ends the benchmark in an error where a delegate was not called as often as it should.
 void CheckCalls(benchmark::State& state, long long calls, bool everyTime) {
-    if (calls < 0 || (calls > 0) != everyTime)
+    if (calls < 0 || (calls > 0) != everyTime) {
         state.SkipWithError("the delegate was called at the wrong times");
+    }
 }
 
 std::string RuleOfMany(int k) {
@@ -51,8 +52,9 @@ void Push(benchmark::State& state, const std::vector<std::string>& rules) {
         stream.Subscribe({always ? Always() : Expression(rule),
                           Poco::delegate(&counter, &Counter<SubscriptionArgs>::OnChange)});
     }
-    for (auto _ : state)
+    for (auto _ : state) {
         PushValues<Stream, Sample>(stream, source);
+    }
     CheckCalls(state, counter.Calls(), always);
 }
 
@@ -66,8 +68,9 @@ void PushFloor(benchmark::State& state, const std::vector<FloorStream::Filter>& 
         always = !filter;
         stream.Subscribe(filter, Poco::delegate(&counter, &Counter<FloorArgs>::OnChange));
     }
-    for (auto _ : state)
+    for (auto _ : state) {
         PushValues<FloorStream, FloorSample>(stream, source);
+    }
     CheckCalls(state, counter.Calls(), always);
 }
 
@@ -81,8 +84,9 @@ FloorStream::Filter FilterOf(double limit, int wanted) {
 bool AllPressuresPositive(const FloorSample& sample) {
     const unsigned int count = sample.SizeInBytes(pressureId) / sizeof(float);
     for (unsigned int i = 0; i < count; ++i) {
-        if (!(sample.Get<float>(pressureId, i) > 0.0F))
+        if (!(sample.Get<float>(pressureId, i) > 0.0F)) {
             return false;
+        }
     }
     return true;
 }
@@ -91,7 +95,7 @@ bool LabelIsNoSuchText(const FloorSample& sample) {
     return sample.GetText(labelId) == "no-such-text";
 }
 
-/// A value set in its binary form: 20 bytes of offsets, 40 of data.
+// A value set in its binary form: 20 bytes of offsets, 40 of data.
 std::string EncodedValues() {
     Sample sample(&TypeOfValues(), Poco::Timestamp());
     Fill(sample, ValueSets().front());
@@ -110,8 +114,9 @@ void PushEncoded(benchmark::State& state) {
         in.rdbuf()->reset();
         stream.PushNew(in, nullptr);
     }
-    if (!in)
+    if (!in) {
         state.SkipWithError("the encoded sample is too short");
+    }
 }
 
 void PushEncodedFloor(benchmark::State& state) {
@@ -124,18 +129,20 @@ void PushEncodedFloor(benchmark::State& state) {
         in.rdbuf()->reset();
         stream.PushNew(in);
     }
-    if (!in)
+    if (!in) {
         state.SkipWithError("the encoded sample is too short");
+    }
 }
 
-/// The rule of P6 by itself, on a text of 2,000 characters.
+// The rule of P6 by itself, on a text of 2,000 characters.
 void RuleOnLongText(benchmark::State& state) {
     Sample sample(&TypeOfValues(), Poco::Timestamp());
     sample.Set(labelId, std::string(2000, 'x'));
     const std::unique_ptr<ISubscriptionRule> rule(Expression("label == \"no-such-text\""));
     SubscriptionArgs args{core::tessaryn::pushed, &sample, nullptr};
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(rule->Applies(args));
+    }
 }
 
 }  // namespace

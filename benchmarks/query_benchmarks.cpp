@@ -17,7 +17,7 @@
 namespace velmora::benchmarks {
 namespace {
 
-/// A ring whose stamps ascend to now, with its seam in the middle.
+// A ring whose stamps ascend to now, with its seam in the middle.
 template <class AnySample, class AnyStream, class Type>
 void FillByTime(AnyStream& stream, Type type, int size) {
     const Poco::Timestamp now;
@@ -28,7 +28,7 @@ void FillByTime(AnyStream& stream, Type type, int size) {
     }
 }
 
-/// Makes `FillByTime` push what the public interface takes.
+// Makes `FillByTime` push what the public interface takes.
 class OwningStream : public Stream {
   public:
     using Stream::PushNew;
@@ -36,7 +36,7 @@ class OwningStream : public Stream {
     void PushNew(std::unique_ptr<Sample> sample) { Stream::PushNew(sample.release()); }
 };
 
-/// One for all repetitions: filling the large ones takes longer than measuring.
+// One for all repetitions: filling the large ones takes longer than measuring.
 Stream& StreamOf(int size) {
     static std::map<int, std::unique_ptr<OwningStream>> streams;
     std::unique_ptr<OwningStream>& stream = streams[size];
@@ -61,10 +61,12 @@ template <class AnyStream>
 void QueryLast(benchmark::State& state, const AnyStream& stream) {
     const Poco::Timespan span(hundredSamples);
     std::size_t found = 0;
-    for (auto _ : state)
+    for (auto _ : state) {
         stream.GetLast(span, [&](const auto& samples) { found = samples.size(); });
-    if (found < 98 || found > 100)
+    }
+    if (found < 98 || found > 100) {
         state.SkipWithError("an answer of another size");
+    }
 }
 
 void QueryLastOurs(benchmark::State& state, int size) {

@@ -25,7 +25,7 @@ Value Quotient(const Value& dividend, const Value& divisor) {
     return dividend && divisor ? *dividend / *divisor : Value();
 }
 
-/// What is measured beside a floor.
+// What is measured beside a floor.
 struct Op {
     const char* name;
     const char* benchmark;
@@ -55,7 +55,7 @@ constexpr Op ops[] = {
     {"S", "S.json.read", "read JSON", 2.0, 1.5},
 };
 
-/// What follows from several measurements.
+// What follows from several measurements.
 struct Derived {
     const char* name;
     const char* what;
@@ -112,22 +112,26 @@ std::string Fixed(double value, int digits) {
 
 std::string Time(const Value& value) {
     constexpr double million = 1e6;
-    if (!value)
+    if (!value) {
         return "";
-    if (*value > million)
+    }
+    if (*value > million) {
         return Fixed(*value / million, 0) + " ms";
+    }
     return Fixed(*value, *value < 100 ? 1 : 0);
 }
 
 std::string Verdict(double value, double goal, double stretch) {
-    if (value <= stretch)
+    if (value <= stretch) {
         return "meets the stretch";
-    if (value <= goal)
+    }
+    if (value <= goal) {
         return "meets the goal";
+    }
     return "misses by " + Fixed(100 * (value / goal - 1), 1) + " %";
 }
 
-/// Cells in columns of equal width, as Markdown that can be read as it is.
+// Cells in columns of equal width, as Markdown that can be read as it is.
 class Table {
   public:
     explicit Table(std::vector<std::string> titles) : rows{std::move(titles)} {}
@@ -135,18 +139,21 @@ class Table {
     void Add(std::vector<std::string> row) { rows.push_back(std::move(row)); }
 
     void Print(std::ostream& out) const {
-        if (rows.size() == 1)
+        if (rows.size() == 1) {
             return;
+        }
         std::vector<std::size_t> widths(rows.front().size(), 3);
         for (const auto& row : rows) {
-            for (std::size_t i = 0; i < row.size(); ++i)
+            for (std::size_t i = 0; i < row.size(); ++i) {
                 widths[i] = std::max(widths[i], row[i].size());
+            }
         }
         out << '\n';
         for (std::size_t i = 0; i < rows.size(); ++i) {
             PrintRow(out, rows[i], widths);
-            if (i == 0)
+            if (i == 0) {
                 PrintRow(out, std::vector<std::string>(widths.size()), widths, '-');
+            }
         }
     }
 
@@ -154,8 +161,9 @@ class Table {
     static void PrintRow(std::ostream& out, const std::vector<std::string>& row,
                          const std::vector<std::size_t>& widths, char fill = ' ') {
         out << '|';
-        for (std::size_t i = 0; i < row.size(); ++i)
+        for (std::size_t i = 0; i < row.size(); ++i) {
             out << ' ' << row[i] << std::string(widths[i] - row[i].size(), fill) << " |";
+        }
         out << '\n';
     }
 
@@ -176,8 +184,9 @@ void Report::ReportRuns(const std::vector<Run>& runs) {
             std::cerr << full << ": " << run.error_message << '\n';
             failed = true;
         }
-        if (run.error_occurred || run.run_type != Run::RT_Iteration)
+        if (run.error_occurred || run.run_type != Run::RT_Iteration) {
             continue;
+        }
         const bool manual = !run.run_name.time_type.empty();
         const double adjusted = manual ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
         const double time = adjusted * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
@@ -194,8 +203,9 @@ void Report::Print(std::ostream& out) const {
         const Value floor = TimeOf(nanoseconds, name + "/floor");
         const Value ours = TimeOf(nanoseconds, name + "/ours");
         const Value ratio = Quotient(ours, floor);
-        if (!ratio)
+        if (!ratio) {
             continue;
+        }
         table.Add({op.name, op.what, Time(floor), Time(ours), Fixed(*ratio, 2), Fixed(op.goal, 2),
                    Fixed(op.stretch, 2), Verdict(*ratio, op.goal, op.stretch),
                    Time(TimeOf(nanoseconds, name + "/boost")),
@@ -206,8 +216,9 @@ void Report::Print(std::ostream& out) const {
     Table derived({"op", "what", "value", "goal", "verdict"});
     for (const Derived& line : DerivedLines()) {
         const Value value = line.value(nanoseconds);
-        if (!value)
+        if (!value) {
             continue;
+        }
         const std::string unit = std::string(" ") + line.unit;
         const bool held = line.goal > 0;
         derived.Add({line.name, line.what, Fixed(*value, 2) + unit,
@@ -232,8 +243,9 @@ std::vector<std::string> Report::Misses() const {
              Quotient(TimeOf(nanoseconds, name + "/ours"), TimeOf(nanoseconds, name + "/floor")),
              op.goal);
     }
-    for (const Derived& line : DerivedLines())
+    for (const Derived& line : DerivedLines()) {
         look(line.name, line.what, line.value(nanoseconds), line.goal);
+    }
     return misses;
 }
 

@@ -26,8 +26,9 @@ void Encode(benchmark::State& state, AnySample& sample) {
         sample.Serialize(out);
         benchmark::ClobberMemory();
     }
-    if (!out || out.charsWritten() != static_cast<std::streamsize>(encodedSize))
+    if (!out || out.charsWritten() != static_cast<std::streamsize>(encodedSize)) {
         state.SkipWithError("an encoding of another size");
+    }
 }
 
 template <class AnySample>
@@ -42,8 +43,9 @@ void Decode(benchmark::State& state, AnySample& sample) {
         sample.Deserialize(in);
         benchmark::ClobberMemory();
     }
-    if (!in)
+    if (!in) {
         state.SkipWithError("the encoded sample is too short");
+    }
 }
 
 void EncodeOurs(benchmark::State& state) {

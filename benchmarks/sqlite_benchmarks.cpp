@@ -42,7 +42,7 @@ class Table {
         Check(sqlite3_exec(database, statement.c_str(), nullptr, nullptr, nullptr));
     }
 
-    /// \param condition the rule; empty: always
+    // \param condition the rule; empty: always
     void AddTrigger(const std::string& condition) {
         const std::string when = condition.empty() ? "" : " WHEN " + condition;
         Run("CREATE TRIGGER rule" + std::to_string(triggers++) + " AFTER INSERT ON sample" + when +
@@ -54,13 +54,15 @@ class Table {
         Check(sqlite3_bind_int(insert, ++column, slot));
         Check(sqlite3_bind_int64(insert, ++column, time.epochMicroseconds()));
         Check(sqlite3_bind_double(insert, ++column, values.temperature));
-        for (const float pressure : values.pressure)
+        for (const float pressure : values.pressure) {
             Check(sqlite3_bind_double(insert, ++column, double{pressure}));
+        }
         Check(sqlite3_bind_int(insert, ++column, values.state));
         Check(sqlite3_bind_text(insert, ++column, values.label.data(),
                                 static_cast<int>(values.label.size()), SQLITE_STATIC));
-        if (sqlite3_step(insert) != SQLITE_DONE)
+        if (sqlite3_step(insert) != SQLITE_DONE) {
             Check(SQLITE_ERROR);
+        }
         Check(sqlite3_reset(insert));
         slot = slot + 1 < rows ? slot + 1 : 0;
     }
@@ -95,8 +97,9 @@ class Table {
     }
 
     void Check(int status) {
-        if (status != SQLITE_OK)
+        if (status != SQLITE_OK) {
             throw std::runtime_error(sqlite3_errmsg(database));
+        }
     }
 
     sqlite3* database = nullptr;
@@ -119,18 +122,24 @@ std::string Condition(double limit, int wanted) {
 void Push(benchmark::State& state, Rules rules) {
     Table table(ringSize);
     ValueSource source;
-    for (int i = 0; i < ringSize + ringSize / 2; ++i)
+    for (int i = 0; i < ringSize + ringSize / 2; ++i) {
         table.Push(source.Next(), Poco::Timestamp());
-    if (rules == Rules::always)
+    }
+    if (rules == Rules::always) {
         table.AddTrigger("");
-    if (rules == Rules::one)
+    }
+    if (rules == Rules::one) {
         table.AddTrigger(Condition(25.5, 3));
-    for (int k = 0; rules == Rules::many && k < manyRules; ++k)
+    }
+    for (int k = 0; rules == Rules::many && k < manyRules; ++k) {
         table.AddTrigger(Condition(TemperatureLimit(k), StateLimit(k)));
-    for (auto _ : state)
+    }
+    for (auto _ : state) {
         table.Push(source.Next(), Poco::Timestamp());
-    if ((table.Calls() > 0) != (rules == Rules::always))
+    }
+    if ((table.Calls() > 0) != (rules == Rules::always)) {
         state.SkipWithError("the function was called at the wrong times");
+    }
 }
 
 Table& TableOf(int size) {
@@ -142,8 +151,9 @@ Table& TableOf(int size) {
         const Poco::Timestamp now;
         const int pushes = size + size / 2;
         table->Run("BEGIN");
-        for (int i = 0; i < pushes; ++i)
+        for (int i = 0; i < pushes; ++i) {
             table->Push(source.Next(), now - sampleDistance * (pushes - 1 - i));
+        }
         table->Run("COMMIT");
         table->IndexTimes();
     }
@@ -153,10 +163,12 @@ Table& TableOf(int size) {
 void QueryLast(benchmark::State& state, int size) {
     Table& table = TableOf(size);
     int found = 0;
-    for (auto _ : state)
+    for (auto _ : state) {
         found = table.CountSince(Poco::Timestamp() - hundredSamples);
-    if (found < 98 || found > 100)
+    }
+    if (found < 98 || found > 100) {
         state.SkipWithError("an answer of another size");
+    }
 }
 
 }  // namespace

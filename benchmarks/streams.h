@@ -37,8 +37,9 @@ void PushValues(AnyStream& stream, ValueSource& source) {
 /// Pushes until the ring has wrapped, with its seam in the middle.
 template <class AnyStream, class AnySample>
 void Wrap(AnyStream& stream, ValueSource& source, int size) {
-    for (int i = 0; i < size + size / 2; ++i)
+    for (int i = 0; i < size + size / 2; ++i) {
         PushValues<AnyStream, AnySample>(stream, source);
+    }
 }
 
 /// The target of a delegate: as good as empty.

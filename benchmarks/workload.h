@@ -72,8 +72,9 @@ class ValueSource {
 template <class AnySample>
 void Fill(AnySample& sample, const Values& values) {
     sample.Set(temperatureId, 0, values.temperature);
-    for (unsigned int i = 0; i < values.pressure.size(); ++i)
+    for (unsigned int i = 0; i < values.pressure.size(); ++i) {
         sample.Set(pressureId, i, values.pressure[i]);
+    }
     sample.Set(stateId, 0, values.state);
     sample.Set(labelId, values.label);
 }

@@ -22,7 +22,7 @@ function(velmora_configure_target target)
                 -Wnon-virtual-dtor
                 -Wold-style-cast
                 -Woverloaded-virtual
-                -Wshadow
+                $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
                 -Wundef
                 -Wunused)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
@@ -74,7 +74,7 @@ function(velmora_add_library name)
                  -Wextra
                  -Wpedantic
                  -Wconversion
-                 -Wshadow
+                 $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
                  $<$<BOOL:${VELMORA_WARNINGS_AS_ERRORS}>:-Werror>)
     if(BUILD_SHARED_LIBS)
         target_link_options(${target} PRIVATE -Wl,--no-undefined)

@@ -36,8 +36,9 @@ void Push(Stream& tank, int minute, double level) {
 
 void Print(const std::string& title, const Samples& samples) {
     std::cout << title << ':';
-    for (const Sample* sample : samples)
+    for (const Sample* sample : samples) {
         std::cout << " +" << (sample->GetTimeStamp() - noon) / 60'000'000 << "min";
+    }
     std::cout << '\n';
 }
 
@@ -47,8 +48,9 @@ int main() {
     StreamType type;
     type.Add("level", Double, 1);
     Stream tank(&type, 4);
-    for (int minute = 0; minute < 6; ++minute)
+    for (int minute = 0; minute < 6; ++minute) {
         Push(tank, minute, 10 + 0.5 * minute);
+    }
 
     tank.GetAll([](const Samples& kept) {
         Print("kept, in storage order", kept);
@@ -61,8 +63,9 @@ int main() {
     tank.GetSince(Minute(4), [](const Samples& late) { Print("from minute 4 on", late); });
     tank.GetBetween(Minute(2), Minute(4), [](const Samples& some) {
         double sum = 0;
-        for (const Sample* sample : some)
+        for (const Sample* sample : some) {
             sum += sample->GetDouble(0, 0);
+        }
         std::cout << "mean of minutes 2 to 4: " << sum / static_cast<double>(some.size()) << '\n';
     });
     tank.GetLatest([](const Sample& newest) {

@@ -56,17 +56,19 @@ int main() {
 
     int alarms[4] = {};
     std::thread worker([&] {
-        while (const std::optional<Sample> alarm = inbox.Take())
+        while (const std::optional<Sample> alarm = inbox.Take()) {
             ++alarms[alarm->GetInt32(0, 0)];
+        }
     });
     std::deque<std::jthread> sensors;
     for (int sensor = 0; sensor < 4; ++sensor) {
         sensors.emplace_back([&stream, sensor] {
-            for (int reading = 0; reading < 1000; ++reading)
+            for (int reading = 0; reading < 1000; ++reading) {
                 stream.PushNew([&](Sample& sample) {
                     sample.Set(0, 0, sensor);
                     sample.Set(1, 0, static_cast<double>(reading % 100));
                 });
+            }
         });
     }
     sensors.clear();  // joins
@@ -74,6 +76,7 @@ int main() {
     worker.join();
 
     stream.GetAll([](const auto& kept) { std::cout << kept.size() << " of 4000 readings kept\n"; });
-    for (int sensor = 0; sensor < 4; ++sensor)
+    for (int sensor = 0; sensor < 4; ++sensor) {
         std::cout << "sensor " << sensor << ": " << alarms[sensor] << " alarms\n";
+    }
 }

@@ -68,10 +68,12 @@ int main() {
         return 1;
     }
     Stream received(&there, 10);
-    for (const std::string& packet : packets)
+    for (const std::string& packet : packets) {
         Receive(received, packet);
+    }
     received.GetAll([](const std::vector<Sample*>& samples) {
-        for (const Sample* sample : samples)
+        for (const Sample* sample : samples) {
             std::cout << sample->GetString(1) << ": z = " << sample->GetDouble(0, 2) << '\n';
+        }
     });
 }

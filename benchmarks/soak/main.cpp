@@ -72,21 +72,24 @@ class Soak {
   public:
     Soak(int lasting, int stalling) : duration(lasting), stall(stalling) {
         for (const Kind& kind : kinds) {
-            for (int i = 0; i < kind.threads; ++i)
+            for (int i = 0; i < kind.threads; ++i) {
                 workers.emplace_back(kind, static_cast<unsigned>(workers.size() + 1));
+            }
         }
     }
 
     int Run() {
-        for (Worker& worker : workers)
+        for (Worker& worker : workers) {
             worker.thread = std::thread([this, &worker] { Work(worker); });
+        }
         const Clock::time_point begin = Clock::now();
         double warm = 0;
         while (Clock::now() - begin < duration && referee.Fault() == nullptr) {
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
             EndWhereStalled();
-            if (warm == 0 && Clock::now() - begin > duration / 4)
+            if (warm == 0 && Clock::now() - begin > duration / 4) {
                 warm = MebibytesInUse();
+            }
         }
         const double end = MebibytesInUse();
         stopping = true;
@@ -95,8 +98,9 @@ class Soak {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             EndWhereStalled();
         }
-        for (Worker& worker : workers)
+        for (Worker& worker : workers) {
             worker.thread.join();
+        }
         plant.ExpectBalance();
         referee.Expect(end - warm < warm / 8 + tolerance, "memory has grown");
         Print();
@@ -118,13 +122,14 @@ class Soak {
         worker.ended = true;
     }
 
-    /// A thread that waits for ever can't be ended in another way.
+    // A thread that waits for ever can't be ended in another way.
     void EndWhereStalled() {
         const Clock::time_point now = Clock::now();
         for (Worker& worker : workers) {
             const long long done = worker.done;
-            if (done != worker.seen || worker.ended)
+            if (done != worker.seen || worker.ended) {
                 worker.progress = now;
+            }
             worker.seen = done;
             if (now - worker.progress > stall) {
                 Print();
@@ -137,8 +142,9 @@ class Soak {
     void Print() {
         for (const Kind& kind : kinds) {
             long long done = 0;
-            for (const Worker& worker : workers)
+            for (const Worker& worker : workers) {
                 done += worker.kind == &kind ? worker.done.load() : 0;
+            }
             std::printf("%-24s %10lld by %d\n", kind.name, done, kind.threads);
         }
         std::fflush(stdout);

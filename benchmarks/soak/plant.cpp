@@ -41,8 +41,9 @@ void Declare(StreamType& type) {
 void Fill(Sample& sample, long long value) {
     sample.Set(number, 0, value);
     sample.Resize(values, 4);
-    for (unsigned int i = 0; i < 4; ++i)
+    for (unsigned int i = 0; i < 4; ++i) {
         sample.Set(values, i, static_cast<double>(value));
+    }
     sample.Set(text, std::string(static_cast<std::size_t>(value % 40), 'x'));
     sample.Set(even, 0, value % 2 == 0);
     sample.Set(check, 0, ~value);
@@ -51,16 +52,18 @@ void Fill(Sample& sample, long long value) {
 bool IsWhole(const Sample& sample) {
     const long long value = sample.GetInt64(number, 0);
     if (sample.GetInt64(check, 0) != ~value || sample.GetBool(even, 0) != (value % 2 == 0) ||
-        sample.GetSize(values) != 4)
+        sample.GetSize(values) != 4) {
         return false;
+    }
     for (unsigned int i = 0; i < 4; ++i) {
-        if (sample.GetDouble(values, i) != static_cast<double>(value))
+        if (sample.GetDouble(values, i) != static_cast<double>(value)) {
             return false;
+        }
     }
     return sample.GetString(text) == std::string(static_cast<std::size_t>(value % 40), 'x');
 }
 
-/// Whole, and in the order in which they were pushed: around the ring's seam there is one descent.
+// Whole, and in the order in which they were pushed: around the ring's seam there is one descent.
 void ExpectWhole(const std::vector<Sample*>& samples, Referee& referee, bool ordered) {
     int descents = 0;
     long long last = 0;
@@ -80,7 +83,7 @@ std::string GuestType(Random& random) {
     return "guests/T" + std::to_string(random() % 12);
 }
 
-/// A subscriber that is there for a moment only.
+// A subscriber that is there for a moment only.
 class Visitor {
   public:
     explicit Visitor(Referee& judge) : referee(judge) {}
@@ -106,8 +109,9 @@ class Visitor {
 void Line::OnChange(SubscriptionArgs& args) {
     ++told[args.changeType];
     referee->Expect(IsWhole(*args.sample), "a subscriber saw a torn sample");
-    if (args.changeType != pushed)
+    if (args.changeType != pushed) {
         return;
+    }
     referee->Expect(args.sample->GetInt64(number, 0) == told[pushed], "a push was not told of");
     even += args.sample->GetBool(soak::even, 0) ? 1 : 0;
 }
@@ -146,10 +150,11 @@ void Plant::PushFromPeer(Random& random) {
         sent.Serialize(bytes);
         std::string block = bytes.str();
         const bool damaged = random() % 4 == 0;
-        if (damaged && random() % 2 == 0)
+        if (damaged && random() % 2 == 0) {
             block.resize(random() % block.size());
-        else if (damaged)
+        } else if (damaged) {
             block[random() % (2 * sizeof(unsigned int))] ^= '\x5a';
+        }
         const bool refused = !CheckSample(block, *type).empty();
         referee.Expect(refused == damaged, "the check of bytes was wrong");
         if (!refused) {
@@ -161,8 +166,9 @@ void Plant::PushFromPeer(Random& random) {
 
 void Plant::Pop(Random& random) {
     // Fewer than there are pushes, or the rings would run empty.
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 6; ++i) {
         Read(random);
+    }
     Line& line = AnyLine(random);
     line.stream->AtomicExecute([&] {
         line.pops += line.stream->IsEmpty() ? 0 : 1;
@@ -173,8 +179,9 @@ void Plant::Pop(Random& random) {
 void Plant::Change(Random& random) {
     Line& line = AnyLine(random);
     line.stream->AtomicExecute([&] {
-        if (line.stream->IsEmpty())
+        if (line.stream->IsEmpty()) {
             return;
+        }
         ++line.changes;
         line.stream->ChangeLatest(
             [](Sample& sample) {
@@ -222,11 +229,12 @@ void Plant::Visit(Random& random) {
 
 void Plant::AddGuest(Random& random) {
     StreamTypeCollection* const collection = types.GetPtr(GuestType(random));
-    if (collection != nullptr)
+    if (collection != nullptr) {
         streams.AddStream(GuestPath(random), collection->GetLatestPtr(), 1 + random() % 9L);
+    }
 }
 
-/// Types come and go, but none that a stream has.
+// Types come and go, but none that a stream has.
 void Plant::GardenTypes(Random& random) {
     const std::string path = GuestType(random);
     StreamTypeCollection* const collection = types.GetPtr(path);
@@ -260,8 +268,9 @@ void Plant::Garden(Random& random) {
 void Plant::UseGuest(Random& random) {
     streams.AtomicExecute([&] {
         Stream* const guest = streams.GetStreamPtr(GuestPath(random));
-        if (guest == nullptr)
+        if (guest == nullptr) {
             return;
+        }
         const long long value = static_cast<long long>(random());
         guest->PushNew([&](Sample& sample) { Fill(sample, value); });
         guest->GetLatest([&](const Sample& sample) {

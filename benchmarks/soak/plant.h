@@ -28,8 +28,9 @@ class Referee {
   public:
     void Expect(bool holds, const char* fault) {
         const char* none = nullptr;
-        if (!holds)
+        if (!holds) {
             first.compare_exchange_strong(none, fault);
+        }
     }
     /// Null while all is well.
     const char* Fault() const { return first; }

@@ -17,13 +17,15 @@ namespace {
 TEST(VersionText, KeepsEveryPartUpToItsLimitAndRefusesTheRest) {
     EXPECT_EQ(Version(1, 2, 256).ToString(), "1.2.256");
     EXPECT_EQ(Version("007.010.00001").ToString(), "7.10.1");
-    for (const std::string text : {"0.0.0", "0.0.256", "255.255.65535"})
+    for (const std::string text : {"0.0.0", "0.0.256", "255.255.65535"}) {
         EXPECT_EQ(Version(text).ToString(), text);
+    }
     for (const std::string text :
          {"", "1.0", "1.0.", ".1.0", "1..0", "1.0.0.", "1.0.0.0", "256.0.0", "0.256.0", "0.0.65536",
-          "-1.0.0", "+1.0.0", " 1.0.0", "1.0.0 ", "1,0,0", "0x1.0.0", "1.0.99999999999999999999"})
+          "-1.0.0", "+1.0.0", " 1.0.0", "1.0.0 ", "1,0,0", "0x1.0.0", "1.0.99999999999999999999"}) {
         EXPECT_EQ(test::MessageOf<std::invalid_argument>([&] { Version{text}; }),
                   "'" + text + "' is not a version such as '1.0.0'.");
+    }
     EXPECT_THROW(Version(std::string("1.0.0\0", 6)), std::invalid_argument);
 }
 

@@ -26,7 +26,7 @@ void Warn(SubscriptionArgs& args) {
     ++warnings;
 }
 
-/// True if exceptions that the libraries throw are caught here as the types of the headers.
+// True if exceptions that the libraries throw are caught here as the types of the headers.
 bool ErrorsCross(Stream& stream) {
     try {
         stream.GetLatest([](const Sample&) {});
@@ -49,8 +49,9 @@ int main() {
     Stream stream(&type, 10);
     const bool crossed = ErrorsCross(stream);
     stream.Subscribe({Expression("temperature > 8.0"), Poco::delegate(&Warn)});
-    for (const double temperature : {7.5, 8.5})
+    for (const double temperature : {7.5, 8.5}) {
         stream.PushNew([&](Sample& sample) { sample.Set(0, 0, temperature); });
+    }
 
     serialization::NodeTree tree;
     tree.GetRoot().AddNode("Consumer", serialization::NodeElement);

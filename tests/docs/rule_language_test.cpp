@@ -25,17 +25,18 @@ namespace {
 
 using Row = std::vector<std::string>;
 
-/// The cells of a table's line, without blanks around them; "\|" is a bar within one.
+// The cells of a table's line, without blanks around them; "\|" is a bar within one.
 Row Cells(std::string line) {
     Poco::replaceInPlace(line, std::string("\\|"), std::string(1, '\1'));
     Row cells;
-    for (const std::string& cell : utils::Split(line, '|'))
+    for (const std::string& cell : utils::Split(line, '|')) {
         cells.push_back(Poco::trim(Poco::translate(cell, "\1", "|")));
+    }
     cells.erase(cells.begin());
     return cells;
 }
 
-/// The rows of the first table under a heading, without its head.
+// The rows of the first table under a heading, without its head.
 std::vector<Row> Table(const std::string& heading) {
     std::ifstream page(VELMORA_RULE_LANGUAGE_PAGE);
     std::string line;
@@ -43,8 +44,9 @@ std::vector<Row> Table(const std::string& heading) {
     }
     std::vector<Row> rows;
     while (std::getline(page, line) && (rows.empty() || !line.empty())) {
-        if (line.starts_with('|'))
+        if (line.starts_with('|')) {
             rows.push_back(Cells(line));
+        }
     }
     rows.erase(rows.begin(), rows.begin() + std::min<std::ptrdiff_t>(2, std::ssize(rows)));
     return rows;
@@ -57,8 +59,9 @@ std::string Code(const std::string& cell) {
 std::vector<std::string> CodesIn(const std::string& cell) {
     std::vector<std::string> parts = utils::Split(cell, '`');
     std::vector<std::string> codes;
-    for (std::size_t i = 1; i < parts.size(); i += 2)
+    for (std::size_t i = 1; i < parts.size(); i += 2) {
         codes.push_back(parts[i]);
+    }
     return codes;
 }
 
@@ -74,8 +77,9 @@ TEST(RuleLanguagePage, CookbookTellsWhatRulesAnswer) {
     ASSERT_GE(entries.size(), 5U);
     ASSERT_GE(recipes.size(), 40U);
     StreamType type;
-    for (const Row& entry : entries)
+    for (const Row& entry : entries) {
         type.Add(Code(entry[0]), GetTypeFromString(Code(entry[1])), 0);
+    }
     Sample sample(&type, Poco::Timestamp());
     for (const Row& entry : entries) {
         const unsigned short id = type.EntryId(Code(entry[0]));
@@ -85,8 +89,9 @@ TEST(RuleLanguagePage, CookbookTellsWhatRulesAnswer) {
         }
         const std::vector<std::string> elements = utils::Split(Code(entry[2]), ' ');
         sample.Resize(id, static_cast<unsigned int>(elements.size()));
-        for (unsigned int i = 0; i < elements.size(); ++i)
+        for (unsigned int i = 0; i < elements.size(); ++i) {
             sample.Set(id, i, elements[i]);
+        }
     }
     for (const Row& recipe : recipes) {
         ASSERT_TRUE(recipe.size() == 3 && !recipe[2].empty()) << recipe[0];

@@ -11,11 +11,12 @@
 
 namespace {
 
-/// Ends the process when GoogleTest has told of a failed assertion.
+// Ends the process when GoogleTest has told of a failed assertion.
 class Finding : public testing::EmptyTestEventListener {
     void OnTestPartResult(const testing::TestPartResult& result) override {
-        if (result.failed())
+        if (result.failed()) {
             std::abort();
+        }
     }
 };
 

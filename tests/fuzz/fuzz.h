@@ -17,8 +17,9 @@ class ByteChoices : public Choices {
     explicit ByteChoices(std::string_view source) : bytes(source) {}
 
     unsigned Below(unsigned limit) override {
-        if (bytes.empty())
+        if (bytes.empty()) {
             return limit - 1;
+        }
         const auto byte = static_cast<unsigned char>(bytes.front());
         bytes.remove_prefix(1);
         return byte % limit;

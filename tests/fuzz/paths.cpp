@@ -11,8 +11,9 @@ void velmora::test::Fuzz(std::string_view input) {
     {
         static const char separators[] = {'.', '/', 'a', '\0', '\xff'};
         ModelledRepo modelled(separators[choices.Below(5)], choices);
-        while (!choices.Done())
+        while (!choices.Done()) {
             modelled.Step();
+        }
     }
     ASSERT_EQ(HostItem::live + HostGroup::live, 0) << "groups or items are left";
 }

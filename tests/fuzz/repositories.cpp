@@ -29,7 +29,7 @@ using core::serialization::Serializer;
 
 const Serializer<NodeRef> serializer;
 
-/// What a maker makes; nothing where it throws what is documented for nodes that are none.
+// What a maker makes; nothing where it throws what is documented for nodes that are none.
 template <class Maker>
 auto MadeOrRefused(Maker make) -> decltype(make()) {
     try {
@@ -41,12 +41,13 @@ auto MadeOrRefused(Maker make) -> decltype(make()) {
     return {};
 }
 
-/// What streams write, without times: a sample with a text takes the time of reading.
+// What streams write, without times: a sample with a text takes the time of reading.
 std::string WrittenWithoutTimes(const StreamRepository& streams) {
     static const std::string key = "TimeStamp/2=";
     std::string written = Written(streams);
-    for (std::size_t i = written.find(key); i != std::string::npos; i = written.find(key, i + 1))
+    for (std::size_t i = written.find(key); i != std::string::npos; i = written.find(key, i + 1)) {
         written.erase(i + key.size(), written.find_first_of(" )", i) - i - key.size());
+    }
     return written;
 }
 
@@ -61,18 +62,20 @@ NodeTree TreeOf(const Object& object) {
 template <class Group>
 void ForGroups(const Group& group, const std::function<void(const Group&)>& use) {
     use(group);
-    for (const Group* below : group.GetAllGroupPtrs())
+    for (const Group* below : group.GetAllGroupPtrs()) {
         ForGroups<Group>(*below, use);
+    }
 }
 
-/// A document may promise samples that are larger than a fuzzer likes.
+// A document may promise samples that are larger than a fuzzer likes.
 bool AreSamplesSmall(const StreamTypeRepository& types) {
     bool small = true;
     ForGroups<StreamTypeCollectionGroup>(types.GetGroup(""), [&](const auto& group) {
         for (const StreamTypeCollection* collection : group.GetAllItemPtrs()) {
             EXPECT_NE(types.FindByFullName(collection->GetFullName()), nullptr);
-            for (const StreamType* type : collection->GetAll())
+            for (const StreamType* type : collection->GetAll()) {
                 small = small && type->GetExactMemSizeInBytes() < 10000;
+            }
         }
     });
     return small;
@@ -104,21 +107,24 @@ void UseStreams(StreamRepository& streams, const NodeRef& node, StreamTypeReposi
     EXPECT_TRUE(streams.IsEmpty());
 }
 
-/// \name Trees as values, to be changed
-///@{
+// \name Trees as values, to be changed
+//@{
 NodeSpec SpecOf(const NodeRef& node) {
     NodeSpec spec{node.GetName(), std::nullopt, {}};
-    if (node.HasValue())
+    if (node.HasValue()) {
         spec.value = node.GetValue();
-    for (const NodeRef& child : node.GetNodes())
+    }
+    for (const NodeRef& child : node.GetNodes()) {
         spec.children.push_back(SpecOf(child));
+    }
     return spec;
 }
 
 void ListAll(NodeSpec& spec, std::vector<NodeSpec*>& all) {
     all.push_back(&spec);
-    for (NodeSpec& child : spec.children)
+    for (NodeSpec& child : spec.children) {
         ListAll(child, all);
+    }
 }
 
 void Mutate(NodeSpec& root, std::minstd_rand& random) {
@@ -137,19 +143,20 @@ void Mutate(NodeSpec& root, std::minstd_rand& random) {
     NodeSpec& some = *all[random() % all.size()];
     const NodeSpec other = *all[random() % all.size()];
     const unsigned action = random() % 6;
-    if (action == 0)
+    if (action == 0) {
         some.value = values[random() % std::size(values)];
-    else if (action == 1)
+    } else if (action == 1) {
         some.value = other.value;
-    else if (action == 2)
+    } else if (action == 2) {
         some.name = other.name;
-    else if (action == 3 && !some.children.empty())
+    } else if (action == 3 && !some.children.empty()) {
         some.children.erase(some.children.begin() +
                             static_cast<std::ptrdiff_t>(random() % some.children.size()));
-    else if (all.size() < 500)
+    } else if (all.size() < 500) {
         some.children.push_back(other);
+    }
 }
-///@}
+//@}
 
 }  // namespace
 
@@ -160,13 +167,15 @@ void Fuzz(std::string_view input) {
     Poco::Logger& logger = Poco::Logger::root();
     const auto tree =
         MadeOrRefused([&] { return std::make_unique<NodeTree>(Read(json, std::string(input))); });
-    if (!tree)
+    if (!tree) {
         return;
+    }
     const NodeRef root = tree->GetRoot();
     const auto types = MadeOrRefused(
         [&] { return std::make_unique<StreamTypeRepository>(logger, serializer, root["Types"]); });
-    if (!types)
+    if (!types) {
         return;
+    }
     const NodeTree written = TreeOf(*types);
     const auto again = MadeOrRefused([&] {
         return std::make_unique<StreamTypeRepository>(logger, serializer, written.GetRoot());
@@ -177,13 +186,15 @@ void Fuzz(std::string_view input) {
         return;
     }
     ASSERT_EQ(Written(*again), Written(*types)) << "types that were written are read differently";
-    if (!AreSamplesSmall(*types))
+    if (!AreSamplesSmall(*types)) {
         return;
+    }
     const NodeRef node = root["Streams"];
     const auto streams = MadeOrRefused(
         [&] { return std::make_unique<StreamRepository>(logger, serializer, node, *types); });
-    if (streams)
+    if (streams) {
         UseStreams(*streams, node, *types);
+    }
 }
 
 }  // namespace velmora::test
@@ -196,11 +207,13 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t 
     const auto tree = MadeOrRefused([&] {
         return std::make_unique<NodeTree>(Read(json, {reinterpret_cast<char*>(bytes), size}));
     });
-    if (!tree || random() % 16 == 0)
+    if (!tree || random() % 16 == 0) {
         return LLVMFuzzerMutate(bytes, size, maxSize);
+    }
     NodeSpec spec = SpecOf(tree->GetRoot());
-    for (unsigned i = 1 + random() % 4; i > 0; --i)
+    for (unsigned i = 1 + random() % 4; i > 0; --i) {
         Mutate(spec, random);
+    }
     const BuiltTree built(spec.children);
     const std::string text = Write(json, built.Tree());
     return text.size() > maxSize ? size : text.copy(reinterpret_cast<char*>(bytes), text.size());

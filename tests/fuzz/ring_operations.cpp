@@ -10,8 +10,9 @@ void velmora::test::Fuzz(std::string_view input) {
     ByteChoices choices(input);
     {
         ModelledStream modelled(static_cast<int>(1 + choices.Below(9)), choices);
-        while (!choices.Done())
+        while (!choices.Done()) {
             modelled.Step();
+        }
     }
     ASSERT_EQ(CountedSample::live, 0) << "samples are left";
 }

@@ -17,25 +17,27 @@ namespace {
 
 using namespace rules;
 
-/// A literal as a rule's text says it.
+// A literal as a rule's text says it.
 std::string LiteralText(const Var& literal) {
     if (literal.isString()) {
         std::string text = "\"";
         for (const char character : literal.extract<std::string>()) {
-            if (character == '"' || character == '\\')
+            if (character == '"' || character == '\\') {
                 text += '\\';
+            }
             text += character;
         }
         return text + "\"";
     }
-    if (literal.isBoolean() || literal.isInteger())
+    if (literal.isBoolean() || literal.isInteger()) {
         return literal.toString();
+    }
     char digits[32];
     std::snprintf(digits, sizeof digits, "%#.17g", literal.extract<double>());
     return digits;
 }
 
-/// A text for a tree, from what its nodes tell about themselves.
+// A text for a tree, from what its nodes tell about themselves.
 std::string TextOf(const RLExpr* tree) {
     if (const auto* const binary = dynamic_cast<const RLBinaryExpr*>(tree)) {
         const std::string join = dynamic_cast<const RLXorExpr*>(tree) != nullptr  ? "^^"
@@ -44,18 +46,23 @@ std::string TextOf(const RLExpr* tree) {
         return "(" + TextOf(binary->leftOperand()) + ")" + join + "(" +
                TextOf(binary->rightOperand()) + ")";
     }
-    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree))
+    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree)) {
         return "!(" + TextOf(negation->negatedOperand()) + ")";
-    if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree))
+    }
+    if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree)) {
         return TextOf(relation->leftOperand()) + relation->symbol() +
                LiteralText(relation->literal());
-    if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree))
+    }
+    if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree)) {
         return property->entryName() + "." + property->propertyName();
-    if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree))
+    }
+    if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree)) {
         return index->entryName() + "[" + std::to_string(index->first()) + ":" +
                std::to_string(index->last()) + "]";
-    if (const auto* const function = dynamic_cast<const RLFuncExpr*>(tree))
+    }
+    if (const auto* const function = dynamic_cast<const RLFuncExpr*>(tree)) {
         return function->functionName() + "()";
+    }
     const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree);
     return exists == nullptr ? "" : exists->entryName();
 }

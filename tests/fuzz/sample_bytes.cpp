@@ -17,7 +17,7 @@ namespace velmora::test {
 namespace {
 
 using namespace core::tessaryn;
-/// A stream takes the bytes as a sample by itself does.
+// A stream takes the bytes as a sample by itself does.
 void ExpectSameInStream(StreamType& type, const std::string& before, const std::string& bytes) {
     static const auto deaf = TestDelegate(1, [](Stream&, SubscriptionArgs&) {});
     static const StreamSubscription subscriptions[] = {{Expression("a > 0 || s.size == 3"), deaf},
@@ -36,8 +36,9 @@ void ExpectSameInStream(StreamType& type, const std::string& before, const std::
         }
     };
     Stream stream(&type, 3);
-    for (const StreamSubscription& subscription : subscriptions)
+    for (const StreamSubscription& subscription : subscriptions) {
         stream.Subscribe(subscription);
+    }
     std::istringstream first(before);
     attempt([&] { stream.PushNew(first, nullptr); });
     Sample single(&type, Poco::Timestamp());
@@ -65,8 +66,9 @@ void Fuzz(std::string_view input) {
     StreamType& type = types[choices.Below(3)]->type;
     ByteChoices uses(choices.Take(3 * choices.Below(30)));
     std::vector<std::string> entries;
-    for (unsigned short i = 0; i < type.GetNumEntries(); ++i)
+    for (unsigned short i = 0; i < type.GetNumEntries(); ++i) {
         entries.emplace_back(SizeOf(type.GetType(i)) * choices.Below(4), '\7');
+    }
     const std::string before = BinaryForm(entries);
     const std::string bytes(choices.Take(input.size()));
 
@@ -77,16 +79,18 @@ void Fuzz(std::string_view input) {
     const std::string after = BinaryOf(sample);
     ASSERT_LE(after.size(), std::max(before.size(), bytes.size())) << "longer than what came";
     ASSERT_EQ(sample.GetSerializedSizeInBytes(), after.size());
-    if (CheckSample(bytes, type).empty())
+    if (CheckSample(bytes, type).empty()) {
         ASSERT_EQ(after, bytes) << "checked bytes are not those of the sample";
+    }
     Sample again(&type, Poco::Timestamp());
     ReadBinary(again, after);
     ASSERT_EQ(BinaryOf(again), after) << "what was written is not read";
     ExpectSameInStream(type, before, bytes);
 
     samples::SampleModel modelled(type, after, uses);
-    while (!uses.Done())
+    while (!uses.Done()) {
         modelled.Step();
+    }
 }
 
 }  // namespace velmora::test

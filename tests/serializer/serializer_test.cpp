@@ -53,8 +53,9 @@ TEST(NodeTree, IsAsDeepAsMemoryAllows) {
     constexpr int levels = 100000;
     const NodeTree tree;
     NodeRef node = tree.GetRoot();
-    for (int i = 0; i < levels; ++i)
+    for (int i = 0; i < levels; ++i) {
         node = node.AddNode("n", NodeElement);
+    }
     EXPECT_EQ(node.GetPosition().size(), 2U * levels);
 }
 
@@ -78,7 +79,7 @@ TEST(NodeTree, KeepsHandlesValidWhenMoved) {
     EXPECT_EQ(third.GetRoot()["n"]["child"].GetPosition(), "/n/child");
 }
 
-/// "=" and the value written anew, or why the text is no value.
+// "=" and the value written anew, or why the text is no value.
 template <class T>
 std::string ReadText(const std::string& text) {
     const BuiltTree tree({Value("n", text)});
@@ -101,8 +102,9 @@ void ExpectInteger(const std::string& name) {
     std::string under = smallest == "0" ? "-0" : smallest;
     ++under.back();
     for (const std::string& text :
-         {over, under, largest + "0", ""s, "1 "s, " 1"s, "+1"s, "1.0"s, "1e2"s, "0x1"s})
+         {over, under, largest + "0", ""s, "1 "s, " 1"s, "+1"s, "1.0"s, "1e2"s, "0x1"s}) {
         EXPECT_EQ(ReadText<T>(text), "'" + text + "' is not " + name + ".");
+    }
 }
 
 TEST(StrictRead, TakesIntegersOfFittingSizeOnly) {
@@ -116,11 +118,13 @@ TEST(StrictRead, TakesIntegersOfFittingSizeOnly) {
 
 TEST(StrictRead, TakesFloatingPointNumbersExactlyInAnyLocale) {
     const CommaLocale locale;
-    for (const std::string text : {"0.1", "-0", "1e+300", "5e-324", "inf", "nan", "12345678.9"})
+    for (const std::string text : {"0.1", "-0", "1e+300", "5e-324", "inf", "nan", "12345678.9"}) {
         EXPECT_EQ(ReadText<double>(text), "=" + text);
+    }
     EXPECT_EQ(ReadText<float>("0.1"), "=0.1");
-    for (const std::string text : {"", " 1", "1 ", "1,5", "1.5x", "+1", "0x1p3", "1e999"})
+    for (const std::string text : {"", " 1", "1 ", "1,5", "1.5x", "+1", "0x1p3", "1e999"}) {
         EXPECT_EQ(ReadText<double>(text), "'" + text + "' is not a 64-bit floating-point number.");
+    }
     EXPECT_EQ(ReadText<float>("1e39"), "'1e39' is not a 32-bit floating-point number.");
     EXPECT_EQ(GreaterThan(1234567).GetDescription(), "Is greater than 1234567");
 }
@@ -139,8 +143,8 @@ TEST(StrictRead, TakesWholeTextsOfOtherTypesAndQuotesWhatItRefuses) {
     EXPECT_EQ(ReadText<int>(a60 + "123\xc3\xa4zz"), "'" + a60 + "123..." + end);
 }
 
-/// What values in every state read as under a rule that throws ("!" where it does) and, after a
-/// stroke, with a default of 9.
+// What values in every state read as under a rule that throws ("!" where it does) and, after a
+// stroke, with a default of 9.
 template <class Rule>
 std::string ReadStates(const Rule& rule) {
     const BuiltTree tree(

@@ -25,12 +25,12 @@ namespace {
 using std::string_literals::operator""s;
 using namespace test;
 
-/// Why a document can't be read.
+// Why a document can't be read.
 std::string GetReason(const TextForm& form, const std::string& text) {
     return MessageOf<SerializationException>([&] { Read(form, text); });
 }
 
-/// Texts that a document can't hold as they are, or that look like what stands for such.
+// Texts that a document can't hold as they are, or that look like what stands for such.
 const std::string nastyTexts[] = {
     "", " ", "  a  ", "a\0b\0"s, "\n", "a\r\nb\rc\n", "\ta\tb\t", "\x01\x1f\x7f", "\\", "\\x41",
     "\\\\n\n", "\\u0041 &#65; &amp; %41", "<a b=\"c\">&]]></a><!-- - -->", "\"'{}[],:", "_node",
@@ -40,7 +40,7 @@ const std::string nastyTexts[] = {
     "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xef\xbf\xbe", "\xef\xbf\xbf",
     "\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbd\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"};
 
-/// Gives every node of a small tree a shape and texts of the generator's choice.
+// Gives every node of a small tree a shape and texts of the generator's choice.
 void Grow(NodeRef node, int levels, Choices& random) {
     const auto pickText = [&random] {
         const std::string text = nastyTexts[random.Below(std::size(nastyTexts))];
@@ -48,8 +48,9 @@ void Grow(NodeRef node, int levels, Choices& random) {
         // Also side by side with any byte and each other.
         return random.Below(2) == 0 ? text : text + static_cast<char>(random.Below(256)) + other;
     };
-    if (random.Below(2) == 0)
+    if (random.Below(2) == 0) {
         node.SetValue(pickText());
+    }
     for (unsigned count = levels > 0 ? random.Below(5) : 0; count > 0; --count) {
         const unsigned flags[] = {0, 1, 1, 2, 2, 10, 17, 17, 4294967295U};
         const auto flag = static_cast<NodeFlags>(flags[random.Below(std::size(flags))]);
@@ -71,8 +72,9 @@ TEST(TextForms, KeepTextsAcrossTheParsersPieces) {
     const NodeTree tree;
     for (std::string text; text.size() < 4; text += '.') {
         std::string value = text;
-        while (value.size() < 200'000)
+        while (value.size() < 200'000) {
             value += "\xf0\x9f\x98\x80";
+        }
         tree.GetRoot().AddNode(value, NodeValue).SetValue(value + '\xff');
     }
     ExpectKept(tree);
@@ -80,8 +82,9 @@ TEST(TextForms, KeepTextsAcrossTheParsersPieces) {
 
 TEST(XmlDocument, NamesElementsAfterNodesWhereXmlAllowsIt) {
     const NodeTree tree;
-    for (const char* name : {"xm", "xmm", "a.b_c-", "XmLa", "1", "a:b"})
+    for (const char* name : {"xm", "xmm", "a.b_c-", "XmLa", "1", "a:b"}) {
         tree.GetRoot().AddNode(name, NodeElement);
+    }
     EXPECT_THAT(Write(xml, tree),
                 testing::HasSubstr("  <xm/>\n  <xmm/>\n  <a.b_c-/>\n  <_node name=\"XmLa\"/>\n"
                                    "  <_node name=\"1\"/>\n  <_node name=\"a:b\"/>\n"));
@@ -99,18 +102,21 @@ TEST(NodeFormatDocument, ShowsWhatIsWrittenAndReadAndRefusedWhereCutOff) {
     const std::string asJson = getBlock("\n```json\n");
     EXPECT_EQ(Write(json, Read(xml, asXml)), asJson);
     EXPECT_EQ(Write(xml, Read(json, asJson)), asXml);
-    for (const auto& [form, text] : {std::pair(xml, asXml), std::pair(json, asJson)})
+    for (const auto& [form, text] : {std::pair(xml, asXml), std::pair(json, asJson)}) {
         // Without its last line end a document is whole.
-        for (std::size_t length = 0; length + 1 < text.size(); ++length)
+        for (std::size_t length = 0; length + 1 < text.size(); ++length) {
             EXPECT_THAT(GetReason(form, text.substr(0, length)), testing::HasSubstr(" at line "))
                 << form.name << " cut off after " << length << " bytes";
+        }
+    }
 }
 
 TEST(DocumentDepth, IsAThousandLevelsInBothDirections) {
     const NodeTree tree;
     NodeRef node = tree.GetRoot();
-    for (int level = 0; level < 1'000; ++level)
+    for (int level = 0; level < 1'000; ++level) {
         node = node.AddNode("n", NodeElement);
+    }
     ExpectKept(tree);
     EXPECT_LT(Write(xml, tree).size(), 200'000U) << "the indent has a limit";
     node.AddNode("n", NodeElement);
@@ -119,8 +125,9 @@ TEST(DocumentDepth, IsAThousandLevelsInBothDirections) {
           std::tuple(json, "{\"Tree\":[\n"s, "{\"n\":["s, "line 2, column 6001"s)}) {
         EXPECT_THROW(Write(form, tree), SerializationException) << form.name;
         std::string document = begin;
-        for (int level = 0; level < 1'000'000; ++level)
+        for (int level = 0; level < 1'000'000; ++level) {
             document += open;
+        }
         EXPECT_THAT(GetReason(form, document), testing::HasSubstr(place + ": "));
     }
 }
@@ -190,8 +197,9 @@ TEST(TextForms, RefuseMalformedDocumentsWithLineAndColumn) {
         {json, "1:28", "{'Tree': {'escaped': '\\\\xg0'}}", "The text holds a wrong escape."},
     };
     for (auto [form, place, document, reason] : cases) {
-        if (form.name == "JSON")
+        if (form.name == "JSON") {
             std::replace(document.begin(), document.end(), '\'', '"');
+        }
         const std::string message = GetReason(form, document);
         const std::string expected = "The " + form.name + " document can not be read at line " +
                                      place[0] + ", column " + (place + 2) + ": " + reason;
@@ -212,8 +220,9 @@ TEST(TextForms, ReadWhatPeopleAndOtherProgramsMakeOfThem) {
         {json,
          "\xef\xbb\xbf{\"Tree\": {\"nodes\": [{\"a\": {\"escaped\": \"\\\\x78 & \xc3\xa4\","
          " \"flags\": 2}}, {\"b\": {\"nodes\": []}}]}}\r\n"}};
-    for (const auto& [form, document] : documents)
+    for (const auto& [form, document] : documents) {
         EXPECT_EQ(Sorted(Read(form, document).GetRoot()), Sorted(tree.GetRoot())) << document;
+    }
 }
 
 }  // namespace

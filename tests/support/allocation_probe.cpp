@@ -15,8 +15,9 @@ thread_local long count = 0;
 thread_local long failing = -1;
 
 void* Allocate(std::size_t size) {
-    if (probing && count++ == failing)
+    if (probing && count++ == failing) {
         throw std::bad_alloc();
+    }
     return std::malloc(size);
 }
 

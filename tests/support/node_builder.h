@@ -41,8 +41,9 @@ class BuiltTree {
     static void Add(core::serialization::NodeRef node, const std::vector<NodeSpec>& children) {
         for (const NodeSpec& spec : children) {
             auto child = node.AddNode(spec.name, core::serialization::NodeElement);
-            if (spec.value)
+            if (spec.value) {
                 child.SetValue(*spec.value);
+            }
             Add(child, spec.children);
         }
     }
@@ -54,17 +55,21 @@ class BuiltTree {
 /// Lists of groups and their items are sorted: their order means nothing.
 inline std::string Sorted(const core::serialization::NodeRef& node) {
     std::string text = node.GetName() + "/" + std::to_string(node.GetFlags());
-    if (node.HasValue())
+    if (node.HasValue()) {
         text += "=" + node.GetValue();
+    }
     std::vector<std::string> children;
-    for (const auto& child : node.GetNodes())
+    for (const auto& child : node.GetNodes()) {
         children.push_back(Sorted(child));
+    }
     const std::string& name = node.GetName();
-    if (name == "Groups" || name == "TypeCollections" || name == "Streams")
+    if (name == "Groups" || name == "TypeCollections" || name == "Streams") {
         std::sort(children.begin(), children.end());
+    }
     std::string joined;
-    for (const std::string& child : children)
+    for (const std::string& child : children) {
         joined += (joined.empty() ? "" : " ") + child;
+    }
     return joined.empty() ? text : text + "(" + joined + ")";
 }
 

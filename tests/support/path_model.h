@@ -42,13 +42,15 @@ struct ModelTree {
     std::map<Names, const void*> items;
 
     void AddGroups(Names names) {
-        for (; !names.empty(); names.pop_back())
+        for (; !names.empty(); names.pop_back()) {
             groups.insert(names);
+        }
     }
 
     bool Remove(const Names& names) {
-        if (items.erase(names) == 1)
+        if (items.erase(names) == 1) {
             return true;
+        }
         const auto below = [&](const Names& child) {
             return child.size() >= names.size() &&
                    std::equal(names.begin(), names.end(), child.begin());
@@ -90,8 +92,9 @@ class ModelledRepo {
                      testing::PrintToString(separator));
         Names names;
         std::istringstream in(path);
-        for (std::string name; std::getline(in, name, separator);)
+        for (std::string name; std::getline(in, name, separator);) {
             names.push_back(name);
+        }
         EXPECT_EQ(repo.Split(path), names);
         Operate(path, names);
         const auto item = model.items.find(names);
@@ -110,8 +113,9 @@ class ModelledRepo {
         const std::string s(1, separator);
         const Names pieces = {"a", "b", "ab", s, s, s + s, "c" + s, "."};
         std::string path;
-        for (unsigned i = choices.Below(7); i > 0; --i)
+        for (unsigned i = choices.Below(7); i > 0; --i) {
             path += pieces[choices.Below(static_cast<unsigned>(pieces.size()))];
+        }
         return path;
     }
 

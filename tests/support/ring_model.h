@@ -28,8 +28,9 @@ template <class Query>
 std::vector<int> Ask(Query query) {
     std::vector<int> numbers;
     query([&](const std::vector<Sample*>& samples) {
-        for (const Sample* sample : samples)
+        for (const Sample* sample : samples) {
             numbers.push_back(sample->GetInt32(0, 0));
+        }
     });
     return numbers;
 }
@@ -67,16 +68,18 @@ struct RingModel {
     }
     int Pop() {
         const int number = Latest();
-        if (slots.erase(newest) != 0)
+        if (slots.erase(newest) != 0) {
             newest = (newest + maxSize - 1) % maxSize;
+        }
         return number;
     }
     int Latest() const { return slots.contains(newest) ? slots.at(newest) : none; }
     std::vector<int> Between(int from, int to) const {
         std::vector<int> numbers;
         for (const auto& [slot, number] : slots) {
-            if (times.at(number) >= from && times.at(number) <= to)
+            if (times.at(number) >= from && times.at(number) <= to) {
                 numbers.push_back(number);
+            }
         }
         return numbers;
     }
@@ -127,8 +130,9 @@ class ModelledStream {
 
     /// What a callback does besides its own business.
     void Nest() {
-        if (budget == 0 || choices.Below(4) != 0)
+        if (budget == 0 || choices.Below(4) != 0) {
             return ExpectSame();
+        }
         --budget;
         Operate();
     }
@@ -149,10 +153,12 @@ class ModelledStream {
             live.Set(0, 0, number);
             Nest();
             // Also where the sample has left the stream meanwhile.
-            if (time % 2 == 0)
+            if (time % 2 == 0) {
                 Stamp(live, time);
-            if (*change != '\0')
+            }
+            if (*change != '\0') {
                 Expect(change, live.GetInt32(0, 0));
+            }
         };
     }
 
@@ -191,12 +197,14 @@ class ModelledStream {
         } else if (action == 9) {
             // Only the lowest bit means samples.
             stream.Clear(time == 0 ? 1 + 4 + 8 : 4 + 8);
-            if (time == 0)
+            if (time == 0) {
                 model = RingModel(model.maxSize);
+            }
         } else {
             const int gone = model.Pop();
-            if (gone != none)
+            if (gone != none) {
                 Expect("popped", gone);
+            }
             stream.PopLatest();
         }
     }
@@ -204,10 +212,11 @@ class ModelledStream {
     void Query(int time, bool stamp) {
         stream.GetSince(Timestamp(time), [&](const std::vector<Sample*>& samples) {
             for (Sample* live : samples) {
-                if (stamp)
+                if (stamp) {
                     Stamp(*live, Time());
-                else
+                } else {
                     Nest();
+                }
                 // Whatever has happened to it, it is there to be read.
                 ASSERT_LE(live->GetInt32(0, 0), lastNumber);
             }

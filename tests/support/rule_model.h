@@ -62,8 +62,9 @@ inline bool CompareElement(const std::string& symbol, const Var& value, const Va
         using Native = decltype(native);
         // A literal never is a character.
         using Converted = std::conditional_t<std::is_same_v<Native, char>, Poco::Int8, Native>;
-        if (value.type() != typeid(Native))
+        if (value.type() != typeid(Native)) {
             return;
+        }
         const auto left = static_cast<Converted>(value.extract<Native>());
         const auto right = literal.convert<Converted>();
         const bool less = left < right;
@@ -76,18 +77,24 @@ inline bool CompareElement(const std::string& symbol, const Var& value, const Va
 }
 
 inline Var PropertyOf(const Entry* entry, const std::string& property) {
-    if (property == "exists")
+    if (property == "exists") {
         return entry != nullptr;
-    if (entry == nullptr)
+    }
+    if (entry == nullptr) {
         return {};
-    if (property == "type")
+    }
+    if (property == "type") {
         return ToString(entry->type);
-    if (property == "size")
+    }
+    if (property == "size") {
         return static_cast<unsigned>(entry->elements.size());
-    if (property != "front" && property != "back")
+    }
+    if (property != "front" && property != "back") {
         return {};
-    if (!entry->elements.empty())
+    }
+    if (!entry->elements.empty()) {
         return property == "front" ? entry->elements.front() : entry->elements.back();
+    }
     return entry->type == String ? Var(std::string())
                                  : throw std::out_of_range("Index out of range.");
 }
@@ -96,8 +103,9 @@ inline Var ElementsOf(const Entry* entry, int first, int last) {
     const int size = entry == nullptr ? 0 : static_cast<int>(entry->elements.size());
     const int from = first < 0 ? 0 : first;
     const int to = last < 0 || last >= size ? size - 1 : last;
-    if (from > to)
+    if (from > to) {
         return {};
+    }
     const auto begin = entry->elements.begin();
     return from == to ? *(begin + from) : Var(Vars(begin + from, begin + to + 1));
 }
@@ -109,34 +117,40 @@ inline Var ValueOf(const RLExpr* tree, const World& world) {
     };
     if (const auto* const binary = dynamic_cast<const RLBinaryExpr*>(tree)) {
         const bool isOr = dynamic_cast<const RLOrExpr*>(tree) != nullptr;
-        if (dynamic_cast<const RLXorExpr*>(tree) == nullptr)
+        if (dynamic_cast<const RLXorExpr*>(tree) == nullptr) {
             return holds(binary->leftOperand()) == isOr ? isOr : holds(binary->rightOperand());
+        }
         const Var last = ValueOf(binary->rightOperand(), world);
         const bool first = holds(binary->leftOperand());
         return first != last.convert<bool>();
     }
-    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree))
+    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree)) {
         return !holds(negation->negatedOperand());
+    }
     if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree)) {
         const auto compare = [&](const Var& element) {
             return CompareElement(relation->symbol(), element, relation->literal());
         };
         try {
             const Var value = ValueOf(relation->leftOperand(), world);
-            if (value.type() != typeid(Vars))
+            if (value.type() != typeid(Vars)) {
                 return compare(value);
+            }
             const auto& elements = value.extract<Vars>();
             return std::all_of(elements.begin(), elements.end(), compare);
         } catch (const Poco::Exception&) {
             return false;
         }
     }
-    if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree))
+    if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree)) {
         return PropertyOf(world.Find(property->entryName()), property->propertyName());
-    if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree))
+    }
+    if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree)) {
         return ElementsOf(world.Find(index->entryName()), index->first(), index->last());
-    if (const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree))
+    }
+    if (const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree)) {
         return world.Find(exists->entryName()) != nullptr;
+    }
     if (const auto* const function = dynamic_cast<const RLFuncExpr*>(tree)) {
         static const std::map<std::string, StreamChangeType> changes = {
             {"pushed", pushed}, {"popped", popped}, {"changed", changed}};
@@ -161,8 +175,9 @@ class RuleMaker {
     /// \param level index of the loosest join
     /// \param atEnd whether a bare name may come last
     Rule Expression(unsigned level, bool atEnd) {
-        if (level == joins.size())
+        if (level == joins.size()) {
             return Relation(atEnd);
+        }
         const unsigned count = Chance(3) ? 2 + choices.Below(2) : 1;
         Rule rule = Expression(level + 1, atEnd && count == 1);
         for (unsigned i = 1; i < count; ++i) {
@@ -219,8 +234,9 @@ class RuleMaker {
             text += index.text;
             full += index.full;
         }
-        if (kind != 2 && Chance(4))
+        if (kind != 2 && Chance(4)) {
             return {text, full};
+        }
         const std::string comparison = Blank() + Pick(comparisons) + Blank();
         const std::string literal =
             Pick({"0", "1", "-1", "7", "-128", "300", "4294967295", "7.5", "-128.0", "1e300",
@@ -240,14 +256,16 @@ class ModelledSample {
         world.change = static_cast<StreamChangeType>(choices.Below(3));
         for (const std::string name : {"a", "b", "c"}) {
             const auto valueType = static_cast<BaseType>(1 + choices.Below(12));
-            if (choices.Below(5) == 0)
+            if (choices.Below(5) == 0) {
                 continue;
+            }
             layout.type.Add(name, valueType, 1);
             world.entries[name].type = valueType;
         }
         sample = Sample(&layout.type, Poco::Timestamp());
-        for (auto& [name, entry] : world.entries)
+        for (auto& [name, entry] : world.entries) {
             Fill(choices, sample.EntryId(name), entry);
+        }
     }
 
     World world;
@@ -263,8 +281,9 @@ class ModelledSample {
         int type = UnknownType;
         ForNatives([&](auto native) {
             using Native = decltype(native);
-            if (++type != entry.type)
+            if (++type != entry.type) {
                 return;
+            }
             if constexpr (std::is_same_v<Native, std::string>) {
                 native = texts[choices.Below(static_cast<unsigned>(texts.size()))];
                 sample.Set(id, native);
@@ -274,8 +293,9 @@ class ModelledSample {
                 for (unsigned i = 0; i < count; ++i) {
                     native = static_cast<Native>(
                         near[choices.Below(static_cast<unsigned>(near.size()))]);
-                    if constexpr (std::is_floating_point_v<Native>)
+                    if constexpr (std::is_floating_point_v<Native>) {
                         native /= 2;
+                    }
                     sample.Set(id, i, native);
                     entry.elements.emplace_back(native);
                 }

@@ -35,8 +35,9 @@ inline std::shared_ptr<core::tessaryn::RLExpr> Parse(const std::string& text) {
 /// The lines of a tree's dump, each ended by a line feed; nothing for a missing tree.
 inline std::string DumpOf(const core::tessaryn::RLExpr* tree) {
     std::ostringstream out;
-    if (tree != nullptr)
+    if (tree != nullptr) {
         tree->dump(out, 0);
+    }
     return out.str();
 }
 

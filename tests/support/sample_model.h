@@ -68,9 +68,10 @@ class SampleModel {
 
     /// What comes of an access that is allowed, or isn't: `OutcomeOf` tells it so.
     std::string Allowed(BaseType requested, unsigned int index = 0, unsigned int size = 1) const {
-        if (!TypesAreCompatible(declared, requested))
+        if (!TypesAreCompatible(declared, requested)) {
             return "std: Type '" + ToString(declared) + "' is not compatible with type '" +
                    ToString(requested) + "'.\n";
+        }
         return index < size ? "true" : "std: Index out of range.";
     }
 
@@ -82,13 +83,15 @@ class SampleModel {
         T value{};
         EXPECT_EQ(OutcomeOf([&] { return value = (sample.*get)(entry, index), true; }), allowed);
         EXPECT_EQ(OutcomeOf([&] { return sample.Set(entry, index, T{1}), true; }), allowed);
-        if (allowed != "true")
+        if (allowed != "true") {
             return false;
+        }
         const std::string stored = bytes.substr(index * sizeof(T), sizeof(T));
-        if (std::is_same_v<T, bool>)
+        if (std::is_same_v<T, bool>) {
             EXPECT_EQ(value, stored != std::string(1, '\0'));
-        else
+        } else {
             EXPECT_EQ(BytesOf(value), stored);
+        }
         bytes.replace(index * sizeof(T), sizeof(T), BytesOf(T{1}));
         return true;
     }
@@ -112,8 +115,9 @@ class SampleModel {
             return std::pair(Sorted(root["Entries"]),
                              Sample(source.GetStreamType(), serializer, root));
         };
-        for (unsigned int i = 0; i < std::min(sample.GetSize(entry), 9U); ++i)
+        for (unsigned int i = 0; i < std::min(sample.GetSize(entry), 9U); ++i) {
             ToString(&sample, entry, i);
+        }
         const Sample once = reread(sample).second;
         EXPECT_EQ(reread(reread(once).second).first, reread(once).first);
     }
@@ -126,8 +130,9 @@ class SampleModel {
              {"", ".size > 2", ".front == 1", ".back != 1", "[1] == 1", "[1:2] < 9", " == 1",
               " != \"xx\"", ".type != \"\"", "[:]", "[39]"}) {
             const std::string text = type.GetEntry(entry).key + end;
-            if (!parsed.contains(text))
+            if (!parsed.contains(text)) {
                 parsed.emplace(text, std::pair(ExpressionRule(text), Parse(text)));
+            }
             // Named one by one: Clang 14 takes no structured binding into a lambda.
             auto& rule = parsed.at(text).first;
             auto& tree = parsed.at(text).second;
@@ -153,8 +158,9 @@ class SampleModel {
             const std::string allowed = Allowed(String);
             const std::string text(number, 'x');
             EXPECT_EQ(OutcomeOf([&] { return sample.Set(entry, text), true; }), allowed);
-            if (allowed == "true")
+            if (allowed == "true") {
                 bytes = text;
+            }
             return allowed == "true";
         } else if (way == 2 && number < bytes.size() / width) {
             const std::string text = std::to_string(choices.Below(256));

@@ -31,8 +31,9 @@ struct TestType {
     TestType(std::initializer_list<core::tessaryn::SampleEntry> entries,
              const std::string& name = "Pos", const utils::Version& version = {1, 0, 0})
         : parent(name), type(version, &parent) {
-        for (const core::tessaryn::SampleEntry& entry : entries)
+        for (const core::tessaryn::SampleEntry& entry : entries) {
             type.Add(entry.key, entry.type, entry.initialSize);
+        }
     }
     TestType(const TestType&) = delete;
     TestType& operator=(const TestType&) = delete;

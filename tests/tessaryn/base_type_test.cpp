@@ -23,7 +23,7 @@ namespace {
 using test::BytesOf;
 using test::MessageOf;
 
-/// The bytes of what an input stream reads of a text.
+// The bytes of what an input stream reads of a text.
 template <class Read, class Stored = Read>
 std::string Extract(const std::string& text) {
     std::istringstream in(text);
@@ -83,12 +83,14 @@ TEST(BaseType, IsFoundByEachSpellingInAnyCaseAndByNothingElse) {
             mixed[1] = static_cast<char>(std::toupper(mixed[1]));
             EXPECT_EQ(GetTypeFromString(spelling), row.type) << spelling;
             EXPECT_EQ(GetTypeFromString(mixed), row.type) << mixed;
-            for (const std::string& other : {" " + mixed, mixed + " ", mixed + '\0', mixed + "x"})
+            for (const std::string& other : {" " + mixed, mixed + " ", mixed + '\0', mixed + "x"}) {
                 EXPECT_EQ(GetTypeFromString(other), UnknownType) << "'" << other << "'";
+            }
         }
     }
-    for (const char* name : {"", "UnknownType", "long", "a much longer name"})
+    for (const char* name : {"", "UnknownType", "long", "a much longer name"}) {
         EXPECT_EQ(GetTypeFromString(name), UnknownType) << name;
+    }
 }
 
 std::string Around(const std::string& bytes) {
@@ -96,7 +98,7 @@ std::string Around(const std::string& bytes) {
     return memory.replace(1, bytes.size(), bytes);
 }
 
-/// Memory around a destination at an odd address after a text is stored there.
+// Memory around a destination at an odd address after a text is stored there.
 std::string StoredAround(BaseType type, const std::string& text) {
     std::string memory = Around("");
     SetFromString(type, text, memory.data() + 1);
@@ -110,14 +112,16 @@ TEST(SetFromString, AgreesWithAnInputStreamInAnyLocale) {
     for (int i = 0; i < 20000; ++i) {
         std::string text;
         for (unsigned count = random.Below(6); count != 0; --count) {
-            if (random.Below(2) == 0)
+            if (random.Below(2) == 0) {
                 text += alphabet[random.Below(static_cast<unsigned>(alphabet.size()))];
-            else
+            } else {
                 text += std::to_string((1ULL << random.Below(64)) - random.Below(2));
+            }
         }
-        for (const TypeRow& row : rows)
+        for (const TypeRow& row : rows) {
             ASSERT_EQ(StoredAround(row.type, text), Around(row.extract(text)))
                 << "'" << text << "' as " << row.name;
+        }
     }
     EXPECT_EQ(StoredAround(static_cast<BaseType>(13), "5"), Around(""));
     EXPECT_EQ(MessageOf<std::runtime_error>([] { StoredAround(UnknownType, "5"); }),

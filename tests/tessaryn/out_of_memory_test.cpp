@@ -40,18 +40,20 @@ const serialization::Serializer<NodeRef> serializer;
 const std::string longText = "a text of more characters than fit into a string itself";
 constexpr int manyStreams = 40;
 
-/// A host in the middle of its work.
+// A host in the middle of its work.
 struct Host {
     Host() {
         types.Add("area/line/Pos")->Add(Version(1, 0, 0)).Add("x", Int32, 2).Add("s", String, 3);
         type = &types["area/line/Pos"].Get(Version(1, 0, 0));
-        for (int i = 0; i < manyStreams; ++i)
+        for (int i = 0; i < manyStreams; ++i) {
             streams.AddStream("area/stream number " + std::to_string(i), type, 3);
+        }
         stream = streams.AddStream("area/line/" + longText, type, 3);
         stream->Subscribe({Expression("x[0] == 1 && s == \"none\""), Telling(0)});
         stream->Subscribe({new TestRule([](SubscriptionArgs&) { return true; }), Telling(1)});
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             stream->PushNew(new CountedSample(type, Poco::Timestamp(1000 + i)));
+        }
         NodeRef root = saved.GetRoot();
         streams.Serialize(serializer, root);
         asXml = Write(xml, saved);
@@ -82,11 +84,11 @@ struct Host {
     std::string asJson;
 };
 
-/// What an operation that runs out of memory leaves behind.
+// What an operation that runs out of memory leaves behind.
 enum Guarantee {
-    asItWas,     ///< exactly what was there before
-    addsSome,    ///< what was there before, and perhaps some of what was to be added
-    removesSome  ///< some of what was there before
+    asItWas,     // exactly what was there before
+    addsSome,    // what was there before, and perhaps some of what was to be added
+    removesSome  // some of what was there before
 };
 
 struct Operation {
@@ -194,13 +196,15 @@ const Operation operations[] = {
          h.streams.AddStream("area/line/new", new Stream(h.type, 5));
          h.streams.AddStream("area/" + longText + "/new", h.type, 5);
          h.streams.AddStream(serializer, h.SavedStream(), h.types);
-         for (int i = 0; i < manyStreams; ++i)
+         for (int i = 0; i < manyStreams; ++i) {
              h.streams.AddStream("area/another stream " + std::to_string(i), h.type, 5);
+         }
      }},
     {"remove streams", removesSome,
      [](Host& h) {
-         for (int i = 0; i < manyStreams; ++i)
+         for (int i = 0; i < manyStreams; ++i) {
              h.streams.Remove("area/stream number " + std::to_string(i));
+         }
          h.streams.Remove("area/line");
      }},
     {"clear and remove types", removesSome,
@@ -218,13 +222,14 @@ const Operation operations[] = {
     {"JSON", asItWas, [](Host& h) { Write(json, Read(json, h.asJson)); }},
 };
 
-/// Whether the host still does all that it should, whatever has been added or removed.
+// Whether the host still does all that it should, whatever has been added or removed.
 void ExpectWorks(Host& host) {
     const StreamTypeCollection* const added = host.types.GetPtr("area/" + longText);
     EXPECT_TRUE(added == nullptr || !added->GetFullName().empty());
     if (const StreamTypeCollection* const pos = host.types.GetPtr("area/line/Pos")) {
-        for (const StreamType* type : pos->GetAll())
+        for (const StreamType* type : pos->GetAll()) {
             EXPECT_EQ(pos->GetPtr(type->GetVersion()), type) << "versions and types out of step";
+        }
         EXPECT_EQ(pos->GetLatestVersion(), pos->GetLatest().GetVersion());
     }
     Stream* const stream = host.streams.GetStreamPtr("area/line/" + longText);
@@ -232,8 +237,9 @@ void ExpectWorks(Host& host) {
         EXPECT_TRUE(LocksAreFree(*stream));
         stream->PushNew(fill);
         stream->GetAll([](const std::vector<Sample*>& samples) {
-            for (const Sample* sample : samples)
+            for (const Sample* sample : samples) {
                 EXPECT_LE(sample->GetSize(1), longText.size());
+            }
         });
         stream->PopLatest();
     }
@@ -242,13 +248,14 @@ void ExpectWorks(Host& host) {
     EXPECT_NE(host.streams.GetStreamPtr("area/line/one more"), nullptr);
 }
 
-/// How many of the many streams can be found.
+// How many of the many streams can be found.
 std::size_t Found(const Host& host) {
     const StreamGroup* const group = host.streams.GetGroupPtr("area");
     std::size_t found = 0;
     for (int i = 0; group != nullptr && i < manyStreams; ++i) {
-        if (group->ItemExists("stream number " + std::to_string(i)))
+        if (group->ItemExists("stream number " + std::to_string(i))) {
             ++found;
+        }
     }
     return found;
 }
@@ -290,7 +297,7 @@ TEST(OutOfMemory, LosesNothingWhereverItStrikes) {
 }  // namespace
 }  // namespace velmora::core::tessaryn
 
-/// POCO's parser loses a part of its own when it runs out of memory.
+// POCO's parser loses a part of its own when it runs out of memory.
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:Poco::XML::ParserEngine::pushContext";
 }

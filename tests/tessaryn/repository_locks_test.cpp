@@ -29,19 +29,19 @@ const Serializer<NodeRef> serializer;
 
 using Operation = std::function<void()>;
 
-/// Opens an object's mutex to be looked at.
+// Opens an object's mutex to be looked at.
 template <class Lockable>
 struct OpenLock : Lockable {
     using Lockable::Lockable;
 
-    /// Whether another thread could lock the object now.
+    // Whether another thread could lock the object now.
     bool IsFree() const {
         const auto lock = [&] { return this->mutex.tryLock() && (this->mutex.unlock(), true); };
         return std::async(std::launch::async, lock).get();
     }
 };
 
-/// While the holder's mutex is held, the first operations wait for it, the others don't.
+// While the holder's mutex is held, the first operations wait for it, the others don't.
 template <class Holder>
 void ExpectWaiting(Holder& holder, const std::vector<Operation>& waiting,
                    const std::vector<Operation>& free) {
@@ -56,8 +56,9 @@ void ExpectWaiting(Holder& holder, const std::vector<Operation>& waiting,
         EXPECT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
     }
     holder.AtomicExecute([&] {
-        for (const Operation& operation : free)
+        for (const Operation& operation : free) {
             EXPECT_TRUE(FinishesElsewhere(operation)) << "free " << &operation - free.data();
+        }
     });
 }
 
@@ -151,8 +152,9 @@ TEST_F(RepositoryLocks, ThreadsAddFindFillAndWriteTogether) {
             }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(streams.GetGroup("a").GetItemNames().size(), 200U + 1U);
 }
 

@@ -33,7 +33,7 @@ using Poco::Token;
 
 // ---- Tokens ----
 
-/// One token as its class, with its code if it is an operator, and its text.
+// One token as its class, with its code if it is an operator, and its text.
 std::string Describe(const Token& token) {
     const std::map<Token::Class, std::string> classes = {
         {Token::OPERATOR_TOKEN, "op"},         {Token::IDENTIFIER_TOKEN, "id"},
@@ -44,7 +44,7 @@ std::string Describe(const Token& token) {
            token.tokenString();
 }
 
-/// All tokens of a text; an error ends them with its message in braces.
+// All tokens of a text; an error ends them with its message in braces.
 std::string TokensOf(const std::string& text) {
     std::istringstream in(text);
     Poco::StreamTokenizer tokenizer(in);
@@ -55,8 +55,10 @@ std::string TokensOf(const std::string& text) {
     tokenizer.addToken(new Poco::WhitespaceToken);
     std::string tokens;
     try {
-        for (auto* token = tokenizer.next(); !token->is(Token::EOF_TOKEN); token = tokenizer.next())
+        for (auto* token = tokenizer.next(); !token->is(Token::EOF_TOKEN);
+             token = tokenizer.next()) {
             tokens += Describe(*token) + " ";
+        }
     } catch (const Poco::SyntaxException& error) {
         tokens += "{" + error.message() + "} ";
     }
@@ -89,8 +91,9 @@ TEST(RuleTokens, SplitAText) {
         {"x \"a\r\"", "id:x " + unterminated},
         {"\"a\\\"", unterminated},
     };
-    for (const auto& [text, tokens] : cases)
+    for (const auto& [text, tokens] : cases) {
         EXPECT_EQ(TokensOf(text), tokens) << "of: " << text;
+    }
 }
 
 TEST(RuleTokens, NumbersConvertToUnsignedIntegersToo) {
@@ -122,7 +125,7 @@ TEST(RuleTokens, NumbersConvertToUnsignedIntegersToo) {
 
 // ---- Trees and errors ----
 
-/// A text's tree, with "|" in place of line feeds, or its error.
+// A text's tree, with "|" in place of line feeds, or its error.
 std::string TreeOf(const std::string& text) {
     std::string tree;
     const std::string outcome = OutcomeOf([&] {
@@ -152,8 +155,9 @@ TEST(RuleParser, BuildsTheTreeOfAText) {
          "^^| |||  exists: a|  &&|   ==|    prop: b.c|    2|   func: d| !|  !=|   index: e[1:2]|   "
          "x|"},
     };
-    for (const auto& [text, tree] : cases)
+    for (const auto& [text, tree] : cases) {
         EXPECT_EQ(TreeOf(text), tree) << "of: " << text;
+    }
 }
 
 TEST(RuleParser, RefusesATextInItsOwnWords) {
@@ -188,8 +192,9 @@ TEST(RuleParser, RefusesATextInItsOwnWords) {
         {"Not a valid floating-point number: 1e400", {"x == 1e400"}},
     };
     for (const auto& [message, texts] : cases) {
-        for (const std::string& text : texts)
+        for (const std::string& text : texts) {
             EXPECT_EQ(TreeOf(text), "Syntax error: " + message) << "of: " << text;
+        }
     }
 }
 
@@ -197,13 +202,14 @@ TEST(RuleParser, RefusesATextInItsOwnWords) {
 
 std::string Repeat(const std::string& text, int count) {
     std::string repeated;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         repeated += text;
+    }
     return repeated;
 }
 
-/// Runs on a thread of POCO's without the shared ownership that its `startFunc` brings: the thread
-/// sanitizer can't see the library release it.
+// Runs on a thread of POCO's without the shared ownership that its `startFunc` brings: the thread
+// sanitizer can't see the library release it.
 struct Work : Poco::Runnable {
     explicit Work(std::function<void()> toDo) : work(std::move(toDo)) {}
     void run() override { work(); }
@@ -232,8 +238,9 @@ TEST(RuleParser, LongChainsAndDeepGroupsUseNoMoreOfTheStack) {
     for (const auto& c : cases) {
         const std::string text = Repeat(c.repeated, c.count) + c.last + Repeat(c.closing, c.count);
         Poco::Thread thread;
-        if (c.closing.empty())
+        if (c.closing.empty()) {
             thread.setStackSize(256 * 1024);
+        }
         Work work([&] {
             std::shared_ptr<RLExpr> tree = Parse(text);
             const auto ask = [&] { return tree->evaluate(args).value.convert<bool>(); };
@@ -245,8 +252,9 @@ TEST(RuleParser, LongChainsAndDeepGroupsUseNoMoreOfTheStack) {
         thread.start(work);
         thread.join();
     }
-    for (const std::string open : {"(", "!(", "a() && ("})
+    for (const std::string open : {"(", "!(", "a() && ("}) {
         EXPECT_THROW(Parse(Repeat(open, 1000000)), Poco::SyntaxException);
+    }
 }
 
 // ---- Evaluation ----
@@ -307,8 +315,9 @@ TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
     const std::unique_ptr<ISubscriptionRule> rule(Expression("a == 1 && !b"));
     const auto ask = [&](TestType& type) {
         Sample sample(&type.type, Poco::Timestamp());
-        if (type.type.EntryExists("a"))
+        if (type.type.EntryExists("a")) {
             sample.Set(sample.EntryId("a"), 0, "1");
+        }
         SubscriptionArgs args{pushed, &sample, nullptr};
         // Clones come and go while others evaluate.
         const std::unique_ptr<ISubscriptionRule> clone(rule->Clone());
@@ -319,12 +328,14 @@ TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&] {
-            for (int round = 0; round < 300; ++round)
+            for (int round = 0; round < 300; ++round) {
                 EXPECT_TRUE(ask(first) && !ask(second));
+            }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     // The types change under the rule: entries come, go and move to other ids.
     first.type.Add("b", Bool, 1);
     EXPECT_FALSE(ask(first));
@@ -338,8 +349,8 @@ TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
 
 // ---- Combinators ----
 
-/// A rule that is counted, reports each call in a log, and answers as its name says: "T" and "F"
-/// apply or don't, "!" throws instead; "c" throws when it is cloned.
+// A rule that is counted, reports each call in a log, and answers as its name says: "T" and "F"
+// apply or don't, "!" throws instead; "c" throws when it is cloned.
 struct NamedRule : ISubscriptionRule, LiveCount<NamedRule> {
     NamedRule(char ruleName, std::string& journal) : name(ruleName), log(journal) {}
     ~NamedRule() override = default;
@@ -377,8 +388,9 @@ TEST(RuleCombinators, AskInOrderAndNoMoreThanNeededAndCloneRightBeforeLeft) {
             EXPECT_EQ(cloned, operands.find('c') == std::string::npos);
             EXPECT_EQ(log, b == 'c' ? "c" : std::string(1, b) + a);
             EXPECT_EQ(NamedRule::live, cloned ? 4 : 2) << operands;
-            if (!cloned)
+            if (!cloned) {
                 continue;
+            }
             rule.reset();
             const bool ends = a == '!' || (kind == '&' && a == 'F') || (kind == '|' && a == 'T');
             const std::string asked = ends ? operands.substr(0, 1) : operands;
@@ -398,8 +410,9 @@ TEST(RuleCheck, FindsWhatCanNeverMatch) {
     StreamType type;
     type.Add("x", Int8, 1).Add("v", UInt16, 3).Add("s", String, 0).Add("b", Bool, 1);
     std::string chain = "X == 1";
-    for (int i = 0; i < 20'000; ++i)
+    for (int i = 0; i < 20'000; ++i) {
         chain += " && X == 1";
+    }
     const auto never = [](const std::string& literal, const std::string& as,
                           const std::string& term) {
         return "The literal '" + literal + "' does not convert to " + as + ": the comparison '" +
@@ -428,8 +441,9 @@ TEST(RuleCheck, FindsWhatCanNeverMatch) {
     };
     for (const auto& each : cases) {
         std::vector<std::string> messages;
-        for (const RuleFinding& finding : CheckRule(each.text, type))
+        for (const RuleFinding& finding : CheckRule(each.text, type)) {
             messages.push_back(finding.message);
+        }
         EXPECT_EQ(messages, each.messages) << each.text.substr(0, 100);
     }
     EXPECT_THROW(CheckRule("x ==", type), Poco::SyntaxException);

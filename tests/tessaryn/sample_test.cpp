@@ -43,8 +43,9 @@ TEST(SampleUse, ChangesAndTellsAsAModelDoes) {
             entries.emplace_back(SizeOf(type) * random.Below(4), '\2');
         }
         samples::SampleModel modelled(layout.type, BinaryForm(entries), random);
-        for (int step = 0; step < 100; ++step)
+        for (int step = 0; step < 100; ++step) {
             ASSERT_NO_FATAL_FAILURE(modelled.Step());
+        }
     }
 }
 
@@ -116,13 +117,14 @@ TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
         layout.type.Remove(1);
         longer.Resize(2, 2);
         EXPECT_EQ(BinaryOf(longer), whole) << "the entry is gone";
-        for (unsigned short entry = 0; entry < 2; ++entry)
+        for (unsigned short entry = 0; entry < 2; ++entry) {
             touchAll(longer, entry);
+        }
         EXPECT_EQ(BinaryOf(longer).size(), longer.GetSerializedSizeInBytes());
     }
 }
 
-/// Overrides what the sample asks itself.
+// Overrides what the sample asks itself.
 struct Overriding : Sample {
     using Sample::Sample;
     unsigned int GetSize(unsigned short) const override { return 1; }
@@ -254,8 +256,9 @@ TEST(SampleBinary, TakesMemoryOnlyForBytesThatCome) {
     const std::string large = BinaryForm({"12345678", std::string(300000, 'x')});
     for (const bool isShort : {false, true}) {
         std::string bytes = large;
-        if (isShort)
+        if (isShort) {
             bytes = BytesOf(0U) + BytesOf(8U) + BytesOf(~0U) + large.substr(12);
+        }
         Sample sample(&layout.type, longAgo);
         Pipe pipe(bytes);
         std::istream in(&pipe);
@@ -321,15 +324,17 @@ TEST(SampleCheck, SaysWhatIsWrongBeforeASampleIsTouched) {
         {bytes(0, 4, 11), "Entry 's' has 7 elements: more than the limit of 5."},
         {BinaryForm({std::string(100, 'x'), ""}),
          "The sample has 112 bytes: more than the limit of 100."}};
-    for (const auto& [block, message] : cases)
+    for (const auto& [block, message] : cases) {
         EXPECT_EQ(CheckSample(block, layout.type, {100, 5}), message);
+    }
     EXPECT_EQ(CheckSample(BinaryForm({std::string(100, 'x'), ""}), layout.type), "");
 }
 
 TEST(SampleNode, HoldsTimeKeysAndTexts) {
     TestType layout({});
-    for (unsigned short type = Int8; type <= String; ++type)
+    for (unsigned short type = Int8; type <= String; ++type) {
         layout.type.Add(std::string(1, static_cast<char>('a' + type - 1)), BaseType(type), 1);
+    }
     Sample sample(&layout.type, Timestamp(-5));
     const std::string ones(8, '\xFF');
     ReadBinary(sample, BinaryForm({"a\x80", BytesOf<short>(-2), BytesOf(1) + BytesOf(-1),
@@ -355,12 +360,13 @@ TEST(SampleNode, HoldsTimeKeysAndTexts) {
     EXPECT_EQ(ToString(nullptr, StreamType::invalidEntryId, 5), "");
 }
 
-/// Reads a sample from a node with these entries.
+// Reads a sample from a node with these entries.
 Sample ReadNode(StreamType& type, const std::string& time,
                 const std::vector<std::pair<std::string, std::string>>& entries) {
     std::vector<NodeSpec> list;
-    for (const auto& [key, value] : entries)
+    for (const auto& [key, value] : entries) {
         list.push_back(List("Entry", {Value("Key", key), Value("Value", value)}));
+    }
     const BuiltTree tree({Value("TimeStamp", time), List("Entries", list)});
     return {&type, Serializer<NodeRef>(), tree.Root()};
 }

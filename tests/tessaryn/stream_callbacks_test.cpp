@@ -21,7 +21,7 @@ using namespace test;
 
 constexpr unsigned int all = Stream::clearSamples | Stream::clearSubscriptions;
 
-/// What subscribers are told, and what callbacks do to the stream that calls them.
+// What subscribers are told, and what callbacks do to the stream that calls them.
 class StreamCallbacks : public testing::Test {
   protected:
     void TearDown() override {
@@ -30,7 +30,7 @@ class StreamCallbacks : public testing::Test {
         EXPECT_EQ(CountedSample::live + TestRule::live + TestDelegate::live, 0);
     }
 
-    /// Pushes a number, and gives what the subscribers logged.
+    // Pushes a number, and gives what the subscribers logged.
     std::string LogOf(int number) {
         log.clear();
         auto sample = std::make_unique<CountedSample>(&layout.type, Poco::Timestamp());
@@ -44,7 +44,7 @@ class StreamCallbacks : public testing::Test {
         log += args.changeType == popped ? "- " : " ";
     }
 
-    /// A rule that logs its name and the number, and applies, or not.
+    // A rule that logs its name and the number, and applies, or not.
     TestRule* Rule(char name, bool applies = true) {
         return new TestRule([this, name, applies](SubscriptionArgs& args) {
             Log(name, args);
@@ -52,13 +52,14 @@ class StreamCallbacks : public testing::Test {
         });
     }
 
-    /// A delegate that logs its name and the number, and then acts.
+    // A delegate that logs its name and the number, and then acts.
     TestDelegate Target(int target, std::function<void(SubscriptionArgs&)> act = {}) {
         return {target, [this, target, act](Stream& sender, SubscriptionArgs& args) {
                     EXPECT_EQ(&sender, &stream);
                     Log(static_cast<char>('a' + target), args);
-                    if (act)
+                    if (act) {
                         act(args);
+                    }
                 }};
     }
 
@@ -184,8 +185,9 @@ TEST_F(StreamCallbacks, SubscribeAndUnsubscribeFromTheNextNotificationOn) {
         stream.Unsubscribe(Logging(0));
         stream.Unsubscribe(Logging(1));
         // More than the list has room for, so that it moves.
-        for (int i = 2; i < 10; ++i)
+        for (int i = 2; i < 10; ++i) {
             stream.Subscribe(Logging(i % 3));
+        }
         stream.Unsubscribe(Logging(2));
     }));
     stream.Subscribe(Logging(1));
@@ -196,8 +198,9 @@ TEST_F(StreamCallbacks, SubscribeAndUnsubscribeFromTheNextNotificationOn) {
 TEST_F(StreamCallbacks, SeeTheListOfEachNotificationThatBeginsInsideAnother) {
     bool nested = false;
     stream.Subscribe(Logging(0, [&](const SubscriptionArgs&) {
-        if (std::exchange(nested, true))
+        if (std::exchange(nested, true)) {
             return;
+        }
         stream.Unsubscribe(Logging(1));
         stream.Subscribe(Logging(2));
         log += "( ";
@@ -226,16 +229,18 @@ TEST_F(StreamCallbacks, MayClearAllSubscriptionsTheirOwnRuleIncluded) {
 TEST_F(StreamCallbacks, OfANotificationMayPushPopAndClear) {
     stream.Subscribe(Logging(0, [&](const SubscriptionArgs& args) {
         const int number = args.sample->GetInt32(0, 0);
-        if (args.changeType == popped || number >= 5)
+        if (args.changeType == popped || number >= 5) {
             return;
+        }
         if (number == 1) {
             stream.Clear(Stream::clearSamples);
             LogOf(5);
             log = "cleared ";
         } else if (number == 2) {
             // Round the ring, over the sample that is told of.
-            for (int i = 5; i < 9; ++i)
+            for (int i = 5; i < 9; ++i) {
                 stream.PushNew([&](Sample& sample) { sample.Set(0, 0, i); });
+            }
         } else {
             stream.PopLatest();
         }
@@ -254,8 +259,9 @@ TEST_F(StreamCallbacks, KeepWhatTheyHaveInHand) {
     stream.Subscribe(Logging(0));
     const auto removeAll = [&] {
         stream.PopLatest();
-        for (int i = 0; i < 5; ++i)
+        for (int i = 0; i < 5; ++i) {
             stream.PushNew([](Sample& sample) { sample.Set(0, 0, 7); });
+        }
         stream.Clear(Stream::clearSamples);
         log.clear();
     };
@@ -310,8 +316,9 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
     int taken = 0;
     int failing = -1;
     const auto use = [&](auto&&...) {
-        if (taken++ == failing)
+        if (taken++ == failing) {
             throw Failure();
+        }
     };
     onHostCall = use;
     const auto subscription = [&](int target) {
@@ -377,7 +384,7 @@ TEST_F(StreamCallbacks, MayMoveTheSampleThatLaterRulesAreAskedFor) {
     EXPECT_EQ(log, "");
 }
 
-/// A host's node, which changes what it is asked about.
+// A host's node, which changes what it is asked about.
 class Vandal : public RLExpr {
   public:
     TypedValue evaluate(const SubscriptionArgs& args) const override {

@@ -37,22 +37,24 @@ NodeSpec SampleSpec(const std::string& time, const std::vector<NodeSpec>& entrie
     return List("Sample", {Value("TimeStamp", time), List("Entries", entries)});
 }
 
-/// A stream of the type Pos, as `Stream` writes it, with a name for the group.
+// A stream of the type Pos, as `Stream` writes it, with a name for the group.
 NodeSpec StreamSpec(const std::string& name, const std::vector<std::string>& times,
                     const std::string& maxSize = "9") {
     std::vector<NodeSpec> samples;
-    for (const std::string& time : times)
+    for (const std::string& time : times) {
         samples.push_back(SampleSpec(time));
+    }
     return List("Stream", {Value("Name", name), Value("Type", "a/Pos"), Value("MaxSize", maxSize),
                            List("Samples", samples)});
 }
 
-/// The times of all samples in storage order.
+// The times of all samples in storage order.
 std::string TimesOf(const Stream& stream) {
     std::string times;
     stream.GetAll([&](const std::vector<Sample*>& samples) {
-        for (const Sample* sample : samples)
+        for (const Sample* sample : samples) {
             times += std::to_string(sample->GetTimeStamp().epochMicroseconds()) + " ";
+        }
     });
     return times;
 }
@@ -85,8 +87,9 @@ TEST(Groups, BehaveAsATreeOfLists) {
     Random random;
     for (const char separator : {'.', '/', 'a', '\0', '\xff'}) {
         ModelledRepo modelled(separator, random);
-        for (int step = 0; step < 1500 && !HasFailure(); ++step)
+        for (int step = 0; step < 1500 && !HasFailure(); ++step) {
             modelled.Step();
+        }
     }
     EXPECT_EQ(HostItem::live + HostGroup::live, 0);
 }
@@ -273,8 +276,9 @@ TEST_F(Streams, FindTheirTypeByPathOrFullName) {
             ->GetStreamType();
     };
     EXPECT_EQ(typeOf("a/Pos", "1.0.0"), types["a/Pos"].GetPtr(Version(1, 0, 0)));
-    for (const std::string version : {"2.0.0", "255.255.65535", "nonsense", "2.0"})
+    for (const std::string version : {"2.0.0", "255.255.65535", "nonsense", "2.0"}) {
         EXPECT_EQ(typeOf("a/Pos", version), pos) << version;
+    }
     // A path that leads somewhere is taken before a full name that leads elsewhere.
     EXPECT_EQ(typeOf("a.Pos", ""), &shadow);
     types.Remove("a.Pos");
@@ -333,8 +337,9 @@ TEST_F(Streams, OfANodeAreMergedFirstWinsOrGiveSamplesToThoseThatExist) {
     StreamGroup other("", nullptr);
     int notified = 0;
     for (Stream* stream :
-         {other.AddGroup("a")->AddStream("t", pos, 1), other.AddStream("bad", pos, 1)})
+         {other.AddGroup("a")->AddStream("t", pos, 1), other.AddStream("bad", pos, 1)}) {
         stream->Subscribe(SubscriptionOf(1, [&](Stream&, SubscriptionArgs&) { ++notified; }));
+    }
     other.AddSamplesToExistingStreams(serializer, groupNode, types);
     EXPECT_EQ(notified, 3);
     EXPECT_EQ(TimesOf(other.GetGroup("a").GetStream("t")), "3 ");
@@ -400,15 +405,17 @@ TEST_F(Streams, AreOwnedFromTheCallOn) {
 
 TEST_F(Streams, AreWrittenAndReadBackEntryByEntry) {
     StreamType& all = types.Add("p.q//All")->PushNew(Version(1, 0, 0));
-    for (int type = Int8; type <= Bool; ++type)
+    for (int type = Int8; type <= Bool; ++type) {
         all.Add(ToString(static_cast<BaseType>(type)), static_cast<BaseType>(type), 2);
+    }
     streams.AddGroup("empty/below");
     streams.AddStream("/unnamed/", pos, 1);
     Stream& numbers = *streams.AddStream("a/numbers", &all, 3);
     for (int i = 1; i <= 5; ++i) {
         numbers.PushNew([&](Sample& sample) {
-            for (unsigned short entry = 0; entry < all.GetNumEntries(); ++entry)
+            for (unsigned short entry = 0; entry < all.GetNumEntries(); ++entry) {
                 sample.Set(entry, 1, std::to_string(all.GetType(entry) == Bool ? i % 2 : i * 25));
+            }
         });
     }
     const NodeTree tree;

@@ -25,8 +25,9 @@ TEST(StreamRing, BehavesAsAModelUnderRandomOperations) {
     Random random;
     for (int round = 0; round < 68; ++round) {
         ModelledStream modelled(round % 17 + 1, random);
-        for (int step = 0; step < 100; ++step)
+        for (int step = 0; step < 100; ++step) {
             ASSERT_NO_FATAL_FAILURE(modelled.Step());
+        }
     }
     EXPECT_EQ(CountedSample::live, 0);
 }
@@ -46,8 +47,9 @@ TEST(StreamRing, SelectsWhatIsAsOldAsASpan) {
                                                             {present + day, {1, 2, 3, 4}},
                                                             {LLONG_MAX, {1, 2, 3, 4}},
                                                             {LLONG_MIN, {1, 2, 3, 4}}};
-    for (const auto& [span, numbers] : spans)
+    for (const auto& [span, numbers] : spans) {
         EXPECT_EQ(Ask([&](auto f) { stream.GetLast(Poco::Timespan(span), f); }), numbers) << span;
+    }
 }
 
 TEST(StreamRing, HasACapacityFromOneTo31Bits) {
@@ -93,8 +95,9 @@ TEST(StreamThreads, ShareOneStream) {
         torn += sample.GetInt64(0, 0) != sample.GetInt64(2, 0) ? 1 : 0;
     };
     const auto lookAtAll = [&](const std::vector<Sample*>& samples) {
-        for (const Sample* sample : samples)
+        for (const Sample* sample : samples) {
             look(*sample);
+        }
     };
     const auto fill = [](long long number) {
         return [number](Sample& sample) {
@@ -116,8 +119,9 @@ TEST(StreamThreads, ShareOneStream) {
         [&](int) { stream.PopLatest(); },
         [&](int i) {
             stream.AtomicExecute([&] {
-                if (!stream.IsEmpty())
+                if (!stream.IsEmpty()) {
                     stream.ChangeLatest(fill(i), true);
+                }
             });
         },
         [&](int) { stream.GetSince(Poco::Timestamp(0), lookAtAll); },
@@ -125,19 +129,22 @@ TEST(StreamThreads, ShareOneStream) {
             const auto other =
                 SubscriptionOf(2, [&](Stream&, SubscriptionArgs& args) { look(*args.sample); });
             stream.Subscribe(other);
-            if (i % 100 == 99)
+            if (i % 100 == 99) {
                 stream.Clear(1);
+            }
             stream.Unsubscribe(other);
         }};
     std::vector<std::thread> threads;
     for (const auto& task : tasks) {
         threads.emplace_back([&task] {
-            for (int i = 0; i < rounds; ++i)
+            for (int i = 0; i < rounds; ++i) {
                 task(i);
+            }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(told[pushed], 2 * rounds);
     EXPECT_EQ(torn, 0);
 }

@@ -54,8 +54,9 @@ TEST(StreamTypeLayout, PacksEntriesWithoutPaddingAndWrapsAt32Bits) {
         {{{"a", Double, 0xFFFFFFFF}, {"b", Int8, 8}}, {0, 0xFFFFFFF8, 0}, false}};
     for (const Row& row : table) {
         TestType longer({{"first", Double, 5}});
-        for (const SampleEntry& entry : row.entries)
+        for (const SampleEntry& entry : row.entries) {
             longer.type.Add(entry.key, entry.type, entry.initialSize);
+        }
         longer.type.Remove(0);
         TestType layout(row.entries);
         StreamType copy(layout.type);
@@ -67,10 +68,11 @@ TEST(StreamTypeLayout, PacksEntriesWithoutPaddingAndWrapsAt32Bits) {
             ExpectOffsets(*type, row.offsets);
             EXPECT_EQ(type->GetEntryNames(), layout.type.GetEntryNames());
             EXPECT_EQ(type->GetFullName() + type->GetVersion().ToString(), "Root.Pos1.0.0");
-            if (row.holdsSamples)
+            if (row.holdsSamples) {
                 EXPECT_NO_THROW(Sample(type, Poco::Timestamp()));
-            else
+            } else {
                 EXPECT_THROW(Sample(type, Poco::Timestamp()), std::length_error);
+            }
         }
     }
 }
@@ -106,8 +108,9 @@ TEST(StreamTypeEntries, AreFoundByNameRenumberedOnRemovalAndRefusedWithoutAChang
 TEST(StreamTypeEntries, AreCountedBeyond16Bits) {
     TestType layout({});
     StreamType& type = layout.type;
-    for (unsigned i = 0; i < 65535; ++i)
+    for (unsigned i = 0; i < 65535; ++i) {
         type.Add(std::to_string(i), Int8, 1);
+    }
     const std::string hash = type.GetHash();
     EXPECT_THROW(type.Add("one more", Int8, 1), std::length_error);
     EXPECT_EQ(type.GetNumEntries(), 65535);
@@ -118,11 +121,12 @@ TEST(StreamTypeEntries, AreCountedBeyond16Bits) {
     EXPECT_EQ(Sample(sample).GetSerializedSizeInBytes(), 65536U * 4 + 65536U);
 }
 
-/// The layout's hash, worked out from its text.
+// The layout's hash, worked out from its text.
 std::string HashOf(const std::string& version, const std::vector<std::string>& keys) {
     std::string text = "Version  " + version;
-    for (const std::string& key : keys)
+    for (const std::string& key : keys) {
         text += " Key  " + key + " TypeId [ERRFMT]";
+    }
     Poco::Checksum checksum(Poco::Checksum::TYPE_ADLER32);
     checksum.update(text);
     return BytesOf(checksum.checksum());
@@ -135,8 +139,9 @@ TEST(StreamTypeHash, IsTheChecksumOfVersionAndKeys) {
 
     std::vector<std::string> odd = {"%s", std::string("n\0l", 3), "%", "\xFF", " Key  ", "a"};
     TestType layout({}, "Pos", {3, 4, 5});
-    for (const std::string& key : odd)
+    for (const std::string& key : odd) {
         layout.type.Add(key, Double, 2);
+    }
     EXPECT_EQ(layout.type.GetHash(), HashOf("3.4.5", odd));
     EXPECT_EQ(StreamType(layout.type).GetHash(), HashOf("3.4.5", odd));
     layout.type.Remove(1);
@@ -184,7 +189,7 @@ TEST(StreamTypeHash, LooksAtTheParentsNameOnlyWhenCalculatedAnew) {
     EXPECT_EQ(assigned.Add("a", Int8, 1).GetHash(), HashOf("255.255.65535", {"a"}));
 }
 
-/// Listens to what the root logger is told.
+// Listens to what the root logger is told.
 class StreamTypeNode : public testing::Test {
   protected:
     StreamTypeNode() { Poco::Logger::root().setChannel(channel); }

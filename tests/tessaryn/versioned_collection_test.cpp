@@ -19,7 +19,7 @@ namespace {
 
 using test::MessageOf;
 
-/// An object that is counted as long as it lives.
+// An object that is counted as long as it lives.
 struct Tracked : test::LiveCount<Tracked> {
     explicit Tracked(int number) : id(number) {}
     int id;
@@ -34,8 +34,9 @@ class Collection : public VersionedCollection<Tracked> {
 
 std::vector<int> IdsOf(const Collection& collection) {
     std::vector<int> ids;
-    for (const Tracked* object : collection.GetAll())
+    for (const Tracked* object : collection.GetAll()) {
         ids.push_back(object->id);
+    }
     return ids;
 }
 
@@ -50,7 +51,7 @@ std::uint32_t LatestOf(const Model& model) {
     return model.empty() ? 0 : model.rbegin()->first;
 }
 
-/// Does one random thing to a collection and to its model.
+// Does one random thing to a collection and to its model.
 void Step(Collection& collection, Model& model, test::Random& random, int id) {
     const std::uint32_t number =
         (random.Below(3) << 24) + (random.Below(2) * 255 << 16) + random.Below(3) * 32767;
@@ -84,10 +85,11 @@ void Step(Collection& collection, Model& model, test::Random& random, int id) {
     } else {
         // Only an object with a place to go is taken.
         const auto place = model.find(action == 6 ? LatestOf(model) : number);
-        if (action == 6)
+        if (action == 6) {
             collection.SetLatest(object.get());
-        else
+        } else {
             collection.Set(version, object.get());
+        }
         if (place != model.end()) {
             place->second = id;
             static_cast<void>(object.release());

@@ -30,14 +30,15 @@ std::string Show(const std::string& file, const std::string& path = "''") {
     return RunTool("show --output ndjson " + file + " " + path).out;
 }
 
-/// All values of one entry in the order of a document, each with a comma after it.
+// All values of one entry in the order of a document, each with a comma after it.
 std::string ValuesIn(const std::string& xml, const std::string& key) {
     const std::string before = "<Key>" + key + "</Key>\n";
     std::string values;
     for (std::size_t at = 0; (at = xml.find(before, at)) != std::string::npos; ++at) {
         const std::size_t begin = xml.find("<Value>", at) + 7;
-        if (xml.find("</Entry>", at) > begin)
+        if (xml.find("</Entry>", at) > begin) {
             values += xml.substr(begin, xml.find('<', begin) - begin) + ",";
+        }
     }
     return values;
 }
@@ -82,8 +83,9 @@ TEST(Documents, ContinueOnlyStreamsThatFit) {
         {"plant.s", second, "Two types would share the full name 'plant.s'"},
         {"Any", second, "A stream can not be named 'Any', as the type of that name is taken"},
     };
-    for (const auto& each : refused)
+    for (const auto& each : refused) {
         ExpectFailure(watch + each.stream + files, each.reason + "\n", each.rows);
+    }
     EXPECT_EQ(folder.Read("m.xml"), before);
     const Outcome run = RunTool(watch + "plant/s --rule pair[1]>0" + files, second);
     EXPECT_EQ(run.out, "2021-01-01T00:00:00Z plant/s [pair[1]>0] x=7 who=\"\" pair=[5;6]\n");
@@ -104,8 +106,9 @@ TEST(Documents, KeepTheOrderOfPushingOfARingThatWrapped) {
     const std::string file = folder.PathOf("ring.xml");
     const auto push = [&](int from, int to, const std::string& more) {
         std::string rows = "time,x\n";
-        for (int x = from; x <= to; ++x)
+        for (int x = from; x <= to; ++x) {
             rows += "2020-01-01T00:00:00Z," + std::to_string(x) + "\n";
+        }
         const Outcome run = RunTool("watch - --rule x<0 --save " + file + more, rows);
         return run.err.substr(0, run.err.find('\n')) + " " + ValuesIn(folder.Read("ring.xml"), "x");
     };
@@ -122,8 +125,9 @@ TEST(Documents, AreWrittenHoweverTheRunEndsUnlessItFails) {
     for (const int signal : {SIGTERM, SIGINT, 0}) {
         SCOPED_TRACE(signal);
         Process process("watch - --save " + file);
-        if (signal == 0)
+        if (signal == 0) {
             process.CloseOutput();
+        }
         process.Write("time,x\n2020-01-01T00:00:00Z,4\n2020-01-01T00:00:01Z,5\n");
         if (signal != 0) {
             process.ReadLine();
@@ -179,8 +183,9 @@ TEST(DocumentFailures, LeaveTheOldFileUntilTheNewOneIsWhole) {
     std::filesystem::create_symlink("old.json", link);
     ASSERT_EQ(chmod(old.c_str(), 0640), 0);
     std::string rows = "time,x\n";
-    for (int i = 0; i < 400; ++i)
+    for (int i = 0; i < 400; ++i) {
         rows += "2020-01-01," + std::to_string(i) + "\n";
+    }
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     const rlimit small{4096, before.rlim_max};

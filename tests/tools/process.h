@@ -48,8 +48,9 @@ class Process {
         setrlimit(RLIMIT_NOFILE, &files);
         std::istringstream words(line);
         Poco::Process::Args arguments;
-        for (std::string word; words >> std::quoted(word, '\'');)
+        for (std::string word; words >> std::quoted(word, '\'');) {
             arguments.push_back(word);
+        }
         child = Poco::Process::launch(TESSARYN_PROGRAM, arguments, &input, &output, &errors).id();
     }
     Process(const Process&) = delete;

@@ -19,7 +19,7 @@ namespace {
 
 using testing::StartsWith;
 
-/// A document of another program: groups, two versions, paths split at ":".
+// A document of another program: groups, two versions, paths split at ":".
 const std::string document = R"(<Tree>
   <StreamTypeRepository><GroupSeparator>:</GroupSeparator>
     <Group><Name flags="10" text="empty"/><Groups><Group><Name>line 1</Name><TypeCollections>
@@ -93,11 +93,13 @@ TEST(Show, FindsGroupsTypesAndStreamsByPath) {
         {"line 1:press", "types\n  \"line 1:press\"\n    1.0.0  hash"},
         {"line 1::", "types\n  \"line 1\":\n    press\n"},
         {"line 1:b", "streams\n  \"line 1:b\"  type \"line 1.press\" 2.0.0  3 of"}};
-    for (const auto& [path, beginning] : found)
+    for (const auto& [path, beginning] : found) {
         EXPECT_THAT(RunTool("show " + file + " '" + path + "'").out, StartsWith(beginning));
-    for (const std::string path : {"line 1:nothing", "line 1.press"})
+    }
+    for (const std::string path : {"line 1:nothing", "line 1.press"}) {
         ExpectFailure("show " + file + " '" + path + "'",
                       file + ": there is no group, type or stream '" + path + "'\n");
+    }
 }
 
 TEST(Check, PrintsTheTreeAndWhatCanNeverMatch) {

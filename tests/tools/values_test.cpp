@@ -50,10 +50,12 @@ TEST(Values, AreReadStrictly) {
         EXPECT_EQ(bytes, "") << text;
         EXPECT_EQ(ReasonAgainst(type, text), reason) << text;
     };
-    for (const char* text : {"1.0", "12abc", "1,2", " 1", "+-1", "0x10", "-x", ""})
+    for (const char* text : {"1.0", "12abc", "1,2", " 1", "+-1", "0x10", "-x", ""}) {
         expectRefused(Int64, text, "is no whole number");
-    for (const char* text : {"1.5.2", "1,5", ""})
+    }
+    for (const char* text : {"1.5.2", "1,5", ""}) {
         expectRefused(Double, text, "is no number");
+    }
     expectRefused(Bool, "2", "is no truth value (0, 1, true or false)");
     for (const char* text :
          {"Int8 128", "UInt8 -1", "UInt16 65536", "Int32 2147483648", "Int64 9223372036854775808",
@@ -76,14 +78,16 @@ TEST(TimeText, ReadsIsoTimes) {
         {"0001-01-01", -62'135'596'800 * second},
         {"9999-12-31T23:59:59.999999Z", 253'402'300'799 * second + 999'999},
         {"2020-02-29", newYear2020 + 59 * 86'400 * second}};
-    for (const auto& [text, time] : cases)
+    for (const auto& [text, time] : cases) {
         EXPECT_EQ(ParseIsoTime(text), time) << text;
+    }
     for (const char* text :
          {"2019-02-29", "2020-00-01", "2020-13-01", "2020-04-31", "0000-01-01", "2020-1-1", "",
           "2020-01-01T24:00:00Z", "2020-01-01T00:60:00Z", "2020-01-01T00:00:60Z", "2020-01-01T",
           "2020-01-01T00:00:00.Z", "2020-01-01T00:00:00+24:00", "2020-01-01T00:00:00+1", "20200101",
-          "2020-01-01T00:00:00+01:", "2020-01-01T00:00:00Zx", "9999-12-31T23:59:59-01:00"})
+          "2020-01-01T00:00:00+01:", "2020-01-01T00:00:00Zx", "9999-12-31T23:59:59-01:00"}) {
         EXPECT_EQ(ParseIsoTime(text), std::nullopt) << text;
+    }
 }
 
 TEST(TimeText, ReadsBackWhatItWrites) {
@@ -107,21 +111,25 @@ TEST(TimeText, ReadsNumbersThatCountFromTheEpoch) {
                                                           {"1577836800000001", newYear2020 + 1},
                                                           {"1577836800000001999", newYear2020 + 1},
                                                           {"99999999999", 99'999'999'999 * second}};
-    for (const auto& [text, time] : cases)
+    for (const auto& [text, time] : cases) {
         EXPECT_EQ(ParseEpochTime(text, GuessEpochUnit(text).value()), time) << text;
+    }
     EXPECT_EQ(GuessEpochUnit("1e9"), std::nullopt);
-    for (const char* text : {"253402300800", "9223372036854775807", "1e9", "1.", ""})
+    for (const char* text : {"253402300800", "9223372036854775807", "1e9", "1.", ""}) {
         EXPECT_EQ(ParseEpochTime(text, EpochUnit::seconds), std::nullopt) << text;
+    }
 }
 
 TEST(TimeText, ReadsDurations) {
     const std::pair<const char*, long> cases[] = {
         {"250ms", 250}, {"3s", 3000}, {"1.5", 1500}, {"2m", 120'000}, {"1h", 3'600'000}};
-    for (const auto& [text, milliseconds] : cases)
+    for (const auto& [text, milliseconds] : cases) {
         EXPECT_EQ(ParseDuration(text), std::chrono::milliseconds(milliseconds)) << text;
+    }
     for (const char* text :
-         {"0s", "-1s", "1d", "1 s", "s", "nan", "inf", "1e300h", "99999999999h", ""})
+         {"0s", "-1s", "1d", "1 s", "s", "nan", "inf", "1e300h", "99999999999h", ""}) {
         EXPECT_EQ(ParseDuration(text), std::nullopt) << text;
+    }
 }
 
 }  // namespace

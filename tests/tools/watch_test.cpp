@@ -81,8 +81,9 @@ TEST(Watch, EndsWithOneSentenceOnABadCommandLine) {
         {"watch - --type x:Int9", "--type 'x:Int9': there is no type 'Int9'"},
         {"watch - --type x:Int8:0", "--type 'x:Int8:0': a count is 1 to 65535"},
     };
-    for (const auto& [line, message] : cases)
+    for (const auto& [line, message] : cases) {
         ExpectFailure(line, "tessaryn: " + message + "\n", twoRows);
+    }
     EXPECT_THAT(RunTool("--version").out,
                 MatchesRegex("tessaryn " TESSARYN_VERSION "( \\([0-9a-f]{8}(-dirty)?\\))?\n"));
     EXPECT_EQ(RunTool("watch --help").status, 0);
@@ -103,8 +104,9 @@ TEST(Watch, NeedsNoMoreMemoryForALongerTable) {
     GTEST_SKIP() << "the sanitizers' own memory grows";
 #endif
     std::string rows;
-    for (int i = 0; i < 20'000; ++i)
+    for (int i = 0; i < 20'000; ++i) {
         rows += "2020-01-01T00:00:00Z," + std::to_string(i) + ",some text that is not short\n";
+    }
     const std::string mark = "2020-01-01T00:00:00Z,-1,mark\n";
     Process process("watch - --rule 'x == -1' --quiet");
     const auto peak = [&] {
@@ -119,14 +121,15 @@ TEST(Watch, NeedsNoMoreMemoryForALongerTable) {
     process.ReadLine();
     const long early = peak();
     // Ten times as much must fit into what was left unused.
-    for (int i = 0; i < 10; ++i)
+    for (int i = 0; i < 10; ++i) {
         process.Write(rows);
+    }
     process.Write(mark);
     EXPECT_EQ(process.ReadLine(), "2020-01-01T00:00:00Z stdin [x == -1] x=-1 s=mark");
     EXPECT_LT(peak() - early, 512) << "KiB";
 }
 
-/// The entries of each line that was printed.
+// The entries of each line that was printed.
 std::string EntriesOf(const Outcome& run) {
     std::string lines = run.out;
     Poco::RegularExpression(R"(\S+ stdin \[\*\])")

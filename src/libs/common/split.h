@@ -47,8 +47,9 @@ class Splitter {
 /// \threadsafety immutable
 inline std::vector<std::string> Split(std::string_view text, char separator) {
     std::vector<std::string> parts;
-    for (Splitter splitter(text, separator); !splitter.IsAtEnd();)
+    for (Splitter splitter(text, separator); !splitter.IsAtEnd();) {
         parts.emplace_back(splitter.Next());
+    }
     return parts;
 }
 

@@ -3,7 +3,7 @@
 
 #include "tessaryn/base_type.h"
 
-#include "tessaryn/private/element_layout.h"
+#include "tessaryn/value_traits.h"
 
 #include <charconv>
 #include <limits>
@@ -37,11 +37,12 @@ constexpr bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// Whether `std::from_chars` and an input stream would read the same number from this text: it
-/// may disagree with the stream only on what this refuses.
+// Whether `std::from_chars` and an input stream would read the same number from this text: it
+// may disagree with the stream only on what this refuses.
 bool IsPlainNumber(const char* first, const char* last) {
-    if (first != last && *first == '-')
+    if (first != last && *first == '-') {
         ++first;
+    }
     return first != last && IsDigit(*first);
 }
 
@@ -54,21 +55,23 @@ T ReadFromStream(const std::string& text) {
     return value;
 }
 
-/// The element as an input stream's extraction reads it, in a fraction of a stream's time.
+// The element as an input stream's extraction reads it, in a fraction of a stream's time.
 template <class T>
 T ReadNumber(const std::string& text) {
     const char* first = text.data();
     const char* const last = first + text.size();
-    while (first != last && (*first == ' ' || (*first >= '\t' && *first <= '\r')))
+    while (first != last && (*first == ' ' || (*first >= '\t' && *first <= '\r'))) {
         ++first;
+    }
     const bool plain = IsPlainNumber(first, last) && (!std::is_unsigned_v<T> || *first != '-');
     if (plain) {
         T value{};
         const auto [end, error] = std::from_chars(first, last, value);
         // A stream takes "1e" for no number at all, where from_chars stops before the "e".
         const bool whole = std::is_integral_v<T> || end == last;
-        if (error == std::errc() && whole)
+        if (error == std::errc() && whole) {
             return value;
+        }
     }
     return ReadFromStream<T>(text);
 }
@@ -77,15 +80,18 @@ T ReadNumber(const std::string& text) {
 
 BaseType GetTypeFromString(const std::string& name) {
     constexpr std::size_t longest = 9;
-    if (name.size() > longest)
+    if (name.size() > longest) {
         return UnknownType;
+    }
     std::array<char, longest> lower{};
-    for (std::size_t i = 0; i < name.size(); ++i)
+    for (std::size_t i = 0; i < name.size(); ++i) {
         lower[i] = LowerCase(name[i]);
+    }
     const std::string_view wanted(lower.data(), name.size());
     for (const auto& [spelling, type] : spellings) {
-        if (spelling == wanted)
+        if (spelling == wanted) {
             return type;
+        }
     }
     return UnknownType;
 }
@@ -99,8 +105,9 @@ std::size_t SizeOf(BaseType type) {
 }
 
 bool TypesAreCompatible(BaseType declared, BaseType requested) {
-    if (declared == UnknownType)
+    if (declared == UnknownType) {
         throw std::runtime_error("unhandled type");
+    }
     return layout::Accepts(declared, requested);
 }
 

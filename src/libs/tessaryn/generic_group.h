@@ -127,8 +127,9 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \throws ItemNotFoundException when absent
     Item& GetItem(const std::string& itemName) const {
         Item* const item = GetItemPtr(itemName);
-        if (item == nullptr)
+        if (item == nullptr) {
             throw ItemNotFoundException(itemName);
+        }
         return *item;
     }
 
@@ -137,8 +138,9 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// \throws GroupNotFoundException when absent
     Group& GetGroup(const std::string& groupName) const {
         Group* const group = GetGroupPtr(groupName);
-        if (group == nullptr)
+        if (group == nullptr) {
             throw GroupNotFoundException(groupName);
+        }
         return *group;
     }
 
@@ -230,16 +232,18 @@ class TESSARYN_API GenericGroup : public INamedObject,
     template <class Child>
     static std::vector<std::string> Keys(const NamedChildren<Child>& children) {
         std::vector<std::string> keys;
-        for (const auto& [key, child] : children.GetAll())
+        for (const auto& [key, child] : children.GetAll()) {
             keys.push_back(key);
+        }
         return keys;
     }
 
     template <class Child>
     static std::vector<Child*> Values(const NamedChildren<Child>& children) {
         std::vector<Child*> values;
-        for (const auto& [key, child] : children.GetAll())
+        for (const auto& [key, child] : children.GetAll()) {
             values.push_back(child);
+        }
         return values;
     }
 

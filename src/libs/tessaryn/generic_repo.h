@@ -47,8 +47,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// \return \ownership lends: the item of that path, new or not; null for the empty path
     Item* AddItem(const std::string& path, std::unique_ptr<Item>&& item) {
         const std::vector<std::string> names = Split(path);
-        if (names.empty())
+        if (names.empty()) {
             return nullptr;
+        }
         return AddGroups(names, names.size() - 1).AddItem(names.back(), std::move(item));
     }
 
@@ -75,8 +76,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& path) {
         const Lock lock(this->mutex);
-        if (path.empty())
+        if (path.empty()) {
             return &root;
+        }
         std::string name;
         Group* const group = FindParent(path, name);
         return group == nullptr ? nullptr : group->GetGroupPtr(name);
@@ -117,8 +119,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// \return the last of the groups; the root for none
     Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
         Group* group = &root;
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             group = group->AddGroup(names[i]);
+        }
         return *group;
     }
 
@@ -127,8 +130,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// missing or there is no component.
     Group* FindParent(const std::string& path, std::string& name) {
         utils::Splitter components(path, pathSeparator);
-        if (components.IsAtEnd())
+        if (components.IsAtEnd()) {
             return nullptr;
+        }
         Group* group = &root;
         name = components.Next();
         while (group != nullptr && !components.IsAtEnd()) {

@@ -73,8 +73,9 @@ class NamedChildren {
     /// \throws std::bad_alloc: nothing is changed
     std::unique_ptr<Child> Take(const std::string& name) {
         Child* const child = Find(name);
-        if (child == nullptr)
+        if (child == nullptr) {
             return nullptr;
+        }
         try {
             ChangeMap([&] { map.erase(name); });
         } catch (...) {
@@ -89,8 +90,9 @@ class NamedChildren {
     /// Removes any child; for taking apart what is about to be deleted.
     /// \return \ownership gives: the child; null when there was none
     std::unique_ptr<Child> TakeAny() noexcept {
-        if (entries.empty())
+        if (entries.empty()) {
             return nullptr;
+        }
         std::unique_ptr<Child> child(entries.back().second);
         entries.pop_back();
         isMapWhole = false;
@@ -109,12 +111,14 @@ class NamedChildren {
     /// Names and children.
     /// \return \ownership lends
     std::vector<std::pair<std::string, Child*>> GetAll() const {
-        if (!isMapWhole)
+        if (!isMapWhole) {
             return entries;
+        }
         std::vector<Entry> all;
         all.reserve(entries.size());
-        for (const auto& entry : map)
+        for (const auto& entry : map) {
             all.emplace_back(entry.first, entry.second);
+        }
         return all;
     }
 
@@ -126,8 +130,9 @@ class NamedChildren {
 
     template <class Change>
     void ChangeMap(Change change) {
-        if (!isMapWhole)
+        if (!isMapWhole) {
             MakeMap();
+        }
         isMapWhole = false;
         change();
         isMapWhole = true;
@@ -135,8 +140,9 @@ class NamedChildren {
 
     void MakeMap() {
         Map made(initialReserve);
-        for (const Entry& entry : entries)
+        for (const Entry& entry : entries) {
             made.insert(typename Map::ValueType(entry.first, entry.second));
+        }
         map.swap(made);
         isMapWhole = true;
     }

@@ -3,7 +3,7 @@
 
 #include "tessaryn/rule_check.h"
 
-#include "tessaryn/private/converted_literal.h"
+#include "tessaryn/converted_literal.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
 #include "tessaryn/stream_type.h"
@@ -17,7 +17,7 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-/// Walks a rule's tree from left to right.
+// Walks a rule's tree from left to right.
 class RuleChecker {
   public:
     explicit RuleChecker(const StreamType& type) : streamType(type) {}
@@ -28,8 +28,9 @@ class RuleChecker {
         while (!waiting.empty()) {
             const RLExpr* const node = waiting.back();
             waiting.pop_back();
-            if (node != nullptr)
+            if (node != nullptr) {
                 Visit(*node);
+            }
         }
         return std::move(findings);
     }
@@ -48,22 +49,27 @@ class RuleChecker {
         }
     }
 
-    /// The type of the term's value; `UnknownType` when it can have none, which is a finding.
+    // The type of the term's value; `UnknownType` when it can have none, which is a finding.
     BaseType VisitTerm(const RLExpr& term) {
-        if (const auto* const index = dynamic_cast<const RLIndexExpr*>(&term))
+        if (const auto* const index = dynamic_cast<const RLIndexExpr*>(&term)) {
             return VisitEntry(index->entryName());
-        if (const auto* const exists = dynamic_cast<const RLExistsExpr*>(&term))
+        }
+        if (const auto* const exists = dynamic_cast<const RLExistsExpr*>(&term)) {
             return VisitEntry(exists->entryName());
-        if (const auto* const property = dynamic_cast<const RLPropExpr*>(&term))
+        }
+        if (const auto* const property = dynamic_cast<const RLPropExpr*>(&term)) {
             return VisitProperty(property->entryName(), property->propertyName());
-        if (const auto* const function = dynamic_cast<const RLFuncExpr*>(&term))
+        }
+        if (const auto* const function = dynamic_cast<const RLFuncExpr*>(&term)) {
             return VisitFunction(function->functionName());
+        }
         return UnknownType;
     }
 
     BaseType VisitEntry(const std::string& name) {
-        if (streamType.EntryExists(name))
+        if (streamType.EntryExists(name)) {
             return streamType.GetType(streamType.EntryId(name));
+        }
         const bool known =
             std::any_of(findings.begin(), findings.end(), [&](const RuleFinding& finding) {
                 return finding.kind == RuleFinding::missingEntry && finding.name == name;
@@ -77,14 +83,18 @@ class RuleChecker {
 
     BaseType VisitProperty(const std::string& entry, const std::string& name) {
         const BaseType type = VisitEntry(entry);
-        if (name == "exists")
+        if (name == "exists") {
             return Bool;
-        if (name == "size")
+        }
+        if (name == "size") {
             return type == UnknownType ? type : UInt32;
-        if (name == "type")
+        }
+        if (name == "type") {
             return type == UnknownType ? type : String;
-        if (name == "front" || name == "back")
+        }
+        if (name == "front" || name == "back") {
             return type;
+        }
         findings.push_back(
             {RuleFinding::unknownProperty, name,
              "There is no property '" + name + "': '" + entry + "." + name + "' has no value"});
@@ -105,8 +115,9 @@ class RuleChecker {
     void VisitComparison(const RLRelExpr& comparison) {
         const RLExpr* const left = comparison.leftOperand();
         const BaseType type = left == nullptr ? UnknownType : VisitTerm(*left);
-        if (type == UnknownType || ConvertedLiteral(comparison.literal()).FitsInto(type))
+        if (type == UnknownType || ConvertedLiteral(comparison.literal()).FitsInto(type)) {
             return;
+        }
         const std::string literal = comparison.literal().toString();
         findings.push_back({RuleFinding::literalNeverFits, literal,
                             "The literal '" + literal + "' does not convert to " + ToString(type) +
@@ -129,8 +140,9 @@ std::string DescribeRule(const std::string& text) {
     const std::shared_ptr<RLExpr> tree = RLParser(text).parse();
     std::ostringstream lines;
     lines.imbue(std::locale::classic());
-    if (tree)
+    if (tree) {
         tree->dump(lines, 0);
+    }
     return lines.str();
 }
 

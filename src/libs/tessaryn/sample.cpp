@@ -4,8 +4,8 @@
 #include "tessaryn/sample.h"
 
 #include "tessaryn/errors.h"
-#include "tessaryn/private/element_layout.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/value_traits.h"
 
 #include <algorithm>
 #include <array>
@@ -33,13 +33,15 @@ constexpr std::uint64_t maxTotal = std::numeric_limits<unsigned int>::max();
 }
 
 void CopyBytes(void* to, const void* from, std::size_t bytes) {
-    if (bytes != 0)
+    if (bytes != 0) {
         std::memcpy(to, from, bytes);
+    }
 }
 
 [[noreturn]] void ThrowMismatch(BaseType declared, BaseType requested) {
-    if (declared == UnknownType)
+    if (declared == UnknownType) {
         throw std::runtime_error("unhandled type");
+    }
     throw TypeMismatchException(declared, requested);
 }
 
@@ -47,18 +49,19 @@ const char* BytesOf(const unsigned int* table) {
     return reinterpret_cast<const char*>(table);
 }
 
-/// How many bytes came.
+// How many bytes came.
 std::size_t Read(std::istream& in, char* to, std::size_t bytes) {
     in.read(to, static_cast<std::streamsize>(bytes));
     return static_cast<std::size_t>(in.gcount());
 }
 
-/// Memory to read into aside: on the stack where it is small, so that it costs nothing.
+// Memory to read into aside: on the stack where it is small, so that it costs nothing.
 class ReadBuffer {
   public:
     explicit ReadBuffer(std::size_t size) {
-        if (size > small.size())
+        if (size > small.size()) {
             large = std::make_unique_for_overwrite<char[]>(size);
+        }
     }
 
     char* Data() { return large ? large.get() : small.data(); }
@@ -68,16 +71,16 @@ class ReadBuffer {
     std::unique_ptr<char[]> large;
 };
 
-/// A block of elements whose length was promised by somebody unknown.
+// A block of elements whose length was promised by somebody unknown.
 struct Elements {
     std::unique_ptr<char[]> bytes;
     std::size_t size;
 };
 
-/// Reads `promised` bytes, in one read where it can.
-///
-/// Memory is taken for bytes that have come, that the stream says it has, or that are so few that
-/// it doesn't matter. Of a short read zeros follow up to `had` bytes, which there was memory for.
+// Reads `promised` bytes, in one read where it can.
+//
+// Memory is taken for bytes that have come, that the stream says it has, or that are so few that
+// it doesn't matter. Of a short read zeros follow up to `had` bytes, which there was memory for.
 Elements ReadElements(std::istream& in, std::size_t promised, std::size_t had) {
     constexpr std::size_t fewBytes = 65536;
     std::size_t size = promised;
@@ -98,8 +101,9 @@ Elements ReadElements(std::istream& in, std::size_t promised, std::size_t had) {
         resize(std::min(promised, 2 * size));
         got += Read(in, bytes.get() + got, size - got);
     }
-    if (const std::size_t kept = std::min(promised, std::max(got, had)); kept < size)
+    if (const std::size_t kept = std::min(promised, std::max(got, had)); kept < size) {
         resize(kept);
+    }
     std::memset(bytes.get() + got, 0, size - got);
     return {std::move(bytes), size};
 }
@@ -109,10 +113,12 @@ Elements ReadElements(std::istream& in, std::size_t promised, std::size_t had) {
 Sample::Sample() = default;
 
 Sample::Sample(StreamType* type, const Poco::Timestamp& time) : streamType(type), timestamp(time) {
-    if (type == nullptr)
+    if (type == nullptr) {
         throw std::invalid_argument("Sample needs a valid stream type.");
-    if (type->GetExactMemSizeInBytes() > maxTotal)
+    }
+    if (type->GetExactMemSizeInBytes() > maxTotal) {
         ThrowTooLong(type->GetExactMemSizeInBytes());
+    }
     const std::vector<unsigned int>& initial = type->GetMemOffsetLookup();
     data = std::make_unique<char[]>(initial.back());
     offsets = std::make_unique_for_overwrite<unsigned int[]>(initial.size());
@@ -125,8 +131,9 @@ Sample::Sample(const Sample& other)
       streamType(other.streamType),
       timestamp(other.timestamp),
       numOffsets(other.numOffsets) {
-    if (!other.offsets)
+    if (!other.offsets) {
         return;
+    }
     const unsigned int total = other.TotalSize();
     data = std::make_unique_for_overwrite<char[]>(total);
     offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
@@ -161,16 +168,17 @@ void Sample::Swap(Sample& other) noexcept {
     std::swap(numOffsets, other.numOffsets);
 }
 
-/// Whether nobody overrides what the sample asks itself: then it can do without virtual calls,
-/// which are most of what an access costs.
+// Whether nobody overrides what the sample asks itself: then it can do without virtual calls,
+// which are most of what an access costs.
 inline bool Sample::IsPlain() const {
     return &typeid(*this) == &typeid(Sample);
 }
 
 inline unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
     // The stream type may have got an entry that this sample doesn't have.
-    if (std::uint32_t{entry} + 1 >= numOffsets)
+    if (std::uint32_t{entry} + 1 >= numOffsets) {
         return 0;
+    }
     return offsets[std::size_t{entry} + 1] - offsets[entry];
 }
 
@@ -180,20 +188,23 @@ inline BaseType Sample::DeclaredType(unsigned short entry) const {
 
 inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
     const BaseType declared = DeclaredType(entry);
-    if (!layout::Accepts(declared, requested))
+    if (!layout::Accepts(declared, requested)) {
         ThrowMismatch(declared, requested);
+    }
 }
 
 inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, BaseType requested,
                                       std::size_t width) const {
     const bool isPlain = IsPlain();
     const BaseType declared = (isPlain ? streamType : GetStreamType())->GetType(entry);
-    if (!layout::Accepts(declared, requested))
+    if (!layout::Accepts(declared, requested)) {
         ThrowMismatch(declared, requested);
+    }
     const unsigned int size =
         isPlain ? layout::ElementsIn(declared, GetSizeInBytes(entry)) : GetSize(entry);
-    if (index >= size)
+    if (index >= size) {
         throw std::out_of_range("Index out of range.");
+    }
     return GetMemOffset(entry) + index * width;
 }
 
@@ -262,13 +273,16 @@ void Sample::Set(unsigned short entry, unsigned int index, const std::string& te
     const BaseType declared = DeclaredType(entry);
     const std::uint64_t width = layout::WidthOf(declared);
     // An element of width 0 stores nothing and only reports its type.
-    if (width == 0)
+    if (width == 0) {
         return SetFromString(declared, text, nullptr);
-    if (std::uint32_t{entry} + 1 >= numOffsets)
+    }
+    if (std::uint32_t{entry} + 1 >= numOffsets) {
         return;
+    }
     const std::uint64_t position = GetMemOffset(entry) + index * width;
-    if (position + width <= TotalSize())
+    if (position + width <= TotalSize()) {
         SetFromString(declared, text, data.get() + position);
+    }
 }
 
 void Sample::Set(unsigned short entry, unsigned int index, bool value) {
@@ -317,12 +331,15 @@ void Sample::Set(unsigned short entry, unsigned int index, char value) {
 
 void Sample::Set(unsigned short entry, const std::string& value) {
     CheckType(entry, String);
-    if (value.size() > maxTotal)
+    if (value.size() > maxTotal) {
         ThrowTooLong(value.size());
-    if (!IsPlain() || value.size() != GetSizeInBytes(entry))
+    }
+    if (!IsPlain() || value.size() != GetSizeInBytes(entry)) {
         Resize(entry, static_cast<unsigned int>(value.size()));
-    if (std::uint32_t{entry} + 1 >= numOffsets)
+    }
+    if (std::uint32_t{entry} + 1 >= numOffsets) {
         return;
+    }
     // An overridden Resize may have left less room.
     CopyBytes(data.get() + GetMemOffset(entry), value.data(),
               std::min<std::size_t>(value.size(), GetSizeInBytes(entry)));
@@ -334,8 +351,9 @@ void Sample::Deserialize(std::istream& in) {
     const std::size_t tableSize = numOffsets * sizeof(unsigned int);
     ReadBuffer table(tableSize);
     const std::size_t got = Read(in, table.Data(), tableSize);
-    if (got < tableSize)
+    if (got < tableSize) {
         CopyBytes(table.Data() + got, BytesOf(offsets.get()) + got, tableSize - got);
+    }
     std::size_t total = TotalSize();
     const std::size_t promised =
         numOffsets == 0
@@ -349,12 +367,13 @@ void Sample::Deserialize(std::istream& in) {
         data = std::move(elements.bytes);
         total = elements.size;
     }
-    if (tableSize == 0 || std::memcmp(table.Data(), offsets.get(), tableSize) != 0)
+    if (tableSize == 0 || std::memcmp(table.Data(), offsets.get(), tableSize) != 0) {
         TakeOffsets(table.Data(), static_cast<unsigned int>(total));
+    }
 }
 
-/// Takes over a table that came from outside as far as it fits into `total` bytes: ascending, so
-/// that no entry leaves the memory or has a negative length.
+// Takes over a table that came from outside as far as it fits into `total` bytes: ascending, so
+// that no entry leaves the memory or has a negative length.
 void Sample::TakeOffsets(const char* table, unsigned int total) {
     unsigned int previous = 0;
     for (std::uint32_t i = 0; i < numOffsets; ++i) {
@@ -372,8 +391,9 @@ void Sample::Serialize(std::ostream& out) const {
 
 unsigned int Sample::GetSerializedSizeInBytes() const {
     const std::uint64_t size = std::uint64_t{TotalSize()} + numOffsets * sizeof(unsigned int);
-    if (size > maxTotal)
+    if (size > maxTotal) {
         ThrowTooLong(size);
+    }
     return static_cast<unsigned int>(size);
 }
 
@@ -388,8 +408,9 @@ unsigned short Sample::EntryId(const std::string& name) const {
 void Sample::Resize(unsigned short entry, unsigned int count) {
     const unsigned int width = layout::WidthOf(DeclaredType(entry));
     // The stream type may have lost the entry since.
-    if (width != 0)
+    if (width != 0) {
         ResizeInBytes(entry, std::uint64_t{width} * count);
+    }
 }
 
 unsigned int Sample::GetSize(unsigned short entry) const {
@@ -397,33 +418,39 @@ unsigned int Sample::GetSize(unsigned short entry) const {
 }
 
 void Sample::ResizeInBytes(unsigned short entry, std::uint64_t bytes) {
-    if (std::uint32_t{entry} + 1 >= numOffsets)
+    if (std::uint32_t{entry} + 1 >= numOffsets) {
         return;
+    }
     ChangeOffset(GetMemOffset(entry) + bytes, std::uint32_t{entry} + 1);
 }
 
-/// Moves the end of the entry before `offsetIndex`, and with it all later entries.
+// Moves the end of the entry before `offsetIndex`, and with it all later entries.
 void Sample::ChangeOffset(std::uint64_t newOffset, std::uint32_t offsetIndex) {
-    if (offsetIndex == 0 || offsetIndex >= numOffsets)
+    if (offsetIndex == 0 || offsetIndex >= numOffsets) {
         return;
-    if (newOffset < offsets[offsetIndex - 1])
+    }
+    if (newOffset < offsets[offsetIndex - 1]) {
         return;
+    }
     const std::uint64_t oldTotal = TotalSize();
     const std::uint64_t oldOffset = offsets[offsetIndex];
-    if (newOffset == oldOffset)
+    if (newOffset == oldOffset) {
         return;
+    }
     const std::uint64_t tail = oldTotal - oldOffset;
     const std::uint64_t newTotal = newOffset + tail;
-    if (newTotal > maxTotal)
+    if (newTotal > maxTotal) {
         ThrowTooLong(newTotal);
+    }
 
     auto moved = std::make_unique<char[]>(newTotal);
     CopyBytes(moved.get(), data.get(), std::min(newOffset, oldOffset));
     CopyBytes(moved.get() + newOffset, data.get() + oldOffset, tail);
     data = std::move(moved);
     const auto delta = static_cast<unsigned int>(newOffset - oldOffset);
-    for (std::uint32_t i = offsetIndex; i < numOffsets; ++i)
+    for (std::uint32_t i = offsetIndex; i < numOffsets; ++i) {
         offsets[i] += delta;
+    }
 }
 
 }  // namespace velmora::core::tessaryn

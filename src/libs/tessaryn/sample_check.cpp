@@ -3,8 +3,8 @@
 
 #include "tessaryn/sample_check.h"
 
-#include "tessaryn/private/element_layout.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/value_traits.h"
 
 #include <cstdint>
 
@@ -16,13 +16,13 @@ std::string Count(std::uint64_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-/// Whether the bytes of an entry are those of whole elements, and not of too many.
+// Whether the bytes of an entry are those of whole elements, and not of too many.
 bool AreElements(BaseType type, unsigned int bytes, const SampleLimits& limits) {
     const unsigned int elements = layout::ElementsIn(type, bytes);
     return elements * layout::WidthOf(type) == bytes && elements <= limits.maxElements;
 }
 
-/// Why the bytes from `begin` to `end` can't be those of an entry.
+// Why the bytes from `begin` to `end` can't be those of an entry.
 std::string FaultOf(const SampleEntry& entry, unsigned int begin, unsigned int end,
                     const SampleLimits& limits) {
     const std::string name = "Entry '" + entry.key + "'";
@@ -57,14 +57,16 @@ std::string CheckSample(std::string_view bytes, const StreamType& type,
     const auto offsetAt = [bytes](std::size_t i) {
         return layout::Load<unsigned int>(bytes.data() + i * sizeof(unsigned int));
     };
-    if (offsetAt(0) != 0)
+    if (offsetAt(0) != 0) {
         return "The first entry begins at byte " + std::to_string(offsetAt(0)) + ", not at 0.";
+    }
     for (std::size_t i = 0; i < entries; ++i) {
         const auto id = static_cast<unsigned short>(i);
         const unsigned int begin = offsetAt(i);
         const unsigned int end = offsetAt(i + 1);
-        if (end < begin || !AreElements(type.GetType(id), end - begin, limits))
+        if (end < begin || !AreElements(type.GetType(id), end - begin, limits)) {
             return FaultOf(type.GetEntry(id), begin, end, limits);
+        }
     }
     const std::size_t there = bytes.size() - table;
     if (offsetAt(entries) != there) {

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: BSL-1.0
 
 #include "common/split.h"
-#include "tessaryn/private/element_layout.h"
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/value_traits.h"
 
 #include <array>
 #include <charconv>
@@ -74,8 +74,9 @@ void AppendElement(std::string& text, const Sample& sample, unsigned short entry
 
 std::string ToString(const Sample* sample, unsigned short entry, unsigned int index) {
     std::string text;
-    if (entry == StreamType::invalidEntryId)
+    if (entry == StreamType::invalidEntryId) {
         return text;
+    }
     AppendElement(text, *sample, entry, sample->GetStreamType()->GetEntry(entry).type, index);
     return text;
 }
@@ -91,8 +92,9 @@ Sample::Sample(StreamType* type, const Serializer<NodeRef>& serializer, const IN
     unsigned long long time = now;
     serializer.Deserialize(node["TimeStamp"], time, serialization::GreaterThan(0ULL), now);
     timestamp = Poco::Timestamp(static_cast<Poco::Timestamp::TimeVal>(time > latest ? now : time));
-    for (const NodeRef& child : node["Entries"].GetNodes())
+    for (const NodeRef& child : node["Entries"].GetNodes()) {
         ReadEntry(serializer, child);
+    }
 }
 
 void Sample::ReadEntry(const Serializer<NodeRef>& serializer, const NodeRef& node) {
@@ -102,15 +104,18 @@ void Sample::ReadEntry(const Serializer<NodeRef>& serializer, const NodeRef& nod
     serializer.Deserialize(node["Value"], value, Mandatory(), RaiseAndLog());
     const unsigned short entry = GetStreamType()->EntryId(key);
     const BaseType type = GetStreamType()->GetType(entry);
-    if (type == String)
+    if (type == String) {
         return Set(entry, value);
+    }
 
     const std::vector<std::string> texts = GetValueArrayFromString(value, ';');
     const auto count = static_cast<unsigned int>(texts.size());
-    if (GetSize(entry) < count)
+    if (GetSize(entry) < count) {
         ResizeInBytes(entry, std::uint64_t{layout::WidthOf(type)} * count);
-    for (unsigned int i = 0; i < count; ++i)
+    }
+    for (unsigned int i = 0; i < count; ++i) {
         Set(entry, i, texts[i]);
+    }
 }
 
 void Sample::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
@@ -127,16 +132,18 @@ void Sample::Serialize(const Serializer<NodeRef>& serializer, INode& node) const
     }
 }
 
-/// The texts of all elements, joined with ";"; a string is its own text.
+// The texts of all elements, joined with ";"; a string is its own text.
 std::string Sample::ValueText(unsigned short entry) const {
     const BaseType type = GetStreamType()->GetType(entry);
-    if (type == String)
+    if (type == String) {
         return GetString(entry);
+    }
     std::string text;
     const unsigned int size = GetSize(entry);
     for (unsigned int i = 0; i < size; ++i) {
-        if (i != 0)
+        if (i != 0) {
             text += ';';
+        }
         AppendElement(text, *this, entry, type, i);
     }
     return text;

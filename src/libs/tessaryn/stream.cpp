@@ -4,7 +4,7 @@
 #include "tessaryn/stream.h"
 
 #include "tessaryn/errors.h"
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -48,7 +48,7 @@ Poco::Timestamp Latest() {
     return Poco::Timestamp::TIMEVAL_MAX;
 }
 
-/// The moment `span` before now; the earliest there is where that lies before the epoch.
+// The moment `span` before now; the earliest there is where that lies before the epoch.
 Poco::Timestamp Ago(const Poco::Timespan& span) {
     const Poco::Timestamp::TimeVal now = Poco::Timestamp().epochMicroseconds();
     Poco::Timestamp::TimeVal then = 0;
@@ -56,18 +56,19 @@ Poco::Timestamp Ago(const Poco::Timespan& span) {
     return overflow || then < 0 ? Earliest() : Poco::Timestamp(then);
 }
 
-/// The collection of a path or, since a stream writes its type's full name, of a full name.
+// The collection of a path or, since a stream writes its type's full name, of a full name.
 const StreamTypeCollection& FindCollection(const StreamTypeRepository& types,
                                            const std::string& path) {
     const StreamTypeCollection* collection = types.GetPtr(path);
-    if (collection == nullptr)
+    if (collection == nullptr) {
         collection = types.FindByFullName(path);
+    }
     return collection != nullptr ? *collection : types[path];
 }
 
 }  // namespace
 
-/// A callback that has samples in hand: those that leave the ring meanwhile are kept for it.
+// A callback that has samples in hand: those that leave the ring meanwhile are kept for it.
 class Stream::Lending {
   public:
     explicit Lending(const Stream& lender) : stream(lender) { ++stream.openLendings; }
@@ -75,16 +76,18 @@ class Stream::Lending {
     Lending& operator=(const Lending&) = delete;
     ~Lending() {
         // Taken out of the stream first: a host's destructor may call it.
-        if (!stream.removedSamples.empty())
+        if (!stream.removedSamples.empty()) {
             TakeRemoved();
+        }
         --stream.openLendings;
     }
 
-    /// What was removed meanwhile, unless an outer callback may have that in hand, too.
+    // What was removed meanwhile, unless an outer callback may have that in hand, too.
     Removed TakeRemoved() const {
         Removed removed;
-        if (stream.openLendings == 1)
+        if (stream.openLendings == 1) {
             removed.swap(stream.removedSamples);
+        }
         return removed;
     }
 
@@ -92,13 +95,13 @@ class Stream::Lending {
     const Stream& stream;
 };
 
-/// Looks, when it goes, whether the time stamps still ascend.
-///
-/// A binary search needs them to, but a callback gets live samples whose setters stamp them anew:
-/// the newest one to fill or to change, those of an answer to read.
+// Looks, when it goes, whether the time stamps still ascend.
+//
+// A binary search needs them to, but a callback gets live samples whose setters stamp them anew:
+// the newest one to fill or to change, those of an answer to read.
 class Stream::OrderWatch {
   public:
-    /// Watches the samples of an answer.
+    // Watches the samples of an answer.
     OrderWatch(const Stream& watched, Ages answer)
         : stream(watched), changesBefore(watched.changes), ages(answer) {
         ++stream.openWatches;
@@ -160,8 +163,9 @@ void Stream::PushNew(std::function<void(Sample&)> fill) {
 void Stream::PushNew(Sample* sample) {
     std::unique_ptr<Sample> owner(sample);
     const Lock lock(mutex);
-    if (!owner || owner->GetStreamType() != streamType)
+    if (!owner || owner->GetStreamType() != streamType) {
         return;
+    }
     Push(std::move(owner));
     Notify(pushed, *sample, nullptr);
 }
@@ -185,14 +189,16 @@ void Stream::ChangeLatest(std::function<void(Sample&)> change, bool notify) {
     const Lock lock(mutex);
     Sample& sample = GetLatest();
     const Removed removed = LendLatest([&] { change(sample); });
-    if (notify)
+    if (notify) {
         Notify(changed, sample, nullptr);
+    }
 }
 
 void Stream::DeserializeLatest(std::istream& in, void* sender) {
     const Lock lock(mutex);
-    if (IsEmpty())
+    if (IsEmpty()) {
         PushFresh();
+    }
     Sample& sample = GetLatest();
     const Removed removed = LendLatest([&] { sample.Deserialize(in); });
     Notify(changed, sample, sender);
@@ -201,8 +207,9 @@ void Stream::DeserializeLatest(std::istream& in, void* sender) {
 void Stream::PopLatest() {
     const Lock lock(mutex);
     Sample* const sample = GetLatestPtr();
-    if (sample == nullptr)
+    if (sample == nullptr) {
         return;
+    }
     PrepareRemoval(1);
     samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
     currentSampleIdx = DecreasedSampleIdx();
@@ -257,8 +264,9 @@ void Stream::Clear(unsigned int what) {
         const Lock lock(mutex);
         DeleteSamples();
     }
-    if ((what & clearSubscriptions) != 0)
+    if ((what & clearSubscriptions) != 0) {
         subscribers.Clear();
+    }
 }
 
 void Stream::Subscribe(const StreamSubscription& subscription) {
@@ -278,8 +286,9 @@ void Stream::Serialize(const Serializer<NodeRef>& serializer, INode& node) const
     serializer.Serialize(node.AddNode("MaxSize", NodeFlags::NodeValue), long{maxSize}, Optional());
     NodeRef list = node.AddNode("Samples", NodeFlags::NodeList);
     for (const Sample* sample : samples) {
-        if (sample == nullptr)
+        if (sample == nullptr) {
             continue;
+        }
         NodeRef child = list.AddNode("Sample", NodeFlags::NodeElement);
         sample->Serialize(serializer, child);
     }
@@ -287,11 +296,12 @@ void Stream::Serialize(const Serializer<NodeRef>& serializer, INode& node) const
 
 void Stream::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
     const Lock lock(mutex);
-    for (const NodeRef& child : node["Samples"].GetNodes())
+    for (const NodeRef& child : node["Samples"].GetNodes()) {
         PushNew(serializer, child);
+    }
 }
 
-/// Puts a sample into the next slot of the ring, for the oldest one once the ring is full.
+// Puts a sample into the next slot of the ring, for the oldest one once the ring is full.
 void Stream::Push(std::unique_ptr<Sample> sample) {
     const int next = IncreasedSampleIdx();
     // Growing is all that can throw: the ring is then as it was.
@@ -309,7 +319,7 @@ void Stream::Push(std::unique_ptr<Sample> sample) {
     Remove(oldest);
 }
 
-/// Runs what uses the newest sample, and hands out what was removed meanwhile.
+// Runs what uses the newest sample, and hands out what was removed meanwhile.
 template <class Use>
 Stream::Removed Stream::LendLatest(Use use) {
     const Lending lending(*this);
@@ -318,16 +328,18 @@ Stream::Removed Stream::LendLatest(Use use) {
     return lending.TakeRemoved();
 }
 
-/// Makes room for samples to be kept, so that their removal can't fail.
+// Makes room for samples to be kept, so that their removal can't fail.
 void Stream::PrepareRemoval(std::size_t count) {
-    if (openLendings == 0)
+    if (openLendings == 0) {
         return;
+    }
     const std::size_t needed = removedSamples.size() + count;
-    if (needed > removedSamples.capacity())
+    if (needed > removedSamples.capacity()) {
         removedSamples.reserve(std::max(needed, 2 * removedSamples.capacity()));
+    }
 }
 
-/// Deletes a sample that has left the ring, or keeps it for the callbacks that may have it in hand.
+// Deletes a sample that has left the ring, or keeps it for the callbacks that may have it in hand.
 void Stream::Remove(Sample* sample) {
     if (openLendings == 0) {
         delete sample;
@@ -350,8 +362,9 @@ Sample* Stream::GetLatestPtr() const {
 
 Sample& Stream::GetLatest() const {
     Sample* const sample = GetLatestPtr();
-    if (sample == nullptr)
+    if (sample == nullptr) {
         throw ItemNotFoundException::ForEmptyStream();
+    }
     return *sample;
 }
 
@@ -369,7 +382,7 @@ void Stream::Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
     callback(selected);
 }
 
-/// The samples of all ages are in slots that follow each other around the ring, up to the newest.
+// The samples of all ages are in slots that follow each other around the ring, up to the newest.
 std::size_t Stream::SlotOf(int age) const {
     const int slot = currentSampleIdx - (storedSamples - 1 - age);
     return static_cast<std::size_t>(slot < 0 ? slot + maxSize : slot);
@@ -379,7 +392,7 @@ const Poco::Timestamp& Stream::TimeOf(int age) const {
     return samples[SlotOf(age)]->timestamp;
 }
 
-/// By binary search; the stamps ascend.
+// By binary search; the stamps ascend.
 Stream::Ages Stream::AgesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const {
     // By hand: Clang 14 can't search the standard library's counting range.
     const auto firstAge = [this](int begin, auto isBefore) {
@@ -396,13 +409,14 @@ Stream::Ages Stream::AgesBetween(const Poco::Timestamp& from, const Poco::Timest
     };
     const int begin = firstAge(0, [&](const Poco::Timestamp& time) { return time < from; });
     // Most queries ask for all up to now.
-    if (begin < storedSamples && TimeOf(storedSamples - 1) <= to)
+    if (begin < storedSamples && TimeOf(storedSamples - 1) <= to) {
         return {begin, storedSamples};
+    }
     const int end = firstAge(begin, [&](const Poco::Timestamp& time) { return time <= to; });
     return {begin, end};
 }
 
-/// In storage order: behind the ring's seam first, where there is one among them.
+// In storage order: behind the ring's seam first, where there is one among them.
 Stream::Samples Stream::SamplesOf(Ages ages) const {
     Samples selected;
     if (ages.begin >= ages.end) {
@@ -423,7 +437,7 @@ Stream::Samples Stream::SamplesOf(Ages ages) const {
     return selected;
 }
 
-/// By looking at every sample; the stamps need not ascend.
+// By looking at every sample; the stamps need not ascend.
 Stream::Samples Stream::SamplesBetween(const Poco::Timestamp& from,
                                        const Poco::Timestamp& to) const {
     Samples selected;
@@ -435,7 +449,7 @@ Stream::Samples Stream::SamplesBetween(const Poco::Timestamp& from,
     return selected;
 }
 
-/// Takes note where samples of these ages no longer ascend, among themselves or with the next.
+// Takes note where samples of these ages no longer ascend, among themselves or with the next.
 void Stream::CheckOrder(Ages ages) const {
     const int first = std::max(ages.begin, 1);
     const int last = std::min(ages.end, storedSamples - 1);
@@ -461,7 +475,7 @@ void Stream::CheckOrder(Ages ages) const {
     }
 }
 
-/// How many of the newest samples ascend in time.
+// How many of the newest samples ascend in time.
 int Stream::CountAscending() const {
     int age = storedSamples;
     while (age > 0 && (age == storedSamples || TimeOf(age - 1) <= TimeOf(age))) {
@@ -493,15 +507,16 @@ void Stream::DeleteSamples() {
     storedSamples = 0;
     ascendingSamples = 0;
     ++changes;
-    for (Sample* sample : gone)
+    for (Sample* sample : gone) {
         Remove(sample);
+    }
     if (samples.capacity() == 0) {
         gone.clear();
         samples.swap(gone);
     }
 }
 
-/// Tells the subscribers of a change; the caller holds the samples' mutex.
+// Tells the subscribers of a change; the caller holds the samples' mutex.
 void Stream::Notify(StreamChangeType type, const Sample& sample, void* sender) {
     subscribers.Tell(type, sample, sender, static_cast<void*>(this));
 }

@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_group.h"
 
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 #include "tessaryn/stream_type_repository.h"
 
 #include <memory>
@@ -70,25 +70,29 @@ void StreamGroup::AddSamplesToExistingStreams(const Serializer<NodeRef>& seriali
     const Lock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
         StreamGroup* const group = GetGroupPtr(ReadName(serializer, child));
-        if (group != nullptr)
+        if (group != nullptr) {
             group->AddSamplesToExistingStreams(serializer, child, types);
+        }
     }
     for (const NodeRef& child : node["Streams"].GetNodes()) {
         Stream* const stream = GetStreamPtr(ReadName(serializer, child));
-        if (stream != nullptr)
+        if (stream != nullptr) {
             stream->Fill(serializer, child);
+        }
     }
 }
 
 bool StreamGroup::IsStreamTypeInUse(StreamType* type) const {
     const Lock lock(mutex);
     for (const StreamGroup* group : GetAllGroupPtrs()) {
-        if (group->IsStreamTypeInUse(type))
+        if (group->IsStreamTypeInUse(type)) {
             return true;
+        }
     }
     for (const Stream* stream : GetAllItemPtrs()) {
-        if (stream->GetStreamType() == type)
+        if (stream->GetStreamType() == type) {
             return true;
+        }
     }
     return false;
 }

@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_repository.h"
 
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 #include "tessaryn/private/stream_repository_private.h"
 #include "tessaryn/stream_type_repository.h"
 

@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_subscription.h"
 
-#include "tessaryn/private/pure_rules.h"
+#include "tessaryn/pure_rules.h"
 
 #include <memory>
 #include <utility>
@@ -56,8 +56,9 @@ bool StreamSubscription::operator==(const StreamSubscription& other) const {
 }
 
 void StreamSubscription::NotifyIfRuleApplies(void* sender, SubscriptionArgs& args) {
-    if (rule->Applies(args))
+    if (rule->Applies(args)) {
         delegate->notify(sender, args);
+    }
 }
 
 }  // namespace velmora::core::tessaryn

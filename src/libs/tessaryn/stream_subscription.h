@@ -11,7 +11,7 @@
 
 namespace velmora::core::tessaryn {
 
-class RulePlan;
+class RuleProgram;
 
 /// A rule, and the delegate that is called for the changes to which the rule applies.
 ///
@@ -62,7 +62,7 @@ class TESSARYN_API StreamSubscription {
     ISubscriptionRule* rule;
     Poco::AbstractDelegate<SubscriptionArgs>* delegate;
     /// Of a rule that is an expression and no more; it lives as long as the rule.
-    const RulePlan* plan = nullptr;
+    const RuleProgram* plan = nullptr;
     /// Whether the rule is the library's own through and through: it only reads.
     bool pureRule = false;
 };

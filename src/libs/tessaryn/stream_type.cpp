@@ -4,8 +4,8 @@
 #include "tessaryn/stream_type.h"
 
 #include "tessaryn/errors.h"
-#include "tessaryn/private/element_layout.h"
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
+#include "tessaryn/value_traits.h"
 
 #include <Poco/Format.h>
 
@@ -26,8 +26,9 @@ tessaryn::SampleEntry Serializer<NodeRef>::DeserializePrivate<tessaryn::SampleEn
     std::string type;
     Deserialize(node["Type"], type, Mandatory(), raise);
     entry.type = tessaryn::GetTypeFromString(type);
-    if (entry.type == tessaryn::UnknownType)
+    if (entry.type == tessaryn::UnknownType) {
         result.status = 3;
+    }
     return entry;
 }
 
@@ -45,7 +46,7 @@ using utils::Version;
 
 namespace {
 
-/// Types of these names accept the hashes of their fixed versions, too.
+// Types of these names accept the hashes of their fixed versions, too.
 constexpr const char* wellKnownNames[] = {"ClientInfo",    "DataPoint",   "Command",
                                           "CommandResult", "ProxyParams", "ConnectionStatus"};
 
@@ -65,16 +66,18 @@ void FeedKey(Poco::Checksum& checksum, const std::string& key) {
 std::string HashKey(const Poco::Checksum& checksum) {
     const Poco::UInt32 value = checksum.checksum();
     std::string key(4, '\0');
-    for (unsigned int i = 0; i < 4; ++i)
+    for (unsigned int i = 0; i < 4; ++i) {
         key[i] = static_cast<char>((value >> (8 * i)) & 0xFFU);
+    }
     return key;
 }
 
 std::vector<std::string> HashKeys(const std::vector<Poco::Checksum>& checksums) {
     std::vector<std::string> keys;
     keys.reserve(checksums.size());
-    for (const Poco::Checksum& checksum : checksums)
+    for (const Poco::Checksum& checksum : checksums) {
         keys.push_back(HashKey(checksum));
+    }
     return keys;
 }
 
@@ -117,8 +120,9 @@ StreamType::StreamType(const StreamType& other)
 }
 
 StreamType& StreamType::operator=(const StreamType& other) {
-    if (this == &other)
+    if (this == &other) {
         return *this;
+    }
     StreamType copy(other);
     std::vector<std::string> keys = other.hashKeys;
     std::vector<Poco::Checksum> sums = other.checksums;
@@ -152,10 +156,12 @@ StreamType& StreamType::Add(const std::string& key, BaseType type, unsigned int 
     std::vector<Poco::Checksum> sums = ChecksumsWith(key);
     std::vector<std::string> keys = HashKeys(sums);
     const std::size_t wanted = entries.size() + 1;
-    if (entries.capacity() < wanted)
+    if (entries.capacity() < wanted) {
         entries.reserve(2 * wanted);
-    if (memOffsets.capacity() <= wanted)
+    }
+    if (memOffsets.capacity() <= wanted) {
         memOffsets.reserve(2 * wanted + 1);
+    }
     ids.emplace(key, static_cast<unsigned short>(entries.size()));
 
     const std::uint64_t bytes = BytesOf(entry);
@@ -183,16 +189,18 @@ unsigned short StreamType::EntryId(const std::string& key) const {
 }
 
 SampleEntry StreamType::GetEntry(unsigned short id) const {
-    if (id >= entries.size())
+    if (id >= entries.size()) {
         throw std::out_of_range("invalid vector<T> subscript");
+    }
     return entries[id];
 }
 
 std::vector<std::string> StreamType::GetEntryNames() const {
     std::vector<std::string> names;
     names.reserve(entries.size());
-    for (const SampleEntry& entry : entries)
+    for (const SampleEntry& entry : entries) {
         names.push_back(entry.key);
+    }
     return names;
 }
 
@@ -258,8 +266,9 @@ std::vector<Version> StreamType::HashedVersions() const {
         std::end(wellKnownNames)) {
         for (const char* text : fixedVersions) {
             const Version fixed{std::string(text)};
-            if (fixed != version)
+            if (fixed != version) {
                 versions.push_back(fixed);
+            }
         }
     }
     return versions;
@@ -270,8 +279,9 @@ void StreamType::CalculateHashKeys() {
     for (const Version& hashed : HashedVersions()) {
         Poco::Checksum checksum(Poco::Checksum::TYPE_ADLER32);
         checksum.update("Version  " + hashed.ToString());
-        for (const SampleEntry& entry : entries)
+        for (const SampleEntry& entry : entries) {
             FeedKey(checksum, entry.key);
+        }
         sums.push_back(checksum);
     }
     std::vector<std::string> keys = HashKeys(sums);
@@ -286,8 +296,9 @@ std::vector<Poco::Checksum> StreamType::ChecksumsWith(const std::string& key) co
         StreamType recalculated(*this);
         sums = std::move(recalculated.checksums);
     }
-    for (Poco::Checksum& checksum : sums)
+    for (Poco::Checksum& checksum : sums) {
         FeedKey(checksum, key);
+    }
     return sums;
 }
 

@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_type_collection.h"
 
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 
 #include <memory>
 #include <stdexcept>
@@ -24,8 +24,9 @@ StreamTypeCollection::StreamTypeCollection(const std::string& collectionName,
                                            const INamedObject* collectionParent,
                                            const std::vector<StreamType>& types)
     : StreamTypeCollection(collectionName, collectionParent) {
-    for (const StreamType& type : types)
+    for (const StreamType& type : types) {
         Base::Add(new StreamType(type), type.GetVersion());
+    }
 }
 
 StreamTypeCollection::StreamTypeCollection(const Serializer<NodeRef>& serializer, const INode& node,
@@ -33,8 +34,9 @@ StreamTypeCollection::StreamTypeCollection(const Serializer<NodeRef>& serializer
     : StreamTypeCollection(ReadName(serializer, node), collectionParent) {
     const NodeRef list = node["Types"];
     serializer.Test(list, serialization::Exist(), RaiseAndLog());
-    for (const NodeRef& child : list.GetNodes())
+    for (const NodeRef& child : list.GetNodes()) {
         Add(serializer, child);
+    }
 }
 
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): each step leaves a collection as it is

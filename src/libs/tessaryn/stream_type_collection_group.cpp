@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_type_collection_group.h"
 
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 
 #include <memory>
 #include <utility>
@@ -61,17 +61,20 @@ void StreamTypeCollectionGroup::Fill(const Serializer<NodeRef>& serializer, cons
             AddGroup(groupName, std::move(group));
         }
     }
-    for (const NodeRef& child : node["TypeCollections"].GetNodes())
+    for (const NodeRef& child : node["TypeCollections"].GetNodes()) {
         Add(serializer, child);
+    }
 }
 
 void StreamTypeCollectionGroup::RemoveAllTypesOfVersion(const utils::Version& version) {
-    for (const auto& [key, group] : groups.GetAll())
+    for (const auto& [key, group] : groups.GetAll()) {
         group->RemoveAllTypesOfVersion(version);
+    }
     for (const auto& [key, collection] : items.GetAll()) {
         collection->Remove(version);
-        if (collection->IsEmpty())
+        if (collection->IsEmpty()) {
             items.Take(key);
+        }
     }
 }
 

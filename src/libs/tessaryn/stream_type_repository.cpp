@@ -3,7 +3,7 @@
 
 #include "tessaryn/stream_type_repository.h"
 
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 #include "tessaryn/private/stream_type_repository_private.h"
 
 namespace velmora::core::tessaryn {

@@ -3,7 +3,7 @@
 
 #include "tessaryn/subscriber_list.h"
 
-#include "tessaryn/private/notification.h"
+#include "tessaryn/notification.h"
 
 #include <Poco/ScopedLock.h>
 
@@ -18,7 +18,7 @@ using Lock = Poco::ScopedLock<Poco::Mutex>;
 
 }  // namespace
 
-/// One notification under way. What is removed meanwhile goes when the outermost one ends.
+// One notification under way. What is removed meanwhile goes when the outermost one ends.
 class SubscriberList::Walk {
   public:
     explicit Walk(SubscriberList& walked)
@@ -28,15 +28,16 @@ class SubscriberList::Walk {
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
     ~Walk() {
-        if (--list.openWalks == 0)
+        if (--list.openWalks == 0) {
             list.EraseRemoved();
+        }
     }
 
-    /// Subscribers there were at the beginning; later ones stand behind them.
+    // Subscribers there were at the beginning; later ones stand behind them.
     std::size_t Count() const { return count; }
 
-    /// The subscription at an index, as long as nothing is added; null where it was removed before
-    /// the beginning.
+    // The subscription at an index, as long as nothing is added; null where it was removed before
+    // the beginning.
     StreamSubscription* At(std::size_t index) const {
         Subscriber& subscriber = list.subscribers[index];
         return subscriber.lastNotification >= number ? &subscriber.subscription : nullptr;
@@ -69,25 +70,29 @@ void SubscriberList::RemoveIf(Predicate predicate) {
     // By index, since comparing delegates calls the host, which may subscribe.
     // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t i = 0; i < subscribers.size(); ++i) {
-        if (subscribers[i].IsRemoved() || !predicate(subscribers[i].subscription))
+        if (subscribers[i].IsRemoved() || !predicate(subscribers[i].subscription)) {
             continue;
+        }
         subscribers[i].lastNotification = notifications;
         someRemoved = true;
     }
-    if (openWalks == 0)
+    if (openWalks == 0) {
         EraseRemoved();
+    }
 }
 
-/// Nobody walks. Their destructors may call the host, so they go one by one from a whole list.
+// Nobody walks. Their destructors may call the host, so they go one by one from a whole list.
 void SubscriberList::EraseRemoved() {
-    if (!someRemoved)
+    if (!someRemoved) {
         return;
+    }
     someRemoved = false;
     // By swapping, which allocates nothing: a notification that ends must not throw.
     auto kept = subscribers.begin();
     for (auto next = kept; next != subscribers.end(); ++next) {
-        if (!next->IsRemoved())
+        if (!next->IsRemoved()) {
             std::iter_swap(kept++, next);
+        }
     }
     while (!subscribers.empty() && subscribers.back().IsRemoved()) {
         const Subscriber removed = std::move(subscribers.back());
@@ -97,14 +102,16 @@ void SubscriberList::EraseRemoved() {
 
 void SubscriberList::Tell(StreamChangeType type, const Sample& sample, void* sender, void* stream) {
     const Lock lock(mutex);
-    if (subscribers.empty())
+    if (subscribers.empty()) {
         return;
+    }
     const Walk walk(*this);
     // One for each notification: a notification inside a notification has a copy of its own.
     Notification notification(type, sample, sender);
     for (std::size_t i = 0; i < walk.Count(); ++i) {
-        if (StreamSubscription* const subscription = walk.At(i))
+        if (StreamSubscription* const subscription = walk.At(i)) {
             notification.Tell(*subscription, stream);
+        }
     }
 }
 

@@ -3,10 +3,10 @@
 
 #include "tessaryn/subscription_rules.h"
 
-#include "tessaryn/private/pure_rules.h"
-#include "tessaryn/private/rule_plan.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
+#include "tessaryn/pure_rules.h"
+#include "tessaryn/rule_program.h"
 
 #include <typeinfo>
 #include <utility>
@@ -17,7 +17,7 @@ namespace {
 
 using Owner = std::unique_ptr<ISubscriptionRule>;
 
-/// A new rule of two operands, which are deleted when there is no memory for it.
+// A new rule of two operands, which are deleted when there is no memory for it.
 template <class Rule>
 ISubscriptionRule* Combine(Owner left, Owner right) {
     auto* rule = new Rule(left.get(), right.get());
@@ -26,7 +26,7 @@ ISubscriptionRule* Combine(Owner left, Owner right) {
     return rule;
 }
 
-/// Clones right before left; a clone that was made is deleted when the other can't be.
+// Clones right before left; a clone that was made is deleted when the other can't be.
 template <class Rule>
 ISubscriptionRule* CloneOf(const ISubscriptionRule& left, const ISubscriptionRule& right) {
     Owner rightClone(right.Clone());
@@ -36,27 +36,32 @@ ISubscriptionRule* CloneOf(const ISubscriptionRule& left, const ISubscriptionRul
 
 }  // namespace
 
-/// Compares the exact class: one that a host derives may do anything.
+// Compares the exact class: one that a host derives may do anything.
 class PureRules {
   public:
     static bool Has(const ISubscriptionRule& rule) {
         const std::type_info& type = typeid(rule);
-        if (type == typeid(AndRule))
+        if (type == typeid(AndRule)) {
             return HasOperands(static_cast<const AndRule&>(rule));
-        if (type == typeid(OrRule))
+        }
+        if (type == typeid(OrRule)) {
             return HasOperands(static_cast<const OrRule&>(rule));
-        if (type == typeid(XorRule))
+        }
+        if (type == typeid(XorRule)) {
             return HasOperands(static_cast<const XorRule&>(rule));
-        if (type == typeid(NotRule))
+        }
+        if (type == typeid(NotRule)) {
             return Has(*static_cast<const NotRule&>(rule).operand);
+        }
         return type == typeid(AlwaysRule) || type == typeid(StreamChangeTypeRule) ||
                PlanOf(rule) != nullptr;
     }
 
-    static const RulePlan* PlanOf(const ISubscriptionRule& rule) {
-        if (typeid(rule) != typeid(ExpressionRule))
+    static const RuleProgram* PlanOf(const ISubscriptionRule& rule) {
+        if (typeid(rule) != typeid(ExpressionRule)) {
             return nullptr;
-        const RulePlan* const plan = static_cast<const ExpressionRule&>(rule).plan.get();
+        }
+        const RuleProgram* const plan = static_cast<const ExpressionRule&>(rule).plan.get();
         return plan->IsPure() ? plan : nullptr;
     }
 
@@ -71,7 +76,7 @@ bool IsPure(const ISubscriptionRule& rule) {
     return PureRules::Has(rule);
 }
 
-const RulePlan* PlanOf(const ISubscriptionRule& rule) {
+const RuleProgram* PlanOf(const ISubscriptionRule& rule) {
     return PureRules::PlanOf(rule);
 }
 
@@ -164,7 +169,7 @@ ISubscriptionRule* StreamChangeTypeRule::Clone() const {
 ExpressionRule::ExpressionRule(const std::string& text) : ExpressionRule(RLParser(text).parse()) {}
 
 ExpressionRule::ExpressionRule(std::shared_ptr<RLExpr> tree)
-    : expression(std::move(tree)), plan(std::make_shared<const RulePlan>(expression)) {}
+    : expression(std::move(tree)), plan(std::make_shared<const RuleProgram>(expression)) {}
 
 ExpressionRule::~ExpressionRule() = default;
 

@@ -13,7 +13,7 @@
 namespace velmora::core::tessaryn {
 
 class RLExpr;
-class RulePlan;
+class RuleProgram;
 
 /// Applies to every change.
 /// \threadsafety immutable
@@ -161,7 +161,7 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule {
 
     std::shared_ptr<RLExpr> expression;
     /// Answers for the tree, in a fraction of the time.
-    std::shared_ptr<const RulePlan> plan;
+    std::shared_ptr<const RuleProgram> plan;
 };
 
 /// \name Making rules

@@ -42,8 +42,9 @@ class VersionedCollection {
     VersionedCollection& operator=(const VersionedCollection& other) {
         std::vector<T*> sharedObjects(other.objects);
         std::vector<Version> sameVersions(other.versions);
-        if (this != &other)
+        if (this != &other) {
             name = other.name;
+        }
         objects.swap(sharedObjects);
         versions.swap(sameVersions);
         return *this;
@@ -109,8 +110,9 @@ class VersionedCollection {
     /// \param version the version
     /// \return \ownership lends: until the version is removed or replaced
     T* GetPtr(const Version& version) const {
-        if (version == Version::Latest())
+        if (version == Version::Latest()) {
             return GetLatestPtr();
+        }
         const std::size_t index = Find(version);
         return index < objects.size() ? objects[index] : nullptr;
     }
@@ -161,14 +163,16 @@ class VersionedCollection {
     /// \param version the version
     void Remove(const Version& version) {
         const std::size_t index = Find(version);
-        if (index < objects.size())
+        if (index < objects.size()) {
             EraseAt(index);
+        }
     }
 
     /// Deletes the latest object; the next lower version becomes the latest.
     void PopLatest() {
-        if (!objects.empty())
+        if (!objects.empty()) {
             EraseAt(objects.size() - 1);
+        }
     }
 
     /// Deletes all objects; the name stays.
@@ -176,8 +180,9 @@ class VersionedCollection {
         std::vector<T*> doomed;
         doomed.swap(objects);
         versions.clear();
-        for (T* object : doomed)
+        for (T* object : doomed) {
             delete object;
+        }
     }
 
   protected:
@@ -186,15 +191,17 @@ class VersionedCollection {
     /// \param object \ownership takes on success: not taken when the version is absent
     void Set(const Version& version, T* object) {
         const std::size_t index = Find(version);
-        if (index < objects.size())
+        if (index < objects.size()) {
             ReplaceAt(index, object);
+        }
     }
 
     /// Replaces the latest object under its version; nothing happens in an empty collection.
     /// \param object \ownership takes on success: not taken when the collection is empty
     void SetLatest(T* object) {
-        if (!objects.empty())
+        if (!objects.empty()) {
             ReplaceAt(objects.size() - 1, object);
+        }
     }
 
     std::vector<T*> objects;        ///< owned, by ascending version
@@ -213,10 +220,12 @@ class VersionedCollection {
     /// After this, one more element can be put into both vectors without a throw.
     void MakeRoom() {
         const std::size_t wanted = objects.size() + 1;
-        if (objects.capacity() < wanted)
+        if (objects.capacity() < wanted) {
             objects.reserve(2 * wanted);
-        if (versions.capacity() < wanted)
+        }
+        if (versions.capacity() < wanted) {
             versions.reserve(2 * wanted);
+        }
     }
 
     void EraseAt(std::size_t index) {

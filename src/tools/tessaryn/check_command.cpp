@@ -38,13 +38,14 @@ struct TypeAddress {
     std::string path;
 };
 
-/// Splits FILE:PATH behind the file's ending; both may hold colons of their own.
+// Splits FILE:PATH behind the file's ending; both may hold colons of their own.
 TypeAddress SplitAddress(const std::string& text) {
     for (std::size_t colon = text.find(':'); colon != std::string::npos;
          colon = text.find(':', colon + 1)) {
         const std::string file = Poco::toLower(text.substr(0, colon));
-        if (file.ends_with(".xml") || file.ends_with(".json"))
+        if (file.ends_with(".xml") || file.ends_with(".json")) {
             return {text.substr(0, colon), text.substr(colon + 1)};
+        }
     }
     throw CommandError("--type " + Quoted(text) +
                        " is no FILE:PATH with a FILE that ends in .xml or .json");
@@ -54,7 +55,7 @@ TypeAddress SplitAddress(const std::string& text) {
     throw CommandError(address.file + ": there is no type " + Quoted(address.path));
 }
 
-/// The type of a path, or of PATH@VERSION.
+// The type of a path, or of PATH@VERSION.
 const tsn::StreamType& FindType(const Model& model, const TypeAddress& address) {
     const tsn::StreamType* type = nullptr;
     const tsn::StreamTypeCollection* const whole = model.GetTypes().GetPtr(address.path);
@@ -69,8 +70,9 @@ const tsn::StreamType& FindType(const Model& model, const TypeAddress& address) 
             throw CommandError("--type: " + std::string(error.what()));
         }
     }
-    if (type == nullptr)
+    if (type == nullptr) {
         FailFinding(address);
+    }
     return *type;
 }
 
@@ -82,7 +84,7 @@ std::string Describe(const std::string& rule) {
     }
 }
 
-/// Appends lines with escapes for what a terminal would act upon.
+// Appends lines with escapes for what a terminal would act upon.
 void AppendLines(std::string& out, const std::string& text) {
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
@@ -106,8 +108,9 @@ CLI::App* AddCheckCommand(CLI::App& app, CheckOptions& options) {
 
 bool RunCheck(const CheckOptions& options) {
     const std::string tree = Describe(options.rule);
-    if (tree.empty())
+    if (tree.empty()) {
         throw CommandError("rule " + Quoted(options.rule) + " is empty");
+    }
     std::vector<tsn::RuleFinding> findings;
     if (!options.type.empty()) {
         const TypeAddress address = SplitAddress(options.type);
@@ -117,8 +120,9 @@ bool RunCheck(const CheckOptions& options) {
     Stopper stopper;
     Output output(stopper);
     AppendLines(output.GetBuffer(), tree);
-    for (const tsn::RuleFinding& finding : findings)
+    for (const tsn::RuleFinding& finding : findings) {
         AppendLines(output.GetBuffer(), "warning: " + finding.message);
+    }
     output.Flush();
     return findings.empty();
 }

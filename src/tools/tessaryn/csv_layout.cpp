@@ -30,7 +30,7 @@ constexpr bool IsLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
-/// The title with "_" for each character that a rule's names can't have.
+// The title with "_" for each character that a rule's names can't have.
 std::string EntryName(const std::string& title) {
     std::string name;
     for (const char c : title) {
@@ -41,8 +41,9 @@ std::string EntryName(const std::string& title) {
             name += '_';
         }
     }
-    if (name.empty() || IsDigit(name.front()))
+    if (name.empty() || IsDigit(name.front())) {
         name.insert(name.begin(), '_');
+    }
     return name;
 }
 
@@ -53,18 +54,19 @@ bool IsTimeTitle(std::string_view title) {
     });
 }
 
-/// A column by its title or, failing that, by its entry's name.
+// A column by its title or, failing that, by its entry's name.
 CsvColumn* Find(std::vector<CsvColumn>& columns, const std::string& name) {
     for (std::string CsvColumn::*const field : {&CsvColumn::title, &CsvColumn::entry}) {
         const auto place = std::find_if(columns.begin(), columns.end(),
                                         [&](const auto& column) { return column.*field == name; });
-        if (place != columns.end())
+        if (place != columns.end()) {
             return &*place;
+        }
     }
     return nullptr;
 }
 
-/// The steps by which a layout is told.
+// The steps by which a layout is told.
 class LayoutMaker {
   public:
     LayoutMaker(const CsvRow& tableHeader, const std::vector<CsvRow>& rowsAhead,
@@ -74,12 +76,14 @@ class LayoutMaker {
     CsvLayout Make() {
         NameColumns();
         CheckNames();
-        for (const ColumnType& wanted : options.types)
+        for (const ColumnType& wanted : options.types) {
             SetType(wanted);
+        }
         layout.timeColumn = TimeColumn();
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
-            if (layout.columns[i].inferred && i != layout.timeColumn)
+            if (layout.columns[i].inferred && i != layout.timeColumn) {
                 layout.columns[i].type = InferType(i);
+            }
         }
         return std::move(layout);
     }
@@ -91,8 +95,9 @@ class LayoutMaker {
 
     [[noreturn]] void FailFor(const std::string& name) const {
         std::string titles;
-        for (const CsvColumn& column : layout.columns)
+        for (const CsvColumn& column : layout.columns) {
             titles += (titles.empty() ? "" : ", ") + Quoted(column.title);
+        }
         Fail("there is no column " + Quoted(name) + " among " + titles);
     }
 
@@ -100,35 +105,41 @@ class LayoutMaker {
         return row.fault == nullptr && row.Size() == layout.columns.size();
     }
 
-    /// Whether the rows have the row's name before the header's columns, as R writes them.
+    // Whether the rows have the row's name before the header's columns, as R writes them.
     bool HaveRowNames() const {
-        if (ahead.empty() || ahead.front().fault != nullptr)
+        if (ahead.empty() || ahead.front().fault != nullptr) {
             return false;
+        }
         const CsvRow& first = ahead.front();
-        if (first.Size() != header.Size() + 1 || HasSurplusValue(first))
+        if (first.Size() != header.Size() + 1 || HasSurplusValue(first)) {
             return false;
+        }
         return std::none_of(ahead.begin(), ahead.end(), [&](const CsvRow& row) {
             return row.fault == nullptr && row.Size() == header.Size();
         });
     }
 
-    /// Whether the last field of a row is the one too many: it is empty, or with it the time would
-    /// stand under the title of another column.
+    // Whether the last field of a row is the one too many: it is empty, or with it the time would
+    // stand under the title of another column.
     bool HasSurplusValue(const CsvRow& row) const {
-        if (row[row.Size() - 1].empty())
+        if (row[row.Size() - 1].empty()) {
             return true;
+        }
         for (std::size_t i = 0; i < header.Size(); ++i) {
-            if (ParseIsoTime(row[i]))
+            if (ParseIsoTime(row[i])) {
                 return i == 0 || IsTimeTitle(header[i]);
+            }
         }
         return false;
     }
 
     void NameColumns() {
-        if (HaveRowNames())
+        if (HaveRowNames()) {
             layout.columns.push_back({"", ""});
-        for (std::size_t i = 0; i < header.Size(); ++i)
+        }
+        for (std::size_t i = 0; i < header.Size(); ++i) {
             layout.columns.push_back({std::string(header[i]), ""});
+        }
         CsvColumn& first = layout.columns.front();
         if (first.title.empty()) {
             first.title = "row";
@@ -137,16 +148,18 @@ class LayoutMaker {
                 first.title += '_';
             }
         }
-        for (CsvColumn& column : layout.columns)
+        for (CsvColumn& column : layout.columns) {
             column.entry = EntryName(column.title);
+        }
     }
 
     void CheckNames() {
         std::unordered_map<std::string, std::size_t> taken;
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
             const CsvColumn& column = layout.columns[i];
-            if (column.title.empty())
+            if (column.title.empty()) {
                 Fail("column " + std::to_string(i + 1) + " has no name");
+            }
             const auto [place, isNew] = taken.emplace(column.entry, i);
             if (!isNew) {
                 Fail("columns " + std::to_string(place->second + 1) + " and " +
@@ -161,28 +174,34 @@ class LayoutMaker {
 
     void SetType(const ColumnType& wanted) {
         CsvColumn* const column = Find(layout.columns, wanted.name);
-        if (column == nullptr)
+        if (column == nullptr) {
             FailFor(wanted.name);
+        }
         column->type = wanted.type;
         column->count = wanted.count;
         column->inferred = false;
     }
 
     std::size_t TimeColumn() {
-        if (options.timeColumn.empty())
+        if (options.timeColumn.empty()) {
             return FindTimeColumn();
+        }
         CsvColumn* const column = Find(layout.columns, options.timeColumn);
-        if (column == nullptr)
+        if (column == nullptr) {
             FailFor(options.timeColumn);
-        if (!column->inferred)
+        }
+        if (!column->inferred) {
             Fail("the time column " + Quoted(column->title) + " is no entry and has no type");
+        }
         const auto index = static_cast<std::size_t>(column - layout.columns.data());
         for (const CsvRow& row : ahead) {
-            if (!IsWhole(row) || ParseIsoTime(row[index]))
+            if (!IsWhole(row) || ParseIsoTime(row[index])) {
                 continue;
+            }
             layout.epoch = GuessEpochUnit(row[index]);
-            if (layout.epoch)
+            if (layout.epoch) {
                 break;
+            }
         }
         return index;
     }
@@ -190,17 +209,20 @@ class LayoutMaker {
     std::size_t FindTimeColumn() const {
         for (const CsvRow& row : ahead) {
             for (std::size_t i = 0; IsWhole(row) && i < row.Size(); ++i) {
-                if (layout.columns[i].inferred && ParseIsoTime(row[i]))
+                if (layout.columns[i].inferred && ParseIsoTime(row[i])) {
                     return i;
+                }
             }
         }
         // Where no row is good, the title lets the message tell the bad field.
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
-            if (IsTimeTitle(layout.columns[i].title))
+            if (IsTimeTitle(layout.columns[i].title)) {
                 return i;
+            }
         }
-        if (std::none_of(ahead.begin(), ahead.end(), [&](auto& row) { return IsWhole(row); }))
+        if (std::none_of(ahead.begin(), ahead.end(), [&](auto& row) { return IsWhole(row); })) {
             return 0;
+        }
         Fail(
             "no column holds times such as 2020-01-01T00:00:00Z; --time names a column of "
             "numbers that count from 1970");
@@ -210,17 +232,20 @@ class LayoutMaker {
         bool decimal = false;
         bool number = false;
         for (const CsvRow& row : ahead) {
-            if (!IsWhole(row) || row[column].empty())
+            if (!IsWhole(row) || row[column].empty()) {
                 continue;
+            }
             const BaseType type = LooksLike(row[column]);
             // A text among numbers is bad input rather than a reason to compare texts.
-            if (type == BaseType::String && !number)
+            if (type == BaseType::String && !number) {
                 return BaseType::String;
+            }
             number = true;
             decimal = decimal || type == BaseType::Double;
         }
-        if (!number)
+        if (!number) {
             return BaseType::String;
+        }
         return decimal ? BaseType::Double : BaseType::Int64;
     }
 
@@ -248,15 +273,18 @@ ColumnType ParseColumnType(const std::string& text) {
         end = colon;
         colon = end == 0 ? std::string::npos : text.rfind(':', end - 1);
     }
-    if (colon == std::string::npos || colon == 0)
+    if (colon == std::string::npos || colon == 0) {
         throw CommandError("--type " + Quoted(text) + " is not of the form NAME:TYPE[:COUNT]");
+    }
     result.name = text.substr(0, colon);
     const std::string type = text.substr(colon + 1, end - colon - 1);
     result.type = core::tessaryn::GetTypeFromString(type);
-    if (result.type == BaseType::UnknownType)
+    if (result.type == BaseType::UnknownType) {
         throw CommandError("--type " + Quoted(text) + ": there is no type " + Quoted(type));
-    if (counted && result.type == BaseType::String)
+    }
+    if (counted && result.type == BaseType::String) {
         throw CommandError("--type " + Quoted(text) + ": a String has no count");
+    }
     return result;
 }
 

@@ -26,15 +26,17 @@ CsvReader::~CsvReader() {
 }
 
 void CsvReader::StartParser() {
-    if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI) != 0)
+    if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI) != 0) {
         throw CommandError("the CSV parser can not be started");
+    }
     csv_set_blk_size(&parser, 4096);
 }
 
 const CsvRow* CsvReader::Next() {
     while (next == complete) {
-        if (!Fill())
+        if (!Fill()) {
             return nullptr;
+        }
     }
     return &rows[next++];
 }
@@ -43,13 +45,15 @@ bool CsvReader::HasMoreWithin(std::chrono::milliseconds moment) {
     return next < complete || !block.empty() || (!ended && input.HasMoreWithin(moment));
 }
 
-/// Parses one more line, or what has arrived of it; false at the end.
+// Parses one more line, or what has arrived of it; false at the end.
 bool CsvReader::Fill() {
-    if (ended)
+    if (ended) {
         return false;
+    }
     // The row that is being filled moves to the front; the others keep their memory.
-    if (complete > 0)
+    if (complete > 0) {
         std::swap(rows[0], rows[complete]);
+    }
     next = complete = 0;
     if (block.empty()) {
         block = input.Read();
@@ -58,8 +62,9 @@ bool CsvReader::Fill() {
     }
     if (ended) {
         // A row that an early end of the run cut off is not a row.
-        if (input.IsAtEnd())
+        if (input.IsAtEnd()) {
             ParseEnd();
+        }
         return complete > 0;
     }
     // Line by line, so that the number of the line is known inside the parser's callbacks.
@@ -67,8 +72,9 @@ bool CsvReader::Fill() {
     const bool whole = feed != std::string_view::npos;
     const std::string_view piece = block.substr(0, whole ? feed + 1 : block.size());
     block.remove_prefix(piece.size());
-    if (!skipping)
+    if (!skipping) {
         Parse(piece);
+    }
     if (whole) {
         ++line;
         returned = false;
@@ -89,32 +95,37 @@ void CsvReader::PassByteOrderMark() {
 
 void CsvReader::Parse(std::string_view piece) {
     const bool rowBegun = open || parser.quoted != 0 || parser.entry_pos > 0;
-    if (!rowBegun)
+    if (!rowBegun) {
         rowLine = line;
+    }
     const std::size_t parsed =
         csv_parse(&parser, piece.data(), piece.size(), &OnField, &OnRowEnd, this);
     Rethrow();
     if (parsed != piece.size()) {
-        if (csv_error(&parser) != CSV_EPARSE)
+        if (csv_error(&parser) != CSV_EPARSE) {
             throw CommandError("out of memory");
+        }
         return Break(parser.quoted ? "the field goes on after its closing quote"
                                    : "a quote inside a field that is not quoted");
     }
     const std::size_t weight = open ? rows[complete].Weight() : 0;
-    if (weight + parser.entry_pos > longestRow)
+    if (weight + parser.entry_pos > longestRow) {
         Break("the row is longer than 1 MiB; is a quote not closed?");
+    }
 }
 
 void CsvReader::ParseEnd() {
-    if (skipping)
+    if (skipping) {
         return;
+    }
     const bool closed = csv_fini(&parser, &OnField, &OnRowEnd, this) == 0;
     Rethrow();
-    if (!closed)
+    if (!closed) {
         Break("the quote is not closed");
+    }
 }
 
-/// Ends the current row as malformed and starts afresh after its line.
+// Ends the current row as malformed and starts afresh after its line.
 void CsvReader::Break(const char* fault) {
     OpenRow().fault = fault;
     FinishRow();
@@ -125,8 +136,9 @@ void CsvReader::Break(const char* fault) {
 
 CsvRow& CsvReader::OpenRow() {
     CsvRow& row = rows[complete];
-    if (!open)
+    if (!open) {
         row.Clear(rowLine);
+    }
     open = true;
     return row;
 }
@@ -134,20 +146,23 @@ CsvRow& CsvReader::OpenRow() {
 void CsvReader::FinishRow() {
     open = false;
     ++complete;
-    if (complete == rows.size())
+    if (complete == rows.size()) {
         rows.emplace_back();
+    }
 }
 
 void CsvReader::Rethrow() {
-    if (failure)
+    if (failure) {
         std::rethrow_exception(failure);
+    }
 }
 
 void CsvReader::OnField(void* field, std::size_t length, void* reader) noexcept {
     auto& self = *static_cast<CsvReader*>(reader);
     try {
-        if (self.returned)
+        if (self.returned) {
             self.rowLine = ++self.line;
+        }
         self.returned = false;
         self.OpenRow().Add({static_cast<const char*>(field), length});
     } catch (...) {

@@ -27,7 +27,7 @@ std::string CountOf(std::size_t count, const char* what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-/// Splits a field at ";" or at blanks.
+// Splits a field at ";" or at blanks.
 class ElementSplitter {
   public:
     explicit ElementSplitter(std::string_view field) : rest(field) { PassBlanks(); }
@@ -39,8 +39,9 @@ class ElementSplitter {
         rest.remove_prefix(element.size());
         PassBlanks();
         separated = rest.starts_with(';');
-        if (separated)
+        if (separated) {
             rest.remove_prefix(1);
+        }
         PassBlanks();
         return element;
     }
@@ -74,34 +75,41 @@ CsvSource::CsvSource(Input& csvInput, CsvOptions csvOptions)
     : input(csvInput), options(std::move(csvOptions)), reader(csvInput) {}
 
 bool CsvSource::Open(tsn::StreamType& type) {
-    if (!LookAhead())
+    if (!LookAhead()) {
         return false;
+    }
     layout = MakeCsvLayout(header, ahead, options, input.GetName());
     for (std::size_t i = 0; i < layout.columns.size(); ++i) {
         const CsvColumn& column = layout.columns[i];
-        if (i != layout.timeColumn)
+        if (i != layout.timeColumn) {
             type.Add(column.entry, column.type, column.type == tsn::String ? 0 : column.count);
+        }
     }
     return true;
 }
 
-/// Reads the header and the first rows; false when the run ended before.
+// Reads the header and the first rows; false when the run ended before.
 bool CsvSource::LookAhead() {
     const CsvRow* row = reader.Next();
-    if (row == nullptr && !input.IsAtEnd())
+    if (row == nullptr && !input.IsAtEnd()) {
         return false;
-    if (row == nullptr)
+    }
+    if (row == nullptr) {
         throw CommandError(input.GetName() + ": there is no header, the file is empty");
+    }
     header = *row;
-    if (header.fault != nullptr)
+    if (header.fault != nullptr) {
         throw CommandError(Describe(header, {RowFault::malformed, header.Size()}));
+    }
     std::size_t bytes = 0;
     while (ahead.size() < mostRowsAhead && bytes < mostBytesAhead) {
-        if (!ahead.empty() && !reader.HasMoreWithin(pauseThatEndsLookAhead))
+        if (!ahead.empty() && !reader.HasMoreWithin(pauseThatEndsLookAhead)) {
             break;
+        }
         row = reader.Next();
-        if (row == nullptr)
+        if (row == nullptr) {
             break;
+        }
         bytes += row->Weight();
         ahead.push_back(*row);
     }
@@ -109,10 +117,12 @@ bool CsvSource::LookAhead() {
 }
 
 const CsvRow* CsvSource::NextRow() {
-    if (nextAhead < ahead.size())
+    if (nextAhead < ahead.size()) {
         return &ahead[nextAhead++];
-    if (!ahead.empty())
+    }
+    if (!ahead.empty()) {
         std::vector<CsvRow>().swap(ahead);
+    }
     nextAhead = 0;
     return reader.Next();
 }
@@ -138,25 +148,31 @@ std::string CsvSource::GetPosition() const {
     return input.GetName() + ":" + std::to_string(line);
 }
 
-/// Puts a row into the buffer, unless something is wrong with it.
+// Puts a row into the buffer, unless something is wrong with it.
 CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
-    if (row.fault != nullptr)
+    if (row.fault != nullptr) {
         return {RowFault::malformed, row.Size()};
+    }
     const std::size_t wanted = layout.columns.size();
-    if (row.Size() < wanted)
+    if (row.Size() < wanted) {
         return {RowFault::tooFew, row.Size()};
-    if (row.Size() > wanted)
+    }
+    if (row.Size() > wanted) {
         return {RowFault::tooMany, wanted};
+    }
     const std::optional<std::int64_t> rowTime = layout.ParseTime(row[layout.timeColumn]);
-    if (!rowTime)
+    if (!rowTime) {
         return {RowFault::badTime, layout.timeColumn};
+    }
     time = *rowTime;
     buffer.Begin(wanted - 1);
     for (std::size_t i = 0; i < wanted; ++i) {
-        if (i == layout.timeColumn)
+        if (i == layout.timeColumn) {
             continue;
-        if (!AppendElements(layout.columns[i], row[i]))
+        }
+        if (!AppendElements(layout.columns[i], row[i])) {
             return {RowFault::badValue, i};
+        }
         buffer.EndEntry();
     }
     buffer.Finish();
@@ -164,29 +180,34 @@ CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
 }
 
 bool CsvSource::AppendElements(const CsvColumn& column, std::string_view text) {
-    if (column.count == 1)
+    if (column.count == 1) {
         return AppendElement(column.type, text, buffer.bytes);
+    }
     ElementSplitter elements(text);
     unsigned int count = 0;
     for (; !elements.AtEnd() && count < column.count; ++count) {
-        if (!AppendElement(column.type, elements.Next(), buffer.bytes))
+        if (!AppendElement(column.type, elements.Next(), buffer.bytes)) {
             return false;
+        }
     }
     return elements.AtEnd() && count == column.count;
 }
 
 void CsvSource::Reject(const CsvRow& row, const RowFault& fault) {
-    if (!options.skipBad)
+    if (!options.skipBad) {
         throw CommandError(Describe(row, fault));
-    if (skipped++ == 0)
+    }
+    if (skipped++ == 0) {
         firstSkipped = Describe(row, fault);
+    }
 }
 
 std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const {
     std::string text =
         input.GetName() + ":" + std::to_string(row.line) + ":" + std::to_string(fault.field + 1);
-    if (fault.field < layout.columns.size())
+    if (fault.field < layout.columns.size()) {
         text += " (" + layout.columns[fault.field].title + ")";
+    }
     text += ": ";
     switch (fault.kind) {
         case RowFault::none:
@@ -223,8 +244,9 @@ std::string CsvSource::ValueReason(const CsvColumn& column, std::string_view tex
     for (ElementSplitter elements(text); !elements.AtEnd(); ++count) {
         const std::string_view element = elements.Next();
         std::string ignored;
-        if (!AppendElement(column.type, element, ignored))
+        if (!AppendElement(column.type, element, ignored)) {
             return Quoted(element) + " " + ReasonAgainst(column.type, element);
+        }
     }
     return CountOf(count, "element") + " where " + std::to_string(column.count) + " are expected";
 }

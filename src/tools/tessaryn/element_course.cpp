@@ -21,7 +21,7 @@ namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 
-/// The means of equal shares of the values.
+// The means of equal shares of the values.
 std::vector<double> MeansOf(const std::vector<double>& values, std::size_t parts) {
     const std::size_t count = std::min(parts, values.size());
     std::vector<double> means;
@@ -44,8 +44,9 @@ std::vector<double> MeansOf(const std::vector<double>& values, std::size_t parts
 template <class T>
 std::string TextOf(const std::optional<T>& value, ValueForm form) {
     std::string text;
-    if (value)
+    if (value) {
         AppendValue(text, *value, form);
+    }
     return text;
 }
 
@@ -59,17 +60,21 @@ ElementCourse Follow(const std::vector<tsn::Sample*>& samples, unsigned short en
     std::optional<T> last;
     std::vector<double> values;
     for (const tsn::Sample* const sample : samples) {
-        if (sample->GetSize(entry) <= index)
+        if (sample->GetSize(entry) <= index) {
             continue;
+        }
         const T value = (sample->*getter)(entry, index);
         last = value;
         values.push_back(static_cast<double>(value));
-        if (std::isnan(values.back()))
+        if (std::isnan(values.back())) {
             continue;
-        if (!least || value < *least)
+        }
+        if (!least || value < *least) {
             least = value;
-        if (!greatest || *greatest < value)
+        }
+        if (!greatest || *greatest < value) {
             greatest = value;
+        }
     }
     return {TextOf(least, form), TextOf(greatest, form), TextOf(last, form),
             MeansOf(values, parts)};
@@ -113,8 +118,9 @@ std::string Sparkline(const std::vector<double>& means, bool unicode) {
 bool LocaleHasUnicode() {
     for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         const char* const value = std::getenv(name);
-        if (value == nullptr || *value == '\0')
+        if (value == nullptr || *value == '\0') {
             continue;
+        }
         const std::string locale = Poco::toLower(std::string(value));
         return locale.find("utf-8") != std::string::npos ||
                locale.find("utf8") != std::string::npos;

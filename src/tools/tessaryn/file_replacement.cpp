@@ -19,14 +19,14 @@ namespace {
 constexpr std::size_t blockSize = 64UL * 1024;
 constexpr mode_t modeBits = 07777;
 
-/// The file that a path leads to over symbolic links.
+// The file that a path leads to over symbolic links.
 std::filesystem::path Resolve(const std::string& path) {
     std::error_code error;
     std::filesystem::path resolved = std::filesystem::canonical(path, error);
     return error ? std::filesystem::path(path) : resolved;
 }
 
-/// Makes the disk keep what was written to a descriptor; false when it can't.
+// Makes the disk keep what was written to a descriptor; false when it can't.
 bool Settle(int descriptor) {
     // Some file systems have nothing to settle and say so.
     return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP;
@@ -37,8 +37,9 @@ bool Settle(int descriptor) {
 FileReplacement::SignalsWait::SignalsWait() : before() {
     sigset_t ending;
     sigemptyset(&ending);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&ending, signal);
+    }
     pthread_sigmask(SIG_BLOCK, &ending, &before);
     // A file beyond the size that the system allows is an error of writing.
     std::signal(SIGXFSZ, SIG_IGN);
@@ -53,10 +54,12 @@ FileReplacement::Block::Block() : bytes(blockSize) {
 }
 
 FileReplacement::Block::int_type FileReplacement::Block::overflow(int_type next) {
-    if (sync() != 0)
+    if (sync() != 0) {
         return traits_type::eof();
-    if (!traits_type::eq_int_type(next, traits_type::eof()))
+    }
+    if (!traits_type::eq_int_type(next, traits_type::eof())) {
         sputc(traits_type::to_char_type(next));
+    }
     return traits_type::not_eof(next);
 }
 
@@ -82,25 +85,30 @@ FileReplacement::FileReplacement(const std::string& path) : name(path) {
 }
 
 FileReplacement::~FileReplacement() {
-    if (block.descriptor >= 0)
+    if (block.descriptor >= 0) {
         close(block.descriptor);
-    if (!temporary.empty())
+    }
+    if (!temporary.empty()) {
         unlink(temporary.c_str());
+    }
 }
 
 void FileReplacement::CheckTarget() {
     struct stat status {};
-    if (stat(target.c_str(), &status) != 0)
+    if (stat(target.c_str(), &status) != 0) {
         return;
-    if (S_ISDIR(status.st_mode))
+    }
+    if (S_ISDIR(status.st_mode)) {
         Fail(EISDIR);
-    if (!S_ISREG(status.st_mode))
+    }
+    if (!S_ISREG(status.st_mode)) {
         throw CommandError(name + " can not be written: it is no regular file");
+    }
     replaces = true;
     mode = status.st_mode & modeBits;
 }
 
-/// Opens a file of a new name in the target's folder, from where it can be renamed.
+// Opens a file of a new name in the target's folder, from where it can be renamed.
 void FileReplacement::OpenBeside() {
     for (int attempt = 0; block.descriptor < 0; ++attempt) {
         const std::string path = folder + "/.tessaryn-" + std::to_string(getpid()) + "-" +
@@ -115,20 +123,24 @@ void FileReplacement::OpenBeside() {
 }
 
 void FileReplacement::Commit() {
-    if (!stream.flush())
+    if (!stream.flush()) {
         Fail(block.error != 0 ? block.error : EIO);
-    if ((replaces && fchmod(block.descriptor, mode) != 0) || !Settle(block.descriptor))
+    }
+    if ((replaces && fchmod(block.descriptor, mode) != 0) || !Settle(block.descriptor)) {
         Fail(errno);
+    }
     const int descriptor = block.descriptor;
     block.descriptor = -1;
-    if (close(descriptor) != 0)
+    if (close(descriptor) != 0) {
         Fail(errno);
+    }
     Place();
 }
 
 void FileReplacement::Place() {
-    if (rename(temporary.c_str(), target.c_str()) != 0)
+    if (rename(temporary.c_str(), target.c_str()) != 0) {
         Fail(errno);
+    }
     temporary.clear();
     // The file is there; whether the disk keeps its name in a power failure is all that may differ.
     const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

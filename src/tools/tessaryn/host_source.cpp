@@ -19,7 +19,7 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-/// The next word of a text, which is taken off it.
+// The next word of a text, which is taken off it.
 std::string_view TakeWord(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
     const std::string_view word = text.substr(0, text.find_first_of(" \t\n"));
@@ -70,8 +70,9 @@ bool HostSource::Open(tsn::StreamType& type) {
 }
 
 bool HostSource::PushNext(tsn::Stream& stream) {
-    if (stopper.WaitReadable(-1, due) == Stopper::Event::stopped)
+    if (stopper.WaitReadable(-1, due) == Stopper::Event::stopped) {
         return false;
+    }
     ReadLoad();
     ReadCores();
     ReadMemory();
@@ -92,20 +93,24 @@ const std::string& HostSource::ReadText(const char* path) {
     std::array<char, 4096> piece;
     text.clear();
     ssize_t count = -1;
-    while (file >= 0 && (count = read(file, piece.data(), piece.size())) > 0)
+    while (file >= 0 && (count = read(file, piece.data(), piece.size())) > 0) {
         text.append(piece.data(), static_cast<std::size_t>(count));
+    }
     const int error = errno;
-    if (file >= 0)
+    if (file >= 0) {
         close(file);
-    if (count < 0)
+    }
+    if (count < 0) {
         throw CommandError(std::string(path) + " can not be read: " + std::strerror(error));
+    }
     return text;
 }
 
 void HostSource::ReadLoad() {
     std::string_view rest = ReadText("/proc/loadavg");
-    for (double& average : load)
+    for (double& average : load) {
         average = TakeNumber<double>(rest);
+    }
 }
 
 void HostSource::ReadCores() {
@@ -114,14 +119,16 @@ void HostSource::ReadCores() {
     for (std::size_t core = 0; !rest.empty();) {
         std::string_view line = TakeLine(rest);
         const std::string_view name = TakeWord(line);
-        if (!name.starts_with("cpu") || name.size() == 3)
+        if (!name.starts_with("cpu") || name.size() == 3) {
             continue;
+        }
         if (first) {
             times.emplace_back();
             shares.push_back(0);
         }
-        if (core == times.size())
+        if (core == times.size()) {
             return;
+        }
         // user, nice, system, idle, iowait, irq, softirq, steal; guests are part of user.
         CoreTimes now;
         for (int field = 0; field < 8; ++field) {
@@ -160,16 +167,19 @@ void HostSource::ReadNetwork() {
     while (!rest.empty()) {
         std::string_view line = TakeLine(rest);
         const std::size_t colon = line.find(':');
-        if (colon == std::string_view::npos)
+        if (colon == std::string_view::npos) {
             continue;
+        }
         std::string_view name = line.substr(0, colon);
         line.remove_prefix(colon + 1);
-        if (TakeWord(name) == "lo")
+        if (TakeWord(name) == "lo") {
             continue;
+        }
         network[0] += TakeNumber<unsigned long long>(line);
         // Seven other counts of what was received lie between.
-        for (int skipped = 0; skipped < 7; ++skipped)
+        for (int skipped = 0; skipped < 7; ++skipped) {
             TakeWord(line);
+        }
         network[1] += TakeNumber<unsigned long long>(line);
     }
 }
@@ -180,11 +190,13 @@ void HostSource::Fill(tsn::Sample& sample) const {
     sample.Resize(1, static_cast<unsigned int>(shares.size()));
     sample.Resize(4, static_cast<unsigned int>(std::size(network)));
     unsigned int index = 0;
-    for (const double average : load)
+    for (const double average : load) {
         sample.Set(0, index++, average);
+    }
     index = 0;
-    for (const double share : shares)
+    for (const double share : shares) {
         sample.Set(1, index++, share);
+    }
     sample.Set(2, 0, memoryTotal);
     sample.Set(3, 0, memoryAvailable);
     sample.Set(4, 0, network[0]);

@@ -23,28 +23,33 @@ constexpr std::size_t blockSize = std::size_t{64} * 1024;
 Input::Input(const std::string& path, Stopper& runStopper)
     : stopper(runStopper), name(path == "-" ? "stdin" : path), block(blockSize) {
     descriptor = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         Fail("can not be opened");
+    }
     struct stat status {};
-    if (fstat(descriptor, &status) != 0)
+    if (fstat(descriptor, &status) != 0) {
         Fail("can not be read");
+    }
     if (S_ISDIR(status.st_mode)) {
         close(descriptor);
         errno = EISDIR;
         Fail("can not be read");
     }
-    if (S_ISREG(status.st_mode))
+    if (S_ISREG(status.st_mode)) {
         size = static_cast<std::uint64_t>(status.st_size);
+    }
 }
 
 Input::~Input() {
-    if (descriptor != STDIN_FILENO)
+    if (descriptor != STDIN_FILENO) {
         close(descriptor);
+    }
 }
 
 std::string_view Input::Read() {
-    if (beforeRead)
+    if (beforeRead) {
         beforeRead();
+    }
     while (stopper.WaitReadable(descriptor) == Stopper::Event::ready) {
         const ssize_t count = read(descriptor, block.data(), block.size());
         if (count >= 0) {
@@ -52,8 +57,9 @@ std::string_view Input::Read() {
             position += static_cast<std::uint64_t>(count);
             return {block.data(), static_cast<std::size_t>(count)};
         }
-        if (errno != EINTR && errno != EAGAIN)
+        if (errno != EINTR && errno != EAGAIN) {
             Fail("can not be read");
+        }
     }
     return {};
 }

@@ -31,12 +31,13 @@ int Fail(const std::string& sentence) {
     return failure;
 }
 
-/// Keeps a file that is opened later from taking the place of a standard descriptor that the
-/// caller closed; using that one stays an error.
+// Keeps a file that is opened later from taking the place of a standard descriptor that the
+// caller closed; using that one stays an error.
 void HoldStandardDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(descriptor, F_GETFD) < 0)
+        if (fcntl(descriptor, F_GETFD) < 0) {
             static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
     }
 }
 
@@ -58,8 +59,9 @@ int Run(int argc, char** argv) {
         const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
         return asked ? app.exit(error) : Fail(error.what());
     }
-    if (check->parsed())
+    if (check->parsed()) {
         return velmora::tool::RunCheck(checkOptions) ? 0 : found;
+    }
     if (show->parsed()) {
         velmora::tool::RunShow(showOptions);
     } else if (convert->parsed()) {

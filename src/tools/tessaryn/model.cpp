@@ -21,10 +21,10 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-/// Splits paths in new documents. A stream named after a file may have a dot in its name.
+// Splits paths in new documents. A stream named after a file may have a dot in its name.
 constexpr char newSeparator = '/';
 
-/// The collection that every repository has before anything is read into it.
+// The collection that every repository has before anything is read into it.
 constexpr const char* reservedType = "Any";
 
 std::string Describe(const tsn::SampleEntry& entry) {
@@ -33,7 +33,7 @@ std::string Describe(const tsn::SampleEntry& entry) {
     return text + ":" + ToString(entry.type);
 }
 
-/// The first difference between what is there and what comes; empty when there is none.
+// The first difference between what is there and what comes; empty when there is none.
 std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType& coming) {
     const unsigned short shared = std::min(kept.GetNumEntries(), coming.GetNumEntries());
     for (unsigned short id = 0; id < shared; ++id) {
@@ -45,19 +45,22 @@ std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType
                    (sameName ? "; --type tells how a column is read" : "");
         }
     }
-    if (kept.GetNumEntries() > shared)
+    if (kept.GetNumEntries() > shared) {
         return "has " + Describe(kept.GetEntry(shared)) + ", which the source lacks";
-    if (coming.GetNumEntries() > shared)
+    }
+    if (coming.GetNumEntries() > shared) {
         return "lacks " + Describe(coming.GetEntry(shared)) + ", which the source has";
+    }
     return {};
 }
 
-/// A stream of the same type with the same samples, the first to be overwritten in slot 0.
+// A stream of the same type with the same samples, the first to be overwritten in slot 0.
 std::unique_ptr<tsn::Stream> Rebuild(const tsn::Stream& stream, long maxSize) {
     auto rebuilt = std::make_unique<tsn::Stream>(stream.GetStreamType(), maxSize);
     stream.GetAll([&](const std::vector<tsn::Sample*>& all) {
-        for (const tsn::Sample* const sample : InPushOrder(stream, all))
+        for (const tsn::Sample* const sample : InPushOrder(stream, all)) {
             rebuilt->PushNew(new tsn::Sample(*sample));
+        }
     });
     return rebuilt;
 }
@@ -73,12 +76,14 @@ bool IsInPushOrder(const tsn::Stream& stream) {
 }
 
 void Straighten(tsn::StreamGroup& group) {
-    for (tsn::StreamGroup* const child : group.GetAllGroupPtrs())
+    for (tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
         Straighten(*child);
+    }
     for (const std::string& name : group.GetItemNames()) {
         const tsn::Stream& stream = group.GetStream(name);
-        if (IsInPushOrder(stream))
+        if (IsInPushOrder(stream)) {
             continue;
+        }
         std::unique_ptr<tsn::Stream> rebuilt = Rebuild(stream, stream.GetMaxSize());
         group.RemoveItem(name);
         group.AddItemMove(name, std::move(rebuilt));
@@ -90,8 +95,9 @@ void Straighten(tsn::StreamGroup& group) {
 std::vector<tsn::Sample*> InPushOrder(const tsn::Stream& stream,
                                       const std::vector<tsn::Sample*>& samples) {
     std::vector<tsn::Sample*> ordered(samples);
-    if (ordered.empty())
+    if (ordered.empty()) {
         return ordered;
+    }
     stream.GetLatest([&](const tsn::Sample& newest) {
         const auto place = std::find(ordered.begin(), ordered.end(), &newest);
         std::rotate(ordered.begin(), place + 1, ordered.end());
@@ -125,44 +131,52 @@ tsn::Stream& Model::OpenStream(const std::string& path, const tsn::StreamType& l
         return *added;
     }
     const std::string difference = DifferenceBetween(*stream->GetStreamType(), layout);
-    if (!difference.empty())
+    if (!difference.empty()) {
         throw CommandError("Stream " + Quoted(path) + " can not continue: it " + difference);
-    if (!maxSize || *maxSize == stream->GetMaxSize())
+    }
+    if (!maxSize || *maxSize == stream->GetMaxSize()) {
         return *stream;
+    }
     std::unique_ptr<tsn::Stream> resized = Rebuild(*stream, *maxSize);
     streams->Remove(path);
     return *streams->AddStream(path, resized.release());
 }
 
-/// A path with empty names would not come back as it is when the document is read.
+// A path with empty names would not come back as it is when the document is read.
 void Model::CheckPath(const std::string& path) const {
     const std::vector<std::string> names = utils::Split(path + streamSeparator, streamSeparator);
-    if (std::any_of(names.begin(), names.end(), [](auto& name) { return name.empty(); }))
+    if (std::any_of(names.begin(), names.end(), [](auto& name) { return name.empty(); })) {
         throw CommandError("A stream can not be named " + Quoted(path));
+    }
 }
 
-/// Streams are written with their types' full names, which two types may share.
+// Streams are written with their types' full names, which two types may share.
 void Model::CheckTypeNames(const tsn::StreamGroup& group) const {
-    for (const tsn::StreamGroup* const child : group.GetAllGroupPtrs())
+    for (const tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
         CheckTypeNames(*child);
+    }
     for (const tsn::Stream* const stream : group.GetAllItemPtrs()) {
         const tsn::StreamType* const type = stream->GetStreamType();
         const std::string name = type->GetFullName();
         const tsn::StreamTypeCollection* found = types->GetPtr(name);
-        if (found == nullptr)
+        if (found == nullptr) {
             found = types->FindByFullName(name);
-        if (found == nullptr || found->GetPtr(type->GetVersion()) != type)
+        }
+        if (found == nullptr || found->GetPtr(type->GetVersion()) != type) {
             throw CommandError("Two types would share the full name " + Quoted(name));
+        }
     }
 }
 
 tsn::StreamType& Model::OpenType(const std::string& path, const tsn::StreamType& layout) {
-    if (path == reservedType)
+    if (path == reservedType) {
         throw CommandError("A stream can not be named 'Any', as the type of that name is taken");
+    }
     tsn::StreamTypeCollection& collection = *types->Add(path);
     tsn::StreamType* const newest = collection.GetLatestPtr();
-    if (newest != nullptr && DifferenceBetween(*newest, layout).empty())
+    if (newest != nullptr && DifferenceBetween(*newest, layout).empty()) {
         return *newest;
+    }
     tsn::StreamType& type = collection.PushNew(utils::Version(1, 0, 0));
     for (unsigned short id = 0; id < layout.GetNumEntries(); ++id) {
         const tsn::SampleEntry entry = layout.GetEntry(id);

@@ -28,11 +28,12 @@ bool EndsWith(const std::string& path, const std::string& ending) {
            Poco::icompare(path, path.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-/// Whether the document is JSON; else it is XML.
+// Whether the document is JSON; else it is XML.
 bool IsJson(const std::string& path) {
     const bool json = EndsWith(path, ".json");
-    if (!json && !EndsWith(path, ".xml"))
+    if (!json && !EndsWith(path, ".xml")) {
         throw CommandError(Quoted(path) + " ends neither in .xml nor in .json");
+    }
     return json;
 }
 
@@ -54,13 +55,16 @@ void CheckWritable(const std::string& path) {
 ser::NodeTree ReadTree(const std::string& path) {
     const bool json = IsJson(path);
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0)
+    if (stat(path.c_str(), &status) != 0) {
         FailReading(path, errno);
-    if (S_ISDIR(status.st_mode))
+    }
+    if (S_ISDIR(status.st_mode)) {
         FailReading(path, EISDIR);
+    }
     std::ifstream in(path, std::ios::binary);
-    if (!in)
+    if (!in) {
         FailReading(path, errno);
+    }
     try {
         return json ? ser::ReadJson(in) : ser::ReadXml(in);
     } catch (const ser::SerializationException& error) {
@@ -79,8 +83,9 @@ void WriteTree(const ser::NodeTree& tree, const std::string& path) {
         }
     } catch (const ser::SerializationException& error) {
         // The tree is to blame, unless the file failed: then that is what the user must know.
-        if (file.GetStream())
+        if (file.GetStream()) {
             throw CommandError(path + ": " + error.what());
+        }
     }
     file.Commit();
 }

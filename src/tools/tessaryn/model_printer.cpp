@@ -28,8 +28,9 @@ std::string TimeText(const Poco::Timestamp& time) {
     constexpr std::int64_t earliest = -62'135'596'800'000'000;
     constexpr std::int64_t latest = 253'402'300'799'999'999;
     const std::int64_t microseconds = time.epochMicroseconds();
-    if (microseconds < earliest || microseconds > latest)
+    if (microseconds < earliest || microseconds > latest) {
         return std::to_string(microseconds) + "us";
+    }
     std::string text;
     AppendTime(text, microseconds);
     return text;
@@ -37,8 +38,9 @@ std::string TimeText(const Poco::Timestamp& time) {
 
 unsigned int MostElements(const std::vector<tsn::Sample*>& samples, unsigned short entry) {
     unsigned int most = 0;
-    for (const tsn::Sample* const sample : samples)
+    for (const tsn::Sample* const sample : samples) {
         most = std::max(most, sample->GetSize(entry));
+    }
     return most;
 }
 

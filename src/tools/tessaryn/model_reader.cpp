@@ -26,20 +26,22 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-/// The program prints what it throws; nobody wants to read it twice.
+// The program prints what it throws; nobody wants to read it twice.
 ser::ThrowErrorHandler Raise() {
     return ser::Throw(false, Poco::Logger::root());
 }
 
-/// Sets the elements whose texts are NaN or an infinity, for which a sample reads 0.
+// Sets the elements whose texts are NaN or an infinity, for which a sample reads 0.
 void RestoreNoNumbers(tsn::Sample& sample, const std::string& key, const std::string& value) {
     // No text of a number has the letter.
-    if (value.find('n') == std::string::npos)
+    if (value.find('n') == std::string::npos) {
         return;
+    }
     const unsigned short id = sample.EntryId(key);
     const tsn::BaseType type = sample.GetStreamType()->GetType(id);
-    if (type != tsn::Double && type != tsn::Float)
+    if (type != tsn::Double && type != tsn::Float) {
         return;
+    }
     unsigned int index = 0;
     for (const std::string& text : utils::Split(value, ';')) {
         double number = 0;
@@ -59,9 +61,10 @@ ModelReader::ModelReader(const std::string& documentName, const ser::NodeTree& t
     : file(documentName),
       typesNode(tree.GetRoot()["StreamTypeRepository"]),
       streamsNode(tree.GetRoot()["StreamRepository"]) {
-    if (!typesNode.Exists() && !streamsNode.Exists())
+    if (!typesNode.Exists() && !streamsNode.Exists()) {
         throw CommandError(file +
                            ": /: there is neither StreamTypeRepository nor StreamRepository");
+    }
 }
 
 std::unique_ptr<tsn::StreamTypeRepository> ModelReader::ReadTypes() const {
@@ -91,18 +94,20 @@ char ModelReader::SeparatorOf(const NodeRef& repository) const {
     return separator;
 }
 
-/// Reads a group's sub-groups, then its items; those of a name that is taken are merged, or passed
-/// over, as the repositories do.
+// Reads a group's sub-groups, then its items; those of a name that is taken are merged, or passed
+// over, as the repositories do.
 template <class Group, class ReadItem>
 void ModelReader::ReadGroup(Group& group, const NodeRef& node, const char* items,
                             ReadItem readItem) const {
-    for (const NodeRef& child : node["Groups"].GetNodes())
+    for (const NodeRef& child : node["Groups"].GetNodes()) {
         ReadGroup(*group.AddGroup(NameOf(child)), child, items, readItem);
-    for (const NodeRef& child : node[items].GetNodes())
+    }
+    for (const NodeRef& child : node[items].GetNodes()) {
         At(child, [&] { readItem(group, child); });
+    }
 }
 
-/// Does something for a node; an error that doesn't say where it is, is there.
+// Does something for a node; an error that doesn't say where it is, is there.
 template <class Action>
 void ModelReader::At(const NodeRef& node, Action action) const {
     try {
@@ -130,9 +135,10 @@ void ModelReader::ReadStream(tsn::StreamGroup& group, const NodeRef& node,
     int maxSize = 0;
     serializer.Deserialize(node["MaxSize"], maxSize, ser::GreaterThan(0), Raise());
     auto stream = std::make_unique<tsn::Stream>(&TypeOf(node, types), maxSize);
-    for (const NodeRef& sample : node["Samples"].GetNodes())
+    for (const NodeRef& sample : node["Samples"].GetNodes()) {
         At(sample,
            [&] { stream->PushNew(ReadSample(*stream->GetStreamType(), sample).release()); });
+    }
     group.AddItemMove(name, std::move(stream));
 }
 
@@ -144,8 +150,9 @@ tsn::StreamType& ModelReader::TypeOf(const NodeRef& node,
     serializer.Deserialize(node["TypeVersion"], version, ser::Mandatory(),
                            utils::Version::Latest());
     const tsn::StreamTypeCollection* collection = types.GetPtr(name);
-    if (collection == nullptr)
+    if (collection == nullptr) {
         collection = types.FindByFullName(name);
+    }
     return (collection != nullptr ? *collection : types[name]).Get(version);
 }
 
@@ -154,10 +161,12 @@ std::unique_ptr<tsn::Sample> ModelReader::ReadSample(tsn::StreamType& type, cons
     const long long read = sample->GetTimeStamp().epochMicroseconds();
     long long time = 0;
     serializer.Deserialize(node["TimeStamp"], time, ser::Mandatory(), read);
-    for (const NodeRef& entry : node["Entries"].GetNodes())
+    for (const NodeRef& entry : node["Entries"].GetNodes()) {
         RestoreNoNumbers(*sample, entry["Key"].GetValue(), entry["Value"].GetValue());
-    if (time == sample->GetTimeStamp().epochMicroseconds())
+    }
+    if (time == sample->GetTimeStamp().epochMicroseconds()) {
         return sample;
+    }
     binary.str({});
     binary.clear();
     sample->Serialize(binary);

@@ -27,10 +27,12 @@ Output::Output(Stopper& runStopper)
     : stopper(runStopper), pieceSize(IsRegularFile(STDOUT_FILENO) ? enough : PIPE_BUF) {}
 
 void Output::Flush() {
-    if (buffer.empty())
+    if (buffer.empty()) {
         return;
-    if (beforeWrite)
+    }
+    if (beforeWrite) {
         beforeWrite();
+    }
     std::size_t written = 0;
     while (!closed && written < buffer.size()) {
         if (!stopper.WaitWritable(STDOUT_FILENO)) {

@@ -25,8 +25,9 @@ class Output {
     /// Writes when enough is there.
     /// \throws CommandError when writing fails for any reason but a reader that has gone
     void Commit() {
-        if (buffer.size() >= enough)
+        if (buffer.size() >= enough) {
             Flush();
+        }
     }
 
     /// Writes all that is there.

@@ -10,8 +10,9 @@
 namespace velmora::tool {
 
 void ProgressBar::Update(std::uint64_t done, std::uint64_t size, std::uint64_t samples) {
-    if (!enabled || size == 0 || Stopper::Clock::now() < due)
+    if (!enabled || size == 0 || Stopper::Clock::now() < due) {
         return;
+    }
     constexpr std::size_t width = 40;
     // A file may grow while it is read.
     const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(size));
@@ -25,8 +26,9 @@ void ProgressBar::Update(std::uint64_t done, std::uint64_t size, std::uint64_t s
 }
 
 void ProgressBar::Clear() {
-    if (drawn)
+    if (drawn) {
         std::fputs("\r\x1b[K", stderr);
+    }
     drawn = false;
 }
 

@@ -15,7 +15,7 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-/// Text and JSON write the same elements and differ in what stands around them.
+// Text and JSON write the same elements and differ in what stands around them.
 template <class Style>
 class LineReporter : public Reporter {
   public:
@@ -49,20 +49,23 @@ class LineReporter : public Reporter {
             return;
         }
         const unsigned int size = sample.GetSize(id);
-        if (size != 1)
+        if (size != 1) {
             out += '[';
+        }
         for (unsigned int i = 0; i < size; ++i) {
-            if (i > 0)
+            if (i > 0) {
                 out += Style::separator;
+            }
             VisitGetter(
                 type, [&](auto getter) { AppendValue(out, (sample.*getter)(id, i), Style::form); });
         }
-        if (size != 1)
+        if (size != 1) {
             out += ']';
+        }
     }
 
     std::string streamText;
-    /// Each key is what a line has before the entry's value.
+    // Each key is what a line has before the entry's value.
     std::vector<tsn::SampleEntry> entries;
 };
 

@@ -25,7 +25,7 @@ std::unique_ptr<tsn::ISubscriptionRule> Parse(const std::string& text) {
     }
 }
 
-/// A rule whose failures say which rule it is.
+// A rule whose failures say which rule it is.
 class NamedRule : public tsn::ISubscriptionRule {
   public:
     NamedRule(const std::string& ruleText, tsn::ISubscriptionRule* namedRule)
@@ -61,10 +61,12 @@ RuleWatch::RuleWatch() : text("*"), everySample(true), rule(tsn::Always()) {}
 
 std::vector<std::string> RuleWatch::Check(const tsn::StreamType& type) const {
     std::vector<std::string> sentences;
-    if (everySample)
+    if (everySample) {
         return sentences;
-    for (const tsn::RuleFinding& finding : tsn::CheckRule(text, type))
+    }
+    for (const tsn::RuleFinding& finding : tsn::CheckRule(text, type)) {
         sentences.push_back("rule " + Quoted(text) + ": " + finding.message);
+    }
     return sentences;
 }
 

@@ -32,7 +32,7 @@ course, from the least to the greatest; where the locale is not UTF-8 it is "_.-
 ndjson is one object a line: "kind" is "type group", "type", "stream group" or
 "stream", and "path" tells where it stands; null stands for what is not there.)";
 
-/// The samples in the order of their times; those of one time in that of pushing.
+// The samples in the order of their times; those of one time in that of pushing.
 std::vector<tsn::Sample*> InTimeOrder(const tsn::Stream& stream,
                                       const std::vector<tsn::Sample*>& samples) {
     std::vector<tsn::Sample*> ordered = InPushOrder(stream, samples);
@@ -52,7 +52,7 @@ void Print(ModelPrinter& printer, const Place& place, const tsn::Stream& stream)
     });
 }
 
-/// Prints what is in a group in the order of names, as hash maps have none that a reader knows.
+// Prints what is in a group in the order of names, as hash maps have none that a reader knows.
 template <class Group>
 void PrintContents(ModelPrinter& printer, const Group& group, const Place& place, char separator) {
     const auto inside = [&](const std::string& name) {
@@ -68,31 +68,35 @@ void PrintContents(ModelPrinter& printer, const Group& group, const Place& place
     }
     names = group.GetItemNames();
     std::sort(names.begin(), names.end());
-    for (const std::string& name : names)
+    for (const std::string& name : names) {
         Print(printer, inside(name), group.GetItem(name));
+    }
 }
 
-/// The path without separators at its end, which lead nowhere else.
+// The path without separators at its end, which lead nowhere else.
 std::string Trimmed(const std::string& path, char separator) {
     return path.substr(0, path.find_last_not_of(separator) + 1);
 }
 
-/// Prints the item and the group of a path, or everything.
-/// \return whether there was anything of that path
+// Prints the item and the group of a path, or everything.
+// \return whether there was anything of that path
 template <class Group, class Item>
 bool PrintTree(ModelPrinter& printer, ModelPrinter::Tree tree, const std::string& path,
                char separator, const Group* group, const Item* item) {
-    if (group == nullptr && item == nullptr)
+    if (group == nullptr && item == nullptr) {
         return false;
+    }
     printer.Begin(tree);
     const Place place{path, path, 0};
     if (group != nullptr) {
-        if (!path.empty())
+        if (!path.empty()) {
             printer.PrintGroup(place, separator);
+        }
         PrintContents(printer, *group, place, separator);
     }
-    if (item != nullptr)
+    if (item != nullptr) {
         Print(printer, place, *item);
+    }
     return true;
 }
 

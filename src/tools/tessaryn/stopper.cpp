@@ -35,14 +35,16 @@ Stopper::Stopper() {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM}) {
-        if (!IsIgnored(signal))
+        if (!IsIgnored(signal)) {
             sigaddset(&set, signal);
+        }
     }
     sigprocmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     signals = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (signals < 0)
+    if (signals < 0) {
         throw CommandError("signals can not be waited for");
+    }
 }
 
 Stopper::~Stopper() {
@@ -54,19 +56,22 @@ void Stopper::StopAfter(std::chrono::microseconds duration) {
 }
 
 Stopper::Event Stopper::WaitReadable(int descriptor, std::optional<Clock::time_point> until) {
-    if (stopped)
+    if (stopped) {
         return Event::stopped;
+    }
     const bool deadlineFirst = deadline && (!until || *deadline <= *until);
     const Event event = Poll(descriptor, POLLIN, deadlineFirst ? deadline : until);
     // Input that never pauses must not outlast the deadline.
-    if (event != Event::stopped && deadline && Clock::now() >= *deadline)
+    if (event != Event::stopped && deadline && Clock::now() >= *deadline) {
         stopped = true;
+    }
     return stopped ? Event::stopped : event;
 }
 
 bool Stopper::WaitWritable(int descriptor) {
-    if (!interrupted && Poll(descriptor, POLLOUT, std::nullopt) == Event::ready)
+    if (!interrupted && Poll(descriptor, POLLOUT, std::nullopt) == Event::ready) {
         return true;
+    }
     return Poll(descriptor, POLLOUT, Clock::now() + std::chrono::seconds(1)) == Event::ready;
 }
 
@@ -76,10 +81,12 @@ Stopper::Event Stopper::Poll(int descriptor, short events, std::optional<Clock::
     while (true) {
         const timespec left = until ? Until(*until) : timespec{};
         const int count = ppoll(watched, 2, until ? &left : nullptr, nullptr);
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && errno == EINTR) {
             continue;
-        if (count < 0)
+        }
+        if (count < 0) {
             throw CommandError("input and output can not be waited for");
+        }
         if (watched[1].revents != 0) {
             stopped = true;
             interrupted = true;

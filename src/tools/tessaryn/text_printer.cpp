@@ -19,7 +19,7 @@ constexpr std::size_t sparklineWidth = 40;
 constexpr unsigned int mostElementsShown = 16;
 constexpr std::size_t longestText = 40;
 
-/// Characters of a text in UTF-8.
+// Characters of a text in UTF-8.
 std::size_t WidthOf(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
         return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
@@ -32,7 +32,7 @@ std::string Word(const std::string& text) {
     return word;
 }
 
-/// Lines of cells that stand below each other.
+// Lines of cells that stand below each other.
 class Table {
   public:
     using Row = std::array<std::string, 6>;
@@ -42,14 +42,16 @@ class Table {
     void Print(std::string& out, std::size_t indent) const {
         std::array<std::size_t, std::tuple_size_v<Row>> widths{};
         for (const Row& row : rows) {
-            for (std::size_t i = 0; i < row.size(); ++i)
+            for (std::size_t i = 0; i < row.size(); ++i) {
                 widths[i] = std::max(widths[i], WidthOf(row[i]));
+            }
         }
         for (const Row& row : rows) {
             std::string line(indent, ' ');
             for (std::size_t i = 0; i < row.size(); ++i) {
-                if (widths[i] > 0)
+                if (widths[i] > 0) {
                     line += row[i] + std::string(widths[i] - WidthOf(row[i]) + 2, ' ');
+                }
             }
             line.erase(line.find_last_not_of(' ') + 1);
             out += line + '\n';
@@ -101,8 +103,9 @@ class TextPrinter : public ModelPrinter {
                                     TimeText(samples.back()->GetTimeStamp()));
         }
         Table table;
-        for (unsigned short id = 0; id < type.GetNumEntries(); ++id)
+        for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
             AddEntry(table, type.GetEntry(id), id, samples);
+        }
         table.Print(output.GetBuffer(), indent + step);
         output.Commit();
     }

@@ -24,14 +24,17 @@ bool IsInteger(std::string_view text) {
 template <class T>
 Verdict ParseNumber(std::string_view text, T& value) {
     // from_chars knows no plus sign.
-    if (text.size() > 1 && text[0] == '+' && text[1] != '-')
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
         text.remove_prefix(1);
-    if (std::is_unsigned_v<T> && text.starts_with('-'))
+    }
+    if (std::is_unsigned_v<T> && text.starts_with('-')) {
         return IsInteger(text.substr(1)) ? Verdict::outOfRange : Verdict::malformed;
+    }
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, value);
-    if (error == std::errc::invalid_argument || end != last)
+    if (error == std::errc::invalid_argument || end != last) {
         return Verdict::malformed;
+    }
     return error == std::errc() ? Verdict::fine : Verdict::outOfRange;
 }
 
@@ -51,8 +54,9 @@ Verdict Append(std::string_view text, std::string& bytes) {
     } else {
         verdict = ParseNumber(text, value);
     }
-    if (verdict == Verdict::fine)
+    if (verdict == Verdict::fine) {
         bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+    }
     return verdict;
 }
 
@@ -109,15 +113,17 @@ bool AppendElement(BaseType type, std::string_view text, std::string& bytes) {
 
 std::string ReasonAgainst(BaseType type, std::string_view text) {
     std::string ignored;
-    if (AppendAs(type, text, ignored) == Verdict::outOfRange)
+    if (AppendAs(type, text, ignored) == Verdict::outOfRange) {
         return "does not fit " + ToString(type);
+    }
     return std::string("is no ") + KindOf(type);
 }
 
 BaseType LooksLike(std::string_view text) {
     long long whole = 0;
-    if (ParseNumber(text, whole) == Verdict::fine)
+    if (ParseNumber(text, whole) == Verdict::fine) {
         return BaseType::Int64;
+    }
     double decimal = 0;
     return ParseNumber(text, decimal) == Verdict::fine ? BaseType::Double : BaseType::String;
 }

@@ -73,7 +73,7 @@ std::chrono::microseconds DurationOf(const char* option, const std::string& text
     return *duration;
 }
 
-/// Names the stream type after the stream.
+// Names the stream type after the stream.
 class StreamName : public core::INamedObject {
   public:
     explicit StreamName(std::string streamName) : name(std::move(streamName)) {}
@@ -88,21 +88,23 @@ class StreamName : public core::INamedObject {
 };
 
 std::string DefaultStreamName(const std::string& source) {
-    if (source == "-")
+    if (source == "-") {
         return "stdin";
+    }
     const std::size_t slash = source.rfind('/');
     std::string name = slash == std::string::npos ? source : source.substr(slash + 1);
     const std::size_t dot = name.rfind('.');
-    if (dot != std::string::npos && dot > 0)
+    if (dot != std::string::npos && dot > 0) {
         name.resize(dot);
+    }
     return name;
 }
 
-/// One run of the command, from its options to its summary.
+// One run of the command, from its options to its summary.
 class WatchSession {
   public:
-    /// \param watchOptions \ownership observes
-    /// \param loaded \ownership observes: what the run starts from
+    // \param watchOptions \ownership observes
+    // \param loaded \ownership observes: what the run starts from
     WatchSession(const WatchOptions& watchOptions, Model& loaded);
     void Run();
 
@@ -122,18 +124,18 @@ class WatchSession {
     Stopper stopper;
     Output output;
     ProgressBar progress;
-    /// Stands still: the stream's delegates point to its elements.
+    // Stands still: the stream's delegates point to its elements.
     std::deque<RuleWatch> rules;
     std::unique_ptr<Input> input;
     std::unique_ptr<SampleSource> source;
     StreamName name;
-    /// The source's entries.
+    // The source's entries.
     tsn::StreamType type;
-    /// The stream that the model doesn't hold, as nobody wants to keep it.
+    // The stream that the model doesn't hold, as nobody wants to keep it.
     std::unique_ptr<tsn::Stream> passing;
-    /// Where the samples go; null until the source is open.
+    // Where the samples go; null until the source is open.
     tsn::Stream* stream = nullptr;
-    /// What the stream held at the start.
+    // What the stream held at the start.
     std::uint64_t samplesBefore = 0;
     std::uint64_t samples = 0;
 };
@@ -155,32 +157,39 @@ WatchSession::WatchSession(const WatchOptions& watchOptions, Model& loaded)
       type(utils::Version(1, 0, 0), &name) {
     MakeRules();
     MakeSource();
-    if (isatty(STDOUT_FILENO) != 0)
+    if (isatty(STDOUT_FILENO) != 0) {
         output.BeforeWrite([this] { progress.Clear(); });
-    if (!options.duration.empty())
+    }
+    if (!options.duration.empty()) {
         stopper.StopAfter(DurationOf("--for", options.duration));
+    }
 }
 
 void WatchSession::MakeRules() {
-    for (const std::string& text : options.rules)
+    for (const std::string& text : options.rules) {
         rules.emplace_back(text);
-    if (rules.empty())
+    }
+    if (rules.empty()) {
         rules.emplace_back();
+    }
 }
 
 void WatchSession::MakeSource() {
     if (isHost) {
-        if (!options.types.empty() || !options.timeColumn.empty() || options.skipBad)
+        if (!options.types.empty() || !options.timeColumn.empty() || options.skipBad) {
             throw CommandError("--type, --time and --skip-bad are for CSV, not for host");
+        }
         source = std::make_unique<HostSource>(
             DurationOf("--every", options.every.empty() ? "1s" : options.every), stopper);
         return;
     }
-    if (!options.every.empty())
+    if (!options.every.empty()) {
         throw CommandError("--every is for the source host only");
+    }
     CsvOptions csv{options.source, options.timeColumn, {}, options.skipBad};
-    for (const std::string& text : options.types)
+    for (const std::string& text : options.types) {
         csv.types.push_back(ParseColumnType(text));
+    }
     input = std::make_unique<Input>(options.source, stopper);
     // What was found so far is on its way before the input makes the run wait.
     input->BeforeRead([this] {
@@ -195,18 +204,21 @@ void WatchSession::Say(const char* kind, const std::string& sentence) {
     std::fprintf(stderr, "tessaryn: %s%s\n", kind, sentence.c_str());
 }
 
-/// Opens the source and tells what of it, or of the rules, looks wrong; false when the run ended
-/// before.
+// Opens the source and tells what of it, or of the rules, looks wrong; false when the run ended
+// before.
 bool WatchSession::Prepare() {
-    if (!source->Open(type))
+    if (!source->Open(type)) {
         return false;
+    }
     if (!options.quiet) {
-        for (const std::string& note : source->GetNotes())
+        for (const std::string& note : source->GetNotes()) {
             Say("note: ", note);
+        }
     }
     for (const RuleWatch& rule : rules) {
-        for (const std::string& sentence : rule.Check(type))
+        for (const std::string& sentence : rule.Check(type)) {
             Say("warning: ", sentence);
+        }
     }
     OpenStream();
     return true;
@@ -231,8 +243,9 @@ void WatchSession::PushAll() {
     try {
         while (!output.IsClosed() && !stopper.IsStopped() && source->PushNext(*stream)) {
             ++samples;
-            if (isHost)
+            if (isHost) {
                 output.Flush();
+            }
         }
     } catch (const RuleError& error) {
         throw CommandError(source->GetPosition() + ": " + error.what());
@@ -245,8 +258,9 @@ void WatchSession::Run() {
     if (Prepare()) {
         reporter = options.output == "ndjson" ? MakeJsonReporter(name.GetName(), type)
                                               : MakeTextReporter(name.GetName(), type);
-        for (RuleWatch& rule : rules)
+        for (RuleWatch& rule : rules) {
             rule.Subscribe(*stream, *reporter, output);
+        }
         try {
             PushAll();
         } catch (...) {
@@ -259,23 +273,27 @@ void WatchSession::Run() {
     output.Flush();
     progress.Clear();
     const std::chrono::duration<double> seconds = Stopper::Clock::now() - start;
-    if (!options.quiet)
+    if (!options.quiet) {
         Summarize(seconds.count());
+    }
     // A source that never opened leaves nothing that is worth a document's place.
-    if (stream != nullptr && !options.save.empty())
+    if (stream != nullptr && !options.save.empty()) {
         Save();
+    }
 }
 
 void WatchSession::Save() {
     const std::uint64_t kept = CountSamples(*stream);
     stream = nullptr;
     WriteTree(model.ToTree(), options.save);
-    if (options.quiet)
+    if (options.quiet) {
         return;
+    }
     std::string sentence = "saved to ";
     AppendVisible(sentence, options.save);
-    if (kept < samplesBefore + samples)
+    if (kept < samplesBefore + samples) {
         sentence += "; --max-size keeps more than the last " + std::to_string(kept) + " samples";
+    }
     std::fprintf(stderr, "%s\n", sentence.c_str());
 }
 
@@ -309,7 +327,7 @@ void WatchSession::Summarize(double seconds) {
                  seconds > 0 ? static_cast<double>(samples) / seconds : 0.0);
 }
 
-/// Binds an option that may be given again and again, one value each time.
+// Binds an option that may be given again and again, one value each time.
 void AddList(CLI::App& app, const char* option, std::vector<std::string>& values,
              const char* meaning, const char* value) {
     app.add_option_function<std::string>(
@@ -353,8 +371,9 @@ CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options) {
 }
 
 void RunWatch(const WatchOptions& options) {
-    if (!options.save.empty())
+    if (!options.save.empty()) {
         CheckWritable(options.save);
+    }
     Model model = options.load.empty() ? Model() : Model(options.load);
     WatchSession(options, model).Run();
 }

@@ -4,7 +4,7 @@
 #include "tessaryn/private/stream_repository_private.h"
 
 #include "tessaryn/errors.h"
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 
 #include <utility>
 
@@ -27,15 +27,17 @@ Stream* StreamRepositoryPrivate::AddStream(const std::string& path,
 
 Stream& StreamRepositoryPrivate::GetStream(const std::string& path) {
     Stream* const stream = GetItemPtr(path);
-    if (stream == nullptr)
+    if (stream == nullptr) {
         throw ItemNotFoundException(path);
+    }
     return *stream;
 }
 
 StreamGroup& StreamRepositoryPrivate::GetGroup(const std::string& path) {
     StreamGroup* const group = GetGroupPtr(path);
-    if (group == nullptr)
+    if (group == nullptr) {
         throw GroupNotFoundException(path);
+    }
     return *group;
 }
 
@@ -52,8 +54,9 @@ bool StreamRepositoryPrivate::IsStreamTypeInUse(StreamType* type) {
 bool StreamRepositoryPrivate::IsStreamTypeInUse(StreamTypeCollection* collection) {
     const Lock lock(mutex);
     for (StreamType* type : collection->GetAll()) {
-        if (GetRoot().IsStreamTypeInUse(type))
+        if (GetRoot().IsStreamTypeInUse(type)) {
             return true;
+        }
     }
     return false;
 }

@@ -4,7 +4,7 @@
 #include "tessaryn/private/stream_type_repository_private.h"
 
 #include "tessaryn/errors.h"
-#include "tessaryn/private/node_fields.h"
+#include "tessaryn/node_fields.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,9 +22,9 @@ using serialization::Serializer;
 
 namespace {
 
-/// Where a group's name in front of the rest may end, in ascending order: at each ".", or, of a
-/// text with more of them than there are groups, where one of the groups ends. Else a document
-/// could name a type so that the search for it takes for ever.
+// Where a group's name in front of the rest may end, in ascending order: at each ".", or, of a
+// text with more of them than there are groups, where one of the groups ends. Else a document
+// could name a type so that the search for it takes for ever.
 std::vector<std::size_t> PossibleEnds(const StreamTypeCollectionGroup& group,
                                       const std::string& rest) {
     constexpr std::ptrdiff_t fewDots = 32;
@@ -32,36 +32,42 @@ std::vector<std::size_t> PossibleEnds(const StreamTypeCollectionGroup& group,
     std::vector<std::size_t> ends;
     if (dots <= fewDots || dots <= std::ssize(group.GetAllGroupPtrs())) {
         for (std::size_t dot = rest.find('.'); dot != std::string::npos;
-             dot = rest.find('.', dot + 1))
+             dot = rest.find('.', dot + 1)) {
             ends.push_back(dot);
+        }
         return ends;
     }
     for (const std::string& name : group.GetGroupNames()) {
-        if (rest.starts_with(name) && rest.size() > name.size() && rest[name.size()] == '.')
+        if (rest.starts_with(name) && rest.size() > name.size() && rest[name.size()] == '.') {
             ends.push_back(name.size());
+        }
     }
     std::sort(ends.begin(), ends.end());
     return ends;
 }
 
-/// The collection that a full name leads to from a group down, each "." taken both for a part of a
-/// name and for what joins two names.
-/// \param isTop whether the group's own full name is empty
+// The collection that a full name leads to from a group down, each "." taken both for a part of a
+// name and for what joins two names.
+// \param isTop whether the group's own full name is empty
 StreamTypeCollection* FindBelow(const StreamTypeCollectionGroup& group, const std::string& rest,
                                 bool isTop) {
     StreamTypeCollection* found = group.GetItemPtr(rest);
     // An unnamed group at the top leaves no trace in the full names below it.
     const StreamTypeCollectionGroup* const unnamed = isTop ? group.GetGroupPtr("") : nullptr;
-    if (found == nullptr && unnamed != nullptr)
+    if (found == nullptr && unnamed != nullptr) {
         found = FindBelow(*unnamed, rest, unnamed->GetName().empty());
-    if (found != nullptr)
+    }
+    if (found != nullptr) {
         return found;
+    }
     for (const std::size_t end : PossibleEnds(group, rest)) {
         const StreamTypeCollectionGroup* const below = group.GetGroupPtr(rest.substr(0, end));
-        if (below != nullptr)
+        if (below != nullptr) {
             found = FindBelow(*below, rest.substr(end + 1), isTop && below->GetName().empty());
-        if (found != nullptr)
+        }
+        if (found != nullptr) {
             return found;
+        }
     }
     return nullptr;
 }
@@ -76,8 +82,9 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::FindByFullName(
 
 StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::Add(const std::string& path) {
     const std::vector<std::string> names = Split(path);
-    if (names.empty())
+    if (names.empty()) {
         return nullptr;
+    }
     StreamTypeCollectionGroup& group = AddGroups(names, names.size() - 1);
     const std::size_t last = path.rfind(groupSeparator());
     const std::string name = last == std::string::npos ? path : path.substr(last + 1);
@@ -86,8 +93,9 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::Repo::Add(const std::string& 
     StreamTypeCollection* const stored =
         group.AddItemMove(names.back(), std::make_unique<StreamTypeCollection>(name, &group));
     // One that was read with its path for a name still had the root.
-    if (stored->GetParent() != &group)
+    if (stored->GetParent() != &group) {
         stored->SetParent(&group);
+    }
     return stored;
 }
 
@@ -126,8 +134,9 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::GetPtr(const std::string& pat
 
 StreamTypeCollection& StreamTypeRepositoryPrivate::Get(const std::string& path) {
     StreamTypeCollection* const collection = repo.GetItemPtr(path);
-    if (collection == nullptr)
+    if (collection == nullptr) {
         throw ItemNotFoundException(path);
+    }
     return *collection;
 }
 
@@ -141,8 +150,9 @@ StreamTypeCollectionGroup* StreamTypeRepositoryPrivate::GetGroupPtr(const std::s
 
 StreamTypeCollectionGroup& StreamTypeRepositoryPrivate::GetGroup(const std::string& path) {
     StreamTypeCollectionGroup* const group = repo.GetGroupPtr(path);
-    if (group == nullptr)
+    if (group == nullptr) {
         throw GroupNotFoundException(path);
+    }
     return *group;
 }
 

@@ -32,11 +32,12 @@ void dumpLine(std::ostream& out, int indent, const std::string& text) {
 }
 
 void dumpOperand(const RLExpr* operand, std::ostream& out, int indent) {
-    if (operand != nullptr)
+    if (operand != nullptr) {
         operand->dump(out, indent);
+    }
 }
 
-/// One element as a value of exactly the type that the sample's getter returns.
+// One element as a value of exactly the type that the sample's getter returns.
 Var readElement(const Sample& sample, unsigned short entry, BaseType type, unsigned int index) {
     switch (type) {
         case UnknownType:
@@ -69,7 +70,7 @@ Var readElement(const Sample& sample, unsigned short entry, BaseType type, unsig
     return Var();
 }
 
-/// Compares a value, taken as `Native`, with the literal converted to `Converted`.
+// Compares a value, taken as `Native`, with the literal converted to `Converted`.
 template <class Native, class Converted = Native, class Compare>
 bool compareAs(const Var& element, const Var& literal, Compare compare) {
     const Native& own = element.extract<Native>();
@@ -111,13 +112,13 @@ bool compareElement(BaseType type, const Var& element, const Var& literal, Compa
     return false;
 }
 
-/// A sample that was moved from has no type, and so no entries.
+// A sample that was moved from has no type, and so no entries.
 bool hasEntry(const Sample& sample, const std::string& name) {
     const StreamType* const type = sample.GetStreamType();
     return type != nullptr && type->EntryExists(name);
 }
 
-/// As `ToString(BaseType)`, but "Unknown" for what is no value type.
+// As `ToString(BaseType)`, but "Unknown" for what is no value type.
 std::string typeNameOf(BaseType type) {
     const std::string name = ToString(type);
     return name == "UnknownType" ? "Unknown" : name;
@@ -131,7 +132,7 @@ Var valueOf(const RLExpr* expression, const SubscriptionArgs& args) {
     return expression == nullptr ? Var() : expression->evaluate(args).value;
 }
 
-/// Walks a chain without a call a node, and without an allocation where the chain is short.
+// Walks a chain without a call a node, and without an allocation where the chain is short.
 class RLBinaryExpr::Chain {
   public:
     explicit Chain(const RLBinaryExpr& last) {
@@ -145,7 +146,7 @@ class RLBinaryExpr::Chain {
         }
     }
 
-    /// Number of nodes: one less than there are operands.
+    // Number of nodes: one less than there are operands.
     std::size_t Length() const { return length; }
 
     const RLBinaryExpr& operator[](std::size_t i) const {
@@ -169,8 +170,9 @@ RLBinaryExpr::~RLBinaryExpr() {
     std::shared_ptr<RLExpr> rest = std::move(left);
     while (rest && rest.use_count() == 1) {
         auto* const node = dynamic_cast<RLBinaryExpr*>(rest.get());
-        if (node == nullptr)
+        if (node == nullptr) {
             break;
+        }
         rest = std::exchange(node->left, nullptr);
     }
 }
@@ -205,8 +207,9 @@ std::vector<Var> RLBinaryExpr::evaluateBackwards(const SubscriptionArgs& args) c
 void RLBinaryExpr::dump(std::ostream& out, int indent) const {
     const Chain nodes(*this);
     const int depth = static_cast<int>(nodes.Length());
-    for (int i = 0; i < depth; ++i)
+    for (int i = 0; i < depth; ++i) {
         dumpLine(out, indent + i, std::string(2, symbol));
+    }
     dumpOperand(nodes.FirstOperand().get(), out, indent + depth);
     for (int i = depth; i > 0; --i) {
         const auto node = static_cast<std::size_t>(i - 1);
@@ -234,8 +237,9 @@ RLXorExpr::RLXorExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> r
 TypedValue RLXorExpr::evaluate(const SubscriptionArgs& args) const {
     std::vector<Var> values = evaluateBackwards(args);
     bool truth = false;
-    for (; !values.empty(); values.pop_back())
+    for (; !values.empty(); values.pop_back()) {
         truth ^= values.back().convert<bool>();
+    }
     return TypedValue(truth);
 }
 
@@ -277,8 +281,9 @@ bool RLRelExpr::compareWith(const SubscriptionArgs& args, Compare compare) const
         return compareElement(own.type, own.value, value, compare);
     }
     for (const Var& element : own.value.extract<Elements>()) {
-        if (!compareElement(own.type, element, value, compare))
+        if (!compareElement(own.type, element, value, compare)) {
             return false;
+        }
     }
     return true;
 }
@@ -342,14 +347,18 @@ TypedValue RLPropExpr::evaluate(const SubscriptionArgs& args) const {
     const StreamType& streamType = *sample.GetStreamType();
     const unsigned short entry = streamType.EntryId(object);
     const BaseType type = streamType.GetType(entry);
-    if (property == "type")
+    if (property == "type") {
         return {String, typeNameOf(type)};
-    if (property == "size")
+    }
+    if (property == "size") {
         return {UInt32, sample.GetSize(entry)};
-    if (property == "exists")
+    }
+    if (property == "exists") {
         return TypedValue(true);
-    if (property == "front")
+    }
+    if (property == "front") {
         return {type, readElement(sample, entry, type, 0)};
+    }
     if (property == "back") {
         return {type, readElement(sample, entry, type, sample.GetSize(entry) - 1)};
     }
@@ -363,12 +372,15 @@ void RLPropExpr::dump(std::ostream& out, int indent) const {
 RLFuncExpr::RLFuncExpr(const std::string& function) : name(function) {}
 
 TypedValue RLFuncExpr::evaluate(const SubscriptionArgs& args) const {
-    if (name == "pushed")
+    if (name == "pushed") {
         return TypedValue(args.changeType == pushed);
-    if (name == "popped")
+    }
+    if (name == "popped") {
         return TypedValue(args.changeType == popped);
-    if (name == "changed")
+    }
+    if (name == "changed") {
         return TypedValue(args.changeType == changed);
+    }
     return TypedValue(name == "true");
 }
 
@@ -381,16 +393,18 @@ RLIndexExpr::RLIndexExpr(const std::string& entry, int firstIndex, int lastIndex
 
 TypedValue RLIndexExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
-    if (!hasEntry(sample, name))
+    if (!hasEntry(sample, name)) {
         return {};
+    }
     const StreamType& streamType = *sample.GetStreamType();
     const unsigned short entry = streamType.EntryId(name);
     const BaseType type = streamType.GetType(entry);
     const long long size = sample.GetSize(entry);
     const long long begin = from < 0 ? 0 : from;
     const long long end = to < 0 || to >= size ? size - 1 : to;
-    if (begin > end)
+    if (begin > end) {
         return {};
+    }
     if (begin == end) {
         return {type, readElement(sample, entry, type, static_cast<unsigned int>(begin))};
     }

@@ -26,14 +26,15 @@ constexpr const char* sourceFile = "src/libs/tessaryn/private/subscription_rule_
 constexpr int maxGroups = 1000;
 constexpr int maxTerms = 100000;
 
-/// The operator's code; 0 for what is no operator.
+// The operator's code; 0 for what is no operator.
 int codeOf(const Token* token) {
     return token->is(Token::OPERATOR_TOKEN) ? token->asInteger() : 0;
 }
 
 void countUpTo(int limit, int& count, const char* message) {
-    if (count == limit)
+    if (count == limit) {
         throw SyntaxException(message, std::to_string(limit));
+    }
     ++count;
 }
 
@@ -56,7 +57,7 @@ Expr makeComparison(int code, const Expr& left, const Var& value, const std::str
     }
 }
 
-/// The tokenizer owns its tokens, but not one that it has no room for.
+// The tokenizer owns its tokens, but not one that it has no room for.
 template <class TokenClass>
 void addToken(Poco::StreamTokenizer& tokenizer) {
     auto token = std::make_unique<TokenClass>();
@@ -101,7 +102,7 @@ const Token* RLParser::parseAndExpr(const Token* next, Expr& result) {
     return parseOperands<RLAndExpr>(next, result, OperatorToken::OP_AND, &RLParser::parseRelExpr);
 }
 
-/// Operands of one level, joined by the operator of that level.
+// Operands of one level, joined by the operator of that level.
 template <class Node>
 const Token* RLParser::parseOperands(const Token* next, Expr& result, int code, Step operand) {
     next = (this->*operand)(next, result);
@@ -117,15 +118,17 @@ const Token* RLParser::parseRelExpr(const Token* next, Expr& result) {
     result.reset();
     countUpTo(maxTerms, terms, "Expression has more terms than allowed");
     const bool negated = codeOf(next) == OperatorToken::OP_NOT;
-    if (negated)
+    if (negated) {
         next = tokenizer->next();
+    }
     if (codeOf(next) == OperatorToken::OP_OPENPARENT) {
         next = parseGroup(result);
     } else if (next->is(Token::IDENTIFIER_TOKEN)) {
         next = parseNamed(next, result);
     }
-    if (negated)
+    if (negated) {
         result = std::make_shared<RLNotExpr>(std::move(result));
+    }
     return next;
 }
 
@@ -133,12 +136,13 @@ const Token* RLParser::parseGroup(Expr& result) {
     countUpTo(maxGroups, groups, "Groups are nested deeper than allowed");
     const Token* const next = parseExpr(tokenizer->next(), result);
     --groups;
-    if (codeOf(next) != OperatorToken::OP_CLOSEPARENT)
+    if (codeOf(next) != OperatorToken::OP_CLOSEPARENT) {
         throw SyntaxException("Expected: ')'");
+    }
     return tokenizer->next();
 }
 
-/// What begins with a name: an accessor, a comparison, or both; or the bare name.
+// What begins with a name: an accessor, a comparison, or both; or the bare name.
 const Token* RLParser::parseNamed(const Token* next, Expr& result) {
     // The tokenizer uses its token objects again, so the text has to be copied first.
     const std::string name = next->asString();
@@ -161,12 +165,14 @@ const Token* RLParser::parseNamed(const Token* next, Expr& result) {
         }
     }
     if (isRelOp(next)) {
-        if (!result)
+        if (!result) {
             result = std::make_shared<RLIndexExpr>(name, 0, -1);
+        }
         return parseComparison(next, result);
     }
-    if (!result)
+    if (!result) {
         result = std::make_shared<RLExistsExpr>(name);
+    }
     return next;
 }
 
@@ -203,8 +209,9 @@ const Token* RLParser::parseIndex(const Token* next, Expr& result, const std::st
     } else {
         to = from;
     }
-    if (codeOf(next) != OperatorToken::OP_CLOSEBRACKET)
+    if (codeOf(next) != OperatorToken::OP_CLOSEBRACKET) {
         throw SyntaxException("Expected: ']'");
+    }
     result = std::make_shared<RLIndexExpr>(name, from, to);
     return tokenizer->next();
 }
@@ -216,8 +223,9 @@ const Token* RLParser::parseProp(const Token* next, Expr& result, const std::str
             sourceFile, 228);
     }
     next = tokenizer->next();
-    if (!next->is(Token::IDENTIFIER_TOKEN))
+    if (!next->is(Token::IDENTIFIER_TOKEN)) {
         throw SyntaxException("Expected: identifier");
+    }
     result = std::make_shared<RLPropExpr>(name, next->asString());
     return tokenizer->next();
 }
@@ -229,8 +237,9 @@ const Token* RLParser::parseFunc(const Token* next, Expr& result, const std::str
             sourceFile, 241);
     }
     next = tokenizer->next();
-    if (codeOf(next) != OperatorToken::OP_CLOSEPARENT)
+    if (codeOf(next) != OperatorToken::OP_CLOSEPARENT) {
         throw SyntaxException("Expected: ')'");
+    }
     result = std::make_shared<RLFuncExpr>(name);
     return tokenizer->next();
 }
@@ -244,10 +253,12 @@ Var RLParser::token2value(const Token* token) {
         case Token::FLOAT_LITERAL_TOKEN:
             return token->asFloat();
         case Token::IDENTIFIER_TOKEN:
-            if (token->asString() == "true")
+            if (token->asString() == "true") {
                 return true;
-            if (token->asString() == "false")
+            }
+            if (token->asString() == "false") {
                 return false;
+            }
             throw SyntaxException("Misplaced identifier", token->asString());
         default:
             throw SyntaxException("Misplaced token", token->asString());

@@ -34,10 +34,11 @@ constexpr bool startsIdentifier(int c) {
                                 ", got: " + std::string(1, static_cast<char>(got)));
 }
 
-/// The text of a number; a sign alone is none, although the number parser takes it for zero.
+// The text of a number; a sign alone is none, although the number parser takes it for zero.
 const std::string& checkedNumber(const std::string& text, const char* message) {
-    if (text == "+" || text == "-")
+    if (text == "+" || text == "-") {
         throw Poco::SyntaxException(message, text);
+    }
     return text;
 }
 
@@ -53,8 +54,9 @@ OperatorToken::OperatorToken() {
     const char* const texts[] = {
         "(", ")", "[", "]", ":", ".", "<", "<=", ">", ">=", "==", "!", "!=", "&&", "||", "^^"};
     int code = OP_OPENPARENT;
-    for (const char* text : texts)
+    for (const char* text : texts) {
         operators[text] = code++;
+    }
 }
 
 OperatorToken::~OperatorToken() = default;
@@ -79,14 +81,16 @@ void OperatorToken::finish(std::istream& in) {
         case '<':
         case '=':
         case '>':
-            if (next == '=')
+            if (next == '=') {
                 _value += static_cast<char>(in.get());
+            }
             break;
         case '&':
         case '|':
         case '^':
-            if (next != _value[0])
+            if (next != _value[0]) {
                 throwExpected(_value, next);
+            }
             _value += static_cast<char>(in.get());
             break;
         default:
@@ -135,11 +139,13 @@ void StringLiteralToken::finish(std::istream& in) {
         const int c = in.peek();
         // Compared as an int: a character of code 255 is not the end of the text.
         const bool lineEnd = !escaped && (c == '\n' || c == '\r');
-        if (c == endOfText || lineEnd)
+        if (c == endOfText || lineEnd) {
             throw Poco::SyntaxException("Unterminated string literal");
+        }
         _value += static_cast<char>(in.get());
-        if (c == '"' && !escaped)
+        if (c == '"' && !escaped) {
             return;
+        }
         escaped = c == '\\' && !escaped;
     }
 }
@@ -152,10 +158,12 @@ std::string StringLiteralToken::asString() const {
     std::string content;
     std::size_t i = !_value.empty() && _value[0] == '"' ? 1 : 0;
     for (; i < _value.size() && _value[i] != '"'; ++i) {
-        if (_value[i] == '\\')
+        if (_value[i] == '\\') {
             ++i;
-        if (i < _value.size())
+        }
+        if (i < _value.size()) {
             content += _value[i];
+        }
     }
     return content;
 }
@@ -173,8 +181,9 @@ void NumberLiteralToken::take(std::istream& in) {
 }
 
 void NumberLiteralToken::takeDigits(std::istream& in) {
-    while (isDigit(in.peek()))
+    while (isDigit(in.peek())) {
         take(in);
+    }
 }
 
 void NumberLiteralToken::finish(std::istream& in) {
@@ -183,8 +192,9 @@ void NumberLiteralToken::finish(std::istream& in) {
         take(in);
     } else if (in.peek() == 'x') {
         take(in);
-        while (isHexDigit(in.peek()))
+        while (isHexDigit(in.peek())) {
             take(in);
+        }
         return;
     } else {
         takeDigits(in);
@@ -199,17 +209,20 @@ void NumberLiteralToken::finish(std::istream& in) {
         }
     }
     takeDigits(in);
-    if (in.peek() == 'e' || in.peek() == 'E')
+    if (in.peek() == 'e' || in.peek() == 'E') {
         finishExponent(in);
+    }
 }
 
 void NumberLiteralToken::finishExponent(std::istream& in) {
     isFloat = true;
     take(in);
-    if (in.peek() == '+' || in.peek() == '-')
+    if (in.peek() == '+' || in.peek() == '-') {
         take(in);
-    if (!isDigit(in.peek()))
+    }
+    if (!isDigit(in.peek())) {
         throwExpected("digit", in.peek());
+    }
     takeDigits(in);
 }
 

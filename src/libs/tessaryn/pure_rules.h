@@ -7,7 +7,7 @@
 
 namespace velmora::core::tessaryn {
 
-class RulePlan;
+class RuleProgram;
 
 /// Whether a rule is one of the library's own through and through, so that asking it reads a change
 /// and does nothing else.
@@ -17,6 +17,6 @@ bool IsPure(const ISubscriptionRule& rule);
 /// The plan behind a rule that is an expression, made of the library's nodes only; null of others.
 /// \param rule the rule
 /// \return \ownership lends: as long as the rule lives, and is not assigned to
-const RulePlan* PlanOf(const ISubscriptionRule& rule);
+const RuleProgram* PlanOf(const ISubscriptionRule& rule);
 
 }  // namespace velmora::core::tessaryn

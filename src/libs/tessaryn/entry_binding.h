@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "tessaryn/private/sample_view.h"
+#include "tessaryn/sample_view.h"
 #include "tessaryn/stream_type.h"
 
 #include <atomic>
@@ -36,8 +36,9 @@ class EntryBinding {
     template <class Keep>
     Entry In(const SampleView& sample, const std::string& name, Keep keep) const {
         std::uint64_t word = bound.load(std::memory_order_relaxed);
-        if (word >> numberShift != sample.LayoutNumber()) [[unlikely]]
+        if (word >> numberShift != sample.LayoutNumber()) [[unlikely]] {
             word = Bind(sample, name, keep);
+        }
         return EntryOf(word);
     }
 

@@ -29,13 +29,13 @@ class SampleView;
 /// that a rule is read in one direction from a few cache lines.
 ///
 /// \threadsafety immutable: shared between the clones of a rule, on any threads
-class RulePlan {
+class RuleProgram {
   public:
     /// \param tree the parsed rule; null for a blank one
-    explicit RulePlan(std::shared_ptr<RLExpr> tree);
-    RulePlan(const RulePlan&) = delete;
-    RulePlan& operator=(const RulePlan&) = delete;
-    ~RulePlan();
+    explicit RuleProgram(std::shared_ptr<RLExpr> tree);
+    RuleProgram(const RuleProgram&) = delete;
+    RuleProgram& operator=(const RuleProgram&) = delete;
+    ~RuleProgram();
 
     /// Whether the tree's value for the change converts to true.
     /// \param args the change

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "tessaryn/private/rule_plan.h"
-#include "tessaryn/private/sample_view.h"
+#include "tessaryn/rule_program.h"
 #include "tessaryn/sample.h"
+#include "tessaryn/sample_view.h"
 #include "tessaryn/stream_subscription.h"
 #include "tessaryn/subscription_args.h"
 
@@ -32,8 +32,9 @@ class Notification {
     Notification(StreamChangeType type, const Sample& changedSample, void* sender)
         // Nobody changes the stored sample through the record: see Tell.
         : stored(changedSample), args{type, const_cast<Sample*>(&changedSample), sender} {
-        if (!SampleView::IsPlain(stored))
+        if (!SampleView::IsPlain(stored)) {
             Copy();
+        }
     }
 
     /// Calls the subscription's delegate if its rule applies, the rule first.
@@ -43,8 +44,9 @@ class Notification {
     /// \throws what the rule or the delegate throws
     void Tell(const StreamSubscription& subscription, void* stream) {
         auto* const delegate = subscription.delegate;
-        if (!Applies(subscription))
+        if (!Applies(subscription)) {
             return;
+        }
         Copy();
         view.reset();
         delegate->notify(stream, args);
@@ -57,20 +59,23 @@ class Notification {
             view.reset();
             return subscription.rule->Applies(args);
         }
-        if (subscription.plan == nullptr)
+        if (subscription.plan == nullptr) {
             return subscription.rule->Applies(args);
+        }
         // One view does for all rules between two calls of the host, which may change the sample.
         if (!view) {
-            if (!SampleView::IsPlain(*args.sample))
+            if (!SampleView::IsPlain(*args.sample)) {
                 return subscription.plan->Holds(args);
+            }
             view.emplace(*args.sample);
         }
         return subscription.plan->Holds(*view, args);
     }
 
     void Copy() {
-        if (copy)
+        if (copy) {
             return;
+        }
         args.sample = &copy.emplace(stored);
         view.reset();
     }

@@ -1,13 +1,13 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "tessaryn/private/rule_plan.h"
+#include "tessaryn/rule_program.h"
 
-#include "tessaryn/private/converted_literal.h"
-#include "tessaryn/private/element_layout.h"
-#include "tessaryn/private/entry_binding.h"
-#include "tessaryn/private/sample_view.h"
+#include "tessaryn/converted_literal.h"
+#include "tessaryn/entry_binding.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
+#include "tessaryn/sample_view.h"
+#include "tessaryn/value_traits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,20 +21,24 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-/// The outcomes of a comparison, as bits: an operator is the set of those that pass it.
+// The outcomes of a comparison, as bits: an operator is the set of those that pass it.
 enum Outcome : unsigned char { less = 1, equal = 2, greater = 4, unordered = 8 };
 using Operator = unsigned char;
 
 Operator OperatorOf(const RLRelExpr& comparison) {
     const std::string_view symbol = comparison.symbol();
-    if (symbol == "==")
+    if (symbol == "==") {
         return equal;
-    if (symbol == "!=")
+    }
+    if (symbol == "!=") {
         return less | greater | unordered;
-    if (symbol == "<")
+    }
+    if (symbol == "<") {
         return less;
-    if (symbol == "<=")
+    }
+    if (symbol == "<=") {
         return less | equal;
+    }
     return symbol == ">" ? greater : greater | equal;
 }
 
@@ -45,22 +49,23 @@ inline bool Passes(const T& value, Operator op, const T& literal) {
     return ((outcome == 0 ? unordered : outcome) & op) != 0;
 }
 
-/// Whether each of the elements passes; the literal is on the right.
+// Whether each of the elements passes; the literal is on the right.
 template <class Native>
 inline bool AllPass(const char* elements, std::size_t bytes, Operator op,
                     const ConvertedLiteral& literal) {
     const auto converted = literal.As<Native>();
     const char* const end = elements + bytes;
     do {
-        if (!Passes(layout::Load<Native>(elements), op, converted))
+        if (!Passes(layout::Load<Native>(elements), op, converted)) {
             return false;
+        }
         elements += sizeof(Native);
     } while (elements != end);
     return true;
 }
 
-/// The same for a type that is known only now.
-/// \pre There is an element, and no more bytes than those of elements.
+// The same for a type that is known only now.
+// \pre There is an element, and no more bytes than those of elements.
 inline bool AllPass(BaseType type, const char* elements, std::size_t bytes, Operator op,
                     const ConvertedLiteral& literal) {
     switch (type) {
@@ -107,7 +112,7 @@ const RLRelExpr* AsComparison(const RLExpr* expression) {
     return ours ? static_cast<const RLRelExpr*>(expression) : nullptr;
 }
 
-/// Whether every node is one of the library's: one of a host may do anything when it is asked.
+// Whether every node is one of the library's: one of a host may do anything when it is asked.
 bool IsOfLibrary(const RLExpr* expression) {
     std::vector<const RLExpr*> pending = {expression};
     while (!pending.empty()) {
@@ -135,31 +140,31 @@ bool IsOfLibrary(const RLExpr* expression) {
 
 }  // namespace
 
-/// What a step was made of: needed to bind it, to compare texts and to ask the tree.
-struct RulePlan::Source {
+// What a step was made of: needed to bind it, to compare texts and to ask the tree.
+struct RuleProgram::Source {
     const RLExpr* part = nullptr;
     std::string entryName = {};
     int from = 0;
     int to = 0;
-    /// The literal, where it converts to a text.
+    // The literal, where it converts to a text.
     std::string text = {};
 };
 
-/// One part of a rule that has a truth value. A cache line, for hundreds are read for every push.
-struct alignas(64) RulePlan::Step {
+// One part of a rule that has a truth value. A cache line, for hundreds are read for every push.
+struct alignas(64) RuleProgram::Step {
     enum class Kind : unsigned char {
-        Tree,      ///< asks the tree
-        Constant,  ///< `truth`
-        Change,    ///< the kind of change is `changeType`
-        Exists,    ///< the sample has the entry
-        Compare,   ///< elements of the entry pass
-        Size,      ///< the element count of the entry passes
-        Not,       ///< the operand doesn't hold
-        Until,     ///< operands in order up to one that is `truth`
-        Odd        ///< an odd number of operands holds
+        Tree,      // asks the tree
+        Constant,  // `truth`
+        Change,    // the kind of change is `changeType`
+        Exists,    // the sample has the entry
+        Compare,   // elements of the entry pass
+        Size,      // the element count of the entry passes
+        Not,       // the operand doesn't hold
+        Until,     // operands in order up to one that is `truth`
+        Odd        // an odd number of operands holds
     };
 
-    /// Of a comparison that may have been too quick to tell.
+    // Of a comparison that may have been too quick to tell.
     enum class Verdict : unsigned char { Fails, Passes, Unknown };
 
     explicit Step(const Source& madeOf) : source(&madeOf) {}
@@ -168,12 +173,12 @@ struct alignas(64) RulePlan::Step {
     Operator op = equal;
     bool truth = false;
     StreamChangeType changeType = pushed;
-    /// Steps up to the next operand: this one and its operands with all of theirs.
+    // Steps up to the next operand: this one and its operands with all of theirs.
     std::uint32_t length = 1;
     EntryBinding entry;
     ConvertedLiteral literal;
     const Source* source;
-    /// Whether all elements are compared, as a bare name asks for.
+    // Whether all elements are compared, as a bare name asks for.
     bool isWhole = false;
 
     const Step* Operands() const { return this + 1; }
@@ -181,17 +186,19 @@ struct alignas(64) RulePlan::Step {
 
     bool Exists(const SampleView& sample) const { return AnyEntryIn(sample).type != UnknownType; }
 
-    /// Whether the one number of an entry passes, where it is of a frequent type and the sample's
-    /// type is the one asked last; else nothing is known.
+    // Whether the one number of an entry passes, where it is of a frequent type and the sample's
+    // type is the one asked last; else nothing is known.
     Verdict CompareQuickly(const SampleView& sample) const {
         return entry.WithKnown(
             sample,
             [&](EntryBinding::Entry known) {
                 // The type first: there are no bytes of an entry that doesn't exist.
-                if (known.type == quickDouble)
+                if (known.type == quickDouble) {
                     return CompareOne<double>(sample.BytesOfKnown(known.id));
-                if (known.type == quickInt32)
+                }
+                if (known.type == quickInt32) {
                     return CompareOne<int>(sample.BytesOfKnown(known.id));
+                }
                 return Verdict::Unknown;
             },
             Verdict::Unknown);
@@ -203,8 +210,9 @@ struct alignas(64) RulePlan::Step {
         const BaseType type = boundType == quickDouble  ? Double
                               : boundType == quickInt32 ? Int32
                                                         : boundType;
-        if (type == UnknownType)
+        if (type == UnknownType) {
             return false;
+        }
         const std::string_view bytes = sample.Bytes(id);
         std::size_t count = layout::ElementsIn(type, bytes.size());
         std::size_t first = 0;
@@ -215,19 +223,22 @@ struct alignas(64) RulePlan::Step {
             count = begin <= last ? static_cast<std::size_t>(last - begin + 1) : 0;
             first = static_cast<std::size_t>(begin);
         }
-        if (count == 0)
+        if (count == 0) {
             return false;
+        }
         // Every element of a string is the whole string.
-        if (type == String)
+        if (type == String) {
             return Passes<std::string_view>(bytes, op, source->text);
+        }
         const unsigned int width = layout::WidthOf(type);
         return AllPass(type, bytes.data() + first * width, count * width, op, literal);
     }
 
     bool CompareSize(const SampleView& sample) const {
         const auto [id, type] = AnyEntryIn(sample);
-        if (type == UnknownType || !literal.FitsInto(UInt32))
+        if (type == UnknownType || !literal.FitsInto(UInt32)) {
             return false;
+        }
         const std::size_t size = layout::ElementsIn(type, sample.Bytes(id).size());
         return Passes(static_cast<unsigned int>(size), op, literal.As<unsigned int>());
     }
@@ -240,26 +251,30 @@ struct alignas(64) RulePlan::Step {
     // A number that a host has declared in place of a type.
     static constexpr auto notAType = static_cast<BaseType>(layout::lastType + 3);
 
-    /// What is remembered of an entry's type; `UnknownType` where no element can pass.
+    // What is remembered of an entry's type; `UnknownType` where no element can pass.
     BaseType Kept(BaseType declared) const {
-        if (!literal.FitsInto(declared))
+        if (!literal.FitsInto(declared)) {
             return UnknownType;
-        if (isWhole && declared == Double)
+        }
+        if (isWhole && declared == Double) {
             return quickDouble;
+        }
         return isWhole && declared == Int32 ? quickInt32 : declared;
     }
 
-    /// Whether an entry of one number passes: the operator has a bit each for less, equal, greater.
+    // Whether an entry of one number passes: the operator has a bit each for less, equal, greater.
     template <class T>
     Verdict CompareOne(std::string_view bytes) const {
-        if (bytes.size() != sizeof(T)) [[unlikely]]
+        if (bytes.size() != sizeof(T)) [[unlikely]] {
             return Verdict::Unknown;
+        }
         const T value = layout::Load<T>(bytes.data());
         const T other = literal.As<T>();
         // No number compares like one that is none.
         if constexpr (std::is_floating_point_v<T>) {
-            if (std::isnan(value) || std::isnan(other)) [[unlikely]]
+            if (std::isnan(value) || std::isnan(other)) [[unlikely]] {
                 return Verdict::Unknown;
+            }
         }
         const int outcome = 1 + (value > other ? 1 : 0) - (value < other ? 1 : 0);
         return static_cast<Verdict>((op >> outcome) & 1);
@@ -271,10 +286,10 @@ struct alignas(64) RulePlan::Step {
     }
 };
 
-/// Lays the tree out as steps.
-class RulePlan::Builder {
+// Lays the tree out as steps.
+class RuleProgram::Builder {
   public:
-    explicit Builder(RulePlan& builtPlan) : plan(builtPlan) {}
+    explicit Builder(RuleProgram& builtPlan) : plan(builtPlan) {}
 
     void Append(const RLExpr* expression) {
         const std::size_t index = plan.steps.size();
@@ -290,11 +305,11 @@ class RulePlan::Builder {
   private:
     using Kind = Step::Kind;
 
-    /// Beyond this the tree is asked: a tree may be deeper than the call stack.
+    // Beyond this the tree is asked: a tree may be deeper than the call stack.
     static constexpr int maxDepth = 1000;
 
-    /// Makes the step at the index more than one that asks the tree, if the node is of a kind whose
-    /// value is a truth value.
+    // Makes the step at the index more than one that asks the tree, if the node is of a kind whose
+    // value is a truth value.
     void Know(const RLExpr* expression, std::size_t index) {
         if (const auto* exists = Exactly<RLExistsExpr>(expression)) {
             KnowEntry(Kind::Exists, exists->entryName());
@@ -314,7 +329,7 @@ class RulePlan::Builder {
         }
     }
 
-    /// Of the step that was appended last.
+    // Of the step that was appended last.
     void KnowEntry(Kind kind, const std::string& name) {
         plan.steps.back().kind = kind;
         plan.sources.back().entryName = name;
@@ -330,8 +345,9 @@ class RulePlan::Builder {
     void KnowComparison(const RLRelExpr& comparison) {
         const RLExpr* const left = comparison.leftOperand();
         const ConvertedLiteral literal(comparison.literal());
-        if (left == nullptr || !literal.IsFaithful())
+        if (left == nullptr || !literal.IsFaithful()) {
             return;
+        }
         Step& step = plan.steps.back();
         if (const auto* elements = Exactly<RLIndexExpr>(left)) {
             KnowEntry(Kind::Compare, elements->entryName());
@@ -346,8 +362,9 @@ class RulePlan::Builder {
         }
         step.op = OperatorOf(comparison);
         step.literal = literal;
-        if (literal.FitsInto(String))
+        if (literal.FitsInto(String)) {
             plan.sources.back().text = ConvertedLiteral::AsText(comparison.literal());
+        }
     }
 
     template <class Node>
@@ -367,11 +384,12 @@ class RulePlan::Builder {
             return;
         }
         // The operands are asked in another order than the tree's, which only a throw could tell.
-        while (plan.steps.size() > index + 1)
+        while (plan.steps.size() > index + 1) {
             plan.steps.pop_back();
+        }
     }
 
-    /// The operands of a chain of one operator, in the order written.
+    // The operands of a chain of one operator, in the order written.
     template <class Node>
     void AppendOperands(const RLExpr* last) {
         std::vector<const RLExpr*> operands;
@@ -386,51 +404,55 @@ class RulePlan::Builder {
         }
     }
 
-    RulePlan& plan;
+    RuleProgram& plan;
     int depth = 0;
 };
 
-RulePlan::RulePlan(std::shared_ptr<RLExpr> parsed) : tree(std::move(parsed)) {
+RuleProgram::RuleProgram(std::shared_ptr<RLExpr> parsed) : tree(std::move(parsed)) {
     Builder(*this).Append(tree.get());
     FindComparisons();
     pure = IsOfLibrary(tree.get());
 }
 
-RulePlan::~RulePlan() = default;
+RuleProgram::~RuleProgram() = default;
 
-bool RulePlan::Holds(const SubscriptionArgs& args) const {
-    if (!SampleView::IsPlain(*args.sample))
+bool RuleProgram::Holds(const SubscriptionArgs& args) const {
+    if (!SampleView::IsPlain(*args.sample)) {
         return valueOf(tree.get(), args).convert<bool>();
+    }
     return Holds(SampleView(*args.sample), args);
 }
 
-/// The way of most rules: comparisons of numbers. Whatever else it meets, it leaves to the other,
-/// which begins anew: asking twice can't be told.
-bool RulePlan::Holds(const SampleView& sample, const SubscriptionArgs& args) const {
+// The way of most rules: comparisons of numbers. Whatever else it meets, it leaves to the other,
+// which begins anew: asking twice can't be told.
+bool RuleProgram::Holds(const SampleView& sample, const SubscriptionArgs& args) const {
     for (const Step* step = comparisons; step != comparisonsEnd; ++step) {
         const Step::Verdict verdict = step->CompareQuickly(sample);
-        if (verdict == static_cast<Step::Verdict>(decisive))
+        if (verdict == static_cast<Step::Verdict>(decisive)) {
             return decisive;
-        if (verdict == Step::Verdict::Unknown) [[unlikely]]
+        }
+        if (verdict == Step::Verdict::Unknown) [[unlikely]] {
             return Holds(steps.front(), sample, args);
+        }
     }
     return comparisons != nullptr ? !decisive : Holds(steps.front(), sample, args);
 }
 
-/// Finds the comparisons of a rule that is one, or a chain of nothing else.
-void RulePlan::FindComparisons() {
+// Finds the comparisons of a rule that is one, or a chain of nothing else.
+void RuleProgram::FindComparisons() {
     const Step& front = steps.front();
     const bool isChain = front.kind == Step::Kind::Until;
     const Step* const begin = isChain ? front.Operands() : &front;
     const auto isComparison = [](const Step& step) { return step.kind == Step::Kind::Compare; };
-    if (!std::all_of(begin, front.End(), isComparison))
+    if (!std::all_of(begin, front.End(), isComparison)) {
         return;
+    }
     comparisons = begin;
     comparisonsEnd = front.End();
     decisive = isChain && front.truth;
 }
 
-bool RulePlan::Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args) {
+bool RuleProgram::Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args) {
     switch (step.kind) {
         case Step::Kind::Tree:
             return valueOf(step.source->part, args).convert<bool>();
@@ -449,8 +471,9 @@ bool RulePlan::Holds(const Step& step, const SampleView& sample, const Subscript
         case Step::Kind::Until:
             for (const Step* operand = step.Operands(); operand != step.End();
                  operand = operand->End()) {
-                if (Holds(*operand, sample, args) == step.truth)
+                if (Holds(*operand, sample, args) == step.truth) {
                     return step.truth;
+                }
             }
             return !step.truth;
         case Step::Kind::Odd: {

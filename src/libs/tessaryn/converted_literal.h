@@ -4,7 +4,7 @@
 #pragma once
 
 #include "tessaryn/base_type.h"
-#include "tessaryn/private/element_layout.h"
+#include "tessaryn/value_traits.h"
 
 #include <Poco/Dynamic/Var.h>
 

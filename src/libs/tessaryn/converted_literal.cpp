@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "tessaryn/private/converted_literal.h"
+#include "tessaryn/converted_literal.h"
 
 #include <Poco/Exception.h>
 
