@@ -25,9 +25,9 @@ namespace {
 
 using namespace core::tessaryn;
 using core::serialization::NodeRef;
-using core::serialization::Serializer;
+using core::serialization::NodeSerializer;
 
-const Serializer<NodeRef> serializer;
+const NodeSerializer serializer;
 
 // What a maker makes; nothing where it throws what is documented for nodes that are none.
 template <class Maker>

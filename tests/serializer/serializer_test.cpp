@@ -26,7 +26,7 @@ namespace {
 
 using std::string_literals::operator""s;
 using namespace test;
-const Serializer<NodeRef> serializer;
+const NodeSerializer serializer;
 
 TEST(NodeTree, KeepsOrderFlagsValuesAndSameNamedSiblings) {
     const NodeTree tree;

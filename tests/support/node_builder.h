@@ -78,7 +78,7 @@ template <class Object>
 std::string Written(const Object& object) {
     const core::serialization::NodeTree tree;
     core::serialization::NodeRef root = tree.GetRoot();
-    object.Serialize(core::serialization::Serializer<core::serialization::NodeRef>(), root);
+    object.Serialize(core::serialization::NodeSerializer(), root);
     return Sorted(root);
 }
 

@@ -5,11 +5,9 @@
 
 #include "serializer/export.h"
 #include "serializer/node.h"
+#include "serializer/serializer_fwd.h"
 
 namespace velmora::core::serialization {
-
-template <class Node>
-class Serializer;
 
 /// An object that writes itself into a node of a tree.
 ///
@@ -28,7 +26,7 @@ class VELMORA_SERIALIZER_API ISerializable {
     ///
     /// \param serializer writes the single values
     /// \param node an existing node, made for this object by the caller
-    virtual void Serialize(const Serializer<NodeRef>& serializer, INode& node) const = 0;
+    virtual void Serialize(const NodeSerializer& serializer, INode& node) const = 0;
 };
 
 }  // namespace velmora::core::serialization

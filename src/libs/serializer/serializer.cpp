@@ -140,10 +140,10 @@ void Serializer<Node>::SerializePrivate(Node node, const T& value,
     node.SetValue(Print(value));
 }
 
-#define VELMORA_SERIALIZER_VALUE(T)                                                \
-    template VELMORA_SERIALIZER_API T Serializer<NodeRef>::DeserializePrivate<T>(  \
-        NodeRef, SerializationResult&) const;                                      \
-    template VELMORA_SERIALIZER_API void Serializer<NodeRef>::SerializePrivate<T>( \
+#define VELMORA_SERIALIZER_VALUE(T)                                           \
+    template VELMORA_SERIALIZER_API T NodeSerializer::DeserializePrivate<T>(  \
+        NodeRef, SerializationResult&) const;                                 \
+    template VELMORA_SERIALIZER_API void NodeSerializer::SerializePrivate<T>( \
         NodeRef, const T&, SerializationResult&) const
 
 VELMORA_SERIALIZER_VALUE(char);

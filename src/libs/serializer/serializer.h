@@ -10,6 +10,7 @@
 #include "serializer/rules.h"
 #include "serializer/serialization_exception.h"
 #include "serializer/serialization_result.h"
+#include "serializer/serializer_fwd.h"
 
 #include <optional>
 #include <string>
