@@ -3,7 +3,7 @@
 
 // What show and check tell of a document, and what is wrong with one.
 
-#include "element_course.h"
+#include "document/element_history.h"
 #include "process.h"
 
 #include <Poco/String.h>

@@ -3,10 +3,9 @@
 
 // How texts become values and times.
 
-#include "values.h"
-
 #include "support/random.h"
-#include "time_text.h"
+#include "text/time_text.h"
+#include "text/value_parser.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +47,7 @@ TEST(Values, AreReadStrictly) {
         std::string bytes;
         EXPECT_FALSE(AppendElement(type, text, bytes)) << text;
         EXPECT_EQ(bytes, "") << text;
-        EXPECT_EQ(ReasonAgainst(type, text), reason) << text;
+        EXPECT_EQ(DescribeParseError(type, text), reason) << text;
     };
     for (const char* text : {"1.0", "12abc", "1,2", " 1", "+-1", "0x10", "-x", ""}) {
         expectRefused(Int64, text, "is no whole number");

@@ -1,13 +1,13 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "check_command.h"
 #include "command_error.h"
-#include "convert_command.h"
+#include "commands/check_command.h"
+#include "commands/convert_command.h"
+#include "commands/show_command.h"
+#include "commands/watch_command.h"
 #include "program_version.h"
-#include "show_command.h"
-#include "text.h"
-#include "watch_command.h"
+#include "text/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 #include <Poco/Exception.h>
@@ -26,7 +26,7 @@ constexpr int failure = 2;
 int Fail(const std::string& sentence) {
     std::string line = "tessaryn: ";
     // What a file holds may be quoted as it is.
-    velmora::tool::AppendVisible(line, sentence);
+    velmora::tool::AppendEscaped(line, sentence);
     std::fprintf(stderr, "%s\n", line.c_str());
     return failure;
 }

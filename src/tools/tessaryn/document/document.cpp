@@ -1,0 +1,199 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "document/document.h"
+
+#include "command_error.h"
+#include "common/split.h"
+#include "document/document_file.h"
+#include "document/document_reader.h"
+#include "serializer/serializer.h"
+#include "text/escaped_text.h"
+
+#include <Poco/Logger.h>
+
+#include <algorithm>
+
+namespace velmora::tool {
+
+namespace ser = core::serialization;
+namespace tsn = core::tessaryn;
+
+namespace {
+
+// Splits paths in new documents. A stream named after a file may have a dot in its name.
+constexpr char newSeparator = '/';
+
+// The collection that every repository has before anything is read into it.
+constexpr const char* reservedType = "Any";
+
+std::string Describe(const tsn::SampleEntry& entry) {
+    std::string text;
+    AppendWord(text, entry.key);
+    return text + ":" + ToString(entry.type);
+}
+
+// The first difference between what is there and what comes; empty when there is none.
+std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType& coming) {
+    const unsigned short shared = std::min(kept.GetNumEntries(), coming.GetNumEntries());
+    for (unsigned short id = 0; id < shared; ++id) {
+        const tsn::SampleEntry before = kept.GetEntry(id);
+        const tsn::SampleEntry now = coming.GetEntry(id);
+        const bool sameName = before.key == now.key;
+        if (!sameName || before.type != now.type) {
+            return "has " + Describe(before) + " where the source has " + Describe(now) +
+                   (sameName ? "; --type tells how a column is read" : "");
+        }
+    }
+    if (kept.GetNumEntries() > shared) {
+        return "has " + Describe(kept.GetEntry(shared)) + ", which the source lacks";
+    }
+    if (coming.GetNumEntries() > shared) {
+        return "lacks " + Describe(coming.GetEntry(shared)) + ", which the source has";
+    }
+    return {};
+}
+
+// A stream of the same type with the same samples, the first to be overwritten in slot 0.
+std::unique_ptr<tsn::Stream> Rebuild(const tsn::Stream& stream, long maxSize) {
+    auto rebuilt = std::make_unique<tsn::Stream>(stream.GetStreamType(), maxSize);
+    stream.GetAll([&](const std::vector<tsn::Sample*>& all) {
+        for (const tsn::Sample* const sample : InPushOrder(stream, all)) {
+            rebuilt->PushNew(new tsn::Sample(*sample));
+        }
+    });
+    return rebuilt;
+}
+
+bool IsInPushOrder(const tsn::Stream& stream) {
+    bool ordered = true;
+    stream.GetAll([&](const std::vector<tsn::Sample*>& all) {
+        if (!all.empty()) {
+            stream.GetLatest([&](const tsn::Sample& newest) { ordered = all.back() == &newest; });
+        }
+    });
+    return ordered;
+}
+
+void RestorePushOrder(tsn::StreamGroup& group) {
+    for (tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
+        RestorePushOrder(*child);
+    }
+    for (const std::string& name : group.GetItemNames()) {
+        const tsn::Stream& stream = group.GetStream(name);
+        if (IsInPushOrder(stream)) {
+            continue;
+        }
+        std::unique_ptr<tsn::Stream> rebuilt = Rebuild(stream, stream.GetMaxSize());
+        group.RemoveItem(name);
+        group.AddItemMove(name, std::move(rebuilt));
+    }
+}
+
+}  // namespace
+
+std::vector<tsn::Sample*> InPushOrder(const tsn::Stream& stream,
+                                      const std::vector<tsn::Sample*>& samples) {
+    std::vector<tsn::Sample*> ordered(samples);
+    if (ordered.empty()) {
+        return ordered;
+    }
+    stream.GetLatest([&](const tsn::Sample& newest) {
+        const auto place = std::find(ordered.begin(), ordered.end(), &newest);
+        std::rotate(ordered.begin(), place + 1, ordered.end());
+    });
+    return ordered;
+}
+
+Document::Document()
+    : typeSeparator(newSeparator),
+      streamSeparator(newSeparator),
+      types(std::make_unique<tsn::StreamTypeRepository>(Poco::Logger::root(), newSeparator)),
+      streams(std::make_unique<tsn::StreamRepository>(Poco::Logger::root(), newSeparator)) {}
+
+Document::Document(const std::string& file) : typeSeparator(0), streamSeparator(0) {
+    const ser::NodeTree tree = ReadTree(file);
+    DocumentReader reader(file, tree);
+    typeSeparator = reader.GetTypeSeparator();
+    streamSeparator = reader.GetStreamSeparator();
+    types = reader.ReadTypes();
+    streams = reader.ReadStreams(*types);
+}
+
+tsn::Stream& Document::OpenStream(const std::string& path, const tsn::StreamType& layout,
+                                  std::optional<long> maxSize, long defaultSize) {
+    CheckPath(path);
+    tsn::Stream* const stream = streams->GetStreamPtr(path);
+    if (stream == nullptr) {
+        tsn::Stream* const added =
+            streams->AddStream(path, &OpenType(path, layout), maxSize.value_or(defaultSize));
+        CheckTypeNames(streams->GetRoot());
+        return *added;
+    }
+    const std::string difference = DifferenceBetween(*stream->GetStreamType(), layout);
+    if (!difference.empty()) {
+        throw CommandError("Stream " + Quoted(path) + " can not continue: it " + difference);
+    }
+    if (!maxSize || *maxSize == stream->GetMaxSize()) {
+        return *stream;
+    }
+    std::unique_ptr<tsn::Stream> resized = Rebuild(*stream, *maxSize);
+    streams->Remove(path);
+    return *streams->AddStream(path, resized.release());
+}
+
+// A path with empty names would not come back as it is when the document is read.
+void Document::CheckPath(const std::string& path) const {
+    const std::vector<std::string> names = utils::Split(path + streamSeparator, streamSeparator);
+    if (std::any_of(names.begin(), names.end(), [](auto& name) { return name.empty(); })) {
+        throw CommandError("A stream can not be named " + Quoted(path));
+    }
+}
+
+// Streams are written with their types' full names, which two types may share.
+void Document::CheckTypeNames(const tsn::StreamGroup& group) const {
+    for (const tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
+        CheckTypeNames(*child);
+    }
+    for (const tsn::Stream* const stream : group.GetAllItemPtrs()) {
+        const tsn::StreamType* const type = stream->GetStreamType();
+        const std::string name = type->GetFullName();
+        const tsn::StreamTypeCollection* found = types->GetPtr(name);
+        if (found == nullptr) {
+            found = types->FindByFullName(name);
+        }
+        if (found == nullptr || found->GetPtr(type->GetVersion()) != type) {
+            throw CommandError("Two types would share the full name " + Quoted(name));
+        }
+    }
+}
+
+tsn::StreamType& Document::OpenType(const std::string& path, const tsn::StreamType& layout) {
+    if (path == reservedType) {
+        throw CommandError("A stream can not be named 'Any', as the type of that name is taken");
+    }
+    tsn::StreamTypeCollection& collection = *types->Add(path);
+    tsn::StreamType* const newest = collection.GetLatestPtr();
+    if (newest != nullptr && DifferenceBetween(*newest, layout).empty()) {
+        return *newest;
+    }
+    tsn::StreamType& type = collection.PushNew(utils::Version(1, 0, 0));
+    for (unsigned short id = 0; id < layout.GetNumEntries(); ++id) {
+        const tsn::SampleEntry entry = layout.GetEntry(id);
+        type.Add(entry.key, entry.type, entry.initialSize);
+    }
+    return type;
+}
+
+ser::NodeTree Document::ToTree() {
+    RestorePushOrder(streams->GetRoot());
+    const ser::Serializer<ser::NodeRef> serializer;
+    ser::NodeTree tree;
+    ser::NodeRef typesNode = tree.GetRoot().AddNode("StreamTypeRepository", ser::NodeElement);
+    types->Serialize(serializer, typesNode);
+    ser::NodeRef streamsNode = tree.GetRoot().AddNode("StreamRepository", ser::NodeElement);
+    streams->Serialize(serializer, streamsNode);
+    return tree;
+}
+
+}  // namespace velmora::tool

@@ -1,0 +1,66 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "source/sample_source.h"
+#include "terminal/signal_watcher.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmora::tool {
+
+/// This machine's live figures, a sample every interval:
+///
+/// | entry | type | what |
+/// |---|---|---|
+/// | load | Double x 3 | load averages of 1, 5 and 15 minutes |
+/// | cpu | Double x cores | busy share of each core, 0 to 1, since the sample before |
+/// | memory_total, memory_available | UInt64 | bytes |
+/// | network | UInt64 x 2 | bytes received and sent since the start, loopback left out |
+/// | hostname | String | |
+///
+/// In the first sample the busy shares are those since the machine's start.
+class HostSource : public SampleSource {
+  public:
+    /// \param interval between two samples
+    /// \param signals \ownership observes: ends the waiting
+    HostSource(std::chrono::microseconds interval, SignalWatcher& signals);
+
+    bool Open(core::tessaryn::StreamType& type) override;
+    bool PushNext(core::tessaryn::Stream& stream) override;
+    std::string GetPosition() const override;
+
+  private:
+    /// Time that a core has spent since the start, in the system's ticks.
+    struct CoreTimes {
+        std::uint64_t busy = 0;
+        std::uint64_t total = 0;
+    };
+
+    const std::string& ReadText(const char* path);
+    void ReadLoad();
+    void ReadCores();
+    void ReadMemory();
+    void ReadNetwork();
+    void Fill(core::tessaryn::Sample& sample) const;
+
+    std::chrono::microseconds interval;
+    SignalWatcher& signals;
+    SignalWatcher::Clock::time_point due;
+    std::uint64_t samples = 0;
+
+    std::string text;
+    double load[3] = {};
+    std::vector<CoreTimes> times;
+    std::vector<double> shares;
+    unsigned long long memoryTotal = 0;
+    unsigned long long memoryAvailable = 0;
+    unsigned long long network[2] = {};
+    std::string hostname;
+};
+
+}  // namespace velmora::tool

@@ -1,0 +1,291 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "text/time_text.h"
+
+#include <charconv>
+#include <cstddef>
+
+namespace velmora::tool {
+
+namespace {
+
+constexpr std::int64_t microsecondsPerSecond = 1'000'000;
+constexpr std::int64_t microsecondsPerMinute = 60 * microsecondsPerSecond;
+constexpr std::int64_t microsecondsPerHour = 60 * microsecondsPerMinute;
+constexpr std::int64_t microsecondsPerDay = 24 * microsecondsPerHour;
+
+// 0001-01-01T00:00:00Z and 9999-12-31T23:59:59.999999Z.
+constexpr std::int64_t earliest = -62'135'596'800'000'000;
+constexpr std::int64_t latest = 253'402'300'799'999'999;
+
+constexpr bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+std::optional<std::int64_t> Checked(std::int64_t time) {
+    return time >= earliest && time <= latest ? std::optional(time) : std::nullopt;
+}
+
+// Takes a text apart from the front.
+class Cursor {
+  public:
+    explicit Cursor(std::string_view text) : rest(text) {}
+
+    bool AtEnd() const { return rest.empty(); }
+
+    bool Take(char c) {
+        if (rest.empty() || rest.front() != c) {
+            return false;
+        }
+        rest.remove_prefix(1);
+        return true;
+    }
+
+    // Exactly so many digits, and a value up to a limit.
+    bool TakeNumber(std::size_t digits, int limit, int& value) {
+        if (rest.size() < digits) {
+            return false;
+        }
+        value = 0;
+        for (std::size_t i = 0; i < digits; ++i) {
+            if (!IsDigit(rest[i])) {
+                return false;
+            }
+            value = 10 * value + (rest[i] - '0');
+        }
+        rest.remove_prefix(digits);
+        return value <= limit;
+    }
+
+    // One digit or more as the digits of a fraction; those after `kept` are dropped.
+    bool TakeFraction(int kept, std::int64_t& value) {
+        if (rest.empty() || !IsDigit(rest.front())) {
+            return false;
+        }
+        value = 0;
+        for (; !rest.empty() && IsDigit(rest.front()); rest.remove_prefix(1)) {
+            if (kept-- > 0) {
+                value = 10 * value + (rest.front() - '0');
+            }
+        }
+        for (; kept > 0; --kept) {
+            value *= 10;
+        }
+        return true;
+    }
+
+    bool TakeInteger(std::int64_t& value) {
+        const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
+        if (error != std::errc() || value < 0) {
+            return false;
+        }
+        rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+        return true;
+    }
+
+  private:
+    std::string_view rest;
+};
+
+bool ReadDate(Cursor& in, std::int64_t& time) {
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    if (!in.TakeNumber(4, 9999, year) || !in.Take('-') || !in.TakeNumber(2, 12, month) ||
+        !in.Take('-') || !in.TakeNumber(2, 31, day)) {
+        return false;
+    }
+    using namespace std::chrono;
+    const year_month_day date{std::chrono::year(year),
+                              std::chrono::month(static_cast<unsigned int>(month)),
+                              std::chrono::day(static_cast<unsigned int>(day))};
+    if (!date.ok()) {
+        return false;
+    }
+    time = std::int64_t{sys_days(date).time_since_epoch().count()} * microsecondsPerDay;
+    return true;
+}
+
+bool ReadClock(Cursor& in, std::int64_t& time) {
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    std::int64_t fraction = 0;
+    if (!in.TakeNumber(2, 23, hour) || !in.Take(':') || !in.TakeNumber(2, 59, minute)) {
+        return false;
+    }
+    if (in.Take(':')) {
+        if (!in.TakeNumber(2, 59, second)) {
+            return false;
+        }
+        if (in.Take('.') && !in.TakeFraction(6, fraction)) {
+            return false;
+        }
+    }
+    time += hour * microsecondsPerHour + minute * microsecondsPerMinute +
+            second * microsecondsPerSecond + fraction;
+    return true;
+}
+
+bool ReadZone(Cursor& in, std::int64_t& time) {
+    if (in.AtEnd() || in.Take('Z') || in.Take('z')) {
+        return true;
+    }
+    in.Take(' ');
+    const bool east = in.Take('+');
+    if (!east && !in.Take('-')) {
+        return false;
+    }
+    int hours = 0;
+    int minutes = 0;
+    if (!in.TakeNumber(2, 23, hours)) {
+        return false;
+    }
+    const bool colon = in.Take(':');
+    if ((colon || !in.AtEnd()) && !in.TakeNumber(2, 59, minutes)) {
+        return false;
+    }
+    const std::int64_t ahead = hours * microsecondsPerHour + minutes * microsecondsPerMinute;
+    time += east ? -ahead : ahead;
+    return true;
+}
+
+// Decimal places by which the unit is larger than a microsecond.
+constexpr int PlacesAbove(EpochUnit unit) {
+    switch (unit) {
+        case EpochUnit::seconds:
+            return 6;
+        case EpochUnit::milliseconds:
+            return 3;
+        case EpochUnit::microseconds:
+        case EpochUnit::nanoseconds:
+            return 0;
+    }
+    return 0;
+}
+
+void AppendDigits(std::string& out, std::int64_t value, int digits) {
+    const std::size_t begin = out.size();
+    out.append(static_cast<std::size_t>(digits), '0');
+    for (auto at = begin + static_cast<std::size_t>(digits); at > begin; value /= 10) {
+        out[--at] = static_cast<char>('0' + value % 10);
+    }
+}
+
+}  // namespace
+
+std::optional<std::int64_t> ParseIsoTime(std::string_view text) {
+    Cursor in(text);
+    std::int64_t time = 0;
+    if (!ReadDate(in, time)) {
+        return std::nullopt;
+    }
+    if (in.AtEnd()) {
+        return Checked(time);
+    }
+    if (!in.Take('T') && !in.Take(' ') && !in.Take('t')) {
+        return std::nullopt;
+    }
+    if (!ReadClock(in, time) || !ReadZone(in, time) || !in.AtEnd()) {
+        return std::nullopt;
+    }
+    return Checked(time);
+}
+
+std::optional<EpochUnit> GuessEpochUnit(std::string_view text) {
+    Cursor in(text);
+    in.Take('-');
+    std::int64_t whole = 0;
+    std::int64_t fraction = 0;
+    if (!in.TakeInteger(whole) || (in.Take('.') && !in.TakeFraction(0, fraction)) || !in.AtEnd()) {
+        return std::nullopt;
+    }
+    if (whole < 100'000'000'000) {
+        return EpochUnit::seconds;
+    }
+    if (whole < 100'000'000'000'000) {
+        return EpochUnit::milliseconds;
+    }
+    return whole < 100'000'000'000'000'000 ? EpochUnit::microseconds : EpochUnit::nanoseconds;
+}
+
+std::optional<std::int64_t> ParseEpochTime(std::string_view text, EpochUnit unit) {
+    Cursor in(text);
+    const bool negative = in.Take('-');
+    const int places = PlacesAbove(unit);
+    std::int64_t time = 0;
+    std::int64_t fraction = 0;
+    if (!in.TakeInteger(time) || (in.Take('.') && !in.TakeFraction(places, fraction)) ||
+        !in.AtEnd()) {
+        return std::nullopt;
+    }
+    if (unit == EpochUnit::nanoseconds) {
+        time /= 1000;
+    }
+    for (int i = 0; i < places; ++i) {
+        if (time > latest) {
+            return std::nullopt;
+        }
+        time *= 10;
+    }
+    if (time > latest) {
+        return std::nullopt;
+    }
+    time += fraction;
+    return Checked(negative ? -time : time);
+}
+
+void AppendTime(std::string& out, std::int64_t time) {
+    using namespace std::chrono;
+    const auto point = sys_time<microseconds>(microseconds(time));
+    const auto midnight = floor<days>(point);
+    const year_month_day date(midnight);
+    std::int64_t rest = (point - midnight).count();
+    AppendDigits(out, int{date.year()}, 4);
+    out += '-';
+    AppendDigits(out, unsigned{date.month()}, 2);
+    out += '-';
+    AppendDigits(out, unsigned{date.day()}, 2);
+    out += 'T';
+    AppendDigits(out, rest / microsecondsPerHour, 2);
+    out += ':';
+    AppendDigits(out, rest % microsecondsPerHour / microsecondsPerMinute, 2);
+    out += ':';
+    AppendDigits(out, rest % microsecondsPerMinute / microsecondsPerSecond, 2);
+    rest %= microsecondsPerSecond;
+    if (rest != 0) {
+        out += '.';
+        const bool milliseconds = rest % 1000 == 0;
+        AppendDigits(out, milliseconds ? rest / 1000 : rest, milliseconds ? 3 : 6);
+    }
+    out += 'Z';
+}
+
+std::optional<std::chrono::microseconds> ParseDuration(std::string_view text) {
+    constexpr double longest = 100.0 * 366 * microsecondsPerDay;
+    double number = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number, std::chars_format::fixed);
+    if (error != std::errc()) {
+        return std::nullopt;
+    }
+    const std::string_view unit(end, static_cast<std::size_t>(last - end));
+    std::int64_t factor = 0;
+    if (unit == "ms") {
+        factor = 1000;
+    } else if (unit == "s" || unit.empty()) {
+        factor = microsecondsPerSecond;
+    } else if (unit == "m") {
+        factor = microsecondsPerMinute;
+    } else if (unit == "h") {
+        factor = microsecondsPerHour;
+    }
+    const double length = number * static_cast<double>(factor);
+    if (!(length >= 1 && length <= longest)) {
+        return std::nullopt;
+    }
+    return std::chrono::microseconds(static_cast<std::int64_t>(length));
+}
+
+}  // namespace velmora::tool
