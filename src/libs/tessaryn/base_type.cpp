@@ -18,7 +18,7 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-constexpr std::array<const char*, layout::lastType + 1> names = {
+constexpr std::array<const char*, traits::lastType + 1> names = {
     "UnknownType", "Int8",   "Int16", "Int32",  "Int64", "UInt8", "UInt16",
     "UInt32",      "UInt64", "Float", "Double", "Bool",  "String"};
 
@@ -97,18 +97,18 @@ BaseType GetTypeFromString(const std::string& name) {
 }
 
 std::string ToString(BaseType type) {
-    return names[type <= layout::lastType ? type : UnknownType];
+    return names[type <= traits::lastType ? type : UnknownType];
 }
 
 std::size_t SizeOf(BaseType type) {
-    return layout::WidthOf(type);
+    return traits::ElementSize(type);
 }
 
 bool TypesAreCompatible(BaseType declared, BaseType requested) {
     if (declared == UnknownType) {
         throw std::runtime_error("unhandled type");
     }
-    return layout::Accepts(declared, requested);
+    return traits::Accepts(declared, requested);
 }
 
 void SetFromString(BaseType type, const std::string& text, void* destination) {
@@ -117,28 +117,28 @@ void SetFromString(BaseType type, const std::string& text, void* destination) {
             throw std::runtime_error("unknown type in ");
         case Int8:
         case String:
-            return layout::Store(destination, static_cast<char>(ReadNumber<int>(text)));
+            return traits::Store(destination, static_cast<char>(ReadNumber<int>(text)));
         case UInt8:
-            return layout::Store(destination,
+            return traits::Store(destination,
                                  static_cast<unsigned char>(ReadNumber<unsigned int>(text)));
         case Int16:
-            return layout::Store(destination, ReadNumber<short>(text));
+            return traits::Store(destination, ReadNumber<short>(text));
         case UInt16:
-            return layout::Store(destination, ReadNumber<unsigned short>(text));
+            return traits::Store(destination, ReadNumber<unsigned short>(text));
         case Int32:
-            return layout::Store(destination, ReadNumber<int>(text));
+            return traits::Store(destination, ReadNumber<int>(text));
         case UInt32:
-            return layout::Store(destination, ReadNumber<unsigned int>(text));
+            return traits::Store(destination, ReadNumber<unsigned int>(text));
         case Int64:
-            return layout::Store(destination, ReadNumber<long long>(text));
+            return traits::Store(destination, ReadNumber<long long>(text));
         case UInt64:
-            return layout::Store(destination, ReadNumber<unsigned long long>(text));
+            return traits::Store(destination, ReadNumber<unsigned long long>(text));
         case Float:
-            return layout::Store(destination, ReadNumber<float>(text));
+            return traits::Store(destination, ReadNumber<float>(text));
         case Double:
-            return layout::Store(destination, ReadNumber<double>(text));
+            return traits::Store(destination, ReadNumber<double>(text));
         case Bool:
-            return layout::Store(destination, ReadFromStream<bool>(text));
+            return traits::Store(destination, ReadFromStream<bool>(text));
     }
 }
 

@@ -30,7 +30,7 @@ class ConvertedLiteral {
 
     /// Whether the literal converts to the type; no element of the type matches it otherwise.
     bool FitsInto(BaseType type) const {
-        return type <= layout::lastType && ((fits >> type) & 1U) != 0;
+        return type <= traits::lastType && ((fits >> type) & 1U) != 0;
     }
 
     /// Whether `As` tells what the conversions do: integers of all widths have the same value.

@@ -56,7 +56,7 @@ inline bool AllPass(const char* elements, std::size_t bytes, Operator op,
     const auto converted = literal.As<Native>();
     const char* const end = elements + bytes;
     do {
-        if (!Passes(layout::Load<Native>(elements), op, converted)) {
+        if (!Passes(traits::Load<Native>(elements), op, converted)) {
             return false;
         }
         elements += sizeof(Native);
@@ -68,34 +68,15 @@ inline bool AllPass(const char* elements, std::size_t bytes, Operator op,
 // \pre There is an element, and no more bytes than those of elements.
 inline bool AllPass(BaseType type, const char* elements, std::size_t bytes, Operator op,
                     const ConvertedLiteral& literal) {
-    switch (type) {
-        case Int8:
+    return VisitType(type, [&]<class Native>(std::type_identity<Native>) {
+        if constexpr (std::is_void_v<Native> || std::is_same_v<Native, std::string>) {
+            return false;
+        } else if constexpr (std::is_same_v<Native, char>) {
             return AllPass<signed char>(elements, bytes, op, literal);
-        case Int16:
-            return AllPass<short>(elements, bytes, op, literal);
-        case Int32:
-            return AllPass<int>(elements, bytes, op, literal);
-        case Int64:
-            return AllPass<long long>(elements, bytes, op, literal);
-        case UInt8:
-            return AllPass<unsigned char>(elements, bytes, op, literal);
-        case UInt16:
-            return AllPass<unsigned short>(elements, bytes, op, literal);
-        case UInt32:
-            return AllPass<unsigned int>(elements, bytes, op, literal);
-        case UInt64:
-            return AllPass<unsigned long long>(elements, bytes, op, literal);
-        case Float:
-            return AllPass<float>(elements, bytes, op, literal);
-        case Double:
-            return AllPass<double>(elements, bytes, op, literal);
-        case Bool:
-            return AllPass<bool>(elements, bytes, op, literal);
-        case UnknownType:
-        case String:
-            break;
-    }
-    return false;
+        } else {
+            return AllPass<Native>(elements, bytes, op, literal);
+        }
+    });
 }
 
 template <class Node>
@@ -214,7 +195,7 @@ struct alignas(64) RuleProgram::Step {
             return false;
         }
         const std::string_view bytes = sample.Bytes(id);
-        std::size_t count = layout::ElementsIn(type, bytes.size());
+        std::size_t count = traits::ElementCount(type, bytes.size());
         std::size_t first = 0;
         if (!isWhole) {
             const auto end = static_cast<long long>(count) - 1;
@@ -230,7 +211,7 @@ struct alignas(64) RuleProgram::Step {
         if (type == String) {
             return Passes<std::string_view>(bytes, op, source->text);
         }
-        const unsigned int width = layout::WidthOf(type);
+        const unsigned int width = traits::ElementSize(type);
         return AllPass(type, bytes.data() + first * width, count * width, op, literal);
     }
 
@@ -239,17 +220,17 @@ struct alignas(64) RuleProgram::Step {
         if (type == UnknownType || !literal.FitsInto(UInt32)) {
             return false;
         }
-        const std::size_t size = layout::ElementsIn(type, sample.Bytes(id).size());
+        const std::size_t size = traits::ElementCount(type, sample.Bytes(id).size());
         return Passes(static_cast<unsigned int>(size), op, literal.As<unsigned int>());
     }
 
   private:
     // Beside the value types: whole entries of them, to be compared quickly where they have one
     // element.
-    static constexpr auto quickDouble = static_cast<BaseType>(layout::lastType + 1);
-    static constexpr auto quickInt32 = static_cast<BaseType>(layout::lastType + 2);
+    static constexpr auto quickDouble = static_cast<BaseType>(traits::lastType + 1);
+    static constexpr auto quickInt32 = static_cast<BaseType>(traits::lastType + 2);
     // A number that a host has declared in place of a type.
-    static constexpr auto notAType = static_cast<BaseType>(layout::lastType + 3);
+    static constexpr auto notAType = static_cast<BaseType>(traits::lastType + 3);
 
     // What is remembered of an entry's type; `UnknownType` where no element can pass.
     BaseType Kept(BaseType declared) const {
@@ -268,7 +249,7 @@ struct alignas(64) RuleProgram::Step {
         if (bytes.size() != sizeof(T)) [[unlikely]] {
             return Verdict::Unknown;
         }
-        const T value = layout::Load<T>(bytes.data());
+        const T value = traits::Load<T>(bytes.data());
         const T other = literal.As<T>();
         // No number compares like one that is none.
         if constexpr (std::is_floating_point_v<T>) {
@@ -282,7 +263,7 @@ struct alignas(64) RuleProgram::Step {
 
     EntryBinding::Entry AnyEntryIn(const SampleView& sample) const {
         return entry.In(sample, source->entryName,
-                        [](BaseType type) { return type <= layout::lastType ? type : notAType; });
+                        [](BaseType type) { return type <= traits::lastType ? type : notAType; });
     }
 };
 

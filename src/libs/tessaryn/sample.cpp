@@ -188,7 +188,7 @@ inline BaseType Sample::DeclaredType(unsigned short entry) const {
 
 inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
     const BaseType declared = DeclaredType(entry);
-    if (!layout::Accepts(declared, requested)) {
+    if (!traits::Accepts(declared, requested)) {
         ThrowMismatch(declared, requested);
     }
 }
@@ -197,11 +197,11 @@ inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, 
                                       std::size_t width) const {
     const bool isPlain = IsPlain();
     const BaseType declared = (isPlain ? streamType : GetStreamType())->GetType(entry);
-    if (!layout::Accepts(declared, requested)) {
+    if (!traits::Accepts(declared, requested)) {
         ThrowMismatch(declared, requested);
     }
     const unsigned int size =
-        isPlain ? layout::ElementsIn(declared, GetSizeInBytes(entry)) : GetSize(entry);
+        isPlain ? traits::ElementCount(declared, GetSizeInBytes(entry)) : GetSize(entry);
     if (index >= size) {
         throw std::out_of_range("Index out of range.");
     }
@@ -210,12 +210,12 @@ inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, 
 
 template <class T>
 inline T Sample::Get(unsigned short entry, unsigned int index) const {
-    return layout::Load<T>(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)));
+    return traits::Load<T>(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)));
 }
 
 template <class T>
 inline void Sample::SetElement(unsigned short entry, unsigned int index, T value) {
-    layout::Store(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)), value);
+    traits::Store(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)), value);
     timestamp.update();
 }
 
@@ -271,7 +271,7 @@ bool Sample::GetBool(unsigned short entry, unsigned int index) const {
 
 void Sample::Set(unsigned short entry, unsigned int index, const std::string& text) {
     const BaseType declared = DeclaredType(entry);
-    const std::uint64_t width = layout::WidthOf(declared);
+    const std::uint64_t width = traits::ElementSize(declared);
     // An element of width 0 stores nothing and only reports its type.
     if (width == 0) {
         return SetFromString(declared, text, nullptr);
@@ -358,7 +358,7 @@ void Sample::Deserialize(std::istream& in) {
     const std::size_t promised =
         numOffsets == 0
             ? 0
-            : layout::Load<unsigned int>(table.Data() + tableSize - sizeof(unsigned int));
+            : traits::Load<unsigned int>(table.Data() + tableSize - sizeof(unsigned int));
     if (promised == total) {
         ReadBuffer elements(total);
         CopyBytes(data.get(), elements.Data(), Read(in, elements.Data(), total));
@@ -377,7 +377,7 @@ void Sample::Deserialize(std::istream& in) {
 void Sample::TakeOffsets(const char* table, unsigned int total) {
     unsigned int previous = 0;
     for (std::uint32_t i = 0; i < numOffsets; ++i) {
-        const auto offset = layout::Load<unsigned int>(table + i * sizeof(unsigned int));
+        const auto offset = traits::Load<unsigned int>(table + i * sizeof(unsigned int));
         previous = std::max(previous, std::min(offset, total));
         offsets[i] = previous;
     }
@@ -406,7 +406,7 @@ unsigned short Sample::EntryId(const std::string& name) const {
 }
 
 void Sample::Resize(unsigned short entry, unsigned int count) {
-    const unsigned int width = layout::WidthOf(DeclaredType(entry));
+    const unsigned int width = traits::ElementSize(DeclaredType(entry));
     // The stream type may have lost the entry since.
     if (width != 0) {
         ResizeInBytes(entry, std::uint64_t{width} * count);
@@ -414,7 +414,7 @@ void Sample::Resize(unsigned short entry, unsigned int count) {
 }
 
 unsigned int Sample::GetSize(unsigned short entry) const {
-    return layout::ElementsIn(DeclaredType(entry), GetSizeInBytes(entry));
+    return traits::ElementCount(DeclaredType(entry), GetSizeInBytes(entry));
 }
 
 void Sample::ResizeInBytes(unsigned short entry, std::uint64_t bytes) {

@@ -18,8 +18,8 @@ std::string Count(std::uint64_t count, const std::string& what) {
 
 // Whether the bytes of an entry are those of whole elements, and not of too many.
 bool AreElements(BaseType type, unsigned int bytes, const SampleLimits& limits) {
-    const unsigned int elements = layout::ElementsIn(type, bytes);
-    return elements * layout::WidthOf(type) == bytes && elements <= limits.maxElements;
+    const unsigned int elements = traits::ElementCount(type, bytes);
+    return elements * traits::ElementSize(type) == bytes && elements <= limits.maxElements;
 }
 
 // Why the bytes from `begin` to `end` can't be those of an entry.
@@ -30,8 +30,8 @@ std::string FaultOf(const SampleEntry& entry, unsigned int begin, unsigned int e
         return name + " ends at byte " + std::to_string(end) + ", before it begins at byte " +
                std::to_string(begin) + ".";
     }
-    const unsigned int width = layout::WidthOf(entry.type);
-    const unsigned int elements = layout::ElementsIn(entry.type, end - begin);
+    const unsigned int width = traits::ElementSize(entry.type);
+    const unsigned int elements = traits::ElementCount(entry.type, end - begin);
     if (elements * width != end - begin) {
         return name + " has " + Count(end - begin, "byte") + ", which elements of " +
                Count(width, "byte") + " don't fill.";
@@ -55,7 +55,7 @@ std::string CheckSample(std::string_view bytes, const StreamType& type,
                std::to_string(bytes.size()) + ".";
     }
     const auto offsetAt = [bytes](std::size_t i) {
-        return layout::Load<unsigned int>(bytes.data() + i * sizeof(unsigned int));
+        return traits::Load<unsigned int>(bytes.data() + i * sizeof(unsigned int));
     };
     if (offsetAt(0) != 0) {
         return "The first entry begins at byte " + std::to_string(offsetAt(0)) + ", not at 0.";

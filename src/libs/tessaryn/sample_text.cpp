@@ -111,7 +111,7 @@ void Sample::ReadEntry(const Serializer<NodeRef>& serializer, const NodeRef& nod
     const std::vector<std::string> texts = GetValueArrayFromString(value, ';');
     const auto count = static_cast<unsigned int>(texts.size());
     if (GetSize(entry) < count) {
-        ResizeInBytes(entry, std::uint64_t{layout::WidthOf(type)} * count);
+        ResizeInBytes(entry, std::uint64_t{traits::ElementSize(type)} * count);
     }
     for (unsigned int i = 0; i < count; ++i) {
         Set(entry, i, texts[i]);

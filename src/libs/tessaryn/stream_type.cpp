@@ -55,7 +55,7 @@ constexpr const char* fixedVersions[] = {"1.0.0", "1.1.0", "0.0.1"};
 constexpr std::size_t maxEntries = 65535;
 
 std::uint64_t BytesOf(const SampleEntry& entry) {
-    return std::uint64_t{layout::WidthOf(entry.type)} * entry.initialSize;
+    return std::uint64_t{traits::ElementSize(entry.type)} * entry.initialSize;
 }
 
 // The texts go into the checksum as bytes: a key may hold anything, "%" and NUL included.

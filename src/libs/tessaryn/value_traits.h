@@ -4,32 +4,35 @@
 #pragma once
 
 #include "tessaryn/base_type.h"
+#include "tessaryn/visit_type.h"
 
 #include <array>
 #include <cstdint>
 #include <cstring>
 
-/// The value types' figures as constant tables, for code that runs on every access.
-namespace velmora::core::tessaryn::layout {
+/// Properties of the value types as constant tables, for code that runs on every access.
+namespace velmora::core::tessaryn::traits {
 
 inline constexpr unsigned short lastType = String;
 
-inline constexpr std::array<unsigned char, lastType + 1> widths = {0, 1, 2, 4, 8, 1, 2,
-                                                                   4, 8, 4, 8, 1, 1};
+inline constexpr std::array<unsigned char, lastType + 1> elementSizes = {0, 1, 2, 4, 8, 1, 2,
+                                                                         4, 8, 4, 8, 1, 1};
 
-/// Bytes of one element; 0 for what is no value type.
-constexpr unsigned int WidthOf(BaseType type) {
-    return type <= lastType ? widths[type] : 0U;
+/// Bytes of one element; 0 for `UnknownType` and for a value above 12.
+constexpr unsigned int ElementSize(BaseType type) {
+    return type <= lastType ? elementSizes[type] : 0U;
 }
 
-// Widths are powers of two: a shift, where a division would be the dearest step of an access.
-inline constexpr std::array<unsigned char, lastType + 1> widthShifts = {0, 0, 1, 2, 3, 0, 1,
-                                                                        2, 3, 2, 3, 0, 0};
+// The sizes are powers of two, so that a shift replaces a division, the slowest instruction of an
+// access.
+inline constexpr std::array<unsigned char, lastType + 1> elementShifts = {0, 0, 1, 2, 3, 0, 1,
+                                                                          2, 3, 2, 3, 0, 0};
 
-/// How many whole elements of the type fit into a number of bytes; 0 for what is no value type.
+/// How many complete elements of the type a number of bytes holds; 0 for `UnknownType` and for a
+/// value above 12.
 template <class Bytes>
-constexpr Bytes ElementsIn(BaseType type, Bytes bytes) {
-    return WidthOf(type) == 0 ? Bytes{0} : bytes >> widthShifts[type];
+constexpr Bytes ElementCount(BaseType type, Bytes bytes) {
+    return ElementSize(type) == 0 ? Bytes{0} : bytes >> elementShifts[type];
 }
 
 constexpr std::uint16_t Bits() {
@@ -40,7 +43,7 @@ constexpr std::uint16_t Bits(BaseType first, More... more) {
     return static_cast<std::uint16_t>((1U << first) | Bits(more...));
 }
 
-/// For each declared type one bit for every accessor type that fits it.
+/// For each declared type one bit for every accessor type that is compatible with it.
 inline constexpr std::array<std::uint16_t, lastType + 1> accessors = {
     Bits(),
     Bits(Int8, String),
@@ -57,7 +60,7 @@ inline constexpr std::array<std::uint16_t, lastType + 1> accessors = {
     Bits(Int8, String),
 };
 
-/// As `TypesAreCompatible`, but false where that throws.
+/// Same as `TypesAreCompatible`, but false where that throws.
 constexpr bool Accepts(BaseType declared, BaseType requested) {
     return declared <= lastType && requested <= lastType &&
            ((accessors[declared] >> requested) & 1U) != 0;
@@ -77,10 +80,10 @@ T Load(const void* source) {
     return value;
 }
 
-/// A foreign byte is not a `bool` until compared with zero.
+/// A byte that was read from a stream may be neither 0 nor 1, which a `bool` must be.
 template <>
 inline bool Load<bool>(const void* source) {
     return Load<unsigned char>(source) != 0;
 }
 
-}  // namespace velmora::core::tessaryn::layout
+}  // namespace velmora::core::tessaryn::traits

@@ -3,8 +3,10 @@
 
 #include "tessaryn/private/subscription_rule_expressions.h"
 
+#include "tessaryn/overloaded.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/visit_type.h"
 
 #include <Poco/Exception.h>
 
@@ -12,6 +14,7 @@
 #include <cstddef>
 #include <functional>
 #include <ostream>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -39,77 +42,36 @@ void dumpOperand(const RLExpr* operand, std::ostream& out, int indent) {
 
 // One element as a value of exactly the type that the sample's getter returns.
 Var readElement(const Sample& sample, unsigned short entry, BaseType type, unsigned int index) {
-    switch (type) {
-        case UnknownType:
-            break;
-        case Int8:
-            return sample.GetInt8(entry, index);
-        case Int16:
-            return sample.GetInt16(entry, index);
-        case Int32:
-            return sample.GetInt32(entry, index);
-        case Int64:
-            return sample.GetInt64(entry, index);
-        case UInt8:
-            return sample.GetUInt8(entry, index);
-        case UInt16:
-            return sample.GetUInt16(entry, index);
-        case UInt32:
-            return sample.GetUInt32(entry, index);
-        case UInt64:
-            return sample.GetUInt64(entry, index);
-        case Float:
-            return sample.GetFloat(entry, index);
-        case Double:
-            return sample.GetDouble(entry, index);
-        case Bool:
-            return sample.GetBool(entry, index);
-        case String:
-            return sample.GetString(entry);
-    }
-    return Var();
-}
-
-// Compares a value, taken as `Native`, with the literal converted to `Converted`.
-template <class Native, class Converted = Native, class Compare>
-bool compareAs(const Var& element, const Var& literal, Compare compare) {
-    const Native& own = element.extract<Native>();
-    const auto other = literal.convert<Converted>();
-    return compare(static_cast<Converted>(own), other);
+    const auto read = Overloaded{
+        [&](std::type_identity<char>) { return Var(sample.GetInt8(entry, index)); },
+        [&](std::type_identity<short>) { return Var(sample.GetInt16(entry, index)); },
+        [&](std::type_identity<int>) { return Var(sample.GetInt32(entry, index)); },
+        [&](std::type_identity<long long>) { return Var(sample.GetInt64(entry, index)); },
+        [&](std::type_identity<unsigned char>) { return Var(sample.GetUInt8(entry, index)); },
+        [&](std::type_identity<unsigned short>) { return Var(sample.GetUInt16(entry, index)); },
+        [&](std::type_identity<unsigned int>) { return Var(sample.GetUInt32(entry, index)); },
+        [&](std::type_identity<unsigned long long>) { return Var(sample.GetUInt64(entry, index)); },
+        [&](std::type_identity<float>) { return Var(sample.GetFloat(entry, index)); },
+        [&](std::type_identity<double>) { return Var(sample.GetDouble(entry, index)); },
+        [&](std::type_identity<bool>) { return Var(sample.GetBool(entry, index)); },
+        [&](std::type_identity<std::string>) { return Var(sample.GetString(entry)); },
+        [](std::type_identity<void>) { return Var(); }};
+    return VisitType(type, read);
 }
 
 template <class Compare>
 bool compareElement(BaseType type, const Var& element, const Var& literal, Compare compare) {
-    switch (type) {
-        case UnknownType:
+    return VisitType(type, [&]<class Native>(std::type_identity<Native>) {
+        if constexpr (std::is_void_v<Native>) {
             return false;
-        case Int8:
-            // The conversion to char takes text for a character and knows no negative numbers.
-            return compareAs<char, Poco::Int8>(element, literal, compare);
-        case Int16:
-            return compareAs<short>(element, literal, compare);
-        case Int32:
-            return compareAs<int>(element, literal, compare);
-        case Int64:
-            return compareAs<long long>(element, literal, compare);
-        case UInt8:
-            return compareAs<unsigned char>(element, literal, compare);
-        case UInt16:
-            return compareAs<unsigned short>(element, literal, compare);
-        case UInt32:
-            return compareAs<unsigned int>(element, literal, compare);
-        case UInt64:
-            return compareAs<unsigned long long>(element, literal, compare);
-        case Float:
-            return compareAs<float>(element, literal, compare);
-        case Double:
-            return compareAs<double>(element, literal, compare);
-        case Bool:
-            return compareAs<bool>(element, literal, compare);
-        case String:
-            return compareAs<std::string>(element, literal, compare);
-    }
-    return false;
+        } else {
+            // The conversion to `char` takes a text for a character and refuses negative numbers.
+            using Converted = std::conditional_t<std::is_same_v<Native, char>, Poco::Int8, Native>;
+            const Native& own = element.extract<Native>();
+            const auto other = literal.convert<Converted>();
+            return compare(static_cast<const Converted&>(own), other);
+        }
+    });
 }
 
 // A sample that was moved from has no type, and so no entries.
