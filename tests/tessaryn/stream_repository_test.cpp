@@ -239,6 +239,18 @@ TEST_F(StreamTypes, AreFoundByPathOrFullName) {
               "Item 'Any' does not exist.");
 }
 
+TEST_F(StreamTypes, AreResolvedByPathBeforeFullName) {
+    StreamTypeCollection* const byPath = types.Add("a.b.Pos");
+    StreamTypeCollection* const below = types.Add("a/b/Pos");
+    EXPECT_EQ(&types.Resolve("a/b/Pos"), below);
+    EXPECT_EQ(&types.Resolve("a.b.Pos"), byPath);
+    types.Remove("a.b.Pos");
+    EXPECT_EQ(&types.Resolve("a.b.Pos"), below);
+    EXPECT_EQ(types.ResolvePtr("b.Pos"), nullptr);
+    EXPECT_EQ(MessageOf<ItemNotFoundException>([&] { types.Resolve("b.Pos"); }),
+              "Item 'b.Pos' does not exist.");
+}
+
 TEST_F(StreamTypes, ReadTheSeparatorOfANode) {
     for (const std::string text : {"", "//", ":"}) {
         const BuiltTree node({Value("GroupSeparator", text)});

@@ -56,16 +56,6 @@ Poco::Timestamp Ago(const Poco::Timespan& span) {
     return overflow || then < 0 ? Earliest() : Poco::Timestamp(then);
 }
 
-// The collection of a path or, since a stream writes its type's full name, of a full name.
-const StreamTypeCollection& FindCollection(const StreamTypeRepository& types,
-                                           const std::string& path) {
-    const StreamTypeCollection* collection = types.GetPtr(path);
-    if (collection == nullptr) {
-        collection = types.FindByFullName(path);
-    }
-    return collection != nullptr ? *collection : types[path];
-}
-
 }  // namespace
 
 // A callback that has samples in hand: those that leave the ring meanwhile are kept for it.
@@ -139,7 +129,7 @@ Stream::Stream(const Serializer<NodeRef>& serializer, const INode& node,
     Version version;
     serializer.Deserialize(node["TypeVersion"], version, serialization::Mandatory(),
                            Version::Latest());
-    streamType = &FindCollection(types, typePath).Get(version);
+    streamType = &types.Resolve(typePath).Get(version);
     try {
         Fill(serializer, node);
     } catch (const std::exception& error) {

@@ -3,6 +3,7 @@
 
 #include "tessaryn/stream_type_repository.h"
 
+#include "tessaryn/errors.h"
 #include "tessaryn/node_fields.h"
 #include "tessaryn/private/stream_type_repository_private.h"
 
@@ -50,6 +51,18 @@ StreamTypeCollection& StreamTypeRepository::operator[](const std::string& path) 
 
 StreamTypeCollection* StreamTypeRepository::FindByFullName(const std::string& fullName) const {
     return implementation->FindByFullName(fullName);
+}
+
+StreamTypeCollection* StreamTypeRepository::ResolvePtr(const std::string& pathOrFullName) const {
+    return implementation->ResolvePtr(pathOrFullName);
+}
+
+StreamTypeCollection& StreamTypeRepository::Resolve(const std::string& pathOrFullName) const {
+    StreamTypeCollection* const collection = implementation->ResolvePtr(pathOrFullName);
+    if (collection == nullptr) {
+        throw ItemNotFoundException(pathOrFullName);
+    }
+    return *collection;
 }
 
 StreamTypeCollectionGroup* StreamTypeRepository::GetGroupPtr(const std::string& path) const {

@@ -84,6 +84,13 @@ class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
     /// \param fullName names joined with "."
     /// \return \ownership lends
     StreamTypeCollection* FindByFullName(const std::string& fullName) const;
+    /// The collection of a path or, where the path leads nowhere, of a full name; null when neither
+    /// is found. Streams find their type by this, since they are written with its full name.
+    /// \return \ownership lends
+    StreamTypeCollection* ResolvePtr(const std::string& pathOrFullName) const;
+    /// As `ResolvePtr`.
+    /// \throws ItemNotFoundException that names the text
+    StreamTypeCollection& Resolve(const std::string& pathOrFullName) const;
     /// The group of a path, or null; the root for the empty path.
     /// \param path the path
     /// \return \ownership lends

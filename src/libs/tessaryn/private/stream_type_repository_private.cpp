@@ -144,6 +144,11 @@ StreamTypeCollection* StreamTypeRepositoryPrivate::FindByFullName(const std::str
     return repo.FindByFullName(fullName);
 }
 
+StreamTypeCollection* StreamTypeRepositoryPrivate::ResolvePtr(const std::string& pathOrFullName) {
+    StreamTypeCollection* const collection = GetPtr(pathOrFullName);
+    return collection != nullptr ? collection : FindByFullName(pathOrFullName);
+}
+
 StreamTypeCollectionGroup* StreamTypeRepositoryPrivate::GetGroupPtr(const std::string& path) {
     return repo.GetGroupPtr(path);
 }

@@ -44,6 +44,8 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
     StreamTypeCollection& Get(const std::string& path);
     /// \copydoc StreamTypeRepository::FindByFullName
     StreamTypeCollection* FindByFullName(const std::string& fullName);
+    /// \copydoc StreamTypeRepository::ResolvePtr
+    StreamTypeCollection* ResolvePtr(const std::string& pathOrFullName);
     /// \copydoc StreamTypeRepository::GetGroupPtr
     StreamTypeCollectionGroup* GetGroupPtr(const std::string& path);
     /// \copydoc StreamTypeRepository::GetGroup
