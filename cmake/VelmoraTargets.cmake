@@ -59,23 +59,11 @@ function(velmora_add_library name)
                    POSITION_INDEPENDENT_CODE ON
                    DEFINE_SYMBOL ""
                    LINKER_LANGUAGE CXX
-                   VERIFY_INTERFACE_HEADER_SETS ON
                    EXPORT_NAME ${name}
                    INSTALL_RPATH "$ORIGIN"
                    VERSION ${PROJECT_VERSION}
                    SOVERSION ${PROJECT_VERSION_MAJOR})
     target_compile_features(${target} PUBLIC cxx_std_20)
-    # The check that every header compiles alone knows no options of the target, but the folder's:
-    # here the warnings that a host may have.
-    set_property(
-        DIRECTORY
-        PROPERTY COMPILE_OPTIONS
-                 -Wall
-                 -Wextra
-                 -Wpedantic
-                 -Wconversion
-                 $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>
-                 $<$<BOOL:${VELMORA_WARNINGS_AS_ERRORS}>:-Werror>)
     if(BUILD_SHARED_LIBS)
         target_link_options(${target} PRIVATE -Wl,--no-undefined)
         if(VELMORA_SANITIZE)

@@ -1,0 +1,67 @@
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+# shellcheck shell=bash
+
+# Layers from the lowest up: a file includes nothing of a layer above its own.
+include_layers="src/libs/common src/libs/serializer src/libs/tessaryn src/tools"
+
+# include_edges <root>: a line "including included" for each include between two of the project's
+# files below <root>/src, which are found in the including file's own folder, in src/libs or in the
+# program's folder.
+include_edges() {
+    (
+        cd "$1"
+        find src -name '*.h' -o -name '*.cpp' | sort | xargs awk '
+            BEGIN {
+                for (i = 1; i < ARGC; ++i)
+                    known[ARGV[i]]
+            }
+            match($0, /^#include "[^"]+"/) {
+                name = substr($0, 11, RLENGTH - 11)
+                folder = FILENAME
+                sub(/[^\/]*$/, "", folder)
+                split(folder " src/libs/ src/tools/tessaryn/", places, " ")
+                for (i = 1; i <= 3; ++i) {
+                    if (places[i] name in known) {
+                        print FILENAME, places[i] name
+                        break
+                    }
+                }
+            }'
+    )
+}
+
+# check_includes [ROOT]: no include leads to a layer above, and no unit, that is a header with the
+# source of the same name, includes itself through others.
+check_includes() {
+    local edges units status=0
+    edges="$(include_edges "${1:-.}")"
+    if (($(wc -l <<<"$edges") < 50)); then
+        echo "Only these includes were found: $edges" >&2
+        return 1
+    fi
+    awk -v layers="$include_layers" '
+        BEGIN { count = split(layers, layer, " ") }
+        function height(file, i) {
+            for (i = count; i > 0; --i)
+                if (index(file, layer[i] "/") == 1)
+                    return i
+            print file " is in no layer"
+            found = 1
+            return 0
+        }
+        height($1) < height($2) {
+            print $1 " includes " $2 " of a layer above"
+            found = 1
+        }
+        END { exit found }' <<<"$edges" >&2 || status=1
+    units="$(sed -E 's/\.(h|cpp)( |$)/\2/g' <<<"$edges" | awk '$1 != $2' | sort -u)"
+    if ! tsort <<<"$units" 2>&1 >/dev/null | sed 's/^tsort: -: input contains a loop:/a cycle of includes:/; s/^tsort: /  /' |
+        awk '{ print } END { exit NR > 0 }' >&2; then
+        status=1
+    fi
+    if ((status == 0)); then
+        echo "$(wc -l <<<"$units") includes between units lead down, without a cycle"
+    fi
+    return "$status"
+}
