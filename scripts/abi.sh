@@ -2,12 +2,12 @@
 # SPDX-License-Identifier: BSL-1.0
 # shellcheck shell=bash disable=SC2154
 
-# ./dev abi [COMMIT]: compares the binary interface of the libraries with that of a commit, the last
-# release unless told. Ends with 0 where hosts that were built then still run, also when something
-# was added; with 1 where they don't; with 2 when there is nothing to compare with.
+# ./dev abi [COMMIT]: compares the binary interface of the libraries with that of a commit, by
+# default the last release. Exits with 0 if hosts built with that commit still run, with 1 if they
+# do not, with 2 if there is nothing to compare with.
 # ./dev abi --update: writes the list of symbols that the tests compare.
 
-# abi_build <sources> <build folder>: the libraries and their headers end up in <build folder>/root.
+# abi_build <sources> <build folder>: installs libraries and headers in <build folder>/root.
 abi_build() {
     cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_BUILD_TESTS=OFF \
         -DVELMORA_BUILD_EXAMPLES=OFF -DVELMORA_BUILD_TOOLS=OFF -DCMAKE_INSTALL_LIBDIR=lib
@@ -31,8 +31,8 @@ cmd_abi() {
 
     local old="${1-}"
     if [[ -z "$old" ]] && ! old="$(git describe --tags --abbrev=0 --match 'v[0-9]*' 2>/dev/null)"; then
-        echo "There is no release to compare with yet, no tag such as v1.0.0. To compare with another" >&2
-        echo "commit, name it: ./dev abi <commit>" >&2
+        echo "There is no release yet, no tag such as v1.0.0. To compare with another commit:" >&2
+        echo "./dev abi <commit>" >&2
         return 2
     fi
     need "${build_packages[@]}" abigail-tools
@@ -41,7 +41,7 @@ cmd_abi() {
     mkdir -p build/abi/sources
     git archive "$old" | tar -x -C build/abi/sources
     abi_build build/abi/sources build/abi/old
-    begin "build the libraries as they are"
+    begin "build the current libraries"
     abi_build . build/abi/new
 
     begin "compare the libraries with those of $old"
@@ -59,9 +59,9 @@ cmd_abi() {
             return 2
         elif ((status & 8)); then
             broken=1
-            echo "velmora_$library: hosts built with $old don't run any more"
+            echo "velmora_$library: hosts built with $old no longer run"
         elif ((status & 4)); then
-            echo "velmora_$library: changed; hosts built with $old run if nothing above says else"
+            echo "velmora_$library: changed; hosts built with $old run unless a line above says otherwise"
         else
             echo "velmora_$library: no change"
         fi

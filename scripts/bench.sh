@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: BSL-1.0
 # shellcheck shell=bash disable=SC2154
 
-# ./dev bench [--gate] [--save] [FILTER]: measures everything, or what the regular expression names,
-# such as 'P[0-3]' or 'Q1.*/(ours|floor)', and prints the tables. With --gate it fails where a ratio
-# misses its goal by more than a tenth. With --save it writes the tables, with the machine and the
-# date, between the two marks in docs/performance.md.
+# ./dev bench [--gate] [--save] [FILTER]: runs all benchmarks, or those that match the regular
+# expression, such as 'P[0-3]' or 'Q1.*/(ours|floor)', and prints the tables. --gate fails if a ratio
+# exceeds its goal by more than a tenth. --save writes the tables, with machine and date, between the
+# two marks in docs/performance.md.
 
 bench_machine() {
     local poco
@@ -29,7 +29,7 @@ bench_save() {
             print ""
         }' "$page" >build/performance.md
     cp build/performance.md "$page"
-    echo "kept in $page"
+    echo "saved in $page"
 }
 
 cmd_bench() {
@@ -46,7 +46,7 @@ cmd_bench() {
         esac
     done
     if [[ -n "$save" && -n "$filter" ]]; then
-        echo "Only whole tables are kept: --save takes no filter." >&2
+        echo "--save writes complete tables: it cannot be combined with a filter." >&2
         return 2
     fi
     if [[ -n "$filter" ]]; then

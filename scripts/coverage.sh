@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: BSL-1.0
 # shellcheck shell=bash disable=SC2154
 
-# ./dev coverage: which lines of the libraries the tests run, a row a file and the total. The page
-# build/coverage/report/index.html shows them line by line.
+# ./dev coverage: prints how many lines of the libraries the tests run, by file and in total. The
+# page build/coverage/report/index.html shows each line.
 cmd_coverage() {
     if (($# > 0)); then
         usage >&2
@@ -14,7 +14,7 @@ cmd_coverage() {
     build coverage -t tests/all
     find build/coverage -name '*.gcda' -delete
     begin "test coverage"
-    # The packaging tests build the libraries anew, without counting.
+    # The packaging tests build the libraries again, without counting.
     ctest --preset coverage -j "$jobs" -LE package
     begin "count lines"
     mkdir -p build/coverage/report

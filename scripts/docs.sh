@@ -2,8 +2,8 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-# ./dev docs: the reference of everything that a host can include, with the guides, as HTML. Fails
-# at the first run with a warning: an undocumented name or parameter, a reference to nothing.
+# ./dev docs: generates the reference of everything that a host can include, with the guides, as
+# HTML. A warning fails: an undocumented name or parameter, a broken reference.
 cmd_docs() {
     if (($# > 0)); then
         usage >&2

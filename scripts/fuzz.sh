@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: BSL-1.0
 # shellcheck shell=bash disable=SC2154
 
-# The longest input of a target: longer ones only take longer.
+# fuzz_length <target>: the maximum length of an input in bytes. Longer ones find nothing more.
 fuzz_length() {
     case "$1" in
         documents) echo 4000 ;;
@@ -12,9 +12,9 @@ fuzz_length() {
     esac
 }
 
-# fuzz_target <target> <seconds> <seed>: leaves the status in a file, for it runs beside others. What a run
-# learns stays below build/fuzz and helps the next one; hanging, leaking or taking more than 1 GiB is
-# a finding like a failed assertion.
+# fuzz_target <target> <seconds> <seed>: runs in the background, so it writes its status to a file.
+# The corpus that a run finds stays below build/fuzz for the next one. A hang, a leak or more than
+# 1 GiB of memory is a finding like a failed assertion.
 fuzz_target() {
     local target="$1" place="build/fuzz/runs/$1" options=() status=0
     rm -rf "$place/findings"
@@ -30,8 +30,8 @@ fuzz_target() {
     echo "$status" >"$place/status"
 }
 
-# ./dev fuzz [SECONDS [SEED]]: all targets, as many at a time as jobs. From one seed the same inputs
-# come again, so that what fails in the integration fails for a change, not for a change of luck.
+# ./dev fuzz [SECONDS [SEED]]: runs all targets, as many at a time as jobs. One seed always gives the
+# same inputs, so that the integration fails because of a change and not by chance.
 cmd_fuzz() {
     local seconds="${1:-30}" seed="${2:-0}" target place failed=0 targets=()
     if (($# > 2)) || [[ ! "$seconds $seed" =~ ^[1-9][0-9]*\ [0-9]+$ ]]; then
@@ -61,7 +61,7 @@ cmd_fuzz() {
             failed=1
             grep -E -A 12 'Failure$|ERROR:|runtime error:|terminate called' "$place/log" |
                 grep -vE 'NEW_FUNC|#[0-9]+ .*(fuzzer::|testing::|sanitizer|raise|abort|pthread|Finding)' | head -n 30 >&2 || true
-            echo "The whole output is in $place/log. To see it again:" >&2
+            echo "The complete output is in $place/log. To reproduce:" >&2
             printf 'build/fuzz/bin/fuzz_%s %s\n' "$target" "$(echo "$place"/findings/*)" >&2
         fi
     done

@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: BSL-1.0
 # shellcheck shell=bash disable=SC2154
 
-# ./dev soak [--plain | --tsan] [SECONDS]: a host of hundreds of streams and rules under all kinds
-# of threads, 60 s as it is shipped and 60 s under the thread sanitizer. Fails at a torn, lost or
-# untold sample, at growth and at a stall.
+# ./dev soak [--plain | --tsan] [SECONDS]: runs threads of all kinds on a host with hundreds of
+# streams and rules, 60 s as it is shipped and 60 s under the thread sanitizer. Fails on a torn, lost
+# or unreported sample, on memory growth and on a stall.
 
 # soak_build <preset> <seconds> <command prefix>...
 soak_build() {

@@ -3,9 +3,9 @@
 
 // usage: soak [SECONDS [STALL_SECONDS]]
 //
-// Lets all kinds of threads loose on one host. Fails at the first torn, lost or untold sample, when
-// a thread has done nothing for STALL_SECONDS, and when memory has grown from the end of the first
-// quarter to the end by more than an eighth and the tolerance.
+// Runs threads of all kinds on one host. Fails at the first torn, lost or unreported sample, if a
+// thread makes no progress for STALL_SECONDS, and if memory grows from the end of the first quarter
+// to the end of the run by more than an eighth plus the tolerance.
 
 #include "soak/plant.h"
 
@@ -37,12 +37,12 @@ constexpr Kind kinds[] = {{"pushes", &soak::Plant::Push, 2},
                           {"changes", &soak::Plant::Change, 1},
                           {"queries by time", &soak::Plant::Read, 2},
                           {"visits of subscribers", &soak::Plant::Visit, 2},
-                          {"groups, streams, types", &soak::Plant::Garden, 1},
+                          {"groups, streams, types", &soak::Plant::ChangeGroups, 1},
                           {"uses of guests", &soak::Plant::UseGuest, 1},
                           {"repositories written", &soak::Plant::Write, 1}};
 
 struct Worker {
-    Worker(const Kind& work, unsigned number) : kind(&work), random(number) {}
+    Worker(const Kind& kind, unsigned seed) : kind(&kind), random(seed) {}
 
     const Kind* kind;
     soak::Random random;
@@ -53,7 +53,7 @@ struct Worker {
     std::thread thread;
 };
 
-// The thread sanitizer keeps accounts of its own, which grow for minutes.
+// In MiB. The thread sanitizer's own memory grows for minutes.
 #ifdef __SANITIZE_THREAD__
 constexpr double tolerance = 128;
 #else
@@ -70,7 +70,7 @@ double MebibytesInUse() {
 
 class Soak {
   public:
-    Soak(int lasting, int stalling) : duration(lasting), stall(stalling) {
+    Soak(int duration, int stall) : duration(duration), stall(stall) {
         for (const Kind& kind : kinds) {
             for (int i = 0; i < kind.threads; ++i) {
                 workers.emplace_back(kind, static_cast<unsigned>(workers.size() + 1));
@@ -83,12 +83,12 @@ class Soak {
             worker.thread = std::thread([this, &worker] { Work(worker); });
         }
         const Clock::time_point begin = Clock::now();
-        double warm = 0;
+        double warmedUp = 0;
         while (Clock::now() - begin < duration && referee.Fault() == nullptr) {
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
-            EndWhereStalled();
-            if (warm == 0 && Clock::now() - begin > duration / 4) {
-                warm = MebibytesInUse();
+            ExitIfStalled();
+            if (warmedUp == 0 && Clock::now() - begin > duration / 4) {
+                warmedUp = MebibytesInUse();
             }
         }
         const double end = MebibytesInUse();
@@ -96,15 +96,15 @@ class Soak {
         while (!std::all_of(workers.begin(), workers.end(),
                             [](auto& worker) -> bool { return worker.ended; })) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            EndWhereStalled();
+            ExitIfStalled();
         }
         for (Worker& worker : workers) {
             worker.thread.join();
         }
         plant.ExpectBalance();
-        referee.Expect(end - warm < warm / 8 + tolerance, "memory has grown");
+        referee.Expect(end - warmedUp < warmedUp / 8 + tolerance, "memory has grown");
         Print();
-        std::printf("memory %.1f MiB after a quarter, %.1f MiB at the end\n", warm, end);
+        std::printf("memory %.1f MiB after a quarter, %.1f MiB at the end\n", warmedUp, end);
         return Verdict();
     }
 
@@ -122,8 +122,8 @@ class Soak {
         worker.ended = true;
     }
 
-    // A thread that waits for ever can't be ended in another way.
-    void EndWhereStalled() {
+    // A thread that waits forever cannot be ended in another way.
+    void ExitIfStalled() {
         const Clock::time_point now = Clock::now();
         for (Worker& worker : workers) {
             const long long done = worker.done;

@@ -3,8 +3,8 @@
 # SPDX-License-Identifier: BSL-1.0
 
 # Prints twelve hours of an invented cold store, one row a minute, as CSV. Nothing here was
-# measured. The random numbers come from a generator of fixed seed, so that every machine prints
-# the same bytes:  tools/make_example_recording.sh > examples/data/synthetic_cold_store.csv
+# measured. The random numbers come from a generator with a fixed seed, so every machine prints the
+# same bytes:  scripts/make_example_recording.sh > examples/data/synthetic_cold_store.csv
 
 set -euo pipefail
 

@@ -49,7 +49,7 @@ void Fill(Sample& sample, long long value) {
     sample.Set(check, 0, ~value);
 }
 
-bool IsWhole(const Sample& sample) {
+bool IsConsistent(const Sample& sample) {
     const long long value = sample.GetInt64(number, 0);
     if (sample.GetInt64(check, 0) != ~value || sample.GetBool(even, 0) != (value % 2 == 0) ||
         sample.GetSize(values) != 4) {
@@ -63,12 +63,12 @@ bool IsWhole(const Sample& sample) {
     return sample.GetString(text) == std::string(static_cast<std::size_t>(value % 40), 'x');
 }
 
-// Whole, and in the order in which they were pushed: around the ring's seam there is one descent.
-void ExpectWhole(const std::vector<Sample*>& samples, Referee& referee, bool ordered) {
+// No sample is torn. If ordered, the numbers ascend but for one descent where the ring wraps.
+void ExpectConsistent(const std::vector<Sample*>& samples, Referee& referee, bool ordered) {
     int descents = 0;
     long long last = 0;
     for (const Sample* sample : samples) {
-        referee.Expect(IsWhole(*sample), "a reader saw a torn sample");
+        referee.Expect(IsConsistent(*sample), "a reader saw a torn sample");
         const long long value = sample->GetInt64(number, 0);
         descents += value <= std::exchange(last, value) ? 1 : 0;
     }
@@ -83,41 +83,42 @@ std::string GuestType(Random& random) {
     return "guests/T" + std::to_string(random() % 12);
 }
 
-// A subscriber that is there for a moment only.
+// A subscriber that exists for one notification or a few.
 class Visitor {
   public:
-    explicit Visitor(Referee& judge) : referee(judge) {}
+    explicit Visitor(Referee& referee) : referee(referee) {}
     Visitor(const Visitor&) = delete;
     Visitor& operator=(const Visitor&) = delete;
-    ~Visitor() { here = false; }
+    ~Visitor() { alive = false; }
 
     void OnChange(SubscriptionArgs& args) {
-        referee.Expect(here, "a subscriber was told after it had gone");
-        referee.Expect(IsWhole(*args.sample), "a subscriber saw a torn sample");
-        ++told;
+        referee.Expect(alive, "a subscriber was notified after it was destroyed");
+        referee.Expect(IsConsistent(*args.sample), "a subscriber saw a torn sample");
+        ++notified;
     }
-    long long Told() const { return told; }
+    long long Notified() const { return notified; }
 
   private:
     Referee& referee;
-    std::atomic<bool> here = true;
-    long long told = 0;
+    std::atomic<bool> alive = true;
+    long long notified = 0;
 };
 
 }  // namespace
 
 void Line::OnChange(SubscriptionArgs& args) {
-    ++told[args.changeType];
-    referee->Expect(IsWhole(*args.sample), "a subscriber saw a torn sample");
+    ++notified[args.changeType];
+    referee->Expect(IsConsistent(*args.sample), "a subscriber saw a torn sample");
     if (args.changeType != pushed) {
         return;
     }
-    referee->Expect(args.sample->GetInt64(number, 0) == told[pushed], "a push was not told of");
+    referee->Expect(args.sample->GetInt64(number, 0) == notified[pushed],
+                    "a push was not notified");
     even += args.sample->GetBool(soak::even, 0) ? 1 : 0;
 }
 
-Plant::Plant(Referee& judge)
-    : referee(judge),
+Plant::Plant(Referee& referee)
+    : referee(referee),
       types(Poco::Logger::root(), '/'),
       streams(Poco::Logger::root(), '/'),
       type(&types.Add("Reading")->Add({1, 0, 0})) {
@@ -165,7 +166,7 @@ void Plant::PushFromPeer(Random& random) {
 }
 
 void Plant::Pop(Random& random) {
-    // Fewer than there are pushes, or the rings would run empty.
+    // Fewer pops than pushes, or the rings would run empty.
     for (int i = 0; i < 6; ++i) {
         Read(random);
     }
@@ -197,7 +198,7 @@ void Plant::Change(Random& random) {
 void Plant::Read(Random& random) {
     const Stream& stream = *AnyLine(random).stream;
     const auto look = [&](const std::vector<Sample*>& samples) {
-        ExpectWhole(samples, referee, true);
+        ExpectConsistent(samples, referee, true);
     };
     const Poco::Timestamp now;
     const Poco::Timespan span(static_cast<Poco::Timespan::TimeDiff>(random() % 100000));
@@ -224,7 +225,7 @@ void Plant::Visit(Random& random) {
     line.stream->Subscribe(subscription);
     line.stream->PushNew([&](Sample& sample) { Fill(sample, ++line.pushes); });
     line.stream->Unsubscribe(subscription);
-    referee.Expect(visitor.Told() > 0, "a subscriber was not told");
+    referee.Expect(visitor.Notified() > 0, "a subscriber was not notified");
 }
 
 void Plant::AddGuest(Random& random) {
@@ -234,8 +235,8 @@ void Plant::AddGuest(Random& random) {
     }
 }
 
-// Types come and go, but none that a stream has.
-void Plant::GardenTypes(Random& random) {
+// Adds and removes types, but none that a stream uses.
+void Plant::ChangeTypes(Random& random) {
     const std::string path = GuestType(random);
     StreamTypeCollection* const collection = types.GetPtr(path);
     if (collection == nullptr) {
@@ -245,7 +246,7 @@ void Plant::GardenTypes(Random& random) {
     }
 }
 
-void Plant::Garden(Random& random) {
+void Plant::ChangeGroups(Random& random) {
     streams.AtomicExecute([&] {
         types.AtomicExecute([&] {
             const unsigned long action = random() % 40;
@@ -257,7 +258,7 @@ void Plant::Garden(Random& random) {
                 const std::string path = GuestPath(random);
                 streams.Remove(path.substr(0, path.rfind('/')));
             } else if (action < 20) {
-                GardenTypes(random);
+                ChangeTypes(random);
             } else {
                 AddGuest(random);
             }
@@ -276,8 +277,9 @@ void Plant::UseGuest(Random& random) {
         guest->GetLatest([&](const Sample& sample) {
             referee.Expect(sample.GetInt64(number, 0) == value, "a guest's push was lost");
         });
-        guest->GetAll(
-            [&](const std::vector<Sample*>& samples) { ExpectWhole(samples, referee, false); });
+        guest->GetAll([&](const std::vector<Sample*>& samples) {
+            ExpectConsistent(samples, referee, false);
+        });
     });
 }
 
@@ -294,21 +296,22 @@ void Plant::Write(Random& random) {
         types.AtomicExecute([&] {
             streams.Serialize(serializer, root);
             const StreamRepository copy(Poco::Logger::root(), serializer, root, types);
-            copy["plant/hall3/line3"].GetAll(
-                [&](const std::vector<Sample*>& samples) { ExpectWhole(samples, referee, true); });
+            copy["plant/hall3/line3"].GetAll([&](const std::vector<Sample*>& samples) {
+                ExpectConsistent(samples, referee, true);
+            });
         });
     });
 }
 
 void Plant::ExpectBalance() {
     for (const auto& line : lines) {
-        referee.Expect(line->told[pushed] == line->pushes, "pushes were not told of");
-        referee.Expect(line->told[popped] == line->pops, "pops were not told of");
-        referee.Expect(line->told[changed] == line->changes, "changes were not told of");
-        referee.Expect(line->toldEven == line->even, "a rule chose the wrong pushes");
-        referee.Expect(line->toldNever == 0, "a rule applied that never does");
+        referee.Expect(line->notified[pushed] == line->pushes, "pushes were not notified");
+        referee.Expect(line->notified[popped] == line->pops, "pops were not notified");
+        referee.Expect(line->notified[changed] == line->changes, "changes were not notified");
+        referee.Expect(line->notifiedEven == line->even, "a rule chose the wrong pushes");
+        referee.Expect(line->notifiedNever == 0, "a rule applied that never does");
         line->stream->GetAll([&](const std::vector<Sample*>& samples) {
-            ExpectWhole(samples, referee, true);
+            ExpectConsistent(samples, referee, true);
             const auto isLast = [&](const Sample* sample) {
                 return sample->GetInt64(number, 0) == line->pushes;
             };

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-/// A host that never rests: hundreds of streams and rules in a repository, and what its threads do
-/// to them. Every sample tells the same number in several ways, so that a torn one shows.
+/// A host with hundreds of streams and rules in a repository, and the operations that its threads
+/// run on them. Every sample holds one number in several entries, so that a torn sample is seen.
 namespace soak {
 
 using namespace velmora::core;
@@ -23,7 +23,7 @@ using tessaryn::Stream;
 using tessaryn::SubscriptionArgs;
 using Random = std::minstd_rand;
 
-/// Keeps the first fault.
+/// Collects the first fault. Any thread may report one.
 class Referee {
   public:
     void Expect(bool holds, const char* fault) {
@@ -32,51 +32,51 @@ class Referee {
             first.compare_exchange_strong(none, fault);
         }
     }
-    /// Null while all is well.
+    /// Null if there is none.
     const char* Fault() const { return first; }
 
   private:
     std::atomic<const char*> first = nullptr;
 };
 
-/// A stream that stays, and the account of it: all of it is guarded by the stream's lock.
+/// A stream that is never removed, and the expected counts. Guarded by the stream's lock.
 struct Line {
     void OnChange(SubscriptionArgs& args);
-    void OnEven(SubscriptionArgs&) { ++toldEven; }
-    void OnNever(SubscriptionArgs&) { ++toldNever; }
+    void OnEven(SubscriptionArgs&) { ++notifiedEven; }
+    void OnNever(SubscriptionArgs&) { ++notifiedNever; }
 
     Referee* referee = nullptr;
     Stream* stream = nullptr;
     long long pushes = 0;
     long long pops = 0;
     long long changes = 0;
-    long long told[3] = {};
+    long long notified[3] = {};
     long long even = 0;
-    long long toldEven = 0;
-    long long toldNever = 0;
+    long long notifiedEven = 0;
+    long long notifiedNever = 0;
 };
 
 class Plant {
   public:
-    explicit Plant(Referee& judge);
+    explicit Plant(Referee& referee);
 
-    // One operation of a thread each; any number of threads may be at it.
+    // One operation of a thread each. Any number of threads may call them concurrently.
     void Push(Random& random);
     void PushFromPeer(Random& random);
     void Pop(Random& random);
     void Change(Random& random);
     void Read(Random& random);
     void Visit(Random& random);
-    void Garden(Random& random);
+    void ChangeGroups(Random& random);
     void UseGuest(Random& random);
     void Write(Random& random);
 
-    /// When all threads have ended: nothing was lost.
+    /// Compares the counts. To be called after all threads have ended.
     void ExpectBalance();
 
   private:
     Line& AnyLine(Random& random) { return *lines[random() % lines.size()]; }
-    void GardenTypes(Random& random);
+    void ChangeTypes(Random& random);
     void AddGuest(Random& random);
 
     Referee& referee;
