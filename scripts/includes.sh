@@ -10,7 +10,7 @@ include_layers="src/libs/common src/libs/serializer src/libs/tessaryn src/tools"
 # program's folder.
 include_edges() {
     (
-        cd "$1"
+        cd "$1" || exit
         find src -name '*.h' -o -name '*.cpp' | sort | xargs awk '
             BEGIN {
                 for (i = 1; i < ARGC; ++i)
