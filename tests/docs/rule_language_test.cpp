@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Does what the page about the rule language says: it makes the page's example sample and asks it
-// every rule of the cookbook, and every text of the table of errors.
+// Executes docs/rule_language.md: makes the sample of its cookbook, evaluates each recipe for it,
+// and parses each text of the table of errors.
 
 #include "common/split.h"
 #include "support/rules.h"
@@ -25,7 +25,7 @@ namespace {
 
 using Row = std::vector<std::string>;
 
-// The cells of a table's line, without blanks around them; "\|" is a bar within one.
+// The cells of a table row, trimmed. "\|" is a bar within a cell.
 Row Cells(std::string line) {
     Poco::replaceInPlace(line, std::string("\\|"), std::string(1, '\1'));
     Row cells;
@@ -36,7 +36,7 @@ Row Cells(std::string line) {
     return cells;
 }
 
-// The rows of the first table under a heading, without its head.
+// The rows of the first table below a heading, without its header.
 std::vector<Row> Table(const std::string& heading) {
     std::ifstream page(VELMORA_RULE_LANGUAGE_PAGE);
     std::string line;
@@ -65,13 +65,13 @@ std::vector<std::string> CodesIn(const std::string& cell) {
     return codes;
 }
 
-std::string Ask(const std::string& rule, Sample& sample) {
+std::string Evaluate(const std::string& rule, Sample& sample) {
     SubscriptionArgs args{pushed, &sample, nullptr};
     return test::OutcomeOf(
         [&] { return std::unique_ptr<ISubscriptionRule>(Expression(rule))->Applies(args); });
 }
 
-TEST(RuleLanguagePage, CookbookTellsWhatRulesAnswer) {
+TEST(RuleLanguagePage, CookbookHasTheResultOfEachRecipe) {
     const std::vector<Row> entries = Table("## Cookbook");
     const std::vector<Row> recipes = Table("### Recipes");
     ASSERT_GE(entries.size(), 5U);
@@ -95,18 +95,19 @@ TEST(RuleLanguagePage, CookbookTellsWhatRulesAnswer) {
     }
     for (const Row& recipe : recipes) {
         ASSERT_TRUE(recipe.size() == 3 && !recipe[2].empty()) << recipe[0];
-        EXPECT_THAT(Ask(Code(recipe[1]), sample), testing::EndsWith(Code(recipe[2]))) << recipe[1];
+        EXPECT_THAT(Evaluate(Code(recipe[1]), sample), testing::EndsWith(Code(recipe[2])))
+            << recipe[1];
     }
 }
 
-TEST(RuleLanguagePage, ErrorsComeWithTheirMessages) {
+TEST(RuleLanguagePage, ErrorTableHasTheMessageOfEachText) {
     StreamType type;
     Sample sample(&type, Poco::Timestamp());
     const std::vector<Row> errors = Table("## Errors");
     ASSERT_GE(errors.size(), 10U);
     for (const Row& error : errors) {
         for (const std::string& rule : CodesIn(error[1])) {
-            EXPECT_THAT(Ask(rule, sample),
+            EXPECT_THAT(Evaluate(rule, sample),
                         testing::StartsWith("Syntax error: " + CodesIn(error[0])[0]))
                 << rule;
         }

@@ -23,7 +23,7 @@ namespace {
 
 using namespace test;
 
-// A text's tree, with "|" in place of line feeds, or its error.
+// The dump of a text's tree with "|" in place of line feeds, or the error.
 std::string TreeOf(const std::string& text) {
     std::string tree;
     const std::string outcome = OutcomeOf([&] {
@@ -34,7 +34,7 @@ std::string TreeOf(const std::string& text) {
     return outcome == "true" ? tree : outcome;
 }
 
-TEST(RuleParser, BuildsTheTreeOfAText) {
+TEST(RLParser, BuildsTree) {
     const std::pair<std::string, std::string> cases[] = {
         {" \t\n", ""},
         {"()", ""},
@@ -58,7 +58,7 @@ TEST(RuleParser, BuildsTheTreeOfAText) {
     }
 }
 
-TEST(RuleParser, RefusesATextInItsOwnWords) {
+TEST(RLParser, RefusesMalformedTextWithFixedMessage) {
     const struct {
         std::string message;
         std::vector<std::string> texts;
@@ -69,7 +69,7 @@ TEST(RuleParser, RefusesATextInItsOwnWords) {
         {"Extra tokens after expression: b", {"a b", "a[1] b", "a \"b\"", "a b &"}},
         {"Extra tokens after expression", {"a \"\""}},
         {"Extra tokens after expression: )", {"a)", ")"}},
-        // A bare name doesn't stand directly before an operator, nor before what isn't one.
+        // A bare name directly before an operator, or before text that is not an operator.
         {"Expected: '(', '[' or '.'", {"a && b", "!a ^^ b()", "a:", "a!", "a = 1", "a && \"b"}},
         {"Expected: ')'", {"(a", "(a b)", "(5)", "(", "a(1)"}},
         {"Expected: identifier", {"a.", "a.1", "a.\"b\""}},
@@ -79,8 +79,8 @@ TEST(RuleParser, RefusesATextInItsOwnWords) {
         {"Misplaced identifier: True", {"x == True"}},
         {"Misplaced token", {"x =="}},
         {"Misplaced token: @", {"x < @"}},
-        // What the tokens and the numbers raise passes unchanged, but not before an error that the
-        // parser finds in front of it, as above: tokens are read one ahead.
+        // Errors of tokens and numbers pass through unchanged. An error of the parser in front of
+        // them comes first, as above, because no token is read ahead of its use.
         {"expected: &, got:  ", {"x & y"}},
         {"Unterminated string literal", {"x == \"a"}},
         {"Not a valid integer: 5x1F", {"x == 5x1F", "x[5x1F]"}},
@@ -106,24 +106,23 @@ std::string Repeat(const std::string& text, int count) {
     return repeated;
 }
 
-// Runs on a thread of POCO's without the shared ownership that its `startFunc` brings: the thread
-// sanitizer can't see the library release it.
+// In place of Poco::Thread::startFunc, whose reference counting the thread sanitizer cannot follow.
 struct Work : Poco::Runnable {
     explicit Work(std::function<void()> toDo) : work(std::move(toDo)) {}
     void run() override { work(); }
     std::function<void()> work;
 };
 
-TEST(RuleParser, LongChainsAndDeepGroupsUseNoMoreOfTheStack) {
+TEST(RLParser, UsesBoundedStackForLongChainsAndDeepGroups) {
     TestType type({{"x", Int32, 1}});
     Sample sample(&type.type, Poco::Timestamp());
     SubscriptionArgs args{pushed, &sample, nullptr};
     const struct {
         std::string repeated, last, closing;
         int count;
-        std::string truth;
+        std::string expected;
     } cases[] = {
-        // The other terms leave it to the last one: in a "^^" chain they cancel out.
+        // The last term decides: in a "^^" chain the others cancel out.
         {"x == 0 && ", "x == 0", "", 10000, "true"},
         {"x == 1 || ", "x == 1", "", 10000, "false"},
         {"x == 0 ^^ ", "x == 1", "", 10000, "false"},
@@ -142,9 +141,9 @@ TEST(RuleParser, LongChainsAndDeepGroupsUseNoMoreOfTheStack) {
         Work work([&] {
             std::shared_ptr<RLExpr> tree = Parse(text);
             const auto ask = [&] { return tree->evaluate(args).value.convert<bool>(); };
-            EXPECT_EQ(OutcomeOf(ask), c.truth) << c.repeated;
+            EXPECT_EQ(OutcomeOf(ask), c.expected) << c.repeated;
             const std::unique_ptr<ISubscriptionRule> rule(Expression(text));
-            EXPECT_EQ(OutcomeOf([&] { return rule->Applies(args); }), c.truth) << c.repeated;
+            EXPECT_EQ(OutcomeOf([&] { return rule->Applies(args); }), c.expected) << c.repeated;
             EXPECT_NE(DumpOf(tree.get()).find("x"), std::string::npos);
         });
         thread.start(work);

@@ -51,14 +51,14 @@ std::string TokensOf(const std::string& text) {
     return tokens;
 }
 
-TEST(RuleTokens, SplitAText) {
+TEST(SubscriptionRuleTokens, SplitText) {
     const std::string unterminated = "{Unterminated string literal} ";
     const std::pair<std::string, std::string> cases[] = {
         {"()[]:.", "op1:( op2:) op3:[ op4:] op5:: op6:. "},
         {"< <= > >=", "op7:< op8:<= op9:> op10:>= "},
         {"== ! != && || ^^", "op11:== op12:! op13:!= op14:&& op15:|| op16:^^ "},
         {"===!!=&&&&", "op11:== op0:= op12:! op13:!= op14:&& op14:&& "},
-        // A doubled operator that isn't doubled names the character that stands in its place.
+        // Where the second character of an operator is missing, the error names the one found.
         {"a & b", "id:a {expected: &, got:  } "},
         {"^", "{expected: ^, got: \xff} "},
         {"&\0"s, "{expected: &, got: \0} "s},
@@ -82,15 +82,15 @@ TEST(RuleTokens, SplitAText) {
     }
 }
 
-TEST(RuleTokens, NumbersConvertToUnsignedIntegersToo) {
-    const std::string no = "Not a valid unsigned integer: ";
+TEST(NumberLiteralToken, ConvertsToUnsignedIntegers) {
+    const std::string invalid = "Not a valid unsigned integer: ";
     const std::vector<std::string> cases[] = {
         {"0xFFFFFFFF", "4294967295", "4294967295"},
         {"0xffffffffffffffff", "Not a valid hexadecimal integer: 0xffffffffffffffff",
          "18446744073709551615"},
-        {"5x1F", no + "5x1F", no + "5x1F"},
-        {"-3", no + "-3", no + "-3"},
-        {"18446744073709551615", no + "18446744073709551615", "18446744073709551615"},
+        {"5x1F", invalid + "5x1F", invalid + "5x1F"},
+        {"-3", invalid + "-3", invalid + "-3"},
+        {"18446744073709551615", invalid + "18446744073709551615", "18446744073709551615"},
     };
     const auto outcomeOf = [](const auto& convert) {
         try {

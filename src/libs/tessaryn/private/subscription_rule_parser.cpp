@@ -26,7 +26,7 @@ constexpr const char* sourceFile = "src/libs/tessaryn/private/subscription_rule_
 constexpr int maxGroups = 1000;
 constexpr int maxTerms = 100000;
 
-// The operator's code; 0 for what is no operator.
+// The code of an operator; 0 for any other token.
 int codeOf(const Token* token) {
     return token->is(Token::OPERATOR_TOKEN) ? token->asInteger() : 0;
 }
@@ -57,7 +57,7 @@ Expr makeComparison(int code, const Expr& left, const Var& value, const std::str
     }
 }
 
-// The tokenizer owns its tokens, but not one that it has no room for.
+// The tokenizer owns the token once `addToken` has returned, but not when it throws.
 template <class TokenClass>
 void addToken(Poco::StreamTokenizer& tokenizer) {
     auto token = std::make_unique<TokenClass>();
@@ -102,7 +102,7 @@ const Token* RLParser::parseAndExpr(const Token* next, Expr& result) {
     return parseOperands<RLAndExpr>(next, result, OperatorToken::OP_AND, &RLParser::parseRelExpr);
 }
 
-// Operands of one level, joined by the operator of that level.
+// Operands of one level of precedence, joined by the operator of that level.
 template <class Node>
 const Token* RLParser::parseOperands(const Token* next, Expr& result, int code, Step operand) {
     next = (this->*operand)(next, result);
@@ -142,9 +142,9 @@ const Token* RLParser::parseGroup(Expr& result) {
     return tokenizer->next();
 }
 
-// What begins with a name: an accessor, a comparison, or both; or the bare name.
+// A relation that begins with a name: an accessor, a comparison, both, or the bare name.
 const Token* RLParser::parseNamed(const Token* next, Expr& result) {
-    // The tokenizer uses its token objects again, so the text has to be copied first.
+    // A copy, since the tokenizer reuses its token objects.
     const std::string name = next->asString();
     next = tokenizer->next();
     if (next->is(Token::OPERATOR_TOKEN) && !isRelOp(next)) {

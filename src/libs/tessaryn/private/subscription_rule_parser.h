@@ -17,72 +17,51 @@ namespace velmora::core::tessaryn {
 
 class RLExpr;
 
-/// Turns a text of the rule language into a tree of `RLExpr` by recursive descent.
+/// Parses a rule's text into a tree of `RLExpr` by recursive descent. docs/rule_language.md has the
+/// grammar.
 ///
-/// From the loosest binding to the tightest, all operators left-associative:
+/// Each step takes the current token, which was read but not used yet, and returns the first token
+/// that it did not use. No step reads further ahead, so the first error in the text is the one that
+/// is reported. Groups may be nested 1,000 deep, and a text may have 100,000 relations; each group
+/// counts as one relation besides those in it.
 ///
-///     expression = or { "^^" or }
-///     or         = and { "||" and }
-///     and        = relation { "&&" relation }
-///     relation   = [ "!" ] ( "(" expression ")" | name [ accessor ] [ comparison ] | nothing )
-///     accessor   = "(" ")" | "[" index "]" | "." name
-///     index      = i | i ":" j | i ":" | ":" j | ":"
-///     comparison = ( "<" | "<=" | ">" | ">=" | "==" | "!=" ) literal
-///
-/// A bare name may not stand directly before "&&", "||" or "^^": it is put in parentheses there.
-/// Each step takes the current token, read but not used, and returns the first one that it did not
-/// use. Tokens are read one ahead, so an error of the parser comes before one in a later token.
-/// Groups may be nested 1,000 deep, and an expression may have 100,000 relations, each group being
-/// one besides what it holds.
-///
-/// \threadsafety external: one parser, one text, one thread
+/// \threadsafety external
 class TESSARYN_API RLParser {
   public:
-    /// \param text the expression
+    /// A parser of one text, of which it keeps a copy.
     explicit RLParser(const std::string& text);
     RLParser(const RLParser&) = delete;
     RLParser& operator=(const RLParser&) = delete;
     ~RLParser();
 
-    /// Parses the whole text.
+    /// Parses the text. To be called once.
     /// \return the tree; null for a blank text
-    /// \throws Poco::SyntaxException when the text is malformed, or nested or long beyond the
-    /// limits
+    /// \throws Poco::SyntaxException when the text is malformed or exceeds the limits above
     std::shared_ptr<RLExpr> parse();
 
   protected:
     /// \name Steps
-    /// A step that recognises nothing leaves its result empty.
+    /// Each parses the part of the grammar that it is named after, and leaves `result` null when
+    /// that part is empty. `name` is the name before an accessor.
     /// \throws Poco::SyntaxException when what follows is malformed
     ///@{
-    /// Recognises the part of the grammar that the step is named after.
-    /// \param next the current token
-    /// \param result receives the tree
+    /// Parses one part of the grammar.
     /// \return the first token that was not used
     const Poco::Token* parseExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseOrExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseAndExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseRelExpr(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
-    /// An accessor, after the name that it belongs to.
-    /// \param next the current token
-    /// \param result receives the tree
-    /// \param name the name before the accessor
-    /// \return the first token that was not used
     const Poco::Token* parseProp(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                  const std::string& name);
-    /// \copydoc parseProp
     const Poco::Token* parseFunc(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                  const std::string& name);
-    /// \copydoc parseProp
     const Poco::Token* parseIndex(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                   const std::string& name);
     ///@}
     /// The literal of a comparison.
-    /// \param token the current token
-    /// \throws Poco::SyntaxException when the token is no literal
+    /// \throws Poco::SyntaxException when the token is not a literal
     Poco::Dynamic::Var token2value(const Poco::Token* token);
     /// Whether the token is the operator of a comparison.
-    /// \param token the current token
     bool isRelOp(const Poco::Token* token);
 
   private:

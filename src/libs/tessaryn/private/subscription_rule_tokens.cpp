@@ -16,7 +16,7 @@ namespace {
 
 constexpr int endOfText = std::char_traits<char>::eof();
 
-// The language is ASCII: what the process's locale takes for a letter is no concern of it.
+// The language is ASCII, whatever the process's locale.
 constexpr bool isDigit(int c) {
     return c >= '0' && c <= '9';
 }
@@ -34,16 +34,16 @@ constexpr bool startsIdentifier(int c) {
                                 ", got: " + std::string(1, static_cast<char>(got)));
 }
 
-// The text of a number; a sign alone is none, although the number parser takes it for zero.
-const std::string& checkedNumber(const std::string& text, const char* message) {
+// Poco::NumberParser reads a sign without digits as 0.
+const std::string& requireDigits(const std::string& text, const char* message) {
     if (text == "+" || text == "-") {
         throw Poco::SyntaxException(message, text);
     }
     return text;
 }
 
-constexpr const char* noInteger = "Not a valid integer";
-constexpr const char* noUnsignedInteger = "Not a valid unsigned integer";
+constexpr const char* notAnInteger = "Not a valid integer";
+constexpr const char* notAnUnsignedInteger = "Not a valid unsigned integer";
 
 }  // namespace
 
@@ -103,8 +103,8 @@ Poco::Token::Class OperatorToken::tokenClass() const {
 }
 
 int OperatorToken::asInteger() const {
-    const auto place = operators.find(_value);
-    return place == operators.end() ? 0 : place->second;
+    const auto entry = operators.find(_value);
+    return entry == operators.end() ? 0 : entry->second;
 }
 
 IdentifierToken::IdentifierToken() = default;
@@ -137,7 +137,7 @@ void StringLiteralToken::finish(std::istream& in) {
     bool escaped = false;
     while (true) {
         const int c = in.peek();
-        // Compared as an int: a character of code 255 is not the end of the text.
+        // As an int, since as a char the code 255 equals the end of the text.
         const bool lineEnd = !escaped && (c == '\n' || c == '\r');
         if (c == endOfText || lineEnd) {
             throw Poco::SyntaxException("Unterminated string literal");
@@ -236,24 +236,24 @@ bool NumberLiteralToken::isHexadecimal() const {
 
 Poco::Int64 NumberLiteralToken::asInteger64() const {
     return isHexadecimal() ? static_cast<Poco::Int64>(Poco::NumberParser::parseHex64(_value))
-                           : Poco::NumberParser::parse64(checkedNumber(_value, noInteger), ',');
+                           : Poco::NumberParser::parse64(requireDigits(_value, notAnInteger), ',');
 }
 
 Poco::UInt64 NumberLiteralToken::asUnsignedInteger64() const {
-    return isHexadecimal()
-               ? Poco::NumberParser::parseHex64(_value)
-               : Poco::NumberParser::parseUnsigned64(checkedNumber(_value, noUnsignedInteger), ',');
+    return isHexadecimal() ? Poco::NumberParser::parseHex64(_value)
+                           : Poco::NumberParser::parseUnsigned64(
+                                 requireDigits(_value, notAnUnsignedInteger), ',');
 }
 
 int NumberLiteralToken::asInteger() const {
     return isHexadecimal() ? static_cast<int>(Poco::NumberParser::parseHex(_value))
-                           : Poco::NumberParser::parse(checkedNumber(_value, noInteger), ',');
+                           : Poco::NumberParser::parse(requireDigits(_value, notAnInteger), ',');
 }
 
 unsigned NumberLiteralToken::asUnsignedInteger() const {
-    return isHexadecimal()
-               ? Poco::NumberParser::parseHex(_value)
-               : Poco::NumberParser::parseUnsigned(checkedNumber(_value, noUnsignedInteger), ',');
+    return isHexadecimal() ? Poco::NumberParser::parseHex(_value)
+                           : Poco::NumberParser::parseUnsigned(
+                                 requireDigits(_value, notAnUnsignedInteger), ',');
 }
 
 }  // namespace velmora::core::tessaryn

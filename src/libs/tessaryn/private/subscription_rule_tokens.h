@@ -13,11 +13,11 @@
 
 namespace velmora::core::tessaryn {
 
-/// Common base of the rule language's tokens.
+/// Base of the rule language's tokens.
 ///
-/// `start` is offered a character that was read and tells whether the token begins with it;
-/// `finish` reads the rest. A token's text is its `tokenString()`. A tokenizer hands out the same
-/// token objects again and again.
+/// `start` returns whether the token begins with a character that was just read; `finish` reads the
+/// rest of the token. `tokenString()` is the token as written. A `Poco::StreamTokenizer` reuses its
+/// token objects, so the text has to be copied before the next token is read.
 ///
 /// \threadsafety external
 class TESSARYN_API SubscriptionRuleToken : public Poco::Token {
@@ -30,7 +30,7 @@ class TESSARYN_API SubscriptionRuleToken : public Poco::Token {
 /// \threadsafety external
 class TESSARYN_API OperatorToken : public SubscriptionRuleToken {
   public:
-    /// What `asInteger` gives; 0 stands for text that is no operator, such as a single "=".
+    /// Results of `asInteger`, which returns 0 for text that is not an operator, such as "=".
     enum Operator {
         OP_OPENPARENT = 1,
         OP_CLOSEPARENT,
@@ -52,12 +52,9 @@ class TESSARYN_API OperatorToken : public SubscriptionRuleToken {
 
     OperatorToken();
     ~OperatorToken() override;
-    /// Whether the token begins with a character.
-    /// \param c the character that was read
-    /// \param in what follows
+    /// Whether an operator begins with the character `c`.
     bool start(char c, std::istream& in) override;
-    /// Reads the rest of the token.
-    /// \param in what follows
+    /// Reads the rest.
     /// \throws Poco::SyntaxException when "&", "|" or "^" is not doubled
     void finish(std::istream& in) override;
     /// `OPERATOR_TOKEN`
@@ -75,34 +72,28 @@ class TESSARYN_API IdentifierToken : public SubscriptionRuleToken {
   public:
     IdentifierToken();
     ~IdentifierToken() override;
-    /// Whether the token begins with a character.
-    /// \param c the character that was read
-    /// \param in what follows
+    /// Whether a name begins with the character `c`.
     bool start(char c, std::istream& in) override;
-    /// Reads the rest of the token.
-    /// \param in what follows
+    /// Reads the rest.
     void finish(std::istream& in) override;
     /// `IDENTIFIER_TOKEN`
     Class tokenClass() const override;
 };
 
-/// Text in double quotes on one line; a backslash stands before a character to be taken as it is.
+/// Text in double quotes, on one line. A backslash escapes the character after it.
 /// \threadsafety external
 class TESSARYN_API StringLiteralToken : public SubscriptionRuleToken {
   public:
     StringLiteralToken();
     ~StringLiteralToken() override;
-    /// Whether the token begins with a character.
-    /// \param c the character that was read
-    /// \param in what follows
+    /// Whether a text begins with the character `c`.
     bool start(char c, std::istream& in) override;
-    /// Reads the rest of the token.
-    /// \param in what follows
+    /// Reads the rest.
     /// \throws Poco::SyntaxException "Unterminated string literal"
     void finish(std::istream& in) override;
     /// `STRING_LITERAL_TOKEN`
     Class tokenClass() const override;
-    /// The text without quotes and backslashes.
+    /// The text without the quotes and the escaping backslashes.
     std::string asString() const override;
 };
 
@@ -112,27 +103,22 @@ class TESSARYN_API NumberLiteralToken : public SubscriptionRuleToken {
   public:
     NumberLiteralToken();
     ~NumberLiteralToken() override;
-    /// Whether the token begins with a character.
-    /// \param c the character that was read
-    /// \param in what follows
+    /// Whether a number begins with the character `c`.
     bool start(char c, std::istream& in) override;
-    /// Reads the rest of the token.
-    /// \param in what follows
+    /// Reads the rest.
     /// \throws Poco::SyntaxException when an exponent has no digit
     void finish(std::istream& in) override;
     /// `FLOAT_LITERAL_TOKEN` with a fraction or an exponent, else `INTEGER_LITERAL_TOKEN`.
     Class tokenClass() const override;
-    /// The number.
-    /// \throws Poco::SyntaxException when the text is no number, or too large for the result
+    /// The value. A number that begins with "0x" or "0X" is hexadecimal.
+    /// \throws Poco::SyntaxException for text such as "5x1F" or "-", and for a value that is out of
+    /// the result's range
     Poco::Int64 asInteger64() const override;
-    /// The number.
-    /// \throws Poco::SyntaxException as above
+    /// \copydoc asInteger64
     Poco::UInt64 asUnsignedInteger64() const override;
-    /// The number.
-    /// \throws Poco::SyntaxException as above
+    /// \copydoc asInteger64
     int asInteger() const override;
-    /// The number.
-    /// \throws Poco::SyntaxException as above
+    /// \copydoc asInteger64
     unsigned asUnsignedInteger() const override;
 
   private:
