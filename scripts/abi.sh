@@ -5,7 +5,7 @@
 # ./dev abi [COMMIT]: compares the binary interface of the libraries with that of a commit, by
 # default the last release. Exits with 0 if hosts built with that commit still run, with 1 if they
 # do not, with 2 if there is nothing to compare with.
-# ./dev abi --update: writes the list of symbols that the tests compare.
+# ./dev abi --update: writes the list of symbols that ./dev check and the packages compare.
 
 # abi_build <sources> <build folder>: installs libraries and headers in <build folder>/root.
 abi_build() {
@@ -22,10 +22,16 @@ cmd_abi() {
         return 2
     fi
     if [[ "${1-}" == --update ]]; then
-        need "${test_packages[@]}"
-        configure release -DVELMORA_BUILD_TESTS=ON
-        build release -t velmora_update_symbols
-        git --no-pager diff --stat -- src/libs/symbols.txt
+        need "${build_packages[@]}"
+        # A tree that is configured with tests stays so.
+        [[ -f build/release/build.ninja ]] ||
+            configure release -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_EXAMPLES=OFF
+        build release -t velmora_tessaryn
+        # shellcheck source=scripts/symbols.sh
+        source scripts/symbols.sh
+        write_symbols >build/symbols.txt
+        cp build/symbols.txt "$symbols_file"
+        git --no-pager diff --stat -- "$symbols_file"
         return
     fi
 
