@@ -42,7 +42,8 @@ endfunction()
 
 # velmora_add_library(<name> SOURCES <file>... HEADERS <file>...): the library velmora_<name>,
 # known as velmora::<name> in the build tree and when installed. Paths are relative to the
-# caller's folder; HEADERS are the public headers, installed under include/velmora/<name>.
+# caller's folder; HEADERS are the public headers, installed under include/velmora/<name>. Hosts
+# include them as "velmora/<name>/..." or, shorter, "<name>/...", in the build tree as well.
 function(velmora_add_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;HEADERS")
     if(arg_UNPARSED_ARGUMENTS)
@@ -75,27 +76,37 @@ function(velmora_add_library name)
             target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
         endif()
     endif()
-    target_sources(
-        ${target}
-        PUBLIC FILE_SET
-               HEADERS
-               BASE_DIRS
-               "${PROJECT_SOURCE_DIR}/src/libs"
-               FILES
-               ${arg_HEADERS})
+    set(public_dir "${PROJECT_BINARY_DIR}/include")
+    list(TRANSFORM arg_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE headers)
+    list(TRANSFORM arg_HEADERS PREPEND "${public_dir}/velmora/${name}/" OUTPUT_VARIABLE copies)
+    list(JOIN arg_HEADERS "," names)
+    add_custom_command(
+        OUTPUT ${copies}
+        COMMAND
+            "${CMAKE_COMMAND}" "-DHEADERS=${names}" "-DSOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR}"
+            "-DOUTPUT_DIR=${public_dir}/velmora/${name}" -P
+            "${PROJECT_SOURCE_DIR}/cmake/VelmoraHeaders.cmake"
+        DEPENDS ${headers} "${PROJECT_SOURCE_DIR}/cmake/VelmoraHeaders.cmake"
+        COMMENT "Copy the public headers of velmora_${name}"
+        VERBATIM)
+    target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${public_dir}" FILES ${copies})
     target_include_directories(
-        ${target} INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmora>")
+        ${target}
+        PRIVATE "${PROJECT_SOURCE_DIR}/src/libs"
+        INTERFACE "$<BUILD_INTERFACE:${public_dir}/velmora>"
+                  "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>"
+                  "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmora>")
     install(
         TARGETS ${target}
         EXPORT velmoraTargets
         RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-        FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/velmora")
+        FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endfunction()
 
 # velmora_add_test(<name> LABEL <label> SOURCES <file>... [LIBRARIES <target>...]): a GoogleTest
-# program whose cases CTest knows one by one, each under the label.
+# program whose cases CTest knows one by one, each under the label. It sees internal headers, too.
 function(velmora_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LIBRARIES")
     if(arg_UNPARSED_ARGUMENTS)
@@ -103,6 +114,7 @@ function(velmora_add_test name)
     endif()
     add_executable(${name} ${arg_SOURCES})
     velmora_configure_target(${name})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src/libs")
     target_link_libraries(${name} PRIVATE velmora_test_support ${arg_LIBRARIES} GTest::gmock_main)
     gtest_discover_tests(
         ${name}

@@ -4,9 +4,9 @@
 // A cold store's readings: a record layout, a stream of the newest 1,000 records, a subscriber that
 // hears only of those that are too warm, and a question about the last minute.
 
-#include "tessaryn/stream.h"
-#include "tessaryn/stream_type.h"
-#include "tessaryn/subscription_rules.h"
+#include "velmora/tessaryn/stream.h"
+#include "velmora/tessaryn/stream_type.h"
+#include "velmora/tessaryn/subscription_rules.h"
 
 #include <Poco/Delegate.h>
 

@@ -4,8 +4,8 @@
 // Readings that bring their own time, in a ring that has wrapped: what each query hands over, in
 // which order, and how a host sorts or sums up the answer.
 
-#include "tessaryn/stream.h"
-#include "tessaryn/stream_type.h"
+#include "velmora/tessaryn/stream.h"
+#include "velmora/tessaryn/stream_type.h"
 
 #include <Poco/DateTime.h>
 

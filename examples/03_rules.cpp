@@ -4,9 +4,9 @@
 // Rules as objects and as text, told apart by what happened to a sample. Ends with a text that is
 // no rule.
 
-#include "tessaryn/stream.h"
-#include "tessaryn/stream_type.h"
-#include "tessaryn/subscription_rules.h"
+#include "velmora/tessaryn/stream.h"
+#include "velmora/tessaryn/stream_type.h"
+#include "velmora/tessaryn/subscription_rules.h"
 
 #include <Poco/Delegate.h>
 #include <Poco/Exception.h>

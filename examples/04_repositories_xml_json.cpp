@@ -4,10 +4,10 @@
 // A plant's types and streams under paths, kept as an XML document and read back into repositories
 // of another host, which writes one group of them as JSON.
 
-#include "serializer/json_format.h"
-#include "serializer/xml_format.h"
-#include "tessaryn/stream_repository.h"
-#include "tessaryn/stream_type_repository.h"
+#include "velmora/serializer/json_format.h"
+#include "velmora/serializer/xml_format.h"
+#include "velmora/tessaryn/stream_repository.h"
+#include "velmora/tessaryn/stream_type_repository.h"
 
 #include <Poco/DateTime.h>
 #include <Poco/Logger.h>

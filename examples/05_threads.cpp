@@ -4,9 +4,9 @@
 // Four sensors push into one stream from threads of their own. The delegate runs on their threads,
 // under the stream's locks, so it only hands the alarms on to a worker.
 
-#include "tessaryn/stream.h"
-#include "tessaryn/stream_type.h"
-#include "tessaryn/subscription_rules.h"
+#include "velmora/tessaryn/stream.h"
+#include "velmora/tessaryn/stream_type.h"
+#include "velmora/tessaryn/subscription_rules.h"
 
 #include <Poco/Delegate.h>
 

@@ -4,9 +4,9 @@
 // Two hosts that share a layout: one sends samples in their binary form, a packet each; the other
 // trusts nobody, and pushes only what proves to be a sample of its own type.
 
-#include "tessaryn/sample_check.h"
-#include "tessaryn/stream.h"
-#include "tessaryn/stream_type.h"
+#include "velmora/tessaryn/sample_check.h"
+#include "velmora/tessaryn/stream.h"
+#include "velmora/tessaryn/stream_type.h"
 
 #include <iostream>
 #include <sstream>

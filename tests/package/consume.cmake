@@ -5,8 +5,8 @@
 # MODE shared: against the build tree BUILD_DIR, installed below SCRATCH.
 # MODE static: against static libraries built from SOURCE_DIR by GENERATE, and installed.
 # MODE fetched: with the libraries built along by FetchContent.
-# Where they are installed, pkg-config has to find them, too, and all headers go into one more
-# source: they need none that isn't installed, and define nothing twice.
+# Installed ones are also used through pkg-config, and all their headers are included in one more
+# source: they need no header that is not installed, and define nothing twice.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -73,7 +73,7 @@ execute_process(
     OUTPUT_VARIABLE flags
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-file(GLOB_RECURSE headers RELATIVE "${prefix}/include/velmora" "${prefix}/include/velmora/*.h")
+file(GLOB_RECURSE headers RELATIVE "${prefix}/include" "${prefix}/include/*.h")
 list(TRANSFORM headers REPLACE "(.+)" "#include \"\\1\"\n")
 string(CONCAT includes ${headers})
 file(WRITE "${SCRATCH}/headers.cpp" "${includes}")
@@ -82,8 +82,10 @@ foreach(compiler IN LISTS COMPILERS)
     configure_consumer("${name}" "${compiler}")
     run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
     run("${SCRATCH}/${name}/consumer")
+    # The host's own folder comes last: the library's short form must not hide its headers.
     run("${compiler}" -std=c++20 ${warnings} "${CONSUMER}/consumer.cpp" "${SCRATCH}/headers.cpp"
-        -o "${SCRATCH}/${name}/by_pkg_config" ${flags} "-Wl,-rpath,${prefix}/${LIBDIR}")
+        -o "${SCRATCH}/${name}/by_pkg_config" ${flags} "-I${CONSUMER}/include"
+        "-Wl,-rpath,${prefix}/${LIBDIR}")
     run("${SCRATCH}/${name}/by_pkg_config")
 endforeach()
 expect_refusal("has no component 'tesaryn'" 1 REQUIRED COMPONENTS tesaryn)
