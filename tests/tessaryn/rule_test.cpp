@@ -1,7 +1,6 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "support/live_count.h"
 #include "support/random.h"
 #include "support/rule_model.h"
 #include "support/rules.h"
@@ -11,10 +10,8 @@
 
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 
 namespace velmora::core::tessaryn {
 namespace {
@@ -110,65 +107,6 @@ TEST(RuleEvaluation, FollowsTheTypeOfEachSampleOnManyThreads) {
     EXPECT_FALSE(ask(second));
     first.type.Remove(1);
     EXPECT_TRUE(ask(first));
-}
-
-// ---- Combinators ----
-
-// A rule that is counted, reports each call in a log, and answers as its name says: "T" and "F"
-// apply or don't, "!" throws instead; "c" throws when it is cloned.
-struct NamedRule : ISubscriptionRule, LiveCount<NamedRule> {
-    NamedRule(char ruleName, std::string& journal) : name(ruleName), log(journal) {}
-    ~NamedRule() override = default;
-    bool Applies(SubscriptionArgs& /*args*/) const override {
-        log += name;
-        return name == '!' ? throw std::runtime_error("asked") : name == 'T';
-    }
-    ISubscriptionRule* Clone() const override {
-        log += name;
-        return name == 'c' ? throw std::runtime_error("not cloned") : new NamedRule(name, log);
-    }
-
-    char name;
-    std::string& log;
-};
-
-TEST(RuleCombinators, AskInOrderAndNoMoreThanNeededAndCloneRightBeforeLeft) {
-    using Rule = std::unique_ptr<ISubscriptionRule>;
-    std::string log;
-    SubscriptionArgs args{changed, nullptr, nullptr};
-    const std::pair<char, ISubscriptionRule* (*)(ISubscriptionRule*, ISubscriptionRule*)>
-        combinators[] = {{'&', And}, {'|', Or}, {'^', Xor}};
-    for (const auto& [kind, combine] : combinators) {
-        for (const std::string operands : {"TT", "TF", "T!", "FT", "FF", "F!", "!T", "Tc", "cT"}) {
-            const char a = operands[0];
-            const char b = operands[1];
-            Rule rule(Not(combine(new NamedRule(a, log), new NamedRule(b, log))));
-            Rule clone;
-            log.clear();
-            const auto makeClone = [&] {
-                clone.reset(rule->Clone());
-                return true;
-            };
-            const bool cloned = OutcomeOf(makeClone) == "true";
-            EXPECT_EQ(cloned, operands.find('c') == std::string::npos);
-            EXPECT_EQ(log, b == 'c' ? "c" : std::string(1, b) + a);
-            EXPECT_EQ(NamedRule::live, cloned ? 4 : 2) << operands;
-            if (!cloned) {
-                continue;
-            }
-            rule.reset();
-            const bool ends = a == '!' || (kind == '&' && a == 'F') || (kind == '|' && a == 'T');
-            const std::string asked = ends ? operands.substr(0, 1) : operands;
-            const bool holds = kind == '^' ? a != b : asked.back() == 'T';
-            log.clear();
-            EXPECT_EQ(OutcomeOf([&] { return clone->Applies(args); }), asked.back() == '!'
-                                                                           ? "std: asked"
-                                                                       : holds ? "false"
-                                                                               : "true");
-            EXPECT_EQ(log, asked) << kind;
-        }
-        EXPECT_EQ(NamedRule::live, 0);
-    }
 }
 
 }  // namespace

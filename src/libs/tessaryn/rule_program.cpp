@@ -398,7 +398,7 @@ RuleProgram::RuleProgram(std::shared_ptr<RLExpr> parsed) : tree(std::move(parsed
 RuleProgram::~RuleProgram() = default;
 
 bool RuleProgram::Holds(const SubscriptionArgs& args) const {
-    if (!SampleView::IsPlain(*args.sample)) {
+    if (args.sample == nullptr || !IsExactSample(*args.sample)) {
         return valueOf(tree.get(), args).convert<bool>();
     }
     return Holds(SampleView(*args.sample), args);

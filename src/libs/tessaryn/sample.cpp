@@ -4,6 +4,7 @@
 #include "tessaryn/sample.h"
 
 #include "tessaryn/errors.h"
+#include "tessaryn/sample_view.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/value_traits.h"
 
@@ -15,7 +16,6 @@
 #include <limits>
 #include <ostream>
 #include <stdexcept>
-#include <typeinfo>
 #include <utility>
 
 namespace velmora::core::tessaryn {
@@ -168,12 +168,6 @@ void Sample::Swap(Sample& other) noexcept {
     std::swap(numOffsets, other.numOffsets);
 }
 
-// Whether nobody overrides what the sample asks itself: then it can do without virtual calls,
-// which are most of what an access costs.
-inline bool Sample::IsPlain() const {
-    return &typeid(*this) == &typeid(Sample);
-}
-
 inline unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
     // The stream type may have got an entry that this sample doesn't have.
     if (std::uint32_t{entry} + 1 >= numOffsets) {
@@ -183,7 +177,7 @@ inline unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
 }
 
 inline BaseType Sample::DeclaredType(unsigned short entry) const {
-    return (IsPlain() ? streamType : GetStreamType())->GetType(entry);
+    return (IsExactSample(*this) ? streamType : GetStreamType())->GetType(entry);
 }
 
 inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
@@ -195,13 +189,14 @@ inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
 
 inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, BaseType requested,
                                       std::size_t width) const {
-    const bool isPlain = IsPlain();
-    const BaseType declared = (isPlain ? streamType : GetStreamType())->GetType(entry);
+    // Virtual calls are most of what an access costs.
+    const bool isExact = IsExactSample(*this);
+    const BaseType declared = (isExact ? streamType : GetStreamType())->GetType(entry);
     if (!traits::Accepts(declared, requested)) {
         ThrowMismatch(declared, requested);
     }
     const unsigned int size =
-        isPlain ? traits::ElementCount(declared, GetSizeInBytes(entry)) : GetSize(entry);
+        isExact ? traits::ElementCount(declared, GetSizeInBytes(entry)) : GetSize(entry);
     if (index >= size) {
         throw std::out_of_range("Index out of range.");
     }
@@ -334,7 +329,7 @@ void Sample::Set(unsigned short entry, const std::string& value) {
     if (value.size() > maxTotal) {
         ThrowTooLong(value.size());
     }
-    if (!IsPlain() || value.size() != GetSizeInBytes(entry)) {
+    if (!IsExactSample(*this) || value.size() != GetSizeInBytes(entry)) {
         Resize(entry, static_cast<unsigned int>(value.size()));
     }
     if (std::uint32_t{entry} + 1 >= numOffsets) {

@@ -206,7 +206,6 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     friend class SampleView;
     friend class Stream;
 
-    bool IsPlain() const;
     BaseType DeclaredType(unsigned short entry) const;
     void CheckType(unsigned short entry, BaseType requested) const;
     std::size_t PositionOf(unsigned short entry, unsigned int index, BaseType requested,

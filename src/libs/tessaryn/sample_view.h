@@ -13,20 +13,23 @@
 
 namespace velmora::core::tessaryn {
 
-/// Reads the memory of a plain sample, past the getters that a derived class could override.
+/// Whether the sample is not of a derived class, which may override what it answers: then its
+/// memory tells all about it.
+inline bool IsExactSample(const Sample& sample) {
+    return &typeid(sample) == &typeid(Sample);
+}
+
+/// Reads the memory of an exact `Sample`, without the virtual getters.
 ///
 /// \threadsafety external, as the sample
 class SampleView {
   public:
-    /// Whether the sample is no more than a `Sample`, so that its memory says all.
-    static bool IsPlain(const Sample& sample) { return typeid(sample) == typeid(Sample); }
-
-    /// \param plainSample \ownership observes: must not change meanwhile
-    explicit SampleView(const Sample& plainSample)
-        : data(plainSample.data.get()),
-          offsets(plainSample.offsets.get()),
-          numOffsets(plainSample.numOffsets),
-          type(plainSample.streamType),
+    /// \param sample \ownership observes: an exact `Sample`, which must not change meanwhile
+    explicit SampleView(const Sample& sample)
+        : data(sample.data.get()),
+          offsets(sample.offsets.get()),
+          numOffsets(sample.numOffsets),
+          type(sample.streamType),
           layoutNumber(type == nullptr ? 0 : type->GetLayoutNumber()),
           numberIfWhole(type != nullptr && type->GetNumEntries() + 1U == numOffsets
                             ? layoutNumber

@@ -508,7 +508,7 @@ void Stream::DeleteSamples() {
 
 // Tells the subscribers of a change; the caller holds the samples' mutex.
 void Stream::Notify(StreamChangeType type, const Sample& sample, void* sender) {
-    subscribers.Tell(type, sample, sender, static_cast<void*>(this));
+    subscribers.Notify(type, sample, sender, static_cast<void*>(this));
 }
 
 }  // namespace velmora::core::tessaryn

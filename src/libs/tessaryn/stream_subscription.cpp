@@ -3,9 +3,6 @@
 
 #include "tessaryn/stream_subscription.h"
 
-#include "tessaryn/pure_rules.h"
-
-#include <memory>
 #include <utility>
 
 namespace velmora::core::tessaryn {
@@ -16,33 +13,31 @@ using Delegate = Poco::AbstractDelegate<SubscriptionArgs>;
 
 }  // namespace
 
-StreamSubscription::StreamSubscription(const ISubscriptionRule& subscriptionRule,
-                                       const Delegate& target)
-    : StreamSubscription(subscriptionRule.Clone(), target) {}
+StreamSubscription::StreamSubscription(const ISubscriptionRule& rule, const Delegate& delegate)
+    : StreamSubscription(rule.Clone(), delegate) {}
 
-StreamSubscription::StreamSubscription(ISubscriptionRule* subscriptionRule, const Delegate& target)
-    : rule(nullptr), delegate(nullptr) {
-    std::unique_ptr<ISubscriptionRule> owner(subscriptionRule);
-    plan = PlanOf(*subscriptionRule);
-    pureRule = IsPure(*subscriptionRule);
-    delegate = target.clone();
-    rule = owner.release();
+StreamSubscription::StreamSubscription(ISubscriptionRule* rule, const Delegate& delegate)
+    : StreamSubscription(std::unique_ptr<ISubscriptionRule>(rule), delegate) {}
+
+StreamSubscription::StreamSubscription(std::unique_ptr<ISubscriptionRule> rule,
+                                       const Delegate& delegate)
+    : rule(nullptr), delegate(delegate.clone()) {
+    this->rule = rule.release();
 }
 
 StreamSubscription::StreamSubscription(const StreamSubscription& other)
-    : StreamSubscription(*other.rule, *other.delegate) {}
+    : rule(nullptr), delegate(nullptr) {
+    std::unique_ptr<ISubscriptionRule> clone(other.rule != nullptr ? other.rule->Clone() : nullptr);
+    delegate = other.delegate != nullptr ? other.delegate->clone() : nullptr;
+    rule = clone.release();
+}
 
 StreamSubscription::StreamSubscription(StreamSubscription&& other) noexcept
-    : rule(std::exchange(other.rule, nullptr)),
-      delegate(std::exchange(other.delegate, nullptr)),
-      plan(other.plan),
-      pureRule(other.pureRule) {}
+    : rule(std::exchange(other.rule, nullptr)), delegate(std::exchange(other.delegate, nullptr)) {}
 
 StreamSubscription& StreamSubscription::operator=(StreamSubscription other) noexcept {
     std::swap(rule, other.rule);
     std::swap(delegate, other.delegate);
-    std::swap(plan, other.plan);
-    std::swap(pureRule, other.pureRule);
     return *this;
 }
 

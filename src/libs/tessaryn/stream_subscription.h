@@ -9,62 +9,57 @@
 
 #include <Poco/AbstractDelegate.h>
 
-namespace velmora::core::tessaryn {
+#include <memory>
 
-class RuleProgram;
+namespace velmora::core::tessaryn {
 
 /// A rule, and the delegate that is called for the changes to which the rule applies.
 ///
-/// Owns both. A moved-from subscription is good for assignment and destruction only.
+/// Owns both. Without a rule it can only be compared: as a key for `Stream::Unsubscribe`. A
+/// moved-from subscription can only be assigned to, copied and destroyed.
 ///
 /// \threadsafety external
 class TESSARYN_API StreamSubscription {
   public:
     /// Clones both.
-    /// \param rule the filter
     /// \param delegate the target, such as a `Poco::Delegate` or `Poco::FunctionDelegate`
     StreamSubscription(const ISubscriptionRule& rule,
                        const Poco::AbstractDelegate<SubscriptionArgs>& delegate);
-    /// Takes the rule and clones the delegate.
-    /// \param rule \ownership takes: the filter, not null; deleted when this throws
-    /// \param delegate the target
+    /// \param rule \ownership takes: null for a key; deleted when this throws
+    /// \param delegate the target, which is cloned
     StreamSubscription(ISubscriptionRule* rule,
                        const Poco::AbstractDelegate<SubscriptionArgs>& delegate);
-    /// Clones rule and delegate.
-    /// \param other the source
+    /// \param rule null for a key
+    /// \param delegate the target, which is cloned
+    StreamSubscription(std::unique_ptr<ISubscriptionRule> rule,
+                       const Poco::AbstractDelegate<SubscriptionArgs>& delegate);
+    /// Clones rule and delegate, where the other one has them.
     StreamSubscription(const StreamSubscription& other);
-    /// Takes rule and delegate over.
-    /// \param other the source; good for assignment and destruction afterwards
     StreamSubscription(StreamSubscription&& other) noexcept;
-    /// Takes rule and delegate of a copy.
-    /// \param other the copy
-    /// \return the subscription itself
     StreamSubscription& operator=(StreamSubscription other) noexcept;
+    /// Deletes the delegate, then the rule.
     ~StreamSubscription();
 
-    /// Whether both have the same target; the rules are not compared.
-    /// \param other compared with this one
+    /// Whether this delegate's `equals` accepts the other's; the rules are not compared.
     bool operator==(const StreamSubscription& other) const;
 
-    /// The filter.
     /// \return \ownership lends
     ISubscriptionRule* GetRule() const { return rule; }
 
-    /// Calls the delegate if the rule applies; what the delegate returns is ignored.
-    /// \param sender the notifying stream
-    /// \param args the change
-    /// \throws anything that the rule or the delegate throws
+    /// Calls the delegate if the rule applies; the delegate's result is ignored.
+    ///
+    /// For hosts that notify a subscription by themselves. A stream calls it for rules of the
+    /// host's own only, since it asks those of the library before it copies the sample.
+    /// \param sender passed to the delegate; a stream passes itself
+    /// \throws what the rule or the delegate throws
+    /// \pre the subscription has a rule
     void NotifyIfRuleApplies(void* sender, SubscriptionArgs& args);
 
   private:
-    friend class Notification;
+    friend class SubscriberList;
 
     ISubscriptionRule* rule;
     Poco::AbstractDelegate<SubscriptionArgs>* delegate;
-    /// Of a rule that is an expression and no more; it lives as long as the rule.
-    const RuleProgram* plan = nullptr;
-    /// Whether the rule is the library's own through and through: it only reads.
-    bool pureRule = false;
 };
 
 }  // namespace velmora::core::tessaryn

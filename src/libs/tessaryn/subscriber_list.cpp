@@ -3,115 +3,170 @@
 
 #include "tessaryn/subscriber_list.h"
 
-#include "tessaryn/notification.h"
+#include "tessaryn/library_rule.h"
+#include "tessaryn/rule_program.h"
+#include "tessaryn/sample.h"
+#include "tessaryn/sample_view.h"
 
 #include <Poco/ScopedLock.h>
 
-#include <algorithm>
-#include <utility>
+#include <optional>
+#include <stdexcept>
 
 namespace velmora::core::tessaryn {
 
-namespace {
-
-using Lock = Poco::ScopedLock<Poco::Mutex>;
-
-}  // namespace
-
-// One notification under way. What is removed meanwhile goes when the outermost one ends.
-class SubscriberList::Walk {
+// One pass along the subscribers that calls the host, with the mutex held. Meanwhile subscribers
+// keep their places, and what is removed stays alive.
+class SubscriberList::Traversal {
   public:
-    explicit Walk(SubscriberList& walked)
-        : list(walked), number(++walked.notifications), count(walked.subscribers.size()) {
-        ++list.openWalks;
+    explicit Traversal(SubscriberList& list) : list(list) {
+        list.mutex.lock();
+        ++list.activeTraversals;
+        count = list.subscribers.size();
     }
-    Walk(const Walk&) = delete;
-    Walk& operator=(const Walk&) = delete;
-    ~Walk() {
-        if (--list.openWalks == 0) {
-            list.EraseRemoved();
+    Traversal(const Traversal&) = delete;
+    Traversal& operator=(const Traversal&) = delete;
+    ~Traversal() {
+        // Destroyed last, after the mutex has been released: destructors may call the host.
+        Subscriptions removed;
+        if (--list.activeTraversals == 0 && !list.removedSubscriptions.empty()) {
+            removed.swap(list.removedSubscriptions);
+            list.Compact();
         }
+        list.mutex.unlock();
     }
 
     // Subscribers there were at the beginning; later ones stand behind them.
     std::size_t Count() const { return count; }
 
-    // The subscription at an index, as long as nothing is added; null where it was removed before
-    // the beginning.
-    StreamSubscription* At(std::size_t index) const {
-        Subscriber& subscriber = list.subscribers[index];
-        return subscriber.lastNotification >= number ? &subscriber.subscription : nullptr;
+  private:
+    SubscriberList& list;
+    std::size_t count = 0;
+};
+
+// One change on its way to the subscribers: the record that they share, and the copy of the sample
+// that it points to.
+//
+// A host's code never gets hold of the stored sample, and what it changes in the copy, later
+// subscribers see. Pure rules only read, and read the same from a stored `Sample` as from its copy,
+// so the copy is made before the first call of a host's code. A sample of a derived class may
+// override what rules read, so that one is copied at once.
+class SubscriberList::Notification {
+  public:
+    Notification(StreamChangeType type, const Sample& stored, void* sender)
+        // Only pure rules see the stored sample through the record.
+        : stored(stored), args{type, const_cast<Sample*>(&stored), sender} {
+        if (!IsExactSample(stored)) {
+            PrepareForHost();
+        }
+    }
+
+    // Asks the rule, and then calls the delegate if the rule applies. The subscriber is not used
+    // once the host's code has run, which may add subscribers and so move this one.
+    void Reach(const Subscriber& subscriber, void* stream) {
+        StreamSubscription& subscription = *subscriber.subscription;
+        if (!subscriber.isPure) {
+            PrepareForHost();
+            subscription.NotifyIfRuleApplies(stream, args);
+        } else if (PureRuleApplies(subscriber)) {
+            PrepareForHost();
+            subscription.delegate->notify(stream, args);
+        }
     }
 
   private:
-    SubscriberList& list;
-    unsigned long long number;
-    std::size_t count;
+    bool PureRuleApplies(const Subscriber& subscriber) {
+        if (subscriber.program == nullptr) {
+            return subscriber.subscription->GetRule()->Applies(args);
+        }
+        // One view serves all programs until the host's code runs, which may change the sample.
+        if (!view) {
+            if (args.sample == nullptr || !IsExactSample(*args.sample)) {
+                return subscriber.program->Holds(args);
+            }
+            view.emplace(*args.sample);
+        }
+        return subscriber.program->Holds(*view, args);
+    }
+
+    void PrepareForHost() {
+        if (!copy) {
+            args.sample = &copy.emplace(stored);
+        }
+        view.reset();
+    }
+
+    const Sample& stored;
+    SubscriptionArgs args;
+    std::optional<SampleView> view;
+    std::optional<Sample> copy;
 };
 
 void SubscriberList::Add(const StreamSubscription& subscription) {
-    const Lock lock(mutex);
-    // Cloning calls the host, which may subscribe: the list is changed only afterwards.
-    StreamSubscription copy(subscription);
-    subscribers.push_back({std::move(copy)});
+    if (subscription.rule == nullptr || subscription.delegate == nullptr) {
+        throw std::invalid_argument("A subscription without rule or delegate cannot be notified.");
+    }
+    Subscriptions copy;
+    copy.push_back(subscription);
+    const LibraryRule* const rule = AsLibraryRule(copy.front().rule);
+    const bool isPure = rule != nullptr && rule->IsPure();
+    const Subscriber subscriber{copy.begin(), isPure ? rule->GetProgram() : nullptr, isPure};
+
+    const Poco::ScopedLock<Poco::Mutex> lock(mutex);
+    subscribers.push_back(subscriber);
+    subscriptions.splice(subscriptions.end(), copy);
 }
 
 void SubscriberList::Remove(const StreamSubscription& subscription) {
-    RemoveIf([&](const StreamSubscription& stored) { return stored == subscription; });
+    const Traversal traversal(*this);
+    for (std::size_t i = 0; i < traversal.Count(); ++i) {
+        // The comparison may add subscribers, which moves them, and may remove this one.
+        if (!subscribers[i].IsRemoved() && *subscribers[i].subscription == subscription &&
+            !subscribers[i].IsRemoved()) {
+            RemoveAt(i);
+        }
+    }
 }
 
 void SubscriberList::Clear() {
-    RemoveIf([](const StreamSubscription& /*stored*/) { return true; });
-}
-
-template <class Predicate>
-void SubscriberList::RemoveIf(Predicate predicate) {
-    const Lock lock(mutex);
-    // By index, since comparing delegates calls the host, which may subscribe.
-    // NOLINTNEXTLINE(modernize-loop-convert)
-    for (std::size_t i = 0; i < subscribers.size(); ++i) {
-        if (subscribers[i].IsRemoved() || !predicate(subscribers[i].subscription)) {
-            continue;
-        }
-        subscribers[i].lastNotification = notifications;
-        someRemoved = true;
-    }
-    if (openWalks == 0) {
-        EraseRemoved();
-    }
-}
-
-// Nobody walks. Their destructors may call the host, so they go one by one from a whole list.
-void SubscriberList::EraseRemoved() {
-    if (!someRemoved) {
-        return;
-    }
-    someRemoved = false;
-    // By swapping, which allocates nothing: a notification that ends must not throw.
-    auto kept = subscribers.begin();
-    for (auto next = kept; next != subscribers.end(); ++next) {
-        if (!next->IsRemoved()) {
-            std::iter_swap(kept++, next);
+    const Traversal traversal(*this);
+    for (std::size_t i = 0; i < traversal.Count(); ++i) {
+        if (!subscribers[i].IsRemoved()) {
+            RemoveAt(i);
         }
     }
-    while (!subscribers.empty() && subscribers.back().IsRemoved()) {
-        const Subscriber removed = std::move(subscribers.back());
-        subscribers.pop_back();
-    }
 }
 
-void SubscriberList::Tell(StreamChangeType type, const Sample& sample, void* sender, void* stream) {
-    const Lock lock(mutex);
-    if (subscribers.empty()) {
+void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* sender,
+                            void* stream) {
+    const Traversal traversal(*this);
+    if (subscriptions.empty()) {
         return;
     }
-    const Walk walk(*this);
-    // One for each notification: a notification inside a notification has a copy of its own.
+    const unsigned long long number = ++notifications;
+    // A notification inside a notification has a record and a copy of its own.
     Notification notification(type, sample, sender);
-    for (std::size_t i = 0; i < walk.Count(); ++i) {
-        if (StreamSubscription* const subscription = walk.At(i)) {
-            notification.Tell(*subscription, stream);
+    for (std::size_t i = 0; i < traversal.Count(); ++i) {
+        if (subscribers[i].lastNotification >= number) {
+            notification.Reach(subscribers[i], stream);
         }
+    }
+}
+
+// Allocates nothing, and takes no longer the more subscribers there are.
+void SubscriberList::RemoveAt(std::size_t index) {
+    Subscriber& subscriber = subscribers[index];
+    subscriber.lastNotification = notifications;
+    ++numRemovedSubscribers;
+    removedSubscriptions.splice(removedSubscriptions.end(), subscriptions, subscriber.subscription);
+}
+
+// Moves the remaining subscribers together once half of all are removed, so that a removal moves
+// one on average.
+void SubscriberList::Compact() {
+    if (2 * numRemovedSubscribers > subscribers.size()) {
+        std::erase_if(subscribers, [](const Subscriber& each) { return each.IsRemoved(); });
+        numRemovedSubscribers = 0;
     }
 }
 

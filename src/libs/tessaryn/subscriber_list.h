@@ -8,23 +8,29 @@
 
 #include <Poco/Mutex.h>
 
+#include <cstddef>
 #include <limits>
+#include <list>
 #include <vector>
 
 namespace velmora::core::tessaryn {
 
+class RuleProgram;
 class Sample;
 
-/// The subscriptions to a stream, and the walk along them that tells of a change.
+/// The subscriptions to a stream, and the way from a change to their delegates: internal.
 ///
-/// Rules and delegates may change the list that they are called from, at any depth of notifications
-/// inside notifications.
+/// Rules, delegates, their comparisons, copies and destructors may call the list again, at any
+/// depth of notifications inside notifications.
 ///
 /// Invariants:
-/// 1. A notification tells those who were subscribed when it began, in order of subscribing.
-/// 2. Rules and delegates live until the last notification that may still call them has ended.
+/// 1. A notification reaches those who were subscribed when it began, in order of subscribing. Who
+///    is removed while it is under way is still reached by it, and by no later one.
+/// 2. Rules and delegates live until every call of them that may be under way has returned.
+/// 3. Subscriptions are copied before the mutex is taken and destroyed after it has been released.
+///    Those removed during a notification or a comparison go when the outermost one has ended.
 ///
-/// \threadsafety guarded: each operation for its whole run, a notification's callbacks included
+/// \threadsafety guarded: each operation for its whole run, callbacks included
 class SubscriberList {
   public:
     SubscriberList() = default;
@@ -32,46 +38,59 @@ class SubscriberList {
     SubscriberList& operator=(const SubscriberList&) = delete;
 
     /// Appends a copy.
-    /// \param subscription rule and delegate are cloned
+    /// \throws std::invalid_argument when the subscription has no rule or no delegate
+    /// \throws what cloning throws; the list is then as it was
     void Add(const StreamSubscription& subscription);
-    /// Removes every subscription that is equal.
-    /// \param subscription tells the target
+    /// Removes every stored subscription that is equal to the given one.
+    /// \throws what a comparison throws; those found equal before are removed
     void Remove(const StreamSubscription& subscription);
     /// Removes all subscriptions.
     void Clear();
 
-    /// Tells of a change; the caller holds the lock that guards the sample.
-    /// \param type what happened
+    /// Notifies the subscribers of a change; the caller holds the lock that guards the sample.
     /// \param sample the stored sample, which stays as it is
-    /// \param sender the caller's value
-    /// \param stream the delegates' sender
-    /// \throws what a rule or a delegate throws; those behind it are not told
-    void Tell(StreamChangeType type, const Sample& sample, void* sender, void* stream);
+    /// \param sender the value for `SubscriptionArgs::sender`
+    /// \param stream passed to the delegates as their sender
+    /// \throws what a rule or a delegate throws; later subscribers are not notified
+    void Notify(StreamChangeType type, const Sample& sample, void* sender, void* stream);
 
   private:
+    using Subscriptions = std::list<StreamSubscription>;
+
+    /// A place in the order of subscribing. It outlives its subscription until the next compaction.
     struct Subscriber {
-        static constexpr auto noLast = std::numeric_limits<unsigned long long>::max();
+        static constexpr auto stillSubscribed = std::numeric_limits<unsigned long long>::max();
 
-        StreamSubscription subscription;
-        /// The number of the last notification that tells it, known once it is removed.
-        unsigned long long lastNotification = noLast;
+        Subscriptions::iterator subscription;
+        /// Of a rule that is a pure expression, else null.
+        const RuleProgram* program;
+        /// Whether the rule only reads the change.
+        bool isPure;
+        /// The number of the last notification that reaches it, known once it is removed.
+        unsigned long long lastNotification = stillSubscribed;
 
-        bool IsRemoved() const { return lastNotification != noLast; }
+        bool IsRemoved() const { return lastNotification != stillSubscribed; }
     };
-    class Walk;
+    class Traversal;
+    class Notification;
 
-    template <class Predicate>
-    void RemoveIf(Predicate predicate);
-    void EraseRemoved();
+    void RemoveAt(std::size_t index);
+    void Compact();
 
     Poco::Mutex mutex;
-    // All guarded by the mutex.
+
+    // Guarded by the mutex.
+    // In order of subscribing, those of removed subscriptions among them: at most half of all when
+    // no traversal is active.
     std::vector<Subscriber> subscribers;
-    /// Notifications that have begun.
+    std::size_t numRemovedSubscribers = 0;
+    // The subscriptions of the subscribers that are not removed, in order of subscribing.
+    Subscriptions subscriptions;
+    // Subscriptions that were removed since the outermost traversal began; else empty.
+    Subscriptions removedSubscriptions;
+    // Traversals that have not ended, and notifications that have begun.
+    unsigned int activeTraversals = 0;
     unsigned long long notifications = 0;
-    /// Notifications that have not ended.
-    unsigned int openWalks = 0;
-    bool someRemoved = false;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -9,7 +9,7 @@ class Sample;
 
 /// What happened to a stream; the numbers are part of the binary interface.
 ///
-/// Overwriting the oldest sample of a full ring and `Stream::Clear` are no changes in this sense.
+/// Overwriting the oldest sample of a full ring and `Stream::Clear` notify nobody.
 enum StreamChangeType : unsigned char {
     pushed = 0,  ///< a sample was pushed
     popped = 1,  ///< the newest sample was removed
@@ -21,9 +21,9 @@ enum StreamChangeType : unsigned char {
 /// The stream itself is not part of it: it reaches a delegate as the notification's sender.
 ///
 /// \threadsafety external: the same record goes to every subscription of one notification, one
-/// after the other, on the thread that changed the stream
+/// after the other, on the thread that changed the stream. What a delegate writes to a field, later
+/// subscriptions see
 struct SubscriptionArgs {
-    /// What happened.
     StreamChangeType changeType;
     /// A copy of the sample concerned; never null. \ownership lends: valid only during the
     /// notification. What a delegate changes in it, later subscriptions see; the stream doesn't.

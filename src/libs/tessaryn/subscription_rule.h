@@ -8,25 +8,24 @@
 
 namespace velmora::core::tessaryn {
 
-/// Decides for each change of a stream whether a subscriber is told.
+/// Decides for each change of a stream whether a subscriber is notified.
 ///
 /// \threadsafety immutable: `Applies` and `Clone` may run on several threads at once, each with
 /// its own arguments; implementations must keep it so
 class TESSARYN_API ISubscriptionRule {
   public:
     ISubscriptionRule() = default;
-    ISubscriptionRule(const ISubscriptionRule&) = default;             ///< copies
-    ISubscriptionRule& operator=(const ISubscriptionRule&) = default;  ///< copies
+    ISubscriptionRule(const ISubscriptionRule&) = default;
+    ISubscriptionRule& operator=(const ISubscriptionRule&) = default;
 
     // The order of these three is part of the binary interface.
     virtual ~ISubscriptionRule();
-    /// Whether the subscriber is to be told of this change.
+    /// Whether the subscriber is to be notified of this change.
     ///
     /// Called on the thread that changed the stream while both of the stream's locks are held.
-    /// \param args the change
     /// \throws anything: the exception leaves the operation that changed the stream
     virtual bool Applies(SubscriptionArgs& args) const = 0;
-    /// A rule of its own that behaves the same.
+    /// An independent rule that behaves the same.
     /// \return \ownership gives
     virtual ISubscriptionRule* Clone() const = 0;
 };

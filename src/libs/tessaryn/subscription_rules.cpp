@@ -5,9 +5,9 @@
 
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
-#include "tessaryn/pure_rules.h"
 #include "tessaryn/rule_program.h"
 
+#include <stdexcept>
 #include <typeinfo>
 #include <utility>
 
@@ -26,6 +26,14 @@ ISubscriptionRule* Combine(Owner left, Owner right) {
     return rule;
 }
 
+// An operand that is asked or cloned; constructors accept null.
+const ISubscriptionRule& Checked(const ISubscriptionRule* operand, const char* name) {
+    if (operand == nullptr) {
+        throw std::invalid_argument(std::string("The ") + name + " is null.");
+    }
+    return *operand;
+}
+
 // Clones right before left; a clone that was made is deleted when the other can't be.
 template <class Rule>
 ISubscriptionRule* CloneOf(const ISubscriptionRule& left, const ISubscriptionRule& right) {
@@ -34,50 +42,21 @@ ISubscriptionRule* CloneOf(const ISubscriptionRule& left, const ISubscriptionRul
     return Combine<Rule>(std::move(leftClone), std::move(rightClone));
 }
 
-}  // namespace
-
-// Compares the exact class: one that a host derives may do anything.
-class PureRules {
-  public:
-    static bool Has(const ISubscriptionRule& rule) {
-        const std::type_info& type = typeid(rule);
-        if (type == typeid(AndRule)) {
-            return HasOperands(static_cast<const AndRule&>(rule));
-        }
-        if (type == typeid(OrRule)) {
-            return HasOperands(static_cast<const OrRule&>(rule));
-        }
-        if (type == typeid(XorRule)) {
-            return HasOperands(static_cast<const XorRule&>(rule));
-        }
-        if (type == typeid(NotRule)) {
-            return Has(*static_cast<const NotRule&>(rule).operand);
-        }
-        return type == typeid(AlwaysRule) || type == typeid(StreamChangeTypeRule) ||
-               PlanOf(rule) != nullptr;
-    }
-
-    static const RuleProgram* PlanOf(const ISubscriptionRule& rule) {
-        if (typeid(rule) != typeid(ExpressionRule)) {
-            return nullptr;
-        }
-        const RuleProgram* const plan = static_cast<const ExpressionRule&>(rule).plan.get();
-        return plan->IsPure() ? plan : nullptr;
-    }
-
-  private:
-    template <class Rule>
-    static bool HasOperands(const Rule& rule) {
-        return Has(*rule.left) && Has(*rule.right);
-    }
-};
-
-bool IsPure(const ISubscriptionRule& rule) {
-    return PureRules::Has(rule);
+// Whether the rule is not of a class that a host derives from the library's.
+template <class Rule>
+bool IsExactly(const Rule& rule) {
+    return typeid(rule) == typeid(Rule);
 }
 
-const RuleProgram* PlanOf(const ISubscriptionRule& rule) {
-    return PureRules::PlanOf(rule);
+bool IsPureOperand(const ISubscriptionRule* operand) {
+    const LibraryRule* const rule = AsLibraryRule(operand);
+    return rule != nullptr && rule->IsPure();
+}
+
+}  // namespace
+
+const RuleProgram* LibraryRule::GetProgram() const {
+    return nullptr;
 }
 
 AlwaysRule::~AlwaysRule() = default;
@@ -90,8 +69,11 @@ ISubscriptionRule* AlwaysRule::Clone() const {
     return Always();
 }
 
-AndRule::AndRule(ISubscriptionRule* leftOperand, ISubscriptionRule* rightOperand)
-    : left(leftOperand), right(rightOperand) {}
+bool AlwaysRule::IsPure() const {
+    return IsExactly(*this);
+}
+
+AndRule::AndRule(ISubscriptionRule* left, ISubscriptionRule* right) : left(left), right(right) {}
 
 AndRule::~AndRule() {
     delete left;
@@ -99,15 +81,20 @@ AndRule::~AndRule() {
 }
 
 bool AndRule::Applies(SubscriptionArgs& args) const {
-    return left->Applies(args) && right->Applies(args);
+    return Checked(left, "left operand of AndRule").Applies(args) &&
+           Checked(right, "right operand of AndRule").Applies(args);
 }
 
 ISubscriptionRule* AndRule::Clone() const {
-    return CloneOf<AndRule>(*left, *right);
+    return CloneOf<AndRule>(Checked(left, "left operand of AndRule"),
+                            Checked(right, "right operand of AndRule"));
 }
 
-OrRule::OrRule(ISubscriptionRule* leftOperand, ISubscriptionRule* rightOperand)
-    : left(leftOperand), right(rightOperand) {}
+bool AndRule::IsPure() const {
+    return IsExactly(*this) && IsPureOperand(left) && IsPureOperand(right);
+}
+
+OrRule::OrRule(ISubscriptionRule* left, ISubscriptionRule* right) : left(left), right(right) {}
 
 OrRule::~OrRule() {
     delete left;
@@ -115,15 +102,20 @@ OrRule::~OrRule() {
 }
 
 bool OrRule::Applies(SubscriptionArgs& args) const {
-    return left->Applies(args) || right->Applies(args);
+    return Checked(left, "left operand of OrRule").Applies(args) ||
+           Checked(right, "right operand of OrRule").Applies(args);
 }
 
 ISubscriptionRule* OrRule::Clone() const {
-    return CloneOf<OrRule>(*left, *right);
+    return CloneOf<OrRule>(Checked(left, "left operand of OrRule"),
+                           Checked(right, "right operand of OrRule"));
 }
 
-XorRule::XorRule(ISubscriptionRule* leftOperand, ISubscriptionRule* rightOperand)
-    : left(leftOperand), right(rightOperand) {}
+bool OrRule::IsPure() const {
+    return IsExactly(*this) && IsPureOperand(left) && IsPureOperand(right);
+}
+
+XorRule::XorRule(ISubscriptionRule* left, ISubscriptionRule* right) : left(left), right(right) {}
 
 XorRule::~XorRule() {
     delete left;
@@ -131,30 +123,39 @@ XorRule::~XorRule() {
 }
 
 bool XorRule::Applies(SubscriptionArgs& args) const {
-    const bool leftApplies = left->Applies(args);
-    const bool rightApplies = right->Applies(args);
+    const bool leftApplies = Checked(left, "left operand of XorRule").Applies(args);
+    const bool rightApplies = Checked(right, "right operand of XorRule").Applies(args);
     return leftApplies != rightApplies;
 }
 
 ISubscriptionRule* XorRule::Clone() const {
-    return CloneOf<XorRule>(*left, *right);
+    return CloneOf<XorRule>(Checked(left, "left operand of XorRule"),
+                            Checked(right, "right operand of XorRule"));
 }
 
-NotRule::NotRule(ISubscriptionRule* ruleOperand) : operand(ruleOperand) {}
+bool XorRule::IsPure() const {
+    return IsExactly(*this) && IsPureOperand(left) && IsPureOperand(right);
+}
+
+NotRule::NotRule(ISubscriptionRule* operand) : operand(operand) {}
 
 NotRule::~NotRule() {
     delete operand;
 }
 
 bool NotRule::Applies(SubscriptionArgs& args) const {
-    return !operand->Applies(args);
+    return !Checked(operand, "operand of NotRule").Applies(args);
 }
 
 ISubscriptionRule* NotRule::Clone() const {
-    return Not(operand->Clone());
+    return Not(Checked(operand, "operand of NotRule").Clone());
 }
 
-StreamChangeTypeRule::StreamChangeTypeRule(StreamChangeType type) : changeType(type) {}
+bool NotRule::IsPure() const {
+    return IsExactly(*this) && IsPureOperand(operand);
+}
+
+StreamChangeTypeRule::StreamChangeTypeRule(StreamChangeType changeType) : changeType(changeType) {}
 
 StreamChangeTypeRule::~StreamChangeTypeRule() = default;
 
@@ -166,19 +167,32 @@ ISubscriptionRule* StreamChangeTypeRule::Clone() const {
     return HasStreamChangeType(changeType);
 }
 
+bool StreamChangeTypeRule::IsPure() const {
+    return IsExactly(*this);
+}
+
 ExpressionRule::ExpressionRule(const std::string& text) : ExpressionRule(RLParser(text).parse()) {}
 
-ExpressionRule::ExpressionRule(std::shared_ptr<RLExpr> tree)
-    : expression(std::move(tree)), plan(std::make_shared<const RuleProgram>(expression)) {}
+ExpressionRule::ExpressionRule(std::shared_ptr<RLExpr> expression)
+    : expression(std::move(expression)),
+      program(std::make_shared<const RuleProgram>(this->expression)) {}
 
 ExpressionRule::~ExpressionRule() = default;
 
 bool ExpressionRule::Applies(SubscriptionArgs& args) const {
-    return plan->Holds(args);
+    return program->Holds(args);
 }
 
 ISubscriptionRule* ExpressionRule::Clone() const {
     return new ExpressionRule(*this);
+}
+
+bool ExpressionRule::IsPure() const {
+    return IsExactly(*this) && program->IsPure();
+}
+
+const RuleProgram* ExpressionRule::GetProgram() const {
+    return IsPure() ? program.get() : nullptr;
 }
 
 ISubscriptionRule* Always() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "tessaryn/export.h"
+#include "tessaryn/library_rule.h"
 #include "tessaryn/subscription_args.h"
 #include "tessaryn/subscription_rule.h"
 
@@ -17,114 +18,112 @@ class RuleProgram;
 
 /// Applies to every change.
 /// \threadsafety immutable
-class TESSARYN_API AlwaysRule : public ISubscriptionRule {
+class TESSARYN_API AlwaysRule : public ISubscriptionRule, public LibraryRule {
   public:
     AlwaysRule() = default;
     ~AlwaysRule() override;
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
 };
 
 /// Applies where both operands do; the right one is not asked when the left one does not apply.
 ///
-/// As all owning rules it can be duplicated by `Clone` only: a copy would share the operands, and
-/// both would delete them.
+/// The constructors of the owning rules accept null operands, which `Applies` and `Clone` refuse
+/// with std::invalid_argument. These rules are duplicated by `Clone` only: a copy shares the
+/// operands, and both would delete them.
 /// \threadsafety immutable
-class TESSARYN_API AndRule : public ISubscriptionRule {
+class TESSARYN_API AndRule : public ISubscriptionRule, public LibraryRule {
   public:
-    /// \param left \ownership takes: asked first, not null
-    /// \param right \ownership takes: not null
+    /// \param left \ownership takes: asked first
+    /// \param right \ownership takes
     AndRule(ISubscriptionRule* left, ISubscriptionRule* right);
     ~AndRule() override;
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
 
   protected:
-    AndRule(const AndRule&) = default;             ///< shares the operands
-    AndRule& operator=(const AndRule&) = default;  ///< shares the operands
+    AndRule(const AndRule&) = default;
+    AndRule& operator=(const AndRule&) = default;
 
   private:
-    friend class PureRules;
-
     ISubscriptionRule* left;
     ISubscriptionRule* right;
 };
 
 /// Applies where an operand does; the right one is not asked when the left one applies.
 /// \threadsafety immutable
-class TESSARYN_API OrRule : public ISubscriptionRule {
+class TESSARYN_API OrRule : public ISubscriptionRule, public LibraryRule {
   public:
-    /// \param left \ownership takes: asked first, not null
-    /// \param right \ownership takes: not null
+    /// \param left \ownership takes: asked first
+    /// \param right \ownership takes
     OrRule(ISubscriptionRule* left, ISubscriptionRule* right);
     ~OrRule() override;
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
 
   protected:
-    OrRule(const OrRule&) = default;             ///< shares the operands
-    OrRule& operator=(const OrRule&) = default;  ///< shares the operands
+    OrRule(const OrRule&) = default;
+    OrRule& operator=(const OrRule&) = default;
 
   private:
-    friend class PureRules;
-
     ISubscriptionRule* left;
     ISubscriptionRule* right;
 };
 
 /// Applies where exactly one operand does; always asks both, left first.
 /// \threadsafety immutable
-class TESSARYN_API XorRule : public ISubscriptionRule {
+class TESSARYN_API XorRule : public ISubscriptionRule, public LibraryRule {
   public:
-    /// \param left \ownership takes: asked first, not null
-    /// \param right \ownership takes: not null
+    /// \param left \ownership takes: asked first
+    /// \param right \ownership takes
     XorRule(ISubscriptionRule* left, ISubscriptionRule* right);
     ~XorRule() override;
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
 
   protected:
-    XorRule(const XorRule&) = default;             ///< shares the operands
-    XorRule& operator=(const XorRule&) = default;  ///< shares the operands
+    XorRule(const XorRule&) = default;
+    XorRule& operator=(const XorRule&) = default;
 
   private:
-    friend class PureRules;
-
     ISubscriptionRule* left;
     ISubscriptionRule* right;
 };
 
 /// Applies where its operand does not.
 /// \threadsafety immutable
-class TESSARYN_API NotRule : public ISubscriptionRule {
+class TESSARYN_API NotRule : public ISubscriptionRule, public LibraryRule {
   public:
-    /// \param operand \ownership takes: not null
+    /// \param operand \ownership takes
     explicit NotRule(ISubscriptionRule* operand);
     ~NotRule() override;
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
 
   protected:
-    NotRule(const NotRule&) = default;             ///< shares the operands
-    NotRule& operator=(const NotRule&) = default;  ///< shares the operands
+    NotRule(const NotRule&) = default;
+    NotRule& operator=(const NotRule&) = default;
 
   private:
-    friend class PureRules;
-
     ISubscriptionRule* operand;
 };
 
-/// Applies to changes of one kind.
+/// Applies to changes of one type.
 /// \threadsafety immutable
-class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule {
+class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule, public LibraryRule {
   public:
-    /// \param type the kind of change
-    explicit StreamChangeTypeRule(StreamChangeType type);
+    explicit StreamChangeTypeRule(StreamChangeType changeType);
     ~StreamChangeTypeRule() override;
-    StreamChangeTypeRule(const StreamChangeTypeRule&) = default;             ///< copies
-    StreamChangeTypeRule& operator=(const StreamChangeTypeRule&) = default;  ///< copies
+    StreamChangeTypeRule(const StreamChangeTypeRule&) = default;
+    StreamChangeTypeRule& operator=(const StreamChangeTypeRule&) = default;
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
 
   private:
     StreamChangeType changeType;
@@ -132,36 +131,36 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule {
 
 /// Applies where an expression of the rule language holds.
 ///
-/// The text is parsed once; copies and clones share the parsed tree. To ask it allocates nothing
-/// where comparisons of elements, sizes and kinds of change are all it holds.
+/// The text is parsed once; copies and clones share the parsed tree. `Applies` allocates nothing
+/// where the expression holds only comparisons of elements, sizes and change types.
 /// \threadsafety immutable
-class TESSARYN_API ExpressionRule : public ISubscriptionRule {
+class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule {
   public:
     /// \param text an expression such as "x[1:2] == 5 && !y"
     /// \throws Poco::SyntaxException when the text is malformed
     explicit ExpressionRule(const std::string& text);
     ~ExpressionRule() override;
-    ExpressionRule(const ExpressionRule&) = default;             ///< shares the tree
-    ExpressionRule& operator=(const ExpressionRule&) = default;  ///< shares the tree
+    ExpressionRule(const ExpressionRule&) = default;
+    ExpressionRule& operator=(const ExpressionRule&) = default;
     /// Whether the expression's value converts to true.
-    /// \param args the change
     /// \throws Poco::InvalidAccessException "Can not convert empty value." when the expression has
     /// no value, such as an entry that the sample doesn't have, read outside a comparison
-    /// \throws Poco::BadCastException when the value is no truth value, such as several elements
+    /// \throws Poco::BadCastException when the value does not convert to bool, such as several
+    /// elements
     /// \throws std::out_of_range when an entry without elements is asked for its first or last one
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
+    bool IsPure() const override;
+    const RuleProgram* GetProgram() const override;
 
   protected:
-    /// \param tree a parsed expression, shared
-    explicit ExpressionRule(std::shared_ptr<RLExpr> tree);
+    /// \param expression a parsed expression, shared; null for a blank one
+    explicit ExpressionRule(std::shared_ptr<RLExpr> expression);
 
   private:
-    friend class PureRules;
-
     std::shared_ptr<RLExpr> expression;
-    /// Answers for the tree, in a fraction of the time.
-    std::shared_ptr<const RuleProgram> plan;
+    /// The compiled expression; shared by copies and clones.
+    std::shared_ptr<const RuleProgram> program;
 };
 
 /// \name Making rules
@@ -174,27 +173,26 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule {
 /// \return \ownership gives: a rule that applies to every change
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Always();
-/// \param a \ownership takes: asked first, not null
-/// \param b \ownership takes: not null
+/// \param a \ownership takes: asked first
+/// \param b \ownership takes
 /// \return \ownership gives: a rule that applies where both do
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* And(ISubscriptionRule* a, ISubscriptionRule* b);
-/// \param a \ownership takes: asked first, not null
-/// \param b \ownership takes: not null
+/// \param a \ownership takes: asked first
+/// \param b \ownership takes
 /// \return \ownership gives: a rule that applies where one or both do
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Or(ISubscriptionRule* a, ISubscriptionRule* b);
-/// \param a \ownership takes: asked first, not null
-/// \param b \ownership takes: not null
+/// \param a \ownership takes: asked first
+/// \param b \ownership takes
 /// \return \ownership gives: a rule that applies where exactly one does
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Xor(ISubscriptionRule* a, ISubscriptionRule* b);
-/// \param a \ownership takes: not null
+/// \param a \ownership takes
 /// \return \ownership gives: a rule that applies where `a` does not
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Not(ISubscriptionRule* a);
-/// \param type the kind of change
-/// \return \ownership gives: a rule that applies to changes of this kind
+/// \return \ownership gives: a rule that applies to changes of this type
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* HasStreamChangeType(StreamChangeType type);
 /// \param text an expression of the rule language
