@@ -1,9 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// What a host would otherwise build by itself: a ring and a signal of Boost's, and rules that are
-// lambdas. Fewer promises are kept here: a record has one stamp, and nothing is declared, checked,
-// stored or read from text at run time.
+// What a host would otherwise build from Boost: a circular buffer, a signal, and lambdas as rules.
+// It does less: a record has one time stamp, and types and rules are fixed at compile time.
 
 #include "workload.h"
 

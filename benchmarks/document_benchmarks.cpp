@@ -1,10 +1,10 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// What the documents of a whole stream repository cost: 1,000 streams of 100 samples of 4 entries,
-// as XML and as JSON. The floor is POCO's bare writer and parser on the same document: the parser
-// tells nobody, and the writer is driven by a list of what the parser would tell. Neither keeps a
-// tree, so a factor of two leaves no room for a second copy of anything.
+// Writing and reading the documents of a stream repository: 1,000 streams of 100 samples of 4
+// entries, as XML and as JSON. The floor is POCO's writer and parser on the same document: the
+// parser's handler ignores all events, and the writer replays a recorded list of them. Neither
+// keeps a tree.
 
 #include "document_events.h"
 #include "serializer/json_format.h"
@@ -106,8 +106,7 @@ const std::string& JsonText() {
     return Text<core::serialization::WriteJson>();
 }
 
-// Takes the text and forgets it, so that no writer pays for the growth of a buffer; nor for the
-// lack of one.
+// Discards the text, so that no writer pays for a growing buffer, nor for the lack of a buffer.
 class Sink : public std::streambuf {
   public:
     Sink() { setp(buffer.data(), buffer.data() + buffer.size()); }
@@ -128,8 +127,8 @@ class Sink : public std::streambuf {
     std::streamsize forgotten = 0;
 };
 
-// Ends the benchmark in an error where what was written is no such document: blanks apart, for
-// POCO's writers have their own ways to indent.
+// Fails the benchmark if what was written is not that document. Blanks are ignored: POCO's writers
+// indent differently.
 void CheckSize(benchmark::State& state, std::streamsize written, const std::string& document) {
     const auto blanks = std::count(document.begin(), document.end(), ' ') +
                         std::count(document.begin(), document.end(), '\n');
@@ -260,7 +259,7 @@ void RegisterDocumentBenchmarks() {
     using core::serialization::ReadXml;
     using core::serialization::WriteJson;
     using core::serialization::WriteXml;
-    // Long enough by themselves; few repetitions do.
+    // One iteration is long enough to measure; a few repetitions suffice.
     const auto add = [](const char* name, auto run, auto... text) {
         benchmark::RegisterBenchmark(name, run, text...)->Repetitions(4)->Iterations(1);
     };

@@ -14,7 +14,7 @@
 
 namespace velmora::benchmarks {
 
-/// What a SAX parser tells of a document, to be told again.
+/// Records the events of a SAX parser and replays them.
 class XmlEvents : public Poco::XML::DefaultHandler {
   public:
     void startElement(const Poco::XML::XMLString& /*uri*/, const Poco::XML::XMLString& /*local*/,
@@ -57,7 +57,7 @@ class XmlEvents : public Poco::XML::DefaultHandler {
         std::size_t attributes;
     };
 
-    /// The blanks between elements are the writer's own to make.
+    /// Ignored: the writer makes the blanks between elements.
     void EndText() {
         if (pending.find_first_not_of(" \n") != std::string::npos) {
             events.push_back({Kind::text, pending, 0});
@@ -70,7 +70,7 @@ class XmlEvents : public Poco::XML::DefaultHandler {
     std::string pending;
 };
 
-/// What a JSON parser tells of a document, to be told again.
+/// Records the events of a JSON parser and replays them.
 class JsonEvents : public Poco::JSON::Handler {
   public:
     void reset() override {}
@@ -129,7 +129,7 @@ class JsonEvents : public Poco::JSON::Handler {
     std::vector<Event> events;
 };
 
-/// Hears every event and keeps nothing.
+/// Ignores all events.
 class Deaf : public Poco::JSON::Handler {
   public:
     void reset() override {}

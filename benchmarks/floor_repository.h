@@ -11,8 +11,8 @@
 
 namespace velmora::benchmarks {
 
-/// The least that a look-up by path needs: the lock of the tree, the path's parts one by one, and
-/// in each group on the way its lock and its hash map.
+/// The minimum for a look-up by path: the lock of the tree, and for each part of the path the lock
+/// and the hash map of a group.
 class FloorRepository {
   public:
     FloorRepository();

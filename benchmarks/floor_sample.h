@@ -19,7 +19,7 @@ namespace velmora::benchmarks {
 using core::tessaryn::BaseType;
 using core::tessaryn::GetBaseType;
 
-/// As much of a stream type as the floor needs: the entries' types, and where they begin.
+/// What the floor needs of a stream type: types and offsets of the entries.
 struct FloorType {
     std::vector<BaseType> types;
     std::vector<unsigned int> offsets;
@@ -28,8 +28,8 @@ struct FloorType {
 /// The layout of `Values`.
 const FloorType& FloorTypeOfValues();
 
-/// The least that a sample can be: an object that may be derived from, one array of bytes and one
-/// of offsets; each access checks type and index, each set reads the clock.
+/// The minimum of a sample: an object that hosts may derive from, an array of bytes and one of
+/// offsets. Each access checks type and index, each set reads the clock.
 class FloorSample {
   public:
     FloorSample(const FloorType& sampleType, const Poco::Timestamp& time);

@@ -99,9 +99,9 @@ void FloorStream::Notify(const FloorSample& sample) {
     }
 }
 
-// The callback got live samples and may have stamped them anew: the next search relies on it.
+// The callback may have changed the time stamps of the samples, on whose order searches rely.
 void FloorStream::NoticeOrder(const Samples& answer) const {
-    // As numbers: assigning a POCO time stamp is a call.
+    // As integers: assigning a Poco::Timestamp is a function call.
     Poco::Timestamp::TimeVal earlier = Poco::Timestamp::TIMEVAL_MIN;
     for (const FloorSample* sample : answer) {
         const Poco::Timestamp::TimeVal later = sample->GetTimeStamp().epochMicroseconds();

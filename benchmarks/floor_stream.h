@@ -16,16 +16,16 @@
 
 namespace velmora::benchmarks {
 
-/// What the floor's delegates receive.
+/// The argument of the floor's delegates.
 struct FloorArgs {
     unsigned char changeType;
     FloorSample* sample;
     void* sender;
 };
 
-/// The least that a stream can be whose ring is full: what can be seen from outside, and no more.
+/// The minimum of a stream whose ring is full: all that is visible from outside, and nothing else.
 ///
-/// Its code is in a source file of its own, so that nobody's loop takes part of it away.
+/// It is compiled separately, so that no benchmark's loop is optimised together with it.
 class FloorStream {
   public:
     using Filter = std::function<bool(const FloorSample&)>;
@@ -40,11 +40,11 @@ class FloorStream {
     void PushNew(std::istream& in);
     void PushNew(std::unique_ptr<FloorSample> sample);
 
-    /// \param filter empty: every sample
+    /// \param filter empty for every sample
     void Subscribe(Filter filter, const Poco::AbstractDelegate<FloorArgs>& delegate);
 
     void GetLatest(std::function<void(const FloorSample&)> callback) const;
-    /// By binary search: the stamps ascend.
+    /// By binary search: the time stamps ascend.
     void GetLast(const Poco::Timespan& span, std::function<void(const Samples&)> callback) const;
 
   private:

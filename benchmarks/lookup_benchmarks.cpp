@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Look-ups: a stream by its path, and the entries of a stream type by name while it is put
-// together, which must not get slower with every entry.
+// Look-ups: a stream by its path, and the entries of a stream type by name while the type is built,
+// whose cost must not grow with the number of entries.
 
 #include "floor_repository.h"
 #include "streams.h"
@@ -77,14 +77,14 @@ class NamedParent : public core::INamedObject {
     std::string name;
 };
 
-// CPU time, for building a large type takes long enough to be interrupted.
+// CPU time: building a large type takes long enough to be interrupted.
 double ThreadSeconds() {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-// Adds the entries and looks each up; what it takes to let go of the type is not measured.
+// Adds the entries and looks each up. Destroying the type is not measured.
 void BuildType(benchmark::State& state, const std::string& name, int entries) {
     std::vector<std::string> keys;
     for (int i = 0; i < entries; ++i) {
@@ -112,7 +112,7 @@ void RegisterLookupBenchmarks() {
     benchmark::RegisterBenchmark("L1/ours", LookUpOurs);
     benchmark::RegisterBenchmark("L1/floor", LookUpFloor);
     for (const int entries : {100, 10'000, 60'000}) {
-        // One type a repetition where that is long enough by itself.
+        // One type a repetition if that is long enough to measure.
         const int iterations = std::max(1, 20'000 / entries);
         const auto add = [&](const std::string& op, const std::string& name) {
             benchmark::RegisterBenchmark((op + "." + std::to_string(entries) + "/ours").c_str(),

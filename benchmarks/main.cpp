@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: BSL-1.0
 
 // stream_benchmark [--gate] [Google Benchmark's own arguments]: measures everything beside its
-// floor and prints the ratios as Markdown. With --gate it ends with 1 where one misses its goal by
-// more than a tenth; it ends with 2 where something could not be measured.
+// floor and prints the ratios as Markdown. With --gate it exits with 1 if a ratio exceeds its goal
+// by more than a tenth; it exits with 2 if something could not be measured.
 
 #include "report.h"
 #include "workload.h"
@@ -19,8 +19,8 @@
 namespace {
 
 int Run(int argc, char** argv) {
-    // Short repetitions in random order: a disturbance then hits everybody alike, and in one of
-    // many nobody.
+    // Short repetitions in random order: a disturbance then affects all benchmarks alike, and some
+    // repetition of each is undisturbed.
     std::vector<std::string> arguments{argv[0], "--benchmark_enable_random_interleaving=true",
                                        "--benchmark_repetitions=16", "--benchmark_min_time=0.05"};
     bool gate = false;
@@ -57,11 +57,11 @@ int Run(int argc, char** argv) {
     if (report.HasFailed()) {
         return 2;
     }
-    const std::vector<std::string> misses = report.Misses();
-    for (const std::string& miss : misses) {
-        std::cerr << "misses its goal by more than a tenth: " << miss << '\n';
+    const std::vector<std::string> failures = report.Failures();
+    for (const std::string& failure : failures) {
+        std::cerr << "exceeds its goal by more than a tenth: " << failure << '\n';
     }
-    return gate && !misses.empty() ? 1 : 0;
+    return gate && !failures.empty() ? 1 : 0;
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Pushes into a ring that has wrapped, so that each frees a sample as well: without subscriber,
-// with one, and with one or many rules none of which matches.
+// Pushes into a ring that has wrapped, so that each frees a sample as well: without a subscriber,
+// with one, and with one or many rules that do not match.
 
 #include "floor_stream.h"
 #include "streams.h"
@@ -28,7 +28,7 @@ using core::tessaryn::Always;
 using core::tessaryn::Expression;
 using core::tessaryn::ISubscriptionRule;
 
-// Ends the benchmark in an error where a delegate was not called as often as it should.
+// Fails the benchmark if a delegate was not called as often as expected.
 void CheckCalls(benchmark::State& state, long long calls, bool everyTime) {
     if (calls < 0 || (calls > 0) != everyTime) {
         state.SkipWithError("the delegate was called at the wrong times");
@@ -95,7 +95,7 @@ bool LabelIsNoSuchText(const FloorSample& sample) {
     return sample.GetText(labelId) == "no-such-text";
 }
 
-// A value set in its binary form: 20 bytes of offsets, 40 of data.
+// A value set in its binary form: 20 bytes of offsets, 40 bytes of data.
 std::string EncodedValues() {
     Sample sample(&TypeOfValues(), Poco::Timestamp());
     Fill(sample, ValueSets().front());

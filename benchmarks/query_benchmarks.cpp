@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The newest sample, and about a hundred of the newest out of few or many: what a query costs must
-// not depend on how many samples it doesn't answer with.
+// The newest sample, and about a hundred of the newest out of few or many: the cost of a query must
+// not depend on the number of samples outside of its answer.
 
 #include "floor_stream.h"
 #include "streams.h"
@@ -17,7 +17,7 @@
 namespace velmora::benchmarks {
 namespace {
 
-// A ring whose stamps ascend to now, with its seam in the middle.
+// A ring that wraps in the middle and whose time stamps ascend to now.
 template <class AnySample, class AnyStream, class Type>
 void FillByTime(AnyStream& stream, Type type, int size) {
     const Poco::Timestamp now;
@@ -28,7 +28,7 @@ void FillByTime(AnyStream& stream, Type type, int size) {
     }
 }
 
-// Makes `FillByTime` push what the public interface takes.
+// Lets `FillByTime` push through the public interface.
 class OwningStream : public Stream {
   public:
     using Stream::PushNew;
@@ -36,7 +36,7 @@ class OwningStream : public Stream {
     void PushNew(std::unique_ptr<Sample> sample) { Stream::PushNew(sample.release()); }
 };
 
-// One for all repetitions: filling the large ones takes longer than measuring.
+// Shared by all repetitions: filling the large ones takes longer than measuring.
 Stream& StreamOf(int size) {
     static std::map<int, std::unique_ptr<OwningStream>> streams;
     std::unique_ptr<OwningStream>& stream = streams[size];
@@ -104,8 +104,8 @@ void QueryLatestFloor(benchmark::State& state) {
 
 void RegisterQueryBenchmarks() {
     for (const int size : {1024, 100'000, 1'000'000}) {
-        // Filled before anything runs: where the heap is in pieces, samples are further apart, and
-        // the one that is filled later would seem the slower one.
+        // Filled before any benchmark runs: in a fragmented heap the samples lie further apart, and
+        // the ring that is filled later would seem slower.
         StreamOf(size);
         FloorStreamOf(size);
         const std::string op = "Q1." + std::to_string(size);

@@ -12,17 +12,17 @@
 
 namespace velmora::benchmarks {
 
-/// The least time that each benchmark took in any repetition: what disturbs only ever adds.
+/// Collects the shortest time of each benchmark over its repetitions: disturbances only ever add.
 class Report : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context& context) override;
     void ReportRuns(const std::vector<Run>& runs) override;
 
-    /// Writes the tables of what was run.
+    /// Writes the tables of the benchmarks that were run.
     void Print(std::ostream& out) const;
 
-    /// The lines that miss their goal by more than a tenth.
-    std::vector<std::string> Misses() const;
+    /// The lines that exceed their goal by more than a tenth.
+    std::vector<std::string> Failures() const;
 
     bool HasFailed() const { return failed; }
 

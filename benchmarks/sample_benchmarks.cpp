@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The binary form of a sample of 60 bytes, into and out of memory.
+// Writing and reading the binary form of a sample of 60 bytes in memory.
 
 #include "floor_sample.h"
 #include "streams.h"

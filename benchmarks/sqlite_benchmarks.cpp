@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// What a host would otherwise use: a table in memory whose rows are reused in turn, rules that are
+// What a host would otherwise use: a table in memory whose rows are overwritten in turn, rules as
 // the WHEN clauses of triggers, and a function that the triggers call as the delegate.
 
 #include "workload.h"

@@ -27,14 +27,14 @@ inline StreamType& TypeOfValues() {
     return type;
 }
 
-/// Pushes the next values, as a host does.
+/// Pushes the next value set as a host does.
 template <class AnyStream, class AnySample>
 void PushValues(AnyStream& stream, ValueSource& source) {
     const Values& values = source.Next();
     stream.PushNew([&values](AnySample& sample) { Fill(sample, values); });
 }
 
-/// Pushes until the ring has wrapped, with its seam in the middle.
+/// Pushes until the ring wraps in the middle.
 template <class AnyStream, class AnySample>
 void Wrap(AnyStream& stream, ValueSource& source, int size) {
     for (int i = 0; i < size + size / 2; ++i) {
@@ -42,7 +42,7 @@ void Wrap(AnyStream& stream, ValueSource& source, int size) {
     }
 }
 
-/// The target of a delegate: as good as empty.
+/// The target of a delegate: counts, nothing else.
 template <class Args>
 class Counter {
   public:

@@ -10,7 +10,7 @@
 
 namespace velmora::benchmarks {
 
-/// What all benchmarks of pushes and queries fill their samples with: 40 bytes of data.
+/// The values of all samples in benchmarks of pushes and queries: 40 bytes of data.
 struct Values {
     double temperature;             ///< 30.0 to 31.75
     std::array<float, 4> pressure;  ///< the last one is negative, the others aren't
@@ -18,23 +18,24 @@ struct Values {
     std::string label;              ///< 12 characters
 };
 
-/// The ids of the entries, in every kind of sample.
+/// The ids of the entries, for every contender.
 enum Entry : unsigned short { temperatureId = 0, pressureId = 1, stateId = 2, labelId = 3 };
 
-/// Samples that a ring holds where nothing else is said.
+/// Capacity of a ring by default.
 constexpr int ringSize = 1024;
 
-/// Microseconds between two samples where queries go by time: ten minutes, so that an answer
-/// doesn't age while the benchmarks run.
+/// Microseconds between two samples in queries by time: ten minutes, so that the answer stays the
+/// same while the benchmarks run.
 constexpr long long sampleDistance = 600'000'000;
 
-/// How far back a query looks for about a hundred samples.
+/// The time span of about a hundred samples.
 constexpr long long hundredSamples = 99 * sampleDistance + sampleDistance / 2;
 
-/// Rules in the benchmark of many.
+/// Number of rules in the benchmark of many.
 constexpr int manyRules = 100;
 
-/// The limits of a rule of many: `temperature > TemperatureLimit(k) && state == StateLimit(k)`.
+/// The literals of the k-th rule of many: `temperature > TemperatureLimit(k) && state ==
+/// StateLimit(k)`.
 constexpr double TemperatureLimit(int k) {
     return 20.0 + 0.2 * k;
 }
@@ -42,7 +43,7 @@ constexpr int StateLimit(int k) {
     return 3 + k;
 }
 
-/// Eight sets, taken in turn.
+/// Eight value sets, used in turn.
 inline const std::array<Values, 8>& ValueSets() {
     static const std::array<Values, 8> sets = [] {
         std::array<Values, 8> made;
@@ -58,7 +59,7 @@ inline const std::array<Values, 8>& ValueSets() {
     return sets;
 }
 
-/// Hands out the value sets in turn.
+/// Returns the value sets in turn.
 class ValueSource {
   public:
     const Values& Next() { return sets[count++ % sets.size()]; }
@@ -68,7 +69,7 @@ class ValueSource {
     std::size_t count = 0;
 };
 
-/// The seven sets of a push.
+/// The seven setter calls of a push.
 template <class AnySample>
 void Fill(AnySample& sample, const Values& values) {
     sample.Set(temperatureId, 0, values.temperature);
