@@ -7,7 +7,7 @@
 
 namespace velmora::tool {
 
-/// What ends the program with exit code 2; its text is the one sentence that the user reads.
+/// Ends the program with exit code 2; the text is the message that the user reads.
 class CommandError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

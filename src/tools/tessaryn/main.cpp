@@ -7,33 +7,35 @@
 #include "commands/show_command.h"
 #include "commands/watch_command.h"
 #include "program_version.h"
-#include "text/escaped_text.h"
+#include "terminal/message.h"
+#include "terminal/standard_output.h"
 
 #include <CLI/CLI.hpp>
 #include <Poco/Exception.h>
 
-#include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 
+namespace velmora::tool {
+
 namespace {
 
-constexpr int found = 1;
+constexpr int success = 0;
+constexpr int hasFindings = 1;
 constexpr int failure = 2;
 
-int Fail(const std::string& sentence) {
-    std::string line = "tessaryn: ";
-    // What a file holds may be quoted as it is.
-    velmora::tool::AppendEscaped(line, sentence);
-    std::fprintf(stderr, "%s\n", line.c_str());
+int Fail(const std::string& message) {
+    PrintMessage("", message);
     return failure;
 }
 
-// Keeps a file that is opened later from taking the place of a standard descriptor that the
-// caller closed; using that one stays an error.
-void HoldStandardDescriptors() {
+// Opens standard descriptors that the caller closed, so that no file opened later takes their
+// place; reading or writing them remains an error.
+void ReserveStandardDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) < 0) {
             static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
@@ -41,46 +43,68 @@ void HoldStandardDescriptors() {
     }
 }
 
+// Refuses "--option=", for which the parser would take the next argument as the value.
+void CheckOptionValues(int argc, char** argv) {
+    for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+            throw CommandError(std::string(argument) + " has no value");
+        }
+    }
+}
+
+// Prints help or version, which the parser reports as an "error" of exit code 0.
+int PrintAnswer(const CLI::App& app, const CLI::ParseError& answer) {
+    std::ostringstream text;
+    app.exit(answer, text, text);
+    StandardOutput output;
+    output.GetBuffer() = text.str();
+    output.Flush();
+    return success;
+}
+
 int Run(int argc, char** argv) {
-    CLI::App app("Watches streams of timestamped, typed samples.", "tessaryn");
-    app.set_version_flag("--version", velmora::tool::GetProgramVersion());
+    CLI::App app("Watch streams of timestamped, typed samples", "tessaryn");
+    app.set_version_flag("--version", GetProgramVersion());
     app.require_subcommand(1);
-    velmora::tool::WatchOptions watchOptions;
-    velmora::tool::ShowOptions showOptions;
-    velmora::tool::ConvertOptions convertOptions;
-    velmora::tool::CheckOptions checkOptions;
-    velmora::tool::AddWatchCommand(app, watchOptions);
-    const CLI::App* const show = velmora::tool::AddShowCommand(app, showOptions);
-    const CLI::App* const convert = velmora::tool::AddConvertCommand(app, convertOptions);
-    const CLI::App* const check = velmora::tool::AddCheckCommand(app, checkOptions);
+    WatchOptions watchOptions;
+    ShowOptions showOptions;
+    ConvertOptions convertOptions;
+    CheckOptions checkOptions;
+    AddWatchCommand(app, watchOptions);
+    const CLI::App* const show = AddShowCommand(app, showOptions);
+    const CLI::App* const convert = AddConvertCommand(app, convertOptions);
+    const CLI::App* const check = AddCheckCommand(app, checkOptions);
+    CheckOptionValues(argc, argv);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
-        return asked ? app.exit(error) : Fail(error.what());
+        return error.get_exit_code() == success ? PrintAnswer(app, error) : Fail(error.what());
     }
     if (check->parsed()) {
-        return velmora::tool::RunCheck(checkOptions) ? 0 : found;
+        return RunCheck(checkOptions) ? hasFindings : success;
     }
     if (show->parsed()) {
-        velmora::tool::RunShow(showOptions);
+        RunShow(showOptions);
     } else if (convert->parsed()) {
-        velmora::tool::RunConvert(convertOptions);
+        RunConvert(convertOptions);
     } else {
-        velmora::tool::RunWatch(watchOptions);
+        RunWatch(watchOptions);
     }
-    return 0;
+    return success;
 }
 
 }  // namespace
 
+}  // namespace velmora::tool
+
 int main(int argc, char** argv) {
-    HoldStandardDescriptors();
+    velmora::tool::ReserveStandardDescriptors();
     try {
-        return Run(argc, argv);
+        return velmora::tool::Run(argc, argv);
     } catch (const Poco::Exception& error) {
-        return Fail(error.displayText());
+        return velmora::tool::Fail(error.displayText());
     } catch (const std::exception& error) {
-        return Fail(error.what());
+        return velmora::tool::Fail(error.what());
     }
 }

@@ -5,7 +5,6 @@
 
 #include "command_error.h"
 #include "document/document.h"
-#include "terminal/signal_watcher.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/rule_check.h"
 #include "text/escaped_text.h"
@@ -23,22 +22,23 @@ namespace tsn = core::tessaryn;
 namespace {
 
 constexpr const char* details =
-    R"(The tree has one line for each operator, name and literal, what belongs to it below it.
+    R"(The tree has one line for each operator, name and literal, with its operands below it.
 
 --type compares the rule with a type of a document that "tessaryn watch --save" wrote:
-PATH is that of the type as "tessaryn show" has it, the newest version unless @VERSION
-follows. Entries and functions that do not exist, and literals that do not convert to
-their entries' types, are told: such a term never matches, without an error.
+PATH is the path that "tessaryn show" prints; the newest version is used unless
+@VERSION follows. A warning is printed for each entry or function that does not exist
+and for each literal that does not convert to the type of its entry: such a comparison
+never matches.
 
-The program ends with 0 when nothing was found, with 1 when something was, and with 2
-when the text is no rule, or the type can not be read.)";
+Exit status: 0 without warnings, 1 with warnings, 2 when the text is not a rule or the
+type cannot be read.)";
 
 struct TypeAddress {
     std::string file;
     std::string path;
 };
 
-// Splits FILE:PATH behind the file's ending; both may hold colons of their own.
+// Splits FILE:PATH after the file's ending, as both may contain colons.
 TypeAddress SplitAddress(const std::string& text) {
     for (std::size_t colon = text.find(':'); colon != std::string::npos;
          colon = text.find(':', colon + 1)) {
@@ -48,19 +48,19 @@ TypeAddress SplitAddress(const std::string& text) {
         }
     }
     throw CommandError("--type " + Quoted(text) +
-                       " is no FILE:PATH with a FILE that ends in .xml or .json");
+                       " is not FILE:PATH with a FILE that ends in .xml or .json");
 }
 
-[[noreturn]] void FailFinding(const TypeAddress& address) {
+[[noreturn]] void FailForMissing(const TypeAddress& address) {
     throw CommandError(address.file + ": there is no type " + Quoted(address.path));
 }
 
 // The type of a path, or of PATH@VERSION.
 const tsn::StreamType& FindType(const Document& document, const TypeAddress& address) {
     const tsn::StreamType* type = nullptr;
-    const tsn::StreamTypeCollection* const whole = document.GetTypes().GetPtr(address.path);
-    if (whole != nullptr) {
-        type = whole->GetLatestPtr();
+    const tsn::StreamTypeCollection* const collection = document.GetTypes().GetPtr(address.path);
+    if (collection != nullptr) {
+        type = collection->GetLatestPtr();
     } else if (const std::size_t at = address.path.rfind('@'); at != std::string::npos) {
         const auto* const versions = document.GetTypes().GetPtr(address.path.substr(0, at));
         try {
@@ -71,7 +71,7 @@ const tsn::StreamType& FindType(const Document& document, const TypeAddress& add
         }
     }
     if (type == nullptr) {
-        FailFinding(address);
+        FailForMissing(address);
     }
     return *type;
 }
@@ -84,7 +84,7 @@ std::string Describe(const std::string& rule) {
     }
 }
 
-// Appends lines with escapes for what a terminal would act upon.
+// Appends lines, each escaped.
 void AppendLines(std::string& out, const std::string& text) {
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
@@ -98,9 +98,9 @@ void AppendLines(std::string& out, const std::string& text) {
 
 CLI::App* AddCheckCommand(CLI::App& app, CheckOptions& options) {
     CLI::App* const check =
-        app.add_subcommand("check", "Parses a rule and tells what of it can never match");
+        app.add_subcommand("check", "Print the tree of a rule and what can never match");
     check->add_option("RULE", options.rule, "Rule such as 'temperature > 8.0'")->required();
-    check->add_option("--type", options.type, "Type of the samples that the rule is meant for")
+    check->add_option("--type", options.type, "Type of the samples")
         ->type_name("FILE:PATH[@VERSION]");
     check->footer(details);
     return check;
@@ -117,14 +117,13 @@ bool RunCheck(const CheckOptions& options) {
         const Document document(address.file);
         findings = tsn::CheckRule(options.rule, FindType(document, address));
     }
-    SignalWatcher signals;
-    StandardOutput output(signals);
+    StandardOutput output;
     AppendLines(output.GetBuffer(), tree);
     for (const tsn::RuleFinding& finding : findings) {
         AppendLines(output.GetBuffer(), "warning: " + finding.message);
     }
     output.Flush();
-    return findings.empty();
+    return !findings.empty();
 }
 
 }  // namespace velmora::tool

@@ -9,21 +9,20 @@
 
 namespace velmora::tool {
 
-/// What the command line of `tessaryn check` says.
+/// The command line of `tessaryn check`.
 struct CheckOptions {
     std::string rule;
     /// FILE:PATH[@VERSION] of the type to check against; empty for none.
     std::string type;
 };
 
-/// Adds the subcommand and binds its options.
-/// \param app where to
-/// \param options \ownership observes: receives what the command line says
+/// Adds the subcommand.
+/// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddCheckCommand(CLI::App& app, CheckOptions& options);
 
-/// Prints a rule's tree and what in it can never have the effect that its author wants.
-/// \return whether nothing was found
-/// \throws CommandError when the text is no rule, or the type can't be read
+/// Prints a rule's tree and what `tessaryn::CheckRule` finds in it.
+/// \return whether there are findings
+/// \throws CommandError when the text is not a rule, or the type cannot be read
 bool RunCheck(const CheckOptions& options);
 
 }  // namespace velmora::tool

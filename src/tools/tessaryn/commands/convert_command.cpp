@@ -10,15 +10,15 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* details =
-    R"(The endings, .xml or .json, tell the forms. The whole tree of nodes is kept as it is, so
-a document that went to the other form and back is the same, byte for byte. TO is
-replaced in one step, once the new document is complete; on failure it stays as it was.)";
+    R"(The endings, .xml or .json, determine the formats. The conversion keeps all nodes: a
+document converted to the other format and back is the same, byte for byte. TO is
+replaced atomically; on failure it is unchanged.)";
 
 }  // namespace
 
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
     CLI::App* const convert =
-        app.add_subcommand("convert", "Writes a document in the other form, or the same one");
+        app.add_subcommand("convert", "Convert a document between XML and JSON");
     convert->add_option("FROM", options.from, "Document to read, .xml or .json")->required();
     convert->add_option("TO", options.to, "Document to write, .xml or .json")->required();
     convert->footer(details);

@@ -9,19 +9,18 @@
 
 namespace velmora::tool {
 
-/// What the command line of `tessaryn convert` says.
+/// The command line of `tessaryn convert`.
 struct ConvertOptions {
     std::string from;
     std::string to;
 };
 
-/// Adds the subcommand and binds its options.
-/// \param app where to
-/// \param options \ownership observes: receives what the command line says
+/// Adds the subcommand.
+/// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options);
 
-/// Writes the tree of one document as another, node by node, whatever it means.
-/// \throws CommandError when one can't be read or the other can't be written
+/// Writes the tree of one document as another, whether or not it is one of types and streams.
+/// \throws CommandError when one cannot be read or the other cannot be written
 void RunConvert(const ConvertOptions& options);
 
 }  // namespace velmora::tool

@@ -11,6 +11,8 @@
 #include <Poco/Delegate.h>
 #include <Poco/Exception.h>
 
+#include <exception>
+
 namespace velmora::tool {
 
 namespace tsn = core::tessaryn;
@@ -24,32 +26,6 @@ std::unique_ptr<tsn::ISubscriptionRule> Parse(const std::string& text) {
         throw CommandError("rule " + Quoted(text) + ": " + error.message());
     }
 }
-
-// A rule whose failures say which rule it is.
-class NamedRule : public tsn::ISubscriptionRule {
-  public:
-    NamedRule(const std::string& text, tsn::ISubscriptionRule* rule) : text(text), rule(rule) {}
-    NamedRule(const NamedRule&) = delete;
-    NamedRule& operator=(const NamedRule&) = delete;
-    ~NamedRule() override = default;
-
-    bool Applies(tsn::SubscriptionArgs& args) const override {
-        try {
-            return rule->Applies(args);
-        } catch (const Poco::Exception& error) {
-            throw RuleError("rule " + Quoted(text) +
-                            " can not be evaluated: " + error.displayText());
-        } catch (const std::out_of_range& error) {
-            throw RuleError("rule " + Quoted(text) + " can not be evaluated: " + error.what());
-        }
-    }
-
-    tsn::ISubscriptionRule* Clone() const override { return new NamedRule(text, rule->Clone()); }
-
-  private:
-    std::string text;
-    std::unique_ptr<tsn::ISubscriptionRule> rule;
-};
 
 }  // namespace
 
@@ -69,10 +45,26 @@ std::vector<std::string> RuleWatch::Check(const tsn::StreamType& type) const {
 }
 
 void RuleWatch::Subscribe(tsn::Stream& stream, const SampleReporter& lineReporter,
-                          StandardOutput& lines) {
+                          StandardOutput& lineOutput) {
     reporter = &lineReporter;
-    output = &lines;
-    stream.Subscribe({NamedRule(text, rule->Clone()), Poco::delegate(this, &RuleWatch::OnMatch)});
+    output = &lineOutput;
+    stream.Subscribe({*rule, Poco::delegate(this, &RuleWatch::OnMatch)});
+}
+
+std::string RuleWatch::DescribeFailure(const tsn::Stream& stream) const {
+    std::string reason;
+    stream.GetLatest([&](const tsn::Sample& newest) {
+        tsn::Sample sample(newest);
+        tsn::SubscriptionArgs args{tsn::pushed, &sample, nullptr};
+        try {
+            static_cast<void>(rule->Applies(args));
+        } catch (const Poco::Exception& error) {
+            reason = error.displayText();
+        } catch (const std::exception& error) {
+            reason = error.what();
+        }
+    });
+    return reason.empty() ? "" : "rule " + Quoted(text) + " cannot be evaluated: " + reason;
 }
 
 void RuleWatch::OnMatch(tsn::SubscriptionArgs& args) {

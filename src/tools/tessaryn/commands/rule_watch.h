@@ -11,23 +11,16 @@
 
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace velmora::tool {
 
-/// A rule that can't be evaluated for a sample, such as one whose value is no truth value.
-class RuleError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
 /// One rule of the command line: a subscription that counts and reports.
 class RuleWatch {
   public:
     /// \param text the rule's text
-    /// \throws CommandError with the parser's message when the text is no rule
+    /// \throws CommandError with the parser's message when the text is not a rule
     explicit RuleWatch(const std::string& text);
     /// The watch that reports every sample.
     RuleWatch();
@@ -37,13 +30,15 @@ class RuleWatch {
     /// What is wrong between the rule and the type, one sentence each.
     std::vector<std::string> Check(const core::tessaryn::StreamType& type) const;
 
-    /// Subscribes to a stream: matches go to the reporter, and by it to the output. A rule that
-    /// can't be evaluated makes the push throw `RuleError`.
-    /// \param stream the stream
+    /// Subscribes to a stream: matches go to the reporter, and through it to the output.
     /// \param lineReporter \ownership observes
-    /// \param lines \ownership observes
+    /// \param lineOutput \ownership observes
     void Subscribe(core::tessaryn::Stream& stream, const SampleReporter& lineReporter,
-                   StandardOutput& lines);
+                   StandardOutput& lineOutput);
+
+    /// Why the rule cannot be evaluated for the newest sample of a stream, after a push threw;
+    /// empty when it can.
+    std::string DescribeFailure(const core::tessaryn::Stream& stream) const;
 
     const std::string& GetText() const { return text; }
     std::uint64_t GetMatches() const { return matches; }

@@ -6,7 +6,6 @@
 #include "command_error.h"
 #include "document/document.h"
 #include "document/document_printer.h"
-#include "terminal/signal_watcher.h"
 #include "terminal/standard_output.h"
 #include "text/escaped_text.h"
 
@@ -20,21 +19,21 @@ namespace {
 
 constexpr const char* details =
     R"(FILE is a document of types and streams as "tessaryn watch --save" writes it, .xml
-or .json. PATH picks one group, type or stream; its names are separated as in the
-document, by "/" unless another program wrote it.
+or .json. PATH selects one group, type or stream; the separator is that of the
+document, "/" unless another program wrote it.
 
-A type has its versions with their hashes, the bytes in hexadecimal, and its entries.
-A stream has its type, how many samples it holds and may hold, the first and the last
-time and, for each element of a numeric entry, the least, the greatest and the last
-value in the order of time. The line of blocks goes through up to 40 means of that
-course, from the least to the greatest; where the locale is not UTF-8 it is "_.-~=+*#".
+Printed are for a type its versions, each with its hash in hexadecimal and its entries;
+for a stream its type, the number of samples and their maximum, the first and the last
+time and, for each element of a numeric entry, the minimum, the maximum and the last
+value in the order of time. A chart shows up to 40 means of the values over time; where
+the locale is not UTF-8, with the characters "_.-~=+*#".
 
-ndjson is one object a line: "kind" is "type group", "type", "stream group" or
-"stream", and "path" tells where it stands; null stands for what is not there.)";
+The format ndjson has one object per line: "kind" is "type group", "type",
+"stream group" or "stream", "path" is its position, and null is a missing value.)";
 
-// The samples in the order of their times; those of one time in that of pushing.
-std::vector<tsn::Sample*> InTimeOrder(const tsn::Stream& stream,
-                                      const std::vector<tsn::Sample*>& samples) {
+// Samples of one time stay in the order of their pushes.
+std::vector<tsn::Sample*> SortByTime(const tsn::Stream& stream,
+                                     const std::vector<tsn::Sample*>& samples) {
     std::vector<tsn::Sample*> ordered = InPushOrder(stream, samples);
     std::stable_sort(ordered.begin(), ordered.end(), [](auto* left, auto* right) {
         return left->GetTimeStamp() < right->GetTimeStamp();
@@ -42,24 +41,25 @@ std::vector<tsn::Sample*> InTimeOrder(const tsn::Stream& stream,
     return ordered;
 }
 
-void Print(DocumentPrinter& printer, const Place& place, const tsn::StreamTypeCollection& type) {
-    printer.PrintType(place, type);
+void Print(DocumentPrinter& printer, const TreePosition& position,
+           const tsn::StreamTypeCollection& type) {
+    printer.PrintType(position, type);
 }
 
-void Print(DocumentPrinter& printer, const Place& place, const tsn::Stream& stream) {
+void Print(DocumentPrinter& printer, const TreePosition& position, const tsn::Stream& stream) {
     stream.GetAll([&](const std::vector<tsn::Sample*>& samples) {
-        printer.PrintStream(place, stream, InTimeOrder(stream, samples));
+        printer.PrintStream(position, stream, SortByTime(stream, samples));
     });
 }
 
-// Prints what is in a group in the order of names, as hash maps have none that a reader knows.
+// Prints the content of a group, sorted by names.
 template <class Group>
-void PrintContents(DocumentPrinter& printer, const Group& group, const Place& place,
+void PrintContents(DocumentPrinter& printer, const Group& group, const TreePosition& position,
                    char separator) {
     const auto inside = [&](const std::string& name) {
-        const bool atRoot = place.path.empty();
-        return Place{atRoot ? name : place.path + separator + name, name,
-                     atRoot ? place.depth : place.depth + 1};
+        const bool atRoot = position.path.empty();
+        return TreePosition{atRoot ? name : position.path + separator + name, name,
+                            atRoot ? position.depth : position.depth + 1};
     };
     std::vector<std::string> names = group.GetGroupNames();
     std::sort(names.begin(), names.end());
@@ -74,13 +74,13 @@ void PrintContents(DocumentPrinter& printer, const Group& group, const Place& pl
     }
 }
 
-// The path without separators at its end, which lead nowhere else.
+// The path without separators at its end.
 std::string Trimmed(const std::string& path, char separator) {
     return path.substr(0, path.find_last_not_of(separator) + 1);
 }
 
-// Prints the item and the group of a path, or everything.
-// \return whether there was anything of that path
+// Prints the item and the group of a path.
+// \return whether there is either
 template <class Group, class Item>
 bool PrintTree(DocumentPrinter& printer, DocumentPrinter::Tree tree, const std::string& path,
                char separator, const Group* group, const Item* item) {
@@ -88,15 +88,15 @@ bool PrintTree(DocumentPrinter& printer, DocumentPrinter::Tree tree, const std::
         return false;
     }
     printer.Begin(tree);
-    const Place place{path, path, 0};
+    const TreePosition position{path, path, 0};
     if (group != nullptr) {
         if (!path.empty()) {
-            printer.PrintGroup(place, separator);
+            printer.PrintGroup(position, separator);
         }
-        PrintContents(printer, *group, place, separator);
+        PrintContents(printer, *group, position, separator);
     }
     if (item != nullptr) {
-        Print(printer, place, *item);
+        Print(printer, position, *item);
     }
     return true;
 }
@@ -104,12 +104,12 @@ bool PrintTree(DocumentPrinter& printer, DocumentPrinter::Tree tree, const std::
 }  // namespace
 
 CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
-    CLI::App* const show = app.add_subcommand("show", "Prints the types and streams of a document");
+    CLI::App* const show = app.add_subcommand("show", "Print the types and streams of a document");
     show->add_option("FILE", options.file, "Document, .xml or .json")->required();
     show->add_option("PATH", options.path, "Group, type or stream; everything unless given");
-    show->add_option("--output", options.output, "Form of the lines: text or ndjson")
+    show->add_option("--output", options.output, "Output format")
         ->check(CLI::IsMember({"text", "ndjson"}))
-        ->type_name("FORM")
+        ->type_name("FORMAT")
         ->capture_default_str();
     show->footer(details);
     return show;
@@ -117,8 +117,7 @@ CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
 
 void RunShow(const ShowOptions& options) {
     const Document document(options.file);
-    SignalWatcher signals;
-    StandardOutput output(signals);
+    StandardOutput output;
     const auto printer =
         options.output == "ndjson" ? MakeJsonPrinter(output) : MakeTextPrinter(output);
     const tsn::StreamTypeRepository& types = document.GetTypes();

@@ -9,20 +9,19 @@
 
 namespace velmora::tool {
 
-/// What the command line of `tessaryn show` says.
+/// The command line of `tessaryn show`.
 struct ShowOptions {
     std::string file;
     std::string path;
     std::string output = "text";
 };
 
-/// Adds the subcommand and binds its options.
-/// \param app where to
-/// \param options \ownership observes: receives what the command line says
+/// Adds the subcommand.
+/// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options);
 
 /// Prints the types and streams of a document.
-/// \throws CommandError when it can't be read, or has nothing of the path
+/// \throws CommandError when it cannot be read, or has nothing at the path
 void RunShow(const ShowOptions& options);
 
 }  // namespace velmora::tool

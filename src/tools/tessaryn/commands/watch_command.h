@@ -15,7 +15,7 @@
 
 namespace velmora::tool {
 
-/// What the command line of `tessaryn watch` says.
+/// The command line of `tessaryn watch`.
 struct WatchOptions {
     std::string source;
     std::vector<std::string> rules;
@@ -32,13 +32,12 @@ struct WatchOptions {
     bool quiet = false;
 };
 
-/// Adds the subcommand and binds its options.
-/// \param app where to
-/// \param options \ownership observes: receives what the command line says
+/// Adds the subcommand.
+/// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options);
 
-/// Reads the source, pushes its samples into a stream, and reports what the rules ask for, until
-/// the source ends, the time is over, a signal comes, or nobody reads the output any more.
+/// Reads the source into a stream and reports matches, until the source ends, the time is over, a
+/// signal arrives, or nobody reads the output any more; then saves the document, if asked to.
 /// \throws CommandError when an option or the input is bad
 void RunWatch(const WatchOptions& options);
 

@@ -7,6 +7,7 @@
 #include "text/escaped_text.h"
 #include "text/value_parser.h"
 
+#include <Poco/Ascii.h>
 #include <Poco/String.h>
 
 #include <algorithm>
@@ -22,40 +23,32 @@ namespace {
 
 constexpr unsigned int maxElements = 65535;
 
-constexpr bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-constexpr bool IsLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-}
-
-// The title with "_" for each character that a rule's names can't have.
+// The title with "_" for each character that a rule cannot spell.
 std::string EntryName(const std::string& title) {
     std::string name;
     for (const char c : title) {
         const bool continuation = (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-        if (IsLetter(c) || IsDigit(c)) {
+        if (Poco::Ascii::isAlphaNumeric(c) || c == '_') {
             name += c;
         } else if (!continuation) {
             name += '_';
         }
     }
-    if (name.empty() || IsDigit(name.front())) {
+    if (name.empty() || Poco::Ascii::isDigit(name.front())) {
         name.insert(name.begin(), '_');
     }
     return name;
 }
 
 bool IsTimeTitle(std::string_view title) {
-    const std::array<const char*, 4> usual = {"time", "timestamp", "datetime", "date"};
-    return std::any_of(usual.begin(), usual.end(), [&](const char* name) {
+    const std::array<const char*, 4> timeTitles = {"time", "timestamp", "datetime", "date"};
+    return std::any_of(timeTitles.begin(), timeTitles.end(), [&](const char* name) {
         return Poco::icompare(std::string(title), name) == 0;
     });
 }
 
-// A column by its title or, failing that, by its entry's name.
-CsvColumn* Find(std::vector<CsvColumn>& columns, const std::string& name) {
+// The column of a title or, if there is none, of an entry's name; null if there is none either.
+CsvColumn* FindColumn(std::vector<CsvColumn>& columns, const std::string& name) {
     for (std::string CsvColumn::*const field : {&CsvColumn::title, &CsvColumn::entry}) {
         const auto place = std::find_if(columns.begin(), columns.end(),
                                         [&](const auto& column) { return column.*field == name; });
@@ -66,12 +59,11 @@ CsvColumn* Find(std::vector<CsvColumn>& columns, const std::string& name) {
     return nullptr;
 }
 
-// The steps by which a layout is told.
 class LayoutMaker {
   public:
-    LayoutMaker(const CsvRow& header, const std::vector<CsvRow>& ahead, const CsvOptions& options,
-                const std::string& file)
-        : header(header), ahead(ahead), options(options), file(file) {}
+    LayoutMaker(const CsvRow& header, const std::vector<CsvRow>& firstRows,
+                const CsvOptions& options, const std::string& file)
+        : header(header), firstRows(firstRows), options(options), file(file) {}
 
     CsvLayout Make() {
         NameColumns();
@@ -93,34 +85,34 @@ class LayoutMaker {
         throw CommandError(file + ":" + std::to_string(header.line) + ": " + message);
     }
 
-    [[noreturn]] void FailFor(const std::string& name) const {
+    [[noreturn]] void FailForMissing(const std::string& name) const {
         std::string titles;
         for (const CsvColumn& column : layout.columns) {
             titles += (titles.empty() ? "" : ", ") + Quoted(column.title);
         }
-        Fail("there is no column " + Quoted(name) + " among " + titles);
+        Fail("there is no column " + Quoted(name) + "; the columns are " + titles);
     }
 
     bool IsComplete(const CsvRow& row) const {
         return row.fault == nullptr && row.Size() == layout.columns.size();
     }
 
-    // Whether the rows have the row's name before the header's columns, as R writes them.
+    // Whether the rows begin with a row name, which R writes without a title.
     bool HaveRowNames() const {
-        if (ahead.empty() || ahead.front().fault != nullptr) {
+        if (firstRows.empty() || firstRows.front().fault != nullptr) {
             return false;
         }
-        const CsvRow& first = ahead.front();
+        const CsvRow& first = firstRows.front();
         if (first.Size() != header.Size() + 1 || HasSurplusValue(first)) {
             return false;
         }
-        return std::none_of(ahead.begin(), ahead.end(), [&](const CsvRow& row) {
+        return std::none_of(firstRows.begin(), firstRows.end(), [&](const CsvRow& row) {
             return row.fault == nullptr && row.Size() == header.Size();
         });
     }
 
-    // Whether the last field of a row is the one too many: it is empty, or with it the time would
-    // stand under the title of another column.
+    // Whether a row with one field too many has a surplus field at its end rather than a row name:
+    // the last field is empty, or the time stands below a time title or in the first column.
     bool HasSurplusValue(const CsvRow& row) const {
         if (row[row.Size() - 1].empty()) {
             return true;
@@ -158,24 +150,24 @@ class LayoutMaker {
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
             const CsvColumn& column = layout.columns[i];
             if (column.title.empty()) {
-                Fail("column " + std::to_string(i + 1) + " has no name");
+                Fail("column " + std::to_string(i + 1) + " has no title");
             }
             const auto [place, isNew] = taken.emplace(column.entry, i);
             if (!isNew) {
                 Fail("columns " + std::to_string(place->second + 1) + " and " +
-                     std::to_string(i + 1) + " would both be the entry " + Quoted(column.entry));
+                     std::to_string(i + 1) + " have the same entry name " + Quoted(column.entry));
             }
             if (column.entry != column.title) {
-                layout.notes.push_back("column " + Quoted(column.title) + " is the entry " +
+                layout.notes.push_back("column " + Quoted(column.title) + " has the entry name " +
                                        Quoted(column.entry));
             }
         }
     }
 
     void SetType(const ColumnType& wanted) {
-        CsvColumn* const column = Find(layout.columns, wanted.name);
+        CsvColumn* const column = FindColumn(layout.columns, wanted.name);
         if (column == nullptr) {
-            FailFor(wanted.name);
+            FailForMissing(wanted.name);
         }
         column->type = wanted.type;
         column->count = wanted.count;
@@ -186,15 +178,15 @@ class LayoutMaker {
         if (options.timeColumn.empty()) {
             return FindTimeColumn();
         }
-        CsvColumn* const column = Find(layout.columns, options.timeColumn);
+        CsvColumn* const column = FindColumn(layout.columns, options.timeColumn);
         if (column == nullptr) {
-            FailFor(options.timeColumn);
+            FailForMissing(options.timeColumn);
         }
         if (!column->inferred) {
-            Fail("the time column " + Quoted(column->title) + " is no entry and has no type");
+            Fail("--type gives a type to the time column " + Quoted(column->title));
         }
         const auto index = static_cast<std::size_t>(column - layout.columns.data());
-        for (const CsvRow& row : ahead) {
+        for (const CsvRow& row : firstRows) {
             if (!IsComplete(row) || ParseIsoTime(row[index])) {
                 continue;
             }
@@ -207,50 +199,51 @@ class LayoutMaker {
     }
 
     std::size_t FindTimeColumn() const {
-        for (const CsvRow& row : ahead) {
+        for (const CsvRow& row : firstRows) {
             for (std::size_t i = 0; IsComplete(row) && i < row.Size(); ++i) {
                 if (layout.columns[i].inferred && ParseIsoTime(row[i])) {
                     return i;
                 }
             }
         }
-        // Where no row is good, the title lets the message tell the bad field.
+        // No row has a time; with the title, the first bad field can be reported.
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
-            if (IsTimeTitle(layout.columns[i].title)) {
+            if (layout.columns[i].inferred && IsTimeTitle(layout.columns[i].title)) {
                 return i;
             }
         }
-        if (std::none_of(ahead.begin(), ahead.end(), [&](auto& row) { return IsComplete(row); })) {
+        if (std::none_of(firstRows.begin(), firstRows.end(),
+                         [&](auto& row) { return IsComplete(row); })) {
             return 0;
         }
         Fail(
-            "no column holds times such as 2020-01-01T00:00:00Z; --time names a column of "
+            "no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
             "numbers that count from 1970");
     }
 
     BaseType InferType(std::size_t column) const {
-        bool decimal = false;
-        bool number = false;
-        for (const CsvRow& row : ahead) {
+        bool hasNumber = false;
+        bool hasDouble = false;
+        for (const CsvRow& row : firstRows) {
             if (!IsComplete(row) || row[column].empty()) {
                 continue;
             }
             const BaseType type = GuessType(row[column]);
-            // A text among numbers is bad input rather than a reason to compare texts.
-            if (type == BaseType::String && !number) {
+            // A text after a number is a bad value, not a sign of a text column.
+            if (type == BaseType::String && !hasNumber) {
                 return BaseType::String;
             }
-            number = true;
-            decimal = decimal || type == BaseType::Double;
+            hasNumber = true;
+            hasDouble = hasDouble || type == BaseType::Double;
         }
-        if (!number) {
+        if (!hasNumber) {
             return BaseType::String;
         }
-        return decimal ? BaseType::Double : BaseType::Int64;
+        return hasDouble ? BaseType::Double : BaseType::Int64;
     }
 
     const CsvRow& header;
-    const std::vector<CsvRow>& ahead;
+    const std::vector<CsvRow>& firstRows;
     const CsvOptions& options;
     const std::string& file;
     CsvLayout layout;
@@ -262,13 +255,14 @@ ColumnType ParseColumnType(const std::string& text) {
     ColumnType result;
     std::size_t end = text.size();
     std::size_t colon = text.rfind(':');
-    const bool counted = colon != std::string::npos && colon + 1 < end && IsDigit(text[colon + 1]);
+    const bool counted =
+        colon != std::string::npos && colon + 1 < end && Poco::Ascii::isDigit(text[colon + 1]);
     if (counted) {
         const char* const last = text.data() + end;
         const auto [stop, error] = std::from_chars(text.data() + colon + 1, last, result.count);
         if (error != std::errc() || stop != last || result.count == 0 ||
             result.count > maxElements) {
-            throw CommandError("--type " + Quoted(text) + ": a count is 1 to 65535");
+            throw CommandError("--type " + Quoted(text) + ": COUNT must be 1 to 65535");
         }
         end = colon;
         colon = end == 0 ? std::string::npos : text.rfind(':', end - 1);
@@ -283,14 +277,14 @@ ColumnType ParseColumnType(const std::string& text) {
         throw CommandError("--type " + Quoted(text) + ": there is no type " + Quoted(type));
     }
     if (counted && result.type == BaseType::String) {
-        throw CommandError("--type " + Quoted(text) + ": a String has no count");
+        throw CommandError("--type " + Quoted(text) + ": a String cannot have a COUNT");
     }
     return result;
 }
 
-CsvLayout MakeCsvLayout(const CsvRow& header, const std::vector<CsvRow>& ahead,
+CsvLayout MakeCsvLayout(const CsvRow& header, const std::vector<CsvRow>& firstRows,
                         const CsvOptions& options, const std::string& file) {
-    return LayoutMaker(header, ahead, options, file).Make();
+    return LayoutMaker(header, firstRows, options, file).Make();
 }
 
 }  // namespace velmora::tool

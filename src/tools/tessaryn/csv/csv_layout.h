@@ -14,62 +14,59 @@
 
 namespace velmora::tool {
 
-/// What the user says of one column: NAME:TYPE[:COUNT].
+/// The type that the user gives a column: NAME:TYPE[:COUNT].
 struct ColumnType {
     std::string name;
     core::tessaryn::BaseType type = core::tessaryn::UnknownType;
     unsigned int count = 1;
 };
 
-/// Reads NAME:TYPE[:COUNT]; the name may hold colons.
-/// \throws CommandError when it is malformed or names no type
+/// Parses NAME:TYPE[:COUNT]; the name may contain colons.
+/// \throws CommandError when it is malformed or there is no such type
 ColumnType ParseColumnType(const std::string& text);
 
 struct CsvOptions {
-    std::string path;
-    /// The time column's name; empty to find it.
+    /// Name of the time column; empty to find it.
     std::string timeColumn;
     std::vector<ColumnType> types;
     bool skipBad = false;
 };
 
-/// One column of a table; every one but the time column becomes an entry.
+/// One column of a table. Each column except that of the time becomes an entry.
 struct CsvColumn {
-    std::string title;  ///< as in the header
-    std::string entry;  ///< the title made fit for rules
+    std::string title;
+    std::string entry;  ///< the title, made a name that a rule can spell
     core::tessaryn::BaseType type = core::tessaryn::String;
     unsigned int count = 1;
-    bool inferred = true;  ///< the type was told from the rows
+    bool inferred = true;  ///< whether the type comes from the rows
 };
 
-/// What the columns of a table hold, told from the header and the first rows.
+/// Names and types of the columns of a table.
 struct CsvLayout {
     std::vector<CsvColumn> columns;
     std::size_t timeColumn = 0;
-    /// How the time column counts; ISO 8601 when absent.
+    /// Unit of the numbers in the time column; absent for ISO 8601 times.
     std::optional<EpochUnit> epoch;
-    /// What the user may want to know of renamed columns.
+    /// Notes for the user on renamed columns.
     std::vector<std::string> notes;
 
-    /// A time as the time column holds it.
+    /// Parses a field of the time column.
     std::optional<std::int64_t> ParseTime(std::string_view text) const {
         return epoch ? ParseEpochTime(text, *epoch) : ParseIsoTime(text);
     }
 };
 
-/// Tells the layout of a table.
+/// Infers the layout of a table from its header and first rows.
 ///
-/// A column is text when its first value that isn't empty is no number, or when it has no value;
-/// it is decimal when one of the rows ahead has a decimal, else whole. Rows with one field more
-/// than the header, as R writes them, and a header whose first title is empty have the row's name
-/// first: the column "row".
-/// \param header the titles
-/// \param ahead the first rows of data
-/// \param options what the user says
-/// \param file the file's name for messages
-/// \throws CommandError when the titles do not make distinct entries, when an option names no
-/// column, or when no column holds a time
-CsvLayout MakeCsvLayout(const CsvRow& header, const std::vector<CsvRow>& ahead,
+/// A column is a `String` when its first value that is not empty is not a number, or when it has no
+/// values; `Double` when one of the rows has a number that is not an integer, else `Int64`. Rows
+/// with one field more than the header, as R writes them, and a header whose first title is empty
+/// begin with a row name: the column "row".
+/// \param firstRows the first rows after the header
+/// \param file the name of the file, for messages
+/// \throws CommandError when two columns would have one entry name, when an option names a column
+/// that does not exist, or when no column holds times
+CsvLayout MakeCsvLayout(const CsvRow& header, const std::vector<CsvRow>& firstRows,
                         const CsvOptions& options, const std::string& file);
 
 }  // namespace velmora::tool

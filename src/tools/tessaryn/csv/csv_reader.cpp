@@ -27,7 +27,7 @@ CsvReader::~CsvReader() {
 
 void CsvReader::StartParser() {
     if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI) != 0) {
-        throw CommandError("the CSV parser can not be started");
+        throw CommandError("cannot start the CSV parser");
     }
     csv_set_blk_size(&parser, 4096);
 }
@@ -41,16 +41,16 @@ const CsvRow* CsvReader::Next() {
     return &rows[next++];
 }
 
-bool CsvReader::HasMoreWithin(std::chrono::milliseconds moment) {
-    return next < complete || !block.empty() || (!ended && input.HasMoreWithin(moment));
+bool CsvReader::HasMoreWithin(std::chrono::milliseconds time) {
+    return next < complete || !block.empty() || (!ended && input.HasMoreWithin(time));
 }
 
-// Parses one more line, or what has arrived of it; false at the end.
+// Parses one more line, or as much of it as has arrived; false at the end.
 bool CsvReader::Fill() {
     if (ended) {
         return false;
     }
-    // The row that is being filled moves to the front; the others keep their memory.
+    // The incomplete row moves to the front; all rows keep their memory.
     if (complete > 0) {
         std::swap(rows[0], rows[complete]);
     }
@@ -58,24 +58,24 @@ bool CsvReader::Fill() {
     if (block.empty()) {
         block = input.Read();
         ended = block.empty();
-        PassByteOrderMark();
+        SkipByteOrderMark();
     }
     if (ended) {
-        // A row that an early end of the run cut off is not a row.
+        // The rest of a row that an early end of the run cuts off is unknown.
         if (input.IsAtEnd()) {
             ParseEnd();
         }
         return complete > 0;
     }
-    // Line by line, so that the number of the line is known inside the parser's callbacks.
+    // Line by line, so that the parser's callbacks know the line number.
     const std::size_t feed = block.find('\n');
-    const bool whole = feed != std::string_view::npos;
-    const std::string_view chunk = block.substr(0, whole ? feed + 1 : block.size());
+    const bool isCompleteLine = feed != std::string_view::npos;
+    const std::string_view chunk = block.substr(0, isCompleteLine ? feed + 1 : block.size());
     block.remove_prefix(chunk.size());
     if (!skipping) {
         Parse(chunk);
     }
-    if (whole) {
+    if (isCompleteLine) {
         ++line;
         returned = false;
         skipping = false;
@@ -83,7 +83,7 @@ bool CsvReader::Fill() {
     return true;
 }
 
-void CsvReader::PassByteOrderMark() {
+void CsvReader::SkipByteOrderMark() {
     while (markBytes < byteOrderMark.size() && !block.empty()) {
         if (block.front() != byteOrderMark[markBytes++]) {
             markBytes = byteOrderMark.size();
@@ -105,12 +105,12 @@ void CsvReader::Parse(std::string_view chunk) {
         if (csv_error(&parser) != CSV_EPARSE) {
             throw CommandError("out of memory");
         }
-        return Break(parser.quoted ? "the field goes on after its closing quote"
-                                   : "a quote inside a field that is not quoted");
+        return EndMalformedRow(parser.quoted ? "text after the closing quote of a field"
+                                             : "a quote inside a field without quotes");
     }
-    const std::size_t weight = open ? rows[complete].Weight() : 0;
-    if (weight + parser.entry_pos > maxRowLength) {
-        Break("the row is longer than 1 MiB; is a quote not closed?");
+    const std::size_t length = open ? rows[complete].GetLength() : 0;
+    if (length + parser.entry_pos > maxRowLength) {
+        EndMalformedRow("the row is longer than 1 MiB; is a quote not closed?");
     }
 }
 
@@ -121,12 +121,12 @@ void CsvReader::ParseEnd() {
     const bool closed = csv_fini(&parser, &OnField, &OnRowEnd, this) == 0;
     Rethrow();
     if (!closed) {
-        Break("the quote is not closed");
+        EndMalformedRow("the quote is not closed");
     }
 }
 
-// Ends the current row as malformed and starts afresh after its line.
-void CsvReader::Break(const char* fault) {
+// Ends the current row as malformed and restarts the parser after its line.
+void CsvReader::EndMalformedRow(const char* fault) {
     OpenRow().fault = fault;
     FinishRow();
     csv_free(&parser);

@@ -17,8 +17,8 @@ namespace velmora::tool {
 
 /// Reads rows of comma-separated values.
 ///
-/// Fields may be quoted, with doubled quotes and line breaks inside; blanks around a field that
-/// is not quoted, and empty lines, are passed over. Memory is bounded: a row is at most 1 MiB long.
+/// A quoted field may contain doubled quotes and line breaks. Blanks around a field without quotes
+/// and empty lines are ignored. A row is at most 1 MiB long, which bounds the memory.
 class CsvReader {
   public:
     /// \param input \ownership observes
@@ -27,24 +27,24 @@ class CsvReader {
     CsvReader& operator=(const CsvReader&) = delete;
     ~CsvReader();
 
-    /// The next row; waits for it. A malformed one comes with its fault and the fields before it;
-    /// reading goes on at the next line.
+    /// The next row; waits for it. A malformed row has a fault and the fields before it; reading
+    /// continues at the next line.
     /// \return \ownership lends: until the next call; null at the end of the input, or of the run
     const CsvRow* Next();
 
-    /// Whether a row can be had within a moment, or without any waiting.
-    bool HasMoreWithin(std::chrono::milliseconds moment);
+    /// Whether more input arrives within a time; rows that were read already count.
+    bool HasMoreWithin(std::chrono::milliseconds time);
 
   private:
     static void OnField(void* field, std::size_t length, void* reader) noexcept;
     static void OnRowEnd(int terminator, void* reader) noexcept;
 
     bool Fill();
-    void PassByteOrderMark();
+    void SkipByteOrderMark();
     void Parse(std::string_view chunk);
     void ParseEnd();
     void FinishRow();
-    void Break(const char* fault);
+    void EndMalformedRow(const char* fault);
     void StartParser();
     CsvRow& OpenRow();
     void Rethrow();
@@ -55,18 +55,18 @@ class CsvReader {
     std::size_t line = 1;
     std::size_t rowLine = 1;
     std::size_t markBytes = 0;
-    /// A carriage return ended a row: a line of its own unless a line feed follows.
+    /// A carriage return ended the previous row; a line feed may follow.
     bool returned = false;
-    /// A malformed row: what is left of its line is passed over.
+    /// The rest of a malformed row's line is being skipped.
     bool skipping = false;
     bool ended = false;
 
-    /// Rows of the chunk that was parsed last; the one at `complete` is still being filled.
+    /// Rows of the chunk that was parsed last; the one at `complete` is incomplete.
     std::vector<CsvRow> rows;
     std::size_t next = 0;
     std::size_t complete = 0;
     bool open = false;
-    /// What a callback threw: it must not leave through the parser, which is C.
+    /// What a callback threw; exceptions must not pass through the C parser.
     std::exception_ptr failure;
 };
 

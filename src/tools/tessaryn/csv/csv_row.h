@@ -11,7 +11,7 @@
 
 namespace velmora::tool {
 
-/// The fields of one row, in memory that the next row uses again.
+/// The fields of one row; a row that replaces another reuses its memory.
 class CsvRow {
   public:
     std::size_t Size() const { return ends.size(); }
@@ -21,8 +21,8 @@ class CsvRow {
         return std::string_view(text).substr(begin, ends[field] - begin);
     }
 
-    /// Bytes that the row takes up, empty fields included.
-    std::size_t Weight() const { return text.size() + ends.size(); }
+    /// Bytes of the fields and their separators.
+    std::size_t GetLength() const { return text.size() + ends.size(); }
 
     void Add(std::string_view field) {
         text += field;
@@ -38,7 +38,7 @@ class CsvRow {
 
     /// Number of the line on which the row begins, from 1.
     std::size_t line = 0;
-    /// Why what follows the fields can't be read; null for a whole row.
+    /// Why the row cannot be read beyond these fields; null for a well-formed row.
     const char* fault = nullptr;
 
   private:

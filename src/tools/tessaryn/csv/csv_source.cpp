@@ -4,6 +4,7 @@
 #include "csv/csv_source.h"
 
 #include "command_error.h"
+#include "terminal/message.h"
 #include "text/escaped_text.h"
 #include "text/value_parser.h"
 
@@ -16,38 +17,34 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-// Enough rows to see a decimal among whole numbers, and no more memory than a large file's block.
-constexpr std::size_t maxRowsAhead = 10'000;
-constexpr std::size_t maxBytesAhead = 4UL * 1024 * 1024;
+// Rows and bytes from which the types are inferred.
+constexpr std::size_t maxFirstRows = 10'000;
+constexpr std::size_t maxFirstBytes = 4UL * 1024 * 1024;
 
-// A live source's first row must not wait long for a second one.
-constexpr std::chrono::milliseconds pauseThatEndsLookAhead{200};
-
-std::string CountOf(std::size_t count, const char* what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
+// How long the first rows of a live source may wait for further ones.
+constexpr std::chrono::milliseconds maxPause{200};
 
 // Splits a field at ";" or at blanks.
 class ElementSplitter {
   public:
-    explicit ElementSplitter(std::string_view field) : rest(field) { PassBlanks(); }
+    explicit ElementSplitter(std::string_view field) : rest(field) { SkipBlanks(); }
 
     bool AtEnd() const { return rest.empty() && !separated; }
 
     std::string_view Next() {
         const std::string_view element = rest.substr(0, rest.find_first_of("; "));
         rest.remove_prefix(element.size());
-        PassBlanks();
+        SkipBlanks();
         separated = rest.starts_with(';');
         if (separated) {
             rest.remove_prefix(1);
         }
-        PassBlanks();
+        SkipBlanks();
         return element;
     }
 
   private:
-    void PassBlanks() { rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size())); }
+    void SkipBlanks() { rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size())); }
 
     std::string_view rest;
     bool separated = false;
@@ -71,14 +68,20 @@ void CsvSource::RowBuffer::Finish() {
     setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
 }
 
-CsvSource::CsvSource(InputFile& input, CsvOptions options)
-    : input(input), options(std::move(options)), reader(input) {}
+CsvSource::CsvSource(std::unique_ptr<InputFile> input, CsvOptions options)
+    : input(std::move(input)), options(std::move(options)), reader(*this->input) {}
+
+void CsvSource::BeforeWait(std::function<void(const SourceProgress&)> action) {
+    input->BeforeRead([this, action = std::move(action)] {
+        action({input->GetPosition(), input->GetSize()});
+    });
+}
 
 bool CsvSource::Open(tsn::StreamType& type) {
-    if (!LookAhead()) {
+    if (!ReadFirstRows()) {
         return false;
     }
-    layout = MakeCsvLayout(header, ahead, options, input.GetName());
+    layout = MakeCsvLayout(header, firstRows, options, input->GetName());
     for (std::size_t i = 0; i < layout.columns.size(); ++i) {
         const CsvColumn& column = layout.columns[i];
         if (i != layout.timeColumn) {
@@ -89,41 +92,41 @@ bool CsvSource::Open(tsn::StreamType& type) {
 }
 
 // Reads the header and the first rows; false when the run ended before.
-bool CsvSource::LookAhead() {
+bool CsvSource::ReadFirstRows() {
     const CsvRow* row = reader.Next();
-    if (row == nullptr && !input.IsAtEnd()) {
+    if (row == nullptr && !input->IsAtEnd()) {
         return false;
     }
     if (row == nullptr) {
-        throw CommandError(input.GetName() + ": there is no header, the file is empty");
+        throw CommandError(input->GetName() + ": the input is empty, expected a header");
     }
     header = *row;
     if (header.fault != nullptr) {
         throw CommandError(Describe(header, {RowFault::malformed, header.Size()}));
     }
     std::size_t bytes = 0;
-    while (ahead.size() < maxRowsAhead && bytes < maxBytesAhead) {
-        if (!ahead.empty() && !reader.HasMoreWithin(pauseThatEndsLookAhead)) {
+    while (firstRows.size() < maxFirstRows && bytes < maxFirstBytes) {
+        if (!firstRows.empty() && !reader.HasMoreWithin(maxPause)) {
             break;
         }
         row = reader.Next();
         if (row == nullptr) {
             break;
         }
-        bytes += row->Weight();
-        ahead.push_back(*row);
+        bytes += row->GetLength();
+        firstRows.push_back(*row);
     }
-    return !ahead.empty() || input.IsAtEnd();
+    return !firstRows.empty() || input->IsAtEnd();
 }
 
 const CsvRow* CsvSource::NextRow() {
-    if (nextAhead < ahead.size()) {
-        return &ahead[nextAhead++];
+    if (nextFirstRow < firstRows.size()) {
+        return &firstRows[nextFirstRow++];
     }
-    if (!ahead.empty()) {
-        std::vector<CsvRow>().swap(ahead);
+    if (!firstRows.empty()) {
+        std::vector<CsvRow>().swap(firstRows);
     }
-    nextAhead = 0;
+    nextFirstRow = 0;
     return reader.Next();
 }
 
@@ -145,10 +148,10 @@ bool CsvSource::PushNext(tsn::Stream& stream) {
 }
 
 std::string CsvSource::GetPosition() const {
-    return input.GetName() + ":" + std::to_string(line);
+    return input->GetName() + ":" + std::to_string(line);
 }
 
-// Puts a row into the buffer, unless something is wrong with it.
+// Writes a row into the buffer, unless it is bad.
 CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
     if (row.fault != nullptr) {
         return {RowFault::malformed, row.Size()};
@@ -204,7 +207,7 @@ void CsvSource::Reject(const CsvRow& row, const RowFault& fault) {
 
 std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const {
     std::string text =
-        input.GetName() + ":" + std::to_string(row.line) + ":" + std::to_string(fault.field + 1);
+        input->GetName() + ":" + std::to_string(row.line) + ":" + std::to_string(fault.field + 1);
     if (fault.field < layout.columns.size()) {
         text += " (" + layout.columns[fault.field].title + ")";
     }
@@ -217,28 +220,28 @@ std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const 
             break;
         case RowFault::tooFew:
         case RowFault::tooMany:
-            text += CountOf(row.Size(), "field") + " where the columns are " +
+            text += Counted(row.Size(), "field") + ", expected " +
                     std::to_string(layout.columns.size());
             break;
         case RowFault::badTime:
-            text += Quoted(row[fault.field]) + " is no time";
+            text += Quoted(row[fault.field]) + " is not a timestamp";
             break;
         case RowFault::badValue:
-            text += ValueReason(layout.columns[fault.field], row[fault.field]);
+            text += DescribeBadValue(layout.columns[fault.field], row[fault.field]);
             break;
     }
     return text;
 }
 
-std::string CsvSource::ValueReason(const CsvColumn& column, std::string_view text) const {
+std::string CsvSource::DescribeBadValue(const CsvColumn& column, std::string_view text) const {
     if (column.count == 1) {
-        std::string reason = Quoted(text) + " " + DescribeParseError(column.type, text);
+        std::string message = Quoted(text) + " " + DescribeParseError(column.type, text);
         if (column.inferred && GuessType(text) == tsn::Double) {
-            reason += "; --type '" + column.title + ":Double' reads decimals";
+            message += "; --type '" + column.title + ":Double' reads such numbers";
         } else if (column.inferred) {
-            reason += "; --type '" + column.title + ":String' reads texts";
+            message += "; --type '" + column.title + ":String' reads texts";
         }
-        return reason;
+        return message;
     }
     std::size_t count = 0;
     for (ElementSplitter elements(text); !elements.AtEnd(); ++count) {
@@ -248,7 +251,7 @@ std::string CsvSource::ValueReason(const CsvColumn& column, std::string_view tex
             return Quoted(element) + " " + DescribeParseError(column.type, element);
         }
     }
-    return CountOf(count, "element") + " where " + std::to_string(column.count) + " are expected";
+    return Counted(count, "element") + ", expected " + std::to_string(column.count);
 }
 
 }  // namespace velmora::tool

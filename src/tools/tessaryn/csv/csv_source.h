@@ -14,13 +14,12 @@
 
 namespace velmora::tool {
 
-/// Makes a sample of each row of comma-separated values, stamped with the row's time.
+/// Makes a sample of each row of comma-separated values, with the time of the row.
 class CsvSource : public SampleSource {
   public:
-    /// \param input \ownership observes
-    /// \param options what the user says of the table
-    CsvSource(InputFile& input, CsvOptions options);
+    CsvSource(std::unique_ptr<InputFile> input, CsvOptions options);
 
+    void BeforeWait(std::function<void(const SourceProgress&)> action) override;
     bool Open(core::tessaryn::StreamType& type) override;
     bool PushNext(core::tessaryn::Stream& stream) override;
     std::string GetPosition() const override;
@@ -29,13 +28,13 @@ class CsvSource : public SampleSource {
     std::string GetFirstSkipped() const override { return firstSkipped; }
 
   private:
-    /// Why a row makes no sample, and which of its fields is to blame.
+    /// Why a row is bad, and which of its fields is.
     struct RowFault {
         enum Kind { none, malformed, tooFew, tooMany, badTime, badValue } kind = none;
         std::size_t field = 0;
     };
 
-    /// A sample's binary form in memory that each row uses again.
+    /// Stream buffer with the binary form of one sample; all rows share its memory.
     class RowBuffer : public std::streambuf {
       public:
         void Begin(std::size_t entries);
@@ -48,21 +47,22 @@ class CsvSource : public SampleSource {
         std::size_t written = 0;
     };
 
-    bool LookAhead();
+    bool ReadFirstRows();
     const CsvRow* NextRow();
     RowFault Convert(const CsvRow& row);
     bool AppendElements(const CsvColumn& column, std::string_view text);
     void Reject(const CsvRow& row, const RowFault& fault);
     std::string Describe(const CsvRow& row, const RowFault& fault) const;
-    std::string ValueReason(const CsvColumn& column, std::string_view text) const;
+    std::string DescribeBadValue(const CsvColumn& column, std::string_view text) const;
 
-    InputFile& input;
+    std::unique_ptr<InputFile> input;
     CsvOptions options;
     CsvReader reader;
     CsvLayout layout;
     CsvRow header;
-    std::vector<CsvRow> ahead;
-    std::size_t nextAhead = 0;
+    /// Rows that were read to infer the layout and are not pushed yet.
+    std::vector<CsvRow> firstRows;
+    std::size_t nextFirstRow = 0;
 
     RowBuffer buffer;
     std::istream binary{&buffer};

@@ -21,10 +21,10 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-// Splits paths in new documents. A stream named after a file may have a dot in its name.
+// Not ".", which the name of a file and thus of a stream may contain.
 constexpr char newSeparator = '/';
 
-// The collection that every repository has before anything is read into it.
+// The collection that every repository has from the start.
 constexpr const char* reservedType = "Any";
 
 std::string Describe(const tsn::SampleEntry& entry) {
@@ -33,28 +33,28 @@ std::string Describe(const tsn::SampleEntry& entry) {
     return text + ":" + ToString(entry.type);
 }
 
-// The first difference between what is there and what comes; empty when there is none.
-std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType& coming) {
-    const unsigned short shared = std::min(kept.GetNumEntries(), coming.GetNumEntries());
+// The first difference between two lists of entries; empty when there is none.
+std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType& layout) {
+    const unsigned short shared = std::min(kept.GetNumEntries(), layout.GetNumEntries());
     for (unsigned short id = 0; id < shared; ++id) {
-        const tsn::SampleEntry before = kept.GetEntry(id);
-        const tsn::SampleEntry now = coming.GetEntry(id);
-        const bool sameName = before.key == now.key;
-        if (!sameName || before.type != now.type) {
-            return "has " + Describe(before) + " where the source has " + Describe(now) +
-                   (sameName ? "; --type tells how a column is read" : "");
+        const tsn::SampleEntry oldEntry = kept.GetEntry(id);
+        const tsn::SampleEntry newEntry = layout.GetEntry(id);
+        const bool sameName = oldEntry.key == newEntry.key;
+        if (!sameName || oldEntry.type != newEntry.type) {
+            return "has " + Describe(oldEntry) + " where the source has " + Describe(newEntry) +
+                   (sameName ? "; --type sets the type of a column" : "");
         }
     }
     if (kept.GetNumEntries() > shared) {
-        return "has " + Describe(kept.GetEntry(shared)) + ", which the source lacks";
+        return "has " + Describe(kept.GetEntry(shared)) + ", which the source does not have";
     }
-    if (coming.GetNumEntries() > shared) {
-        return "lacks " + Describe(coming.GetEntry(shared)) + ", which the source has";
+    if (layout.GetNumEntries() > shared) {
+        return "does not have " + Describe(layout.GetEntry(shared)) + ", which the source has";
     }
     return {};
 }
 
-// A stream of the same type with the same samples, the first to be overwritten in slot 0.
+// A copy of a stream with the oldest push in slot 0.
 std::unique_ptr<tsn::Stream> Rebuild(const tsn::Stream& stream, long maxSize) {
     auto rebuilt = std::make_unique<tsn::Stream>(stream.GetStreamType(), maxSize);
     stream.GetAll([&](const std::vector<tsn::Sample*>& all) {
@@ -132,7 +132,7 @@ tsn::Stream& Document::OpenStream(const std::string& path, const tsn::StreamType
     }
     const std::string difference = DifferenceBetween(*stream->GetStreamType(), layout);
     if (!difference.empty()) {
-        throw CommandError("Stream " + Quoted(path) + " can not continue: it " + difference);
+        throw CommandError("stream " + Quoted(path) + " cannot continue: it " + difference);
     }
     if (!maxSize || *maxSize == stream->GetMaxSize()) {
         return *stream;
@@ -142,15 +142,15 @@ tsn::Stream& Document::OpenStream(const std::string& path, const tsn::StreamType
     return *streams->AddStream(path, resized.release());
 }
 
-// A path with empty names would not come back as it is when the document is read.
+// Empty names in a path are lost when the document is read.
 void Document::CheckPath(const std::string& path) const {
     const std::vector<std::string> names = utils::Split(path + streamSeparator, streamSeparator);
     if (std::any_of(names.begin(), names.end(), [](auto& name) { return name.empty(); })) {
-        throw CommandError("A stream can not be named " + Quoted(path));
+        throw CommandError("a stream cannot have the name " + Quoted(path));
     }
 }
 
-// Streams are written with their types' full names, which two types may share.
+// A document refers to types by their full names, which must be unique therefore.
 void Document::CheckTypeNames(const tsn::StreamGroup& group) const {
     for (const tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
         CheckTypeNames(*child);
@@ -163,14 +163,14 @@ void Document::CheckTypeNames(const tsn::StreamGroup& group) const {
             found = types->FindByFullName(name);
         }
         if (found == nullptr || found->GetPtr(type->GetVersion()) != type) {
-            throw CommandError("Two types would share the full name " + Quoted(name));
+            throw CommandError("two types would have the full name " + Quoted(name));
         }
     }
 }
 
 tsn::StreamType& Document::OpenType(const std::string& path, const tsn::StreamType& layout) {
     if (path == reservedType) {
-        throw CommandError("A stream can not be named 'Any', as the type of that name is taken");
+        throw CommandError("a stream cannot have the name 'Any', which is reserved for a type");
     }
     tsn::StreamTypeCollection& collection = *types->Add(path);
     tsn::StreamType* const newest = collection.GetLatestPtr();

@@ -20,38 +20,35 @@ namespace velmora::tool {
 /// "StreamRepository".
 class Document {
   public:
-    /// No streams; paths are split at "/".
+    /// Neither types nor streams; the separator is "/".
     Document();
 
-    /// Reads a document. Samples get all that it holds: times, whatever entries they have and
-    /// however old they are, NaN and infinities.
-    /// \param file the document's name
+    /// Reads a document. Times before 1970, NaN and infinities are kept.
     /// \throws CommandError that names file, node and reason
     explicit Document(const std::string& file);
 
-    /// The stream of a path, for samples of a layout. One that is there continues; a new one is of
-    /// the newest type of that path if it has the layout, else of a new version of it.
-    /// \param path groups and name
-    /// \param layout the entries that the samples will have
-    /// \param maxSize samples to keep, if that is to change for a stream that is there
-    /// \param defaultSize samples that a new stream keeps otherwise
-    /// \return valid until the next call, or that of `ToTree`
-    /// \throws CommandError when the path can't be kept, or the stream that is there has other
+    /// Finds or adds a stream. A new one has the newest type of that path if its entries are those
+    /// of the layout, else a new version of that type.
+    /// \param layout the entries of the samples
+    /// \param maxSize samples to keep; absent to keep the size of a stream that exists
+    /// \param defaultSize samples to keep in a new stream otherwise
+    /// \return valid until the next call of this or of `ToTree`
+    /// \throws CommandError when the path cannot be written to a document, or the stream has other
     /// entries
     /// \throws std::invalid_argument when the size is not 1 to 2^31-1
     core::tessaryn::Stream& OpenStream(const std::string& path,
                                        const core::tessaryn::StreamType& layout,
                                        std::optional<long> maxSize, long defaultSize);
 
-    /// The document. Every stream is left with its samples in the order of pushing, as it will be
-    /// read, and without subscriptions.
+    /// The document's tree, with samples in the order of their pushes. Replaces streams that are in
+    /// another order.
     core::serialization::NodeTree ToTree();
 
     core::tessaryn::StreamTypeRepository& GetTypes() const { return *types; }
     core::tessaryn::StreamRepository& GetStreams() const { return *streams; }
-    /// What splits paths of types.
+    /// Separator in paths of types.
     char GetTypeSeparator() const { return typeSeparator; }
-    /// What splits paths of streams.
+    /// Separator in paths of streams.
     char GetStreamSeparator() const { return streamSeparator; }
 
   private:
@@ -67,9 +64,8 @@ class Document {
     std::unique_ptr<core::tessaryn::StreamRepository> streams;
 };
 
-/// The samples of an answer in the order of pushing.
-/// \param stream where they are from
-/// \param samples all samples, in storage order
+/// The samples in the order of their pushes.
+/// \param samples all samples of the stream, in storage order
 std::vector<core::tessaryn::Sample*> InPushOrder(
     const core::tessaryn::Stream& stream, const std::vector<core::tessaryn::Sample*>& samples);
 

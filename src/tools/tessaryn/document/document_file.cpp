@@ -28,17 +28,17 @@ bool EndsWith(const std::string& path, const std::string& ending) {
            Poco::icompare(path, path.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-// Whether the document is JSON; else it is XML.
+// Whether the format is JSON; otherwise it is XML.
 bool IsJson(const std::string& path) {
     const bool json = EndsWith(path, ".json");
     if (!json && !EndsWith(path, ".xml")) {
-        throw CommandError(Quoted(path) + " ends neither in .xml nor in .json");
+        throw CommandError(Quoted(path) + " does not end in .xml or .json");
     }
     return json;
 }
 
 [[noreturn]] void FailReading(const std::string& path, int error) {
-    throw CommandError(path + " can not be read: " + std::strerror(error));
+    throw CommandError("cannot read " + path + ": " + std::strerror(error));
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ void WriteTree(const ser::NodeTree& tree, const std::string& path) {
             ser::WriteXml(tree, file.GetStream());
         }
     } catch (const ser::SerializationException& error) {
-        // The tree is to blame, unless the file failed: then that is what the user must know.
+        // If the file failed, Commit reports that instead.
         if (file.GetStream()) {
             throw CommandError(path + ": " + error.what());
         }

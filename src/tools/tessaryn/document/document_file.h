@@ -9,20 +9,19 @@
 
 namespace velmora::tool {
 
-/// Refuses a path that says neither ".xml" nor ".json" at its end, in any case.
+/// Refuses a path that ends neither in ".xml" nor in ".json", in upper or lower case.
 /// \throws CommandError
 void CheckEnding(const std::string& path);
 
-/// Refuses a path that no document could be written to now. Nothing is changed.
+/// Refuses a path that cannot be written. Changes nothing.
 /// \throws CommandError
 void CheckWritable(const std::string& path);
 
-/// Reads a document; its ending tells the form.
+/// Reads a document in the format of its ending.
 /// \throws CommandError with the file's name and the reason, line and column included
 core::serialization::NodeTree ReadTree(const std::string& path);
 
-/// Writes a document in the form that the ending tells, in place of the one that may be there. On
-/// failure that one stays as it was.
+/// Replaces a document atomically, in the format of its ending.
 /// \throws CommandError with the file's name and the reason
 void WriteTree(const core::serialization::NodeTree& tree, const std::string& path);
 

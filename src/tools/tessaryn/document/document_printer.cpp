@@ -12,7 +12,7 @@ namespace velmora::tool {
 
 namespace tsn = core::tessaryn;
 
-std::string HashText(const tsn::StreamType& type) {
+std::string FormatHash(const tsn::StreamType& type) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     for (const char c : type.GetHash()) {
@@ -23,12 +23,9 @@ std::string HashText(const tsn::StreamType& type) {
     return text;
 }
 
-std::string TimeText(const Poco::Timestamp& time) {
-    // 0001-01-01T00:00:00Z and 9999-12-31T23:59:59.999999Z.
-    constexpr std::int64_t earliest = -62'135'596'800'000'000;
-    constexpr std::int64_t latest = 253'402'300'799'999'999;
+std::string FormatTime(const Poco::Timestamp& time) {
     const std::int64_t microseconds = time.epochMicroseconds();
-    if (microseconds < earliest || microseconds > latest) {
+    if (microseconds < minTime || microseconds > maxTime) {
         return std::to_string(microseconds) + "us";
     }
     std::string text;
@@ -37,11 +34,11 @@ std::string TimeText(const Poco::Timestamp& time) {
 }
 
 unsigned int GetMaxElements(const std::vector<tsn::Sample*>& samples, unsigned short entry) {
-    unsigned int most = 0;
+    unsigned int maxElements = 0;
     for (const tsn::Sample* const sample : samples) {
-        most = std::max(most, sample->GetSize(entry));
+        maxElements = std::max(maxElements, sample->GetSize(entry));
     }
-    return most;
+    return maxElements;
 }
 
 }  // namespace velmora::tool

@@ -16,17 +16,17 @@
 
 namespace velmora::tool {
 
-/// Where something stands in its tree.
-struct Place {
-    /// The names from the root down, with the repository's separator between them.
+/// Position of a group, type or stream in its tree.
+struct TreePosition {
+    /// Names from the root on, joined by the repository's separator.
     std::string path;
-    /// What is to be called by at its level.
+    /// Name to print.
     std::string name;
-    /// Levels of groups above it that are printed, too.
+    /// Number of groups around it that are printed, too.
     std::size_t depth = 0;
 };
 
-/// Writes down what a document holds, in the order of the calls.
+/// Prints groups, types and streams of a document.
 class DocumentPrinter {
   public:
     enum class Tree { types, streams };
@@ -36,22 +36,21 @@ class DocumentPrinter {
     DocumentPrinter& operator=(const DocumentPrinter&) = delete;
     virtual ~DocumentPrinter() = default;
 
-    /// What follows is of this tree.
+    /// Begins one of the trees.
     virtual void Begin(Tree tree) = 0;
-    /// A group; what it holds follows, one level deeper.
-    virtual void PrintGroup(const Place& place, char separator) = 0;
+    /// A group; its content follows.
+    virtual void PrintGroup(const TreePosition& position, char separator) = 0;
     /// All versions of a type.
-    virtual void PrintType(const Place& place,
+    virtual void PrintType(const TreePosition& position,
                            const core::tessaryn::StreamTypeCollection& versions) = 0;
     /// A stream.
-    /// \param place where it stands
     /// \param stream the stream, locked
     /// \param samples all its samples, in the order of their times
-    virtual void PrintStream(const Place& place, const core::tessaryn::Stream& stream,
+    virtual void PrintStream(const TreePosition& position, const core::tessaryn::Stream& stream,
                              const std::vector<core::tessaryn::Sample*>& samples) = 0;
 };
 
-/// An indented tree for people.
+/// An indented tree.
 /// \param output \ownership observes
 std::unique_ptr<DocumentPrinter> MakeTextPrinter(StandardOutput& output);
 
@@ -59,13 +58,13 @@ std::unique_ptr<DocumentPrinter> MakeTextPrinter(StandardOutput& output);
 /// \param output \ownership observes
 std::unique_ptr<DocumentPrinter> MakeJsonPrinter(StandardOutput& output);
 
-/// The bytes of a type's hash in their order, two hexadecimal digits each.
-std::string HashText(const core::tessaryn::StreamType& type);
+/// A type's hash in hexadecimal.
+std::string FormatHash(const core::tessaryn::StreamType& type);
 
-/// A time in UTC; microseconds from 1970 where the year has no four digits.
-std::string TimeText(const Poco::Timestamp& time);
+/// A time in UTC; microseconds since 1970, such as "-1us", outside the years 1 to 9999.
+std::string FormatTime(const Poco::Timestamp& time);
 
-/// The most elements that a sample has for an entry.
+/// The maximum number of elements that one of the samples has in an entry.
 unsigned int GetMaxElements(const std::vector<core::tessaryn::Sample*>& samples,
                             unsigned short entry);
 

@@ -21,13 +21,12 @@ namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 
-// The means of equal shares of the values.
 std::vector<double> ComputeMeans(const std::vector<double>& values, std::size_t parts) {
     const std::size_t count = std::min(parts, values.size());
     std::vector<double> means;
     for (std::size_t part = 0; part < count; ++part) {
         const std::size_t end = values.size() * (part + 1) / count;
-        // A mean of shares: the sum of the values themselves may be too large for a double.
+        // Updates the mean, as the sum of the values may overflow.
         double mean = 0;
         double finite = 0;
         for (std::size_t i = values.size() * part / count; i < end; ++i) {
@@ -42,7 +41,7 @@ std::vector<double> ComputeMeans(const std::vector<double>& values, std::size_t 
 }
 
 template <class T>
-std::string TextOf(const std::optional<T>& value, ValueForm form) {
+std::string Format(const std::optional<T>& value, ValueForm form) {
     std::string text;
     if (value) {
         AppendValue(text, *value, form);
@@ -51,12 +50,12 @@ std::string TextOf(const std::optional<T>& value, ValueForm form) {
 }
 
 template <class T>
-ElementHistory Follow(const std::vector<tsn::Sample*>& samples, unsigned short entry,
-                      unsigned int index,
-                      T (tsn::Sample::*getter)(unsigned short, unsigned int) const, ValueForm form,
-                      std::size_t parts) {
-    std::optional<T> least;
-    std::optional<T> greatest;
+ElementHistory Summarize(const std::vector<tsn::Sample*>& samples, unsigned short entry,
+                         unsigned int index,
+                         T (tsn::Sample::*getter)(unsigned short, unsigned int) const,
+                         ValueForm form, std::size_t parts) {
+    std::optional<T> minimum;
+    std::optional<T> maximum;
     std::optional<T> last;
     std::vector<double> values;
     for (const tsn::Sample* const sample : samples) {
@@ -69,14 +68,14 @@ ElementHistory Follow(const std::vector<tsn::Sample*>& samples, unsigned short e
         if (std::isnan(values.back())) {
             continue;
         }
-        if (!least || value < *least) {
-            least = value;
+        if (!minimum || value < *minimum) {
+            minimum = value;
         }
-        if (!greatest || *greatest < value) {
-            greatest = value;
+        if (!maximum || *maximum < value) {
+            maximum = value;
         }
     }
-    return {TextOf(least, form), TextOf(greatest, form), TextOf(last, form),
+    return {Format(minimum, form), Format(maximum, form), Format(last, form),
             ComputeMeans(values, parts)};
 }
 
@@ -85,26 +84,27 @@ ElementHistory Follow(const std::vector<tsn::Sample*>& samples, unsigned short e
 ElementHistory GetElementHistory(const std::vector<tsn::Sample*>& samples, unsigned short entry,
                                  unsigned int index, tsn::BaseType type, ValueForm form,
                                  std::size_t parts) {
-    ElementHistory course;
-    VisitGetter(type,
-                [&](auto getter) { course = Follow(samples, entry, index, getter, form, parts); });
-    return course;
+    ElementHistory history;
+    VisitGetter(type, [&](auto getter) {
+        history = Summarize(samples, entry, index, getter, form, parts);
+    });
+    return history;
 }
 
-std::string Sparkline(const std::vector<double>& means, bool unicode) {
+std::string MakeSparkline(const std::vector<double>& means, bool unicode) {
     constexpr std::array<const char*, 8> blocks = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     constexpr std::string_view ascii = "_.-~=+*#";
-    double least = none;
-    double greatest = none;
+    double minimum = none;
+    double maximum = none;
     for (const double mean : means) {
-        least = std::fmin(least, mean);
-        greatest = std::fmax(greatest, mean);
+        minimum = std::fmin(minimum, mean);
+        maximum = std::fmax(maximum, mean);
     }
-    // Halved, the difference of the greatest and the least double is one, too.
-    const double span = greatest / 2 - least / 2;
+    // Halved, as the difference of two finite numbers may overflow.
+    const double span = maximum / 2 - minimum / 2;
     std::string line;
     for (const double mean : means) {
-        const double height = span > 0 ? (mean / 2 - least / 2) / span : 0;
+        const double height = span > 0 ? (mean / 2 - minimum / 2) / span : 0;
         if (std::isnan(mean)) {
             line += ' ';
             continue;
@@ -115,7 +115,7 @@ std::string Sparkline(const std::vector<double>& means, bool unicode) {
     return line;
 }
 
-bool LocaleHasUnicode() {
+bool IsLocaleUtf8() {
     for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         const char* const value = std::getenv(name);
         if (value == nullptr || *value == '\0') {
@@ -125,7 +125,7 @@ bool LocaleHasUnicode() {
         return locale.find("utf-8") != std::string::npos ||
                locale.find("utf8") != std::string::npos;
     }
-    // Where nothing is said, terminals of our days are UTF-8.
+    // Without a locale: today's terminals are UTF-8.
     return true;
 }
 

@@ -13,35 +13,31 @@
 
 namespace velmora::tool {
 
-/// How one element of an entry went over some samples.
+/// Values of one element of an entry over time.
 struct ElementHistory {
-    // Texts of values; empty where no sample has a number for the element.
-    std::string least;
-    std::string greatest;
+    // Formatted values; empty where no sample has such a value.
+    std::string minimum;
+    std::string maximum;
     std::string last;
-    /// The means of as many parts of the course as were asked for, or one for each value where
-    /// these are fewer; NaN for a part without finite numbers.
+    /// Means of consecutive parts of about the same number of values; NaN for a part without finite
+    /// values.
     std::vector<double> means;
 };
 
-/// Follows one element over samples in the order of their times. Samples with fewer elements, and
-/// NaN as least and greatest, are left out.
-/// \param samples all of one stream type
-/// \param entry an entry that is no `String`
-/// \param index the element
+/// Summarises one element. Samples without it are ignored; NaN is neither minimum nor maximum.
+/// \param samples in the order of their times, all of one stream type
+/// \param entry an entry that is not a `String`
 /// \param type the entry's type
-/// \param form how the values are written
-/// \param parts into how many parts the course is divided, at most
+/// \param parts number of means, if there are as many values
 ElementHistory GetElementHistory(const std::vector<core::tessaryn::Sample*>& samples,
                                  unsigned short entry, unsigned int index,
                                  core::tessaryn::BaseType type, ValueForm form, std::size_t parts);
 
-/// A character for each mean, the taller the greater; a blank for NaN.
-/// \param means the means
-/// \param unicode whether to use block characters, else what ASCII has
-std::string Sparkline(const std::vector<double>& means, bool unicode);
+/// A bar chart of one line: a character for each mean, a blank for NaN.
+/// \param unicode whether to use block characters instead of ASCII
+std::string MakeSparkline(const std::vector<double>& means, bool unicode);
 
-/// Whether the environment's locale, if it names one, can show more than ASCII.
-bool LocaleHasUnicode();
+/// Whether the locale of the environment, if there is one, is UTF-8.
+bool IsLocaleUtf8();
 
 }  // namespace velmora::tool

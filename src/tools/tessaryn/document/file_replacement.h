@@ -12,31 +12,32 @@
 
 namespace velmora::tool {
 
-/// A file that is written beside the one whose place it takes once it is complete.
+/// Replaces a file atomically: writes a temporary file in the same folder, then renames it.
 ///
-/// Until `Commit` has returned, the old file stays as it is and no half of a new one is seen. Of a
-/// symbolic link the file that it leads to is replaced; the new file gets the old one's mode.
-/// While it lives the signals that end a program wait, so that none leaves the temporary behind.
+/// The old file is unchanged until `Commit` returns. Symbolic links are followed, also those that
+/// lead to no file yet. The temporary file is readable by its owner alone; the new file gets owner,
+/// group and permissions of the old one where the system allows it. SIGINT, SIGTERM and SIGHUP are
+/// blocked as long as the object lives, so that none leaves the temporary file behind; one that a
+/// killed process left is removed by the next replacement in that folder.
 class FileReplacement {
   public:
-    /// \param path the file to replace or make
-    /// \throws CommandError when its folder can't be written to, or the path is that of something
-    /// else than a file
+    /// \throws CommandError when the folder is not writable, or the path is that of something else
+    /// than a regular file
     explicit FileReplacement(const std::string& path);
     FileReplacement(const FileReplacement&) = delete;
     FileReplacement& operator=(const FileReplacement&) = delete;
-    /// Removes what was written, unless it was committed.
+    /// Removes the temporary file, unless it was committed.
     ~FileReplacement();
 
-    /// Where to write to. Fails where the file does; `Commit` then tells why.
+    /// The new content. Fails when the file cannot be written; `Commit` then reports why.
     std::ostream& GetStream() { return stream; }
 
-    /// Puts the file in its place, on the disk and under its name.
-    /// \throws CommandError when anything of that, or of the writing before, fails
+    /// Makes the new content durable and puts it in the place of the old.
+    /// \throws CommandError when that, or writing before, fails
     void Commit();
 
   private:
-    /// Keeps signals waiting as long as it lives.
+    /// Blocks signals as long as it lives.
     class SignalBlocker {
       public:
         SignalBlocker();
@@ -45,13 +46,13 @@ class FileReplacement {
         ~SignalBlocker();
 
       private:
-        sigset_t before;
+        sigset_t previous;
     };
 
-    /// Collects blocks, and remembers why one could not be written.
-    class Block : public std::streambuf {
+    /// Writes to a descriptor in blocks and keeps the first error.
+    class FileBuffer : public std::streambuf {
       public:
-        Block();
+        FileBuffer();
         int descriptor = -1;
         int error = 0;
 
@@ -65,18 +66,20 @@ class FileReplacement {
 
     void CheckTarget();
     void CreateTemporary();
-    void MoveIntoPlace();
+    void CopyPermissions();
+    void Rename();
     [[noreturn]] void Fail(int error) const;
 
     SignalBlocker signals;
+    /// The path as the user wrote it, for messages.
     std::string name;
     std::string target;
     std::string folder;
     std::string temporary;
     bool replaces = false;
-    mode_t mode = 0;
-    Block block;
-    std::ostream stream{&block};
+    struct stat oldStatus {};
+    FileBuffer buffer;
+    std::ostream stream{&buffer};
 };
 
 }  // namespace velmora::tool

@@ -24,16 +24,17 @@ class JsonPrinter : public DocumentPrinter {
 
     void Begin(Tree tree) override { groupKind = tree == Tree::types ? "type" : "stream"; }
 
-    void PrintGroup(const Place& place, char /*separator*/) override {
-        out += R"({"kind":")" + groupKind + R"( group","path":)" + Json(place.path) + "}\n";
+    void PrintGroup(const TreePosition& position, char /*separator*/) override {
+        out += R"({"kind":")" + groupKind + R"( group","path":)" + Json(position.path) + "}\n";
         output.Commit();
     }
 
-    void PrintType(const Place& place, const tsn::StreamTypeCollection& versions) override {
+    void PrintType(const TreePosition& position,
+                   const tsn::StreamTypeCollection& versions) override {
         for (const tsn::StreamType* const type : versions.GetAll()) {
-            out += R"({"kind":"type","path":)" + Json(place.path);
+            out += R"({"kind":"type","path":)" + Json(position.path);
             out += R"(,"version":")" + type->GetVersion().ToString();
-            out += R"(","hash":")" + HashText(*type) + R"(","entries":[)";
+            out += R"(","hash":")" + FormatHash(*type) + R"(","entries":[)";
             for (unsigned short id = 0; id < type->GetNumEntries(); ++id) {
                 BeginEntry(type->GetEntry(id), id);
                 out += '}';
@@ -43,16 +44,16 @@ class JsonPrinter : public DocumentPrinter {
         }
     }
 
-    void PrintStream(const Place& place, const tsn::Stream& stream,
+    void PrintStream(const TreePosition& position, const tsn::Stream& stream,
                      const std::vector<tsn::Sample*>& samples) override {
         const tsn::StreamType& type = *stream.GetStreamType();
-        out += R"({"kind":"stream","path":)" + Json(place.path);
+        out += R"({"kind":"stream","path":)" + Json(position.path);
         out += R"(,"type":)" + Json(type.GetFullName());
         out += R"(,"version":")" + type.GetVersion().ToString();
         out += R"(","samples":)" + std::to_string(samples.size());
         out += R"(,"max_size":)" + std::to_string(stream.GetMaxSize());
-        out += R"(,"first":)" + (samples.empty() ? "null" : TimeOf(*samples.front()));
-        out += R"(,"last":)" + (samples.empty() ? "null" : TimeOf(*samples.back()));
+        out += R"(,"first":)" + (samples.empty() ? "null" : FormatJsonTime(*samples.front()));
+        out += R"(,"last":)" + (samples.empty() ? "null" : FormatJsonTime(*samples.back()));
         out += R"(,"entries":[)";
         for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
             const tsn::SampleEntry entry = type.GetEntry(id);
@@ -70,8 +71,8 @@ class JsonPrinter : public DocumentPrinter {
     }
 
   private:
-    static std::string TimeOf(const tsn::Sample& sample) {
-        return '"' + TimeText(sample.GetTimeStamp()) + '"';
+    static std::string FormatJsonTime(const tsn::Sample& sample) {
+        return '"' + FormatTime(sample.GetTimeStamp()) + '"';
     }
 
     void BeginEntry(const tsn::SampleEntry& entry, unsigned short id) {
@@ -85,11 +86,11 @@ class JsonPrinter : public DocumentPrinter {
         out += R"(,"elements":[)";
         const unsigned int count = GetMaxElements(samples, id);
         for (unsigned int i = 0; i < count; ++i) {
-            const ElementHistory course =
+            const ElementHistory history =
                 GetElementHistory(samples, id, i, type, ValueForm::json, 0);
             out += i > 0 ? "," : "";
-            out += R"({"min":)" + orNull(course.least) + R"(,"max":)" + orNull(course.greatest) +
-                   R"(,"last":)" + orNull(course.last) + '}';
+            out += R"({"min":)" + orNull(history.minimum) + R"(,"max":)" + orNull(history.maximum) +
+                   R"(,"last":)" + orNull(history.last) + '}';
         }
         out += ']';
     }

@@ -3,6 +3,7 @@
 
 #include "document/document_printer.h"
 #include "document/element_history.h"
+#include "terminal/message.h"
 #include "tessaryn/base_type.h"
 #include "text/escaped_text.h"
 
@@ -19,8 +20,7 @@ constexpr std::size_t sparklineWidth = 40;
 constexpr unsigned int maxElementsShown = 16;
 constexpr std::size_t maxTextLength = 40;
 
-// Characters of a text in UTF-8.
-std::size_t WidthOf(const std::string& text) {
+std::size_t CountCharacters(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
         return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
     }));
@@ -32,7 +32,7 @@ std::string Word(const std::string& text) {
     return word;
 }
 
-// Lines of cells that stand below each other.
+// Rows of cells in aligned columns.
 class Table {
   public:
     using Row = std::array<std::string, 6>;
@@ -43,14 +43,14 @@ class Table {
         std::array<std::size_t, std::tuple_size_v<Row>> widths{};
         for (const Row& row : rows) {
             for (std::size_t i = 0; i < row.size(); ++i) {
-                widths[i] = std::max(widths[i], WidthOf(row[i]));
+                widths[i] = std::max(widths[i], CountCharacters(row[i]));
             }
         }
         for (const Row& row : rows) {
             std::string line(indent, ' ');
             for (std::size_t i = 0; i < row.size(); ++i) {
                 if (widths[i] > 0) {
-                    line += row[i] + std::string(widths[i] - WidthOf(row[i]) + 2, ' ');
+                    line += row[i] + std::string(widths[i] - CountCharacters(row[i]) + 2, ' ');
                 }
             }
             line.erase(line.find_last_not_of(' ') + 1);
@@ -64,21 +64,22 @@ class Table {
 
 class TextPrinter : public DocumentPrinter {
   public:
-    explicit TextPrinter(StandardOutput& output) : output(output), unicode(LocaleHasUnicode()) {}
+    explicit TextPrinter(StandardOutput& output) : output(output), unicode(IsLocaleUtf8()) {}
 
     void Begin(Tree tree) override {
         output.GetBuffer() += tree == Tree::types ? "types\n" : "streams\n";
     }
 
-    void PrintGroup(const Place& place, char separator) override {
-        Line(IndentOf(place), Word(place.name) + separator);
+    void PrintGroup(const TreePosition& position, char separator) override {
+        Line(GetIndent(position), Word(position.name) + separator);
     }
 
-    void PrintType(const Place& place, const tsn::StreamTypeCollection& versions) override {
-        const std::size_t indent = IndentOf(place);
-        Line(indent, Word(place.name));
+    void PrintType(const TreePosition& position,
+                   const tsn::StreamTypeCollection& versions) override {
+        const std::size_t indent = GetIndent(position);
+        Line(indent, Word(position.name));
         for (const tsn::StreamType* const type : versions.GetAll()) {
-            const std::string hash = HashText(*type);
+            const std::string hash = FormatHash(*type);
             Line(indent + step,
                  type->GetVersion().ToString() + (hash.empty() ? "" : "  hash " + hash));
             Table table;
@@ -91,16 +92,17 @@ class TextPrinter : public DocumentPrinter {
         }
     }
 
-    void PrintStream(const Place& place, const tsn::Stream& stream,
+    void PrintStream(const TreePosition& position, const tsn::Stream& stream,
                      const std::vector<tsn::Sample*>& samples) override {
         const tsn::StreamType& type = *stream.GetStreamType();
-        const std::size_t indent = IndentOf(place);
-        Line(indent, Word(place.name) + "  type " + Word(type.GetFullName()) + " " +
+        const std::size_t indent = GetIndent(position);
+        Line(indent, Word(position.name) + "  type " + Word(type.GetFullName()) + " " +
                          type.GetVersion().ToString() + "  " + std::to_string(samples.size()) +
-                         " of at most " + std::to_string(stream.GetMaxSize()) + " samples");
+                         " of at most " +
+                         Counted(static_cast<unsigned long>(stream.GetMaxSize()), "sample"));
         if (!samples.empty()) {
-            Line(indent + step, TimeText(samples.front()->GetTimeStamp()) + " to " +
-                                    TimeText(samples.back()->GetTimeStamp()));
+            Line(indent + step, FormatTime(samples.front()->GetTimeStamp()) + " to " +
+                                    FormatTime(samples.back()->GetTimeStamp()));
         }
         Table table;
         for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
@@ -113,7 +115,9 @@ class TextPrinter : public DocumentPrinter {
   private:
     static constexpr std::size_t step = 2;
 
-    static std::size_t IndentOf(const Place& place) { return (place.depth + 1) * step; }
+    static std::size_t GetIndent(const TreePosition& position) {
+        return (position.depth + 1) * step;
+    }
 
     void Line(std::size_t indent, const std::string& text) {
         output.GetBuffer() += std::string(indent, ' ') + text + '\n';
@@ -136,7 +140,7 @@ class TextPrinter : public DocumentPrinter {
             }
             if (count > maxElementsShown) {
                 const unsigned int more = count - maxElementsShown;
-                table.Add({"and " + std::to_string(more) + " more of " + name, "", "", "", "", ""});
+                table.Add({std::to_string(more) + " more of " + name, "", "", "", "", ""});
             }
         }
     }
@@ -144,19 +148,19 @@ class TextPrinter : public DocumentPrinter {
     void AddElement(Table& table, const std::string& name, const tsn::SampleEntry& entry,
                     unsigned short id, unsigned int index,
                     const std::vector<tsn::Sample*>& samples) const {
-        const ElementHistory course =
+        const ElementHistory history =
             GetElementHistory(samples, id, index, entry.type, ValueForm::text, sparklineWidth);
         const auto cell = [](const char* title, const std::string& value) {
             return value.empty() ? value : title + value;
         };
-        table.Add({name, ToString(entry.type), cell("min ", course.least),
-                   cell("max ", course.greatest), cell("last ", course.last),
-                   Sparkline(course.means, unicode)});
+        table.Add({name, ToString(entry.type), cell("min ", history.minimum),
+                   cell("max ", history.maximum), cell("last ", history.last),
+                   MakeSparkline(history.means, unicode)});
     }
 
     static std::string Excerpt(const std::string& text) {
-        const bool whole = text.size() <= maxTextLength;
-        return whole ? Word(text) : Word(text.substr(0, maxTextLength)) + "...";
+        return text.size() <= maxTextLength ? Word(text)
+                                            : Word(text.substr(0, maxTextLength)) + "...";
     }
 
     StandardOutput& output;

@@ -58,7 +58,7 @@ HostSource::HostSource(std::chrono::microseconds interval, SignalWatcher& signal
 bool HostSource::Open(tsn::StreamType& type) {
     ReadCores();
     const auto cores = static_cast<unsigned int>(shares.size());
-    // The first sample shows the shares since the machine's start.
+    // So that the first sample has the shares since the machine's start.
     times.assign(times.size(), {});
     type.Add("load", tsn::Double, 3)
         .Add("cpu", tsn::Double, cores)
@@ -70,6 +70,9 @@ bool HostSource::Open(tsn::StreamType& type) {
 }
 
 bool HostSource::PushNext(tsn::Stream& stream) {
+    if (beforeWait) {
+        beforeWait({});
+    }
     if (signals.WaitReadable(-1, due) == SignalWatcher::Event::stopped) {
         return false;
     }
@@ -79,7 +82,7 @@ bool HostSource::PushNext(tsn::Stream& stream) {
     ReadNetwork();
     ++samples;
     stream.PushNew([this](tsn::Sample& sample) { Fill(sample); });
-    // Readings that were missed, as while the machine slept, are not made up for.
+    // Samples missed while the machine slept are not made up for.
     due = std::max(due + interval, SignalWatcher::Clock::now());
     return true;
 }
@@ -101,7 +104,7 @@ const std::string& HostSource::ReadText(const char* path) {
         close(file);
     }
     if (count < 0) {
-        throw CommandError(std::string(path) + " can not be read: " + std::strerror(error));
+        throw CommandError("cannot read " + std::string(path) + ": " + std::strerror(error));
     }
     return text;
 }
@@ -137,7 +140,7 @@ void HostSource::ReadCores() {
             now.busy += field == 3 || field == 4 ? 0 : ticks;
         }
         CoreTimes& before = times[core];
-        // The system's count of waiting for devices may go backwards.
+        // The system's iowait may decrease.
         if (now.total > before.total && now.busy >= before.busy) {
             shares[core] = static_cast<double>(now.busy - before.busy) /
                            static_cast<double>(now.total - before.total);
@@ -176,7 +179,7 @@ void HostSource::ReadNetwork() {
             continue;
         }
         network[0] += TakeNumber<unsigned long long>(line);
-        // Seven other counts of what was received lie between.
+        // Skips seven other counters of received packets.
         for (int skipped = 0; skipped < 7; ++skipped) {
             TakeWord(line);
         }
@@ -185,7 +188,7 @@ void HostSource::ReadNetwork() {
 }
 
 void HostSource::Fill(tsn::Sample& sample) const {
-    // A type that was read from a document doesn't know the entries' sizes.
+    // A type from a document does not have the initial sizes of its entries.
     sample.Resize(0, static_cast<unsigned int>(std::size(load)));
     sample.Resize(1, static_cast<unsigned int>(shares.size()));
     sample.Resize(4, static_cast<unsigned int>(std::size(network)));

@@ -18,24 +18,26 @@ namespace velmora::tool {
 /// | entry | type | what |
 /// |---|---|---|
 /// | load | Double x 3 | load averages of 1, 5 and 15 minutes |
-/// | cpu | Double x cores | busy share of each core, 0 to 1, since the sample before |
+/// | cpu | Double x cores | busy share of each core, 0 to 1, since the previous sample |
 /// | memory_total, memory_available | UInt64 | bytes |
-/// | network | UInt64 x 2 | bytes received and sent since the start, loopback left out |
+/// | network | UInt64 x 2 | bytes received and sent since the machine's start, without loopback |
 /// | hostname | String | |
 ///
-/// In the first sample the busy shares are those since the machine's start.
+/// The first sample has the busy shares since the machine's start.
 class HostSource : public SampleSource {
   public:
-    /// \param interval between two samples
     /// \param signals \ownership observes: ends the waiting
     HostSource(std::chrono::microseconds interval, SignalWatcher& signals);
 
+    void BeforeWait(std::function<void(const SourceProgress&)> action) override {
+        beforeWait = std::move(action);
+    }
     bool Open(core::tessaryn::StreamType& type) override;
     bool PushNext(core::tessaryn::Stream& stream) override;
     std::string GetPosition() const override;
 
   private:
-    /// Time that a core has spent since the start, in the system's ticks.
+    /// Ticks that a core has spent since the machine's start.
     struct CoreTimes {
         std::uint64_t busy = 0;
         std::uint64_t total = 0;
@@ -50,6 +52,7 @@ class HostSource : public SampleSource {
 
     std::chrono::microseconds interval;
     SignalWatcher& signals;
+    std::function<void(const SourceProgress&)> beforeWait;
     SignalWatcher::Clock::time_point due;
     std::uint64_t samples = 0;
 

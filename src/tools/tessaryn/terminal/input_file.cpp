@@ -22,18 +22,18 @@ constexpr std::size_t blockSize = std::size_t{64} * 1024;
 
 InputFile::InputFile(const std::string& path, SignalWatcher& signals)
     : signals(signals), name(path == "-" ? "stdin" : path), block(blockSize) {
-    descriptor = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) {
-        Fail("can not be opened");
+        Fail("open");
     }
     struct stat status {};
     if (fstat(descriptor, &status) != 0) {
-        Fail("can not be read");
+        Fail("read");
     }
     if (S_ISDIR(status.st_mode)) {
         close(descriptor);
         errno = EISDIR;
-        Fail("can not be read");
+        Fail("read");
     }
     if (S_ISREG(status.st_mode)) {
         size = static_cast<std::uint64_t>(status.st_size);
@@ -58,20 +58,20 @@ std::string_view InputFile::Read() {
             return {block.data(), static_cast<std::size_t>(count)};
         }
         if (errno != EINTR && errno != EAGAIN) {
-            Fail("can not be read");
+            Fail("read");
         }
     }
     return {};
 }
 
-bool InputFile::HasMoreWithin(std::chrono::milliseconds moment) {
-    return signals.WaitReadable(descriptor, SignalWatcher::Clock::now() + moment) ==
+bool InputFile::HasMoreWithin(std::chrono::milliseconds time) {
+    return signals.WaitReadable(descriptor, SignalWatcher::Clock::now() + time) ==
            SignalWatcher::Event::ready;
 }
 
-void InputFile::Fail(const char* what) const {
+void InputFile::Fail(const char* action) const {
     const char* const reason = std::strerror(errno);
-    throw CommandError(Quoted(name) + " " + what + ": " + reason);
+    throw CommandError(std::string("cannot ") + action + " " + Quoted(name) + ": " + reason);
 }
 
 }  // namespace velmora::tool

@@ -13,39 +13,40 @@
 
 namespace velmora::tool {
 
-/// A file, or standard input, read block by block.
+/// A file, or standard input, read in blocks.
 class InputFile {
   public:
-    /// \param path the file; "-" for standard input
+    /// Returns at once for a FIFO without a writer; reading it waits for one.
+    /// \param path "-" for standard input
     /// \param signals \ownership observes: ends the input early
-    /// \throws CommandError when the file can't be opened or is a directory
+    /// \throws CommandError when the file cannot be opened or is a directory
     InputFile(const std::string& path, SignalWatcher& signals);
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
     ~InputFile();
 
-    /// Sets what is called before each read, which may wait.
+    /// Sets what is called before each read.
     void BeforeRead(std::function<void()> action) { beforeRead = std::move(action); }
 
-    /// The next bytes, as many as there are up to the size of a block; waits for the first one.
-    /// Empty at the end of the input, or of the run. Valid until the next call.
+    /// The next bytes; waits until there are some.
+    /// \return valid until the next call; empty at the end of the input, or of the run
     /// \throws CommandError when reading fails
     std::string_view Read();
 
-    /// Waits a moment for more input; false when there is none, or only its end is left.
-    bool HasMoreWithin(std::chrono::milliseconds moment);
+    /// Whether more input, or its end, arrives within a time.
+    bool HasMoreWithin(std::chrono::milliseconds time);
 
-    /// Whether the whole input was read.
+    /// Whether the end of the input was read.
     bool IsAtEnd() const { return atEnd; }
     /// The file's name for messages.
     const std::string& GetName() const { return name; }
     /// Bytes read so far.
     std::uint64_t GetPosition() const { return position; }
-    /// Bytes of a regular file; 0 for what has no size.
+    /// Bytes of a regular file; 0 for any other input.
     std::uint64_t GetSize() const { return size; }
 
   private:
-    [[noreturn]] void Fail(const char* what) const;
+    [[noreturn]] void Fail(const char* action) const;
 
     SignalWatcher& signals;
     std::function<void()> beforeRead;

@@ -9,22 +9,19 @@
 
 namespace velmora::tool {
 
-/// One line on standard error, drawn again and again, that shows how much of a file is read.
+/// A line on standard error that shows how much of a file was read.
 class ProgressBar {
   public:
-    /// \param enabled false for a bar that is never drawn
+    /// \param enabled whether the bar is ever drawn
     explicit ProgressBar(bool enabled) : enabled(enabled) {}
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
     ~ProgressBar() { Clear(); }
 
-    /// Draws the bar, at most ten times a second.
-    /// \param done bytes read
-    /// \param size bytes of the file
-    /// \param samples samples pushed
-    void Update(std::uint64_t done, std::uint64_t size, std::uint64_t samples);
+    /// Draws the bar, at most ten times a second; draws nothing for a file of size 0.
+    void Update(std::uint64_t bytesRead, std::uint64_t size, std::uint64_t samples);
 
-    /// Takes the bar off the terminal.
+    /// Removes the bar from the terminal.
     void Clear();
 
   private:

@@ -15,15 +15,15 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-// Text and JSON write the same elements and differ in what stands around them.
+// Text and JSON have the same parts with different punctuation.
 template <class Style>
 class LineReporter : public SampleReporter {
   public:
     LineReporter(const std::string& stream, const tsn::StreamType& type)
-        : streamText(Style::TextOf(stream)) {
+        : streamText(Style::Format(stream)) {
         for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
             entries.push_back(type.GetEntry(id));
-            entries.back().key = Style::KeyOf(entries.back().key, id == 0);
+            entries.back().key = Style::FormatKey(entries.back().key, id == 0);
         }
     }
 
@@ -45,7 +45,7 @@ class LineReporter : public SampleReporter {
     void AppendEntry(std::string& out, const tsn::Sample& sample, unsigned short id) const {
         const tsn::BaseType type = entries[id].type;
         if (type == tsn::String) {
-            out += Style::TextOf(sample.GetString(id));
+            out += Style::Format(sample.GetString(id));
             return;
         }
         const unsigned int size = sample.GetSize(id);
@@ -65,7 +65,7 @@ class LineReporter : public SampleReporter {
     }
 
     std::string streamText;
-    // Each key is what a line has before the entry's value.
+    // The keys are those of the type with the punctuation around them.
     std::vector<tsn::SampleEntry> entries;
 };
 
@@ -76,13 +76,15 @@ struct TextStyle {
     static constexpr char separator = ';';
     static constexpr ValueForm form = ValueForm::text;
 
-    static std::string TextOf(const std::string& text) {
+    static std::string Format(const std::string& text) {
         std::string word;
         AppendWord(word, text);
         return word;
     }
 
-    static std::string KeyOf(const std::string& name, bool /*first*/) { return " " + name + "="; }
+    static std::string FormatKey(const std::string& name, bool /*first*/) {
+        return " " + name + "=";
+    }
 
     static void AppendRule(std::string& out, const std::string& rule) {
         out += " [";
@@ -98,19 +100,19 @@ struct JsonStyle {
     static constexpr char separator = ',';
     static constexpr ValueForm form = ValueForm::json;
 
-    static std::string TextOf(const std::string& text) {
+    static std::string Format(const std::string& text) {
         std::string json;
         AppendText(json, text, ValueForm::json);
         return json;
     }
 
-    static std::string KeyOf(const std::string& name, bool first) {
-        return (first ? "" : ",") + TextOf(name) + ":";
+    static std::string FormatKey(const std::string& name, bool first) {
+        return (first ? "" : ",") + Format(name) + ":";
     }
 
     static void AppendRule(std::string& out, const std::string& rule) {
         out += ",\"rule\":";
-        out += TextOf(rule);
+        out += Format(rule);
         out += ",\"entries\":{";
     }
 };

@@ -11,7 +11,7 @@
 
 namespace velmora::tool {
 
-/// Writes one line for a sample that a rule asked for.
+/// Formats one line for a sample that matched a rule.
 class SampleReporter {
   public:
     SampleReporter() = default;
@@ -19,24 +19,21 @@ class SampleReporter {
     SampleReporter& operator=(const SampleReporter&) = delete;
     virtual ~SampleReporter() = default;
 
-    /// \param out where the line is appended
+    /// Appends the line.
     /// \param rule the rule's text
-    /// \param sample the sample
     virtual void Report(std::string& out, const std::string& rule,
                         const core::tessaryn::Sample& sample) const = 0;
 };
 
-/// Lines for people: the time, the stream, the rule in brackets, the entries as name=value;
-/// several elements are [a;b].
-/// \param stream the stream's name
-/// \param type the samples' type, complete
+/// Lines with time, stream, the rule in brackets, and the entries as name=value; several elements
+/// are [a;b].
+/// \param type the type of the samples, with all its entries
 std::unique_ptr<SampleReporter> MakeTextReporter(const std::string& stream,
                                                  const core::tessaryn::StreamType& type);
 
-/// One JSON object a line: "time", "stream", "rule", and "entries" by name. Numbers are exact; what
-/// JSON has no number for (NaN, infinities) is null, and bytes that are no UTF-8 are U+FFFD.
-/// \param stream the stream's name
-/// \param type the samples' type, complete
+/// One JSON object per line: "time", "stream", "rule", and "entries" by name. Numbers are exact;
+/// NaN and infinities are null, and bytes that are not UTF-8 become U+FFFD.
+/// \param type the type of the samples, with all its entries
 std::unique_ptr<SampleReporter> MakeJsonReporter(const std::string& stream,
                                                  const core::tessaryn::StreamType& type);
 

@@ -22,12 +22,13 @@ bool IsIgnored(int signal) {
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-timespec Until(SignalWatcher::Clock::time_point moment) {
+timespec GetTimeLeft(SignalWatcher::Clock::time_point until) {
     using namespace std::chrono;
     const auto left =
-        std::max(nanoseconds::zero(), nanoseconds(moment - SignalWatcher::Clock::now()));
-    const auto whole = duration_cast<seconds>(left);
-    return {static_cast<time_t>(whole.count()), static_cast<long>((left - whole).count())};
+        std::max(nanoseconds::zero(), nanoseconds(until - SignalWatcher::Clock::now()));
+    const auto leftSeconds = duration_cast<seconds>(left);
+    return {static_cast<time_t>(leftSeconds.count()),
+            static_cast<long>((left - leftSeconds).count())};
 }
 
 }  // namespace
@@ -35,16 +36,15 @@ timespec Until(SignalWatcher::Clock::time_point moment) {
 SignalWatcher::SignalWatcher() {
     sigset_t set;
     sigemptyset(&set);
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         if (!IsIgnored(signal)) {
             sigaddset(&set, signal);
         }
     }
     sigprocmask(SIG_BLOCK, &set, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
     signalDescriptor = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
     if (signalDescriptor < 0) {
-        throw CommandError("signals can not be waited for");
+        throw CommandError("cannot wait for signals");
     }
 }
 
@@ -79,16 +79,16 @@ bool SignalWatcher::WaitWritable(int descriptor) {
 
 SignalWatcher::Event SignalWatcher::Poll(int descriptor, short events,
                                          std::optional<Clock::time_point> until) {
-    // A signal that has been seen is not waited for again.
+    // After the first signal, output is still written.
     pollfd watched[] = {{descriptor, events, 0}, {interrupted ? -1 : signalDescriptor, POLLIN, 0}};
     while (true) {
-        const timespec left = until ? Until(*until) : timespec{};
+        const timespec left = until ? GetTimeLeft(*until) : timespec{};
         const int count = ppoll(watched, 2, until ? &left : nullptr, nullptr);
         if (count < 0 && errno == EINTR) {
             continue;
         }
         if (count < 0) {
-            throw CommandError("input and output can not be waited for");
+            throw CommandError("cannot wait for input and output");
         }
         if (watched[1].revents != 0) {
             stopped = true;

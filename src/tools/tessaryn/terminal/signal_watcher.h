@@ -8,11 +8,11 @@
 
 namespace velmora::tool {
 
-/// Knows when the program is to end early: an interrupt or termination signal came, or the time
-/// that it may run is over. All waiting goes through it, so that neither is overlooked.
+/// Reports when the run must end early: SIGINT, SIGTERM or SIGHUP arrived, or the time that the
+/// program may run is over. All waiting goes through it, so that neither is missed.
 ///
-/// While it lives these signals are blocked and read from a descriptor; a broken pipe is an error
-/// of writing and no signal. A signal that was ignored at the start stays ignored.
+/// The signals are blocked and read from a descriptor as long as the object lives. A signal that
+/// was ignored at the start remains ignored.
 class SignalWatcher {
   public:
     enum class Event { ready, timeout, stopped };
@@ -27,16 +27,16 @@ class SignalWatcher {
     /// Ends the run after that time, counted from now.
     void StopAfter(std::chrono::microseconds duration);
 
-    /// Waits until a descriptor can be read, until a moment, or until the end of the run.
+    /// Waits until a descriptor can be read, until a time, or until the end of the run.
     /// \param descriptor what to read from; -1 for nothing
-    /// \param until the moment; never when absent
+    /// \param until no limit when absent
     Event WaitReadable(int descriptor, std::optional<Clock::time_point> until = std::nullopt);
 
-    /// Waits until a descriptor can be written to. What the run found is still written after its
-    /// end; only an interrupted run gives a slow reader up after a second.
+    /// Waits until a descriptor can be written to, also after the end of the run; after a signal
+    /// for at most a second.
     bool WaitWritable(int descriptor);
 
-    /// Whether the run has ended, as far as the last wait saw.
+    /// Whether the run has ended, as of the last wait.
     bool IsStopped() const { return stopped; }
     /// Whether a signal ended it.
     bool IsInterrupted() const { return interrupted; }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,8 +24,16 @@ bool IsRegularFile(int descriptor) {
 
 }  // namespace
 
-StandardOutput::StandardOutput(SignalWatcher& signals)
-    : signals(signals), chunkSize(IsRegularFile(STDOUT_FILENO) ? enough : PIPE_BUF) {}
+StandardOutput::StandardOutput()
+    : chunkSize(IsRegularFile(STDOUT_FILENO) ? maxBuffered : PIPE_BUF),
+      isTerminal(isatty(STDOUT_FILENO) != 0) {
+    // A reader that has gone is then an error of writing instead of a signal.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+StandardOutput::StandardOutput(SignalWatcher& signals) : StandardOutput() {
+    this->signals = &signals;
+}
 
 void StandardOutput::Flush() {
     if (buffer.empty()) {
@@ -35,23 +44,28 @@ void StandardOutput::Flush() {
     }
     std::size_t written = 0;
     while (!closed && written < buffer.size()) {
-        if (!signals.WaitWritable(STDOUT_FILENO)) {
+        if (signals != nullptr && !signals->WaitWritable(STDOUT_FILENO)) {
             closed = true;
             break;
         }
-        const std::size_t chunk = std::min(chunkSize, buffer.size() - written);
-        const ssize_t count = write(STDOUT_FILENO, buffer.data() + written, chunk);
+        const std::size_t size = std::min(chunkSize, buffer.size() - written);
+        const ssize_t count = write(STDOUT_FILENO, buffer.data() + written, size);
         if (count >= 0) {
             written += static_cast<std::size_t>(count);
-        } else if (errno == EPIPE) {
+        } else if (IsReaderGone(errno)) {
             closed = true;
         } else if (errno != EINTR && errno != EAGAIN) {
             buffer.clear();
-            throw CommandError(std::string("standard output can not be written: ") +
+            throw CommandError(std::string("cannot write standard output: ") +
                                std::strerror(errno));
         }
     }
     buffer.clear();
+}
+
+// A pipe's reader closed it, or the terminal was closed.
+bool StandardOutput::IsReaderGone(int error) const {
+    return error == EPIPE || (error == EIO && isTerminal);
 }
 
 }  // namespace velmora::tool

@@ -10,44 +10,50 @@
 
 namespace velmora::tool {
 
-/// Standard output, collected and written in large pieces.
+/// Standard output, buffered.
 ///
-/// A reader that has gone, or that an interrupted run gave up, closes the output: nothing is
-/// written from then on.
+/// The output is closed once its reader has gone: what is written from then on is discarded,
+/// without an error.
 class StandardOutput {
   public:
-    /// \param signals \ownership observes: a signal ends waiting for a slow reader
+    /// Writes block until the reader takes them.
+    StandardOutput();
+    /// A signal ends waiting for a slow reader, which closes the output.
+    /// \param signals \ownership observes
     explicit StandardOutput(SignalWatcher& signals);
 
     /// Where to append to; call `Commit` after each line.
     std::string& GetBuffer() { return buffer; }
 
-    /// Writes when enough is there.
-    /// \throws CommandError when writing fails for any reason but a reader that has gone
+    /// Writes the buffer once it is large.
+    /// \throws CommandError when writing fails, unless the reader has gone
     void Commit() {
-        if (buffer.size() >= enough) {
+        if (buffer.size() >= maxBuffered) {
             Flush();
         }
     }
 
-    /// Writes all that is there.
+    /// Writes the buffer.
     /// \throws CommandError as above
     void Flush();
 
-    /// Sets what is called before something is written.
+    /// Sets what is called before each write.
     void BeforeWrite(std::function<void()> action) { beforeWrite = std::move(action); }
 
-    /// Whether nobody reads any more.
+    /// Whether the reader has gone.
     bool IsClosed() const { return closed; }
 
   private:
-    static constexpr std::size_t enough = 64UL * 1024;
+    static constexpr std::size_t maxBuffered = 64UL * 1024;
 
-    SignalWatcher& signals;
+    bool IsReaderGone(int error) const;
+
+    SignalWatcher* signals = nullptr;
     std::function<void()> beforeWrite;
     std::string buffer;
-    /// A chunk that can be written without waiting once the descriptor is ready.
+    /// Bytes that can be written without waiting once the descriptor is ready.
     std::size_t chunkSize;
+    bool isTerminal;
     bool closed = false;
 };
 

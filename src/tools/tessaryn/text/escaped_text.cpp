@@ -61,44 +61,63 @@ Character Decode(std::string_view text, std::size_t at) {
     return {length, code, true};
 }
 
-// Whether a terminal shows the character and does nothing else.
-bool IsHarmless(const Character& character) {
+// Controls that change the order in which a terminal shows the text around them.
+bool IsBidiControl(std::uint32_t code) {
+    return code == 0x061C || code == 0x200E || code == 0x200F ||
+           (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+bool IsPrintable(const Character& character) {
     const std::uint32_t code = character.code;
-    return character.valid && code >= 0x20 && (code < 0x7F || code > 0x9F);
+    return character.valid && code >= 0x20 && (code < 0x7F || code > 0x9F) && !IsBidiControl(code);
 }
 
-void AppendHex(std::string& out, unsigned int byte) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    out += "\\x";
-    out += digits[byte >> 4];
-    out += digits[byte & 0xFU];
+enum class Form { text, json };
+
+void AppendHex(std::string& out, std::uint32_t number, int digits) {
+    constexpr std::string_view hexDigits = "0123456789abcdef";
+    for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
+        out += hexDigits[(number >> shift) & 0xFU];
+    }
 }
 
-void AppendEscaped(std::string& out, std::string_view text, char quote) {
+void AppendUnprintable(std::string& out, std::string_view bytes, const Character& character,
+                       Form form) {
+    if (bytes == "\n" || bytes == "\t" || bytes == "\r") {
+        out += bytes == "\n" ? "\\n" : bytes == "\t" ? "\\t" : "\\r";
+    } else if (form == Form::text) {
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            out += "\\x";
+            AppendHex(out, ByteAt(bytes, i), 2);
+        }
+    } else if (character.valid) {
+        // All that are valid are below U+10000.
+        out += "\\u";
+        AppendHex(out, character.code, 4);
+    } else {
+        out += "\xEF\xBF\xBD";
+    }
+}
+
+void AppendEscaped(std::string& out, std::string_view text, char quote, Form form) {
     for (std::size_t at = 0; at < text.size();) {
         const Character character = Decode(text, at);
-        const char byte = text[at];
-        if (byte == '\n' || byte == '\t' || byte == '\r') {
-            out += '\\';
-            out += byte == '\n' ? 'n' : byte == '\t' ? 't' : 'r';
-        } else if (IsHarmless(character)) {
-            if (quote != noQuote && (byte == quote || byte == '\\')) {
+        const std::string_view bytes = text.substr(at, character.length);
+        if (!IsPrintable(character)) {
+            AppendUnprintable(out, bytes, character, form);
+        } else {
+            if (quote != noQuote && (bytes.front() == quote || bytes.front() == '\\')) {
                 out += '\\';
             }
-            out += text.substr(at, character.length);
-        } else {
-            for (std::size_t i = 0; i < character.length; ++i) {
-                AppendHex(out, ByteAt(text, at + i));
-            }
+            out += bytes;
         }
         at += character.length;
     }
 }
 
-bool IsPlainWord(std::string_view text) {
+bool NeedsNoQuotes(std::string_view text) {
     for (const char c : text) {
-        const bool plain = c > ' ' && c < 0x7F;
-        if (!plain || c == '"' || c == '\\' || c == ';' || c == ']') {
+        if (c <= ' ' || c >= 0x7F || c == '"' || c == '\\' || c == ';' || c == ']') {
             return false;
         }
     }
@@ -108,37 +127,32 @@ bool IsPlainWord(std::string_view text) {
 }  // namespace
 
 void AppendWord(std::string& out, std::string_view text) {
-    if (IsPlainWord(text)) {
+    if (NeedsNoQuotes(text)) {
         out += text;
         return;
     }
     out += '"';
-    AppendEscaped(out, text, '"');
+    AppendEscaped(out, text, '"', Form::text);
     out += '"';
 }
 
 void AppendEscaped(std::string& out, std::string_view text) {
-    AppendEscaped(out, text, noQuote);
+    AppendEscaped(out, text, noQuote, Form::text);
+}
+
+void AppendJsonString(std::string& out, std::string_view text) {
+    out += '"';
+    AppendEscaped(out, text, '"', Form::json);
+    out += '"';
 }
 
 std::string Quoted(std::string_view text) {
     std::string out = "'";
-    AppendEscaped(out, text.substr(0, maxQuoteLength), '\'');
+    AppendEscaped(out, text.substr(0, maxQuoteLength), '\'', Form::text);
     if (text.size() > maxQuoteLength) {
         out += "...";
     }
     out += '\'';
-    return out;
-}
-
-std::string ToUtf8(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t at = 0; at < text.size();) {
-        const Character character = Decode(text, at);
-        out += character.valid ? text.substr(at, character.length) : "\xEF\xBF\xBD";
-        at += character.length;
-    }
     return out;
 }
 

@@ -8,17 +8,20 @@
 
 namespace velmora::tool {
 
-/// Appends a text so that it is one word of a line: as it is where it has neither blanks nor
-/// quotes, else in double quotes. What a terminal would act upon is written as an escape.
+// These functions escape what a terminal would act upon instead of showing it: control characters,
+// the controls of bidirectional text among them, and bytes that are not UTF-8.
+
+/// Appends a text as one word of a line: in double quotes unless it is printable ASCII without
+/// blanks, quotes, backslashes, ";" and "]".
 void AppendWord(std::string& out, std::string_view text);
 
-/// Appends a text with escapes for what a terminal would act upon.
+/// Appends a text without quotes.
 void AppendEscaped(std::string& out, std::string_view text);
 
-/// A text for a message: in single quotes, escaped as in `AppendWord`, cut where it is long.
-std::string Quoted(std::string_view text);
+/// Appends a text as a JSON string; U+FFFD stands for each byte that is not UTF-8.
+void AppendJsonString(std::string& out, std::string_view text);
 
-/// The text as UTF-8: U+FFFD stands for each byte that is part of no valid character.
-std::string ToUtf8(std::string_view text);
+/// A text for a message: in single quotes, and cut after 60 bytes.
+std::string Quoted(std::string_view text);
 
 }  // namespace velmora::tool

@@ -3,6 +3,8 @@
 
 #include "text/time_text.h"
 
+#include <Poco/Ascii.h>
+
 #include <charconv>
 #include <cstddef>
 
@@ -15,19 +17,11 @@ constexpr std::int64_t microsecondsPerMinute = 60 * microsecondsPerSecond;
 constexpr std::int64_t microsecondsPerHour = 60 * microsecondsPerMinute;
 constexpr std::int64_t microsecondsPerDay = 24 * microsecondsPerHour;
 
-// 0001-01-01T00:00:00Z and 9999-12-31T23:59:59.999999Z.
-constexpr std::int64_t earliest = -62'135'596'800'000'000;
-constexpr std::int64_t latest = 253'402'300'799'999'999;
-
-constexpr bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
+std::optional<std::int64_t> CheckRange(std::int64_t time) {
+    return time >= minTime && time <= maxTime ? std::optional(time) : std::nullopt;
 }
 
-std::optional<std::int64_t> Checked(std::int64_t time) {
-    return time >= earliest && time <= latest ? std::optional(time) : std::nullopt;
-}
-
-// Takes a text apart from the front.
+// Parses a text from its front.
 class Cursor {
   public:
     explicit Cursor(std::string_view text) : rest(text) {}
@@ -42,14 +36,14 @@ class Cursor {
         return true;
     }
 
-    // Exactly so many digits, and a value up to a limit.
+    // Exactly that many digits with a value up to a limit.
     bool TakeNumber(std::size_t digits, int limit, int& value) {
         if (rest.size() < digits) {
             return false;
         }
         value = 0;
         for (std::size_t i = 0; i < digits; ++i) {
-            if (!IsDigit(rest[i])) {
+            if (!Poco::Ascii::isDigit(rest[i])) {
                 return false;
             }
             value = 10 * value + (rest[i] - '0');
@@ -58,18 +52,18 @@ class Cursor {
         return value <= limit;
     }
 
-    // One digit or more as the digits of a fraction; those after `kept` are dropped.
-    bool TakeFraction(int kept, std::int64_t& value) {
-        if (rest.empty() || !IsDigit(rest.front())) {
+    // The digits of a fraction, at least one; the value counts units of 10^-places.
+    bool TakeFraction(int places, std::int64_t& value) {
+        if (rest.empty() || !Poco::Ascii::isDigit(rest.front())) {
             return false;
         }
         value = 0;
-        for (; !rest.empty() && IsDigit(rest.front()); rest.remove_prefix(1)) {
-            if (kept-- > 0) {
+        for (; !rest.empty() && Poco::Ascii::isDigit(rest.front()); rest.remove_prefix(1)) {
+            if (places-- > 0) {
                 value = 10 * value + (rest.front() - '0');
             }
         }
-        for (; kept > 0; --kept) {
+        for (; places > 0; --places) {
             value *= 10;
         }
         return true;
@@ -107,7 +101,7 @@ bool ReadDate(Cursor& in, std::int64_t& time) {
     return true;
 }
 
-bool ReadClock(Cursor& in, std::int64_t& time) {
+bool ReadClock(Cursor& in, std::int64_t& time, bool& isLeapSecond) {
     int hour = 0;
     int minute = 0;
     int second = 0;
@@ -116,13 +110,14 @@ bool ReadClock(Cursor& in, std::int64_t& time) {
         return false;
     }
     if (in.Take(':')) {
-        if (!in.TakeNumber(2, 59, second)) {
+        if (!in.TakeNumber(2, 60, second)) {
             return false;
         }
         if (in.Take('.') && !in.TakeFraction(6, fraction)) {
             return false;
         }
     }
+    isLeapSecond = second == 60;
     time += hour * microsecondsPerHour + minute * microsecondsPerMinute +
             second * microsecondsPerSecond + fraction;
     return true;
@@ -151,8 +146,8 @@ bool ReadZone(Cursor& in, std::int64_t& time) {
     return true;
 }
 
-// Decimal places by which the unit is larger than a microsecond.
-constexpr int PlacesAbove(EpochUnit unit) {
+// Decimal places of a fraction of the unit that make microseconds.
+constexpr int GetPlaces(EpochUnit unit) {
     switch (unit) {
         case EpochUnit::seconds:
             return 6;
@@ -182,38 +177,44 @@ std::optional<std::int64_t> ParseIsoTime(std::string_view text) {
         return std::nullopt;
     }
     if (in.AtEnd()) {
-        return Checked(time);
+        return CheckRange(time);
     }
     if (!in.Take('T') && !in.Take(' ') && !in.Take('t')) {
         return std::nullopt;
     }
-    if (!ReadClock(in, time) || !ReadZone(in, time) || !in.AtEnd()) {
+    bool isLeapSecond = false;
+    if (!ReadClock(in, time, isLeapSecond) || !ReadZone(in, time) || !in.AtEnd()) {
         return std::nullopt;
     }
-    return Checked(time);
+    // A leap second is the last of a day in UTC; its microseconds are those of the next day.
+    if (isLeapSecond && (time < 0 || time % microsecondsPerDay >= microsecondsPerSecond)) {
+        return std::nullopt;
+    }
+    return CheckRange(time);
 }
 
 std::optional<EpochUnit> GuessEpochUnit(std::string_view text) {
     Cursor in(text);
     in.Take('-');
-    std::int64_t whole = 0;
+    std::int64_t integer = 0;
     std::int64_t fraction = 0;
-    if (!in.TakeInteger(whole) || (in.Take('.') && !in.TakeFraction(0, fraction)) || !in.AtEnd()) {
+    if (!in.TakeInteger(integer) || (in.Take('.') && !in.TakeFraction(0, fraction)) ||
+        !in.AtEnd()) {
         return std::nullopt;
     }
-    if (whole < 100'000'000'000) {
+    if (integer < 100'000'000'000) {
         return EpochUnit::seconds;
     }
-    if (whole < 100'000'000'000'000) {
+    if (integer < 100'000'000'000'000) {
         return EpochUnit::milliseconds;
     }
-    return whole < 100'000'000'000'000'000 ? EpochUnit::microseconds : EpochUnit::nanoseconds;
+    return integer < 100'000'000'000'000'000 ? EpochUnit::microseconds : EpochUnit::nanoseconds;
 }
 
 std::optional<std::int64_t> ParseEpochTime(std::string_view text, EpochUnit unit) {
     Cursor in(text);
     const bool negative = in.Take('-');
-    const int places = PlacesAbove(unit);
+    const int places = GetPlaces(unit);
     std::int64_t time = 0;
     std::int64_t fraction = 0;
     if (!in.TakeInteger(time) || (in.Take('.') && !in.TakeFraction(places, fraction)) ||
@@ -224,16 +225,16 @@ std::optional<std::int64_t> ParseEpochTime(std::string_view text, EpochUnit unit
         time /= 1000;
     }
     for (int i = 0; i < places; ++i) {
-        if (time > latest) {
+        if (time > maxTime) {
             return std::nullopt;
         }
         time *= 10;
     }
-    if (time > latest) {
+    if (time > maxTime) {
         return std::nullopt;
     }
     time += fraction;
-    return Checked(negative ? -time : time);
+    return CheckRange(negative ? -time : time);
 }
 
 void AppendTime(std::string& out, std::int64_t time) {
@@ -263,7 +264,7 @@ void AppendTime(std::string& out, std::int64_t time) {
 }
 
 std::optional<std::chrono::microseconds> ParseDuration(std::string_view text) {
-    constexpr double longest = 100.0 * 366 * microsecondsPerDay;
+    constexpr double maxLength = 100.0 * 366 * microsecondsPerDay;
     double number = 0;
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, number, std::chars_format::fixed);
@@ -282,7 +283,7 @@ std::optional<std::chrono::microseconds> ParseDuration(std::string_view text) {
         factor = microsecondsPerHour;
     }
     const double length = number * static_cast<double>(factor);
-    if (!(length >= 1 && length <= longest)) {
+    if (!(length >= 1 && length <= maxLength)) {
         return std::nullopt;
     }
     return std::chrono::microseconds(static_cast<std::int64_t>(length));

@@ -3,6 +3,8 @@
 
 #include "text/value_parser.h"
 
+#include "tessaryn/visit_type.h"
+
 #include <Poco/String.h>
 
 #include <charconv>
@@ -15,117 +17,88 @@ using core::tessaryn::BaseType;
 
 namespace {
 
-enum class Verdict { fine, malformed, outOfRange };
+enum class Verdict { valid, malformed, outOfRange };
 
-bool IsInteger(std::string_view text) {
+bool IsDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 template <class T>
-Verdict ParseNumber(std::string_view text, T& value) {
-    // from_chars knows no plus sign.
+Verdict Parse(std::string_view text, T& value) {
+    // from_chars does not accept a plus sign.
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
         text.remove_prefix(1);
     }
     if (std::is_unsigned_v<T> && text.starts_with('-')) {
-        return IsInteger(text.substr(1)) ? Verdict::outOfRange : Verdict::malformed;
+        return IsDigits(text.substr(1)) ? Verdict::outOfRange : Verdict::malformed;
     }
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, value);
     if (error == std::errc::invalid_argument || end != last) {
         return Verdict::malformed;
     }
-    return error == std::errc() ? Verdict::fine : Verdict::outOfRange;
+    return error == std::errc() ? Verdict::valid : Verdict::outOfRange;
 }
 
-Verdict ParseBool(std::string_view text, bool& value) {
+Verdict Parse(std::string_view text, bool& value) {
     const std::string word = text.size() > 5 ? std::string() : std::string(text);
     value = word == "1" || Poco::icompare(word, "true") == 0;
-    const bool fine = value || word == "0" || Poco::icompare(word, "false") == 0;
-    return fine ? Verdict::fine : Verdict::malformed;
+    const bool isValid = value || word == "0" || Poco::icompare(word, "false") == 0;
+    return isValid ? Verdict::valid : Verdict::malformed;
 }
 
-template <class T>
-Verdict Append(std::string_view text, std::string& bytes) {
-    T value{};
-    Verdict verdict = Verdict::malformed;
-    if constexpr (std::is_same_v<T, bool>) {
-        verdict = ParseBool(text, value);
-    } else {
-        verdict = ParseNumber(text, value);
-    }
-    if (verdict == Verdict::fine) {
-        bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
-    }
-    return verdict;
-}
-
-Verdict AppendAs(BaseType type, std::string_view text, std::string& bytes) {
-    switch (type) {
-        case BaseType::UnknownType:
+Verdict Append(BaseType type, std::string_view text, std::string& bytes) {
+    return core::tessaryn::VisitType(type, [&]<class T>(std::type_identity<T>) {
+        if constexpr (std::is_void_v<T>) {
             return Verdict::malformed;
-        case BaseType::Int8:
-            return Append<signed char>(text, bytes);
-        case BaseType::Int16:
-            return Append<short>(text, bytes);
-        case BaseType::Int32:
-            return Append<int>(text, bytes);
-        case BaseType::Int64:
-            return Append<long long>(text, bytes);
-        case BaseType::UInt8:
-            return Append<unsigned char>(text, bytes);
-        case BaseType::UInt16:
-            return Append<unsigned short>(text, bytes);
-        case BaseType::UInt32:
-            return Append<unsigned int>(text, bytes);
-        case BaseType::UInt64:
-            return Append<unsigned long long>(text, bytes);
-        case BaseType::Float:
-            return Append<float>(text, bytes);
-        case BaseType::Double:
-            return Append<double>(text, bytes);
-        case BaseType::Bool:
-            return Append<bool>(text, bytes);
-        case BaseType::String:
+        } else if constexpr (std::is_same_v<T, std::string>) {
             bytes += text;
-            return Verdict::fine;
-    }
-    return Verdict::malformed;
+            return Verdict::valid;
+        } else {
+            // Whether char has a sign depends on the machine.
+            std::conditional_t<std::is_same_v<T, char>, signed char, T> value{};
+            const Verdict verdict = Parse(text, value);
+            if (verdict == Verdict::valid) {
+                bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+            }
+            return verdict;
+        }
+    });
 }
 
-const char* KindOf(BaseType type) {
+const char* DescribeKind(BaseType type) {
     switch (type) {
         case BaseType::Bool:
-            return "truth value (0, 1, true or false)";
+            return "a Bool (0, 1, true or false)";
         case BaseType::Float:
         case BaseType::Double:
-            return "number";
+            return "a number";
         default:
-            return "whole number";
+            return "an integer";
     }
 }
 
 }  // namespace
 
 bool AppendElement(BaseType type, std::string_view text, std::string& bytes) {
-    return AppendAs(type, text, bytes) == Verdict::fine;
+    return Append(type, text, bytes) == Verdict::valid;
 }
 
 std::string DescribeParseError(BaseType type, std::string_view text) {
     std::string ignored;
-    if (AppendAs(type, text, ignored) == Verdict::outOfRange) {
-        return "does not fit " + ToString(type);
+    if (Append(type, text, ignored) == Verdict::outOfRange) {
+        return "is out of range for " + ToString(type);
     }
-    return std::string("is no ") + KindOf(type);
+    return std::string("is not ") + DescribeKind(type);
 }
 
 BaseType GuessType(std::string_view text) {
-    long long whole = 0;
-    if (ParseNumber(text, whole) == Verdict::fine) {
+    long long integer = 0;
+    if (Parse(text, integer) == Verdict::valid) {
         return BaseType::Int64;
     }
     double decimal = 0;
-    return ParseNumber(text, decimal) == Verdict::fine ? BaseType::Double : BaseType::String;
+    return Parse(text, decimal) == Verdict::valid ? BaseType::Double : BaseType::String;
 }
 
 }  // namespace velmora::tool

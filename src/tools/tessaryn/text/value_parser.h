@@ -10,19 +10,19 @@
 
 namespace velmora::tool {
 
-/// Reads one element of a value type and appends its bytes, as a sample's binary form holds them.
+/// Parses one element of a value type and appends its bytes, as a sample's binary form holds them.
 ///
-/// Strict: the text is a number as a whole, with at most one sign, and fits the type. `Float` and
-/// `Double` take "nan" and "inf", too; `Bool` takes 0, 1, true and false in any case. All
-/// characters of a text for `String` are appended.
+/// Strict: the complete text is a number, with at most one sign, in the range of the type. `Float`
+/// and `Double` accept "nan" and "inf", `Bool` accepts 0, 1, true and false in any case. For
+/// `String` the text itself is appended.
 /// \return whether the text was such an element; if not, nothing is appended
 bool AppendElement(core::tessaryn::BaseType type, std::string_view text, std::string& bytes);
 
-/// Why a text is no element of a type: "is no whole number", "does not fit Int8" and the like.
+/// Why a text is not an element of a type: "is not an integer", "is out of range for Int8" and so
+/// on.
 std::string DescribeParseError(core::tessaryn::BaseType type, std::string_view text);
 
-/// The type that a text suggests: `Int64` for a whole number, `Double` for any other number and
-/// for whole numbers beyond 64 bits, `String` for the rest.
+/// `Int64` for an integer of that range, `Double` for any other number, `String` for the rest.
 core::tessaryn::BaseType GuessType(std::string_view text);
 
 }  // namespace velmora::tool

@@ -7,8 +7,6 @@
 #include "tessaryn/sample.h"
 #include "text/escaped_text.h"
 
-#include <Poco/JSONString.h>
-
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -17,10 +15,10 @@
 
 namespace velmora::tool {
 
-/// How values are written: for people, or as JSON, which has no number for NaN and infinities.
+/// How values are written: for people, or as JSON, where null stands for NaN and infinities.
 enum class ValueForm { text, json };
 
-/// Calls `visit` with the getter of a type's elements; a `String` has none.
+/// Calls `visit` with the getter of a type's elements; does nothing for `String`.
 template <class Visit>
 void VisitGetter(core::tessaryn::BaseType type, Visit visit) {
     using core::tessaryn::Sample;
@@ -53,9 +51,8 @@ void VisitGetter(core::tessaryn::BaseType type, Visit visit) {
     }
 }
 
-/// Appends one element's value: decimals with the fewest digits that tell the value from its
-/// neighbours, and with an exponent where readers would take it for a whole number too large for
-/// them.
+/// Appends one element's value: floating-point numbers with the fewest digits that read back as the
+/// same value, and with an exponent from 10^15 on, as readers would take them for large integers.
 template <class T>
 void AppendValue(std::string& out, T value, ValueForm form) {
     std::array<char, 32> digits;
@@ -75,11 +72,10 @@ void AppendValue(std::string& out, T value, ValueForm form) {
     out.append(digits.data(), result.ptr);
 }
 
-/// Appends all characters of a text: as one word, or as a JSON string, where U+FFFD stands for
-/// bytes that are no UTF-8.
+/// Appends a text as one word, or as a JSON string.
 inline void AppendText(std::string& out, const std::string& text, ValueForm form) {
     if (form == ValueForm::json) {
-        out += Poco::toJSON(ToUtf8(text), static_cast<int>(Poco::JSON_WRAP_STRINGS));
+        AppendJsonString(out, text);
     } else {
         AppendWord(out, text);
     }

@@ -1,0 +1,14 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "commands/watch_session.h"
+
+namespace velmora::tool {
+
+/// Prints on standard error what a run read, dropped, matched and skipped.
+/// \param seconds how long the run took
+void PrintSummary(const WatchSession& session, double seconds);
+
+}  // namespace velmora::tool

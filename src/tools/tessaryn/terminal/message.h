@@ -1,0 +1,22 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora::tool {
+
+/// Writes "tessaryn: ", the prefix and the message as one line on standard error.
+///
+/// What a terminal would act upon is escaped, as a message may quote a file's content; a message
+/// above 2,000 bytes loses its middle.
+void PrintMessage(std::string_view prefix, std::string_view message);
+
+/// A number and a noun, in the plural unless the number is 1: "1 sample", "2 samples".
+/// \param plural the noun with an "s" unless given
+std::string Counted(unsigned long long number, const std::string& noun,
+                    const std::string& plural = {});
+
+}  // namespace velmora::tool

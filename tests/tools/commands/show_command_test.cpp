@@ -1,0 +1,70 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "press_document.h"
+#include "process.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+namespace velmora::tool {
+namespace {
+
+using testing::StartsWith;
+
+TEST(ShowCommand, PrintsTheTreeAsTextAndAsNdjson) {
+    const Folder folder;
+    const std::string show = "show " + folder.Write("m.xml", pressDocument);
+    setenv("LC_ALL", "C", 1);
+    EXPECT_EQ(RunTool(show).out, R"(types
+  "line 1":
+    press
+      1.0.0  hash 670c3efd
+        wave  Int8
+      2.0.0  hash eb1d897b
+        force  Double
+        tool   String
+        count  UInt64
+  Any
+    0.0.1  hash 14040224
+streams
+  "line 1":
+    b  type "line 1.press" 2.0.0  3 of at most 9 samples
+      1969-12-31T23:59:59.999999Z to 1970-01-01T00:00:03Z
+      force  Double  min -1.5  max 1e+300                last 1e+300   _#
+      tool   String                                      last "\x00"
+      count  UInt64  min 0     max 18446744073709551615  last 0       _#_
+)");
+    setenv("LC_ALL", "C.UTF-8", 1);
+    EXPECT_THAT(RunTool(show + " 'line 1:b'").out, testing::EndsWith("last 0       ▁█▁\n"));
+    unsetenv("LC_ALL");
+    const std::string last =
+        R"({"kind":"stream","path":"line 1:b","type":"line 1.press","version":"2.0.0","samples":3,)"
+        R"("max_size":9,"first":"1969-12-31T23:59:59.999999Z","last":"1970-01-01T00:00:03Z",)"
+        R"("entries":[{"name":"force","type":"Double","elements":[{"min":-1.5,"max":1e+300,)"
+        R"("last":1e+300}]},{"name":"tool","type":"String","last":"\u0000"},{"name":"count",)"
+        R"("type":"UInt64","elements":[{"min":0,"max":18446744073709551615,"last":0}]}]})";
+    EXPECT_THAT(RunTool(show + " --output ndjson").out, testing::EndsWith(last + "\n"));
+}
+
+TEST(ShowCommand, FindsGroupsTypesAndStreamsByPath) {
+    const Folder folder;
+    const std::string file = folder.Write("m.xml", pressDocument);
+    const std::pair<std::string, std::string> found[] = {
+        {"line 1:press", "types\n  \"line 1:press\"\n    1.0.0  hash"},
+        {"line 1::", "types\n  \"line 1\":\n    press\n"},
+        {"line 1:b", "streams\n  \"line 1:b\"  type \"line 1.press\" 2.0.0  3 of"}};
+    for (const auto& [path, beginning] : found) {
+        EXPECT_THAT(RunTool("show " + file + " '" + path + "'").out, StartsWith(beginning));
+    }
+    for (const std::string path : {"line 1:nothing", "line 1.press"}) {
+        ExpectFailure("show " + file + " '" + path + "'",
+                      file + ": there is no group, type or stream '" + path + "'\n");
+    }
+}
+
+}  // namespace
+}  // namespace velmora::tool

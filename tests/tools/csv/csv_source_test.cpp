@@ -1,0 +1,128 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "process.h"
+
+#include <Poco/RegularExpression.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace velmora::tool {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string good = "time,x\n2020-01-01,1\n";
+
+// The entries of each line that was printed.
+std::string EntriesOf(const Outcome& run) {
+    std::string lines = run.out;
+    Poco::RegularExpression(R"(\S+ stdin \[\*\])")
+        .subst(lines, "", Poco::RegularExpression::RE_GLOBAL);
+    return lines;
+}
+
+struct TableCase {
+    std::string input;
+    std::string arguments;
+    std::string output;
+    std::string error{};
+};
+
+TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
+    const TableCase cases[] = {
+        // Later rows of the first ones count, too.
+        {"a,t,b\n1,2020-01-01,y z\n.5,2020-01-02,5\n", "", " a=1 b=\"y z\"\n a=0.5 b=5\n"},
+        {"time,a,b\n2020-01-01,18446744073709551616,-\n", "", " a=1.8446744073709552e+19 b=-\n"},
+        {"a,b\n2020-01-01,1577836800\n", "--time b", " a=2020-01-01\n"},
+        {"time,a,b,c:d\n2020-01-01,1,true,5\n", "--type a:Double --type b:bool --type c:d:String",
+         " a=1 b=true c_d=5\n"},
+        {"time,a,b\n2020-01-01,1;2;3,0.5 -1\n", "--type a:UInt8:3 --type b:Float:2",
+         " a=[1;2;3] b=[0.5;-1]\n"},
+        // Row names as R writes them, without or with a title, and a column of their name.
+        {"\"time\",\"a\"\n\"1\",\"2020-01-01\",5\n\"2\",\"2020-01-02\",6\n", "",
+         " row=1 a=5\n row=2 a=6\n"},
+        {"\"\",\"time\",\"a\"\n\"1\",\"2020-01-01\",5\n", "", " row=1 a=5\n"},
+        {"time,row\nr1,2020-01-01,5\n", "", " row_=r1 row=5\n"},
+        {"time,CO2 level,2nd,\xC3\xA9t\xC3\xA9\n2020-01-01,1,2,3\n", "",
+         " CO2_level=1 _2nd=2 _t_=3\n"},
+        {"\xEF\xBB\xBF\"time\",a\r\n\r\n2020-01-01,1\r\n\r\n2020-01-02,2", "", " a=1\n a=2\n"},
+        {"time,a,b\n2020-01-01,\"x,\"\"y\"\"\n z\", pad \n", "", " a=\"x,\\\"y\\\"\\n z\" b=pad\n"},
+        {std::string("time,a\n2020-01-01,\x1b[2J\0\xff\xC2\x9B\xC3\xA9\n", 29), "",
+         " a=\"\\x1b[2J\\x00\\xff\\xc2\\x9b\xC3\xA9\"\n"},
+        {"time,a\n", "", ""},
+    };
+    for (const auto& each : cases) {
+        const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);
+        EXPECT_EQ(run.status, 0) << each.input << run.err;
+        EXPECT_EQ(EntriesOf(run), each.output) << each.input;
+    }
+}
+
+TEST(CsvSource, NamesLineColumnAndReasonOfBadInput) {
+    const std::string x1 = " x=1\n";
+    const TableCase cases[] = {
+        {good + "2020-01-02\n", "", x1, "3:2 (x): 1 field, expected 2"},
+        {good + "2020-01-02,1,2\n", "", x1, "3:3: 3 fields, expected 2"},
+        {good + "2020-01-02,300\n", "--type x:Int8", x1, "3:2 (x): '300' is out of range for Int8"},
+        {"time,x\n2020-01-01,1;2;\n", "--type x:Int8:3", "", "2:2 (x): '' is not an integer"},
+        {good + "2020-02-30,1\n", "", x1, "3:1 (time): '2020-02-30' is not a timestamp"},
+        {"x,time\n\"a\nb\",2020-01-01\n\"c\nd\",never\n", "", " x=\"a\\nb\"\n",
+         "4:2 (time): 'never' is not a timestamp"},
+        {good + "2020-01-02,a\"b\n", "", x1, "3:2 (x): a quote inside a field without quotes"},
+        {good + "2020-01-02,\"a\"b\n", "", x1, "3:2 (x): text after the closing quote of a field"},
+        {good + "2020-01-02,\"a\n", "", x1, "3:2 (x): the quote is not closed"},
+        {good + "2020-01-02,\"" + std::string(2 << 20, 'a'), "", x1,
+         "3:2 (x): the row is longer than 1 MiB; is a quote not closed?"},
+        {good + "2020-01-02,\x1b[2J\xff\n", "", x1,
+         "3:2 (x): '\\x1b[2J\\xff' is not an integer; --type 'x:String' reads texts"},
+        {"", "", "", " the input is empty, expected a header"},
+        {"time,,x\n2020-01-01,1,2\n", "", "", "1: column 2 has no title"},
+        {"time,a b,a_b\n", "", "", "1: columns 2 and 3 have the same entry name 'a_b'"},
+        {"a,b\n1,2\n", "", "",
+         "1: no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
+         "numbers that count from 1970"},
+        {"time,x\n", "--time t", "", "1: there is no column 't'; the columns are 'time', 'x'"},
+        {"time,x\n2020-01-01,1\n", "--type time:Int8", "",
+         "1: no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
+         "numbers that count from 1970"},
+        {"time,x\n", "--type time:Int64 --time time", "",
+         "1: --type gives a type to the time column 'time'"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.error);
+        const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.err, "tessaryn: stdin:" + each.error + "\n");
+        EXPECT_EQ(EntriesOf(run), each.output);
+    }
+}
+
+TEST(CsvSource, SkipsAndCountsBadRowsWhenAsked) {
+    const Outcome run =
+        RunTool("watch - --skip-bad",
+                good +
+                    "never,2\n2020-01-03,a\"b\n2020-01-04\n2020-01-05,\"q\"z\n2020-01-06,abc\n"
+                    "2020-01-07,7\n2020-01-08,\"open\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(EntriesOf(run), " x=1\n x=7\n");
+    EXPECT_THAT(run.err, HasSubstr("stream stdin: 2 samples read, "));
+    EXPECT_THAT(run.err, HasSubstr("6 bad rows skipped, the first: stdin:3:1 (time): "));
+}
+
+TEST(CsvSource, StartsWithTheFirstRowOfALiveSource) {
+    Process process("watch - --quiet");
+    process.Write(good);
+    EXPECT_EQ(process.ReadLine(), "2020-01-01T00:00:00Z stdin [*] x=1");
+    process.Write("2020-01-02,2\n2020-01-03,");
+    EXPECT_EQ(process.ReadLine(), "2020-01-02T00:00:00Z stdin [*] x=2");
+    process.Write("2.5\n");
+    EXPECT_EQ(process.Wait().err,
+              "tessaryn: stdin:4:2 (x): '2.5' is not an integer; --type 'x:Double' reads "
+              "such numbers\n");
+}
+
+}  // namespace
+}  // namespace velmora::tool
