@@ -6,7 +6,9 @@
 #include "tessaryn/converted_literal.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
+#include "tessaryn/rule_syntax_exception.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/syntax_hint.h"
 
 #include <algorithm>
 #include <array>
@@ -133,7 +135,12 @@ class RuleChecker {
 }  // namespace
 
 std::vector<RuleFinding> CheckRule(const std::string& text, const StreamType& type) {
-    return RuleChecker(type).Check(RLParser(text).parse().get());
+    try {
+        return RuleChecker(type).Check(RLParser(text).parse().get());
+    } catch (const RuleSyntaxException& error) {
+        const TextSpan span = error.GetSpan();
+        throw RuleSyntaxException(error.message(), span, HintForSyntaxError(text, span, &type));
+    }
 }
 
 std::string DescribeRule(const std::string& text) {

@@ -35,7 +35,7 @@ struct RuleFinding {
 /// \param text an expression of the rule language
 /// \param type the type of the samples
 /// \return the findings in the order of the text, each missing entry once; empty for a sound rule
-/// \throws Poco::SyntaxException when the text is malformed
+/// \throws RuleSyntaxException when the text is malformed
 /// \threadsafety external: the type must not change meanwhile
 TESSARYN_API std::vector<RuleFinding> CheckRule(const std::string& text, const StreamType& type);
 
@@ -43,7 +43,7 @@ TESSARYN_API std::vector<RuleFinding> CheckRule(const std::string& text, const S
 /// blank deeper than the operator that it belongs to.
 /// \param text an expression of the rule language
 /// \return lines that each end with a line feed; empty for a text without a term
-/// \throws Poco::SyntaxException when the text is malformed
+/// \throws RuleSyntaxException when the text is malformed
 /// \threadsafety immutable
 TESSARYN_API std::string DescribeRule(const std::string& text);
 

@@ -137,7 +137,7 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule, public Libra
 class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule {
   public:
     /// \param text an expression such as "x[1:2] == 5 && !y"
-    /// \throws Poco::SyntaxException when the text is malformed
+    /// \throws RuleSyntaxException when the text is malformed
     explicit ExpressionRule(const std::string& text);
     ~ExpressionRule() override;
     ExpressionRule(const ExpressionRule&) = default;
@@ -197,7 +197,7 @@ TESSARYN_API ISubscriptionRule* Not(ISubscriptionRule* a);
 TESSARYN_API ISubscriptionRule* HasStreamChangeType(StreamChangeType type);
 /// \param text an expression of the rule language
 /// \return \ownership gives: a rule that applies where the expression holds
-/// \throws Poco::SyntaxException when the text is malformed
+/// \throws RuleSyntaxException when the text is malformed
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Expression(const std::string& text);
 ///@}

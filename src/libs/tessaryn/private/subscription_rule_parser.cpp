@@ -3,9 +3,13 @@
 
 #include "tessaryn/private/subscription_rule_parser.h"
 
+#include "tessaryn/node_spans.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_tokens.h"
+#include "tessaryn/rule_syntax_exception.h"
+#include "tessaryn/syntax_hint.h"
 
+#include <Poco/Ascii.h>
 #include <Poco/Bugcheck.h>
 #include <Poco/Exception.h>
 
@@ -77,17 +81,53 @@ RLParser::RLParser(const std::string& text) : stream(text), tokenizer(nullptr) {
     tokenizer = owner.release();
 }
 
+RLParser::RLParser(const std::string& text, NodeSpans& nodeSpans) : RLParser(text) {
+    this->nodeSpans = &nodeSpans;
+}
+
 RLParser::~RLParser() {
     delete tokenizer;
 }
 
 Expr RLParser::parse() {
     Expr result;
-    const Token* const next = parseExpr(tokenizer->next(), result);
-    if (!next->is(Token::EOF_TOKEN)) {
-        throw SyntaxException("Extra tokens after expression", next->asString());
+    try {
+        const Token* const next = parseExpr(nextToken(), result);
+        if (!next->is(Token::EOF_TOKEN)) {
+            throw SyntaxException("Extra tokens after expression", next->asString());
+        }
+    } catch (const SyntaxException& error) {
+        const TextSpan span = spanOfFailure();
+        throw RuleSyntaxException(error.message(), span, HintForSyntaxError(stream.str(), span));
     }
     return result;
+}
+
+const Token* RLParser::nextToken() {
+    lastEnd = position();
+    return tokenizer->next();
+}
+
+// Of the stream's buffer, since a stream that has reached its end has no position any more.
+std::size_t RLParser::position() const {
+    return static_cast<std::size_t>(
+        stream.rdbuf()->pubseekoff(0, std::ios_base::cur, std::ios_base::in));
+}
+
+// The span of the current token.
+TextSpan RLParser::spanOf(const Token& token) const {
+    const std::size_t length = token.tokenString().size();
+    return {position() - length, length};
+}
+
+// Every failure is one of the current token, which may have been read in part only.
+TextSpan RLParser::spanOfFailure() const {
+    const std::string text = stream.str();
+    std::size_t begin = lastEnd;
+    while (begin < text.size() && Poco::Ascii::isSpace(text[begin])) {
+        ++begin;
+    }
+    return {begin, position() - begin};
 }
 
 const Token* RLParser::parseExpr(const Token* next, Expr& result) {
@@ -107,9 +147,11 @@ template <class Node>
 const Token* RLParser::parseOperands(const Token* next, Expr& result, int code, Step operand) {
     next = (this->*operand)(next, result);
     while (codeOf(next) == code) {
+        const TextSpan symbol = spanOf(*next);
         Expr right;
-        next = (this->*operand)(tokenizer->next(), right);
+        next = (this->*operand)(nextToken(), right);
         result = std::make_shared<Node>(std::move(result), std::move(right));
+        record(*result, {.expression = symbol});
     }
     return next;
 }
@@ -118,8 +160,9 @@ const Token* RLParser::parseRelExpr(const Token* next, Expr& result) {
     result.reset();
     countUpTo(maxTerms, terms, "Expression has more terms than allowed");
     const bool negated = codeOf(next) == OperatorToken::OP_NOT;
+    const TextSpan symbol = spanOf(*next);
     if (negated) {
-        next = tokenizer->next();
+        next = nextToken();
     }
     if (codeOf(next) == OperatorToken::OP_OPENPARENT) {
         next = parseGroup(result);
@@ -128,25 +171,28 @@ const Token* RLParser::parseRelExpr(const Token* next, Expr& result) {
     }
     if (negated) {
         result = std::make_shared<RLNotExpr>(std::move(result));
+        record(*result, {.expression = symbol});
     }
     return next;
 }
 
 const Token* RLParser::parseGroup(Expr& result) {
     countUpTo(maxGroups, groups, "Groups are nested deeper than allowed");
-    const Token* const next = parseExpr(tokenizer->next(), result);
+    const Token* const next = parseExpr(nextToken(), result);
     --groups;
     if (codeOf(next) != OperatorToken::OP_CLOSEPARENT) {
         throw SyntaxException("Expected: ')'");
     }
-    return tokenizer->next();
+    return nextToken();
 }
 
 // A relation that begins with a name: an accessor, a comparison, both, or the bare name.
 const Token* RLParser::parseNamed(const Token* next, Expr& result) {
     // A copy, since the tokenizer reuses its token objects.
     const std::string name = next->asString();
-    next = tokenizer->next();
+    const TextSpan nameSpan = spanOf(*next);
+    next = nextToken();
+    const std::size_t accessor = spanOf(*next).offset;
     if (next->is(Token::OPERATOR_TOKEN) && !isRelOp(next)) {
         switch (next->asInteger()) {
             case OperatorToken::OP_CLOSEPARENT:
@@ -168,20 +214,38 @@ const Token* RLParser::parseNamed(const Token* next, Expr& result) {
         if (!result) {
             result = std::make_shared<RLIndexExpr>(name, 0, -1);
         }
-        return parseComparison(next, result);
+        recordTerm(*result, nameSpan, accessor);
+        return parseComparison(next, result, nameSpan.offset);
     }
     if (!result) {
         result = std::make_shared<RLExistsExpr>(name);
     }
+    recordTerm(*result, nameSpan, accessor);
     return next;
 }
 
-const Token* RLParser::parseComparison(const Token* next, Expr& result) {
+const Token* RLParser::parseComparison(const Token* next, Expr& result, std::size_t begin) {
     const int code = next->asInteger();
-    next = tokenizer->next();
+    next = nextToken();
+    const TextSpan literal = spanOf(*next);
     const Var value = token2value(next);
     result = makeComparison(code, result, value, next->asString());
-    return tokenizer->next();
+    next = nextToken();
+    record(*result, {.expression = {begin, lastEnd - begin}, .literal = literal});
+    return next;
+}
+
+// A term without an accessor ends before the offset at which the accessor would begin.
+void RLParser::recordTerm(const RLExpr& term, TextSpan name, std::size_t accessor) {
+    record(term, {.expression = {name.offset, lastEnd - name.offset},
+                  .name = name,
+                  .accessor = {accessor, lastEnd > accessor ? lastEnd - accessor : 0}});
+}
+
+void RLParser::record(const RLExpr& node, const NodeSpan& span) {
+    if (nodeSpans != nullptr) {
+        nodeSpans->Add(node, span);
+    }
 }
 
 const Token* RLParser::parseIndex(const Token* next, Expr& result, const std::string& name) {
@@ -193,18 +257,18 @@ const Token* RLParser::parseIndex(const Token* next, Expr& result, const std::st
     }
     int from = 0;
     int to = -1;
-    next = tokenizer->next();
+    next = nextToken();
     if (next->is(Token::INTEGER_LITERAL_TOKEN)) {
         from = next->asInteger();
-        next = tokenizer->next();
+        next = nextToken();
     } else if (codeOf(next) != OperatorToken::OP_COLON) {
         throw SyntaxException("Expected: integer or ':'");
     }
     if (codeOf(next) == OperatorToken::OP_COLON) {
-        next = tokenizer->next();
+        next = nextToken();
         if (next->is(Token::INTEGER_LITERAL_TOKEN)) {
             to = next->asInteger();
-            next = tokenizer->next();
+            next = nextToken();
         }
     } else {
         to = from;
@@ -213,7 +277,7 @@ const Token* RLParser::parseIndex(const Token* next, Expr& result, const std::st
         throw SyntaxException("Expected: ']'");
     }
     result = std::make_shared<RLIndexExpr>(name, from, to);
-    return tokenizer->next();
+    return nextToken();
 }
 
 const Token* RLParser::parseProp(const Token* next, Expr& result, const std::string& name) {
@@ -222,12 +286,12 @@ const Token* RLParser::parseProp(const Token* next, Expr& result, const std::str
             "next->is(Token::OPERATOR_TOKEN) && next->asInteger() == OperatorToken::OP_PERIOD",
             sourceFile, 228);
     }
-    next = tokenizer->next();
+    next = nextToken();
     if (!next->is(Token::IDENTIFIER_TOKEN)) {
         throw SyntaxException("Expected: identifier");
     }
     result = std::make_shared<RLPropExpr>(name, next->asString());
-    return tokenizer->next();
+    return nextToken();
 }
 
 const Token* RLParser::parseFunc(const Token* next, Expr& result, const std::string& name) {
@@ -236,12 +300,12 @@ const Token* RLParser::parseFunc(const Token* next, Expr& result, const std::str
             "next->is(Token::OPERATOR_TOKEN) && next->asInteger() == OperatorToken::OP_OPENPARENT",
             sourceFile, 241);
     }
-    next = tokenizer->next();
+    next = nextToken();
     if (codeOf(next) != OperatorToken::OP_CLOSEPARENT) {
         throw SyntaxException("Expected: ')'");
     }
     result = std::make_shared<RLFuncExpr>(name);
-    return tokenizer->next();
+    return nextToken();
 }
 
 Var RLParser::token2value(const Token* token) {

@@ -4,18 +4,22 @@
 #pragma once
 
 #include "tessaryn/export.h"
+#include "tessaryn/text_span.h"
 
 #include <Poco/Dynamic/Var.h>
 #include <Poco/StreamTokenizer.h>
 #include <Poco/Token.h>
 
+#include <cstddef>
 #include <memory>
 #include <sstream>
 #include <string>
 
 namespace velmora::core::tessaryn {
 
+class NodeSpans;
 class RLExpr;
+struct NodeSpan;
 
 /// Parses a rule's text into a tree of `RLExpr` by recursive descent. docs/rule_language.md has the
 /// grammar.
@@ -36,10 +40,14 @@ class TESSARYN_API RLParser {
 
     /// Parses the text. To be called once.
     /// \return the tree; null for a blank text
-    /// \throws Poco::SyntaxException when the text is malformed or exceeds the limits above
+    /// \throws RuleSyntaxException when the text is malformed or exceeds the limits above
     std::shared_ptr<RLExpr> parse();
 
   protected:
+    /// A parser that records where each node stands in the text.
+    /// \param nodeSpans \ownership observes: receives a span for each node of the tree
+    RLParser(const std::string& text, NodeSpans& nodeSpans);
+
     /// \name Steps
     /// Each parses the part of the grammar that it is named after, and leaves `result` null when
     /// that part is empty. `name` is the name before an accessor.
@@ -70,14 +78,24 @@ class TESSARYN_API RLParser {
     template <class Node>
     const Poco::Token* parseOperands(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
                                      int code, Step operand);
+    const Poco::Token* nextToken();
+    std::size_t position() const;
+    TextSpan spanOf(const Poco::Token& token) const;
+    TextSpan spanOfFailure() const;
+    void record(const RLExpr& node, const NodeSpan& span);
+    void recordTerm(const RLExpr& term, TextSpan name, std::size_t accessor);
     const Poco::Token* parseGroup(std::shared_ptr<RLExpr>& result);
     const Poco::Token* parseNamed(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
-    const Poco::Token* parseComparison(const Poco::Token* next, std::shared_ptr<RLExpr>& result);
+    const Poco::Token* parseComparison(const Poco::Token* next, std::shared_ptr<RLExpr>& result,
+                                       std::size_t begin);
 
     std::istringstream stream;
     Poco::StreamTokenizer* tokenizer;
     int groups = 0;
     int terms = 0;
+    /// Where the token before the current one ends.
+    std::size_t lastEnd = 0;
+    NodeSpans* nodeSpans = nullptr;
 };
 
 }  // namespace velmora::core::tessaryn
