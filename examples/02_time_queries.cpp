@@ -11,8 +11,8 @@
 
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace velmora::core::tessaryn;
@@ -27,11 +27,11 @@ Poco::Timestamp Minute(int minute) {
     return noon + Poco::Timespan(60L * minute, 0);
 }
 
-// A typed setter would stamp the reading with the present time; one that takes text leaves it.
+// A setter stamps the reading with the present time, so its own time comes last.
 void Push(Stream& tank, int minute, double level) {
-    auto reading = std::make_unique<Sample>(tank.GetStreamType(), Minute(minute));
-    reading->Set(0, 0, std::to_string(level));
-    tank.PushNew(reading.release());
+    Sample reading(tank.GetStreamType(), Poco::Timestamp());
+    reading.Set(0, 0, level);
+    tank.PushNew(new Sample(Restamped(std::move(reading), Minute(minute))));
 }
 
 void Print(const std::string& title, const Samples& samples) {

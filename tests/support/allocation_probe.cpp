@@ -13,10 +13,14 @@ namespace {
 thread_local bool probing = false;
 thread_local long count = 0;
 thread_local long failing = -1;
+thread_local std::size_t bytes = 0;
 
 void* Allocate(std::size_t size) {
-    if (probing && count++ == failing) {
-        throw std::bad_alloc();
+    if (probing) {
+        bytes += size;
+        if (count++ == failing) {
+            throw std::bad_alloc();
+        }
     }
     return std::malloc(size);
 }
@@ -25,6 +29,7 @@ void* Allocate(std::size_t size) {
 
 AllocationProbe::AllocationProbe(long failAt) {
     count = 0;
+    bytes = 0;
     failing = failAt;
     probing = true;
 }
@@ -35,6 +40,10 @@ AllocationProbe::~AllocationProbe() {
 
 long AllocationProbe::Count() {
     return count;
+}
+
+std::size_t AllocationProbe::Bytes() {
+    return bytes;
 }
 
 }  // namespace velmora::test

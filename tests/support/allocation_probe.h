@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <cstddef>
+
 namespace velmora::test {
 
 /// Counts the allocations of the thread that makes it, and can let one of them fail.
@@ -18,6 +20,8 @@ class AllocationProbe {
 
     /// Allocations since the probe was made, the failed one included.
     static long Count();
+    /// Bytes of these allocations in all, those freed meanwhile included.
+    static std::size_t Bytes();
 };
 
 }  // namespace velmora::test

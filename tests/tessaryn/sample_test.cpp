@@ -1,6 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "support/allocation_probe.h"
 #include "support/comma_locale.h"
 #include "support/random.h"
 #include "support/sample_model.h"
@@ -64,7 +65,64 @@ TEST(SampleUse, EndsAt32BitsAndAtTheLastEntry) {
               "Sample needs a valid stream type.");
 }
 
-TEST(SampleCopies, ArePlainValues) {
+TEST(SampleUse, NamesTheEntryThatDoesNotExist) {
+    TestType layout({{"x", Int32, 1}, {"s", String, 0}});
+    const std::string wrongId = "Entry 2 does not exist in stream type 'Root.Pos', which has 2.";
+    const std::string noType = "Entry 0 does not exist: the sample has no stream type.";
+    const std::pair<unsigned short, std::string> cases[] = {{2, wrongId}, {0, noType}};
+    for (const auto& [entry, message] : cases) {
+        Sample sample(&layout.type, longAgo);
+        if (entry == 0) {
+            const Sample taken(std::move(sample));
+        }
+        const auto refused = [&](auto access) { return MessageOf<std::out_of_range>(access); };
+        EXPECT_EQ(refused([&] { sample.GetInt32(entry, 0); }), message);
+        EXPECT_EQ(refused([&] { sample.GetString(entry); }), message);
+        EXPECT_EQ(refused([&] { sample.Set(entry, 0, 5); }), message);
+        EXPECT_EQ(refused([&] { sample.Set(entry, "text"); }), message);
+        EXPECT_EQ(sample.GetSize(entry), 0U);
+        EXPECT_NO_THROW(sample.Resize(entry, 3));
+        EXPECT_EQ(MessageOf<std::runtime_error>([&] { sample.Set(entry, 0, "1"); }),
+                  "unknown type in ");
+    }
+}
+
+template <class... Arguments>
+concept CanSet = requires(Sample& sample, Arguments... arguments) {
+    sample.Set(arguments...);
+};
+
+TEST(SampleUse, TakesTheIntegersOfThePlatformAndRefusesSlips) {
+    static_assert(CanSet<unsigned short, const char*> && CanSet<unsigned short, std::string>);
+    static_assert(CanSet<unsigned short, int, char*> && CanSet<unsigned short, int, bool>);
+    static_assert(!CanSet<unsigned short, int> && !CanSet<unsigned short, double>);
+    static_assert(!CanSet<unsigned short, char> && !CanSet<unsigned short, std::nullptr_t>);
+    static_assert(!CanSet<unsigned short, int, int*> && !CanSet<unsigned short, int, void*>);
+    static_assert(!CanSet<unsigned short, int, const Sample*>);
+    static_assert(!CanSet<unsigned short, int, std::nullptr_t>);
+    static_assert(!CanSet<unsigned short, int, void (*)()>);
+    TestType layout({{"a", Int64, 1}, {"b", UInt64, 1}, {"c", Int8, 1}});
+    Sample sample(&layout.type, longAgo);
+    sample.Set(0, 0, std::int64_t{-5});
+    sample.Set(1, 0, std::size_t{5});
+    sample.Set(2, 0, std::int8_t{-6});
+    EXPECT_EQ(BinaryOf(sample), BinaryForm({BytesOf(-5LL), BytesOf(5ULL), BytesOf(char{-6})}));
+    EXPECT_NE(sample.GetTimeStamp(), longAgo);
+}
+
+TEST(SampleCopies, MayHaveAnotherTime) {
+    TestType layout({{"x", Int32, 1}, {"s", String, 0}});
+    Sample source(&layout.type, longAgo);
+    ReadBinary(source, BinaryForm({BytesOf(17), "abc"}));
+    for (const long long time : {-5LL, 0LL, 7LL}) {
+        const Sample restamped = Restamped(source, Timestamp(time));
+        EXPECT_EQ(restamped.GetTimeStamp(), Timestamp(time));
+        EXPECT_EQ(BinaryOf(restamped), BinaryOf(source));
+        EXPECT_EQ(source.GetTimeStamp(), longAgo);
+    }
+}
+
+TEST(SampleCopies, AreValues) {
     TestType layout({{"x", Int32, 1}, {"s", String, 0}});
     const Sample empty;
     Sample source(&layout.type, longAgo);
@@ -145,6 +203,30 @@ TEST(SampleOverrides, AreAskedFromInsideTheSample) {
     EXPECT_EQ(sample.GetString(1), "a");
     EXPECT_EQ(BinaryOf(sample), BinaryForm({std::string(8, '\0'), "ab"}));
     EXPECT_EQ(sample.EntryId("x"), 1);
+}
+
+// Claims to have more elements than its memory holds.
+struct Boastful : Sample {
+    using Sample::Sample;
+    unsigned int GetSize(unsigned short) const override { return 1000; }
+};
+
+TEST(SampleOverrides, DoNotLeadOutOfMemory) {
+    TestType layout({{"x", Int32, 2}, {"b", Int8, 4}});
+    Boastful sample(&layout.type, longAgo);
+    layout.type.Add("later", Int32, 1);
+    sample.Set(0, 2, 7);
+    EXPECT_EQ(sample.GetInt32(0, 1), 0);
+    const std::string before = BinaryOf(sample);
+    const std::pair<unsigned short, unsigned int> outside[] = {
+        {0, 3}, {0, 999}, {1, 3}, {2, 0}, {2, 999}};
+    for (const auto& [entry, index] : outside) {
+        const auto refused = [&](auto access) { return MessageOf<std::out_of_range>(access); };
+        EXPECT_EQ(refused([&] { sample.GetInt8(entry, 4 * index); }), "Index out of range.");
+        EXPECT_EQ(refused([&] { sample.Set(entry, 4 * index, 'x'); }), "Index out of range.");
+        EXPECT_EQ(refused([&] { sample.GetString(entry); }), "Index out of range.");
+    }
+    EXPECT_EQ(BinaryOf(sample), before);
 }
 
 TEST(SampleText, OfFloatingPointIsThatOfAnOutputStream) {
@@ -271,11 +353,80 @@ TEST(SampleBinary, TakesMemoryOnlyForBytesThatCome) {
         sample.Deserialize(all);
         EXPECT_EQ(BinaryOf(sample), large);
     }
-    Sample sample(&layout.type, longAgo);
-    Pipe pipe(golden);
-    std::istream in(&pipe);
-    sample.Deserialize(in);
-    EXPECT_EQ(pipe.reads, 2);
+}
+
+TEST(SampleBinary, OfTheSameLengthIsReadTwiceWithoutAllocation) {
+    const std::pair<std::size_t, unsigned int> entriesAndElements[] = {
+        {1, 0}, {1, 1}, {2, 600}, {200, 1}, {300, 20}, {1, 1000000}};
+    for (const auto& [entries, elements] : entriesAndElements) {
+        TestType layout({});
+        for (std::size_t i = 0; i < entries; ++i) {
+            layout.type.Add(std::to_string(i), UInt8, elements);
+        }
+        const std::string bytes =
+            BinaryForm(std::vector<std::string>(entries, std::string(elements, 'x')));
+        Sample sample(&layout.type, longAgo);
+        Pipe pipe(bytes);
+        std::istream in(&pipe);
+        const AllocationProbe probe;
+        sample.Deserialize(in);
+        EXPECT_EQ(AllocationProbe::Count(), 0) << entries << " entries of " << elements;
+        EXPECT_EQ(pipe.reads, 2);
+        EXPECT_EQ(BinaryOf(sample), bytes);
+    }
+}
+
+// Uses the sample that is being read, as a host's stream may.
+class Meddler : public Pipe {
+  public:
+    Meddler(const std::string& bytes, Sample& sample) : Pipe(bytes), sample(sample) {}
+
+  protected:
+    std::streamsize xsgetn(char* to, std::streamsize count) override {
+        EXPECT_EQ(sample.GetSize(0), 0U);
+        const std::streamsize got = Pipe::xsgetn(to, count);
+        EXPECT_THROW(sample.GetUInt8(0, 0), std::out_of_range);
+        EXPECT_EQ(BinaryOf(sample), "");
+        sample = Sample();
+        return got;
+    }
+
+  private:
+    Sample& sample;
+};
+
+TEST(SampleBinary, MayBeUsedByTheStreamThatItIsReadFrom) {
+    for (const unsigned int elements : {3U, 3000U}) {
+        TestType layout({{"x", UInt8, elements}});
+        Sample sample(&layout.type, longAgo);
+        const std::string bytes = BinaryForm({std::string(elements, 'x')});
+        Meddler meddler(bytes, sample);
+        std::istream in(&meddler);
+        in.exceptions(std::ios::badbit);
+        sample.Deserialize(in);
+        EXPECT_EQ(BinaryOf(sample), bytes);
+        EXPECT_EQ(sample.GetUInt8(0, 0), 'x');
+    }
+}
+
+// A large block is read in place: what a throw leaves is some of each, within the memory.
+TEST(SampleBinary, ThatThrowsLeavesASampleThatCanBeUsed) {
+    TestType layout({});
+    for (int i = 0; i < 300; ++i) {
+        layout.type.Add(std::to_string(i), Int32, 1);
+    }
+    for (const std::size_t length : {100U, 1204U, 1300U}) {
+        Sample sample(&layout.type, longAgo);
+        std::istringstream in(std::string(length, '\xFF'));
+        in.exceptions(std::ios::failbit);
+        EXPECT_THROW(sample.Deserialize(in), std::ios::failure);
+        samples::PartsOf(BinaryOf(sample), layout.type);
+        for (unsigned short entry = 0; entry < 300; ++entry) {
+            sample.Resize(entry, 1);
+            sample.Set(entry, 0, 7);
+        }
+        EXPECT_EQ(sample.GetInt32(299, 0), 7);
+    }
 }
 
 TEST(SampleBinary, WithAnyOffsetsStaysInItsMemory) {
@@ -342,16 +493,27 @@ TEST(SampleNode, HoldsTimeKeysAndTexts) {
                                    BytesOf(1234567.5F), BytesOf(1234567.5), std::string("\2\0", 2),
                                    "a;b\n"}));
     const CommaLocale comma;
-    const std::vector<std::string> texts = {
-        "97;-128",     "-2",        "1;-1",       "-9223372036854775808",
-        "255",         "65535",     "4294967295", "18446744073709551615",
-        "1.23457e+06", "1234567.5", "1;0",        "a;b\n"};
+    const struct {
+        const char* key;
+        const char* text;
+        const char* firstElement;
+    } entries[] = {{"a", "97;-128", "97"},
+                   {"b", "-2", "-2"},
+                   {"c", "1;-1", "1"},
+                   {"d", "-9223372036854775808", "-9223372036854775808"},
+                   {"e", "255", "255"},
+                   {"f", "65535", "65535"},
+                   {"g", "4294967295", "4294967295"},
+                   {"h", "18446744073709551615", "18446744073709551615"},
+                   {"i", "1.23457e+06", "1.23457e+06"},
+                   {"j", "1234567.5", "1234567.5"},
+                   {"k", "1;0", "1"},
+                   {"l", "a;b\n", "a"}};
     std::string expected;
-    for (unsigned short i = 0; i < texts.size(); ++i) {
-        const std::string key(1, static_cast<char>('a' + i));
-        expected +=
-            (i == 0 ? "Entry/1(Key/2=" : " Entry/1(Key/2=") + key + " Value/2=" + texts[i] + ")";
-        EXPECT_EQ(ToString(&sample, key, 0), texts[i].substr(0, i == 11 ? 1 : texts[i].find(';')));
+    for (const auto& [key, text, firstElement] : entries) {
+        expected += expected.empty() ? "" : " ";
+        expected += std::string("Entry/1(Key/2=") + key + " Value/2=" + text + ")";
+        EXPECT_EQ(ToString(&sample, key, 0), firstElement);
     }
     EXPECT_EQ(Written(sample), "/1(TimeStamp/2=-5 Entries/17(" + expected + "))");
     EXPECT_THROW(ToString(&sample, 1, 1), std::out_of_range);
@@ -399,6 +561,24 @@ TEST(SampleNode, IsReadByGrowingEntriesAndKeepingTheRest) {
     EXPECT_EQ(MessageOf<SerializationException>(
                   [&] { Sample(&layout.type, Serializer<NodeRef>(), tree.Root()); }),
               "Value at position '/Entries/Entry/Key' broke rule 'Is mandatory'.");
+}
+
+// Every entry grows, and one text changes its length again and again.
+TEST(SampleNode, IsReadAtTheCostOfItsText) {
+    TestType layout({{"s", String, 0}});
+    std::vector<std::pair<std::string, std::string>> entries;
+    const std::size_t count = 1000;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string key = std::to_string(i);
+        layout.type.Add(key, Int64, 1);
+        entries.emplace_back(key, "1;2;3");
+        entries.emplace_back("s", std::string(i % 2 + 1, 'x'));
+    }
+    const AllocationProbe probe;
+    const Sample sample = ReadNode(layout.type, "1", entries);
+    EXPECT_EQ(sample.GetSize(static_cast<unsigned short>(count)), 3U);
+    EXPECT_EQ(sample.GetString(0), "xx");
+    EXPECT_LT(AllocationProbe::Bytes(), count * 10000);
 }
 
 TEST(SampleNode, TakesTheTimeOfReadingForATimeThatIsNone) {

@@ -4,17 +4,14 @@
 #include "tessaryn/sample.h"
 
 #include "tessaryn/errors.h"
+#include "tessaryn/sample_access.h"
 #include "tessaryn/sample_view.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/value_traits.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
-#include <istream>
-#include <limits>
-#include <ostream>
 #include <stdexcept>
 #include <utility>
 
@@ -25,105 +22,57 @@ static_assert(std::endian::native == std::endian::little,
 
 namespace {
 
-constexpr std::uint64_t maxTotal = std::numeric_limits<unsigned int>::max();
-
-[[noreturn]] void ThrowTooLong(std::uint64_t bytes) {
-    throw std::length_error("A sample can not hold " + std::to_string(bytes) +
-                            " bytes: more than 32 bits address.");
-}
-
 void CopyBytes(void* to, const void* from, std::size_t bytes) {
     if (bytes != 0) {
         std::memcpy(to, from, bytes);
     }
 }
 
-[[noreturn]] void ThrowMismatch(BaseType declared, BaseType requested) {
-    if (declared == UnknownType) {
-        throw std::runtime_error("unhandled type");
-    }
-    throw TypeMismatchException(declared, requested);
+[[noreturn]] void ThrowNoElement() {
+    throw std::out_of_range("Index out of range.");
 }
 
-const char* BytesOf(const unsigned int* table) {
-    return reinterpret_cast<const char*>(table);
-}
-
-// How many bytes came.
-std::size_t Read(std::istream& in, char* to, std::size_t bytes) {
-    in.read(to, static_cast<std::streamsize>(bytes));
-    return static_cast<std::size_t>(in.gcount());
-}
-
-// Memory to read into aside: on the stack where it is small, so that it costs nothing.
-class ReadBuffer {
-  public:
-    explicit ReadBuffer(std::size_t size) {
-        if (size > small.size()) {
-            large = std::make_unique_for_overwrite<char[]>(size);
-        }
+// Why the type of an entry does not accept an accessor's.
+[[noreturn]] void ThrowNoAccess(const StreamType* type, unsigned short entry, BaseType requested) {
+    const std::string missing = "Entry " + std::to_string(entry) + " does not exist";
+    if (type == nullptr) {
+        throw std::out_of_range(missing + ": the sample has no stream type.");
     }
-
-    char* Data() { return large ? large.get() : small.data(); }
-
-  private:
-    std::array<char, 512> small;
-    std::unique_ptr<char[]> large;
-};
-
-// A block of elements whose length was promised by somebody unknown.
-struct Elements {
-    std::unique_ptr<char[]> bytes;
-    std::size_t size;
-};
-
-// Reads `promised` bytes, in one read where it can.
-//
-// Memory is taken for bytes that have come, that the stream says it has, or that are so few that
-// it doesn't matter. Of a short read zeros follow up to `had` bytes, which there was memory for.
-Elements ReadElements(std::istream& in, std::size_t promised, std::size_t had) {
-    constexpr std::size_t fewBytes = 65536;
-    std::size_t size = promised;
-    if (promised > std::max(fewBytes, had)) {
-        const std::streamsize available = in.rdbuf() == nullptr ? 0 : in.rdbuf()->in_avail();
-        const std::size_t known = available > 0 ? static_cast<std::size_t>(available) : 0;
-        size = std::min(promised, std::max({fewBytes, had, known}));
+    if (entry >= type->GetNumEntries()) {
+        throw std::out_of_range(missing + " in stream type '" + type->GetFullName() +
+                                "', which has " + std::to_string(type->GetNumEntries()) + ".");
     }
-    auto bytes = std::make_unique_for_overwrite<char[]>(size);
-    std::size_t got = Read(in, bytes.get(), size);
-    const auto resize = [&](std::size_t newSize) {
-        auto resized = std::make_unique_for_overwrite<char[]>(newSize);
-        CopyBytes(resized.get(), bytes.get(), got);
-        bytes = std::move(resized);
-        size = newSize;
-    };
-    while (got == size && size < promised) {
-        resize(std::min(promised, 2 * size));
-        got += Read(in, bytes.get() + got, size - got);
-    }
-    if (const std::size_t kept = std::min(promised, std::max(got, had)); kept < size) {
-        resize(kept);
-    }
-    std::memset(bytes.get() + got, 0, size - got);
-    return {std::move(bytes), size};
+    throw TypeMismatchException(type->GetType(entry), requested);
 }
 
 }  // namespace
 
 Sample::Sample() = default;
 
-Sample::Sample(StreamType* type, const Poco::Timestamp& time) : streamType(type), timestamp(time) {
-    if (type == nullptr) {
+Sample::Sample(StreamType* streamType, const Poco::Timestamp& timestamp)
+    : streamType(streamType), timestamp(timestamp) {
+    if (streamType == nullptr) {
         throw std::invalid_argument("Sample needs a valid stream type.");
     }
-    if (type->GetExactMemSizeInBytes() > maxTotal) {
-        ThrowTooLong(type->GetExactMemSizeInBytes());
-    }
-    const std::vector<unsigned int>& initial = type->GetMemOffsetLookup();
+    SampleAccess::CheckTotal(streamType->GetExactMemSizeInBytes());
+    const std::vector<unsigned int>& initial = streamType->GetMemOffsetLookup();
     data = std::make_unique<char[]>(initial.back());
     offsets = std::make_unique_for_overwrite<unsigned int[]>(initial.size());
     numOffsets = static_cast<std::uint32_t>(initial.size());
     CopyBytes(offsets.get(), initial.data(), initial.size() * sizeof(unsigned int));
+}
+
+Sample::Sample(StreamType* streamType, const Poco::Timestamp& timestamp,
+               const std::vector<unsigned int>& sizes)
+    : streamType(streamType), timestamp(timestamp) {
+    SampleAccess::CheckTotal(SampleAccess::BytesOfElements(*streamType, sizes));
+    offsets = std::make_unique<unsigned int[]>(sizes.size() + 1);
+    numOffsets = static_cast<std::uint32_t>(sizes.size() + 1);
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        const BaseType type = streamType->GetType(static_cast<unsigned short>(i));
+        offsets[i + 1] = offsets[i] + traits::ElementSize(type) * sizes[i];
+    }
+    data = std::make_unique<char[]>(TotalSize());
 }
 
 Sample::Sample(const Sample& other)
@@ -168,8 +117,13 @@ void Sample::Swap(Sample& other) noexcept {
     std::swap(numOffsets, other.numOffsets);
 }
 
+Sample Restamped(Sample sample, const Poco::Timestamp& timestamp) {
+    SampleAccess::SetTime(sample, timestamp);
+    return sample;
+}
+
 inline unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
-    // The stream type may have got an entry that this sample doesn't have.
+    // The stream type may have got an entry that this sample does not have.
     if (std::uint32_t{entry} + 1 >= numOffsets) {
         return 0;
     }
@@ -177,30 +131,47 @@ inline unsigned int Sample::GetSizeInBytes(unsigned short entry) const {
 }
 
 inline BaseType Sample::DeclaredType(unsigned short entry) const {
-    return (IsExactSample(*this) ? streamType : GetStreamType())->GetType(entry);
+    const StreamType* const type = IsExactSample(*this) ? streamType : GetStreamType();
+    return type == nullptr ? UnknownType : type->GetType(entry);
 }
 
 inline void Sample::CheckType(unsigned short entry, BaseType requested) const {
-    const BaseType declared = DeclaredType(entry);
-    if (!traits::Accepts(declared, requested)) {
-        ThrowMismatch(declared, requested);
+    if (!traits::Accepts(DeclaredType(entry), requested)) {
+        ThrowNoAccess(GetStreamType(), entry, requested);
     }
 }
 
 inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, BaseType requested,
                                       std::size_t width) const {
     // Virtual calls are most of what an access costs.
-    const bool isExact = IsExactSample(*this);
-    const BaseType declared = (isExact ? streamType : GetStreamType())->GetType(entry);
-    if (!traits::Accepts(declared, requested)) {
-        ThrowMismatch(declared, requested);
+    if (!IsExactSample(*this)) {
+        return PositionInDerived(entry, index, requested, width);
     }
-    const unsigned int size =
-        isExact ? traits::ElementCount(declared, GetSizeInBytes(entry)) : GetSize(entry);
-    if (index >= size) {
-        throw std::out_of_range("Index out of range.");
+    // A sample that has offsets has a type.
+    if (std::uint32_t{entry} + 1 < numOffsets) {
+        const BaseType declared = streamType->GetType(entry);
+        const unsigned int begin = offsets[entry];
+        const unsigned int bytes = offsets[std::size_t{entry} + 1] - begin;
+        if (traits::Accepts(declared, requested) && index < traits::ElementCount(declared, bytes)) {
+            return begin + index * width;
+        }
     }
-    return GetMemOffset(entry) + index * width;
+    CheckType(entry, requested);
+    ThrowNoElement();
+}
+
+// A derived class may say what it likes about its sizes, so the memory has to be checked as well.
+std::size_t Sample::PositionInDerived(unsigned short entry, unsigned int index, BaseType requested,
+                                      std::size_t width) const {
+    CheckType(entry, requested);
+    if (index >= GetSize(entry) || std::uint32_t{entry} + 1 >= numOffsets) {
+        ThrowNoElement();
+    }
+    const std::size_t position = GetMemOffset(entry) + index * width;
+    if (position + width > TotalSize()) {
+        ThrowNoElement();
+    }
+    return position;
 }
 
 template <class T>
@@ -221,7 +192,14 @@ char Sample::GetInt8(unsigned short entry, unsigned int index) const {
 std::string Sample::GetString(unsigned short entry) const {
     CheckType(entry, Int8);
     const unsigned int size = GetSize(entry);
-    return size == 0 ? std::string() : std::string(data.get() + GetMemOffset(entry), size);
+    if (size == 0) {
+        return {};
+    }
+    // A derived class may have told a size beyond the memory.
+    if (std::uint32_t{entry} + 1 >= numOffsets || size > TotalSize() - GetMemOffset(entry)) {
+        ThrowNoElement();
+    }
+    return {data.get() + GetMemOffset(entry), size};
 }
 
 short Sample::GetInt16(unsigned short entry, unsigned int index) const {
@@ -267,7 +245,7 @@ bool Sample::GetBool(unsigned short entry, unsigned int index) const {
 void Sample::Set(unsigned short entry, unsigned int index, const std::string& text) {
     const BaseType declared = DeclaredType(entry);
     const std::uint64_t width = traits::ElementSize(declared);
-    // An element of width 0 stores nothing and only reports its type.
+    // An element of size 0 stores nothing: the call only reports the type.
     if (width == 0) {
         return SetFromString(declared, text, nullptr);
     }
@@ -326,9 +304,7 @@ void Sample::Set(unsigned short entry, unsigned int index, char value) {
 
 void Sample::Set(unsigned short entry, const std::string& value) {
     CheckType(entry, String);
-    if (value.size() > maxTotal) {
-        ThrowTooLong(value.size());
-    }
+    SampleAccess::CheckTotal(value.size());
     if (!IsExactSample(*this) || value.size() != GetSizeInBytes(entry)) {
         Resize(entry, static_cast<unsigned int>(value.size()));
     }
@@ -339,57 +315,6 @@ void Sample::Set(unsigned short entry, const std::string& value) {
     CopyBytes(data.get() + GetMemOffset(entry), value.data(),
               std::min<std::size_t>(value.size(), GetSizeInBytes(entry)));
     timestamp.update();
-}
-
-void Sample::Deserialize(std::istream& in) {
-    // Read aside: a stream may throw.
-    const std::size_t tableSize = numOffsets * sizeof(unsigned int);
-    ReadBuffer table(tableSize);
-    const std::size_t got = Read(in, table.Data(), tableSize);
-    if (got < tableSize) {
-        CopyBytes(table.Data() + got, BytesOf(offsets.get()) + got, tableSize - got);
-    }
-    std::size_t total = TotalSize();
-    const std::size_t promised =
-        numOffsets == 0
-            ? 0
-            : traits::Load<unsigned int>(table.Data() + tableSize - sizeof(unsigned int));
-    if (promised == total) {
-        ReadBuffer elements(total);
-        CopyBytes(data.get(), elements.Data(), Read(in, elements.Data(), total));
-    } else {
-        Elements elements = ReadElements(in, promised, total);
-        data = std::move(elements.bytes);
-        total = elements.size;
-    }
-    if (tableSize == 0 || std::memcmp(table.Data(), offsets.get(), tableSize) != 0) {
-        TakeOffsets(table.Data(), static_cast<unsigned int>(total));
-    }
-}
-
-// Takes over a table that came from outside as far as it fits into `total` bytes: ascending, so
-// that no entry leaves the memory or has a negative length.
-void Sample::TakeOffsets(const char* table, unsigned int total) {
-    unsigned int previous = 0;
-    for (std::uint32_t i = 0; i < numOffsets; ++i) {
-        const auto offset = traits::Load<unsigned int>(table + i * sizeof(unsigned int));
-        previous = std::max(previous, std::min(offset, total));
-        offsets[i] = previous;
-    }
-}
-
-void Sample::Serialize(std::ostream& out) const {
-    const auto tableSize = static_cast<std::streamsize>(numOffsets * sizeof(unsigned int));
-    out.write(BytesOf(offsets.get()), tableSize);
-    out.write(data.get(), TotalSize());
-}
-
-unsigned int Sample::GetSerializedSizeInBytes() const {
-    const std::uint64_t size = std::uint64_t{TotalSize()} + numOffsets * sizeof(unsigned int);
-    if (size > maxTotal) {
-        ThrowTooLong(size);
-    }
-    return static_cast<unsigned int>(size);
 }
 
 StreamType* Sample::GetStreamType() const {
@@ -434,9 +359,7 @@ void Sample::ChangeOffset(std::uint64_t newOffset, std::uint32_t offsetIndex) {
     }
     const std::uint64_t tail = oldTotal - oldOffset;
     const std::uint64_t newTotal = newOffset + tail;
-    if (newTotal > maxTotal) {
-        ThrowTooLong(newTotal);
-    }
+    SampleAccess::CheckTotal(newTotal);
 
     auto moved = std::make_unique<char[]>(newTotal);
     CopyBytes(moved.get(), data.get(), std::min(newOffset, oldOffset));

@@ -5,6 +5,7 @@
 
 #include "tessaryn/errors.h"
 #include "tessaryn/node_fields.h"
+#include "tessaryn/sample_access.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -228,6 +229,17 @@ void Stream::GetAll(SamplesCallback callback) const {
     Answer(Earliest(), Latest(), callback);
 }
 
+void Stream::GetAllInPushOrder(SamplesCallback callback) const {
+    const Lock lock(mutex);
+    Samples ordered;
+    for (int age = 0; age < storedSamples; ++age) {
+        ordered.push_back(samples[SlotOf(age)]);
+    }
+    const Lending lending(*this);
+    const OrderWatch watch(*this, {0, storedSamples});
+    callback(ordered);
+}
+
 void Stream::GetSince(const Poco::Timestamp& since, SamplesCallback callback) const {
     const Lock lock(mutex);
     Answer(since, Latest(), callback);
@@ -379,7 +391,7 @@ std::size_t Stream::SlotOf(int age) const {
 }
 
 const Poco::Timestamp& Stream::TimeOf(int age) const {
-    return samples[SlotOf(age)]->timestamp;
+    return SampleAccess::TimeOf(*samples[SlotOf(age)]);
 }
 
 // By binary search; the stamps ascend.
@@ -432,7 +444,8 @@ Stream::Samples Stream::SamplesBetween(const Poco::Timestamp& from,
                                        const Poco::Timestamp& to) const {
     Samples selected;
     for (Sample* sample : samples) {
-        if (sample != nullptr && from <= sample->timestamp && sample->timestamp <= to) {
+        if (sample != nullptr && from <= SampleAccess::TimeOf(*sample) &&
+            SampleAccess::TimeOf(*sample) <= to) {
             selected.push_back(sample);
         }
     }
@@ -453,11 +466,11 @@ void Stream::CheckOrder(Ages ages) const {
     const Sample* const* const run = samples.data() + slot;
     bool ascends = true;
     for (std::size_t i = 1; i < untilSeam; ++i) {
-        ascends &= run[i - 1]->timestamp <= run[i]->timestamp;
+        ascends &= SampleAccess::TimeOf(*run[i - 1]) <= SampleAccess::TimeOf(*run[i]);
     }
     const Sample* earlier = run[untilSeam - 1];
     for (std::size_t i = 0; i < count - untilSeam; ++i) {
-        ascends &= earlier->timestamp <= samples[i]->timestamp;
+        ascends &= SampleAccess::TimeOf(*earlier) <= SampleAccess::TimeOf(*samples[i]);
         earlier = samples[i];
     }
     if (!ascends) {

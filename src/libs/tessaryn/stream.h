@@ -161,6 +161,9 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// Every sample.
     /// \param callback called once, under the lock
     void GetAll(SamplesCallback callback) const;
+    /// Every sample, the one that was pushed first in front, whether the ring has wrapped or not.
+    /// \param callback called once, under the lock
+    void GetAllInPushOrder(SamplesCallback callback) const;
     /// The samples stamped at `since` or later.
     /// \param since the earliest time, included
     /// \param callback called once, under the lock

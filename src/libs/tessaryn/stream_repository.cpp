@@ -72,6 +72,10 @@ StreamGroup& StreamRepository::GetRoot() const {
     return implementation->GetLockedRoot();
 }
 
+char StreamRepository::groupSeparator() const {
+    return implementation->groupSeparator();
+}
+
 bool StreamRepository::IsEmpty() const {
     return implementation->GetRoot().IsEmpty();
 }

@@ -104,6 +104,8 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     StreamGroup* GetGroupPtr(const std::string& path) const;
     /// The root group.
     StreamGroup& GetRoot() const;
+    /// The character that splits paths.
+    char groupSeparator() const;
     /// Whether there is neither a stream nor a group. Takes no lock.
     bool IsEmpty() const;
     /// Whether a stream is of this very type object.

@@ -1,0 +1,67 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/sample.h"
+#include "tessaryn/stream_type.h"
+#include "tessaryn/value_traits.h"
+
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+/// What the library does with samples beyond their public operations.
+///
+/// \threadsafety external, as the sample
+class SampleAccess {
+  public:
+    /// The time stamp without a copy, which POCO makes out of line.
+    static const Poco::Timestamp& TimeOf(const Sample& sample) { return sample.timestamp; }
+
+    static void SetTime(Sample& sample, const Poco::Timestamp& timestamp) {
+        sample.timestamp = timestamp;
+    }
+
+    /// A sample whose entries have these element counts, all bytes zero.
+    /// \param sizes one for each entry of the type
+    /// \throws std::length_error when the sample would exceed 2^32-1 bytes
+    static Sample Make(StreamType& type, const Poco::Timestamp& timestamp,
+                       const std::vector<unsigned int>& sizes) {
+        return {&type, timestamp, sizes};
+    }
+
+    /// The element counts of all entries of the sample's type.
+    static std::vector<unsigned int> SizesOf(const Sample& sample) {
+        std::vector<unsigned int> sizes(sample.streamType->GetNumEntries());
+        for (std::size_t entry = 0; entry < sizes.size(); ++entry) {
+            sizes[entry] = sample.GetSize(static_cast<unsigned short>(entry));
+        }
+        return sizes;
+    }
+
+    /// Bytes of the elements of a sample with these element counts.
+    static std::uint64_t BytesOfElements(const StreamType& type,
+                                         const std::vector<unsigned int>& sizes) {
+        std::uint64_t bytes = 0;
+        for (std::size_t i = 0; i < sizes.size(); ++i) {
+            const BaseType element = type.GetType(static_cast<unsigned short>(i));
+            bytes += std::uint64_t{traits::ElementSize(element)} * sizes[i];
+        }
+        return bytes;
+    }
+
+    /// \throws std::length_error when 32 bits do not address so many bytes
+    static void CheckTotal(std::uint64_t bytes) {
+        if (bytes > std::numeric_limits<unsigned int>::max()) {
+            throw std::length_error("A sample cannot hold " + std::to_string(bytes) +
+                                    " bytes: the limit is 4294967295.");
+        }
+    }
+};
+
+}  // namespace velmora::core::tessaryn

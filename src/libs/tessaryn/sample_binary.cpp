@@ -1,0 +1,175 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/sample.h"
+#include "tessaryn/sample_access.h"
+#include "tessaryn/value_traits.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+namespace {
+
+void CopyBytes(char* to, const char* from, std::size_t bytes) {
+    if (bytes != 0) {
+        std::memcpy(to, from, bytes);
+    }
+}
+
+// How many bytes came.
+std::size_t Read(std::istream& in, char* to, std::size_t bytes) {
+    in.read(to, static_cast<std::streamsize>(bytes));
+    return static_cast<std::size_t>(in.gcount());
+}
+
+// A block that is read in one call. A small one is read aside, so that a stream that throws leaves
+// the block as it was; a large one is read in place, which takes no memory.
+class BlockReader {
+  public:
+    BlockReader(char* block, std::size_t size)
+        : block(block), size(size), isSmall(size <= small.size()) {}
+
+    // The block's bytes; those that did not come are the former ones.
+    const char* Read(std::istream& in) {
+        char* const target = isSmall ? small.data() : block;
+        const std::size_t got = tessaryn::Read(in, target, size);
+        if (isSmall) {
+            CopyBytes(target + got, block + got, size - got);
+        }
+        return target;
+    }
+
+    void Commit() {
+        if (isSmall) {
+            CopyBytes(block, small.data(), size);
+        }
+    }
+
+  private:
+    std::array<char, 512> small;
+    char* block;
+    std::size_t size;
+    bool isSmall;
+};
+
+struct Elements {
+    std::unique_ptr<char[]> bytes;
+    std::size_t size;
+};
+
+// Reads `promised` bytes, a number that nobody vouches for, in one read where possible.
+//
+// Memory is taken for bytes that have come, that the stream says it has, or that are too few to
+// matter. After a short read, zeros follow up to `formerSize` bytes.
+Elements ReadElements(std::istream& in, std::size_t promised, std::size_t formerSize) {
+    constexpr std::size_t minChunk = 65536;
+    std::size_t size = promised;
+    if (promised > std::max(minChunk, formerSize)) {
+        const std::streamsize available = in.rdbuf() == nullptr ? 0 : in.rdbuf()->in_avail();
+        const std::size_t known = available > 0 ? static_cast<std::size_t>(available) : 0;
+        size = std::min(promised, std::max({minChunk, formerSize, known}));
+    }
+    auto bytes = std::make_unique_for_overwrite<char[]>(size);
+    std::size_t got = Read(in, bytes.get(), size);
+    const auto resize = [&](std::size_t newSize) {
+        auto resized = std::make_unique_for_overwrite<char[]>(newSize);
+        CopyBytes(resized.get(), bytes.get(), got);
+        bytes = std::move(resized);
+        size = newSize;
+    };
+    while (got == size && size < promised) {
+        resize(std::min(promised, 2 * size));
+        got += Read(in, bytes.get() + got, size - got);
+    }
+    if (const std::size_t kept = std::min(promised, std::max(got, formerSize)); kept < size) {
+        resize(kept);
+    }
+    std::memset(bytes.get() + got, 0, size - got);
+    return {std::move(bytes), size};
+}
+
+}  // namespace
+
+// Takes a sample's memory while a stream is read into it, and gives it back when it goes: the
+// stream may call a host, who must not meet offsets that nobody has checked.
+class Sample::BinaryReader {
+  public:
+    explicit BinaryReader(Sample& sample)
+        : sample(sample),
+          streamType(sample.streamType),
+          total(sample.TotalSize()),
+          data(std::move(sample.data)),
+          offsets(std::move(sample.offsets)),
+          numOffsets(std::exchange(sample.numOffsets, 0)) {}
+    BinaryReader(const BinaryReader&) = delete;
+    BinaryReader& operator=(const BinaryReader&) = delete;
+    ~BinaryReader() {
+        RepairOffsets();
+        sample.streamType = streamType;
+        sample.data = std::move(data);
+        sample.offsets = std::move(offsets);
+        sample.numOffsets = numOffsets;
+    }
+
+    void Read(std::istream& in) {
+        const std::size_t tableSize = numOffsets * sizeof(unsigned int);
+        BlockReader table(reinterpret_cast<char*>(offsets.get()), tableSize);
+        const char* const read = table.Read(in);
+        const std::size_t promised =
+            tableSize == 0 ? 0
+                           : traits::Load<unsigned int>(read + tableSize - sizeof(unsigned int));
+        if (promised == total) {
+            BlockReader elements(data.get(), total);
+            elements.Read(in);
+            elements.Commit();
+        } else {
+            Elements elements = ReadElements(in, promised, total);
+            data = std::move(elements.bytes);
+            total = static_cast<unsigned int>(elements.size);
+        }
+        table.Commit();
+    }
+
+  private:
+    // Makes the offsets ascend up to the end of the data, so that no entry leaves the memory or has
+    // a negative length.
+    void RepairOffsets() {
+        unsigned int previous = 0;
+        for (std::uint32_t i = 0; i < numOffsets; ++i) {
+            previous = std::max(previous, std::min(offsets[i], total));
+            offsets[i] = previous;
+        }
+    }
+
+    Sample& sample;
+    StreamType* streamType;
+    unsigned int total;
+    std::unique_ptr<char[]> data;
+    std::unique_ptr<unsigned int[]> offsets;
+    std::uint32_t numOffsets;
+};
+
+void Sample::Deserialize(std::istream& in) {
+    BinaryReader(*this).Read(in);
+}
+
+void Sample::Serialize(std::ostream& out) const {
+    const auto tableSize = static_cast<std::streamsize>(numOffsets * sizeof(unsigned int));
+    out.write(reinterpret_cast<const char*>(offsets.get()), tableSize);
+    out.write(data.get(), TotalSize());
+}
+
+unsigned int Sample::GetSerializedSizeInBytes() const {
+    const std::uint64_t size = std::uint64_t{TotalSize()} + numOffsets * sizeof(unsigned int);
+    SampleAccess::CheckTotal(size);
+    return static_cast<unsigned int>(size);
+}
+
+}  // namespace velmora::core::tessaryn
