@@ -7,15 +7,14 @@ include(CMakePackageConfigHelpers)
 
 # A shared library keeps to itself what only its sources use; a static one can't.
 set(VELMORA_POCO_VERSION 1.11)
-set(VELMORA_POCO_COMPONENTS Foundation)
 set(pc_libs "-lvelmora_tessaryn -lvelmora_serializer -lvelmora_common")
 if(BUILD_SHARED_LIBS)
-    string(APPEND pc_libs " -lPocoFoundation")
+    set(VELMORA_FIND_EXPAT "")
 else()
-    list(APPEND VELMORA_POCO_COMPONENTS XML)
-    string(APPEND pc_libs " -lPocoXML -lPocoFoundation")
+    set(VELMORA_FIND_EXPAT "find_dependency(EXPAT 2.5)")
+    string(APPEND pc_libs " -lexpat")
 endif()
-list(JOIN VELMORA_POCO_COMPONENTS " " VELMORA_POCO_COMPONENTS)
+string(APPEND pc_libs " -lPocoFoundation")
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Velmora")
 configure_package_config_file(

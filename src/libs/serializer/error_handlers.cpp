@@ -12,7 +12,7 @@ namespace velmora::core::serialization {
 
 namespace {
 
-// The source position that log readers filter by. It is fixed, wherever this code moves to.
+// The source position that log readers filter by. It stays the same when this code moves.
 constexpr const char* logFile = "src/libs/serializer/error_handlers";
 constexpr int logLine = 89;
 
@@ -25,7 +25,7 @@ void ThrowErrorHandler::Handle(const BrokenRule& broken) const {
         text += " Reason: " + broken.reason;
     }
     if (log && logger->warning()) {
-        // A ready message, since the logger's formatting would take a '%' in the text for its own.
+        // Not logger->warning(text), which would interpret a '%' in the text.
         logger->log(
             Poco::Message(logger->name(), text, Poco::Message::PRIO_WARNING, logFile, logLine));
     }

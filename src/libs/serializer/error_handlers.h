@@ -13,9 +13,9 @@ class Logger;
 
 namespace velmora::core::serialization {
 
-/// A value that its rule refused.
+/// A rule that a value broke.
 struct BrokenRule {
-    /// Why the value could not be read or written; empty where it could, or nobody said.
+    /// Why the value could not be read or written; empty if it could.
     std::string reason;
     /// The rule's description.
     std::string description;
@@ -23,18 +23,16 @@ struct BrokenRule {
     std::string position;
 };
 
-/// Turns a broken rule into a `SerializationException`, logged first where that is wanted.
+/// Turns a broken rule into a `SerializationException`, optionally logged first.
 ///
 /// \threadsafety immutable
 /// \ownership observes the logger
 class VELMORA_SERIALIZER_API ThrowErrorHandler {
   public:
-    /// \param warn whether to log a warning before each throw
+    /// \param logWarning whether to log a warning before each throw
     /// \param target receives the warnings; must outlive the handler
-    ThrowErrorHandler(bool warn, Poco::Logger& target) : log(warn), logger(&target) {}
+    ThrowErrorHandler(bool logWarning, Poco::Logger& target) : log(logWarning), logger(&target) {}
 
-    /// Throws the exception that tells position, rule and reason.
-    /// \param broken what was refused
     /// \throws SerializationException always: "Value at position 'P' broke rule 'R'.", followed by
     ///     " Reason: " and the reason unless that is empty
     [[noreturn]] void Handle(const BrokenRule& broken) const;
@@ -44,9 +42,8 @@ class VELMORA_SERIALIZER_API ThrowErrorHandler {
     Poco::Logger* logger;
 };
 
-/// A handler that throws, and logs before where `log` is set.
+/// A handler that throws, and first logs a warning if `log` is set.
 ///
-/// \param log whether to log a warning before each throw
 /// \param logger must outlive the handler
 inline ThrowErrorHandler Throw(bool log, Poco::Logger& logger) {
     return {log, logger};

@@ -3,9 +3,9 @@
 
 #include "serializer/node.h"
 
-#include "serializer/private/node_records.h"
-#include "serializer/private/text_escapes.h"
+#include "serializer/node_arena.h"
 #include "serializer/serialization_exception.h"
+#include "serializer/text_escapes.h"
 
 #include <utility>
 
@@ -16,7 +16,7 @@ using detail::NodeRecord;
 
 namespace {
 
-// "[n]" for the n-th of several siblings that share a name, else nothing.
+// "[n]" for the n-th of several siblings of one name, else nothing.
 std::string GetOrdinal(const NodeRecord& record) {
     std::size_t same = 0;
     std::size_t ordinal = 0;
@@ -36,7 +36,7 @@ std::string GetOrdinal(const NodeRecord& record) {
 
 INode::~INode() = default;
 
-NodeRef::NodeRef(NodeArena* home, NodeRecord* place) : arena(home), record(place) {}
+NodeRef::NodeRef(NodeArena* arena, NodeRecord* record) : arena(arena), record(record) {}
 NodeRef::NodeRef(const NodeRef&) = default;
 NodeRef::NodeRef(NodeRef&&) noexcept = default;
 NodeRef& NodeRef::operator=(const NodeRef&) = default;
@@ -46,7 +46,7 @@ NodeRef::~NodeRef() = default;
 NodeRef NodeRef::AddNode(const std::string& name, NodeFlags flags) {
     if (!Exists()) {
         throw SerializationException("Node '" + GetPosition() + "' does not exist, so node '" +
-                                     detail::Printable(name) + "' can not be added to it.");
+                                     detail::Printable(name) + "' cannot be added to it.");
     }
     return {arena, &arena->Add(*record, name, flags)};
 }
@@ -80,12 +80,12 @@ bool NodeRef::Exists() const {
 
 std::string NodeRef::GetPosition() const {
     std::vector<const NodeRecord*> path;
-    for (const NodeRecord* step = record; step->parent != nullptr; step = step->parent) {
-        path.push_back(step);
+    for (const NodeRecord* node = record; node->parent != nullptr; node = node->parent) {
+        path.push_back(node);
     }
     std::string position;
-    for (auto step = path.rbegin(); step != path.rend(); ++step) {
-        position += '/' + detail::Printable((*step)->name) + GetOrdinal(**step);
+    for (auto node = path.rbegin(); node != path.rend(); ++node) {
+        position += '/' + detail::Printable((*node)->name) + GetOrdinal(**node);
     }
     for (const std::string& name : missing) {
         position += '/' + detail::Printable(name);
@@ -113,7 +113,7 @@ const std::string& NodeRef::GetValue() const {
 void NodeRef::SetValue(std::string value) {
     if (!Exists()) {
         throw SerializationException("Node '" + GetPosition() +
-                                     "' does not exist, so it can not hold a value.");
+                                     "' does not exist, so it cannot hold a value.");
     }
     record->value = std::move(value);
     record->hasValue = true;

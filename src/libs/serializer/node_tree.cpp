@@ -3,7 +3,7 @@
 
 #include "serializer/node_tree.h"
 
-#include "serializer/private/node_records.h"
+#include "serializer/node_arena.h"
 
 namespace velmora::core::serialization {
 

@@ -13,28 +13,26 @@ namespace velmora::core::serialization {
 /// Owns the nodes of one tree.
 ///
 /// Invariants:
-/// 1. There is always one root. It has no name and can't be removed.
-/// 2. A node that was added stays, at the same address, as long as the tree.
+/// 1. There is exactly one root, which has no name.
+/// 2. Nodes are neither removed nor moved in memory.
 ///
-/// Nothing here recurses, so depth is bounded by memory alone.
+/// Nothing recurses, so only memory bounds the depth.
 ///
 /// \threadsafety external: many threads may read, or one may change the tree
 class VELMORA_SERIALIZER_API NodeTree {
   public:
-    /// A tree of nothing but the root.
+    /// A tree that consists of the root.
     NodeTree();
-    // Handles refer to nodes by address, which a copy could not honour; write and read instead.
+    // Handles refer to nodes by address, so there is no copy; write and read the tree instead.
     NodeTree(const NodeTree&) = delete;
     NodeTree& operator=(const NodeTree&) = delete;
-    /// Takes over all nodes; handles to them stay valid. The tree moved from may only be assigned
-    /// to or destroyed.
+    /// Handles to the nodes stay valid. The tree moved from may only be assigned to or destroyed.
     NodeTree(NodeTree&&) noexcept;
-    /// As the constructor; handles to the nodes that this tree held before become invalid.
-    /// \return the tree itself
+    /// As above; handles to the nodes that this tree had before become invalid.
     NodeTree& operator=(NodeTree&&) noexcept;
     ~NodeTree();
 
-    /// The root. Nodes can be changed through it, whether or not the tree itself is const.
+    /// The root. Nodes can be changed through it even if the tree is const.
     ///
     /// \pre the tree was not moved from
     NodeRef GetRoot() const;

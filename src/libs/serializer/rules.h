@@ -13,14 +13,14 @@
 #include <utility>
 
 /// \file
-/// Rules decide whether a value is acceptable. Any class with `Check` and `GetDescription` as
-/// below is one.
+/// Rules decide whether a value is acceptable. Any class with the `Check` and `GetDescription` of
+/// those below is a rule.
 
 namespace velmora::core::serialization {
 
 namespace detail {
 
-/// The integers between which a comparison must mind the sign.
+/// The types that `std::cmp_greater` compares.
 template <class T>
 concept Number = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
                  !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
@@ -28,16 +28,13 @@ concept Number = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, 
 
 }  // namespace detail
 
-/// The value must have been read, or may be missing.
+/// The value must be readable, unless it is optional.
 ///
 /// \threadsafety immutable
 class VELMORA_SERIALIZER_API OptionalRule {
   public:
-    /// \param mayBeMissing whether the value may be absent or unreadable
-    explicit OptionalRule(bool mayBeMissing) : optional(mayBeMissing) {}
+    explicit OptionalRule(bool isOptional) : optional(isOptional) {}
 
-    /// Whether the value was read, or need not be.
-    /// \param result what became of the value
     template <class T>
     bool Check(const SerializationResult& result, const T& /*value*/) const {
         return result.status == SerializationResult::done || optional;
@@ -49,18 +46,15 @@ class VELMORA_SERIALIZER_API OptionalRule {
     bool optional;
 };
 
-/// The value must have been read and be greater than a threshold.
+/// The value must be readable and greater than a threshold.
 ///
 /// \threadsafety immutable
 template <class T>
 class GreaterThanRule {
   public:
-    /// \param largestRefused the largest value that is refused
-    explicit GreaterThanRule(T largestRefused) : threshold(std::move(largestRefused)) {}
+    explicit GreaterThanRule(T limit) : threshold(std::move(limit)) {}
 
-    /// Whether the value was read and is greater; integers compare by value, whatever their signs.
-    /// \param result what became of the value
-    /// \param value the value
+    /// Integers of different signedness compare by value: -1 is not greater than 0U.
     template <class U>
     bool Check(const SerializationResult& result, const U& value) const {
         if (result.status != SerializationResult::done) {
@@ -84,13 +78,11 @@ class GreaterThanRule {
     T threshold;
 };
 
-/// The node must be there, whatever it holds.
+/// The node must exist; its value may be unreadable.
 ///
 /// \threadsafety immutable
 class VELMORA_SERIALIZER_API ExistRule {
   public:
-    /// Whether the node exists; its value may be unreadable.
-    /// \param result what became of the value
     template <class T>
     bool Check(const SerializationResult& result, const T& /*value*/) const {
         return result.status != SerializationResult::absent;
@@ -99,21 +91,20 @@ class VELMORA_SERIALIZER_API ExistRule {
     std::string GetDescription() const { return "Exists"; }
 };
 
-/// A rule: the value must be there and readable.
+/// The value must be readable.
 inline OptionalRule Mandatory() {
     return OptionalRule(false);
 }
-/// A rule: the value may be absent or unreadable.
+/// The value may be absent or unreadable.
 inline OptionalRule Optional() {
     return OptionalRule(true);
 }
-/// A rule: the value must be there, readable and greater than a threshold.
-/// \param threshold the largest value that is refused
+/// The value must be readable and greater than the threshold.
 template <class T>
 GreaterThanRule<T> GreaterThan(T threshold) {
     return GreaterThanRule<T>(std::move(threshold));
 }
-/// A rule: the node must be there.
+/// The node must exist.
 inline ExistRule Exist() {
     return ExistRule();
 }

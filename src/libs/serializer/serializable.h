@@ -9,22 +9,19 @@
 
 namespace velmora::core::serialization {
 
-/// An object that writes itself into a node of a tree.
+/// An object with a node form. It is read by constructors that take a serializer and a node.
 ///
-/// Reading is the business of constructors, which take a serializer and a node too.
-///
-/// \threadsafety external: implementers say how they lock while they are written
+/// \threadsafety external, unless the implementing class says otherwise
 class VELMORA_SERIALIZER_API ISerializable {
   public:
     ISerializable() = default;
-    ISerializable(const ISerializable&) = default;             ///< copies
-    ISerializable& operator=(const ISerializable&) = default;  ///< copies
+    ISerializable(const ISerializable&) = default;
+    ISerializable& operator=(const ISerializable&) = default;
 
     // The order of these two is part of the binary interface.
     virtual ~ISerializable();
     /// Adds the object's contents as children of a node.
     ///
-    /// \param serializer writes the single values
     /// \param node an existing node, made for this object by the caller
     virtual void Serialize(const NodeSerializer& serializer, INode& node) const = 0;
 };

@@ -10,14 +10,14 @@
 
 namespace velmora::core::serialization {
 
-/// A value broke its rule, a node is not there to be written, or a document can't be read.
+/// A value broke its rule, an absent node was written to, or a document could not be read or
+/// written.
 ///
 /// \threadsafety immutable
 struct VELMORA_SERIALIZER_API SerializationException : public BaseException {
-    /// \param message the whole text of `what()`
     explicit SerializationException(const std::string& message);
-    SerializationException(const SerializationException&) = default;             ///< copies
-    SerializationException& operator=(const SerializationException&) = default;  ///< copies
+    SerializationException(const SerializationException&) = default;
+    SerializationException& operator=(const SerializationException&) = default;
     ~SerializationException() override;
 };
 

@@ -7,7 +7,7 @@
 
 namespace velmora::core::serialization {
 
-/// What became of one value that was read or written.
+/// The outcome of reading or writing one value.
 ///
 /// \threadsafety external
 struct SerializationResult {
@@ -20,7 +20,7 @@ struct SerializationResult {
 
     /// One of the three above.
     int status = absent;
-    /// Why the status is `failed`, empty where nobody said.
+    /// Why the status is `failed`, or empty.
     std::string reason;
 };
 

@@ -3,7 +3,7 @@
 
 #include "serializer/serializer.h"
 
-#include "serializer/private/text_escapes.h"
+#include "serializer/text_escapes.h"
 
 #include <array>
 #include <charconv>
@@ -15,24 +15,8 @@ namespace velmora::core::serialization {
 
 namespace {
 
-// Long enough to recognise a text by, short enough for a line of a log.
-constexpr std::size_t quotedLength = 64;
-
-std::string Quote(std::string_view text) {
-    if (text.size() <= quotedLength) {
-        return "'" + detail::Printable(text) + "'";
-    }
-    std::size_t length = quotedLength;
-    // Not in the middle of a UTF-8 sequence, so that valid text stays valid.
-    while (length > quotedLength - 4 &&
-           (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
-        --length;
-    }
-    return "'" + detail::Printable(text.substr(0, length)) + "...'";
-}
-
 [[noreturn]] void ThrowUnreadable(std::string_view text, const char* type) {
-    throw SerializationException(Quote(text) + " is not " + type + ".");
+    throw SerializationException(detail::Quote(text) + " is not " + type + ".");
 }
 
 template <class T>
@@ -98,7 +82,7 @@ void Parse(const std::string& text, utils::Version& value) {
 
 template <class T>
 requires std::is_arithmetic_v<T> std::string Print(const T& value) {
-    // The longest is the shortest exact text of a double, such as "-2.2250738585072014e-308".
+    // An exact text of a double has up to 24 characters, such as "-2.2250738585072014e-308".
     std::array<char, 32> text{};
     const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
     return {text.data(), end};
@@ -126,7 +110,7 @@ template <class Node>
 template <class T>
 T Serializer<Node>::DeserializePrivate(Node node, SerializationResult& /*result*/) const {
     if (!node.HasValue()) {
-        throw SerializationException("The node holds no value.");
+        throw SerializationException("The node has no value.");
     }
     T value{};
     Parse(node.GetValue(), value);

@@ -19,54 +19,43 @@
 
 namespace velmora::core::serialization {
 
-/// Reads and writes single values of a node tree, under rules.
+/// Reads and writes values of nodes, subject to rules.
 ///
-/// Reading is strict: a text is a value only if the whole of it is one and it fits. Writing and
-/// reading a value gives the same value. Neither depends on a locale.
+/// Reading is strict: the entire text must be a value within the range of its type. Writing a
+/// value and reading it gives the same value. Neither depends on a locale.
 ///
 /// Values are `char` (one byte), `bool` ("true" or "false"), the integer types from `short` on,
-/// `float`, `double`, `std::string` and `Version`. A library adds a type of its own by
-/// specialising `DeserializePrivate` and `SerializePrivate`.
+/// `float`, `double`, `std::string` and `Version`. A library adds its own types by specialising
+/// `DeserializePrivate` and `SerializePrivate`.
 ///
 /// \threadsafety immutable
 template <class Node>
 class VELMORA_SERIALIZER_API Serializer {
   public:
-    /// Reads a value that has to keep a rule. Where the value can't be read and the rule still
-    /// passes, the value becomes T().
+    /// Reads a value. If it cannot be read and the rule still passes, the value becomes T().
     ///
-    /// \param node the node that holds the value; may be absent
-    /// \param value receives the value; left alone when the rule is broken
-    /// \param rule decides whether the value will do
-    /// \param handler is told when it won't
+    /// \param node may be absent
+    /// \param value receives the value; unchanged if the rule is broken
+    /// \param rule is checked against the value and the outcome of reading it
+    /// \param handler is called if the rule is broken
     /// \throws SerializationException through the handler
     template <class T, class Rule>
     void Deserialize(Node node, T& value, const Rule& rule, const ThrowErrorHandler& handler) const;
 
-    /// Reads a value and falls back to a default where it can't be read or breaks a rule.
+    /// Reads a value, or takes the default if the value cannot be read or breaks the rule.
     ///
-    /// \param node the node that holds the value; may be absent
-    /// \param value receives the value or the default
-    /// \param rule decides whether the value will do
-    /// \param defaultValue taken otherwise
+    /// \param node may be absent
     template <class T, class Rule>
     void Deserialize(Node node, T& value, const Rule& rule,
                      const std::type_identity_t<T>& defaultValue) const;
 
-    /// Writes a value, unless the node is absent. A broken rule is passed over.
-    ///
-    /// \param node receives the value; may be absent
-    /// \param value the value
-    /// \param rule is checked against the value and what became of it
+    /// Writes a value. Does nothing if the node is absent; a broken rule is ignored.
     template <class T, class Rule>
     void Serialize(Node node, const T& value, const Rule& rule) const;
 
-    /// As above, and tells which rule was broken.
+    /// As above, and reports whether the rule was broken.
     ///
-    /// \param node receives the value; may be absent
-    /// \param value the value
-    /// \param rule is checked against the value and what became of it
-    /// \param broken receives the broken rule, or nothing when it passed
+    /// \param broken receives the broken rule, or nothing if it passed
     template <class T, class Rule>
     void Serialize(Node node, const T& value, const Rule& rule,
                    std::optional<BrokenRule>& broken) const;
@@ -75,31 +64,27 @@ class VELMORA_SERIALIZER_API Serializer {
     ///
     /// \param node may be absent
     /// \param rule is checked as if the value of an existing node had been read
-    /// \param handler is told when the rule is broken
+    /// \param handler is called if the rule is broken
     /// \throws SerializationException through the handler
     template <class Rule>
     void Test(Node node, const Rule& rule, const ThrowErrorHandler& handler) const;
 
     /// Reads the value of an existing node.
     ///
-    /// \param node the node that holds the value
-    /// \param result comes with status `done`; a specialisation may change it
-    /// \return the value
-    /// \throws SerializationException when the node holds no value, or none of this type
+    /// \param result has the status `done`; a specialisation may change it
+    /// \throws SerializationException when the node has no value, or its text is not one of type T
     template <class T>
     T DeserializePrivate(Node node, SerializationResult& result) const;
 
     /// Writes the value of an existing node.
     ///
-    /// \param node receives the value
-    /// \param value the value
-    /// \param result comes with status `done`; a specialisation may change it
+    /// \param result has the status `done`; a specialisation may change it
     /// \throws SerializationException when the node is absent
     template <class T>
     void SerializePrivate(Node node, const T& value, SerializationResult& result) const;
 
   private:
-    /// Stands for the value where none is read.
+    /// Takes the place of the value in `Test`.
     struct NoValue {};
 
     template <class T>
@@ -150,7 +135,7 @@ void Serializer<Node>::Deserialize(Node node, T& value, const Rule& rule,
                                    const std::type_identity_t<T>& defaultValue) const {
     T read(defaultValue);
     const SerializationResult result = Read(node, read);
-    // The default is copied anew, as what was read may be what the rule refused.
+    // The default is copied again: a value that broke the rule may have overwritten it.
     value = rule.Check(result, read) ? std::move(read) : T(defaultValue);
 }
 
@@ -193,7 +178,7 @@ void Serializer<Node>::Test(Node node, const Rule& rule, const ThrowErrorHandler
     }
 }
 
-// DeserializePrivate and SerializePrivate have no definition here: those of the types named above
-// are instantiated in the library, those of other types are specialised elsewhere.
+// DeserializePrivate and SerializePrivate have no definition here: the library instantiates them
+// for the types listed above, other types are specialised elsewhere.
 
 }  // namespace velmora::core::serialization

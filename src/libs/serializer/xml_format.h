@@ -9,9 +9,8 @@
 #include <iosfwd>
 
 /// \file
-/// Trees as XML documents. Everything is kept: names, order, values and flags, whatever bytes they
-/// hold. A tree that goes through XML and JSON in any order gives the same documents again. See
-/// docs/node_format.md.
+/// Trees as XML documents. Names, order, values and flags are kept, whatever bytes they consist of.
+/// A tree converted to JSON and back gives the same document. See docs/node_format.md.
 ///
 /// \threadsafety external: the tree must not change while it is written
 
@@ -19,23 +18,20 @@ namespace velmora::core::serialization {
 
 /// Writes a tree as an indented XML document in UTF-8, one node a line.
 ///
-/// Needs memory for a piece of the document only. A failed call may have written a part of it.
+/// Needs little memory: the document is written in chunks, and partly if the call fails. Flags and
+/// locale of the stream have no effect.
 ///
-/// \param tree the tree
-/// \param out receives the document; its flags and locale don't matter
 /// \throws SerializationException when the tree has more than 1,000 levels below its root, or the
 ///     stream fails
 VELMORA_SERIALIZER_API void WriteXml(const NodeTree& tree, std::ostream& out);
 
-/// Reads a tree from an XML document that takes up the rest of a stream.
+/// Reads a tree from the rest of a stream, which must be one XML document.
 ///
-/// Refuses document types, so that no entity is ever expanded and nothing else is ever opened.
+/// Document types are refused, so no entity is expanded and no other resource opened.
 ///
-/// \param in holds the document
-/// \return the tree, with nothing in it that the document does not hold
-/// \throws SerializationException when the stream fails, the document is malformed, is no such
-///     tree or has more than 1,000 levels below its root; the message gives line and column,
-///     both counted from 1
+/// \throws SerializationException when the stream fails, or the document is malformed, does not
+///     represent a tree or has more than 1,000 levels below its root; the message gives line and
+///     column, both counted from 1
 VELMORA_SERIALIZER_API NodeTree ReadXml(std::istream& in);
 
 }  // namespace velmora::core::serialization

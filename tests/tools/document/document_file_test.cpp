@@ -27,7 +27,7 @@ TEST(DocumentFile, FailuresChangeNoFile) {
         {from + folder.PathOf("folder.xml"), "folder.xml: Is a directory"},
         {"convert " + none + " " + old, "cannot read " + none + ": No such file or directory"},
         {"convert " + cut + " " + old,
-         cut + ": The JSON document can not be read at line 1, column 1"},
+         cut + ": The JSON document cannot be read at line 1, column 1"},
         {"watch - --save " + folder.PathOf("to"), "to' does not end in .xml or .json"},
         {"watch - --save " + old + " --load " + cut, cut + ": The JSON document"},
     };

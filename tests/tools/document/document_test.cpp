@@ -121,8 +121,8 @@ TEST(Document, ErrorsNameTheNodeAndTheReason) {
          value + stream + "/Samples/Sample[1]/Entries/Entry[2]/Value' broke rule 'Is mandatory'."},
         {"Repository>", "Depository>",
          "/: there is neither StreamTypeRepository nor StreamRepository"},
-        {"</Tree>\n", "", "The XML document can not be read at line 26, column 1"},
-        {"<Tree>", "<!DOCTYPE Tree><Tree>", "The XML document can not be read at line 1, column "},
+        {"</Tree>\n", "", "The XML document cannot be read at line 26, column 1"},
+        {"<Tree>", "<!DOCTYPE Tree><Tree>", "The XML document cannot be read at line 1, column "},
     };
     for (const auto& each : cases) {
         const std::string file =

@@ -13,11 +13,11 @@
 #include <vector>
 
 /// \file
-/// How a tree stores its nodes. Seen from this library's sources only.
+/// How a tree stores its nodes. Internal to this library.
 
 namespace velmora::core::serialization::detail {
 
-/// One node, linked to its relatives, so that a walk over a tree of any depth needs no stack.
+/// One node. The links to its relatives let a tree of any depth be traversed without a stack.
 struct NodeRecord {
     std::string name;
     std::string value;
@@ -27,8 +27,8 @@ struct NodeRecord {
     NodeRecord* nextSibling = nullptr;
     NodeFlags flags = NodeElement;
     bool hasValue = false;
-    /// For readers of documents: the flags were stated and need not be derived.
-    bool flagsStated = false;
+    /// Set while a document is read: the flags stand in it and need not be derived.
+    bool hasExplicitFlags = false;
 };
 
 /// The nodes of one tree, the root first and every parent before its children.
@@ -36,7 +36,7 @@ class NodeArena {
   public:
     NodeArena() { Append(); }
 
-    NodeRecord& GetRoot() { return pieces.front().front(); }
+    NodeRecord& GetRoot() { return chunks.front().front(); }
 
     /// Appends a child to a node of this arena.
     NodeRecord& Add(NodeRecord& parent, std::string name, NodeFlags flags) {
@@ -56,32 +56,32 @@ class NodeArena {
     /// Calls an action with every node, parents before their children.
     template <class Action>
     void ForEach(Action action) {
-        for (std::vector<NodeRecord>& piece : pieces) {
-            for (NodeRecord& record : piece) {
+        for (std::vector<NodeRecord>& chunk : chunks) {
+            for (NodeRecord& record : chunk) {
                 action(record);
             }
         }
     }
 
   private:
-    static constexpr std::size_t firstPiece = 8;
-    static constexpr std::size_t largestPiece = 1024;
+    static constexpr std::size_t minChunkSize = 8;
+    static constexpr std::size_t maxChunkSize = 1024;
 
     NodeRecord& Append() {
-        if (pieces.empty() || pieces.back().size() == pieces.back().capacity()) {
-            const std::size_t doubled = pieces.empty() ? 0 : 2 * pieces.back().capacity();
-            std::vector<NodeRecord> piece;
-            piece.reserve(std::clamp(doubled, firstPiece, largestPiece));
-            pieces.push_back(std::move(piece));
+        if (chunks.empty() || chunks.back().size() == chunks.back().capacity()) {
+            const std::size_t doubled = chunks.empty() ? 0 : 2 * chunks.back().capacity();
+            std::vector<NodeRecord> chunk;
+            chunk.reserve(std::clamp(doubled, minChunkSize, maxChunkSize));
+            chunks.push_back(std::move(chunk));
         }
-        return pieces.back().emplace_back();
+        return chunks.back().emplace_back();
     }
 
-    // Each is filled up to the capacity that it was made with, so that no node ever moves.
-    std::vector<std::vector<NodeRecord>> pieces;
+    // No chunk grows beyond its first capacity, so nodes never move.
+    std::vector<std::vector<NodeRecord>> chunks;
 };
 
-/// Leads from a tree to what it holds.
+/// Access to the arena of a tree.
 struct NodeAccess {
     static NodeArena& GetArena(const NodeTree& tree) { return *tree.arena; }
 };

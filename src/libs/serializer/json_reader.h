@@ -1,0 +1,25 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serializer/node_arena.h"
+
+#include <iosfwd>
+#include <string_view>
+
+namespace velmora::core::serialization::detail {
+
+/// The members of a node's body that is an object.
+constexpr std::string_view nameMember = "escapedName";
+constexpr std::string_view flagsMember = "flags";
+constexpr std::string_view valueMember = "value";
+constexpr std::string_view escapedValueMember = "escaped";
+constexpr std::string_view nodesMember = "nodes";
+
+/// Reads a document into an arena that consists of the root.
+///
+/// \throws SerializationException when the document is malformed
+void ReadJsonNodes(std::istream& in, NodeArena& arena);
+
+}  // namespace velmora::core::serialization::detail

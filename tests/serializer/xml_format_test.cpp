@@ -1,0 +1,127 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "serializer/xml_format.h"
+
+#include "serializer/serialization_exception.h"
+#include "support/documents.h"
+#include "support/thrown.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace velmora::core::serialization {
+namespace {
+
+using std::string_literals::operator""s;
+using namespace test;
+
+TEST(XmlFormat, NamesElementsAfterNodesWhereXmlAllowsIt) {
+    const struct {
+        std::string name;
+        std::string line;
+    } cases[] = {
+        {"A", "<A/>"},
+        {"Z", "<Z/>"},
+        {"a", "<a/>"},
+        {"z", "<z/>"},
+        {"nAZaz09._-", "<nAZaz09._-/>"},
+        {"xm", "<xm/>"},
+        {"xmm", "<xmm/>"},
+        {"aXml", "<aXml/>"},
+        {"", R"(<_node name=""/>)"},
+        {"0", R"(<_node name="0"/>)"},
+        {"@", R"(<_node name="@"/>)"},
+        {"[", R"(<_node name="["/>)"},
+        {"`", R"(<_node name="`"/>)"},
+        {"{", R"(<_node name="{"/>)"},
+        {"n/", R"(<_node name="n/"/>)"},
+        {"n:", R"(<_node name="n:"/>)"},
+        {"xml", R"(<_node name="xml"/>)"},
+        {"XmLa", R"(<_node name="XmLa"/>)"},
+    };
+    for (const auto& test : cases) {
+        const NodeTree tree;
+        tree.GetRoot().AddNode(test.name, NodeElement);
+        const std::string document = Write(xml, tree);
+        EXPECT_EQ(document, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Tree>\n  " + test.line +
+                                "\n</Tree>\n");
+        EXPECT_EQ(Sorted(Read(xml, document).GetRoot()), Sorted(tree.GetRoot()));
+    }
+}
+
+TEST(XmlFormat, IndentsUpTo32Levels) {
+    const NodeTree tree;
+    NodeRef node = tree.GetRoot();
+    for (int level = 1; level <= 33; ++level) {
+        node = node.AddNode("n", NodeElement);
+    }
+    const std::string document = Write(xml, tree);
+    const std::string blanks(64, ' ');
+    const std::string node32 = "\n" + blanks + "<n flags=\"1\">";
+    const std::string node33 = "\n" + blanks + "<n flags=\"1\"/>";
+    EXPECT_THAT(document, testing::HasSubstr(node32 + node33));
+}
+
+TEST(XmlFormat, RefusesMalformedDocumentsWithLineAndColumn) {
+    const std::string noType = "Document types are not allowed.";
+    const struct {
+        std::string position;
+        std::string document;
+        std::string reason;
+    } cases[] = {
+        {"line 2, column 1", "<Tree>\n\0</Tree>"s, "not well-formed (invalid token)"},
+        {"line 1, column 16", "<!DOCTYPE Tree [<!ENTITY e 'x'>]><Tree>&e;</Tree>", noType},
+        {"line 1, column 16", "<!DOCTYPE Tree [<!ENTITY % e SYSTEM 'file:///a'> %e;]><Tree/>",
+         noType},
+        {"line 2, column 1", "<!---->\n<Forest/>",
+         "Expected 'Tree' as the outermost element, found 'Forest'."},
+        {"line 1, column 1", "<_value/>", "Unexpected '_value' outside a node."},
+        {"line 2, column 2", "<Tree><_value>1</_value>\n <_value/></Tree>",
+         "Unexpected second '_value': a node has one value."},
+        {"line 2, column 1", "<Tree>1\n<a/></Tree>",
+         "Unexpected text beside elements: the value of such a node is in an element '_value'."},
+        {"line 1, column 22", "<Tree text='escaped'><a/></Tree>",
+         "Unexpected element 'a' inside a value."},
+        {"line 1, column 7", "<Tree><_node/></Tree>", "Element '_node' needs an attribute 'name'."},
+        {"line 1, column 7", "<Tree><a:b/></Tree>", "Invalid element name 'a:b'."},
+        {"line 1, column 1", "<Tree x='b'/>", "Unexpected attribute 'x' with value 'b'."},
+        {"line 1, column 1", "<Tree flags='1x'/>", "Flags '1x' are not a 32-bit unsigned integer."},
+        {"line 1, column 21", "<Tree text='empty'>1</Tree>",
+         "Unexpected text in a value marked as empty."},
+        {"line 1, column 7", "<Tree><_node name='\\q'/></Tree>",
+         "Invalid escape sequence in '\\q'."},
+        {"line 1, column 24", "<Tree text='escaped'>a\\</Tree>",
+         "Invalid escape sequence in 'a\\'."},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(MessageOf<SerializationException>([&] { Read(xml, test.document); }),
+                  "The XML document cannot be read at " + test.position + ": " + test.reason);
+    }
+}
+
+TEST(XmlFormat, QuotesTheBeginningOfLongTexts) {
+    const std::string name(1'000, 'x');
+    EXPECT_EQ(MessageOf<SerializationException>([&] { Read(xml, "<" + name + "/>"); }),
+              "The XML document cannot be read at line 1, column 1: "
+              "Expected 'Tree' as the outermost element, found '" +
+                  name.substr(0, 64) + "...'.");
+}
+
+TEST(XmlFormat, ReadsDocumentsOfOtherPrograms) {
+    const NodeTree tree;
+    tree.GetRoot().AddNode("a", NodeValue).SetValue("x & \xc3\xa4");
+    tree.GetRoot().AddNode("b", NodeElement);
+    const std::string documents[] = {
+        "<?p?>\n<Tree><!---->\r\n\t<a>\r\n x<!----><![CDATA[ & \xc3\xa4]]>\t</a><b/></Tree>",
+        "<?xml version='1.0' encoding='ISO-8859-1'?><Tree><_node name='\\x61'>"
+        "<_value>&#120; &amp; \xe4</_value></_node><b flags='1'/></Tree>"};
+    for (const std::string& document : documents) {
+        EXPECT_EQ(Sorted(Read(xml, document).GetRoot()), Sorted(tree.GetRoot())) << document;
+    }
+}
+
+}  // namespace
+}  // namespace velmora::core::serialization
