@@ -89,6 +89,8 @@ function(velmora_add_library name)
         DEPENDS ${headers} "${PROJECT_SOURCE_DIR}/cmake/VelmoraHeaders.cmake"
         COMMENT "Copy the public headers of velmora_${name}"
         VERBATIM)
+    add_custom_target(${target}_headers DEPENDS ${copies})
+    add_dependencies(${target} ${target}_headers)
     target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${public_dir}" FILES ${copies})
     target_include_directories(
         ${target}
