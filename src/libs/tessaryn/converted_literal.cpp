@@ -7,46 +7,58 @@
 
 namespace velmora::core::tessaryn {
 
+namespace {
+
+// Bits of all integer types.
+constexpr std::uint16_t integerTypes =
+    traits::Bits(Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64);
+
+}  // namespace
+
 ConvertedLiteral::ConvertedLiteral(const Poco::Dynamic::Var& literal) {
-    // The widest first: it holds what the narrower ones are compared with.
-    Convert<long long>(literal, Int64, integer);
-    Convert<int>(literal, Int32, integer);
-    Convert<short>(literal, Int16, integer);
-    // The conversion to char takes text for a character and knows no negative numbers.
-    Convert<Poco::Int8>(literal, Int8, integer);
-    Convert<unsigned long long>(literal, UInt64, natural);
-    Convert<unsigned int>(literal, UInt32, natural);
-    Convert<unsigned short>(literal, UInt16, natural);
-    Convert<unsigned char>(literal, UInt8, natural);
-    Convert<float>(literal, Float, single);
-    Convert<double>(literal, Double, real);
-    Convert<bool>(literal, Bool, truth);
-    try {
-        AsText(literal);
-        fits = static_cast<std::uint16_t>(fits | 1U << String);
-    } catch (const Poco::Exception&) {
-        return;
-    }
+    ConvertToInteger<long long>(literal, Int64);
+    ConvertToInteger<int>(literal, Int32);
+    ConvertToInteger<short>(literal, Int16);
+    // The conversion to `char` takes a text for a character and refuses negative numbers.
+    ConvertToInteger<Poco::Int8>(literal, Int8);
+    ConvertToInteger<unsigned long long>(literal, UInt64);
+    ConvertToInteger<unsigned int>(literal, UInt32);
+    ConvertToInteger<unsigned short>(literal, UInt16);
+    ConvertToInteger<unsigned char>(literal, UInt8);
+    Convert(literal, Float, asFloat);
+    Convert(literal, Double, asDouble);
+    Convert(literal, Bool, asBool);
+    std::string text;
+    Convert(literal, String, text);
 }
 
 std::string ConvertedLiteral::AsText(const Poco::Dynamic::Var& literal) {
     return literal.convert<std::string>();
 }
 
-template <class Native, class Kept>
-void ConvertedLiteral::Convert(const Poco::Dynamic::Var& literal, BaseType type, Kept& kept) {
-    constexpr bool isWidest = sizeof(Native) == sizeof(Kept);
+// Returns whether the literal is convertible.
+template <class Native>
+bool ConvertedLiteral::Convert(const Poco::Dynamic::Var& literal, BaseType type,
+                               Native& converted) {
     try {
-        const auto converted = literal.convert<Native>();
-        if constexpr (isWidest) {
-            kept = converted;
-        } else {
-            faithful = faithful && kept == static_cast<Kept>(converted);
-        }
-        fits = static_cast<std::uint16_t>(fits | 1U << type);
+        converted = literal.convert<Native>();
     } catch (const Poco::Exception&) {
+        return false;
+    }
+    convertibleTypes = static_cast<std::uint16_t>(convertibleTypes | 1U << type);
+    return true;
+}
+
+template <class Native>
+void ConvertedLiteral::ConvertToInteger(const Poco::Dynamic::Var& literal, BaseType type) {
+    const bool isFirst = (convertibleTypes & integerTypes) == 0;
+    Native converted{};
+    if (!Convert(literal, type, converted)) {
         return;
     }
+    const auto number = static_cast<unsigned long long>(converted);
+    isLossless = isLossless && (isFirst || asUnsigned == number);
+    asUnsigned = isFirst ? number : asUnsigned;
 }
 
 }  // namespace velmora::core::tessaryn

@@ -16,58 +16,59 @@ namespace velmora::core::tessaryn {
 
 /// The literal of a comparison, converted once to every value type.
 ///
-/// The dynamic value's own conversions govern, with what is odd about them: they are what a
-/// comparison that is evaluated as a tree asks, and they depend on nothing but literal and type.
-/// Small, for a hundred of them are read for every push: what converts to several integer types is
-/// kept once, in the widest.
+/// The conversions are those of `Poco::Dynamic::Var`, because the tree compares with what they
+/// give; they depend on nothing but the literal and the type. The object is kept small, since a
+/// push reads one for each comparison: all integer types share one number.
 ///
 /// \threadsafety immutable
 class ConvertedLiteral {
   public:
-    /// The literal of no comparison: fits into nothing.
+    /// Converts to no type.
     ConvertedLiteral() = default;
     explicit ConvertedLiteral(const Poco::Dynamic::Var& literal);
 
-    /// Whether the literal converts to the type; no element of the type matches it otherwise.
-    bool FitsInto(BaseType type) const {
-        return type <= traits::lastType && ((fits >> type) & 1U) != 0;
+    /// Whether the literal converts to the type; where it does not, no element of the type passes a
+    /// comparison with it.
+    bool IsConvertibleTo(BaseType type) const {
+        return type <= traits::lastType && ((convertibleTypes >> type) & 1U) != 0;
     }
 
-    /// Whether `As` tells what the conversions do: integers of all widths have the same value.
-    bool IsFaithful() const { return faithful; }
+    /// Whether `As` gives what the conversions do: the same number for all integer types.
+    bool IsLossless() const { return isLossless; }
 
     /// The literal as the native type of a value type.
-    /// \pre It fits that type, which is a number or `Bool`.
+    /// \pre It is convertible to that type, which is a number or `Bool`.
     template <class Native>
     Native As() const {
         if constexpr (std::is_same_v<Native, bool>) {
-            return truth;
+            return asBool;
         } else if constexpr (std::is_same_v<Native, float>) {
-            return single;
+            return asFloat;
         } else if constexpr (std::is_same_v<Native, double>) {
-            return real;
-        } else if constexpr (std::is_signed_v<Native>) {
-            return static_cast<Native>(integer);
+            return asDouble;
         } else {
-            return static_cast<Native>(natural);
+            return static_cast<Native>(asUnsigned);
         }
     }
 
     /// The literal as a text.
-    /// \throws Poco::Exception when it doesn't convert
+    /// \throws Poco::Exception when it is not convertible
     static std::string AsText(const Poco::Dynamic::Var& literal);
 
   private:
-    template <class Native, class Kept>
-    void Convert(const Poco::Dynamic::Var& literal, BaseType type, Kept& kept);
+    template <class Native>
+    bool Convert(const Poco::Dynamic::Var& literal, BaseType type, Native& converted);
+    template <class Native>
+    void ConvertToInteger(const Poco::Dynamic::Var& literal, BaseType type);
 
-    long long integer = 0;
-    unsigned long long natural = 0;
-    double real = 0;
-    float single = 0;
-    std::uint16_t fits = 0;
-    bool truth = false;
-    bool faithful = true;
+    /// Of a negative number the two's complement.
+    unsigned long long asUnsigned = 0;
+    double asDouble = 0;
+    float asFloat = 0;
+    /// Bit n for the value type n.
+    std::uint16_t convertibleTypes = 0;
+    bool asBool = false;
+    bool isLossless = true;
 };
 
 }  // namespace velmora::core::tessaryn

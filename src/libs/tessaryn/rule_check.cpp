@@ -117,7 +117,7 @@ class RuleChecker {
     void VisitComparison(const RLRelExpr& comparison) {
         const RLExpr* const left = comparison.leftOperand();
         const BaseType type = left == nullptr ? UnknownType : VisitTerm(*left);
-        if (type == UnknownType || ConvertedLiteral(comparison.literal()).FitsInto(type)) {
+        if (type == UnknownType || ConvertedLiteral(comparison.literal()).IsConvertibleTo(type)) {
             return;
         }
         const std::string literal = comparison.literal().toString();

@@ -3,68 +3,81 @@
 
 #pragma once
 
+#include "tessaryn/rule_compiler.h"
 #include "tessaryn/subscription_args.h"
 
-#include <deque>
 #include <memory>
-#include <vector>
+#include <string>
 
 namespace velmora::core::tessaryn {
 
 class RLExpr;
 class SampleView;
 
-/// A parsed rule made ready to be asked a million times.
+/// Compiled form of a rule.
 ///
-/// Answers exactly what the tree does, verdicts and exceptions alike, but without an allocation, a
-/// look-up by name or an exception on the way. It may, because
-/// - an entry's id is bound to the number of the stream type's state, which no other state of any
-///   type has, and published in one atomic word together with that number;
-/// - a literal converts to a value type once and for all;
-/// - elements are read from the memory of a plain `Sample`, whose getters would return the same.
-///   For a sample of a derived class, which may answer for itself, the tree is asked;
-/// - so it is for every part of a rule whose value is no truth value by its kind.
+/// The tree is the reference: the program gives the same verdicts and throws the same exceptions,
+/// but without an allocation, a look-up by name or an exception on an ordinary mismatch. What makes
+/// that possible:
+/// - An entry's name is bound to its id and type in the state of a stream type, under the number of
+///   that state, and the comparison function is chosen at the same time.
+/// - A literal is converted to all value types when the rule is compiled.
+/// - Elements are read from the memory of the sample. A sample of a derived class, whose getters
+///   may return something else, is left to the tree.
+/// - So are the parts of a rule whose value is not a bool by their kind, such as `x[0]` alone.
 ///
-/// The plan is one block of steps: an operator's operands follow it, each with all of its own, so
-/// that a rule is read in one direction from a few cache lines.
-///
-/// \threadsafety immutable: shared between the clones of a rule, on any threads
+/// \threadsafety immutable: the clones of a rule share a program, on any threads
 class RuleProgram {
   public:
-    /// \param tree the parsed rule; null for a blank one
+    /// \param tree the parsed rule; null for an empty text
     explicit RuleProgram(std::shared_ptr<RLExpr> tree);
     RuleProgram(const RuleProgram&) = delete;
     RuleProgram& operator=(const RuleProgram&) = delete;
     ~RuleProgram();
 
-    /// Whether the tree's value for the change converts to true.
-    /// \param args the change
+    /// Whether the tree's value for the change converts to true. Allocates only for a tree that
+    /// shares parts.
     /// \throws what `RLExpr::evaluate` and the conversion of its value to bool throw
     bool Holds(const SubscriptionArgs& args) const;
-    /// The same for a plain sample that is in view.
-    /// \param sample a view of `args.sample`
-    /// \param args the change
+    /// The same, with a view of `args.sample`.
     bool Holds(const SampleView& sample, const SubscriptionArgs& args) const;
 
-    /// Whether the tree is made of the library's nodes only, so that asking does nothing else.
-    bool IsPure() const { return pure; }
+    /// Whether the tree is made of the library's nodes only, so that evaluation does nothing but
+    /// read.
+    bool IsPure() const { return compiled.isPure; }
+
+    /// The instructions, one a line, each with its number and the targets for true and false.
+    std::string Dump() const;
 
   private:
-    struct Source;
-    struct Step;
-    class Builder;
+    class Evaluation;
 
-    static bool Holds(const Step& step, const SampleView& sample, const SubscriptionArgs& args);
-    void FindComparisons();
+    bool HoldsWithBlocks(const SampleView& sample, const SubscriptionArgs& args) const;
 
-    /// Where the whole rule is a chain of comparisons: these, up to one that is `decisive`.
-    const Step* comparisons = nullptr;
-    const Step* comparisonsEnd = nullptr;
-    bool decisive = false;
-    bool pure = false;
-    std::vector<Step> steps;
     std::shared_ptr<RLExpr> tree;
-    std::deque<Source> sources;
+    CompiledRule compiled;
+    /// The first instruction; null where the program has none or has blocks.
+    const Instruction* entry;
 };
+
+inline bool RuleProgram::Holds(const SampleView& sample, const SubscriptionArgs& args) const {
+    const Instruction* instruction = entry;
+    if (instruction == nullptr) [[unlikely]] {
+        return HoldsWithBlocks(sample, args);
+    }
+    while (true) {
+        Instruction::Target target;
+        // A branch for each outcome lets the processor run ahead.
+        if (instruction->test.Load()(*instruction, sample, args)) {
+            target = instruction->onTrue;
+        } else {
+            target = instruction->onFalse;
+        }
+        if (target <= 0) {
+            return target == Instruction::holds;
+        }
+        instruction += target;
+    }
+}
 
 }  // namespace velmora::core::tessaryn

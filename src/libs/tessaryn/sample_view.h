@@ -13,8 +13,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// Whether the sample is not of a derived class, which may override what it answers: then its
-/// memory tells all about it.
+/// Whether the sample is of no derived class, so that its getters return what its memory holds.
 inline bool IsExactSample(const Sample& sample) {
     return &typeid(sample) == &typeid(Sample);
 }
@@ -31,25 +30,27 @@ class SampleView {
           numOffsets(sample.numOffsets),
           type(sample.streamType),
           layoutNumber(type == nullptr ? 0 : type->GetLayoutNumber()),
-          numberIfWhole(type != nullptr && type->GetNumEntries() + 1U == numOffsets
-                            ? layoutNumber
-                            : std::numeric_limits<std::uint64_t>::max()) {}
+          alignedCompleteNumber((type != nullptr && numOffsets > type->GetNumEntries()
+                                     ? layoutNumber
+                                     : std::numeric_limits<std::uint64_t>::max())
+                                << (64 - StreamType::layoutNumberBits)) {}
 
     /// Null for a sample that was moved from.
     const StreamType* Type() const { return type; }
     /// The number of the type's present state; 0 without a type.
     std::uint64_t LayoutNumber() const { return layoutNumber; }
-    /// The same of a sample that has all the type's entries; else a number that no type has.
-    std::uint64_t NumberIfWhole() const { return numberIfWhole; }
+    /// The same of a sample that has all entries of its type. The type may have got more since the
+    /// sample was made: then a number that no type has.
+    /// In the highest `StreamType::layoutNumberBits` bits.
+    std::uint64_t AlignedCompleteNumber() const { return alignedCompleteNumber; }
 
-    /// The bytes of an entry; none of one that the sample doesn't have.
+    /// The bytes of an entry; none of one that the sample does not have.
     std::string_view Bytes(unsigned short entry) const {
-        // The stream type may have got an entry that this sample doesn't have.
-        return std::uint32_t{entry} + 1 < numOffsets ? BytesOfKnown(entry) : std::string_view();
+        return std::uint32_t{entry} + 1 < numOffsets ? BytesOfExisting(entry) : std::string_view();
     }
 
     /// The bytes of an entry that the sample has.
-    std::string_view BytesOfKnown(unsigned short entry) const {
+    std::string_view BytesOfExisting(unsigned short entry) const {
         const unsigned int begin = offsets[entry];
         return {data + begin, offsets[std::size_t{entry} + 1] - begin};
     }
@@ -60,7 +61,7 @@ class SampleView {
     std::uint32_t numOffsets;
     const StreamType* type;
     std::uint64_t layoutNumber;
-    std::uint64_t numberIfWhole;
+    std::uint64_t alignedCompleteNumber;
 };
 
 }  // namespace velmora::core::tessaryn

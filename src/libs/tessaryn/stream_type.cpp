@@ -243,7 +243,6 @@ void StreamType::Serialize(const Serializer<NodeRef>& serializer, INode& node) c
 }
 
 std::uint64_t StreamType::NextLayoutNumber() {
-    // 44 bits of it are used: enough for a million changes a second over half a year.
     static std::atomic<std::uint64_t> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }

@@ -131,9 +131,14 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// Bytes of a new sample's elements. A sample can be made only when they fit 32 bits.
     std::uint64_t GetExactMemSizeInBytes() const { return exactSize; }
 
-    /// The number of this state of this type: no other state of any type has it. Changes with every
-    /// construction, `Add`, `Remove` and assignment, so what is cached under it can't go stale.
+    /// The number of this state of this type, never 0: no other state of any type has it. Changes
+    /// with every construction, `Add`, `Remove` and assignment, so what is cached under it cannot
+    /// go stale.
     std::uint64_t GetLayoutNumber() const { return layoutNumber; }
+
+    /// A layout number is below 2 to this power, which a million changes a second reach after half
+    /// a year.
+    static constexpr unsigned int layoutNumberBits = 44;
 
     /// The type's version.
     utils::Version GetVersion() const { return version; }

@@ -1,0 +1,325 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/rule_compiler.h"
+
+#include "tessaryn/expression_visitor.h"
+#include "tessaryn/overloaded.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+
+namespace {
+
+using Opcode = Instruction::Opcode;
+using Operator = Instruction::Operator;
+using Place = CompiledRule::Place;
+
+bool IsBinary(const RLExpr& node) {
+    return VisitExpression(node, Overloaded{[](const RLBinaryExpr&) { return true; },
+                                            [](const RLExpr&) { return false; }});
+}
+
+// Whether the node's value is of type `bool` for every change, so that its conversion cannot fail.
+bool IsBool(const RLExpr* node) {
+    return node != nullptr &&
+           VisitExpression(*node, Overloaded{[](const RLBinaryExpr&) { return true; },
+                                             [](const RLNotExpr&) { return true; },
+                                             [](const RLRelExpr&) { return true; },
+                                             [](const RLFuncExpr&) { return true; },
+                                             [](const RLExistsExpr&) { return true; },
+                                             [](const RLExpr&) { return false; }});
+}
+
+// Compiles from the last instruction to the first, so that an instruction's targets are known when
+// it is added.
+class Compiler {
+  public:
+    CompiledRule Compile(const RLExpr* root) {
+        CountUses(root);
+        rule.isPure = root == nullptr || nodes[root].isPure;
+        rule.start = CompileBlock(root);
+        // Compiling a block may add more blocks.
+        for (std::size_t i = 0; i < blockRoots.size(); ++i) {
+            const Place start = CompileBlock(blockRoots[i]);
+            rule.blocks[i].start = start;
+        }
+        return std::move(rule);
+    }
+
+  private:
+    struct Node {
+        unsigned int uses = 0;
+        bool isPure = true;
+        std::uint32_t block = CompiledRule::none;
+    };
+
+    // Parts that are nested deeper than this in a block get a block of their own, so that compiling
+    // a deep tree does not exhaust the call stack.
+    static constexpr int maxDepth = 100;
+
+    // Visits each node once, after its operands.
+    void CountUses(const RLExpr* root) {
+        struct Visit {
+            const RLExpr* node;
+            bool afterOperands;
+        };
+        std::vector<Visit> pending = {{root, false}};
+        const auto use = [&](const RLExpr* operand) { pending.push_back({operand, false}); };
+        while (!pending.empty()) {
+            const auto [node, afterOperands] = pending.back();
+            pending.pop_back();
+            if (node == nullptr) {
+                continue;
+            }
+            if (afterOperands) {
+                nodes[node].isPure = HasPureOperands(*node);
+            } else if (++nodes[node].uses == 1) {
+                pending.push_back({node, true});
+                VisitExpression(
+                    *node,
+                    Overloaded{[&](const RLBinaryExpr& binary) {
+                                   use(binary.rightOperand());
+                                   use(binary.leftOperand());
+                               },
+                               [&](const RLNotExpr& negation) { use(negation.negatedOperand()); },
+                               [&](const RLRelExpr& comparison) { use(comparison.leftOperand()); },
+                               [](const RLExpr&) {}});
+            }
+        }
+    }
+
+    // A node of a host's class may do anything when it is evaluated.
+    bool HasPureOperands(const RLExpr& node) {
+        const auto isPure = [&](const RLExpr* operand) {
+            return operand == nullptr || nodes[operand].isPure;
+        };
+        return VisitExpression(
+            node,
+            Overloaded{
+                [&](const RLBinaryExpr& binary) {
+                    return isPure(binary.leftOperand()) && isPure(binary.rightOperand());
+                },
+                [&](const RLNotExpr& negation) { return isPure(negation.negatedOperand()); },
+                [&](const RLRelExpr& comparison) { return isPure(comparison.leftOperand()); },
+                [](const RLIndexExpr&) { return true; }, [](const RLPropExpr&) { return true; },
+                [](const RLFuncExpr&) { return true; }, [](const RLExistsExpr&) { return true; },
+                [](const RLExpr&) { return false; }});
+    }
+
+    // Appends the block's instructions to the code and returns where they start.
+    Place CompileBlock(const RLExpr* root) {
+        reversed.clear();
+        blockRoot = root;
+        const Place start = CompileNode(root, CompiledRule::holds, CompiledRule::fails);
+        if (start < 0) {
+            return start;
+        }
+        // What was added later is never reached: operands before a constant one.
+        const auto first = reversed.rend() - (start + 1);
+        const auto index = static_cast<Place>(rule.code.size());
+        rule.code.insert(rule.code.end(), first, reversed.rend());
+        return index;
+    }
+
+    // Adds the instructions of a part of the tree, in front of those added before. Returns where
+    // they start.
+    Place CompileNode(const RLExpr* node, Place onTrue, Place onFalse) {
+        if (node == nullptr) {
+            return Add(Opcode::Fallback, {}, onTrue, onFalse);
+        }
+        const bool isShared = nodes[node].uses > 1;
+        if (node != blockRoot && IsBinary(*node) && (isShared || depth >= maxDepth)) {
+            return Call(node, onTrue, onFalse);
+        }
+        ++depth;
+        const Place start = VisitExpression(
+            *node,
+            Overloaded{
+                [&](const RLAndExpr& chain) { return CompileChain(chain, onTrue, onFalse); },
+                [&](const RLOrExpr& chain) { return CompileChain(chain, onTrue, onFalse); },
+                [&](const RLXorExpr& chain) { return CompileXor(chain, onTrue, onFalse); },
+                [&](const RLNotExpr& negation) {
+                    return CompileNode(negation.negatedOperand(), onFalse, onTrue);
+                },
+                [&](const RLEqExpr& eq) { return Compare(eq, Operator::equal, onTrue, onFalse); },
+                [&](const RLNeExpr& ne) {
+                    return Compare(ne, Operator::notEqual, onTrue, onFalse);
+                },
+                [&](const RLLtExpr& lt) { return Compare(lt, Operator::less, onTrue, onFalse); },
+                [&](const RLLeExpr& le) {
+                    return Compare(le, Operator::lessOrEqual, onTrue, onFalse);
+                },
+                [&](const RLGtExpr& gt) { return Compare(gt, Operator::greater, onTrue, onFalse); },
+                [&](const RLGeExpr& ge) {
+                    return Compare(ge, Operator::greaterOrEqual, onTrue, onFalse);
+                },
+                [&](const RLExistsExpr& exists) {
+                    return Add(Opcode::Exists, {node, exists.entryName()}, onTrue, onFalse);
+                },
+                [&](const RLFuncExpr& function) {
+                    return CompileFunction(function, onTrue, onFalse);
+                },
+                [&](const RLExpr&) { return Add(Opcode::Fallback, {node}, onTrue, onFalse); }});
+        --depth;
+        return start;
+    }
+
+    // The operands of a chain of one operator, in the order written. A part of the chain that is
+    // used elsewhere, too, counts as an operand.
+    template <class Node>
+    std::vector<const RLExpr*> OperandsOf(const Node& chain) {
+        std::vector<const RLExpr*> operands = {chain.rightOperand()};
+        const RLExpr* rest = chain.leftOperand();
+        while (rest != nullptr && typeid(*rest) == typeid(Node) && nodes[rest].uses == 1) {
+            operands.push_back(static_cast<const Node*>(rest)->rightOperand());
+            rest = static_cast<const Node*>(rest)->leftOperand();
+        }
+        operands.push_back(rest);
+        std::reverse(operands.begin(), operands.end());
+        return operands;
+    }
+
+    // "&&" and "||": the operands are tested in the order written, up to the one that decides.
+    template <class Node>
+    Place CompileChain(const Node& chain, Place onTrue, Place onFalse) {
+        constexpr bool isAnd = std::is_same_v<Node, RLAndExpr>;
+        const std::vector<const RLExpr*> operands = OperandsOf(chain);
+        Place next = CompileNode(operands.back(), onTrue, onFalse);
+        for (auto operand = operands.rbegin() + 1; operand != operands.rend(); ++operand) {
+            next =
+                isAnd ? CompileNode(*operand, next, onFalse) : CompileNode(*operand, onTrue, next);
+        }
+        return next;
+    }
+
+    // "^^": the operands are tested from the last to the first, as the tree evaluates them. Each
+    // but the last is compiled twice, for an even and for an odd number of true ones behind it.
+    Place CompileXor(const RLXorExpr& chain, Place onTrue, Place onFalse) {
+        const std::vector<const RLExpr*> operands = OperandsOf(chain);
+        // The tree converts the values to bool after it has evaluated them all, which makes a
+        // difference where a conversion fails.
+        if (!std::all_of(operands.begin(), operands.end(), IsBool)) {
+            return Add(Opcode::Fallback, {&chain}, onTrue, onFalse);
+        }
+        Place even = onFalse;
+        Place odd = onTrue;
+        for (auto operand = operands.begin(); operand + 1 != operands.end(); ++operand) {
+            const Place nextEven = CompileTwice(*operand, odd, even);
+            odd = CompileTwice(*operand, even, odd);
+            even = nextEven;
+        }
+        return CompileNode(operands.back(), odd, even);
+    }
+
+    // A node that is compiled at two places: one test at each, or a call of one block.
+    Place CompileTwice(const RLExpr* node, Place onTrue, Place onFalse) {
+        if (node == nullptr) {
+            return CompileNode(node, onTrue, onFalse);
+        }
+        return VisitExpression(
+            *node, Overloaded{[&](const RLBinaryExpr&) { return Call(node, onTrue, onFalse); },
+                              [&](const RLNotExpr& negation) {
+                                  return CompileTwice(negation.negatedOperand(), onFalse, onTrue);
+                              },
+                              [&](const RLExpr&) { return CompileNode(node, onTrue, onFalse); }});
+    }
+
+    Place Compare(const RLRelExpr& comparison, Operator symbol, Place onTrue, Place onFalse) {
+        const RLExpr* const left = comparison.leftOperand();
+        const ConvertedLiteral literal(comparison.literal());
+        Operands operands{&comparison};
+        Opcode opcode = Opcode::Fallback;
+        if (left != nullptr && literal.IsLossless()) {
+            opcode = VisitExpression(
+                *left,
+                Overloaded{
+                    [&](const RLIndexExpr& elements) { return SelectElements(elements, operands); },
+                    [&](const RLPropExpr& property) { return SelectSize(property, operands); },
+                    [](const RLExpr&) { return Opcode::Fallback; }});
+        }
+        if (opcode != Opcode::Fallback && literal.IsConvertibleTo(String)) {
+            operands.text = ConvertedLiteral::AsText(comparison.literal());
+        }
+        const Place start = Add(opcode, operands, onTrue, onFalse);
+        reversed.back().comparison = symbol;
+        reversed.back().literal = literal;
+        return start;
+    }
+
+    static Opcode SelectElements(const RLIndexExpr& elements, Operands& operands) {
+        operands.entryName = elements.entryName();
+        operands.from = elements.first();
+        operands.to = elements.last();
+        const bool allElements = elements.first() <= 0 && elements.last() < 0;
+        return allElements ? Opcode::Compare : Opcode::CompareRange;
+    }
+
+    static Opcode SelectSize(const RLPropExpr& property, Operands& operands) {
+        operands.entryName = property.entryName();
+        return property.propertyName() == "size" ? Opcode::CompareSize : Opcode::Fallback;
+    }
+
+    Place CompileFunction(const RLFuncExpr& function, Place onTrue, Place onFalse) {
+        constexpr std::pair<const char*, StreamChangeType> changeTypes[] = {
+            {"pushed", pushed}, {"popped", popped}, {"changed", changed}};
+        for (const auto& [name, changeType] : changeTypes) {
+            if (function.functionName() == name) {
+                const Place start = Add(Opcode::ChangeType, {&function}, onTrue, onFalse);
+                reversed.back().changeType = changeType;
+                return start;
+            }
+        }
+        return function.functionName() == "true" ? onTrue : onFalse;
+    }
+
+    Place Call(const RLExpr* node, Place onTrue, Place onFalse) {
+        Node& info = nodes[node];
+        if (info.block == CompiledRule::none) {
+            info.block = static_cast<std::uint32_t>(rule.blocks.size());
+            rule.blocks.push_back({});
+            if (info.uses > 1 && info.isPure) {
+                rule.blocks.back().verdict = rule.numVerdicts++;
+            }
+            blockRoots.push_back(node);
+        }
+        const Place start = Add(Opcode::Call, {node}, onTrue, onFalse);
+        reversed.back().block = info.block;
+        return start;
+    }
+
+    Place Add(Opcode opcode, const Operands& operands, Place onTrue, Place onFalse) {
+        Instruction& instruction =
+            reversed.emplace_back(opcode, rule.operands.emplace_back(operands));
+        const auto place = static_cast<Place>(reversed.size() - 1);
+        instruction.onTrue = TargetAt(place, onTrue);
+        instruction.onFalse = TargetAt(place, onFalse);
+        return place;
+    }
+
+    static Instruction::Target TargetAt(Place from, Place to) {
+        return to == CompiledRule::holds   ? Instruction::holds
+               : to == CompiledRule::fails ? Instruction::fails
+                                           : from - to;
+    }
+
+    CompiledRule rule;
+    std::unordered_map<const RLExpr*, Node> nodes;
+    std::vector<const RLExpr*> blockRoots;
+    // Of the block that is being compiled; places count from its end.
+    std::vector<Instruction> reversed;
+    const RLExpr* blockRoot = nullptr;
+    int depth = 0;
+};
+
+}  // namespace
+
+CompiledRule CompileRule(const RLExpr* tree) {
+    return Compiler().Compile(tree);
+}
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,51 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/rule_instruction.h"
+
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+/// The instructions of a rule, and what they refer to.
+struct CompiledRule {
+    static constexpr std::uint32_t none = static_cast<std::uint32_t>(-1);
+
+    /// Index of an instruction, or one of the verdicts below.
+    using Place = std::int32_t;
+    static constexpr Place fails = -1;
+    static constexpr Place holds = -2;
+
+    /// Part of the program that instructions call: it ends in a verdict of its own.
+    struct Block {
+        Place start = fails;
+        /// Where its verdict is kept for later calls during one evaluation; `none` where it is not.
+        std::uint32_t verdict = none;
+    };
+
+    std::vector<Instruction> code;
+    /// 0, or a verdict when there is nothing to test.
+    Place start = fails;
+    /// What `Call` refers to by index.
+    std::vector<Block> blocks;
+    /// Number of verdicts that are kept.
+    std::uint32_t numVerdicts = 0;
+    /// A deque, because instructions point to its elements.
+    std::deque<Operands> operands;
+    /// Whether all nodes of the tree are the library's, so that evaluation does nothing but read.
+    bool isPure = true;
+};
+
+/// Compiles a rule's tree.
+///
+/// Operators become branches: of a comparison in `a && b`, `onTrue` leads to `b` and `onFalse` to
+/// the verdict. A part of the tree that the program may reach on several ways becomes a block, so
+/// that the program is as large as the tree, however often the tree shares its parts.
+/// \param tree \ownership observes: may be null; must outlive the compiled rule
+CompiledRule CompileRule(const RLExpr* tree);
+
+}  // namespace velmora::core::tessaryn
