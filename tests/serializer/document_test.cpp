@@ -115,7 +115,7 @@ TEST(Documents, HaveUpToAThousandLevels) {
     node.AddNode("n", NodeElement);
     for (const auto& [form, begin, open, place] :
          {std::tuple(xml, "<Tree>\n"s, "<n>"s, "line 2, column 3001"s),
-          std::tuple(json, "{\"Tree\":[\n"s, "{\"n\":["s, "line 2, column 6001"s)}) {
+          std::tuple(json, "{\"Tree\":[\n"s, "{\"n\":["s, "line 2, column 6004"s)}) {
         EXPECT_THROW(Write(form, tree), SerializationException) << form.name;
         std::string document = begin;
         for (int level = 0; level < 1'000'000; ++level) {

@@ -152,11 +152,15 @@ void WriteJson(const NodeTree& tree, std::ostream& out) {
 }
 
 NodeTree ReadJson(std::istream& in) {
+    return ReadJson(in, ReadLimits());
+}
+
+NodeTree ReadJson(std::istream& in, const ReadLimits& limits) {
     if (!in) {
         throw SerializationException("Cannot read the JSON document: the stream failed.");
     }
     NodeTree tree;
-    detail::ReadJsonNodes(in, detail::NodeAccess::GetArena(tree));
+    detail::ReadJsonNodes(in, limits, detail::NodeAccess::GetArena(tree));
     return tree;
 }
 

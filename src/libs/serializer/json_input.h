@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "serializer/read_budget.h"
 #include "serializer/serialization_exception.h"
 #include "serializer/text_escapes.h"
 
@@ -18,7 +19,10 @@ namespace velmora::core::serialization::detail {
 /// Reads a stream in chunks and tracks the position of the byte taken last.
 class JsonInput {
   public:
-    explicit JsonInput(std::istream& in) : stream(*in.rdbuf()), chunk(chunkSize, '\0') { Refill(); }
+    JsonInput(std::istream& in, ReadBudget& budget)
+        : stream(*in.rdbuf()), budget(budget), chunk(chunkSize, '\0') {
+        Refill();
+    }
 
     bool IsAtEnd() const { return next == end; }
     char Peek() const { return *next; }
@@ -50,6 +54,9 @@ class JsonInput {
         } catch (const std::exception& exception) {
             Fail(exception.what());
         }
+        if (!budget.AddChunk(static_cast<std::size_t>(length))) {
+            Fail(budget.GetReason());
+        }
         next = chunk.data();
         counted = next;
         end = next + length;
@@ -69,6 +76,7 @@ class JsonInput {
     }
 
     std::streambuf& stream;
+    ReadBudget& budget;
     std::string chunk;
     const char* next = nullptr;
     const char* end = nullptr;

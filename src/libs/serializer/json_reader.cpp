@@ -24,7 +24,8 @@ namespace {
 // Builds the tree from the parser's events and throws at the first that does not belong to one.
 class JsonTreeBuilder : public nlohmann::json::json_sax_t {
   public:
-    JsonTreeBuilder(JsonInput& input, NodeArena& arena) : input(input), arena(arena) {
+    JsonTreeBuilder(JsonInput& input, ReadBudget& budget, NodeArena& arena)
+        : input(input), budget(budget), arena(arena) {
         frames.push_back({Frame::Kind::Document, nullptr, Member::None, 0});
     }
 
@@ -65,6 +66,12 @@ class JsonTreeBuilder : public nlohmann::json::json_sax_t {
     };
 
     [[noreturn]] void Fail(const std::string& reason) const { input.Fail(reason); }
+    // Fails unless the budget allowed something.
+    void Require(bool isWithinLimits) const {
+        if (!isWithinLimits) {
+            Fail(budget.GetReason());
+        }
+    }
     [[noreturn]] void FailAtNumber() const {
         Fail("Unexpected number: only flags are numbers, 32-bit unsigned integers.");
     }
@@ -75,6 +82,7 @@ class JsonTreeBuilder : public nlohmann::json::json_sax_t {
     std::string UnescapeText(const std::string& text) const;
 
     JsonInput& input;
+    ReadBudget& budget;
     NodeArena& arena;
     std::vector<Frame> frames;
     std::size_t depth = 0;
@@ -116,11 +124,13 @@ bool JsonTreeBuilder::string(std::string& value) {
         Fail("Unexpected string: flags are a number, nodes a list.");
     } else if (frame.member == Member::Name) {
         record->name = UnescapeText(value);
+        Require(budget.AddText(*record, record->name));
         return true;
     }
     const bool isEscaped = isMember && frame.member == Member::EscapedValue;
     record->value = isEscaped ? UnescapeText(value) : std::move(value);
     record->hasValue = true;
+    Require(budget.AddText(*record, record->value));
     return true;
 }
 
@@ -129,9 +139,7 @@ bool JsonTreeBuilder::start_object(std::size_t /*count*/) {
     switch (frame.kind) {
         case Frame::Kind::Document:
         case Frame::Kind::Nodes:
-            if (frame.kind == Frame::Kind::Nodes && ++depth > maxDepth) {
-                Fail("The tree has more than " + std::to_string(maxDepth) + " levels.");
-            }
+            depth += frame.kind == Frame::Kind::Nodes ? 1 : 0;
             frames.push_back({Frame::Kind::Node, nullptr, Member::None, 0});
             break;
         case Frame::Kind::Node:
@@ -161,6 +169,7 @@ void JsonTreeBuilder::BeginNode(Frame& frame, std::string& name) {
     const Frame& parent = *(frames.end() - 2);
     if (parent.kind == Frame::Kind::Nodes) {
         frame.record = &arena.Add(*parent.record, std::move(name), NodeElement);
+        Require(budget.AddNode(*frame.record, depth));
     } else if (name == rootElement) {
         frame.record = &arena.GetRoot();
     } else {
@@ -243,9 +252,12 @@ bool JsonTreeBuilder::parse_error(std::size_t /*position*/, const std::string& /
 
 }  // namespace
 
-void ReadJsonNodes(std::istream& in, NodeArena& arena) {
-    JsonInput input(in);
-    JsonTreeBuilder builder(input, arena);
+void ReadJsonNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena) {
+    // The parser keeps the bytes of a token for messages and its text in buffers that double.
+    constexpr unsigned maxCopies = 4;
+    ReadBudget budget(limits, maxCopies);
+    JsonInput input(in, budget);
+    JsonTreeBuilder builder(input, budget, arena);
     nlohmann::json::sax_parse(JsonInputIterator(input), JsonInputIterator(), &builder);
     // The parser takes a NUL byte for the end of the document.
     if (input.GetLast() == '\0') {

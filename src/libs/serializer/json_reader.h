@@ -4,6 +4,7 @@
 #pragma once
 
 #include "serializer/node_arena.h"
+#include "serializer/read_limits.h"
 
 #include <iosfwd>
 #include <string_view>
@@ -19,7 +20,7 @@ constexpr std::string_view nodesMember = "nodes";
 
 /// Reads a document into an arena that consists of the root.
 ///
-/// \throws SerializationException when the document is malformed
-void ReadJsonNodes(std::istream& in, NodeArena& arena);
+/// \throws SerializationException when the document is malformed or exceeds a limit
+void ReadJsonNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena);
 
 }  // namespace velmora::core::serialization::detail

@@ -109,11 +109,15 @@ void WriteXml(const NodeTree& tree, std::ostream& out) {
 }
 
 NodeTree ReadXml(std::istream& in) {
+    return ReadXml(in, ReadLimits());
+}
+
+NodeTree ReadXml(std::istream& in, const ReadLimits& limits) {
     if (!in) {
         throw SerializationException("Cannot read the XML document: the stream failed.");
     }
     NodeTree tree;
-    detail::ReadXmlNodes(in, detail::NodeAccess::GetArena(tree));
+    detail::ReadXmlNodes(in, limits, detail::NodeAccess::GetArena(tree));
     return tree;
 }
 

@@ -5,6 +5,7 @@
 
 #include "serializer/export.h"
 #include "serializer/node_tree.h"
+#include "serializer/read_limits.h"
 
 #include <iosfwd>
 
@@ -33,5 +34,10 @@ VELMORA_SERIALIZER_API void WriteXml(const NodeTree& tree, std::ostream& out);
 ///     represent a tree or has more than 1,000 levels below its root; the message gives line and
 ///     column, both counted from 1
 VELMORA_SERIALIZER_API NodeTree ReadXml(std::istream& in);
+
+/// As above, within limits.
+///
+/// \throws SerializationException also when the document exceeds a limit
+VELMORA_SERIALIZER_API NodeTree ReadXml(std::istream& in, const ReadLimits& limits);
 
 }  // namespace velmora::core::serialization

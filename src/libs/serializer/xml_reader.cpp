@@ -4,6 +4,7 @@
 #include "serializer/xml_reader.h"
 
 #include "serializer/document.h"
+#include "serializer/read_budget.h"
 #include "serializer/text_escapes.h"
 
 #include <Poco/Ascii.h>
@@ -38,17 +39,27 @@ std::string_view TrimEnd(std::string_view text) {
 // Builds the tree from the parser's events and throws at the first that does not belong to one.
 class XmlTreeBuilder {
   public:
-    XmlTreeBuilder(XML_Parser parser, NodeArena& arena) : parser(parser), arena(arena) {}
+    XmlTreeBuilder(XML_Parser parser, ReadBudget& budget, NodeArena& arena)
+        : parser(parser), budget(budget), arena(arena) {}
 
     void Open(const std::string& element, const char* const* attributes);
     void Close();
-    void AddText(std::string_view chunk) { text += text.empty() ? TrimStart(chunk) : chunk; }
+    void AddText(std::string_view chunk) {
+        text += text.empty() ? TrimStart(chunk) : chunk;
+        Require(budget.CheckText(text));
+    }
     /// Throws a `SerializationException` with the position of the current event.
     [[noreturn]] void Fail(const std::string& reason) const;
 
   private:
     enum class TextForm { Verbatim, Empty, Escaped };
 
+    // Fails unless the budget allowed something.
+    void Require(bool isWithinLimits) const {
+        if (!isWithinLimits) {
+            Fail(budget.GetReason());
+        }
+    }
     void OpenValue();
     void OpenNode(const std::string& element);
     void ReadAttributes(const char* const* attributes);
@@ -57,6 +68,7 @@ class XmlTreeBuilder {
     void TakeValue();
 
     XML_Parser parser;
+    ReadBudget& budget;
     NodeArena& arena;
 
     // The node whose element is open. Null outside the outermost element.
@@ -117,10 +129,9 @@ void XmlTreeBuilder::OpenNode(const std::string& element) {
     if (element != anyNodeElement && !IsElementName(element)) {
         Fail("Invalid element name " + Quote(element) + ".");
     }
-    if (++depth > maxDepth) {
-        Fail("The tree has more than " + std::to_string(maxDepth) + " levels.");
-    }
+    ++depth;
     current = &arena.Add(*current, element, NodeElement);
+    Require(budget.AddNode(*current, depth));
 }
 
 // The attributes are pairs of name and value, followed by null.
@@ -137,6 +148,7 @@ void XmlTreeBuilder::ReadAttributes(const char* const* attributes) {
                 Fail("Invalid escape sequence in " + Quote(value) + ".");
             }
             current->name = std::move(*name);
+            Require(budget.AddText(*current, current->name));
             hasName = true;
         } else if (attribute == flagsAttribute && !inValue) {
             ReadFlags(value);
@@ -196,14 +208,17 @@ void XmlTreeBuilder::TakeValue() {
         current->value = content;
         current->hasValue = true;
     }
+    Require(budget.AddText(*current, current->value));
 }
 
 // Runs the parser. An exception must not cross its C functions: it is stored, the parser stopped,
 // and the exception rethrown when the parser has returned.
 class XmlParser {
   public:
-    explicit XmlParser(NodeArena& arena)
-        : parser(XML_ParserCreate(nullptr), &XML_ParserFree), builder(parser.get(), arena) {
+    XmlParser(const ReadLimits& limits, NodeArena& arena)
+        : parser(XML_ParserCreate(nullptr), &XML_ParserFree),
+          budget(limits, maxCopies),
+          builder(parser.get(), budget, arena) {
         if (parser == nullptr) {
             throw std::bad_alloc();
         }
@@ -234,6 +249,9 @@ class XmlParser {
     void Parse(std::istream& in);
 
   private:
+    // The parser moves a token from one buffer to one of twice the size, and attributes to a third.
+    static constexpr unsigned maxCopies = 4;
+
     template <class Action>
     static void Handle(void* self, Action action) {
         XmlParser& parser = *static_cast<XmlParser*>(self);
@@ -252,6 +270,7 @@ class XmlParser {
     std::streamsize Read(std::istream& in, char* buffer, std::size_t length) const;
 
     std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser;
+    ReadBudget budget;
     XmlTreeBuilder builder;
     std::exception_ptr failure;
 };
@@ -299,6 +318,9 @@ void XmlParser::Parse(std::istream& in) {
         }
         const std::streamsize length = Read(in, static_cast<char*>(buffer), chunkSize);
         isLast = static_cast<std::size_t>(length) < chunkSize;
+        if (!budget.AddChunk(static_cast<std::size_t>(length))) {
+            builder.Fail(budget.GetReason());
+        }
         if (XML_ParseBuffer(parser.get(), static_cast<int>(length), isLast ? 1 : 0) !=
             XML_STATUS_OK) {
             if (failure != nullptr) {
@@ -334,8 +356,8 @@ bool IsElementName(std::string_view name) {
            Poco::icompare(std::string(name.substr(0, prefixLength)), "xml") != 0;
 }
 
-void ReadXmlNodes(std::istream& in, NodeArena& arena) {
-    XmlParser(arena).Parse(in);
+void ReadXmlNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena) {
+    XmlParser(limits, arena).Parse(in);
     DeriveFlags(arena);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "serializer/node_arena.h"
+#include "serializer/read_limits.h"
 
 #include <iosfwd>
 #include <string_view>
@@ -26,7 +27,7 @@ bool IsElementName(std::string_view name);
 
 /// Reads a document into an arena that consists of the root.
 ///
-/// \throws SerializationException when the document is malformed
-void ReadXmlNodes(std::istream& in, NodeArena& arena);
+/// \throws SerializationException when the document is malformed or exceeds a limit
+void ReadXmlNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena);
 
 }  // namespace velmora::core::serialization::detail
