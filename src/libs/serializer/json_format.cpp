@@ -18,11 +18,6 @@ using detail::NodeRecord;
 
 namespace {
 
-bool NeedsEscape(char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte == '"' || byte == '\\' || byte < 0x20U || byte == 0x7FU;
-}
-
 void WriteEscape(DocumentOutput& out, char character) {
     constexpr std::string_view digits = "0123456789abcdef";
     const auto byte = static_cast<unsigned char>(character);
@@ -48,9 +43,13 @@ void WriteEscape(DocumentOutput& out, char character) {
 // Writes well-formed UTF-8 as a string. Poco::toJSON leaves U+007F as it is and looks at each
 // character by itself.
 void WriteString(DocumentOutput& out, std::string_view text) {
+    const auto needsEscape = [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte == '"' || byte == '\\' || byte < 0x20U || byte == 0x7FU;
+    };
     out << '"';
     for (auto at = text.begin(); at != text.end();) {
-        const auto special = std::find_if(at, text.end(), NeedsEscape);
+        const auto special = std::find_if(at, text.end(), needsEscape);
         out << std::string_view(at, special);
         at = special;
         if (at != text.end()) {

@@ -10,17 +10,6 @@
 
 namespace velmora::core::serialization::detail {
 
-namespace {
-
-const std::size_t localCapacity = std::string().capacity();
-
-// The bytes that a text takes beside the string object.
-std::uint64_t GetHeapSize(const std::string& text) {
-    return text.capacity() > localCapacity ? text.capacity() + 1 : 0;
-}
-
-}  // namespace
-
 ReadBudget::ReadBudget(const ReadLimits& limits, unsigned maxCopies)
     : limits(limits), maxCopies(maxCopies) {
     this->limits.maxDepth = std::min(limits.maxDepth, maxDepth);
@@ -38,8 +27,7 @@ bool ReadBudget::AddChunk(std::size_t length) {
     return CheckMemory(pending * maxCopies, nullptr);
 }
 
-bool ReadBudget::AddNode(const NodeRecord& record, std::size_t depth) {
-    hasEvent = true;
+bool ReadBudget::CheckNode(const NodeRecord& record, std::size_t depth) {
     if (++nodes > limits.maxNodes) {
         reason = "Node " + Quote(record.name) + " exceeds the limit of " +
                  std::to_string(limits.maxNodes) + " nodes.";
@@ -50,33 +38,10 @@ bool ReadBudget::AddNode(const NodeRecord& record, std::size_t depth) {
                  std::to_string(limits.maxDepth) + " levels.";
         return false;
     }
-    const std::uint64_t count = sizeof(NodeRecord) + GetHeapSize(record.name);
-    if (!CheckMemory(count, &record)) {
-        return false;
-    }
-    memory += count;
     return true;
 }
 
-bool ReadBudget::AddText(const NodeRecord& record, const std::string& text) {
-    hasEvent = true;
-    const std::uint64_t count = GetHeapSize(text);
-    if (!CheckMemory(count, &record)) {
-        return false;
-    }
-    memory += count;
-    return true;
-}
-
-bool ReadBudget::CheckText(std::string_view text) {
-    hasEvent = true;
-    return CheckMemory(text.size() * maxCopies, nullptr);
-}
-
-bool ReadBudget::CheckMemory(std::uint64_t count, const NodeRecord* owner) {
-    if (memory <= limits.maxMemory && count <= limits.maxMemory - memory) {
-        return true;
-    }
+bool ReadBudget::RefuseMemory(std::uint64_t count, const NodeRecord* owner) {
     const std::string name =
         owner == nullptr ? "A tag, text or comment" : "Node " + Quote(owner->name);
     reason = name + " needs " + std::to_string(count) + " bytes of memory beside the " +

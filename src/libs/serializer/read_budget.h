@@ -25,16 +25,41 @@ class ReadBudget {
     /// Counts a chunk of the document, before it is parsed.
     bool AddChunk(std::size_t length);
     /// Counts a node with its name, at a depth.
-    bool AddNode(const NodeRecord& record, std::size_t depth);
+    bool AddNode(const NodeRecord& record, std::size_t depth) {
+        hasEvent = true;
+        const std::uint64_t count = sizeof(NodeRecord) + GetHeapSize(record.name);
+        return CheckNode(record, depth) && CheckMemory(count, &record) && TakeMemory(count);
+    }
     /// Counts the value or the replaced name of a node.
-    bool AddText(const NodeRecord& record, const std::string& text);
+    bool AddText(const NodeRecord& record, const std::string& text) {
+        hasEvent = true;
+        const std::uint64_t count = GetHeapSize(text);
+        return CheckMemory(count, &record) && TakeMemory(count);
+    }
     /// Checks whether there is memory for a text that is not complete yet.
-    bool CheckText(std::string_view text);
+    bool CheckText(std::string_view text) {
+        hasEvent = true;
+        return CheckMemory(text.size() * maxCopies, nullptr);
+    }
 
     const std::string& GetReason() const { return reason; }
 
   private:
-    bool CheckMemory(std::uint64_t count, const NodeRecord* owner);
+    // The bytes that a text takes beside the string object.
+    static std::uint64_t GetHeapSize(const std::string& text) {
+        constexpr std::size_t localCapacity = 15;
+        return text.capacity() > localCapacity ? text.capacity() + 1 : 0;
+    }
+    bool TakeMemory(std::uint64_t count) {
+        memory += count;
+        return true;
+    }
+    bool CheckNode(const NodeRecord& record, std::size_t depth);
+    bool CheckMemory(std::uint64_t count, const NodeRecord* owner) {
+        return (memory <= limits.maxMemory && count <= limits.maxMemory - memory) ||
+               RefuseMemory(count, owner);
+    }
+    bool RefuseMemory(std::uint64_t count, const NodeRecord* owner);
 
     ReadLimits limits;
     unsigned maxCopies;

@@ -17,6 +17,15 @@ bool IsControl(char character) {
     return byte < 0x20U || byte == 0x7FU;
 }
 
+// Most texts are ASCII. Without an exit from its loop, this is done for many bytes at once.
+bool IsAscii(std::string_view text) {
+    unsigned char bits = 0;
+    for (const char character : text) {
+        bits |= static_cast<unsigned char>(character);
+    }
+    return bits < 0x80U;
+}
+
 void AppendEscape(std::string& out, char character) {
     constexpr std::string_view digits = "0123456789abcdef";
     const auto byte = static_cast<unsigned char>(character);
@@ -67,14 +76,25 @@ std::size_t ReadEscape(std::string_view text, std::string& out) {
 }  // namespace
 
 bool IsUtf8(std::string_view text) {
-    return utf8::is_valid(text.begin(), text.end());
+    return IsAscii(text) || utf8::is_valid(text.begin(), text.end());
 }
 
 bool NeedsEscapes(std::string_view text) {
-    return text.starts_with(' ') || text.ends_with(' ') ||
-           std::any_of(text.begin(), text.end(), IsControl) ||
-           // U+FFFE and U+FFFF are well-formed, but XML excludes both.
-           text.find("\xEF\xBF\xBE") != std::string_view::npos ||
+    if (text.starts_with(' ') || text.ends_with(' ')) {
+        return true;
+    }
+    unsigned char bits = 0;
+    for (const char character : text) {
+        if (IsControl(character)) {
+            return true;
+        }
+        bits |= static_cast<unsigned char>(character);
+    }
+    if (bits < 0x80U) {
+        return false;
+    }
+    // U+FFFE and U+FFFF are well-formed, but XML excludes both.
+    return text.find("\xEF\xBF\xBE") != std::string_view::npos ||
            text.find("\xEF\xBF\xBF") != std::string_view::npos || !IsUtf8(text);
 }
 

@@ -18,26 +18,34 @@ using detail::NodeRecord;
 
 namespace {
 
+void WriteEntity(DocumentOutput& out, char character) {
+    switch (character) {
+        case '&':
+            out << "&amp;";
+            break;
+        case '<':
+            out << "&lt;";
+            break;
+        case '>':
+            out << "&gt;";
+            break;
+        default:
+            out << "&quot;";
+    }
+}
+
 void WriteMarkup(DocumentOutput& out, std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t special = std::min(text.find_first_of("&<>\"", at), text.size());
-        out << text.substr(at, special - at);
-        if (special < text.size()) {
-            switch (text[special]) {
-                case '&':
-                    out << "&amp;";
-                    break;
-                case '<':
-                    out << "&lt;";
-                    break;
-                case '>':
-                    out << "&gt;";
-                    break;
-                default:
-                    out << "&quot;";
-            }
+    const auto needsEntity = [](char character) {
+        return character == '&' || character == '<' || character == '>' || character == '"';
+    };
+    for (auto at = text.begin(); at != text.end();) {
+        const auto special = std::find_if(at, text.end(), needsEntity);
+        out << std::string_view(at, special);
+        at = special;
+        if (at != text.end()) {
+            WriteEntity(out, *at);
+            ++at;
         }
-        at = special + 1;
     }
 }
 

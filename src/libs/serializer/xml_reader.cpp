@@ -26,14 +26,22 @@ namespace velmora::core::serialization::detail {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
+bool IsBlank(char character) {
+    return character == ' ' || character == '\n' || character == '\t' || character == '\r';
+}
 
 std::string_view TrimStart(std::string_view text) {
-    return text.substr(std::min(text.find_first_not_of(blanks), text.size()));
+    while (!text.empty() && IsBlank(text.front())) {
+        text.remove_prefix(1);
+    }
+    return text;
 }
 
 std::string_view TrimEnd(std::string_view text) {
-    return text.substr(0, text.find_last_not_of(blanks) + 1);
+    while (!text.empty() && IsBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
 // Builds the tree from the parser's events and throws at the first that does not belong to one.
@@ -42,7 +50,7 @@ class XmlTreeBuilder {
     XmlTreeBuilder(XML_Parser parser, ReadBudget& budget, NodeArena& arena)
         : parser(parser), budget(budget), arena(arena) {}
 
-    void Open(const std::string& element, const char* const* attributes);
+    void Open(std::string_view element, const char* const* attributes);
     void Close();
     void AddText(std::string_view chunk) {
         text += text.empty() ? TrimStart(chunk) : chunk;
@@ -61,7 +69,7 @@ class XmlTreeBuilder {
         }
     }
     void OpenValue();
-    void OpenNode(const std::string& element);
+    void OpenNode(std::string_view element);
     void ReadAttributes(const char* const* attributes);
     void ReadFlags(std::string_view value);
     void CheckNoText() const;
@@ -97,7 +105,7 @@ void XmlTreeBuilder::CheckNoText() const {
     }
 }
 
-void XmlTreeBuilder::Open(const std::string& element, const char* const* attributes) {
+void XmlTreeBuilder::Open(std::string_view element, const char* const* attributes) {
     CheckNoText();
     if (inValue || form != TextForm::Verbatim) {
         Fail("Unexpected element " + Quote(element) + " inside a value.");
@@ -118,7 +126,7 @@ void XmlTreeBuilder::OpenValue() {
     inValue = true;
 }
 
-void XmlTreeBuilder::OpenNode(const std::string& element) {
+void XmlTreeBuilder::OpenNode(std::string_view element) {
     if (current == nullptr) {
         if (element != rootElement) {
             Fail("Expected 'Tree' as the outermost element, found " + Quote(element) + ".");
@@ -130,7 +138,7 @@ void XmlTreeBuilder::OpenNode(const std::string& element) {
         Fail("Invalid element name " + Quote(element) + ".");
     }
     ++depth;
-    current = &arena.Add(*current, element, NodeElement);
+    current = &arena.Add(*current, std::string(element), NodeElement);
     Require(budget.AddNode(*current, depth));
 }
 
@@ -351,8 +359,11 @@ bool IsElementName(std::string_view name) {
         return Poco::Ascii::isAlphaNumeric(character) || character == '_' || character == '.' ||
                character == '-';
     };
+    if (!std::all_of(name.begin(), name.end(), isNamePart)) {
+        return false;
+    }
     constexpr std::size_t prefixLength = 3;
-    return std::all_of(name.begin(), name.end(), isNamePart) &&
+    return Poco::Ascii::toLower(name.front()) != 'x' ||
            Poco::icompare(std::string(name.substr(0, prefixLength)), "xml") != 0;
 }
 
