@@ -6,6 +6,7 @@
 
 #include "common/split.h"
 #include "support/rules.h"
+#include "tessaryn/rule_check.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/subscription_rules.h"
@@ -71,15 +72,24 @@ std::string Evaluate(const std::string& rule, Sample& sample) {
         [&] { return std::unique_ptr<ISubscriptionRule>(Expression(rule))->Applies(args); });
 }
 
+// The stream type of the cookbook, with the sizes of its sample.
+StreamType CookbookType() {
+    StreamType type;
+    for (const Row& entry : Table("## Cookbook")) {
+        const BaseType entryType = GetTypeFromString(Code(entry[1]));
+        const std::size_t size = utils::Split(Code(entry[2]), ' ').size();
+        const bool isEmpty = entryType == String || entry[2].empty();
+        type.Add(Code(entry[0]), entryType, isEmpty ? 0 : static_cast<unsigned int>(size));
+    }
+    return type;
+}
+
 TEST(RuleLanguagePage, CookbookHasTheResultOfEachRecipe) {
     const std::vector<Row> entries = Table("## Cookbook");
     const std::vector<Row> recipes = Table("### Recipes");
     ASSERT_GE(entries.size(), 5U);
     ASSERT_GE(recipes.size(), 40U);
-    StreamType type;
-    for (const Row& entry : entries) {
-        type.Add(Code(entry[0]), GetTypeFromString(Code(entry[1])), 0);
-    }
+    StreamType type = CookbookType();
     Sample sample(&type, Poco::Timestamp());
     for (const Row& entry : entries) {
         const unsigned short id = type.EntryId(Code(entry[0]));
@@ -88,8 +98,7 @@ TEST(RuleLanguagePage, CookbookHasTheResultOfEachRecipe) {
             continue;
         }
         const std::vector<std::string> elements = utils::Split(Code(entry[2]), ' ');
-        sample.Resize(id, static_cast<unsigned int>(elements.size()));
-        for (unsigned int i = 0; i < elements.size(); ++i) {
+        for (unsigned int i = 0; i < sample.GetSize(id); ++i) {
             sample.Set(id, i, elements[i]);
         }
     }
@@ -97,6 +106,45 @@ TEST(RuleLanguagePage, CookbookHasTheResultOfEachRecipe) {
         ASSERT_TRUE(recipe.size() == 3 && !recipe[2].empty()) << recipe[0];
         EXPECT_THAT(Evaluate(Code(recipe[1]), sample), testing::EndsWith(Code(recipe[2])))
             << recipe[1];
+    }
+}
+
+TEST(RuleLanguagePage, RecipesHaveFindingsWhereTheyShowWhatFails) {
+    const StreamType type = CookbookType();
+    std::vector<std::string> withFindings;
+    for (const Row& recipe : Table("### Recipes")) {
+        const std::vector<RuleFinding> findings = CheckRule(Code(recipe[1]), type);
+        const bool canThrow = std::any_of(findings.begin(), findings.end(),
+                                          [](const RuleFinding& each) { return each.CanThrow(); });
+        const std::string result = Code(recipe[2]);
+        EXPECT_EQ(canThrow, result != "true" && result != "false") << recipe[1];
+        if (!findings.empty()) {
+            withFindings.push_back(Code(recipe[1]));
+        }
+    }
+    EXPECT_THAT(withFindings,
+                testing::ElementsAre(
+                    "count > -1", "count <= -1", "small < 300", "small == -128.0", "note == \"\"",
+                    "arr[3] != 9", "none.front == 9", "(x)", "!nosuch", "nosuch == 7",
+                    "nosuch != 7", "nosuch.exists == false || nosuch < 5", "nosuch[0]", "arr[:]"));
+}
+
+TEST(RuleLanguagePage, FindingsHaveTheirKinds) {
+    const std::vector<std::string> kinds = {
+        "missingEntry",    "unknownProperty",  "unknownFunction", "literalNeverFits",
+        "missingOperand",  "evaluationThrows", "uncomparedValue", "uncomparedEntry",
+        "indexBeyondSize", "neverHolds"};
+    const StreamType type = CookbookType();
+    const std::vector<Row> rows = Table("## Checking a rule");
+    EXPECT_EQ(rows.size(), kinds.size());
+    for (const Row& row : rows) {
+        for (const std::string& rule : CodesIn(row[1])) {
+            std::vector<std::string> found;
+            for (const RuleFinding& finding : CheckRule(rule, type)) {
+                found.push_back(kinds.at(finding.kind));
+            }
+            EXPECT_THAT(found, testing::Contains(Code(row[0]))) << rule;
+        }
     }
 }
 

@@ -108,7 +108,7 @@ inline Outcome RunTool(const std::string& line, const std::string& input = {}) {
     return process.Wait();
 }
 
-/// Runs the program where it has to fail: with one sentence and nothing else.
+/// Runs the program where it has to fail: with one sentence and, below it, indented lines.
 /// \param reason a part of the sentence
 inline void ExpectFailure(const std::string& line, const std::string& reason,
                           const std::string& input = {}) {
@@ -116,7 +116,7 @@ inline void ExpectFailure(const std::string& line, const std::string& reason,
     const Outcome run = RunTool(line, input);
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.out, "");
-    EXPECT_THAT(run.err, testing::MatchesRegex("tessaryn: [^\n]*\n"));
+    EXPECT_THAT(run.err, testing::MatchesRegex("tessaryn: [^\n]*\n(  [^\n]*\n)*"));
     EXPECT_THAT(run.err, testing::HasSubstr(reason));
 }
 

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace velmora::tool {
 
@@ -11,6 +13,14 @@ namespace velmora::tool {
 class CommandError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+    /// \param details lines to print below the message, each ended by a line feed
+    CommandError(const std::string& message, std::string details)
+        : std::runtime_error(message), details(std::move(details)) {}
+
+    const std::string& GetDetails() const { return details; }
+
+  private:
+    std::string details;
 };
 
 }  // namespace velmora::tool

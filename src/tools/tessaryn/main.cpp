@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 #include <Poco/Exception.h>
 
+#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
@@ -102,6 +103,10 @@ int main(int argc, char** argv) {
     velmora::tool::ReserveStandardDescriptors();
     try {
         return velmora::tool::Run(argc, argv);
+    } catch (const velmora::tool::CommandError& error) {
+        const int status = velmora::tool::Fail(error.what());
+        std::fputs(error.GetDetails().c_str(), stderr);
+        return status;
     } catch (const Poco::Exception& error) {
         return velmora::tool::Fail(error.displayText());
     } catch (const std::exception& error) {

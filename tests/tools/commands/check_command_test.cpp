@@ -23,12 +23,34 @@ TEST(CheckCommand, PrintsTheTreeAndWhatCanNeverMatch) {
     const std::string tree = "&&\n >\n  index: force[0:-1]\n  2\n prop: y.exists\n";
     check("'force > 2 && y.exists'", 0, tree);
     check("'force > 2 && y.exists'" + type + "'", 1,
-          tree + "warning: The stream type has no entry 'y'\n");
+          tree +
+              "warning: The stream type has no entry 'y'\n"
+              "  force > 2 && y.exists\n"
+              "               ^\n");
     check("'wave == \"a\x1b\"'" + type + "@1.0.0'", 1,
-          "==\n index: wave[0:-1]\n a\\x1b\nwarning: The literal 'a\\x1b' does not convert to "
-          "Int8: the comparison '== a\\x1b' never holds\n");
+          "==\n index: wave[0:-1]\n a\\x1b\nwarning: The literal '\"a\\x1b\"' does not convert "
+          "to Int8: the comparison never holds\n"
+          "  wave == \"a\\x1b\"\n"
+          "          ^~~~~~~\n");
+    // Elements beyond the initial size are no warning, since a document does not have that size.
+    check("'wave[7] == 1'" + type + "@1.0.0'", 0, "==\n index: wave[7:7]\n 1\n");
+    // Without a type, the operands, functions and properties are checked.
+    check("'x > 1 &&'", 1,
+          "&&\n >\n  index: x[0:-1]\n  1\n"
+          "warning: The operator '&&' has no right operand: evaluation throws\n"
+          "  x > 1 &&\n"
+          "        ^~\n");
+    check("'x.length == 1'", 1,
+          "==\n prop: x.length\n 1\n"
+          "warning: There is no property 'length': 'x.length' has no value\n"
+          "  x.length == 1\n"
+          "    ^~~~~~ did you mean 'size'?\n");
     check("count.exists" + type + "'", 0, "prop: count.exists\n");
-    ExpectFailure("check 'x >'", "rule 'x >': Misplaced token");
+    ExpectFailure("check 'x >'", "rule 'x >': Misplaced token\n  x >\n     ^\n");
+    ExpectFailure("check 'force > count'" + type + "'",
+                  "rule 'force > count': Misplaced identifier: count\n  force > count\n          "
+                  "^~~~~ two entries cannot be compared: 'count' is an entry\n");
+    ExpectFailure("check ''", "rule '' is empty");
     ExpectFailure("check x" + type + "@9.0.0'", ": there is no type 'line 1:press@9.0.0'");
     ExpectFailure("check x" + type + "@new'", "'new'");
     ExpectFailure("check x --type " + file, "is not FILE:PATH");

@@ -63,9 +63,10 @@ TEST(WatchCommand, WarnsOfWhatCanNeverMatch) {
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "2020-01-01T00:00:01Z stdin [x>2] x=5\n");
     const std::string beginning = "tessaryn: warning: rule 'y > 1 || x == 300': The ";
-    EXPECT_EQ(run.err, beginning + "stream type has no entry 'y'\n" + beginning +
-                           "literal '300' does not convert to Int8: the comparison '== 300' never "
-                           "holds\n");
+    EXPECT_EQ(run.err, beginning + "stream type has no entry 'y'\n" + "  y > 1 || x == 300\n  ^\n" +
+                           beginning +
+                           "literal '300' does not convert to Int8: the comparison never holds\n" +
+                           "  y > 1 || x == 300\n                ^~~ Int8 holds -128 to 127\n");
 }
 
 TEST(WatchCommand, ReportsABadCommandLine) {
@@ -73,9 +74,9 @@ TEST(WatchCommand, ReportsABadCommandLine) {
         {"", "A subcommand is required"},
         {"watch - --nonsense", "The following argument was not expected: --nonsense"},
         {"watch no/such.csv", "cannot open 'no/such.csv': No such file or directory"},
-        {"watch - --rule 'x >'", "rule 'x >': Misplaced token"},
-        {"watch - --rule ''",
-         "stdin:2: rule '' cannot be evaluated: Invalid access: Can not convert empty value."},
+        {"watch - --rule 'x = 5'",
+         "rule 'x = 5': Expected: '(', '[' or '.'\n  x = 5\n    ^ write '==' instead of '='"},
+        {"watch - --rule ''", "rule '' is empty"},
         {"watch - --max-size 0", "A stream can not keep 0 samples: allowed are 1 to 2147483647."},
         {"watch - --for soon", "--for 'soon' is not a duration such as 250ms, 3s, 2m or 1h"},
         {"watch - --every 1s", "--every is for the source host only"},

@@ -7,11 +7,14 @@
 #include "document/document.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/rule_check.h"
+#include "tessaryn/rule_syntax_exception.h"
+#include "tessaryn/stream_type.h"
 #include "text/escaped_text.h"
+#include "text/rule_excerpt.h"
 
-#include <Poco/Exception.h>
 #include <Poco/String.h>
 
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
@@ -26,9 +29,8 @@ constexpr const char* details =
 
 --type compares the rule with a type of a document that "tessaryn watch --save" wrote:
 PATH is the path that "tessaryn show" prints; the newest version is used unless
-@VERSION follows. A warning is printed for each entry or function that does not exist
-and for each literal that does not convert to the type of its entry: such a comparison
-never matches.
+@VERSION follows. A warning is printed for what can never match or cannot be evaluated,
+with its place in the rule. Without --type, entries are not checked.
 
 Exit status: 0 without warnings, 1 with warnings, 2 when the text is not a rule or the
 type cannot be read.)";
@@ -76,12 +78,28 @@ const tsn::StreamType& FindType(const Document& document, const TypeAddress& add
     return *type;
 }
 
-std::string Describe(const std::string& rule) {
-    try {
-        return tsn::DescribeRule(rule);
-    } catch (const Poco::SyntaxException& error) {
-        throw CommandError("rule " + Quoted(rule) + ": " + error.message());
+// Whether a finding is true of every type.
+bool IsOfEveryType(const tsn::RuleFinding& finding) {
+    return finding.kind == tsn::RuleFinding::missingOperand ||
+           finding.kind == tsn::RuleFinding::unknownProperty ||
+           finding.kind == tsn::RuleFinding::unknownFunction;
+}
+
+std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
+    if (options.type.empty()) {
+        std::vector<tsn::RuleFinding> findings = tsn::CheckRule(options.rule, tsn::StreamType());
+        std::erase_if(findings, std::not_fn(IsOfEveryType));
+        return findings;
     }
+    const TypeAddress address = SplitAddress(options.type);
+    const Document document(address.file);
+    std::vector<tsn::RuleFinding> findings =
+        tsn::CheckRule(options.rule, FindType(document, address));
+    // A document does not have the initial sizes of its types.
+    std::erase_if(findings, [](const tsn::RuleFinding& finding) {
+        return finding.kind == tsn::RuleFinding::indexBeyondSize;
+    });
+    return findings;
 }
 
 // Appends lines, each escaped.
@@ -107,20 +125,23 @@ CLI::App* AddCheckCommand(CLI::App& app, CheckOptions& options) {
 }
 
 bool RunCheck(const CheckOptions& options) {
-    const std::string tree = Describe(options.rule);
+    std::string tree;
+    std::vector<tsn::RuleFinding> findings;
+    try {
+        findings = Check(options);
+        tree = tsn::DescribeRule(options.rule);
+    } catch (const tsn::RuleSyntaxException& error) {
+        throw CommandError("rule " + Quoted(options.rule) + ": " + error.message(),
+                           MarkInRule(options.rule, error.GetSpan(), error.GetHint()));
+    }
     if (tree.empty()) {
         throw CommandError("rule " + Quoted(options.rule) + " is empty");
-    }
-    std::vector<tsn::RuleFinding> findings;
-    if (!options.type.empty()) {
-        const TypeAddress address = SplitAddress(options.type);
-        const Document document(address.file);
-        findings = tsn::CheckRule(options.rule, FindType(document, address));
     }
     StandardOutput output;
     AppendLines(output.GetBuffer(), tree);
     for (const tsn::RuleFinding& finding : findings) {
         AppendLines(output.GetBuffer(), "warning: " + finding.message);
+        output.GetBuffer() += MarkInRule(options.rule, finding.span, finding.hint);
     }
     output.Flush();
     return !findings.empty();

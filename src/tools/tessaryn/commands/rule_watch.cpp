@@ -5,8 +5,10 @@
 
 #include "command_error.h"
 #include "tessaryn/rule_check.h"
+#include "tessaryn/rule_syntax_exception.h"
 #include "tessaryn/subscription_rules.h"
 #include "text/escaped_text.h"
+#include "text/rule_excerpt.h"
 
 #include <Poco/Delegate.h>
 #include <Poco/Exception.h>
@@ -21,9 +23,13 @@ namespace {
 
 std::unique_ptr<tsn::ISubscriptionRule> Parse(const std::string& text) {
     try {
+        if (tsn::DescribeRule(text).empty()) {
+            throw CommandError("rule " + Quoted(text) + " is empty");
+        }
         return std::unique_ptr<tsn::ISubscriptionRule>(tsn::Expression(text));
-    } catch (const Poco::SyntaxException& error) {
-        throw CommandError("rule " + Quoted(text) + ": " + error.message());
+    } catch (const tsn::RuleSyntaxException& error) {
+        throw CommandError("rule " + Quoted(text) + ": " + error.message(),
+                           MarkInRule(text, error.GetSpan(), error.GetHint()));
     }
 }
 
@@ -33,15 +39,16 @@ RuleWatch::RuleWatch(const std::string& text) : text(text), everySample(false), 
 
 RuleWatch::RuleWatch() : text("*"), everySample(true), rule(tsn::Always()) {}
 
-std::vector<std::string> RuleWatch::Check(const tsn::StreamType& type) const {
-    std::vector<std::string> sentences;
+std::vector<RuleWatch::Warning> RuleWatch::Check(const tsn::StreamType& type) const {
+    std::vector<Warning> warnings;
     if (everySample) {
-        return sentences;
+        return warnings;
     }
     for (const tsn::RuleFinding& finding : tsn::CheckRule(text, type)) {
-        sentences.push_back("rule " + Quoted(text) + ": " + finding.message);
+        warnings.push_back({"rule " + Quoted(text) + ": " + finding.message,
+                            MarkInRule(text, finding.span, finding.hint)});
     }
-    return sentences;
+    return warnings;
 }
 
 void RuleWatch::Subscribe(tsn::Stream& stream, const SampleReporter& lineReporter,

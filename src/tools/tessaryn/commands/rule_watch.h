@@ -20,15 +20,20 @@ namespace velmora::tool {
 class RuleWatch {
   public:
     /// \param text the rule's text
-    /// \throws CommandError with the parser's message when the text is not a rule
+    /// \throws CommandError when the text is not a rule, with the place in the text
     explicit RuleWatch(const std::string& text);
     /// The watch that reports every sample.
     RuleWatch();
     RuleWatch(const RuleWatch&) = delete;
     RuleWatch& operator=(const RuleWatch&) = delete;
 
-    /// What is wrong between the rule and the type, one sentence each.
-    std::vector<std::string> Check(const core::tessaryn::StreamType& type) const;
+    struct Warning {
+        std::string sentence;
+        /// The place in the rule, as lines.
+        std::string excerpt;
+    };
+    /// What is wrong between the rule and the type.
+    std::vector<Warning> Check(const core::tessaryn::StreamType& type) const;
 
     /// Subscribes to a stream: matches go to the reporter, and through it to the output.
     /// \param lineReporter \ownership observes

@@ -11,6 +11,7 @@
 #include "text/escaped_text.h"
 #include "text/time_text.h"
 
+#include <cstdio>
 #include <exception>
 #include <unistd.h>
 
@@ -109,8 +110,9 @@ bool WatchSession::Open() {
         }
     }
     for (const RuleWatch& rule : rules) {
-        for (const std::string& sentence : rule.Check(stream.GetType())) {
+        for (const auto& [sentence, excerpt] : rule.Check(stream.GetType())) {
             Warn("warning: ", sentence);
+            std::fputs(excerpt.c_str(), stderr);
         }
     }
     try {
