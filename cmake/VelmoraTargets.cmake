@@ -1,8 +1,14 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-# velmora_configure_target(<target>): language level, warnings and sanitizers that everything
-# built here shares. All of it is PRIVATE, so that no host inherits a flag.
+if(VELMORA_HARDEN)
+    # Control-flow protection is there on x86 only.
+    check_cxx_compiler_flag(-fcf-protection VELMORA_HAS_CF_PROTECTION)
+    check_cxx_compiler_flag(-fstack-clash-protection VELMORA_HAS_STACK_CLASH_PROTECTION)
+endif()
+
+# velmora_configure_target(<target>): language level, warnings, hardening and sanitizers that
+# everything built here shares. All of it is PRIVATE, so that no host inherits a flag.
 function(velmora_configure_target target)
     set_target_properties(
         ${target}
@@ -31,6 +37,15 @@ function(velmora_configure_target target)
     endif()
     if(VELMORA_WARNINGS_AS_ERRORS)
         target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(VELMORA_HARDEN)
+        target_compile_options(
+            ${target}
+            PRIVATE -fstack-protector-strong
+                    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>
+                    $<$<BOOL:${VELMORA_HAS_CF_PROTECTION}>:-fcf-protection>
+                    $<$<BOOL:${VELMORA_HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>)
+        target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now)
     endif()
     if(VELMORA_SANITIZE)
         target_compile_options(
