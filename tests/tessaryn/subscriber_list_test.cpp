@@ -1,16 +1,21 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "support/allocation_probe.h"
 #include "support/logged_stream.h"
 #include "support/random.h"
+#include "support/rules.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -19,6 +24,8 @@ namespace velmora::core::tessaryn {
 namespace {
 
 using namespace test;
+
+using velmora::test::AllocationProbe;
 
 class Notification : public LoggedStream {};
 class SubscriberListTest : public LoggedStream {};
@@ -44,19 +51,24 @@ TEST_F(Notification, SharesOneCopyWhoseChangesLaterSubscribersSee) {
         args.sample->Set(0, 0, args.sample->GetInt32(0, 0) + 10);
         return false;
     };
+    // This one is asked before there is a copy.
+    stream.Subscribe({Expression("x == 7"), Target(5)});
     stream.Subscribe(
         {And(Always(), Not(Or(Xor(Always(), Always()), new TestRule(change)))), Target(0)});
     stream.Subscribe(Logging(1, change));
     stream.Subscribe({Rule('C'), Target(2)});
     stream.Subscribe({Expression("x == 27"), Target(3)});
     stream.Subscribe({Expression("x == 7"), Target(4)});
-    EXPECT_EQ(LogOf(7), "a17 b17 C27 c27 d27 ");
+    stream.PushNew([](Sample& sample) { sample.Set(0, 0, 7); });
+    EXPECT_EQ(log, "f7 a17 b17 C27 c27 d27 ");
     EXPECT_EQ(LatestOf(stream), 7);
 }
 
 TEST_F(Notification, SurvivesADelegateThatMovesTheSampleAway) {
-    stream.Subscribe(SubscriptionOf(
-        0, [](Stream&, SubscriptionArgs& args) { const Sample taken = std::move(*args.sample); }));
+    const auto take = [](Stream&, SubscriptionArgs& args) {
+        const Sample taken = std::move(*args.sample);
+    };
+    stream.Subscribe({Expression("x == 1"), TestDelegate(0, take)});
     for (const char* rule : {"x == 1", "x", "x[0] != 1", "x.exists", "x.size >= 0", "!x.front"}) {
         stream.Subscribe({Expression(rule), Target(1)});
     }
@@ -154,7 +166,9 @@ TEST_F(Notification, GivesRulesOfTheHostTheCopy) {
     for (const auto& each : cases) {
         stream.Clear(Stream::clearSamples | Stream::clearSubscriptions);
         stream.Subscribe({each.rule, Target(0)});
-        EXPECT_EQ(LogOf(1), "a-1 ") << each.name;
+        log.clear();
+        stream.PushNew([](Sample& sample) { sample.Set(0, 0, 1); });
+        EXPECT_EQ(log, "a-1 ") << each.name;
         EXPECT_EQ(LatestOf(stream), 1) << each.name;
     }
 }
@@ -266,6 +280,225 @@ TEST_F(SubscriberListTest, KeepsOrderThroughManyChanges) {
         };
         ASSERT_EQ(LogOf(round), expected);
     }
+}
+
+TEST_F(SubscriberListTest, ComparesEachStoredDelegateOnceAndNeedsNoMemory) {
+    constexpr int count = 300;
+    std::vector<StreamSubscription> keys;
+    for (int target = 0; target < count; ++target) {
+        stream.Subscribe(Logging(target));
+        keys.push_back(Logging(target));
+    }
+    int comparisons = 0;
+    onHostCall = [&] { ++comparisons; };
+    const AllocationProbe probe;
+    for (const StreamSubscription& key : keys) {
+        stream.Unsubscribe(key);
+    }
+    EXPECT_EQ(AllocationProbe::Count(), 0);
+    EXPECT_EQ(comparisons, count * (count + 1) / 2);
+}
+
+TEST_F(SubscriberListTest, NeedsNoMoreRoomTheMoreOftenItChanges) {
+    const StreamSubscription subscription = Logging(0);
+    const auto allocations = [&] {
+        const AllocationProbe probe;
+        for (int round = 0; round < 1000; ++round) {
+            stream.Subscribe(subscription);
+            stream.Unsubscribe(subscription);
+        }
+        return AllocationProbe::Count();
+    };
+    allocations();
+    // As many each round, and none for a list that grows.
+    EXPECT_EQ(allocations() % 1000, 0);
+}
+
+TEST_F(SubscriberListTest, KeepsTheRestWhenAComparisonChangesIt) {
+    const StreamSubscription key = Logging(1);
+    const StreamSubscription other = Logging(0);
+    const struct {
+        const char* name;
+        std::vector<int> order;
+        int comparison;
+        std::function<void()> act;
+        const char* expected;
+    } cases[] = {
+        {"an earlier one goes", {0, 1, 2}, 1, [&] { stream.Unsubscribe(other); }, "c1 "},
+        {"the compared one is last", {0, 2, 1}, 2, [&] { stream.Unsubscribe(other); }, "c1 "},
+        {"a later one goes", {1, 0, 2}, 0, [&] { stream.Unsubscribe(other); }, "c1 "},
+        {"the compared one goes", {0, 1, 2}, 1, [&] { stream.Unsubscribe(key); }, "a1 c1 "},
+        {"all go", {0, 1, 2}, 1, [&] { stream.Clear(2); }, ""},
+        {"an equal one comes", {0, 1, 2}, 0, [&] { stream.Subscribe(key); }, "a1 c1 b1 "},
+        {"it throws", {1, 2, 1}, 1, [] { throw std::runtime_error("compared"); }, "c1 b1 "},
+    };
+    for (const auto& each : cases) {
+        stream.Clear(Stream::clearSubscriptions);
+        for (const int target : each.order) {
+            stream.Subscribe(Logging(target));
+        }
+        int comparison = 0;
+        onHostCall = [&] {
+            if (comparison++ == each.comparison) {
+                each.act();
+            }
+        };
+        OutcomeOf([&] {
+            stream.Unsubscribe(key);
+            return true;
+        });
+        onHostCall = [] {};
+        EXPECT_EQ(LogOf(1), each.expected) << each.name;
+        EXPECT_TRUE(LocksAreFree(stream)) << each.name;
+    }
+}
+
+TEST_F(SubscriberListTest, ClonesWithoutItsLock) {
+    bool checked = false;
+    const StreamSubscription subscription = Logging(0);
+    onHostCall = [&] {
+        if (!std::exchange(checked, true)) {
+            EXPECT_TRUE(LocksAreFree(stream));
+        }
+    };
+    stream.Subscribe(subscription);
+    EXPECT_TRUE(checked);
+}
+
+// Acts when the last copy of it goes, as a subscriber does that its delegate alone keeps alive.
+std::shared_ptr<void> AtItsEnd(std::function<void()> act) {
+    return {nullptr, [act](void*) { act(); }};
+}
+
+TEST_F(SubscriberListTest, DestroysWithoutItsLock) {
+    const struct {
+        const char* name;
+        std::function<void(SubscriptionArgs&)> notified;
+        std::function<void()> end;
+    } cases[] = {
+        {"Unsubscribe", {}, [&] { stream.Unsubscribe(Logging(0)); }},
+        {"Clear", {}, [&] { stream.Clear(Stream::clearSubscriptions); }},
+        {"Unsubscribe in a notification",
+         [&](SubscriptionArgs&) { stream.Unsubscribe(Logging(0)); }, [&] { LogOf(1); }},
+    };
+    for (const auto& each : cases) {
+        bool checked = false;
+        stream.Subscribe(
+            Logging(0, [notified = each.notified, owned = AtItsEnd([&] {
+                                                      checked = true;
+                                                      // Takes the lock of the subscriptions.
+                                                      EXPECT_TRUE(FinishesElsewhere(
+                                                          [&] { stream.Unsubscribe(Logging(9)); }));
+                                                  })](SubscriptionArgs& args) {
+                if (notified) {
+                    notified(args);
+                }
+            }));
+        EXPECT_FALSE(checked) << each.name;
+        each.end();
+        EXPECT_TRUE(checked) << each.name;
+    }
+}
+
+// A delegate and a rule that log their ends.
+TEST_F(SubscriberListTest, DestroysInOrderOfSubscribingDelegateBeforeRule) {
+    const auto subscribe = [&](const std::string& name) {
+        const auto logged = [&](const std::string& what) {
+            return AtItsEnd([this, name, what] { log += what + name + " "; });
+        };
+        stream.Subscribe(
+            {new TestRule([end = logged("rule")](SubscriptionArgs&) { return true; }),
+             TestDelegate(0, [end = logged("delegate")](Stream&, SubscriptionArgs&) {})});
+    };
+    const std::string expected = "delegate1 rule1 delegate2 rule2 ";
+    for (const bool inNotification : {false, true}) {
+        subscribe("1");
+        subscribe("2");
+        log.clear();
+        if (inNotification) {
+            stream.Subscribe(Logging(1, [&](const SubscriptionArgs&) { stream.Clear(2); }));
+            EXPECT_EQ(LogOf(5), "b5 " + expected);
+        } else {
+            stream.Unsubscribe(Logging(0));
+            EXPECT_EQ(log, expected);
+        }
+    }
+}
+
+TEST_F(SubscriberListTest, KeepsNothingBehindWhenADestructorChangesIt) {
+    const struct {
+        const char* name;
+        std::function<void()> act;
+        int expected;
+    } cases[] = {
+        {"subscribes", [&] { stream.Subscribe(Logging(5)); }, 3},
+        {"unsubscribes what stays", [&] { stream.Unsubscribe(Logging(1)); }, 0},
+        {"clears", [&] { stream.Clear(Stream::clearSubscriptions); }, 0},
+        {"pushes", [&] { LogOf(1); }, 1},
+    };
+    for (const auto& each : cases) {
+        stream.Clear(Stream::clearSubscriptions);
+        bool armed = false;
+        for (int i = 0; i < 2; ++i) {
+            stream.Subscribe(Logging(0, [owned = AtItsEnd([&] {
+                                             if (armed) {
+                                                 each.act();
+                                             }
+                                         })](const SubscriptionArgs&) {}));
+        }
+        stream.Subscribe(Logging(1));
+        armed = true;
+        stream.Unsubscribe(Logging(0));
+        armed = false;
+        EXPECT_EQ(TestDelegate::live, each.expected) << each.name;
+    }
+}
+
+// What the delegates count is guarded by the lock of the subscriptions, and by nothing else.
+TEST_F(SubscriberListTest, IsSharedByThreads) {
+    constexpr int rounds = 400;
+    int steady = 0;
+    stream.Subscribe(SubscriptionOf(0, [&](Stream&, SubscriptionArgs&) { ++steady; }));
+    Stream cleared(&layout.type, 3);
+    std::map<const Stream*, int> others = {{&stream, 0}, {&cleared, 0}};
+    const auto changing = [&](Stream& changed, int target) {
+        return [&, target, &calls = others.at(&changed)] {
+            for (int round = 0; round < rounds; ++round) {
+                const auto subscription =
+                    SubscriptionOf(target, [&calls](Stream&, SubscriptionArgs&) { ++calls; });
+                changed.Subscribe(subscription);
+                changed.Subscribe({Expression("x >= 0"), TestDelegate(9, [](auto&&...) {})});
+                changed.Unsubscribe(subscription);
+            }
+        };
+    };
+    const auto pushing = [&](Stream& pushed) {
+        return [&] {
+            for (int round = 0; round < rounds; ++round) {
+                pushed.PushNew([](Sample&) {});
+            }
+        };
+    };
+    const auto clearing = [&] {
+        for (int round = 0; round < rounds; ++round) {
+            cleared.Clear(Stream::clearSubscriptions);
+        }
+    };
+    std::vector<std::thread> threads;
+    threads.emplace_back(changing(stream, 1));
+    threads.emplace_back(changing(stream, 2));
+    threads.emplace_back(pushing(stream));
+    threads.emplace_back(pushing(stream));
+    threads.emplace_back(changing(cleared, 1));
+    threads.emplace_back(pushing(cleared));
+    threads.emplace_back(clearing);
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(steady, 2 * rounds);
+    stream.Unsubscribe(Logging(9));
+    cleared.Clear(Stream::clearSubscriptions);
+    EXPECT_EQ(TestDelegate::live, 1);
 }
 
 }  // namespace
