@@ -11,7 +11,7 @@
 
 namespace {
 
-// Ends the process when GoogleTest has told of a failed assertion.
+// Ends the process at a failed assertion, after GoogleTest has printed it.
 class Finding : public testing::EmptyTestEventListener {
     void OnTestPartResult(const testing::TestPartResult& result) override {
         if (result.failed()) {

@@ -10,8 +10,8 @@
 
 namespace velmora::test {
 
-/// Decisions taken from a fuzzer's bytes; when those are used up, always the last number, with
-/// which no model goes on for ever.
+/// Decisions from the bytes of a fuzzer. After the last byte each is the largest number, with which
+/// every model ends.
 class ByteChoices : public Choices {
   public:
     explicit ByteChoices(std::string_view source) : bytes(source) {}
@@ -36,8 +36,7 @@ class ByteChoices : public Choices {
     std::string_view bytes;
 };
 
-/// What a target does with one input. Its failed assertions, and all exceptions out of it, are
-/// findings.
+/// What a target does with one input. Failed assertions and escaping exceptions are findings.
 void Fuzz(std::string_view input);
 
 }  // namespace velmora::test

@@ -1,6 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "fuzz/cost_limit.h"
 #include "fuzz/fuzz.h"
 #include "serializer/serialization_exception.h"
 #include "support/documents.h"
@@ -11,11 +12,15 @@
 #include <Poco/Logger.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* bytes, std::size_t size, std::size_t maxSize);
 
@@ -29,7 +34,7 @@ using core::serialization::NodeSerializer;
 
 const NodeSerializer serializer;
 
-// What a maker makes; nothing where it throws what is documented for nodes that are none.
+// The result of a maker, or nothing if it throws what is documented for malformed nodes.
 template <class Maker>
 auto MadeOrRefused(Maker make) -> decltype(make()) {
     try {
@@ -41,7 +46,7 @@ auto MadeOrRefused(Maker make) -> decltype(make()) {
     return {};
 }
 
-// What streams write, without times: a sample with a text takes the time of reading.
+// The nodes of streams without times: a sample with a `String` gets the time of reading.
 std::string WrittenWithoutTimes(const StreamRepository& streams) {
     static const std::string key = "TimeStamp/2=";
     std::string written = Written(streams);
@@ -67,18 +72,30 @@ void ForGroups(const Group& group, const std::function<void(const Group&)>& use)
     }
 }
 
-// A document may promise samples that are larger than a fuzzer likes.
-bool AreSamplesSmall(const StreamTypeRepository& types) {
-    bool small = true;
+// The size of the largest sample of any type.
+std::size_t GetMaxSampleSize(const StreamTypeRepository& types, std::size_t inputSize) {
+    std::size_t maxSize = 0;
     ForGroups<StreamTypeCollectionGroup>(types.GetGroup(""), [&](const auto& group) {
         for (const StreamTypeCollection* collection : group.GetAllItemPtrs()) {
-            EXPECT_NE(types.FindByFullName(collection->GetFullName()), nullptr);
+            const std::string fullName = collection->GetFullName();
+            const CostLimit limit("Finding a type by its full name", inputSize, 30);
+            EXPECT_NE(types.FindByFullName(fullName), nullptr);
             for (const StreamType* type : collection->GetAll()) {
-                small = small && type->GetExactMemSizeInBytes() < 10000;
+                maxSize = std::max<std::size_t>(maxSize, type->GetExactMemSizeInBytes());
             }
         }
     });
-    return small;
+    return maxSize;
+}
+
+// The samples in the lists below a node.
+std::size_t CountSamples(const NodeRef& node) {
+    std::size_t count = 0;
+    for (const NodeRef& child : node.GetNodes()) {
+        count += node.GetName() == "Samples" ? 1 : 0;
+        count += CountSamples(child);
+    }
+    return count;
 }
 
 void UseStreams(StreamRepository& streams, const NodeRef& node, StreamTypeRepository& types) {
@@ -86,8 +103,7 @@ void UseStreams(StreamRepository& streams, const NodeRef& node, StreamTypeReposi
     const std::string written = WrittenWithoutTimes(streams);
     const NodeTree tree = TreeOf(streams);
     const StreamRepository again(logger, serializer, tree.GetRoot(), types);
-    ASSERT_EQ(WrittenWithoutTimes(again), written)
-        << "streams that were written are read differently";
+    ASSERT_EQ(WrittenWithoutTimes(again), written) << "written streams are read differently";
     ForGroups<StreamGroup>(streams.GetRoot(), [&](const StreamGroup& group) {
         for (const Stream* stream : group.GetAllItemPtrs()) {
             EXPECT_TRUE(streams.IsStreamTypeInUse(stream->GetStreamType()));
@@ -96,7 +112,7 @@ void UseStreams(StreamRepository& streams, const NodeRef& node, StreamTypeReposi
             });
         }
     });
-    // Once more into the same: streams that are there stay.
+    // Filled again, existing streams stay.
     streams.Fill(serializer, tree.GetRoot(), types);
     EXPECT_EQ(WrittenWithoutTimes(streams), written);
     MadeOrRefused([&] {
@@ -107,8 +123,7 @@ void UseStreams(StreamRepository& streams, const NodeRef& node, StreamTypeReposi
     EXPECT_TRUE(streams.IsEmpty());
 }
 
-// \name Trees as values, to be changed
-//@{
+// Trees as values, which the mutator changes.
 NodeSpec SpecOf(const NodeRef& node) {
     NodeSpec spec{node.GetName(), std::nullopt, {}};
     if (node.HasValue()) {
@@ -127,6 +142,33 @@ void ListAll(NodeSpec& spec, std::vector<NodeSpec*>& all) {
     }
 }
 
+// The pairs of a list and a list of the same name somewhere inside it.
+void ListNested(NodeSpec& node, std::vector<NodeSpec*>& ancestors,
+                std::vector<std::pair<NodeSpec*, NodeSpec*>>& nested) {
+    for (NodeSpec* ancestor : ancestors) {
+        if (ancestor->name == node.name) {
+            nested.emplace_back(ancestor, &node);
+        }
+    }
+    ancestors.push_back(&node);
+    for (NodeSpec& child : node.children) {
+        ListNested(child, ancestors, nested);
+    }
+    ancestors.pop_back();
+}
+
+// Copies an element of a list into a list that it contains, such as a group into its own groups.
+void Nest(NodeSpec& root, std::minstd_rand& random) {
+    std::vector<NodeSpec*> ancestors;
+    std::vector<std::pair<NodeSpec*, NodeSpec*>> nested;
+    ListNested(root, ancestors, nested);
+    if (!nested.empty()) {
+        const auto [outer, inner] = nested[random() % nested.size()];
+        const NodeSpec element = outer->children[random() % outer->children.size()];
+        inner->children.push_back(element);
+    }
+}
+
 void Mutate(NodeSpec& root, std::minstd_rand& random) {
     static const char* const values[] = {"",           "0",
                                          "-1",         "65535",
@@ -142,7 +184,7 @@ void Mutate(NodeSpec& root, std::minstd_rand& random) {
     ListAll(root, all);
     NodeSpec& some = *all[random() % all.size()];
     const NodeSpec other = *all[random() % all.size()];
-    const unsigned action = random() % 6;
+    const unsigned action = random() % 8;
     if (action == 0) {
         some.value = values[random() % std::size(values)];
     } else if (action == 1) {
@@ -152,27 +194,32 @@ void Mutate(NodeSpec& root, std::minstd_rand& random) {
     } else if (action == 3 && !some.children.empty()) {
         some.children.erase(some.children.begin() +
                             static_cast<std::ptrdiff_t>(random() % some.children.size()));
-    } else if (all.size() < 500) {
+    } else if (all.size() < 250 && action < 6) {
         some.children.push_back(other);
+    } else if (all.size() < 250) {
+        Nest(root, random);
     }
 }
-//@}
-
 }  // namespace
 
-// The bytes are a document that holds a repository of types and one of streams, both under its
-// root. They are refused with a documented exception, or become repositories which, written, read
-// again and filled once more, are the same.
+// The bytes are a document with a repository of types and one of streams. They are refused with a
+// documented exception, or give repositories that stay the same when they are written, read and
+// filled again. Reading costs in proportion to the document and the samples that it asks for.
 void Fuzz(std::string_view input) {
     Poco::Logger& logger = Poco::Logger::root();
-    const auto tree =
-        MadeOrRefused([&] { return std::make_unique<NodeTree>(Read(json, std::string(input))); });
+    const auto tree = MadeOrRefused([&] {
+        const std::string text(input);
+        const CostLimit limit("Reading a document", text.size(), 30);
+        return std::make_unique<NodeTree>(Read(json, text));
+    });
     if (!tree) {
         return;
     }
     const NodeRef root = tree->GetRoot();
-    const auto types = MadeOrRefused(
-        [&] { return std::make_unique<StreamTypeRepository>(logger, serializer, root["Types"]); });
+    const auto types = MadeOrRefused([&] {
+        const CostLimit limit("Reading types", input.size(), 30);
+        return std::make_unique<StreamTypeRepository>(logger, serializer, root["Types"]);
+    });
     if (!types) {
         return;
     }
@@ -181,17 +228,23 @@ void Fuzz(std::string_view input) {
         return std::make_unique<StreamTypeRepository>(logger, serializer, written.GetRoot());
     });
     if (!again) {
-        // Version 0.0.0 may be added below others, but not first, which it is when read again.
+        // Version 0.0.0 can be added to others, but not as the first, which it is when read again.
         ASSERT_NE(Written(*types).find("=0.0.0"), std::string::npos) << "types are refused";
         return;
     }
-    ASSERT_EQ(Written(*again), Written(*types)) << "types that were written are read differently";
-    if (!AreSamplesSmall(*types)) {
+    ASSERT_EQ(Written(*again), Written(*types)) << "written types are read differently";
+    // A type may ask for samples that are larger than a fuzzer can handle.
+    constexpr std::size_t sampleSizeLimit = 10'000;
+    const std::size_t maxSampleSize = GetMaxSampleSize(*types, input.size());
+    if (maxSampleSize >= sampleSizeLimit) {
         return;
     }
     const NodeRef node = root["Streams"];
-    const auto streams = MadeOrRefused(
-        [&] { return std::make_unique<StreamRepository>(logger, serializer, node, *types); });
+    const std::size_t size = input.size() + CountSamples(node) * maxSampleSize;
+    const auto streams = MadeOrRefused([&] {
+        const CostLimit limit("Reading streams", size, 30);
+        return std::make_unique<StreamRepository>(logger, serializer, node, *types);
+    });
     if (streams) {
         UseStreams(*streams, node, *types);
     }

@@ -1,6 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "fuzz/cost_limit.h"
 #include "fuzz/fuzz.h"
 #include "support/rule_model.h"
 #include "support/rules.h"
@@ -108,6 +109,7 @@ void Fuzz(std::string_view input) {
     const Rule rule = made ? RuleMaker(choices).Expression(0, true) : Rule{text, ""};
     std::shared_ptr<RLExpr> tree;
     try {
+        const CostLimit limit("Parsing", rule.text.size(), 1'000);
         tree = Parse(rule.text);
     } catch (const RuleSyntaxException& error) {
         ASSERT_TRUE(!made) << rule.text;
@@ -117,9 +119,18 @@ void Fuzz(std::string_view input) {
     }
     text = made ? rule.full : TextOf(tree.get());
     ASSERT_EQ(DumpOf(Parse(text).get()), DumpOf(tree.get())) << rule.text << " " << text;
-    ASSERT_EQ(DescribeRule(rule.text), DumpOf(tree.get())) << rule.text;
+    std::string description;
+    {
+        const CostLimit limit("Describing a rule", rule.text.size(), 1'000);
+        description = DescribeRule(rule.text);
+    }
+    ASSERT_EQ(description, DumpOf(tree.get())) << rule.text;
     ModelledSample modelled(choices);
     ExpectSame(rule.text, tree.get(), modelled);
+    {
+        const CostLimit limit("Checking a rule", rule.text.size(), 1'000);
+        CheckRule(rule.text, modelled.layout.type);
+    }
     ExpectFindingsForNewSample(rule.text, modelled.layout.type);
 }
 

@@ -234,21 +234,21 @@ class XmlParser {
         XML_SetElementHandler(
             parser.get(),
             [](void* self, const char* name, const char** attributes) {
-                Handle(self, [&](XmlTreeBuilder& builder) { builder.Open(name, attributes); });
+                Handle(self, [&](XmlTreeBuilder& target) { target.Open(name, attributes); });
             },
             [](void* self, const char* /*name*/) {
-                Handle(self, [](XmlTreeBuilder& builder) { builder.Close(); });
+                Handle(self, [](XmlTreeBuilder& target) { target.Close(); });
             });
         XML_SetCharacterDataHandler(parser.get(), [](void* self, const char* text, int length) {
-            Handle(self, [&](XmlTreeBuilder& builder) {
-                builder.AddText({text, static_cast<std::size_t>(length)});
+            Handle(self, [&](XmlTreeBuilder& target) {
+                target.AddText({text, static_cast<std::size_t>(length)});
             });
         });
         XML_SetStartDoctypeDeclHandler(
             parser.get(), [](void* self, const char* /*name*/, const char* /*systemId*/,
                              const char* /*publicId*/, int /*hasInternalSubset*/) {
-                Handle(self, [](XmlTreeBuilder& builder) {
-                    builder.Fail("Document types are not allowed.");
+                Handle(self, [](XmlTreeBuilder& target) {
+                    target.Fail("Document types are not allowed.");
                 });
             });
         XML_SetUnknownEncodingHandler(parser.get(), DescribeEncoding, nullptr);
