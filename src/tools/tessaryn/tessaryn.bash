@@ -15,29 +15,28 @@ _tessaryn_files() {
     compopt -o filenames 2>/dev/null
 }
 
+# _tessaryn_words <program> [<command>]: the commands or options of which the program's help speaks.
+_tessaryn_words() {
+    "$@" --help 2>/dev/null | awk '/^Subcommands:/ { inCommands = 1 }
+        inCommands && /^  [a-z]/ { print $1 }
+        match($0, /^  (-h,)?--[a-z-]+/) { sub(/^ *(-h,)?/, ""); sub(/[^a-z-].*/, ""); print }'
+}
+
 _tessaryn() {
     local word="${COMP_WORDS[COMP_CWORD]}" before="${COMP_WORDS[COMP_CWORD - 1]}"
     local command="${COMP_WORDS[1]-}" choice=""
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        choice="watch show convert check --help --version"
-    elif [[ "$command $before" =~ ^(watch|show)\ --output$ ]]; then
+        choice="$(_tessaryn_words "${COMP_WORDS[0]}")"
+    elif [[ "$before" == --output ]]; then
         choice="text ndjson"
     elif [[ "$command $before" =~ ^(watch\ --(save|load)|check\ --type)$ ]]; then
         _tessaryn_files xml json
         return
-    elif [[ "$command $before" =~ ^watch\ --(rule|stream|type|time|max-size|every|for)$ ]]; then
-        return
     elif [[ "$word" == -* ]]; then
-        case "$command" in
-            watch)
-                choice="--help --rule --stream --type --time --max-size --every --for --output"
-                choice+=" --skip-bad --quiet --save --load"
-                ;;
-            show) choice="--help --output" ;;
-            convert) choice="--help" ;;
-            check) choice="--help --type" ;;
-        esac
+        choice="$(_tessaryn_words "${COMP_WORDS[0]}" "$command")"
+    elif [[ "$before" == --* && ! "$before" =~ ^--(skip-bad|quiet)$ ]]; then
+        return
     else
         case "$command" in
             watch)

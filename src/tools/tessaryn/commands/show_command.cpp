@@ -107,7 +107,7 @@ CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
     CLI::App* const show = app.add_subcommand("show", "Print the types and streams of a document");
     show->add_option("FILE", options.file, "Document, .xml or .json")->required();
     show->add_option("PATH", options.path, "Group, type or stream; everything unless given");
-    show->add_option("--output", options.output, "Output format")
+    show->add_option("--output", options.output, "Output format: text or ndjson")
         ->check(CLI::IsMember({"text", "ndjson"}))
         ->type_name("FORMAT")
         ->capture_default_str();

@@ -94,7 +94,7 @@ CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options) {
     watch->add_option("--every", options.every, "Interval of the source host, 1s unless given")
         ->type_name("DURATION");
     watch->add_option("--for", options.duration, "End after that time")->type_name("DURATION");
-    watch->add_option("--output", options.output, "Output format")
+    watch->add_option("--output", options.output, "Output format: text or ndjson")
         ->check(CLI::IsMember({"text", "ndjson"}))
         ->type_name("FORMAT")
         ->capture_default_str();
