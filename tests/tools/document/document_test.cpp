@@ -131,5 +131,21 @@ TEST(Document, ErrorsNameTheNodeAndTheReason) {
     }
 }
 
+TEST(Document, LimitsTheMemoryOfSamples) {
+    const Folder folder;
+    const std::string file =
+        folder.Write("m.xml", Poco::replace(pressDocument, "<Type>UInt64</Type>",
+                                            "<Type>UInt64</Type><InitialSize>9000</InitialSize>"));
+    const std::string limit = " --max-memory 100KiB";
+    const std::string reason = " of the limit of 102400 are left.\n";
+    const std::string lines[] = {"show " + file, "watch - --load " + file,
+                                 "check x --type '" + file + ":line 1:press'"};
+    for (const std::string& line : lines) {
+        ExpectFailure(line + limit, reason, first);
+    }
+    EXPECT_EQ(RunTool("show " + file).status, 0);
+    EXPECT_EQ(RunTool("show " + file + " --max-memory 1MiB").status, 0);
+}
+
 }  // namespace
 }  // namespace velmora::tool

@@ -92,7 +92,7 @@ std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
         return findings;
     }
     const TypeAddress address = SplitAddress(options.type);
-    const Document document(address.file);
+    const Document document(address.file, options.maxMemory);
     std::vector<tsn::RuleFinding> findings =
         tsn::CheckRule(options.rule, FindType(document, address));
     // A document does not have the initial sizes of its types.
@@ -120,6 +120,7 @@ CLI::App* AddCheckCommand(CLI::App& app, CheckOptions& options) {
     check->add_option("RULE", options.rule, "Rule such as 'temperature > 8.0'")->required();
     check->add_option("--type", options.type, "Type of the samples")
         ->type_name("FILE:PATH[@VERSION]");
+    AddMemoryOption(*check, options.maxMemory);
     check->footer(details);
     return check;
 }

@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include "commands/memory_option.h"
+
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <string>
 
 namespace velmora::tool {
@@ -14,6 +17,7 @@ struct CheckOptions {
     std::string rule;
     /// FILE:PATH[@VERSION] of the type to check against; empty for none.
     std::string type;
+    std::uint64_t maxMemory = defaultMaxMemory;
 };
 
 /// Adds the subcommand.

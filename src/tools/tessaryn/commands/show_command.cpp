@@ -32,13 +32,11 @@ The format ndjson has one object per line: "kind" is "type group", "type",
 "stream group" or "stream", "path" is its position, and null is a missing value.)";
 
 // Samples of one time stay in the order of their pushes.
-std::vector<tsn::Sample*> SortByTime(const tsn::Stream& stream,
-                                     const std::vector<tsn::Sample*>& samples) {
-    std::vector<tsn::Sample*> ordered = InPushOrder(stream, samples);
-    std::stable_sort(ordered.begin(), ordered.end(), [](auto* left, auto* right) {
+std::vector<tsn::Sample*> SortByTime(std::vector<tsn::Sample*> samples) {
+    std::stable_sort(samples.begin(), samples.end(), [](auto* left, auto* right) {
         return left->GetTimeStamp() < right->GetTimeStamp();
     });
-    return ordered;
+    return samples;
 }
 
 void Print(DocumentPrinter& printer, const TreePosition& position,
@@ -47,8 +45,8 @@ void Print(DocumentPrinter& printer, const TreePosition& position,
 }
 
 void Print(DocumentPrinter& printer, const TreePosition& position, const tsn::Stream& stream) {
-    stream.GetAll([&](const std::vector<tsn::Sample*>& samples) {
-        printer.PrintStream(position, stream, SortByTime(stream, samples));
+    stream.GetAllInPushOrder([&](const std::vector<tsn::Sample*>& samples) {
+        printer.PrintStream(position, stream, SortByTime(samples));
     });
 }
 
@@ -111,12 +109,13 @@ CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
         ->check(CLI::IsMember({"text", "ndjson"}))
         ->type_name("FORMAT")
         ->capture_default_str();
+    AddMemoryOption(*show, options.maxMemory);
     show->footer(details);
     return show;
 }
 
 void RunShow(const ShowOptions& options) {
-    const Document document(options.file);
+    const Document document(options.file, options.maxMemory);
     StandardOutput output;
     const auto printer =
         options.output == "ndjson" ? MakeJsonPrinter(output) : MakeTextPrinter(output);

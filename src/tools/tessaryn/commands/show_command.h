@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include "commands/memory_option.h"
+
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <string>
 
 namespace velmora::tool {
@@ -14,6 +17,7 @@ struct ShowOptions {
     std::string file;
     std::string path;
     std::string output = "text";
+    std::uint64_t maxMemory = defaultMaxMemory;
 };
 
 /// Adds the subcommand.

@@ -40,7 +40,7 @@ Durations: 250ms, 3s, 2m, 1h; a number without a unit counts seconds.
 --save writes all types and streams, with the samples that the rings hold, into one
 document when the source ends, also after a signal (SIGINT, SIGTERM, SIGHUP) or when
 nobody reads the output any more, but not when the program fails; FILE is replaced
-atomically. Double values keep 15 digits, Float values 6. --load starts from such a
+atomically. --load starts from such a
 document: a stream of the same name continues, with its samples and their times, if the
 source has the same entries; otherwise a stream is added. NAME may hold groups:
 plant/line1.
@@ -104,6 +104,7 @@ CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options) {
         ->type_name("FILE");
     watch->add_option("--load", options.load, "Document to start from, .xml or .json")
         ->type_name("FILE");
+    AddMemoryOption(*watch, options.maxMemory);
     watch->footer(details);
     return watch;
 }
@@ -115,7 +116,7 @@ void RunWatch(const WatchOptions& options) {
         document.emplace();
     }
     if (!options.load.empty()) {
-        document.emplace(options.load);
+        document.emplace(options.load, options.maxMemory);
     }
     WatchSession session(options, document ? &*document : nullptr);
     const auto start = std::chrono::steady_clock::now();

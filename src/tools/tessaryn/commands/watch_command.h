@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "csv/csv_layout.h"
+#include "commands/memory_option.h"
 
 #include <CLI/CLI.hpp>
 
@@ -28,6 +28,7 @@ struct WatchOptions {
     std::string output = "text";
     std::string save;
     std::string load;
+    std::uint64_t maxMemory = defaultMaxMemory;
     bool skipBad = false;
     bool quiet = false;
 };

@@ -6,8 +6,8 @@
 #include "command_error.h"
 #include "common/split.h"
 #include "document/document_file.h"
-#include "document/document_reader.h"
 #include "serializer/serializer.h"
+#include "tessaryn/document_form.h"
 #include "text/escaped_text.h"
 
 #include <Poco/Logger.h>
@@ -23,6 +23,8 @@ namespace {
 
 // Not ".", which the name of a file and thus of a stream may contain.
 constexpr char newSeparator = '/';
+// Where a document names none.
+constexpr char defaultSeparator = '.';
 
 // The collection that every repository has from the start.
 constexpr const char* reservedType = "Any";
@@ -54,70 +56,41 @@ std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType
     return {};
 }
 
-// A copy of a stream with the oldest push in slot 0.
-std::unique_ptr<tsn::Stream> Rebuild(const tsn::Stream& stream, long maxSize) {
-    auto rebuilt = std::make_unique<tsn::Stream>(stream.GetStreamType(), maxSize);
-    stream.GetAll([&](const std::vector<tsn::Sample*>& all) {
-        for (const tsn::Sample* const sample : InPushOrder(stream, all)) {
-            rebuilt->PushNew(new tsn::Sample(*sample));
+// A copy of a stream with another size.
+std::unique_ptr<tsn::Stream> Resize(const tsn::Stream& stream, long maxSize) {
+    auto resized = std::make_unique<tsn::Stream>(stream.GetStreamType(), maxSize);
+    stream.GetAllInPushOrder([&](const std::vector<tsn::Sample*>& samples) {
+        for (const tsn::Sample* const sample : samples) {
+            resized->PushNew(new tsn::Sample(*sample));
         }
     });
-    return rebuilt;
-}
-
-bool IsInPushOrder(const tsn::Stream& stream) {
-    bool ordered = true;
-    stream.GetAll([&](const std::vector<tsn::Sample*>& all) {
-        if (!all.empty()) {
-            stream.GetLatest([&](const tsn::Sample& newest) { ordered = all.back() == &newest; });
-        }
-    });
-    return ordered;
-}
-
-void RestorePushOrder(tsn::StreamGroup& group) {
-    for (tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
-        RestorePushOrder(*child);
-    }
-    for (const std::string& name : group.GetItemNames()) {
-        const tsn::Stream& stream = group.GetStream(name);
-        if (IsInPushOrder(stream)) {
-            continue;
-        }
-        std::unique_ptr<tsn::Stream> rebuilt = Rebuild(stream, stream.GetMaxSize());
-        group.RemoveItem(name);
-        group.AddItemMove(name, std::move(rebuilt));
-    }
+    return resized;
 }
 
 }  // namespace
 
-std::vector<tsn::Sample*> InPushOrder(const tsn::Stream& stream,
-                                      const std::vector<tsn::Sample*>& samples) {
-    std::vector<tsn::Sample*> ordered(samples);
-    if (ordered.empty()) {
-        return ordered;
-    }
-    stream.GetLatest([&](const tsn::Sample& newest) {
-        const auto place = std::find(ordered.begin(), ordered.end(), &newest);
-        std::rotate(ordered.begin(), place + 1, ordered.end());
-    });
-    return ordered;
-}
-
 Document::Document()
     : typeSeparator(newSeparator),
-      streamSeparator(newSeparator),
       types(std::make_unique<tsn::StreamTypeRepository>(Poco::Logger::root(), newSeparator)),
       streams(std::make_unique<tsn::StreamRepository>(Poco::Logger::root(), newSeparator)) {}
 
-Document::Document(const std::string& file) : typeSeparator(0), streamSeparator(0) {
+Document::Document(const std::string& file, std::uint64_t maxSampleMemory)
+    : typeSeparator(defaultSeparator) {
     const ser::NodeTree tree = ReadTree(file);
-    DocumentReader reader(file, tree);
-    typeSeparator = reader.GetTypeSeparator();
-    streamSeparator = reader.GetStreamSeparator();
-    types = reader.ReadTypes();
-    streams = reader.ReadStreams(*types);
+    const ser::NodeRef typesNode = tree.GetRoot()["StreamTypeRepository"];
+    const ser::NodeRef streamsNode = tree.GetRoot()["StreamRepository"];
+    if (!typesNode.Exists() && !streamsNode.Exists()) {
+        throw CommandError(file +
+                           ": /: there is neither StreamTypeRepository nor StreamRepository");
+    }
+    ser::NodeSerializer().Deserialize(typesNode["GroupSeparator"], typeSeparator, ser::Mandatory(),
+                                      defaultSeparator);
+    try {
+        types = tsn::ReadStreamTypes(typesNode);
+        streams = tsn::ReadStreams(*types, streamsNode, {maxSampleMemory});
+    } catch (const tsn::DocumentException& error) {
+        throw CommandError(file + ": " + error.what());
+    }
 }
 
 tsn::Stream& Document::OpenStream(const std::string& path, const tsn::StreamType& layout,
@@ -137,14 +110,15 @@ tsn::Stream& Document::OpenStream(const std::string& path, const tsn::StreamType
     if (!maxSize || *maxSize == stream->GetMaxSize()) {
         return *stream;
     }
-    std::unique_ptr<tsn::Stream> resized = Rebuild(*stream, *maxSize);
+    std::unique_ptr<tsn::Stream> resized = Resize(*stream, *maxSize);
     streams->Remove(path);
     return *streams->AddStream(path, resized.release());
 }
 
 // Empty names in a path are lost when the document is read.
 void Document::CheckPath(const std::string& path) const {
-    const std::vector<std::string> names = utils::Split(path + streamSeparator, streamSeparator);
+    const char separator = GetStreamSeparator();
+    const std::vector<std::string> names = utils::Split(path + separator, separator);
     if (std::any_of(names.begin(), names.end(), [](auto& name) { return name.empty(); })) {
         throw CommandError("a stream cannot have the name " + Quoted(path));
     }
@@ -158,10 +132,7 @@ void Document::CheckTypeNames(const tsn::StreamGroup& group) const {
     for (const tsn::Stream* const stream : group.GetAllItemPtrs()) {
         const tsn::StreamType* const type = stream->GetStreamType();
         const std::string name = type->GetFullName();
-        const tsn::StreamTypeCollection* found = types->GetPtr(name);
-        if (found == nullptr) {
-            found = types->FindByFullName(name);
-        }
+        const tsn::StreamTypeCollection* const found = types->ResolvePtr(name);
         if (found == nullptr || found->GetPtr(type->GetVersion()) != type) {
             throw CommandError("two types would have the full name " + Quoted(name));
         }
@@ -185,14 +156,12 @@ tsn::StreamType& Document::OpenType(const std::string& path, const tsn::StreamTy
     return type;
 }
 
-ser::NodeTree Document::ToTree() {
-    RestorePushOrder(streams->GetRoot());
-    const ser::Serializer<ser::NodeRef> serializer;
+ser::NodeTree Document::ToTree() const {
     ser::NodeTree tree;
     ser::NodeRef typesNode = tree.GetRoot().AddNode("StreamTypeRepository", ser::NodeElement);
-    types->Serialize(serializer, typesNode);
+    tsn::WriteStreamTypes(*types, typesNode);
     ser::NodeRef streamsNode = tree.GetRoot().AddNode("StreamRepository", ser::NodeElement);
-    streams->Serialize(serializer, streamsNode);
+    tsn::WriteStreams(*streams, streamsNode);
     return tree;
 }
 

@@ -9,10 +9,10 @@
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace velmora::tool {
 
@@ -23,16 +23,17 @@ class Document {
     /// Neither types nor streams; the separator is "/".
     Document();
 
-    /// Reads a document. Times before 1970, NaN and infinities are kept.
+    /// Reads a document.
+    /// \param maxSampleMemory bytes that its samples may take
     /// \throws CommandError that names file, node and reason
-    explicit Document(const std::string& file);
+    Document(const std::string& file, std::uint64_t maxSampleMemory);
 
     /// Finds or adds a stream. A new one has the newest type of that path if its entries are those
     /// of the layout, else a new version of that type.
     /// \param layout the entries of the samples
     /// \param maxSize samples to keep; absent to keep the size of a stream that exists
     /// \param defaultSize samples to keep in a new stream otherwise
-    /// \return valid until the next call of this or of `ToTree`
+    /// \return valid until the next call
     /// \throws CommandError when the path cannot be written to a document, or the stream has other
     /// entries
     /// \throws std::invalid_argument when the size is not 1 to 2^31-1
@@ -40,16 +41,15 @@ class Document {
                                        const core::tessaryn::StreamType& layout,
                                        std::optional<long> maxSize, long defaultSize);
 
-    /// The document's tree, with samples in the order of their pushes. Replaces streams that are in
-    /// another order.
-    core::serialization::NodeTree ToTree();
+    /// The document's tree.
+    core::serialization::NodeTree ToTree() const;
 
     core::tessaryn::StreamTypeRepository& GetTypes() const { return *types; }
     core::tessaryn::StreamRepository& GetStreams() const { return *streams; }
     /// Separator in paths of types.
     char GetTypeSeparator() const { return typeSeparator; }
     /// Separator in paths of streams.
-    char GetStreamSeparator() const { return streamSeparator; }
+    char GetStreamSeparator() const { return streams->groupSeparator(); }
 
   private:
     core::tessaryn::StreamType& OpenType(const std::string& path,
@@ -58,15 +58,9 @@ class Document {
     void CheckTypeNames(const core::tessaryn::StreamGroup& group) const;
 
     char typeSeparator;
-    char streamSeparator;
     // The types outlive the streams.
     std::unique_ptr<core::tessaryn::StreamTypeRepository> types;
     std::unique_ptr<core::tessaryn::StreamRepository> streams;
 };
-
-/// The samples in the order of their pushes.
-/// \param samples all samples of the stream, in storage order
-std::vector<core::tessaryn::Sample*> InPushOrder(
-    const core::tessaryn::Stream& stream, const std::vector<core::tessaryn::Sample*>& samples);
 
 }  // namespace velmora::tool

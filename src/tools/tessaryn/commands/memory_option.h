@@ -1,0 +1,26 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+
+namespace velmora::tool {
+
+/// Memory that the samples of a document may take unless --max-memory says otherwise: 1 GiB.
+inline constexpr std::uint64_t defaultMaxMemory = std::uint64_t{1} << 30U;
+
+/// Adds --max-memory to a command that reads a document.
+/// \param maxMemory \ownership observes: bytes, set when the command line is parsed
+inline void AddMemoryOption(CLI::App& command, std::uint64_t& maxMemory) {
+    command
+        .add_option(
+            "--max-memory", maxMemory,
+            "Memory for the samples of a document, such as 500MB or 2GiB; 1GiB unless given")
+        ->transform(CLI::AsSizeValue(false))
+        ->type_name("SIZE");
+}
+
+}  // namespace velmora::tool
