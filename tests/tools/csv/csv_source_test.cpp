@@ -63,6 +63,10 @@ TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
 
 TEST(CsvSource, NamesLineColumnAndReasonOfBadInput) {
     const std::string x1 = " x=1\n";
+    std::string manyColumns = "time";
+    for (int i = 0; i < 65'536; ++i) {
+        manyColumns += ",c" + std::to_string(i);
+    }
     const TableCase cases[] = {
         {good + "2020-01-02\n", "", x1, "3:2 (x): 1 field, expected 2"},
         {good + "2020-01-02,1,2\n", "", x1, "3:3: 3 fields, expected 2"},
@@ -84,6 +88,7 @@ TEST(CsvSource, NamesLineColumnAndReasonOfBadInput) {
         {"a,b\n1,2\n", "", "",
          "1: no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
          "numbers that count from 1970"},
+        {manyColumns, "", "", "1: 65537 columns, allowed are 65536"},
         {"time,x\n", "--time t", "", "1: there is no column 't'; the columns are 'time', 'x'"},
         {"time,x\n2020-01-01,1\n", "--type time:Int8", "",
          "1: no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "

@@ -28,6 +28,7 @@ TEST(DocumentFile, FailuresChangeNoFile) {
         {"convert " + none + " " + old, "cannot read " + none + ": No such file or directory"},
         {"convert " + cut + " " + old,
          cut + ": The JSON document cannot be read at line 1, column 1"},
+        {from + old + " --max-memory 1KiB", "from.xml: The XML document cannot be read at line "},
         {"watch - --save " + folder.PathOf("to"), "to' does not end in .xml or .json"},
         {"watch - --save " + old + " --load " + cut, cut + ": The JSON document"},
     };

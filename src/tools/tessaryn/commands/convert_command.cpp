@@ -21,13 +21,14 @@ CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
         app.add_subcommand("convert", "Convert a document between XML and JSON");
     convert->add_option("FROM", options.from, "Document to read, .xml or .json")->required();
     convert->add_option("TO", options.to, "Document to write, .xml or .json")->required();
+    AddMemoryOption(*convert, options.maxMemory);
     convert->footer(details);
     return convert;
 }
 
 void RunConvert(const ConvertOptions& options) {
     CheckEnding(options.to);
-    WriteTree(ReadTree(options.from), options.to);
+    WriteTree(ReadTree(options.from, options.maxMemory), options.to);
 }
 
 }  // namespace velmora::tool

@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include "commands/memory_option.h"
+
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <string>
 
 namespace velmora::tool {
@@ -13,6 +16,7 @@ namespace velmora::tool {
 struct ConvertOptions {
     std::string from;
     std::string to;
+    std::uint64_t maxMemory = defaultMaxMemory;
 };
 
 /// Adds the subcommand.

@@ -9,7 +9,7 @@
 
 namespace velmora::tool {
 
-/// Memory that the samples of a document may take unless --max-memory says otherwise: 1 GiB.
+/// Value of --max-memory unless given: 1 GiB.
 inline constexpr std::uint64_t defaultMaxMemory = std::uint64_t{1} << 30U;
 
 /// Adds --max-memory to a command that reads a document.
@@ -18,7 +18,8 @@ inline void AddMemoryOption(CLI::App& command, std::uint64_t& maxMemory) {
     command
         .add_option(
             "--max-memory", maxMemory,
-            "Memory for the samples of a document, such as 500MB or 2GiB; 1GiB unless given")
+            "Memory for the nodes of a document, and again for its samples, such as 500MB or 2GiB; "
+            "1GiB unless given")
         ->transform(CLI::AsSizeValue(false))
         ->type_name("SIZE");
 }

@@ -17,6 +17,9 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
+// Entries of a stream type.
+constexpr std::size_t maxEntries = 65'535;
+
 // Rows and bytes from which the types are inferred.
 constexpr std::size_t maxFirstRows = 10'000;
 constexpr std::size_t maxFirstBytes = 4UL * 1024 * 1024;
@@ -82,6 +85,11 @@ bool CsvSource::Open(tsn::StreamType& type) {
         return false;
     }
     layout = MakeCsvLayout(header, firstRows, options, input->GetName());
+    if (layout.columns.size() - 1 > maxEntries) {
+        throw CommandError(input->GetName() + ":" + std::to_string(header.line) + ": " +
+                           Counted(layout.columns.size(), "column") + ", allowed are " +
+                           std::to_string(maxEntries + 1));
+    }
     for (std::size_t i = 0; i < layout.columns.size(); ++i) {
         const CsvColumn& column = layout.columns[i];
         if (i != layout.timeColumn) {

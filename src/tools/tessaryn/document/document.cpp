@@ -74,9 +74,9 @@ Document::Document()
       types(std::make_unique<tsn::StreamTypeRepository>(Poco::Logger::root(), newSeparator)),
       streams(std::make_unique<tsn::StreamRepository>(Poco::Logger::root(), newSeparator)) {}
 
-Document::Document(const std::string& file, std::uint64_t maxSampleMemory)
+Document::Document(const std::string& file, std::uint64_t maxMemory)
     : typeSeparator(defaultSeparator) {
-    const ser::NodeTree tree = ReadTree(file);
+    const ser::NodeTree tree = ReadTree(file, maxMemory);
     const ser::NodeRef typesNode = tree.GetRoot()["StreamTypeRepository"];
     const ser::NodeRef streamsNode = tree.GetRoot()["StreamRepository"];
     if (!typesNode.Exists() && !streamsNode.Exists()) {
@@ -87,7 +87,7 @@ Document::Document(const std::string& file, std::uint64_t maxSampleMemory)
                                       defaultSeparator);
     try {
         types = tsn::ReadStreamTypes(typesNode);
-        streams = tsn::ReadStreams(*types, streamsNode, {maxSampleMemory});
+        streams = tsn::ReadStreams(*types, streamsNode, {maxMemory});
     } catch (const tsn::DocumentException& error) {
         throw CommandError(file + ": " + error.what());
     }

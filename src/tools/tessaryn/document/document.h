@@ -24,9 +24,9 @@ class Document {
     Document();
 
     /// Reads a document.
-    /// \param maxSampleMemory bytes that its samples may take
+    /// \param maxMemory bytes that its nodes may take, and its samples again
     /// \throws CommandError that names file, node and reason
-    Document(const std::string& file, std::uint64_t maxSampleMemory);
+    Document(const std::string& file, std::uint64_t maxMemory);
 
     /// Finds or adds a stream. A new one has the newest type of that path if its entries are those
     /// of the layout, else a new version of that type.

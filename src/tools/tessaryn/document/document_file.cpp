@@ -52,7 +52,7 @@ void CheckWritable(const std::string& path) {
     const FileReplacement attempt(path);
 }
 
-ser::NodeTree ReadTree(const std::string& path) {
+ser::NodeTree ReadTree(const std::string& path, std::uint64_t maxMemory) {
     const bool json = IsJson(path);
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
@@ -66,7 +66,9 @@ ser::NodeTree ReadTree(const std::string& path) {
         FailReading(path, errno);
     }
     try {
-        return json ? ser::ReadJson(in) : ser::ReadXml(in);
+        ser::ReadLimits limits;
+        limits.maxMemory = maxMemory;
+        return json ? ser::ReadJson(in, limits) : ser::ReadXml(in, limits);
     } catch (const ser::SerializationException& error) {
         throw CommandError(path + ": " + error.what());
     }

@@ -5,6 +5,7 @@
 
 #include "serializer/node_tree.h"
 
+#include <cstdint>
 #include <string>
 
 namespace velmora::tool {
@@ -18,8 +19,9 @@ void CheckEnding(const std::string& path);
 void CheckWritable(const std::string& path);
 
 /// Reads a document in the format of its ending.
+/// \param maxMemory bytes that its nodes may take
 /// \throws CommandError with the file's name and the reason, line and column included
-core::serialization::NodeTree ReadTree(const std::string& path);
+core::serialization::NodeTree ReadTree(const std::string& path, std::uint64_t maxMemory);
 
 /// Replaces a document atomically, in the format of its ending.
 /// \throws CommandError with the file's name and the reason
