@@ -30,7 +30,7 @@ complete_words() {
 commands="watch show convert check"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --help --version" "$(complete_words "")"
-same "options of show" "--help --output" "$(complete_words show --)"
+same "options of show" "--help --max-memory --output" "$(complete_words show --)"
 same "options that begin with s" "--save --skip-bad --stream" "$(complete_words watch --s)"
 for command in $commands; do
     for option in $(complete_words "$command" --); do
