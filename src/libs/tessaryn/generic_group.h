@@ -6,15 +6,20 @@
 #include "tessaryn/atomic_executor.h"
 #include "tessaryn/errors.h"
 #include "tessaryn/export.h"
+#include "tessaryn/group_visit.h"
 #include "tessaryn/named_children.h"
 #include "tessaryn/named_object.h"
 
 #include <Poco/Mutex.h>
 #include <Poco/ScopedLock.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -30,8 +35,9 @@ namespace velmora::core::tessaryn {
 ///    may share one.
 /// 2. The group owns its items and sub-groups and deletes them on removal and destruction.
 ///
-/// Children are listed in the hash map's order: neither sorted nor that of adding. A group must not
-/// outlive its parent.
+/// Children are listed in ascending order of their names, compared byte by byte. Looking one up,
+/// adding and removing cost O(log n) of n children, whatever their names. A group must not outlive
+/// its parent. An operation that throws, which only `std::bad_alloc` makes it, changes nothing.
 ///
 /// \threadsafety guarded: every operation locks this group only, but `IsEmpty`, `GetName` and
 /// `GetFullName`, which take no lock. A pointer to a child stays valid until the child is removed;
@@ -41,25 +47,23 @@ class TESSARYN_API GenericGroup : public INamedObject,
                                   public utils::AtomicExecutor<GenericGroup<Item, Group>> {
   public:
     /// An empty group.
-    /// \param groupName its name; a root's is empty
-    /// \param groupParent \ownership observes: the group above, null for a root; must outlive it
-    /// \param nameSeparator joins the parent's full name and this name
-    GenericGroup(const std::string& groupName, const INamedObject* groupParent, char nameSeparator)
-        : parent(groupParent), name(groupName), separator(nameSeparator) {}
+    /// \param name a root's is empty
+    /// \param parent \ownership observes: the group above, null for a root; must outlive this one
+    /// \param separator joins the parent's full name and this name
+    GenericGroup(const std::string& name, const INamedObject* parent, char separator)
+        : parent(parent), name(name), separator(separator) {}
 
     ~GenericGroup() override { DeleteGroups(); }
 
-    /// The group's own name.
     std::string GetName() const override { return name; }
 
-    /// The names from the root down to this group; those of unnamed groups at the top don't appear.
+    /// The names from the root down to this group, without those of unnamed groups at the top.
     std::string GetFullName() const override {
         const std::string above = parent == nullptr ? std::string() : parent->GetFullName();
         return above.empty() ? name : above + separator + name;
     }
 
     /// Stores an item.
-    /// \param itemName the item's name
     /// \param item \ownership takes on success: left with the caller when the name is taken
     /// \return \ownership lends: the item of that name, new or not; null when `item` was null
     Item* AddItem(const std::string& itemName, std::unique_ptr<Item>&& item) {
@@ -67,8 +71,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return Insert(items, itemName, item);
     }
 
-    /// As `AddItem`, but an item whose name is taken is deleted.
-    /// \param itemName the item's name
+    /// Same as `AddItem`, but an item whose name is taken is deleted.
     /// \param item \ownership takes
     /// \return \ownership lends: the item of that name, new or not
     Item* AddItemMove(const std::string& itemName, std::unique_ptr<Item>&& item) {
@@ -78,7 +81,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// Stores a sub-group.
-    /// \param groupName the sub-group's name here
+    /// \param groupName the name here, which may differ from the sub-group's own
     /// \param group \ownership takes on success: left with the caller when the name is taken
     /// \return \ownership lends: the sub-group of that name, new or not; null when `group` was null
     Group* AddGroup(const std::string& groupName, std::unique_ptr<Group>&& group) {
@@ -86,8 +89,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return Insert(groups, groupName, group);
     }
 
-    /// As `AddGroup`, but a sub-group whose name is taken is deleted.
-    /// \param groupName the sub-group's name here
+    /// Same as `AddGroup`, but a sub-group whose name is taken is deleted.
+    /// \param groupName the name here, which may differ from the sub-group's own
     /// \param group \ownership takes
     /// \return \ownership lends: the sub-group of that name, new or not
     Group* AddGroupMove(const std::string& groupName, std::unique_ptr<Group>&& group) {
@@ -97,17 +100,15 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// The sub-group of a name; a new one, with this group as parent, when there was none.
-    /// \param groupName the sub-group's name
     /// \return \ownership lends
     Group* AddGroup(const std::string& groupName) {
         const Lock lock(this->mutex);
-        Group* const existing = groups.Find(groupName);
+        Group* const existing = FindGroup(groupName);
         return existing != nullptr ? existing
                                    : AddGroup(groupName, std::make_unique<Group>(groupName, this));
     }
 
     /// The item of a name among the direct children, or null.
-    /// \param itemName the item's name
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& itemName) const {
         const Lock lock(this->mutex);
@@ -115,15 +116,12 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     /// The sub-group of a name among the direct children, or null.
-    /// \param groupName the sub-group's name
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& groupName) const {
         const Lock lock(this->mutex);
-        return groups.Find(groupName);
+        return FindGroup(groupName);
     }
 
-    /// As `GetItemPtr`.
-    /// \param itemName the item's name
     /// \throws ItemNotFoundException when absent
     Item& GetItem(const std::string& itemName) const {
         Item* const item = GetItemPtr(itemName);
@@ -133,8 +131,6 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return *item;
     }
 
-    /// As `GetGroupPtr`.
-    /// \param groupName the sub-group's name
     /// \throws GroupNotFoundException when absent
     Group& GetGroup(const std::string& groupName) const {
         Group* const group = GetGroupPtr(groupName);
@@ -144,12 +140,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return *group;
     }
 
-    /// Whether there is an item of a name among the direct children.
-    /// \param itemName the item's name
     bool ItemExists(const std::string& itemName) const { return GetItemPtr(itemName) != nullptr; }
 
-    /// Whether there is a sub-group of a name among the direct children.
-    /// \param groupName the sub-group's name
     bool GroupExists(const std::string& groupName) const {
         return GetGroupPtr(groupName) != nullptr;
     }
@@ -157,51 +149,60 @@ class TESSARYN_API GenericGroup : public INamedObject,
     /// The names of the direct items.
     std::vector<std::string> GetItemNames() const {
         const Lock lock(this->mutex);
-        return Keys(items);
+        return items.GetNames();
     }
 
     /// The names of the direct sub-groups.
     std::vector<std::string> GetGroupNames() const {
         const Lock lock(this->mutex);
-        return Keys(groups);
+        return groups.GetNames();
     }
 
-    /// The direct items.
+    /// The direct items, in the order of `GetItemNames`.
     /// \return \ownership lends
     std::vector<Item*> GetAllItemPtrs() const {
         const Lock lock(this->mutex);
-        return Values(items);
+        return items.GetPointers();
     }
 
-    /// The direct sub-groups.
+    /// The direct sub-groups, in the order of `GetGroupNames`.
     /// \return \ownership lends
     std::vector<Group*> GetAllGroupPtrs() const {
         const Lock lock(this->mutex);
-        return Values(groups);
+        return groups.GetPointers();
     }
 
-    /// Whether the group has neither items nor sub-groups. Takes no lock.
-    bool IsEmpty() const { return items.IsEmpty() && groups.IsEmpty(); }
+    /// Whether the group has neither items nor sub-groups. Takes no lock: beside a change it gives
+    /// the answer from before or after.
+    bool IsEmpty() const { return childCount.load(std::memory_order_relaxed) == 0; }
 
     /// Deletes the item of a name.
-    /// \param itemName the item's name
     /// \return whether there was one
     bool RemoveItem(const std::string& itemName) {
         const Lock lock(this->mutex);
-        return items.Take(itemName) != nullptr;
+        const std::unique_ptr<Item> item = items.Take(itemName);
+        if (!item) {
+            return false;
+        }
+        CountChange();
+        return true;
     }
 
     /// Deletes the sub-group of a name with all that is below it.
-    /// \param groupName the sub-group's name
     /// \return whether there was one
     bool RemoveGroup(const std::string& groupName) {
         const Lock lock(this->mutex);
-        return groups.Take(groupName) != nullptr;
+        std::unique_ptr<Group> group = groups.Take(groupName);
+        if (!group) {
+            return false;
+        }
+        CountChange();
+        Retire(std::move(group));
+        return true;
     }
 
     /// Deletes the item of a name or, only when there is none, the sub-group.
-    /// \param childName the name
-    /// \return whether there was one of both
+    /// \return whether there was one of either
     bool Remove(const std::string& childName) {
         const Lock lock(this->mutex);
         return RemoveItem(childName) || RemoveGroup(childName);
@@ -211,66 +212,105 @@ class TESSARYN_API GenericGroup : public INamedObject,
     void Clear() {
         const Lock lock(this->mutex);
         DeleteGroups();
-        groups.Clear();
         items.Clear();
+        CountChange();
     }
+
+    /// Number of changes to the children of all groups of this class in the process, so that what
+    /// was calculated from a tree can be seen to be outdated.
+    static std::uint64_t CountChanges() { return changes.load(std::memory_order_acquire); }
 
   protected:
-    using Lock = Poco::ScopedLock<Poco::Mutex>;  ///< holds the executor's mutex
-    NamedChildren<Group> groups;  ///< the sub-groups; guarded by the executor's mutex
-    NamedChildren<Item> items;    ///< the items; guarded by the executor's mutex
+    using Lock = Poco::ScopedLock<Poco::Mutex>;
+
+    /// After a change to `groups` or `items`, under the mutex still.
+    void CountChange() {
+        childCount.store(groups.GetSize() + items.GetSize(), std::memory_order_relaxed);
+        changes.fetch_add(1, std::memory_order_release);
+    }
+
+    /// Moves the children of a group that is about to be deleted here. Sub-groups of the same name
+    /// are merged likewise; an item whose name is taken stays where it is.
+    /// \param adopt called with each item and the group that it comes to
+    template <class Adopt>
+    void Merge(GenericGroup& source, Adopt adopt) {
+        const Lock lock(this->mutex);
+        for (const auto& [childName, child] : source.groups) {
+            Group* const existing = FindGroup(childName);
+            if (existing != nullptr) {
+                existing->Merge(*child, adopt);
+            } else {
+                child->parent = this;
+            }
+        }
+        for (const auto& [childName, child] : source.items) {
+            adopt(*child, *this);
+        }
+        groups.Merge(source.groups);
+        items.Merge(source.items);
+        CountChange();
+    }
+
+    NamedChildren<Group> groups;  ///< guarded by the mutex
+    NamedChildren<Item> items;    ///< guarded by the mutex
 
   private:
-    /// The child of that name; `child` is released only when it was stored.
-    template <class Child>
-    static Child* Insert(NamedChildren<Child>& children, const std::string& key,
-                         std::unique_ptr<Child>& child) {
-        Child* const existing = children.Find(key);
-        return existing != nullptr || !child ? existing : children.Insert(key, child);
-    }
+    friend class GroupVisit<Group>;
+
+    Group* FindGroup(std::string_view groupName) const { return groups.Find(groupName); }
 
     template <class Child>
-    static std::vector<std::string> Keys(const NamedChildren<Child>& children) {
-        std::vector<std::string> keys;
-        for (const auto& [key, child] : children.GetAll()) {
-            keys.push_back(key);
+    Child* Insert(NamedChildren<Child>& children, const std::string& childName,
+                  std::unique_ptr<Child>& child) {
+        Child* const stored = children.Insert(childName, child);
+        if (!child) {
+            CountChange();
         }
-        return keys;
+        return stored;
     }
 
-    template <class Child>
-    static std::vector<Child*> Values(const NamedChildren<Child>& children) {
-        std::vector<Child*> values;
-        for (const auto& [key, child] : children.GetAll()) {
-            values.push_back(child);
+    // Leaves a group that its parent no longer holds to its visitors, if there are any.
+    // \return the group, to be deleted; null when its last visitor will do that
+    static std::unique_ptr<Group> Retire(std::unique_ptr<Group> group) noexcept {
+        const Lock lock(group->mutex);
+        if (!group->visits.Remove()) {
+            static_cast<void>(group.release());
         }
-        return values;
+        return group;
     }
 
-    /// Deletes all sub-groups from the leaves up, without a call a level: the tree may be deeper
-    /// than the call stack, as long as there is memory to go down without it.
+    // Deletes all sub-groups from the leaves up, without a call per level: the tree may be deeper
+    // than the call stack, as long as there is memory to descend without it.
     void DeleteGroups() noexcept {
         std::vector<std::unique_ptr<Group>> path;
         for (;;) {
             GenericGroup& above = path.empty() ? *this : *path.back();
-            std::unique_ptr<Group> group = above.groups.TakeAny();
+            std::unique_ptr<Group> group = above.groups.TakeFirst();
+            if (!group) {
+                if (path.empty()) {
+                    return;
+                }
+                path.pop_back();
+                continue;
+            }
+            group = Retire(std::move(group));
             if (group) {
                 try {
                     path.push_back(std::move(group));
                 } catch (const std::bad_alloc&) {
                     group.reset();
                 }
-            } else if (path.empty()) {
-                return;
-            } else {
-                path.pop_back();
             }
         }
     }
 
+    static inline std::atomic<std::uint64_t> changes{0};
+
     const INamedObject* parent;
     std::string name;
     char separator;
+    std::atomic<std::size_t> childCount{0};
+    VisitCount visits;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -5,6 +5,7 @@
 
 #include "common/split.h"
 #include "tessaryn/atomic_executor.h"
+#include "tessaryn/group_visit.h"
 
 #include <Poco/Mutex.h>
 #include <Poco/ScopedLock.h>
@@ -12,6 +13,8 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -25,73 +28,102 @@ namespace velmora::core::tessaryn {
 ///
 /// \threadsafety guarded: look-ups, `Remove` and `Clear` hold the repository's mutex for their
 /// whole run and lock each group on the way, one at a time. `AddItem` and `AddGroup` rely on the
-/// locks of the groups that they touch.
+/// locks of the groups that they touch. When another thread removes a group on the way, what is
+/// added below it is deleted with it, and the pointer returned is then dangling; who uses the
+/// pointer serialises through `AtomicExecute`.
 template <class Group, class Item>
 class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
   public:
     /// An empty tree: one root group without name and parent.
-    /// \param separator splits paths
-    explicit GenericRepo(char separator) : root("", nullptr), pathSeparator(separator) {}
+    explicit GenericRepo(char separator) : root("", nullptr), separator(separator) {}
 
     /// The components of a path: none of the empty path, an empty one between two separators, none
     /// after a separator at the end.
-    /// \param path the path
     std::vector<std::string> Split(const std::string& path) const {
-        return utils::Split(path, pathSeparator);
+        return utils::Split(path, separator);
+    }
+
+    /// The path of these components, which `Split` takes apart again unless one holds a separator.
+    std::string Join(const std::vector<std::string>& names) const {
+        std::string path;
+        for (const std::string& name : names) {
+            path += name;
+            path += separator;
+        }
+        // A separator at the end adds no component, but stands behind one that is empty.
+        if (!names.empty() && !names.back().empty()) {
+            path.pop_back();
+        }
+        return path;
     }
 
     /// Stores an item under the last component, making the groups that are missing.
-    /// \param path the item's path; the empty path stores nothing
+    /// \param path the empty path stores nothing
     /// \param item \ownership takes on success: left with the caller when the path is empty or
     /// taken
     /// \return \ownership lends: the item of that path, new or not; null for the empty path
     Item* AddItem(const std::string& path, std::unique_ptr<Item>&& item) {
+        return AddItem(path, [&](Group& group, const std::string& name) {
+            return group.AddItem(name, std::move(item));
+        });
+    }
+
+    /// Makes the groups that are missing, and lets a function object store the item.
+    /// \param path the empty path stores nothing
+    /// \param add called with the group that is to hold the item and with the last component; the
+    /// group is not locked, but exists until the call returns
+    /// \return what `add` returns; null for the empty path
+    template <class Add>
+    requires std::is_invocable_r_v<Item*, Add, Group&, const std::string&> Item* AddItem(
+        const std::string& path, Add add) {
         const std::vector<std::string> names = Split(path);
         if (names.empty()) {
             return nullptr;
         }
-        return AddGroups(names, names.size() - 1).AddItem(names.back(), std::move(item));
+        GroupVisit<Group> visit(root);
+        for (std::size_t i = 0; i + 1 < names.size(); ++i) {
+            visit.EnterOrAdd(names[i]);
+        }
+        return add(*visit, names.back());
     }
 
     /// Gets or makes every group of a path.
-    /// \param path the path
     /// \return \ownership lends: the last one; null for the empty path
     Group* AddGroup(const std::string& path) {
         const std::vector<std::string> names = Split(path);
-        return names.empty() ? nullptr : &AddGroups(names, names.size());
+        if (names.empty()) {
+            return nullptr;
+        }
+        GroupVisit<Group> visit(root);
+        for (const std::string& name : names) {
+            visit.EnterOrAdd(name);
+        }
+        return &*visit;
     }
 
     /// The item of a path, or null when any step is missing.
-    /// \param path the path
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& path) {
-        const Lock lock(this->mutex);
-        std::string name;
-        Group* const group = FindParent(path, name);
-        return group == nullptr ? nullptr : group->GetItemPtr(name);
+        return AtParent<Item*>(
+            path, [](Group& group, const std::string& name) { return group.GetItemPtr(name); });
     }
 
     /// The group of a path, or null when any step is missing; the root for the empty path.
-    /// \param path the path
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& path) {
-        const Lock lock(this->mutex);
         if (path.empty()) {
+            const Lock lock(this->mutex);
             return &root;
         }
-        std::string name;
-        Group* const group = FindParent(path, name);
-        return group == nullptr ? nullptr : group->GetGroupPtr(name);
+        return AtParent<Group*>(
+            path, [](Group& group, const std::string& name) { return group.GetGroupPtr(name); });
     }
 
     /// Deletes the item of a path or, only when there is none, the group.
-    /// \param path the path
     /// \return whether something was deleted
     bool Remove(const std::string& path) {
-        const Lock lock(this->mutex);
-        std::string name;
-        Group* const group = FindParent(path, name);
-        return group != nullptr && group->Remove(name);
+        return AtParent<bool>(
+            path, [](Group& group, const std::string& name) { return group.Remove(name); });
     }
 
     /// Deletes everything below the root.
@@ -108,42 +140,35 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     const Group& GetRoot() const { return root; }
 
     /// The character that paths are split at.
-    char groupSeparator() const { return pathSeparator; }
+    char groupSeparator() const { return separator; }
 
   protected:
-    using Lock = Poco::ScopedLock<Poco::Mutex>;  ///< holds the executor's mutex
-
-    /// Gets or makes the groups of the first names.
-    /// \param names the components of a path
-    /// \param count how many of them name groups
-    /// \return the last of the groups; the root for none
-    Group& AddGroups(const std::vector<std::string>& names, std::size_t count) {
-        Group* group = &root;
-        for (std::size_t i = 0; i < count; ++i) {
-            group = group->AddGroup(names[i]);
-        }
-        return *group;
-    }
+    using Lock = Poco::ScopedLock<Poco::Mutex>;
 
   private:
-    /// The group that would hold the last component, which goes into `name`; null when it is
-    /// missing or there is no component.
-    Group* FindParent(const std::string& path, std::string& name) {
-        utils::Splitter components(path, pathSeparator);
+    /// Calls a function object with the group that holds the last component of a path, which is
+    /// locked, and with that component.
+    /// \return its result; null or false when a group is missing or the path is empty
+    template <class Result, class Work>
+    Result AtParent(const std::string& path, Work work) {
+        const Lock lock(this->mutex);
+        utils::Splitter components(path, separator);
         if (components.IsAtEnd()) {
-            return nullptr;
+            return Result();
         }
-        Group* group = &root;
-        name = components.Next();
-        while (group != nullptr && !components.IsAtEnd()) {
-            group = group->GetGroupPtr(name);
+        GroupVisit<Group> visit(root);
+        std::string_view name = components.Next();
+        while (!components.IsAtEnd()) {
+            if (!visit.Enter(name)) {
+                return Result();
+            }
             name = components.Next();
         }
-        return group;
+        return visit.Leave([&](Group& group) { return work(group, std::string(name)); });
     }
 
     Group root;
-    char pathSeparator;
+    char separator;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -3,12 +3,12 @@
 
 #pragma once
 
-#include <Poco/HashMap.h>
-
-#include <algorithm>
 #include <cstddef>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,154 +16,96 @@ namespace velmora::core::tessaryn {
 
 /// Children of a group by name, owned.
 ///
-/// Invariants:
-/// 1. A name is unique.
-/// 2. No child is lost and none dangles when memory runs out. The hash map alone would lose some,
-///    for it moves its entries while it grows or shrinks; so a plain list of them stands beside it,
-///    from which it is made anew, and which is searched while there is no memory for that.
-///
-/// Children are listed in the hash map's order: neither sorted nor that of adding.
+/// An ordered map: no choice of names makes it slow, as colliding ones make a hash table, and the
+/// order of listing depends on the names alone. An operation that throws changes nothing.
 ///
 /// \threadsafety external: the group locks
 template <class Child>
 class NamedChildren {
   public:
-    NamedChildren() : map(initialReserve) {}
-    NamedChildren(const NamedChildren&) = delete;
-    NamedChildren& operator=(const NamedChildren&) = delete;
-    /// Deletes all children.
-    ~NamedChildren() { DeleteAll(); }
+    std::size_t GetSize() const { return children.size(); }
 
-    /// Whether there is no child.
-    bool IsEmpty() const { return entries.empty(); }
-
-    /// The child of a name, or null.
-    /// \param name the child's name
-    /// \return \ownership lends
-    Child* Find(const std::string& name) const {
-        if (isMapWhole) {
-            const auto place = map.find(name);
-            return place == map.end() ? nullptr : place->second;
-        }
-        const auto place = std::find_if(entries.begin(), entries.end(),
-                                        [&](const Entry& entry) { return entry.first == name; });
-        return place == entries.end() ? nullptr : place->second;
+    /// \return \ownership lends: null when absent
+    Child* Find(std::string_view name) const {
+        const auto place = children.find(name);
+        return place == children.end() ? nullptr : place->second.get();
     }
 
-    /// Stores a child under a name that is free.
-    /// \param name the child's name
-    /// \param child \ownership takes on success: not null
-    /// \return \ownership lends: the child
-    /// \throws std::bad_alloc: nothing is changed
+    /// Stores a child when the name is free.
+    /// \param child \ownership takes on success: left with the caller when the name is taken
+    /// \return \ownership lends: the child of that name, new or not; null when `child` was null
     Child* Insert(const std::string& name, std::unique_ptr<Child>& child) {
-        entries.emplace_back(name, child.get());
-        try {
-            ChangeMap([&] { map.insert(typename Map::ValueType(name, child.get())); });
-        } catch (...) {
-            entries.pop_back();
-            TryToMakeMap();
-            throw;
+        const auto place = children.lower_bound(name);
+        if (place != children.end() && place->first == name) {
+            return place->second.get();
         }
-        return child.release();
+        if (!child) {
+            return nullptr;
+        }
+        const auto stored = children.emplace_hint(place, name, nullptr);
+        stored->second = std::move(child);
+        return stored->second.get();
     }
 
     /// Removes the child of a name.
-    /// \param name the child's name
-    /// \return \ownership gives: the child; null when there was none
-    /// \throws std::bad_alloc: nothing is changed
-    std::unique_ptr<Child> Take(const std::string& name) {
-        Child* const child = Find(name);
-        if (child == nullptr) {
-            return nullptr;
-        }
-        try {
-            ChangeMap([&] { map.erase(name); });
-        } catch (...) {
-            TryToMakeMap();
-            throw;
-        }
-        entries.erase(std::find_if(entries.begin(), entries.end(),
-                                   [&](const Entry& entry) { return entry.second == child; }));
-        return std::unique_ptr<Child>(child);
+    /// \return the child; null when absent
+    std::unique_ptr<Child> Take(std::string_view name) noexcept {
+        return Take(children.find(name));
     }
 
-    /// Removes any child; for taking apart what is about to be deleted.
-    /// \return \ownership gives: the child; null when there was none
-    std::unique_ptr<Child> TakeAny() noexcept {
-        if (entries.empty()) {
+    /// Removes the first child.
+    /// \return the child; null when there is none
+    std::unique_ptr<Child> TakeFirst() noexcept { return Take(children.begin()); }
+
+    /// Moves the children of another group here, but those whose names are taken.
+    void Merge(NamedChildren& source) { children.merge(source.children); }
+
+    /// Deletes the children for which a function object says so.
+    template <class Condition>
+    void RemoveIf(Condition condition) {
+        std::erase_if(children, [&](const auto& child) { return condition(*child.second); });
+    }
+
+    void Clear() noexcept { children.clear(); }
+
+    /// In ascending order, compared byte by byte.
+    std::vector<std::string> GetNames() const {
+        std::vector<std::string> names;
+        names.reserve(children.size());
+        for (const auto& [name, child] : children) {
+            names.push_back(name);
+        }
+        return names;
+    }
+
+    /// In the order of `GetNames`.
+    /// \return \ownership lends
+    std::vector<Child*> GetPointers() const {
+        std::vector<Child*> pointers;
+        pointers.reserve(children.size());
+        for (const auto& [name, child] : children) {
+            pointers.push_back(child.get());
+        }
+        return pointers;
+    }
+
+    /// Name and child, in the order of `GetNames`.
+    auto begin() const { return children.begin(); }
+    auto end() const { return children.end(); }
+
+  private:
+    using Map = std::map<std::string, std::unique_ptr<Child>, std::less<>>;
+
+    std::unique_ptr<Child> Take(typename Map::iterator place) noexcept {
+        if (place == children.end()) {
             return nullptr;
         }
-        std::unique_ptr<Child> child(entries.back().second);
-        entries.pop_back();
-        isMapWhole = false;
+        std::unique_ptr<Child> child = std::move(place->second);
+        children.erase(place);
         return child;
     }
 
-    /// Deletes all children.
-    /// \throws std::bad_alloc: nothing is changed
-    void Clear() {
-        Map none(initialReserve);
-        DeleteAll();
-        map.swap(none);
-        isMapWhole = true;
-    }
-
-    /// Names and children.
-    /// \return \ownership lends
-    std::vector<std::pair<std::string, Child*>> GetAll() const {
-        if (!isMapWhole) {
-            return entries;
-        }
-        std::vector<Entry> all;
-        all.reserve(entries.size());
-        for (const auto& entry : map) {
-            all.emplace_back(entry.first, entry.second);
-        }
-        return all;
-    }
-
-  private:
-    using Map = Poco::HashMap<std::string, Child*>;
-    using Entry = std::pair<std::string, Child*>;
-
-    static constexpr std::size_t initialReserve = 64;
-
-    template <class Change>
-    void ChangeMap(Change change) {
-        if (!isMapWhole) {
-            MakeMap();
-        }
-        isMapWhole = false;
-        change();
-        isMapWhole = true;
-    }
-
-    void MakeMap() {
-        Map made(initialReserve);
-        for (const Entry& entry : entries) {
-            made.insert(typename Map::ValueType(entry.first, entry.second));
-        }
-        map.swap(made);
-        isMapWhole = true;
-    }
-
-    void TryToMakeMap() noexcept {
-        try {
-            MakeMap();
-        } catch (...) {
-            isMapWhole = false;
-        }
-    }
-
-    void DeleteAll() noexcept {
-        while (TakeAny() != nullptr) {
-        }
-    }
-
-    Map map;
-    std::vector<Entry> entries;
-    /// Whether the map holds what the list does.
-    bool isMapWhole = true;
+    Map children;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -42,4 +42,14 @@ inline char ReadGroupSeparator(const serialization::Serializer<serialization::No
     return separator;
 }
 
+/// Writes what both repositories consist of: "GroupSeparator" and the root group under "Group".
+template <class Repo>
+void WriteRepository(const serialization::NodeSerializer& serializer, serialization::INode& node,
+                     const Repo& repo) {
+    serializer.Serialize(node.AddNode("GroupSeparator", serialization::NodeElement),
+                         repo.groupSeparator(), serialization::Optional());
+    serialization::NodeRef group = node.AddNode("Group", serialization::NodeElement);
+    repo.GetRoot().Serialize(serializer, group);
+}
+
 }  // namespace velmora::core::tessaryn

@@ -53,7 +53,7 @@ void StreamGroup::Fill(const Serializer<NodeRef>& serializer, const INode& node,
         const std::string groupName = group->GetName();
         StreamGroup* const existing = GetGroupPtr(groupName);
         if (existing != nullptr) {
-            existing->Fill(serializer, child, types);
+            existing->Merge(*group, [](Stream&, const INamedObject&) {});
         } else {
             AddGroup(groupName, std::move(group));
         }

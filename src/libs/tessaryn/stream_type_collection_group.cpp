@@ -56,7 +56,10 @@ void StreamTypeCollectionGroup::Fill(const Serializer<NodeRef>& serializer, cons
         const std::string groupName = group->GetName();
         StreamTypeCollectionGroup* const existing = GetGroupPtr(groupName);
         if (existing != nullptr) {
-            existing->Fill(serializer, child);
+            existing->Merge(*group,
+                            [](StreamTypeCollection& collection, const INamedObject& parent) {
+                                collection.SetParent(&parent);
+                            });
         } else {
             AddGroup(groupName, std::move(group));
         }
@@ -67,15 +70,14 @@ void StreamTypeCollectionGroup::Fill(const Serializer<NodeRef>& serializer, cons
 }
 
 void StreamTypeCollectionGroup::RemoveAllTypesOfVersion(const utils::Version& version) {
-    for (const auto& [key, group] : groups.GetAll()) {
+    for (const auto& [groupName, group] : groups) {
         group->RemoveAllTypesOfVersion(version);
     }
-    for (const auto& [key, collection] : items.GetAll()) {
-        collection->Remove(version);
-        if (collection->IsEmpty()) {
-            items.Take(key);
-        }
-    }
+    items.RemoveIf([&](StreamTypeCollection& collection) {
+        collection.Remove(version);
+        return collection.IsEmpty();
+    });
+    CountChange();
 }
 
 void StreamTypeCollectionGroup::Serialize(const Serializer<NodeRef>& serializer,

@@ -11,12 +11,10 @@
 namespace velmora::core::tessaryn {
 
 using serialization::INode;
-using serialization::NodeFlags;
-using serialization::NodeRef;
-using serialization::Serializer;
+using serialization::NodeSerializer;
 
-StreamRepositoryPrivate::StreamRepositoryPrivate(Poco::Logger& streamsLogger, char separator)
-    : GenericRepo(separator), logger(streamsLogger) {}
+StreamRepositoryPrivate::StreamRepositoryPrivate(Poco::Logger& logger, char groupSeparator)
+    : GenericRepo(groupSeparator), logger(logger) {}
 
 StreamRepositoryPrivate::~StreamRepositoryPrivate() = default;
 
@@ -61,17 +59,14 @@ bool StreamRepositoryPrivate::IsStreamTypeInUse(StreamTypeCollection* collection
     return false;
 }
 
-void StreamRepositoryPrivate::Fill(const Serializer<NodeRef>& serializer, const INode& node,
+void StreamRepositoryPrivate::Fill(const NodeSerializer& serializer, const INode& node,
                                    const StreamTypeRepository& types) {
     const Lock lock(mutex);
     GetRoot().Fill(serializer, node["Group"], types);
 }
 
-void StreamRepositoryPrivate::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
-    serializer.Serialize(node.AddNode("GroupSeparator", NodeFlags::NodeElement), groupSeparator(),
-                         serialization::Optional());
-    NodeRef group = node.AddNode("Group", NodeFlags::NodeElement);
-    GetRoot().Serialize(serializer, group);
+void StreamRepositoryPrivate::Serialize(const NodeSerializer& serializer, INode& node) const {
+    WriteRepository(serializer, node, *this);
 }
 
 }  // namespace velmora::core::tessaryn

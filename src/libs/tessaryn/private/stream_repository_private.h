@@ -25,9 +25,8 @@ namespace velmora::core::tessaryn {
 class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable,
                                              public GenericRepo<StreamGroup, Stream> {
   public:
-    /// \param streamsLogger \ownership observes: must outlive the repository
-    /// \param separator splits paths
-    StreamRepositoryPrivate(Poco::Logger& streamsLogger, char separator);
+    /// \param logger \ownership observes: must outlive the repository
+    StreamRepositoryPrivate(Poco::Logger& logger, char groupSeparator);
     ~StreamRepositoryPrivate() override;
 
     /// Stores a stream, making the groups that are missing.
@@ -46,9 +45,9 @@ class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable
     /// \copydoc StreamRepository::IsStreamTypeInUse(StreamTypeCollection*) const
     bool IsStreamTypeInUse(StreamTypeCollection* collection);
     /// \copydoc StreamRepository::Fill
-    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
-              const serialization::INode& node, const StreamTypeRepository& types);
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void Fill(const serialization::NodeSerializer& serializer, const serialization::INode& node,
+              const StreamTypeRepository& types);
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 
   private:

@@ -10,6 +10,7 @@
 #include "tessaryn/stream_type_collection.h"
 #include "tessaryn/stream_type_collection_group.h"
 
+#include <memory>
 #include <string>
 
 namespace Poco {
@@ -18,23 +19,22 @@ class Logger;
 
 namespace velmora::core::tessaryn {
 
+class FullNameIndex;
+
 /// What stands behind a `StreamTypeRepository`, which documents the operations.
 ///
 /// \threadsafety guarded
 class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializable {
   public:
-    /// \param typesLogger \ownership observes: must outlive the repository
-    /// \param groupSeparator splits paths
-    StreamTypeRepositoryPrivate(Poco::Logger& typesLogger, char groupSeparator);
+    /// \param logger \ownership observes: must outlive the repository
+    StreamTypeRepositoryPrivate(Poco::Logger& logger, char groupSeparator);
     ~StreamTypeRepositoryPrivate() override;
 
     /// \copydoc StreamTypeRepository::Add(const std::string&)
     StreamTypeCollection* Add(const std::string& path);
     /// Adds a collection read from its node, whose "Name" is taken as its path.
-    /// \param serializer reads the values
-    /// \param node the collection's node
     /// \return \ownership lends: the collection of that path; null for the empty path
-    StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
+    StreamTypeCollection* Add(const serialization::NodeSerializer& serializer,
                               const serialization::INode& node);
     /// \copydoc StreamTypeRepository::AddGroup
     StreamTypeCollectionGroup* AddGroup(const std::string& path);
@@ -55,24 +55,14 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
     /// \copydoc StreamTypeRepository::Clear
     void Clear();
     /// \copydoc StreamTypeRepository::Fill
-    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
-              const serialization::INode& node);
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void Fill(const serialization::NodeSerializer& serializer, const serialization::INode& node);
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 
   private:
-    /// The plain tree; its mutex is what look-ups, removal and filling hold.
-    class Repo : public GenericRepo<StreamTypeCollectionGroup, StreamTypeCollection> {
-      public:
-        using GenericRepo::GenericRepo;
-        StreamTypeCollection* FindByFullName(const std::string& fullName);
-        StreamTypeCollection* Add(const std::string& path);
-        void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
-                  const serialization::INode& node);
-    };
-
-    Repo repo;
+    GenericRepo<StreamTypeCollectionGroup, StreamTypeCollection> repo;
     [[maybe_unused]] Poco::Logger& logger;
+    std::unique_ptr<FullNameIndex> fullNames;
 };
 
 }  // namespace velmora::core::tessaryn
