@@ -47,11 +47,12 @@ class TESSARYN_API GenericGroup : public INamedObject,
                                   public utils::AtomicExecutor<GenericGroup<Item, Group>> {
   public:
     /// An empty group.
-    /// \param name a root's is empty
-    /// \param parent \ownership observes: the group above, null for a root; must outlive this one
-    /// \param separator joins the parent's full name and this name
-    GenericGroup(const std::string& name, const INamedObject* parent, char separator)
-        : parent(parent), name(name), separator(separator) {}
+    // Hosts compile this with their own warnings, so the parameters do not shadow the fields.
+    /// \param groupName a root's is empty
+    /// \param groupParent \ownership observes: the group above, null for a root; must outlive this
+    /// \param nameSeparator joins the parent's full name and this name
+    GenericGroup(const std::string& groupName, const INamedObject* groupParent, char nameSeparator)
+        : parent(groupParent), name(groupName), separator(nameSeparator) {}
 
     ~GenericGroup() override { DeleteGroups(); }
 

@@ -35,7 +35,7 @@ template <class Group, class Item>
 class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
   public:
     /// An empty tree: one root group without name and parent.
-    explicit GenericRepo(char separator) : root("", nullptr), separator(separator) {}
+    explicit GenericRepo(char pathSeparator) : root("", nullptr), separator(pathSeparator) {}
 
     /// The components of a path: none of the empty path, an empty one between two separators, none
     /// after a separator at the end.

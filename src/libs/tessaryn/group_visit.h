@@ -115,7 +115,9 @@ class GroupVisit {
     // Holds the group's mutex, and ends the visit before it is released.
     class Ending {
       public:
-        explicit Ending(GroupVisit& visit) : visit(visit) { visit.group->mutex.lock(); }
+        explicit Ending(GroupVisit& endingVisit) : visit(endingVisit) {
+            visit.group->mutex.lock();
+        }
         Ending(const Ending&) = delete;
         Ending& operator=(const Ending&) = delete;
         ~Ending() {
