@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <unordered_set>
 
 namespace velmora::utils {
 namespace {
@@ -44,6 +46,18 @@ TEST(Version, OrdersAddsAndSubtractsAsOneNumber) {
             EXPECT_TRUE((make(a) -= make(b)) == make(a - b)) << a << " - " << b;
         }
     }
+}
+
+TEST(Version, HasThreePartsATextAndAHash) {
+    const Version version(1, 2, 256);
+    EXPECT_EQ(version.GetFirst(), 1);
+    EXPECT_EQ(version.GetSecond(), 2);
+    EXPECT_EQ(version.GetThird(), 256);
+    std::ostringstream out;
+    out << version << ' ' << Version::Latest();
+    EXPECT_EQ(out.str(), "1.2.256 255.255.65535");
+    const std::unordered_set<Version> versions = {version, Version(1, 2, 256), Version(1, 2, 0)};
+    EXPECT_EQ(versions.size(), 2U);
 }
 
 }  // namespace

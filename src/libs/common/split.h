@@ -19,8 +19,8 @@ namespace velmora::utils {
 /// \threadsafety external
 class Splitter {
   public:
-    /// \param splitText what is split; must outlive the splitter
-    /// \param separatorBetween the character between parts
+    /// \param splitText must outlive the splitter
+    /// \param separatorBetween stands between two parts
     Splitter(std::string_view splitText, char separatorBetween)
         : rest(splitText), separator(separatorBetween) {}
 
@@ -42,8 +42,6 @@ class Splitter {
 };
 
 /// All parts that a `Splitter` gives.
-/// \param text what is split
-/// \param separator the character between parts
 /// \threadsafety immutable
 inline std::vector<std::string> Split(std::string_view text, char separator) {
     std::vector<std::string> parts;

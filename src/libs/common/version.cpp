@@ -4,6 +4,7 @@
 #include "common/version.h"
 
 #include <charconv>
+#include <ostream>
 #include <stdexcept>
 #include <system_error>
 #include <type_traits>
@@ -14,8 +15,8 @@ static_assert(sizeof(Version) == 4 && std::is_trivially_copyable_v<Version>);
 
 namespace {
 
-// Reads one part; null when there is none that fits. from_chars takes no sign for unsigned
-// numbers, no blanks and no locale, which is the strictness wanted here.
+// Reads one part; null when there is none in range. For unsigned numbers from_chars accepts neither
+// a sign nor blanks, whatever the locale.
 template <class Part>
 const char* ReadPart(const char* begin, const char* end, Part& part) {
     if (begin == nullptr) {
@@ -46,8 +47,12 @@ Version::Version(const std::string& text) {
 }
 
 std::string Version::ToString() const {
-    return std::to_string(number >> 24U) + '.' + std::to_string((number >> 16U) & 0xFFU) + '.' +
-           std::to_string(number & 0xFFFFU);
+    return std::to_string(GetFirst()) + '.' + std::to_string(GetSecond()) + '.' +
+           std::to_string(GetThird());
+}
+
+std::ostream& operator<<(std::ostream& out, const Version& version) {
+    return out << version.ToString();
 }
 
 }  // namespace velmora::utils

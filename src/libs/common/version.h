@@ -6,7 +6,10 @@
 #include "common/export.h"
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 #include <string>
 
 namespace velmora::utils {
@@ -21,17 +24,16 @@ namespace velmora::utils {
 struct VELMORA_COMMON_API Version {
     /// 0.0.0, which stands for no version.
     constexpr Version() = default;
-    /// A version of three parts.
-    /// \param first the part that counts most
-    /// \param second the part in the middle
-    /// \param third the part that counts least
     constexpr Version(unsigned char first, unsigned char second, unsigned short third)
         : number((std::uint32_t{first} << 24U) | (std::uint32_t{second} << 16U) | third) {}
     /// Reads three unsigned decimal numbers joined by dots, as `ToString` writes them.
-    /// \param text such as "1.0.0"
     /// \throws std::invalid_argument when anything else is in the text, or a part is too large;
     ///     the message quotes the text
     explicit Version(const std::string& text);
+
+    constexpr unsigned char GetFirst() const { return static_cast<unsigned char>(number >> 24U); }
+    constexpr unsigned char GetSecond() const { return static_cast<unsigned char>(number >> 16U); }
+    constexpr unsigned short GetThird() const { return static_cast<unsigned short>(number); }
 
     /// The three parts as decimal numbers joined by dots, "1.0.0".
     std::string ToString() const;
@@ -45,22 +47,30 @@ struct VELMORA_COMMON_API Version {
     friend constexpr auto operator<=>(const Version&, const Version&) = default;
 
     /// Adds modulo 2^32; a sum that is smaller than the summand has wrapped.
-    /// \param other the summand
-    /// \return the version itself
     constexpr Version& operator+=(const Version& other) {
         number += other.number;
         return *this;
     }
     /// Subtracts modulo 2^32, so that adding the same again gives the former value.
-    /// \param other what is subtracted
-    /// \return the version itself
     constexpr Version& operator-=(const Version& other) {
         number -= other.number;
         return *this;
     }
 
+    /// Writes what `ToString` gives.
+    friend VELMORA_COMMON_API std::ostream& operator<<(std::ostream& out, const Version& version);
+
   private:
+    friend struct std::hash<Version>;
+
     std::uint32_t number = 0;
 };
 
 }  // namespace velmora::utils
+
+template <>
+struct std::hash<velmora::utils::Version> {
+    std::size_t operator()(const velmora::utils::Version& version) const noexcept {
+        return std::hash<std::uint32_t>()(version.number);
+    }
+};
