@@ -54,5 +54,20 @@ TEST(StreamTypeCollection, IsNotReadFromANodeThatLacksSomething) {
               "Version 1.0.0 already exist in the collection StreamTypeCollection");
 }
 
+TEST(StreamTypeCollection, PushesACopyAsTheNextVersion) {
+    StreamTypeCollection collection("Pos", nullptr);
+    StreamType& first = collection.PushNew(Version(1, 0, 0)).Add("x", Int32, 3).Add("s", String, 0);
+    StreamType& second = collection.PushCopy(first, Version(0, 1, 0));
+    EXPECT_EQ(&collection.Get(Version(1, 1, 0)), &second);
+    EXPECT_EQ(second.GetVersion(), Version(1, 1, 0));
+    EXPECT_TRUE(second.HasSameLayout(first));
+    EXPECT_EQ(second.GetEntry(0).initialSize, 3U);
+    // A type of another collection takes the name of this one.
+    StreamTypeCollection other("Else", nullptr);
+    EXPECT_EQ(other.PushCopy(second, Version(0, 0, 1)).GetFullName(), "Else");
+    EXPECT_THROW(other.PushCopy(second, Version(0, 0, 0)), utils::WrongVersionException);
+    EXPECT_EQ(other.GetAll().size(), 1U);
+}
+
 }  // namespace
 }  // namespace velmora::core::tessaryn

@@ -105,6 +105,37 @@ TEST(StreamTypeEntries, AreFoundByNameRenumberedOnRemovalAndRefusedWithoutAChang
               "StreamType must have a valid parent object.");
 }
 
+TEST(StreamTypeEntries, AreNotRemovedByAnIdThatDoesNotExist) {
+    TestType layout({{"a", Int32, 1}, {"b", Double, 2}});
+    const std::pair<unsigned short, const char*> rows[] = {
+        {2, "Entry 2 does not exist in stream type 'Pos' with version '1.0.0'."},
+        {StreamType::invalidEntryId,
+         "Entry 65535 does not exist in stream type 'Pos' with version '1.0.0'."}};
+    for (const auto& [id, message] : rows) {
+        EXPECT_EQ(MessageOf<std::out_of_range>([&] { layout.type.Remove(id); }), message);
+        ExpectOffsets(layout.type, {0, 4, 20});
+    }
+}
+
+TEST(StreamTypeLayout, IsTheSameForEqualNamesAndValueTypesInEqualOrder) {
+    const TestType layout({{"a", Int32, 1}, {"b", Double, 2}});
+    struct Row {
+        const char* name;
+        std::initializer_list<SampleEntry> entries;
+        bool isSame;
+    };
+    const Row rows[] = {{"other sizes", {{"a", Int32, 7}, {"b", Double, 0}}, true},
+                        {"another value type", {{"a", UInt32, 1}, {"b", Double, 2}}, false},
+                        {"another name", {{"a", Int32, 1}, {"c", Double, 2}}, false},
+                        {"another order", {{"b", Double, 2}, {"a", Int32, 1}}, false},
+                        {"fewer", {{"a", Int32, 1}}, false},
+                        {"more", {{"a", Int32, 1}, {"b", Double, 2}, {"c", Int8, 1}}, false}};
+    for (const Row& row : rows) {
+        const TestType other(row.entries, "Other", {7, 0, 0});
+        EXPECT_EQ(layout.type.HasSameLayout(other.type), row.isSame) << row.name;
+    }
+}
+
 TEST(StreamTypeEntries, AreCountedBeyond16Bits) {
     TestType layout({});
     StreamType& type = layout.type;
@@ -150,16 +181,24 @@ TEST(StreamTypeHash, IsTheChecksumOfVersionAndKeys) {
 }
 
 TEST(StreamTypeHash, AcceptsTheFixedVersionsOfWellKnownTypesOnly) {
-    for (const std::string name : {"Pos", "command", "Command ", "ClientInfo", "DataPoint",
-                                   "Command", "CommandResult", "ProxyParams", "ConnectionStatus"}) {
+    struct Row {
+        const char* name;
+        bool isWellKnown;
+    };
+    const Row rows[] = {{"ClientInfo", true},    {"DataPoint", true},   {"Command", true},
+                        {"CommandResult", true}, {"ProxyParams", true}, {"ConnectionStatus", true},
+                        {"Pos", false},          {"command", false},    {"Command ", false}};
+    for (const auto& [name, isWellKnown] : rows) {
+        SCOPED_TRACE(name);
         const TestType layout({{"x", Int32, 1}, {"y", Int32, 1}}, name, {1, 1, 0});
-        const bool wellKnown = name.size() > 6 && name != "Command " && name != "command";
+        const auto accepts = [&](const char* version) {
+            return layout.type.IsHashCompatible(HashOf(version, {"x", "y"}));
+        };
         EXPECT_EQ(layout.type.GetHash(), HashOf("1.1.0", {"x", "y"}));
-        for (const std::string version : {"1.1.0", "1.0.0", "0.0.1", "1.0.1"}) {
-            EXPECT_EQ(layout.type.IsHashCompatible(HashOf(version, {"x", "y"})),
-                      version == "1.1.0" || (wellKnown && version != "1.0.1"))
-                << name << ' ' << version;
-        }
+        EXPECT_TRUE(accepts("1.1.0"));
+        EXPECT_EQ(accepts("1.0.0"), isWellKnown);
+        EXPECT_EQ(accepts("0.0.1"), isWellKnown);
+        EXPECT_FALSE(accepts("1.0.1"));
         EXPECT_FALSE(layout.type.IsHashCompatible(HashOf("1.1.0", {"x"})));
     }
 }

@@ -5,9 +5,13 @@
 
 #include "tessaryn/value_traits.h"
 
+#include <Poco/Ascii.h>
+
+#include <array>
 #include <charconv>
 #include <limits>
 #include <locale>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -29,21 +33,13 @@ constexpr std::pair<std::string_view, BaseType> spellings[] = {
     {"float", Float},   {"double", Double},   {"bool", Bool},     {"boolean", Bool},
     {"string", String}, {"bytearray", String}};
 
-constexpr char LowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-constexpr bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-// Whether `std::from_chars` and an input stream would read the same number from this text: it
-// may disagree with the stream only on what this refuses.
-bool IsPlainNumber(const char* first, const char* last) {
+// Whether `std::from_chars` and an input stream read the same number from this text. They may
+// differ on texts for which this is false.
+bool StartsWithDigits(const char* first, const char* last) {
     if (first != last && *first == '-') {
         ++first;
     }
-    return first != last && IsDigit(*first);
+    return first != last && Poco::Ascii::isDigit(*first);
 }
 
 template <class T>
@@ -55,6 +51,21 @@ T ReadFromStream(const std::string& text) {
     return value;
 }
 
+// The values of texts that an input stream does not read, although an output stream writes them.
+template <class T>
+std::optional<T> ReadNonFinite(std::string_view text) {
+    constexpr T nan = std::numeric_limits<T>::quiet_NaN();
+    constexpr T infinity = std::numeric_limits<T>::infinity();
+    constexpr std::pair<std::string_view, T> values[] = {
+        {"nan", nan}, {"-nan", -nan}, {"inf", infinity}, {"-inf", -infinity}};
+    for (const auto& [name, value] : values) {
+        if (text == name) {
+            return value;
+        }
+    }
+    return std::nullopt;
+}
+
 // The element as an input stream's extraction reads it, in a fraction of a stream's time.
 template <class T>
 T ReadNumber(const std::string& text) {
@@ -63,14 +74,17 @@ T ReadNumber(const std::string& text) {
     while (first != last && (*first == ' ' || (*first >= '\t' && *first <= '\r'))) {
         ++first;
     }
-    const bool plain = IsPlainNumber(first, last) && (!std::is_unsigned_v<T> || *first != '-');
-    if (plain) {
+    if (StartsWithDigits(first, last) && (!std::is_unsigned_v<T> || *first != '-')) {
         T value{};
         const auto [end, error] = std::from_chars(first, last, value);
-        // A stream takes "1e" for no number at all, where from_chars stops before the "e".
-        const bool whole = std::is_integral_v<T> || end == last;
-        if (error == std::errc() && whole) {
+        // In "1e" a stream finds no number at all, while from_chars stops before the "e".
+        if (error == std::errc() && (std::is_integral_v<T> || end == last)) {
             return value;
+        }
+    } else if constexpr (std::is_floating_point_v<T>) {
+        const std::optional<T> value = ReadNonFinite<T>({first, last});
+        if (value) {
+            return *value;
         }
     }
     return ReadFromStream<T>(text);
@@ -79,17 +93,12 @@ T ReadNumber(const std::string& text) {
 }  // namespace
 
 BaseType GetTypeFromString(const std::string& name) {
-    constexpr std::size_t longest = 9;
-    if (name.size() > longest) {
-        return UnknownType;
+    std::string lower = name;
+    for (char& c : lower) {
+        c = static_cast<char>(Poco::Ascii::toLower(static_cast<unsigned char>(c)));
     }
-    std::array<char, longest> lower{};
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        lower[i] = LowerCase(name[i]);
-    }
-    const std::string_view wanted(lower.data(), name.size());
     for (const auto& [spelling, type] : spellings) {
-        if (spelling == wanted) {
+        if (spelling == lower) {
             return type;
         }
     }

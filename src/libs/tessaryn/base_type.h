@@ -83,8 +83,9 @@ TESSARYN_API bool TypesAreCompatible(BaseType declared, BaseType requested);
 ///
 /// Leading white space is skipped, what follows a number is ignored, and numbers are decimal
 /// whatever the process's locale. A number out of range gives the nearest limit; text that holds
-/// no number gives zero. An element of `String` or `Int8` is given by its code: "65" stores the
-/// byte 65. `Bool` is "0" or "1".
+/// no number gives zero. `Float` and `Double` keep what `ToString` of a sample writes for them:
+/// "nan", "-nan", "inf" and "-inf". An element of `String` or `Int8` is given by its code: "65"
+/// stores the byte 65. `Bool` is "0" or "1".
 /// \param type the element's type; a value above 12 writes nothing
 /// \param text the element's text
 /// \param destination where exactly `SizeOf(type)` bytes are written; needs no alignment

@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <atomic>
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace velmora::core::serialization {
 
@@ -40,8 +42,8 @@ using serialization::INode;
 using serialization::Mandatory;
 using serialization::NodeFlags;
 using serialization::NodeRef;
+using serialization::NodeSerializer;
 using serialization::Optional;
-using serialization::Serializer;
 using utils::Version;
 
 namespace {
@@ -86,17 +88,17 @@ std::vector<std::string> HashKeys(const std::vector<Poco::Checksum>& checksums) 
 StreamType::StreamType()
     : memOffsets(1, 0U), hashKeys(1, "0000"), parent(nullptr), version(Version::Latest()) {}
 
-StreamType::StreamType(const Version& typeVersion, const INamedObject* typeParent)
-    : memOffsets(1, 0U), parent(typeParent), version(typeVersion) {
+StreamType::StreamType(const Version& version, const INamedObject* parent)
+    : memOffsets(1, 0U), parent(parent), version(version) {
     if (parent == nullptr) {
         throw std::invalid_argument("StreamType must have a valid parent object.");
     }
     CalculateHashKeys();
 }
 
-StreamType::StreamType(const Serializer<NodeRef>& serializer, const INode& node,
-                       const INamedObject* typeParent)
-    : memOffsets(1, 0U), parent(typeParent) {
+StreamType::StreamType(const NodeSerializer& serializer, const INode& node,
+                       const INamedObject* parent)
+    : memOffsets(1, 0U), parent(parent) {
     serializer.Deserialize(node["Version"], version, Mandatory(), RaiseAndLog());
     const NodeRef list = node["Entries"];
     serializer.Test(list, serialization::Exist(), RaiseAndLog());
@@ -124,17 +126,9 @@ StreamType& StreamType::operator=(const StreamType& other) {
         return *this;
     }
     StreamType copy(other);
-    std::vector<std::string> keys = other.hashKeys;
-    std::vector<Poco::Checksum> sums = other.checksums;
-    entries.swap(copy.entries);
-    memOffsets.swap(copy.memOffsets);
-    hashKeys.swap(keys);
-    parent = other.parent;
-    version = other.version;
-    ids.swap(copy.ids);
-    checksums.swap(sums);
-    exactSize = other.exactSize;
-    layoutNumber = NextLayoutNumber();
+    copy.hashKeys = other.hashKeys;
+    copy.checksums = other.checksums;
+    Swap(copy);
     return *this;
 }
 
@@ -148,8 +142,7 @@ StreamType& StreamType::Add(const std::string& key, BaseType type, unsigned int 
                          key, ToString(type)));
     }
     if (entries.size() >= maxEntries) {
-        throw std::length_error("A stream type can not have more than 65535 entries: '" + key +
-                                "'");
+        throw std::length_error("A stream type cannot have more than 65535 entries: '" + key + "'");
     }
     // Everything that may throw comes before the first change.
     SampleEntry entry{key, type, initialSize};
@@ -221,17 +214,34 @@ bool StreamType::IsHashCompatible(const std::string& hash) const {
 }
 
 void StreamType::Remove(unsigned short id) {
-    layoutNumber = NextLayoutNumber();
-    entries.erase(entries.begin() + id);
-    ids.clear();
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        ids.emplace(entries[i].key, static_cast<unsigned short>(i));
+    if (id >= entries.size()) {
+        throw std::out_of_range("Entry " + std::to_string(id) + " does not exist in stream type '" +
+                                GetName() + "' with version '" + version.ToString() + "'.");
     }
-    CreateOffsets();
-    CalculateHashKeys();
+    StreamType changed;
+    changed.parent = parent;
+    changed.version = version;
+    changed.entries.reserve(entries.size());
+    for (const SampleEntry& entry : entries) {
+        if (&entry != &entries[id]) {
+            changed.ids.emplace(entry.key, static_cast<unsigned short>(changed.entries.size()));
+            changed.entries.push_back(entry);
+        }
+    }
+    changed.CreateOffsets();
+    changed.CalculateHashKeys();
+    Swap(changed);
 }
 
-void StreamType::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+bool StreamType::HasSameLayout(const StreamType& other) const {
+    const auto isEqual = [](const SampleEntry& a, const SampleEntry& b) {
+        return a.key == b.key && a.type == b.type;
+    };
+    return std::equal(entries.begin(), entries.end(), other.entries.begin(), other.entries.end(),
+                      isEqual);
+}
+
+void StreamType::Serialize(const NodeSerializer& serializer, INode& node) const {
     serializer.Serialize(node.AddNode("Version", NodeFlags::NodeValue), version, Optional());
     NodeRef list = node.AddNode("Entries", NodeFlags::NodeList);
     for (const SampleEntry& entry : entries) {
@@ -240,6 +250,18 @@ void StreamType::Serialize(const Serializer<NodeRef>& serializer, INode& node) c
         serializer.Serialize(child.AddNode("Type", NodeFlags::NodeValue), ToString(entry.type),
                              Optional());
     }
+}
+
+void StreamType::Swap(StreamType& other) noexcept {
+    entries.swap(other.entries);
+    memOffsets.swap(other.memOffsets);
+    hashKeys.swap(other.hashKeys);
+    std::swap(parent, other.parent);
+    std::swap(version, other.version);
+    ids.swap(other.ids);
+    checksums.swap(other.checksums);
+    std::swap(exactSize, other.exactSize);
+    layoutNumber = NextLayoutNumber();
 }
 
 std::uint64_t StreamType::NextLayoutNumber() {

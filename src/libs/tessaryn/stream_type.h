@@ -51,29 +51,25 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     StreamType();
 
     /// A type without entries.
-    /// \param version the type's version
     /// \param parent \ownership observes: gives the type its name; not null
     /// \throws std::invalid_argument when `parent` is null
     StreamType(const utils::Version& version, const INamedObject* parent);
 
     /// Reads a type from its node: "Version" and the entries under "Entries".
-    /// \param serializer reads the values
-    /// \param node the type's node
     /// \param parent \ownership observes: gives the type its name
     /// \throws serialization::SerializationException when "Version", "Entries", or an entry's "Key"
     /// or "Type" is missing or unreadable
     /// \throws std::invalid_argument for an entry that `Add` refuses, such as one whose type has an
     /// unknown name
     /// \post A missing "InitialSize" gives 1. A type read without entries has no hash.
-    StreamType(const serialization::Serializer<serialization::NodeRef>& serializer,
-               const serialization::INode& node, const INamedObject* parent);
+    StreamType(const serialization::NodeSerializer& serializer, const serialization::INode& node,
+               const INamedObject* parent);
 
     /// Copies entries, parent and version, and calculates the hash anew.
-    /// \param other the source
     StreamType(const StreamType& other);
-    /// Copies entries, parent, version and the hash as it stands.
-    /// \param other the source
-    /// \return the type itself
+    /// Copies entries, parent, version and the hash as it stands. The version is no longer that
+    /// under which a collection holds this type; `StreamTypeCollection::PushCopy` makes a version
+    /// from the entries of another.
     StreamType& operator=(const StreamType& other);
     ~StreamType() override;
 
@@ -81,14 +77,12 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// \param key the entry's name: not empty, not taken
     /// \param type its value type: not `UnknownType`
     /// \param initialSize elements in a new sample; 0 is allowed
-    /// \return the type itself
     /// \throws std::invalid_argument for a key or type that is not allowed
     /// \throws std::length_error when there are 65,535 entries
     /// \post When this throws, the type is as it was.
     StreamType& Add(const std::string& key, BaseType type, unsigned int initialSize);
 
     /// Whether an entry has this name, compared exactly.
-    /// \param key the name
     bool EntryExists(const std::string& key) const;
 
     /// The id of the entry of this name.
@@ -97,12 +91,10 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     unsigned short EntryId(const std::string& key) const;
 
     /// A copy of an entry.
-    /// \param id the entry's id
     /// \throws std::out_of_range "invalid vector<T> subscript" for an id beyond the last
     SampleEntry GetEntry(unsigned short id) const;
 
     /// An entry's value type; `UnknownType` for an id beyond the last.
-    /// \param id the entry's id
     BaseType GetType(unsigned short id) const {
         return id < entries.size() ? entries[id].type : UnknownType;
     }
@@ -117,7 +109,6 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     unsigned short GetNumOffsets() const { return static_cast<unsigned short>(entries.size() + 1); }
 
     /// The byte offset of an entry in a new sample; of the end for the number of entries.
-    /// \param id the entry's id
     /// \pre `id` is at most the number of entries
     unsigned int GetMemoryOffset(unsigned short id) const { return memOffsets[id]; }
 
@@ -140,7 +131,6 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     /// a year.
     static constexpr unsigned int layoutNumberBits = 44;
 
-    /// The type's version.
     utils::Version GetVersion() const { return version; }
 
     /// The parent's name; empty without a parent.
@@ -154,26 +144,31 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
 
     /// Whether samples of a type with this hash can be read as samples of this one.
     ///
-    /// True for the type's own hash, and for some well-known types also for that of the same
+    /// True for the type's own hash. When the parent is named "ClientInfo", "DataPoint", "Command",
+    /// "CommandResult", "ProxyParams" or "ConnectionStatus", also for the hashes of the same
     /// entries under the versions 1.0.0, 1.1.0 and 0.0.1.
     /// \param hash what `GetHash` gives for the other type
     bool IsHashCompatible(const std::string& hash) const;
 
+    /// Whether the two types have entries of the same names and value types in the same order, so
+    /// that samples in binary form can be exchanged. Initial sizes, versions and names do not
+    /// matter. Stricter than equal hashes, which value types do not go into.
+    bool HasSameLayout(const StreamType& other) const;
+
     /// Removes an entry; later ones move down by one id. Linear in the number of entries.
-    /// \param id the entry's id
-    /// \pre `id` is that of an entry
+    /// \throws std::out_of_range when there is no entry of this id
+    /// \post When this throws, the type is as it was.
     void Remove(unsigned short id);
 
     /// Writes "Version" and, under "Entries", key and type of each entry; initial sizes are not
     /// written.
-    /// \param serializer writes the values
-    /// \param node the type's node
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 
   private:
     static std::uint64_t NextLayoutNumber();
 
+    void Swap(StreamType& other) noexcept;
     void CreateOffsets();
     void CalculateHashKeys();
     std::vector<utils::Version> HashedVersions() const;
@@ -185,10 +180,10 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     const INamedObject* parent;
     utils::Version version;
 
-    /// Id by key, so that a look-up does not grow with the number of entries.
+    // Ids by key.
     std::unordered_map<std::string, unsigned short> ids;
-    /// The running checksums behind `hashKeys`, so that `Add` feeds only the new key; empty where
-    /// the keys were not calculated.
+    // The checksums behind `hashKeys`, so that `Add` feeds only the new key; empty where the keys
+    // were not calculated.
     std::vector<Poco::Checksum> checksums;
     std::uint64_t exactSize = 0;
     std::uint64_t layoutNumber = NextLayoutNumber();
@@ -199,9 +194,6 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
 namespace velmora::core::serialization {
 
 /// Reads "Key", "InitialSize" (1 when missing or unreadable) and "Type" of an entry's node.
-/// \param node the entry's node
-/// \param result receives what became of the type's name
-/// \return the entry
 /// \throws SerializationException when "Key" or "Type" is missing or unreadable
 /// \post The result's status is 3 when "Type" names no value type.
 template <>

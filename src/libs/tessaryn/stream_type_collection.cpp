@@ -13,25 +13,23 @@ namespace velmora::core::tessaryn {
 using serialization::INode;
 using serialization::NodeFlags;
 using serialization::NodeRef;
-using serialization::Serializer;
+using serialization::NodeSerializer;
 using utils::Version;
 
-StreamTypeCollection::StreamTypeCollection(const std::string& collectionName,
-                                           const INamedObject* collectionParent)
-    : Base("StreamTypeCollection"), parent(collectionParent), name(collectionName) {}
+StreamTypeCollection::StreamTypeCollection(const std::string& name, const INamedObject* parent)
+    : Base("StreamTypeCollection"), parent(parent), name(name) {}
 
-StreamTypeCollection::StreamTypeCollection(const std::string& collectionName,
-                                           const INamedObject* collectionParent,
+StreamTypeCollection::StreamTypeCollection(const std::string& name, const INamedObject* parent,
                                            const std::vector<StreamType>& types)
-    : StreamTypeCollection(collectionName, collectionParent) {
+    : StreamTypeCollection(name, parent) {
     for (const StreamType& type : types) {
         Base::Add(new StreamType(type), type.GetVersion());
     }
 }
 
-StreamTypeCollection::StreamTypeCollection(const Serializer<NodeRef>& serializer, const INode& node,
-                                           const INamedObject* collectionParent)
-    : StreamTypeCollection(ReadName(serializer, node), collectionParent) {
+StreamTypeCollection::StreamTypeCollection(const NodeSerializer& serializer, const INode& node,
+                                           const INamedObject* parent)
+    : StreamTypeCollection(ReadName(serializer, node), parent) {
     const NodeRef list = node["Types"];
     serializer.Test(list, serialization::Exist(), RaiseAndLog());
     for (const NodeRef& child : list.GetNodes()) {
@@ -54,7 +52,7 @@ StreamType& StreamTypeCollection::Add(const Version& version) {
     return Base::Add(new StreamType(version, this), version);
 }
 
-StreamType& StreamTypeCollection::Add(const Serializer<NodeRef>& serializer, const INode& node) {
+StreamType& StreamTypeCollection::Add(const NodeSerializer& serializer, const INode& node) {
     auto type = std::make_unique<StreamType>(serializer, node, this);
     const Version version = type->GetVersion();
     return Base::Add(type.release(), version);
@@ -66,10 +64,20 @@ StreamType& StreamTypeCollection::PushNew(const Version& delta) {
     return Base::PushNew(new StreamType(version, this), delta);
 }
 
-StreamType& StreamTypeCollection::PushNew(const Serializer<NodeRef>& serializer,
-                                          const INode& node) {
+StreamType& StreamTypeCollection::PushNew(const NodeSerializer& serializer, const INode& node) {
     auto type = std::make_unique<StreamType>(serializer, node, this);
     const Version delta = type->GetVersion();
+    return Base::PushNew(type.release(), delta);
+}
+
+StreamType& StreamTypeCollection::PushCopy(const StreamType& layout, const Version& delta) {
+    Version version = GetLatestVersion();
+    version += delta;
+    auto type = std::make_unique<StreamType>(version, this);
+    for (unsigned short id = 0; id < layout.GetNumEntries(); ++id) {
+        const SampleEntry entry = layout.GetEntry(id);
+        type->Add(entry.key, entry.type, entry.initialSize);
+    }
     return Base::PushNew(type.release(), delta);
 }
 
@@ -82,14 +90,14 @@ std::string StreamTypeCollection::GetFullName() const {
     return above.empty() ? name : above + "." + name;
 }
 
-void StreamTypeCollection::SetParent(const INamedObject* collectionParent) {
-    if (collectionParent == nullptr) {
+void StreamTypeCollection::SetParent(const INamedObject* newParent) {
+    if (newParent == nullptr) {
         throw std::invalid_argument("StreamTypeCollection must have a valid parent object.");
     }
-    parent = collectionParent;
+    parent = newParent;
 }
 
-void StreamTypeCollection::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+void StreamTypeCollection::Serialize(const NodeSerializer& serializer, INode& node) const {
     WriteName(serializer, node, NodeFlags::NodeName, GetName());
     NodeRef list = node.AddNode("Types", NodeFlags::NodeList);
     for (const StreamType* type : GetAll()) {

@@ -26,63 +26,54 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
                                           public serialization::ISerializable {
   public:
     /// An empty collection.
-    /// \param collectionName the stream type's name
-    /// \param collectionParent \ownership observes: the group that holds it; may be null
-    StreamTypeCollection(const std::string& collectionName, const INamedObject* collectionParent);
+    /// \param parent \ownership observes: the group that holds it; may be null
+    StreamTypeCollection(const std::string& name, const INamedObject* parent);
 
     /// A collection of copies, which keep the parents of the types that they are made of.
-    /// \param collectionName the stream type's name
-    /// \param collectionParent \ownership observes: the group that holds it; may be null
+    /// \param parent \ownership observes: the group that holds it; may be null
     /// \param types copied in this order, each under its own version
     /// \throws utils::VersionedObjectAlreadyExistsException when a version occurs twice
-    StreamTypeCollection(const std::string& collectionName, const INamedObject* collectionParent,
+    StreamTypeCollection(const std::string& name, const INamedObject* parent,
                          const std::vector<StreamType>& types);
 
     /// Reads a collection from its node: "Name" and the types under "Types", in any order.
-    /// \param serializer reads the values
-    /// \param node the collection's node
-    /// \param collectionParent \ownership observes: the group that holds it; may be null
+    /// \param parent \ownership observes: the group that holds it; may be null
     /// \throws serialization::SerializationException when "Name" or "Types" is missing
     /// \throws utils::VersionedObjectAlreadyExistsException when a version occurs twice
     /// \throws what the `StreamType` constructor from a node throws
-    StreamTypeCollection(const serialization::Serializer<serialization::NodeRef>& serializer,
-                         const serialization::INode& node, const INamedObject* collectionParent);
+    StreamTypeCollection(const serialization::NodeSerializer& serializer,
+                         const serialization::INode& node, const INamedObject* parent);
 
     StreamTypeCollection(const StreamTypeCollection&) = delete;
     /// Shares the types of `other` and forgets, undeleted, those held before: only one of the two
     /// may be cleared or destroyed afterwards.
-    /// \param other the source
-    /// \return the collection itself
     StreamTypeCollection& operator=(const StreamTypeCollection& other);
     ~StreamTypeCollection() override;
 
     /// Makes an empty type of a version.
-    /// \param version the version
-    /// \return the new type
     /// \throws utils::VersionedObjectAlreadyExistsException when the version is there
     /// \throws utils::WrongVersionException for 0.0.0 in an empty collection
     StreamType& Add(const utils::Version& version);
     /// Makes a type from its node, under the version that the node tells.
-    /// \param serializer reads the values
-    /// \param node the type's node
-    /// \return the new type
     /// \throws as above, and what the `StreamType` constructor from a node throws
-    StreamType& Add(const serialization::Serializer<serialization::NodeRef>& serializer,
+    StreamType& Add(const serialization::NodeSerializer& serializer,
                     const serialization::INode& node);
 
     /// Makes an empty type as the new latest one.
     /// \param delta step from the latest version, or from 0.0.0
-    /// \return the new type
     /// \throws utils::WrongVersionException for a step too small, or beyond the largest version
     StreamType& PushNew(const utils::Version& delta);
     /// Makes a type from its node as the new latest one. The version that the node tells is the
     /// step: the type is stored under the latest version plus this one, and keeps its own.
-    /// \param serializer reads the values
-    /// \param node the type's node
-    /// \return the new type
     /// \throws as above, and what the `StreamType` constructor from a node throws
-    StreamType& PushNew(const serialization::Serializer<serialization::NodeRef>& serializer,
+    StreamType& PushNew(const serialization::NodeSerializer& serializer,
                         const serialization::INode& node);
+
+    /// Makes a type with the entries of another as the new latest one: the way to the next version.
+    /// \param layout gives the entries, but not its version; may be a type of this collection
+    /// \param delta step from the latest version, or from 0.0.0
+    /// \throws utils::WrongVersionException for a step too small, or beyond the largest version
+    StreamType& PushCopy(const StreamType& layout, const utils::Version& delta);
 
     std::string GetName() const override;
     /// The parent's full name, unless empty, then "." and the name; whatever a repository splits
@@ -92,14 +83,12 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
     /// The group that holds the collection; may be null.
     /// \return \ownership observes
     const INamedObject* GetParent() const { return parent; }
-    /// \param collectionParent \ownership observes: the group that holds it
+    /// \param newParent \ownership observes: the group that holds it
     /// \throws std::invalid_argument when null
-    void SetParent(const INamedObject* collectionParent);
+    void SetParent(const INamedObject* newParent);
 
     /// Writes "Name" and, under "Types", the types in ascending order of their versions.
-    /// \param serializer writes the values
-    /// \param node the collection's node
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 
   private:
