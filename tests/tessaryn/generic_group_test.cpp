@@ -143,15 +143,37 @@ TEST(GroupVisit, KeepsAGroupAliveWhoseParentsParentIsCleared) {
     }
 }
 
-TEST(GenericRepo, JoinsWhatItSplits) {
-    const HostRepo repo('/');
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
-        {{}, ""},    {{"a"}, "a"},      {{"a", "b"}, "a/b"},
-        {{""}, "/"}, {{"", "a"}, "/a"}, {{"a", ""}, "a//"}};
-    for (const auto& [names, path] : cases) {
-        EXPECT_EQ(repo.Join(names), path);
-        EXPECT_EQ(repo.Split(path), names);
+TEST(GenericRepo, VisitsEveryItemWithItsPath) {
+    HostRepo repo('/');
+    const std::vector<std::string> paths = {"/", "x", "//", "/x", "a//", "a/y", "a/b/x", "a.b/x"};
+    for (const std::string& path : paths) {
+        repo.AddItem(path, std::make_unique<HostItem>());
     }
+    repo.AddGroup("a/empty");
+    std::vector<std::string> visited;
+    repo.ForEachItem([&](const std::string& path, HostItem& item) {
+        EXPECT_EQ(repo.GetItemPtr(path), &item) << path;
+        visited.push_back(path);
+        return true;
+    });
+    EXPECT_EQ(visited, paths);
+    visited.clear();
+    repo.ForEachItem([&](const std::string& path, HostItem&) {
+        visited.push_back(path);
+        // What is removed is not visited, and the group is there until the visit to it ends.
+        repo.Remove("a");
+        repo.Remove("a.b");
+        return visited.size() < 3;
+    });
+    EXPECT_EQ(visited, (std::vector<std::string>{"/", "x", "//"}));
+    visited.clear();
+    repo.ForEachItem([&](const std::string& path, HostItem&) {
+        visited.push_back(path);
+        repo.Clear();
+        return true;
+    });
+    EXPECT_EQ(visited, std::vector<std::string>{"/"});
+    EXPECT_EQ(HostItem::live, 0);
 }
 
 }  // namespace

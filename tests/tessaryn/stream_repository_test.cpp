@@ -60,8 +60,14 @@ TEST_F(StreamRepositoryTest, OwnsStreamsFromTheCallOn) {
     EXPECT_EQ(streams.AddStream("plant/s", make()), stored);
     EXPECT_EQ(streams.AddStream("plant/s", nullptr, 7), stored);
     EXPECT_EQ(CountedStream::live, 1);
+    // What is refused adds nothing, and a taken path wins over a size that would be refused.
     EXPECT_THROW(streams.AddStream("b/s", pos, 0), std::invalid_argument);
-    EXPECT_EQ(streams.GetStreamPtr("b/s"), nullptr);
+    EXPECT_EQ(streams.GetGroupPtr("b"), nullptr);
+    EXPECT_EQ(streams.AddStream("plant/s", pos, 0), stored);
+    EXPECT_EQ(streams.GetGroup("plant").AddStream("s", pos, 0), stored);
+    EXPECT_THROW(streams.GetGroup("plant").AddStream("t", pos, 0), std::invalid_argument);
+    EXPECT_EQ(streams.AddStream("", pos, 0), nullptr);
+    EXPECT_EQ(streams.AddStream("plant/s", std::make_unique<CountedStream>(pos, 1L)), stored);
     const BuiltTree node({StreamSpec("c/s", {"1"}), List("Bad", {Value("Name", "c/t")})});
     EXPECT_EQ(TimesOf(*streams.AddStream(serializer, node.Root()["Stream"], types)), "1 ");
     EXPECT_THROW(streams.AddStream(serializer, node.Root()["Bad"], types), SerializationException);
@@ -80,6 +86,33 @@ TEST_F(StreamRepositoryTest, OwnsStreamsFromTheCallOn) {
     EXPECT_EQ(CountedStream::live, 1);
     EXPECT_TRUE(streams.Remove("plant") && !streams.Remove("plant") && !streams.IsEmpty());
     EXPECT_EQ(CountedStream::live, 0);
+}
+
+TEST_F(StreamRepositoryTest, VisitsStreamsWithTheirPaths) {
+    std::vector<std::string> paths = {"s", "a//", "a/s", "a/b/s"};
+    for (const std::string& path : paths) {
+        streams.AddStream(path, pos, 1);
+    }
+    EXPECT_EQ(streams.groupSeparator(), '/');
+    std::vector<std::string> visited;
+    streams.ForEachStream([&](const std::string& path, Stream& stream) {
+        EXPECT_EQ(&streams[path], &stream);
+        EXPECT_EQ(streams.PathOf(stream), path);
+        visited.push_back(path);
+    });
+    EXPECT_EQ(visited, paths);
+    EXPECT_EQ(streams.PathOf(Stream(pos, 1)), "");
+}
+
+// Deeper than the call stack.
+TEST_F(StreamRepositoryTest, SearchesATreeOfAnyDepth) {
+    std::string path = "s";
+    for (int level = 0; level < 100'000; ++level) {
+        path.insert(0, "g/");
+    }
+    Stream* const deep = streams.AddStream(path, pos, 1);
+    EXPECT_TRUE(streams.IsStreamTypeInUse(pos) && !streams.IsStreamTypeInUse(oldPos));
+    EXPECT_EQ(streams.GetStreamPtr(path), deep);
 }
 
 TEST_F(StreamRepositoryTest, ReadsBackWhatItWrites) {

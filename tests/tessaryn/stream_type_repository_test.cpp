@@ -148,6 +148,14 @@ TEST_F(StreamTypeRepositoryTest, FindsManyFullNamesThatCanBeDividedInManyWays) {
     EXPECT_EQ(types.FindByFullName("x"), deepest);
 }
 
+TEST_F(StreamTypeRepositoryTest, HasARootAndASeparator) {
+    EXPECT_EQ(types.groupSeparator(), '/');
+    EXPECT_EQ(&types.GetRoot(), &types.GetGroup(""));
+    EXPECT_FALSE(types.IsEmpty());
+    types.Clear();
+    EXPECT_TRUE(types.IsEmpty());
+}
+
 TEST_F(StreamTypeRepositoryTest, ReadsTheSeparatorOfItsNode) {
     for (const std::string text : {"", "//", ":"}) {
         const BuiltTree node({Value("GroupSeparator", text)});

@@ -10,8 +10,10 @@
 #include <Poco/Mutex.h>
 #include <Poco/ScopedLock.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -41,20 +43,6 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// after a separator at the end.
     std::vector<std::string> Split(const std::string& path) const {
         return utils::Split(path, separator);
-    }
-
-    /// The path of these components, which `Split` takes apart again unless one holds a separator.
-    std::string Join(const std::vector<std::string>& names) const {
-        std::string path;
-        for (const std::string& name : names) {
-            path += name;
-            path += separator;
-        }
-        // A separator at the end adds no component, but stands behind one that is empty.
-        if (!names.empty() && !names.back().empty()) {
-            path.pop_back();
-        }
-        return path;
     }
 
     /// Stores an item under the last component, making the groups that are missing.
@@ -104,24 +92,24 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// The item of a path, or null when any step is missing.
     /// \return \ownership lends
     Item* GetItemPtr(const std::string& path) {
-        return AtParent<Item*>(
-            path, [](Group& group, const std::string& name) { return group.GetItemPtr(name); });
+        const Lock lock(this->mutex);
+        return FindItem(path);
     }
 
     /// The group of a path, or null when any step is missing; the root for the empty path.
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& path) {
-        if (path.empty()) {
-            const Lock lock(this->mutex);
-            return &root;
-        }
-        return AtParent<Group*>(
-            path, [](Group& group, const std::string& name) { return group.GetGroupPtr(name); });
+        const Lock lock(this->mutex);
+        return path.empty() ? &root
+                            : AtParent<Group*>(path, [](Group& group, const std::string& name) {
+                                  return group.GetGroupPtr(name);
+                              });
     }
 
     /// Deletes the item of a path or, only when there is none, the group.
     /// \return whether something was deleted
     bool Remove(const std::string& path) {
+        const Lock lock(this->mutex);
         return AtParent<bool>(
             path, [](Group& group, const std::string& name) { return group.Remove(name); });
     }
@@ -142,16 +130,67 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
     /// The character that paths are split at.
     char groupSeparator() const { return separator; }
 
+    /// Calls a function object for every item until it returns false: for those of a group before
+    /// those of its sub-groups, each in ascending order of the names.
+    /// \param visit called with the item's path and the item, while the repository's mutex and that
+    /// of the item's group are held; may add and remove, which those not yet visited take part in
+    template <class Visit>
+    void ForEachItem(Visit visit) {
+        struct Pending {
+            GroupVisit<Group> group;
+            std::string prefix;  // of the paths of all that is in the group
+        };
+        const Lock lock(this->mutex);
+        std::vector<Pending> open;
+        open.push_back({GroupVisit<Group>(root), ""});
+        while (!open.empty()) {
+            const Pending pending = std::move(open.back());
+            open.pop_back();
+            bool goesOn = true;
+            pending.group->AtomicExecute(
+                [&] { goesOn = VisitItems(*pending.group, pending.prefix, visit); });
+            if (!goesOn) {
+                return;
+            }
+            std::vector<std::string> names = pending.group->GetGroupNames();
+            std::reverse(names.begin(), names.end());
+            for (const std::string& name : names) {
+                std::optional<GroupVisit<Group>> below = pending.group.Fork(name);
+                if (below) {
+                    open.push_back({std::move(*below), pending.prefix + name + separator});
+                }
+            }
+        }
+    }
+
   protected:
     using Lock = Poco::ScopedLock<Poco::Mutex>;
 
+    /// Same as `GetItemPtr`, but does not take the repository's mutex.
+    Item* FindItem(const std::string& path) {
+        return AtParent<Item*>(
+            path, [](Group& group, const std::string& name) { return group.GetItemPtr(name); });
+    }
+
   private:
+    template <class Visit>
+    bool VisitItems(const Group& group, const std::string& prefix, Visit& visit) const {
+        for (const std::string& name : group.GetItemNames()) {
+            Item* const item = group.GetItemPtr(name);
+            // A separator at the end of a path adds no component, unless another one precedes it.
+            const std::string end(name.empty() ? 1U : 0U, separator);
+            if (item != nullptr && !visit(prefix + name + end, *item)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     /// Calls a function object with the group that holds the last component of a path, which is
     /// locked, and with that component.
     /// \return its result; null or false when a group is missing or the path is empty
     template <class Result, class Work>
     Result AtParent(const std::string& path, Work work) {
-        const Lock lock(this->mutex);
         utils::Splitter components(path, separator);
         if (components.IsAtEnd()) {
             return Result();

@@ -90,8 +90,10 @@ class NamedChildren {
     }
 
     /// Name and child, in the order of `GetNames`.
-    auto begin() const { return children.begin(); }
-    auto end() const { return children.end(); }
+    using Iterator =
+        typename std::map<std::string, std::unique_ptr<Child>, std::less<>>::const_iterator;
+    Iterator begin() const { return children.begin(); }
+    Iterator end() const { return children.end(); }
 
   private:
     using Map = std::map<std::string, std::unique_ptr<Child>, std::less<>>;

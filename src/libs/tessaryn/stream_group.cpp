@@ -7,21 +7,23 @@
 #include "tessaryn/stream_type_repository.h"
 
 #include <memory>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 namespace velmora::core::tessaryn {
 
 using serialization::INode;
 using serialization::NodeFlags;
 using serialization::NodeRef;
-using serialization::Serializer;
+using serialization::NodeSerializer;
 
-StreamGroup::StreamGroup(const std::string& groupName, const INamedObject* groupParent)
-    : GenericGroup(groupName, groupParent, '.') {}
+StreamGroup::StreamGroup(const std::string& name, const INamedObject* parent)
+    : GenericGroup(name, parent, '.') {}
 
-StreamGroup::StreamGroup(const Serializer<NodeRef>& serializer, const INode& node,
-                         INamedObject* groupParent, const StreamTypeRepository& types)
-    : GenericGroup(ReadName(serializer, node), groupParent, '.') {
+StreamGroup::StreamGroup(const NodeSerializer& serializer, const INode& node, INamedObject* parent,
+                         const StreamTypeRepository& types)
+    : GenericGroup(ReadName(serializer, node), parent, '.') {
     Fill(serializer, node, types);
 }
 
@@ -36,16 +38,18 @@ Stream& StreamGroup::GetStream(const std::string& streamName) const {
 }
 
 Stream* StreamGroup::AddStream(const std::string& streamName, StreamType* type, long maxSize) {
-    return AddItemMove(streamName, std::make_unique<Stream>(type, maxSize));
+    Stream* const existing = GetItemPtr(streamName);
+    return existing != nullptr ? existing
+                               : AddItem(streamName, std::make_unique<Stream>(type, maxSize));
 }
 
-Stream* StreamGroup::AddStream(const Serializer<NodeRef>& serializer, const INode& node,
+Stream* StreamGroup::AddStream(const NodeSerializer& serializer, const INode& node,
                                const StreamTypeRepository& types) {
     const std::string streamName = ReadName(serializer, node);
     return AddItemMove(streamName, std::make_unique<Stream>(serializer, node, types));
 }
 
-void StreamGroup::Fill(const Serializer<NodeRef>& serializer, const INode& node,
+void StreamGroup::Fill(const NodeSerializer& serializer, const INode& node,
                        const StreamTypeRepository& types) {
     const Lock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
@@ -64,8 +68,7 @@ void StreamGroup::Fill(const Serializer<NodeRef>& serializer, const INode& node,
     }
 }
 
-void StreamGroup::AddSamplesToExistingStreams(const Serializer<NodeRef>& serializer,
-                                              const INode& node,
+void StreamGroup::AddSamplesToExistingStreams(const NodeSerializer& serializer, const INode& node,
                                               const StreamTypeRepository& types) {
     const Lock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
@@ -83,21 +86,36 @@ void StreamGroup::AddSamplesToExistingStreams(const Serializer<NodeRef>& seriali
 }
 
 bool StreamGroup::IsStreamTypeInUse(StreamType* type) const {
-    const Lock lock(mutex);
-    for (const StreamGroup* group : GetAllGroupPtrs()) {
-        if (group->IsStreamTypeInUse(type)) {
-            return true;
+    // The groups from here down to the one that is searched, each locked. A call per level would
+    // end trees that are deeper than the call stack.
+    struct Level {
+        const StreamGroup* group;
+        std::unique_lock<Poco::Mutex> lock;
+        NamedChildren<StreamGroup>::Iterator next;
+    };
+    std::vector<Level> path;
+    const auto enter = [&](const StreamGroup& group) {
+        std::unique_lock<Poco::Mutex> lock(group.mutex);
+        path.push_back({&group, std::move(lock), group.groups.begin()});
+    };
+    enter(*this);
+    while (!path.empty()) {
+        Level& level = path.back();
+        if (level.next != level.group->groups.end()) {
+            enter(*(level.next++)->second);
+            continue;
         }
-    }
-    for (const Stream* stream : GetAllItemPtrs()) {
-        if (stream->GetStreamType() == type) {
-            return true;
+        for (const auto& [streamName, stream] : level.group->items) {
+            if (stream->GetStreamType() == type) {
+                return true;
+            }
         }
+        path.pop_back();
     }
     return false;
 }
 
-void StreamGroup::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+void StreamGroup::Serialize(const NodeSerializer& serializer, INode& node) const {
     const Lock lock(mutex);
     WriteName(serializer, node, NodeFlags::NodeName, GetName());
     NodeRef groupList = node.AddNode("Groups", NodeFlags::NodeList);

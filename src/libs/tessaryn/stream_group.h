@@ -23,76 +23,61 @@ class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
                                  public serialization::ISerializable {
   public:
     /// An empty group; its full name is joined with ".".
-    /// \param groupName its name
-    /// \param groupParent \ownership observes: the group above, null for a root
-    StreamGroup(const std::string& groupName, const INamedObject* groupParent);
+    /// \param parent \ownership observes: the group above, null for a root
+    StreamGroup(const std::string& name, const INamedObject* parent);
 
     /// Reads a group from its node, all that is below it included.
-    /// \param serializer reads the values
-    /// \param node the group's node
-    /// \param groupParent \ownership observes: the group above, null for a root
+    /// \param parent \ownership observes: the group above, null for a root
     /// \param types where the streams' types are looked up; must outlive the group
     /// \throws serialization::SerializationException when "Name" is missing
     /// \throws what `Fill` throws
-    StreamGroup(const serialization::Serializer<serialization::NodeRef>& serializer,
-                const serialization::INode& node, INamedObject* groupParent,
-                const StreamTypeRepository& types);
+    StreamGroup(const serialization::NodeSerializer& serializer, const serialization::INode& node,
+                INamedObject* parent, const StreamTypeRepository& types);
 
     // The order of the virtual operations is part of the binary interface: destructor, GetName,
     // GetFullName, GetStreamPtr, GetStream.
     ~StreamGroup() override;
     /// The stream of a name among the direct children, or null.
-    /// \param streamName the stream's name
     /// \return \ownership lends
     virtual Stream* GetStreamPtr(const std::string& streamName) const;
     /// The stream of a name among the direct children.
-    /// \param streamName the stream's name
     /// \throws ItemNotFoundException when absent
     virtual Stream& GetStream(const std::string& streamName) const;
 
-    /// The stream of a name; a new one when there was none.
-    /// \param streamName the stream's name
+    /// The stream of a name; when there was none, a new one of this type and size.
     /// \param type \ownership observes: the type of a new stream
     /// \param maxSize samples that a new stream keeps
     /// \return \ownership lends
     /// \throws std::invalid_argument when the size is not 1 to 2^31-1
     Stream* AddStream(const std::string& streamName, StreamType* type, long maxSize);
     /// Adds a stream read from its node; when the name is taken, the existing one stays.
-    /// \param serializer reads the values
-    /// \param node the stream's node
     /// \param types where the stream's type is looked up
     /// \return \ownership lends: the stream of that name
     /// \throws serialization::SerializationException when "Name" is missing
     /// \throws what the `Stream` constructor from a node throws
-    Stream* AddStream(const serialization::Serializer<serialization::NodeRef>& serializer,
+    Stream* AddStream(const serialization::NodeSerializer& serializer,
                       const serialization::INode& node, const StreamTypeRepository& types);
 
     /// Merges a group's node into this group: sub-groups of the same name are filled, streams of
     /// the same name are kept as they are.
-    /// \param serializer reads the values
-    /// \param node the group's node
     /// \param types where the streams' types are looked up
     /// \throws what reading a group or a stream throws; what was added before stays
-    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
-              const serialization::INode& node, const StreamTypeRepository& types);
+    void Fill(const serialization::NodeSerializer& serializer, const serialization::INode& node,
+              const StreamTypeRepository& types);
     /// Pushes the samples of a group's node into the streams that are here and below; what the node
     /// names besides is passed over. Subscribers are notified under the groups' locks.
-    /// \param serializer reads the values
-    /// \param node the group's node
     /// \param types only handed down
     /// \throws what `Stream::Fill` throws; what was pushed before stays
-    void AddSamplesToExistingStreams(
-        const serialization::Serializer<serialization::NodeRef>& serializer,
-        const serialization::INode& node, const StreamTypeRepository& types);
+    void AddSamplesToExistingStreams(const serialization::NodeSerializer& serializer,
+                                     const serialization::INode& node,
+                                     const StreamTypeRepository& types);
 
     /// Whether a stream here or below is of this very type object.
     /// \param type \ownership observes
     bool IsStreamTypeInUse(StreamType* type) const;
 
     /// Writes "Name", "Groups" and "Streams".
-    /// \param serializer writes the values
-    /// \param node the group's node
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 };
 

@@ -10,15 +10,14 @@
 namespace velmora::core::tessaryn {
 
 using serialization::INode;
-using serialization::NodeRef;
-using serialization::Serializer;
+using serialization::NodeSerializer;
 
 StreamRepository::StreamRepository() = default;
 
 StreamRepository::StreamRepository(Poco::Logger& logger, char groupSeparator)
     : implementation(std::make_unique<StreamRepositoryPrivate>(logger, groupSeparator)) {}
 
-StreamRepository::StreamRepository(Poco::Logger& logger, const Serializer<NodeRef>& serializer,
+StreamRepository::StreamRepository(Poco::Logger& logger, const NodeSerializer& serializer,
                                    const INode& node, const StreamTypeRepository& types)
     : StreamRepository(logger, ReadGroupSeparator(serializer, node)) {
     Fill(serializer, node, types);
@@ -26,7 +25,7 @@ StreamRepository::StreamRepository(Poco::Logger& logger, const Serializer<NodeRe
 
 StreamRepository::~StreamRepository() = default;
 
-void StreamRepository::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+void StreamRepository::Serialize(const NodeSerializer& serializer, INode& node) const {
     implementation->Serialize(serializer, node);
 }
 
@@ -47,10 +46,10 @@ Stream* StreamRepository::AddStream(const std::string& path, Stream* stream) {
 }
 
 Stream* StreamRepository::AddStream(const std::string& path, StreamType* type, long maxSize) {
-    return implementation->AddStream(path, std::make_unique<Stream>(type, maxSize));
+    return implementation->AddStream(path, type, maxSize);
 }
 
-Stream* StreamRepository::AddStream(const Serializer<NodeRef>& serializer, const INode& node,
+Stream* StreamRepository::AddStream(const NodeSerializer& serializer, const INode& node,
                                     const StreamTypeRepository& types) {
     const std::string path = ReadName(serializer, node);
     return implementation->AddStream(path, std::make_unique<Stream>(serializer, node, types));
@@ -76,6 +75,25 @@ char StreamRepository::groupSeparator() const {
     return implementation->groupSeparator();
 }
 
+void StreamRepository::ForEachStream(
+    const std::function<void(const std::string&, Stream&)>& visit) const {
+    implementation->ForEachItem([&](const std::string& path, Stream& stream) {
+        visit(path, stream);
+        return true;
+    });
+}
+
+std::string StreamRepository::PathOf(const Stream& stream) const {
+    std::string found;
+    implementation->ForEachItem([&](const std::string& path, const Stream& other) {
+        if (&other == &stream) {
+            found = path;
+        }
+        return found.empty();
+    });
+    return found;
+}
+
 bool StreamRepository::IsEmpty() const {
     return implementation->GetRoot().IsEmpty();
 }
@@ -96,7 +114,7 @@ void StreamRepository::Clear() {
     implementation->Clear();
 }
 
-void StreamRepository::Fill(const Serializer<NodeRef>& serializer, const INode& node,
+void StreamRepository::Fill(const NodeSerializer& serializer, const INode& node,
                             const StreamTypeRepository& types) {
     implementation->Fill(serializer, node, types);
 }

@@ -14,16 +14,15 @@ namespace velmora::core::tessaryn {
 using serialization::INode;
 using serialization::NodeFlags;
 using serialization::NodeRef;
-using serialization::Serializer;
+using serialization::NodeSerializer;
 
-StreamTypeCollectionGroup::StreamTypeCollectionGroup(const std::string& groupName,
-                                                     const INamedObject* groupParent)
-    : GenericGroup(groupName, groupParent, '.') {}
+StreamTypeCollectionGroup::StreamTypeCollectionGroup(const std::string& name,
+                                                     const INamedObject* parent)
+    : GenericGroup(name, parent, '.') {}
 
-StreamTypeCollectionGroup::StreamTypeCollectionGroup(const Serializer<NodeRef>& serializer,
-                                                     const INode& node,
-                                                     const INamedObject* groupParent)
-    : GenericGroup(ReadName(serializer, node), groupParent, '.') {
+StreamTypeCollectionGroup::StreamTypeCollectionGroup(const NodeSerializer& serializer,
+                                                     const INode& node, const INamedObject* parent)
+    : GenericGroup(ReadName(serializer, node), parent, '.') {
     Fill(serializer, node);
 }
 
@@ -34,7 +33,7 @@ StreamTypeCollection* StreamTypeCollectionGroup::Add(const std::string& collecti
                        std::make_unique<StreamTypeCollection>(collectionName, this));
 }
 
-StreamTypeCollection* StreamTypeCollectionGroup::Add(const Serializer<NodeRef>& serializer,
+StreamTypeCollection* StreamTypeCollectionGroup::Add(const NodeSerializer& serializer,
                                                      const INode& node) {
     auto collection = std::make_unique<StreamTypeCollection>(serializer, node, this);
     const std::string collectionName = collection->GetName();
@@ -49,7 +48,7 @@ StreamTypeCollection* StreamTypeCollectionGroup::GetPtr(const std::string& colle
     return GetItemPtr(collectionName);
 }
 
-void StreamTypeCollectionGroup::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
+void StreamTypeCollectionGroup::Fill(const NodeSerializer& serializer, const INode& node) {
     const Lock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
         auto group = std::make_unique<StreamTypeCollectionGroup>(serializer, child, this);
@@ -80,8 +79,7 @@ void StreamTypeCollectionGroup::RemoveAllTypesOfVersion(const utils::Version& ve
     CountChange();
 }
 
-void StreamTypeCollectionGroup::Serialize(const Serializer<NodeRef>& serializer,
-                                          INode& node) const {
+void StreamTypeCollectionGroup::Serialize(const NodeSerializer& serializer, INode& node) const {
     const Lock lock(mutex);
     WriteName(serializer, node, NodeFlags::NodeName, GetName());
     NodeRef groupList = node.AddNode("Groups", NodeFlags::NodeList);

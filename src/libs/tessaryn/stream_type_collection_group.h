@@ -21,58 +21,44 @@ class TESSARYN_API StreamTypeCollectionGroup
       public serialization::ISerializable {
   public:
     /// An empty group; its full name is joined with ".".
-    /// \param groupName its name
-    /// \param groupParent \ownership observes: the group above, null for a root
-    StreamTypeCollectionGroup(const std::string& groupName, const INamedObject* groupParent);
+    /// \param parent \ownership observes: the group above, null for a root
+    StreamTypeCollectionGroup(const std::string& name, const INamedObject* parent);
 
     /// Reads a group from its node, all that is below it included.
-    /// \param serializer reads the values
-    /// \param node the group's node
-    /// \param groupParent \ownership observes: the group above, null for a root
+    /// \param parent \ownership observes: the group above, null for a root
     /// \throws serialization::SerializationException when "Name" is missing
     /// \throws what `Fill` throws
-    StreamTypeCollectionGroup(const serialization::Serializer<serialization::NodeRef>& serializer,
-                              const serialization::INode& node, const INamedObject* groupParent);
+    StreamTypeCollectionGroup(const serialization::NodeSerializer& serializer,
+                              const serialization::INode& node, const INamedObject* parent);
     ~StreamTypeCollectionGroup() override;
 
     /// The collection of a name; a new, empty one when there was none.
-    /// \param collectionName the collection's name
     /// \return \ownership lends
     StreamTypeCollection* Add(const std::string& collectionName);
     /// Adds a collection read from its node; when the name is taken, the existing one stays.
-    /// \param serializer reads the values
-    /// \param node the collection's node
     /// \return \ownership lends: the collection of that name
     /// \throws what the `StreamTypeCollection` constructor from a node throws
-    StreamTypeCollection* Add(const serialization::Serializer<serialization::NodeRef>& serializer,
+    StreamTypeCollection* Add(const serialization::NodeSerializer& serializer,
                               const serialization::INode& node);
 
     /// The collection of a name among the direct children.
-    /// \param collectionName the collection's name
     /// \throws ItemNotFoundException when absent
     StreamTypeCollection& Get(const std::string& collectionName) const;
     /// The collection of a name among the direct children, or null.
-    /// \param collectionName the collection's name
     /// \return \ownership lends
     StreamTypeCollection* GetPtr(const std::string& collectionName) const;
 
     /// Merges a group's node into this group: sub-groups of the same name are filled, collections
     /// of the same name are kept as they are. Holds the group's mutex for its whole run.
-    /// \param serializer reads the values
-    /// \param node the group's node
     /// \throws what reading a group or a collection throws; what was added before stays
-    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
-              const serialization::INode& node);
+    void Fill(const serialization::NodeSerializer& serializer, const serialization::INode& node);
 
     /// Removes a version from every collection here and below, and the collections that are empty
     /// then; groups stay. Takes no lock: callers serialise it with everything else.
-    /// \param version the version
     void RemoveAllTypesOfVersion(const utils::Version& version);
 
     /// Writes "Name", "Groups" and "TypeCollections". Holds the group's mutex.
-    /// \param serializer writes the values
-    /// \param node the group's node
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 };
 

@@ -10,14 +10,13 @@
 namespace velmora::core::tessaryn {
 
 using serialization::INode;
-using serialization::NodeRef;
-using serialization::Serializer;
+using serialization::NodeSerializer;
 
 StreamTypeRepository::StreamTypeRepository(Poco::Logger& logger, char groupSeparator)
     : implementation(std::make_unique<StreamTypeRepositoryPrivate>(logger, groupSeparator)) {}
 
-StreamTypeRepository::StreamTypeRepository(Poco::Logger& logger,
-                                           const Serializer<NodeRef>& serializer, const INode& node)
+StreamTypeRepository::StreamTypeRepository(Poco::Logger& logger, const NodeSerializer& serializer,
+                                           const INode& node)
     : StreamTypeRepository(logger, ReadGroupSeparator(serializer, node)) {
     Fill(serializer, node);
 }
@@ -28,7 +27,7 @@ StreamTypeCollection* StreamTypeRepository::Add(const std::string& path) {
     return implementation->Add(path);
 }
 
-StreamTypeCollection* StreamTypeRepository::Add(const Serializer<NodeRef>& serializer,
+StreamTypeCollection* StreamTypeRepository::Add(const NodeSerializer& serializer,
                                                 const INode& node) {
     return implementation->Add(serializer, node);
 }
@@ -73,6 +72,18 @@ StreamTypeCollectionGroup& StreamTypeRepository::GetGroup(const std::string& pat
     return implementation->GetGroup(path);
 }
 
+char StreamTypeRepository::groupSeparator() const {
+    return implementation->groupSeparator();
+}
+
+StreamTypeCollectionGroup& StreamTypeRepository::GetRoot() const {
+    return implementation->GetGroup("");
+}
+
+bool StreamTypeRepository::IsEmpty() const {
+    return implementation->IsEmpty();
+}
+
 bool StreamTypeRepository::Remove(const std::string& path) {
     return implementation->Remove(path);
 }
@@ -81,11 +92,11 @@ void StreamTypeRepository::Clear() {
     implementation->Clear();
 }
 
-void StreamTypeRepository::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
+void StreamTypeRepository::Fill(const NodeSerializer& serializer, const INode& node) {
     implementation->Fill(serializer, node);
 }
 
-void StreamTypeRepository::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+void StreamTypeRepository::Serialize(const NodeSerializer& serializer, INode& node) const {
     implementation->Serialize(serializer, node);
 }
 

@@ -23,6 +23,15 @@ Stream* StreamRepositoryPrivate::AddStream(const std::string& path,
     return AddItem(path, std::move(stream));
 }
 
+Stream* StreamRepositoryPrivate::AddStream(const std::string& path, StreamType* type,
+                                           long maxSize) {
+    Stream* const existing = FindItem(path);
+    // Made before the groups: what is refused adds nothing.
+    return path.empty() || existing != nullptr
+               ? existing
+               : AddItem(path, std::make_unique<Stream>(type, maxSize));
+}
+
 Stream& StreamRepositoryPrivate::GetStream(const std::string& path) {
     Stream* const stream = GetItemPtr(path);
     if (stream == nullptr) {

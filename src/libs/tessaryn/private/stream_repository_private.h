@@ -34,6 +34,8 @@ class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable
     /// \param stream \ownership takes: deleted when the path is empty or taken
     /// \return \ownership lends: the stream of that path, new or not; null for the empty path
     Stream* AddStream(const std::string& path, std::unique_ptr<Stream> stream);
+    /// \copydoc StreamRepository::AddStream(const std::string&, StreamType*, long)
+    Stream* AddStream(const std::string& path, StreamType* type, long maxSize);
     /// \copydoc StreamRepository::GetStream
     Stream& GetStream(const std::string& path);
     /// \copydoc StreamRepository::GetGroup

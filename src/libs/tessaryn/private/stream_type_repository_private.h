@@ -50,6 +50,10 @@ class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializ
     StreamTypeCollectionGroup* GetGroupPtr(const std::string& path);
     /// \copydoc StreamTypeRepository::GetGroup
     StreamTypeCollectionGroup& GetGroup(const std::string& path);
+    /// \copydoc StreamTypeRepository::groupSeparator
+    char groupSeparator() const { return repo.groupSeparator(); }
+    /// \copydoc StreamTypeRepository::IsEmpty
+    bool IsEmpty() const { return repo.GetRoot().IsEmpty(); }
     /// \copydoc StreamTypeRepository::Remove
     bool Remove(const std::string& path);
     /// \copydoc StreamTypeRepository::Clear
