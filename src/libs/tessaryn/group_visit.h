@@ -115,17 +115,15 @@ class GroupVisit {
     // Holds the group's mutex, and ends the visit before it is released.
     class Ending {
       public:
-        explicit Ending(GroupVisit& endingVisit) : visit(endingVisit) {
-            visit.group->mutex.lock();
-        }
+        explicit Ending(GroupVisit& endingVisit) : visit(endingVisit) { visit.group->mutex.lock(); }
         Ending(const Ending&) = delete;
         Ending& operator=(const Ending&) = delete;
         ~Ending() {
-            Group* const group = visit.group;
-            const bool isLast = std::exchange(visit.isCounted, false) && group->visits.End();
-            group->mutex.unlock();
+            Group* const visited = visit.group;
+            const bool isLast = std::exchange(visit.isCounted, false) && visited->visits.End();
+            visited->mutex.unlock();
             if (isLast) {
-                delete group;
+                delete visited;
             }
         }
 
