@@ -3,8 +3,10 @@
 
 #include "fuzz/cost_limit.h"
 #include "fuzz/fuzz.h"
-#include "support/rule_model.h"
+#include "support/random_rules.h"
 #include "support/rules.h"
+#include "tessaryn/expression_visitor.h"
+#include "tessaryn/overloaded.h"
 #include "tessaryn/rule_check.h"
 #include "tessaryn/rule_syntax_exception.h"
 #include "tessaryn/subscription_rules.h"
@@ -17,10 +19,10 @@ namespace velmora::test {
 
 namespace {
 
-using namespace rules;
+using namespace core::tessaryn;
 
 // A literal as a rule's text says it.
-std::string LiteralText(const Var& literal) {
+std::string LiteralText(const Poco::Dynamic::Var& literal) {
     if (literal.isString()) {
         std::string text = "\"";
         for (const char character : literal.extract<std::string>()) {
@@ -39,48 +41,45 @@ std::string LiteralText(const Var& literal) {
     return digits;
 }
 
-// A text for a tree, from what its nodes tell about themselves.
+// A text for a tree, from what its nodes return.
 std::string TextOf(const RLExpr* tree) {
-    if (const auto* const binary = dynamic_cast<const RLBinaryExpr*>(tree)) {
-        const std::string join = dynamic_cast<const RLXorExpr*>(tree) != nullptr  ? "^^"
-                                 : dynamic_cast<const RLOrExpr*>(tree) != nullptr ? "||"
-                                                                                  : "&&";
-        return "(" + TextOf(binary->leftOperand()) + ")" + join + "(" +
-               TextOf(binary->rightOperand()) + ")";
+    if (tree == nullptr) {
+        return "";
     }
-    if (const auto* const negation = dynamic_cast<const RLNotExpr*>(tree)) {
-        return "!(" + TextOf(negation->negatedOperand()) + ")";
-    }
-    if (const auto* const relation = dynamic_cast<const RLRelExpr*>(tree)) {
-        return TextOf(relation->leftOperand()) + relation->symbol() +
-               LiteralText(relation->literal());
-    }
-    if (const auto* const property = dynamic_cast<const RLPropExpr*>(tree)) {
-        return property->entryName() + "." + property->propertyName();
-    }
-    if (const auto* const index = dynamic_cast<const RLIndexExpr*>(tree)) {
-        return index->entryName() + "[" + std::to_string(index->first()) + ":" +
-               std::to_string(index->last()) + "]";
-    }
-    if (const auto* const function = dynamic_cast<const RLFuncExpr*>(tree)) {
-        return function->functionName() + "()";
-    }
-    const auto* const exists = dynamic_cast<const RLExistsExpr*>(tree);
-    return exists == nullptr ? "" : exists->entryName();
+    const auto join = [](const RLBinaryExpr& node, const char* symbol) {
+        return "(" + TextOf(node.leftOperand()) + ")" + symbol + "(" + TextOf(node.rightOperand()) +
+               ")";
+    };
+    return VisitExpression(
+        *tree,
+        Overloaded{
+            [&](const RLAndExpr& node) { return join(node, "&&"); },
+            [&](const RLOrExpr& node) { return join(node, "||"); },
+            [&](const RLXorExpr& node) { return join(node, "^^"); },
+            [](const RLNotExpr& node) { return "!(" + TextOf(node.negatedOperand()) + ")"; },
+            [](const RLRelExpr& node) {
+                return TextOf(node.leftOperand()) + node.symbol() + LiteralText(node.literal());
+            },
+            [](const RLPropExpr& node) { return node.entryName() + "." + node.propertyName(); },
+            [](const RLIndexExpr& node) {
+                return node.entryName() + "[" + std::to_string(node.first()) + ":" +
+                       std::to_string(node.last()) + "]";
+            },
+            [](const RLFuncExpr& node) { return node.functionName() + "()"; },
+            [](const RLExistsExpr& node) { return node.entryName(); },
+            [](const RLExpr&) { return std::string(); }});
 }
 
-void ExpectSame(const std::string& text, const RLExpr* tree, ModelledSample& modelled) {
-    SubscriptionArgs args = modelled.Args();
-    const std::string bytes = BinaryOf(modelled.sample);
-    const std::string expected =
-        OutcomeOf([&] { return ValueOf(tree, modelled.world).convert<bool>(); });
-    const ExpressionRule planned(text);
-    const std::unique_ptr<ISubscriptionRule> clone(planned.Clone());
-    ASSERT_EQ(OutcomeOf([&] { return planned.Applies(args); }), expected) << "planned: " << text;
-    ASSERT_EQ(OutcomeOf([&] { return clone->Applies(args); }), expected) << "cloned: " << text;
-    ASSERT_EQ(OutcomeOf([&] { return valueOf(tree, args).convert<bool>(); }), expected)
-        << "tree: " << text;
-    ASSERT_EQ(BinaryOf(modelled.sample), bytes) << "the sample was changed: " << text;
+// The program's outcome is that of the tree, also once the names of entries are bound.
+void ExpectOutcomeOfTree(const std::string& text, const RLExpr* tree, RandomSample& random) {
+    SubscriptionArgs args = random.Args();
+    const std::string bytes = BinaryOf(random.sample);
+    const std::string expected = OutcomeOf([&] { return valueOf(tree, args).convert<bool>(); });
+    const ExpressionRule rule(text);
+    const std::unique_ptr<ISubscriptionRule> clone(rule.Clone());
+    ASSERT_EQ(OutcomeOf([&] { return rule.Applies(args); }), expected) << "unbound: " << text;
+    ASSERT_EQ(OutcomeOf([&] { return clone->Applies(args); }), expected) << "bound: " << text;
+    ASSERT_EQ(BinaryOf(random.sample), bytes) << "the sample was changed: " << text;
 }
 
 // A rule without a finding that can throw does not throw for a new sample.
@@ -100,13 +99,13 @@ void ExpectFindingsForNewSample(const std::string& text, StreamType& type) {
 }  // namespace
 
 // The bytes up to the first zero are a rule; without them, a rule is made by the others. It is
-// refused with a syntax error, or its answer, be it an exception, is that of the second evaluator,
-// and its tree written as a text gives the same tree.
+// refused with a syntax error, or its outcome, be it an exception, is that of the tree, and the
+// tree written as a text gives the same tree.
 void Fuzz(std::string_view input) {
     std::string text(input.substr(0, input.find('\0')));
     ByteChoices choices(input.substr(std::min(input.size(), text.size() + 1)));
     const bool made = text.empty();
-    const Rule rule = made ? RuleMaker(choices).Expression(0, true) : Rule{text, ""};
+    const RandomRule rule = made ? RuleMaker(choices).Expression(0, true) : RandomRule{text, ""};
     std::shared_ptr<RLExpr> tree;
     try {
         const CostLimit limit("Parsing", rule.text.size(), 1'000);
@@ -125,13 +124,13 @@ void Fuzz(std::string_view input) {
         description = DescribeRule(rule.text);
     }
     ASSERT_EQ(description, DumpOf(tree.get())) << rule.text;
-    ModelledSample modelled(choices);
-    ExpectSame(rule.text, tree.get(), modelled);
+    RandomSample random(choices);
+    ExpectOutcomeOfTree(rule.text, tree.get(), random);
     {
         const CostLimit limit("Checking a rule", rule.text.size(), 1'000);
-        CheckRule(rule.text, modelled.layout.type);
+        CheckRule(rule.text, random.layout.type);
     }
-    ExpectFindingsForNewSample(rule.text, modelled.layout.type);
+    ExpectFindingsForNewSample(rule.text, random.layout.type);
 }
 
 }  // namespace velmora::test

@@ -4,7 +4,7 @@
 #include "tessaryn/rule_check.h"
 
 #include "support/random.h"
-#include "support/rule_model.h"
+#include "support/random_rules.h"
 #include "support/rules.h"
 #include "support/samples.h"
 #include "tessaryn/rule_syntax_exception.h"
@@ -267,7 +267,7 @@ TEST(RuleCheck, FindsAllThatThrowsForANewSampleAndNothingElseDoes) {
         Sample sample(&layout.type, Poco::Timestamp());
         SetRandomValues(random, sample);
         SubscriptionArgs args{static_cast<StreamChangeType>(random.Below(3)), &sample, nullptr};
-        const std::string rule = rules::RuleMaker(random).Expression(0, true).text;
+        const std::string rule = RuleMaker(random).Expression(0, true).text;
         const std::vector<RuleFinding> findings = CheckRule(rule, layout.type);
         bool canThrow = false;
         for (const RuleFinding& finding : findings) {
@@ -301,7 +301,7 @@ std::string SoundTerm(Choices& choices) {
         return predicates[choices.Below(static_cast<unsigned>(predicates.size()))];
     }
     return terms[choices.Below(static_cast<unsigned>(terms.size()))] + " " +
-           rules::comparisons[choices.Below(6)] + " " +
+           comparisons[choices.Below(6)] + " " +
            literals[choices.Below(static_cast<unsigned>(literals.size()))];
 }
 
@@ -312,7 +312,7 @@ TEST(RuleCheck, FindsNothingInRandomSoundRules) {
     for (int round = 0; round < 5000; ++round) {
         std::string rule = SoundTerm(random);
         for (unsigned i = random.Below(6); i > 0; --i) {
-            const std::string join = ' ' + rules::joins[random.Below(3)] + ' ';
+            const std::string join = ' ' + joins[random.Below(3)] + ' ';
             const std::string negation = random.Below(3) == 0 ? "!" : "";
             const std::string term = negation + SoundTerm(random);
             rule = random.Below(2) == 0 ? rule + join + term

@@ -19,8 +19,17 @@ using Opcode = Instruction::Opcode;
 using Operator = Instruction::Operator;
 using Place = CompiledRule::Place;
 
-bool IsBinary(const RLExpr& node) {
+// What "!" negates; null for every other node.
+const RLExpr* NegatedOperand(const RLExpr& node) {
+    return VisitExpression(
+        node, Overloaded{[](const RLNotExpr& negation) { return negation.negatedOperand(); },
+                         [](const RLExpr&) -> const RLExpr* { return nullptr; }});
+}
+
+// Whether the node joins or negates others.
+bool IsOperator(const RLExpr& node) {
     return VisitExpression(node, Overloaded{[](const RLBinaryExpr&) { return true; },
+                                            [](const RLNotExpr&) { return true; },
                                             [](const RLExpr&) { return false; }});
 }
 
@@ -133,7 +142,7 @@ class Compiler {
             return Add(Opcode::Fallback, {}, onTrue, onFalse);
         }
         const bool isShared = nodes[node].uses > 1;
-        if (node != blockRoot && IsBinary(*node) && (isShared || depth >= maxDepth)) {
+        if (node != blockRoot && IsOperator(*node) && (isShared || depth >= maxDepth)) {
             return Call(node, onTrue, onFalse);
         }
         ++depth;
@@ -218,15 +227,9 @@ class Compiler {
 
     // A node that is compiled at two places: one test at each, or a call of one block.
     Place CompileTwice(const RLExpr* node, Place onTrue, Place onFalse) {
-        if (node == nullptr) {
-            return CompileNode(node, onTrue, onFalse);
-        }
-        return VisitExpression(
-            *node, Overloaded{[&](const RLBinaryExpr&) { return Call(node, onTrue, onFalse); },
-                              [&](const RLNotExpr& negation) {
-                                  return CompileTwice(negation.negatedOperand(), onFalse, onTrue);
-                              },
-                              [&](const RLExpr&) { return CompileNode(node, onTrue, onFalse); }});
+        const RLExpr* const negated = NegatedOperand(*node);
+        const bool isTest = !IsOperator(*node) || (negated != nullptr && !IsOperator(*negated));
+        return isTest ? CompileNode(node, onTrue, onFalse) : Call(node, onTrue, onFalse);
     }
 
     Place Compare(const RLRelExpr& comparison, Operator symbol, Place onTrue, Place onFalse) {

@@ -140,10 +140,13 @@ RLBinaryExpr::~RLBinaryExpr() {
 }
 
 const RLBinaryExpr* RLBinaryExpr::leftOfSameOperator() const {
-    // The very class: one that a host derives may evaluate to something else.
+    // Nodes of a host's class are evaluated one by one, since it may override `evaluate`.
+    const std::type_info& type = typeid(*this);
+    const bool isOfLibrary =
+        type == typeid(RLAndExpr) || type == typeid(RLOrExpr) || type == typeid(RLXorExpr);
     const RLExpr* const node = left.get();
-    const bool same = node != nullptr && typeid(*node) == typeid(*this);
-    return same ? static_cast<const RLBinaryExpr*>(node) : nullptr;
+    const bool isSame = isOfLibrary && node != nullptr && typeid(*node) == type;
+    return isSame ? static_cast<const RLBinaryExpr*>(node) : nullptr;
 }
 
 bool RLBinaryExpr::evaluateUntil(bool decisive, const SubscriptionArgs& args) const {
@@ -248,6 +251,10 @@ bool RLRelExpr::compareWith(const SubscriptionArgs& args, Compare compare) const
         }
     }
     return true;
+}
+
+const char* RLRelExpr::symbol() const {
+    return "";
 }
 
 bool RLEqExpr::evaluateImpl(const SubscriptionArgs& args) const {

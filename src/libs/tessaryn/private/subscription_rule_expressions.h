@@ -174,8 +174,8 @@ class TESSARYN_API RLRelExpr : public RLExpr {
     virtual bool evaluateImpl(const SubscriptionArgs& args) const = 0;
 
   public:
-    /// The operator as it is written.
-    virtual const char* symbol() const = 0;
+    /// The operator as it is written; empty unless a class says otherwise.
+    virtual const char* symbol() const;
 
   protected:
     /// Whether the left value, or each of its elements, compares with the literal.
