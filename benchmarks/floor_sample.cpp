@@ -15,6 +15,14 @@ const FloorType& FloorTypeOfValues() {
     return type;
 }
 
+const FloorType& FloorTypeOfMoreValues() {
+    static const FloorType type{
+        {BaseType::Double, BaseType::Float, BaseType::Int32, BaseType::String, BaseType::Int64,
+         BaseType::Bool, BaseType::Float},
+        {0, 8, 24, 28, 40, 48, 49, 53}};
+    return type;
+}
+
 FloorSample::FloorSample(const FloorType& sampleType, const Poco::Timestamp& time)
     : data(std::make_unique<char[]>(sampleType.offsets.back())),
       offsets(std::make_unique_for_overwrite<unsigned int[]>(sampleType.offsets.size())),

@@ -27,6 +27,8 @@ struct FloorType {
 
 /// The layout of `Values`.
 const FloorType& FloorTypeOfValues();
+/// The same with an entry each of the types `Int64`, `Bool` and `Float` more.
+const FloorType& FloorTypeOfMoreValues();
 
 /// The minimum of a sample: an object that hosts may derive from, an array of bytes and one of
 /// offsets. Each access checks type and index, each set reads the clock.

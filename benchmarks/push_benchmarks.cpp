@@ -35,14 +35,20 @@ void CheckCalls(benchmark::State& state, long long calls, bool everyTime) {
     }
 }
 
-std::string RuleOfMany(int k) {
+// No sample has the literal.
+std::string RuleOfMany(int k, const char* entry, const std::string& literal) {
     std::ostringstream text;
-    text << "temperature > " << TemperatureLimit(k) << " && state == " << StateLimit(k);
+    text << "temperature > " << TemperatureLimit(k) << " && " << entry << " == " << literal;
     return text.str();
 }
 
-void Push(benchmark::State& state, const std::vector<std::string>& rules) {
-    Stream stream(&TypeOfValues(), ringSize);
+// As long as the labels of the samples, with the same beginning.
+std::string LabelLimit(int k) {
+    return "label-1" + std::to_string(10000 + k);
+}
+
+void Push(benchmark::State& state, const std::vector<std::string>& rules, StreamType* type) {
+    Stream stream(type, ringSize);
     ValueSource source;
     Wrap<Stream, Sample>(stream, source, ringSize);
     Counter<SubscriptionArgs> counter;
@@ -58,8 +64,9 @@ void Push(benchmark::State& state, const std::vector<std::string>& rules) {
     CheckCalls(state, counter.Calls(), always);
 }
 
-void PushFloor(benchmark::State& state, const std::vector<FloorStream::Filter>& filters) {
-    FloorStream stream(FloorTypeOfValues(), ringSize);
+void PushFloor(benchmark::State& state, const std::vector<FloorStream::Filter>& filters,
+               const FloorType* type) {
+    FloorStream stream(*type, ringSize);
     ValueSource source;
     Wrap<FloorStream, FloorSample>(stream, source, ringSize);
     Counter<FloorArgs> counter;
@@ -74,10 +81,16 @@ void PushFloor(benchmark::State& state, const std::vector<FloorStream::Filter>& 
     CheckCalls(state, counter.Calls(), always);
 }
 
-FloorStream::Filter FilterOf(double limit, int wanted) {
+template <class T>
+FloorStream::Filter FilterOf(double limit, Entry entry, T wanted) {
+    return [limit, entry, wanted](const FloorSample& sample) {
+        return sample.Get<double>(temperatureId, 0) > limit && sample.Get<T>(entry, 0) == wanted;
+    };
+}
+
+FloorStream::Filter FilterOfLabel(double limit, const std::string& wanted) {
     return [limit, wanted](const FloorSample& sample) {
-        return sample.Get<double>(temperatureId, 0) > limit &&
-               sample.Get<int>(stateId, 0) == wanted;
+        return sample.Get<double>(temperatureId, 0) > limit && sample.GetText(labelId) == wanted;
     };
 }
 
@@ -148,22 +161,51 @@ void RuleOnLongText(benchmark::State& state) {
 }  // namespace
 
 void RegisterPushBenchmarks() {
-    std::vector<std::string> many;
-    std::vector<FloorStream::Filter> manyFilters;
-    for (int k = 0; k < manyRules; ++k) {
-        many.push_back(RuleOfMany(k));
-        manyFilters.push_back(FilterOf(TemperatureLimit(k), StateLimit(k)));
-    }
     using Rules = std::vector<std::string>;
     using Filters = std::vector<FloorStream::Filter>;
-    const auto add = [](const char* op, const Rules& rules, const Filters& filters) {
-        benchmark::RegisterBenchmark((std::string(op) + "/ours").c_str(), Push, rules);
-        benchmark::RegisterBenchmark((std::string(op) + "/floor").c_str(), PushFloor, filters);
+    const auto add = [](const char* op, const Rules& rules, const Filters& filters,
+                        StreamType& type = TypeOfValues(),
+                        const FloorType& floorType = FloorTypeOfValues()) {
+        benchmark::RegisterBenchmark((std::string(op) + "/ours").c_str(), Push, rules, &type);
+        benchmark::RegisterBenchmark((std::string(op) + "/floor").c_str(), PushFloor, filters,
+                                     &floorType);
+    };
+    const auto addMany = [&](const char* op, StreamType& type, const FloorType& floorType,
+                             auto ruleOf, auto filterOf) {
+        Rules rules;
+        Filters filters;
+        for (int k = 0; k < manyRules; ++k) {
+            rules.push_back(ruleOf(k));
+            filters.push_back(filterOf(k));
+        }
+        add(op, rules, filters, type, floorType);
+    };
+    const auto addNumbers = [&]<class T>(const char* op, const char* name, Entry entry,
+                                         T /*type*/) {
+        const bool isState = entry == stateId;
+        addMany(
+            op, isState ? TypeOfValues() : TypeOfMoreValues(),
+            isState ? FloorTypeOfValues() : FloorTypeOfMoreValues(),
+            [=](int k) {
+                std::ostringstream literal;
+                literal << std::boolalpha << static_cast<T>(StateLimit(k));
+                return RuleOfMany(k, name, literal.str());
+            },
+            [=](int k) {
+                return FilterOf<T>(TemperatureLimit(k), entry, static_cast<T>(StateLimit(k)));
+            });
     };
     add("P0", {}, {});
     add("P1", {""}, {nullptr});
-    add("P2", {"temperature > 25.5 && state == 3"}, {FilterOf(25.5, 3)});
-    add("P3", many, manyFilters);
+    add("P2", {"temperature > 25.5 && state == 3"}, {FilterOf(25.5, stateId, 3)});
+    addNumbers("P3", "state", stateId, int());
+    addNumbers("P3.Int64", "serial", serialId, 0LL);
+    addNumbers("P3.Bool", "open", openId, bool());
+    addNumbers("P3.Float", "level", levelId, float());
+    addMany(
+        "P3.String", TypeOfValues(), FloorTypeOfValues(),
+        [](int k) { return RuleOfMany(k, "label", '"' + LabelLimit(k) + '"'); },
+        [](int k) { return FilterOfLabel(TemperatureLimit(k), LabelLimit(k)); });
     add("P4", {"pressure > 0"}, {AllPressuresPositive});
     add("P6", {"label == \"no-such-text\""}, {LabelIsNoSuchText});
     benchmark::RegisterBenchmark("P5/ours", PushEncoded);

@@ -38,6 +38,10 @@ constexpr Op ops[] = {
     {"P1", "P1", "push, one `Always()`, empty delegate", 1.15},
     {"P2", "P2", "push, one rule of two comparisons", 1.15},
     {"P3", "P3", "push, 100 such rules", 2.0},
+    {"P3", "P3.Int64", "push, 100 rules on `Double` and `Int64`", 2.0},
+    {"P3", "P3.Bool", "push, 100 rules on `Double` and `Bool`", 2.0},
+    {"P3", "P3.Float", "push, 100 rules on `Double` and `Float`", 2.0},
+    {"P3", "P3.String", "push, 100 rules on `Double` and `String`", 2.0},
     {"P4", "P4", "push, one rule on an array", 1.15},
     {"P5", "P5", "push of an encoded sample, 60 bytes", 1.3},
     {"P6", "P6", "push, one rule on a text", 1.3},
@@ -69,15 +73,25 @@ std::function<Value(const Times&)> RatioOf(const char* dividend, const char* div
     };
 }
 
-Value PerRule(const Times& times) {
-    const Value with = TimeOf(times, "P3/ours");
+Value PerRule(const Times& times, const std::string& many) {
+    const Value with = TimeOf(times, many + "/ours");
     const Value without = TimeOf(times, "P0/ours");
     return with && without ? (*with - *without) / 100 : Value();
 }
 
+std::function<Value(const Times&)> RuleAgainstP3(const char* many) {
+    return [=](const Times& times) { return Quotient(PerRule(times, many), PerRule(times, "P3")); };
+}
+
 std::vector<Derived> DerivedLines() {
     return {
-        {"P3", "(P3 - P0) / 100: one rule of many", "ns", 8.0, PerRule},
+        {"P3", "(P3 - P0) / 100: one rule of many", "ns", 8.0,
+         [](const Times& times) { return PerRule(times, "P3"); }},
+        {"P3", "one rule with an `Int64` against one with an `Int32`", "x", 1.3,
+         RuleAgainstP3("P3.Int64")},
+        {"P3", "one rule with a `Bool` against it", "x", 1.3, RuleAgainstP3("P3.Bool")},
+        {"P3", "one rule with a `Float` against it", "x", 1.3, RuleAgainstP3("P3.Float")},
+        {"P3", "one rule with a text against it", "x", 1.3, RuleAgainstP3("P3.String")},
         {"P6", "the rule alone, text of 2,000 characters", "ns", 100.0,
          [](const Times& times) { return TimeOf(times, "P6rule/ours"); }},
         {"Q1", "1,000,000 samples against 1,024", "x", 1.5,

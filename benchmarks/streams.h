@@ -27,6 +27,17 @@ inline StreamType& TypeOfValues() {
     return type;
 }
 
+/// The type of `Values` with an entry each of the types `Int64`, `Bool` and `Float` more.
+inline StreamType& TypeOfMoreValues() {
+    static StreamType type = [] {
+        StreamType made = TypeOfValues();
+        made.Add("serial", core::tessaryn::Int64, 1);
+        made.Add("open", core::tessaryn::Bool, 1).Add("level", core::tessaryn::Float, 1);
+        return made;
+    }();
+    return type;
+}
+
 /// Pushes the next value set as a host does.
 template <class AnyStream, class AnySample>
 void PushValues(AnyStream& stream, ValueSource& source) {

@@ -19,7 +19,16 @@ struct Values {
 };
 
 /// The ids of the entries, for every contender.
-enum Entry : unsigned short { temperatureId = 0, pressureId = 1, stateId = 2, labelId = 3 };
+enum Entry : unsigned short {
+    temperatureId = 0,
+    pressureId = 1,
+    stateId = 2,
+    labelId = 3,
+    // Of the type with more entries only, where they keep the value 0.
+    serialId = 4,
+    openId = 5,
+    levelId = 6
+};
 
 /// Capacity of a ring by default.
 constexpr int ringSize = 1024;
