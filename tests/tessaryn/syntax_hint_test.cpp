@@ -62,6 +62,9 @@ TEST(SyntaxHint, SuggestsWhatToWriteInstead) {
         {noArithmetic, {"x + 1 > 2", "x -1 > 2", "x * 2 > 3", "x / y > 3", "x % 2 == 0"}},
         {"a function takes no arguments", {"rising(x > 8)", "f(1)"}},
         {"compare 'door' with a literal, as in 'door == true'", {"door && x > 5", "!door || x()"}},
+        {"a name has the letters a to z and A to Z, digits and '_'",
+         {"temp\u00e9 > 5", "Temp (\u00b0C) > 5"}},
+        {"write '!(!' and ')' for two negations", {"!!x()", "x() && ! !x()"}},
         // Nothing to suggest.
         {"",
          {"(x > 1", "x ==", "a[", "a.", "x > 1 {", "x == @", "x == \"a", "x > 1, y > 2", "a b"}},

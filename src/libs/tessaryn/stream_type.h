@@ -74,7 +74,8 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     ~StreamType() override;
 
     /// Appends an entry. Amortised constant time.
-    /// \param key the entry's name: not empty, not taken
+    /// \param key the entry's name: not empty, not taken. Rules can name only entries whose name
+    /// `IsRuleName` accepts
     /// \param type its value type: not `UnknownType`
     /// \param initialSize elements in a new sample; 0 is allowed
     /// \throws std::invalid_argument for a key or type that is not allowed

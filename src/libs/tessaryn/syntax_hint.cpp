@@ -158,6 +158,19 @@ std::string HintForQuotes(const Failure& at) {
     return isMark ? "write a text in double quotes" : "";
 }
 
+// Letters outside of ASCII in a name.
+std::string HintForOtherLetters(const Failure& at) {
+    return !at.token.empty() && !Poco::Ascii::isAscii(static_cast<unsigned char>(at.token.front()))
+               ? "a name has the letters a to z and A to Z, digits and '_'"
+               : "";
+}
+
+// "!!x"
+std::string HintForSecondNegation(const Failure& at) {
+    return at.token == "!" && at.before.ends_with('!') ? "write '!(!' and ')' for two negations"
+                                                       : "";
+}
+
 // "x > .5", "x > 8,5"
 std::string HintForDecimal(const Failure& at) {
     const std::string_view digits = LeadingDigits(at.right);
@@ -273,8 +286,9 @@ std::string HintForSyntaxError(std::string_view text, TextSpan failure, const St
     // The first that has a hint. Each is described by the slips that it is for.
     for (const auto hintFor :
          {HintForEntryWithoutRuleName, HintForEqualsSign, HintForNotEqual, HintForOperatorWord,
-          HintForQuotes, HintForDecimal, HintForLiteral, HintForComparison, HintForArgument,
-          HintForLiteralOnTheLeft, HintForArithmetic, HintForBareName}) {
+          HintForQuotes, HintForOtherLetters, HintForSecondNegation, HintForDecimal, HintForLiteral,
+          HintForComparison, HintForArgument, HintForLiteralOnTheLeft, HintForArithmetic,
+          HintForBareName}) {
         std::string hint = hintFor(at);
         if (!hint.empty()) {
             return hint;

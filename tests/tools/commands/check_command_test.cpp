@@ -50,6 +50,7 @@ TEST(CheckCommand, PrintsTheTreeAndWhatCanNeverMatch) {
     ExpectFailure("check 'force > count'" + type + "'",
                   "rule 'force > count': Misplaced identifier: count\n  force > count\n          "
                   "^~~~~ two entries cannot be compared: 'count' is an entry\n");
+    ExpectFailure("check 'x > y'", "two entries cannot be compared\n");
     ExpectFailure("check ''", "rule '' is empty");
     ExpectFailure("check x" + type + "@9.0.0'", ": there is no type 'line 1:press@9.0.0'");
     ExpectFailure("check x" + type + "@new'", "'new'");

@@ -87,6 +87,8 @@ bool IsOfEveryType(const tsn::RuleFinding& finding) {
 
 std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
     if (options.type.empty()) {
+        // A malformed rule gets the hints of one whose type is not known.
+        static_cast<void>(tsn::DescribeRule(options.rule));
         std::vector<tsn::RuleFinding> findings = tsn::CheckRule(options.rule, tsn::StreamType());
         std::erase_if(findings, std::not_fn(IsOfEveryType));
         return findings;
