@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <istream>
+#include <sstream>
 #include <string>
 
 namespace velmora::core::serialization {
@@ -108,6 +110,26 @@ TEST(XmlFormat, QuotesTheBeginningOfLongTexts) {
               "The XML document cannot be read at line 1, column 1: "
               "Expected 'Tree' as the outermost element, found '" +
                   name.substr(0, 64) + "...'.");
+}
+
+TEST(XmlFormat, ReadsALargeTokenInChunksThatGrow) {
+    // The parser scans an incomplete token again after each chunk, so there must be few.
+    struct CountingBuffer : std::stringbuf {
+        using std::stringbuf::stringbuf;
+        std::streamsize xsgetn(char* to, std::streamsize count) override {
+            ++reads;
+            return std::stringbuf::xsgetn(to, count);
+        }
+        int reads = 0;
+    };
+    const std::string token(4'000'000, 'x');
+    for (const std::string& content :
+         {"<!--" + token + "-->", "<" + token + "/>", "<_node name=\"" + token + "\"/>"}) {
+        CountingBuffer buffer("<Tree>" + content + "</Tree>");
+        std::istream in(&buffer);
+        ReadXml(in);
+        EXPECT_LE(buffer.reads, 10) << content.substr(0, 20);
+    }
 }
 
 TEST(XmlFormat, ReadsDocumentsOfOtherPrograms) {
