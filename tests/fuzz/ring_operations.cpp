@@ -4,8 +4,8 @@
 #include "fuzz/fuzz.h"
 #include "support/ring_model.h"
 
-// The bytes are operations on a stream, those of its callbacks included. After each of them the
-// stream holds, answers and has told what the model does.
+// The bytes are operations on a stream, those of its callbacks included. After each operation the
+// stream has the samples, answers and notifications of the model.
 void velmora::test::Fuzz(std::string_view input) {
     ByteChoices choices(input);
     {
