@@ -15,25 +15,29 @@
 
 namespace velmora::core::tessaryn {
 
+namespace {
+
+using Lock = Poco::ScopedLock<Poco::Mutex>;
+
+}  // namespace
+
 // One pass along the subscribers that calls the host, with the mutex held. Meanwhile subscribers
 // keep their places, and what is removed stays alive.
 class SubscriberList::Traversal {
   public:
-    explicit Traversal(SubscriberList& list) : list(list) {
-        list.mutex.lock();
+    // `removed` outlives the lock: it gets what was removed when the outermost traversal ends, so
+    // that it is destroyed after the mutex has been released.
+    Traversal(SubscriberList& list, Subscriptions& removed)
+        : list(list), removed(removed), count(list.subscribers.size()) {
         ++list.activeTraversals;
-        count = list.subscribers.size();
     }
     Traversal(const Traversal&) = delete;
     Traversal& operator=(const Traversal&) = delete;
     ~Traversal() {
-        // Destroyed last, after the mutex has been released: destructors may call the host.
-        Subscriptions removed;
         if (--list.activeTraversals == 0 && !list.removedSubscriptions.empty()) {
             removed.swap(list.removedSubscriptions);
             list.Compact();
         }
-        list.mutex.unlock();
     }
 
     // Subscribers there were at the beginning; later ones stand behind them.
@@ -41,7 +45,8 @@ class SubscriberList::Traversal {
 
   private:
     SubscriberList& list;
-    std::size_t count = 0;
+    Subscriptions& removed;
+    std::size_t count;
 };
 
 // One change on its way to the subscribers: the record that they share, and the copy of the sample
@@ -112,13 +117,15 @@ void SubscriberList::Add(const StreamSubscription& subscription) {
     const bool isPure = rule != nullptr && rule->IsPure();
     const Subscriber subscriber{copy.begin(), isPure ? rule->GetProgram() : nullptr, isPure};
 
-    const Poco::ScopedLock<Poco::Mutex> lock(mutex);
+    const Lock lock(mutex);
     subscribers.push_back(subscriber);
     subscriptions.splice(subscriptions.end(), copy);
 }
 
 void SubscriberList::Remove(const StreamSubscription& subscription) {
-    const Traversal traversal(*this);
+    Subscriptions removed;
+    const Lock lock(mutex);
+    const Traversal traversal(*this, removed);
     for (std::size_t i = 0; i < traversal.Count(); ++i) {
         // The comparison may add subscribers, which moves them, and may remove this one.
         if (!subscribers[i].IsRemoved() && *subscribers[i].subscription == subscription &&
@@ -129,7 +136,9 @@ void SubscriberList::Remove(const StreamSubscription& subscription) {
 }
 
 void SubscriberList::Clear() {
-    const Traversal traversal(*this);
+    Subscriptions removed;
+    const Lock lock(mutex);
+    const Traversal traversal(*this, removed);
     for (std::size_t i = 0; i < traversal.Count(); ++i) {
         if (!subscribers[i].IsRemoved()) {
             RemoveAt(i);
@@ -139,10 +148,12 @@ void SubscriberList::Clear() {
 
 void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* sender,
                             void* stream) {
-    const Traversal traversal(*this);
+    Subscriptions removed;
+    const Lock lock(mutex);
     if (subscriptions.empty()) {
         return;
     }
+    const Traversal traversal(*this, removed);
     const unsigned long long number = ++notifications;
     // A notification inside a notification has a record and a copy of its own.
     Notification notification(type, sample, sender);
