@@ -354,5 +354,18 @@ TEST(RuleCheck, ComparesABoundedNumberOfNamesForSuggestions) {
     EXPECT_EQ(findings.back().hint, "");
 }
 
+TEST(DescribeRule, WritesTheTreeInSpaceProportionalToTheText) {
+    EXPECT_EQ(DescribeRule("a == 1 && !b"), "&&\n ==\n  index: a[0:-1]\n  1\n !\n  exists: b\n");
+    std::string chain = "(a)";
+    for (int i = 0; i < 5000; ++i) {
+        chain += "&&(a)";
+    }
+    const std::string described = DescribeRule(chain);
+    EXPECT_LT(described.size(), 20 * chain.size());
+    EXPECT_TRUE(described.starts_with("&&\n &&\n  &&\n"));
+    EXPECT_EQ(std::count(described.begin(), described.end(), '\n'), 2 * 5000 + 1);
+    EXPECT_EQ(DescribeRule(std::string(100, '(') + "a" + std::string(100, ')')), "exists: a\n");
+}
+
 }  // namespace
 }  // namespace velmora::core::tessaryn

@@ -3,6 +3,7 @@
 
 #include "tessaryn/rule_check.h"
 
+#include "tessaryn/dump_indent.h"
 #include "tessaryn/node_spans.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/private/subscription_rule_parser.h"
@@ -41,6 +42,7 @@ std::string DescribeRule(const std::string& text) {
     const std::shared_ptr<RLExpr> tree = RLParser(text).parse();
     std::ostringstream lines;
     lines.imbue(std::locale::classic());
+    LimitIndent(lines, maxDescriptionIndent);
     if (tree) {
         tree->dump(lines, 0);
     }

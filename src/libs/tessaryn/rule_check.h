@@ -59,8 +59,12 @@ struct RuleFinding {
 /// \threadsafety external: the type must not change meanwhile
 TESSARYN_API std::vector<RuleFinding> CheckRule(const std::string& text, const StreamType& type);
 
+/// Blanks that the lines of `DescribeRule` are indented by at most.
+constexpr int maxDescriptionIndent = 32;
+
 /// The tree that a rule's text means: a line for each operator, function, entry and literal, one
-/// blank deeper than the operator that it belongs to.
+/// blank deeper than the operator that it belongs to, up to `maxDescriptionIndent`. The size of all
+/// lines is proportional to that of the text.
 /// \param text an expression of the rule language
 /// \return lines that each end with a line feed; empty for a text without a term
 /// \throws RuleSyntaxException when the text is malformed

@@ -3,6 +3,7 @@
 
 #include "tessaryn/private/subscription_rule_expressions.h"
 
+#include "tessaryn/dump_indent.h"
 #include "tessaryn/overloaded.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
@@ -31,7 +32,7 @@ bool truthOf(const std::shared_ptr<RLExpr>& expression, const SubscriptionArgs& 
 }
 
 void dumpLine(std::ostream& out, int indent, const std::string& text) {
-    out << std::string(static_cast<std::size_t>(indent), ' ') << text << std::endl;
+    out << IndentFor(out, indent) << text << std::endl;
 }
 
 void dumpOperand(const RLExpr* operand, std::ostream& out, int indent) {
