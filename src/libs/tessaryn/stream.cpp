@@ -140,8 +140,13 @@ Stream::Stream(const Serializer<NodeRef>& serializer, const INode& node,
 }
 
 Stream::~Stream() {
-    const Lock lock(mutex);
-    DeleteSamples();
+    {
+        const Lock lock(mutex);
+        DeleteSamples();
+    }
+    // Here, where the stream is still complete: a delegate's destructor may call it, or wait for a
+    // thread that is about to unsubscribe.
+    subscribers.Clear();
 }
 
 void Stream::PushNew(std::function<void(Sample&)> fill) {
