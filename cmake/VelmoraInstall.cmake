@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-# What find_package(Velmora) and pkg-config velmora-tessaryn read.
+# What find_package(Velmora) and pkg-config read, velmora-tessaryn and a file for each extension.
 
 include(CMakePackageConfigHelpers)
 
@@ -28,6 +28,13 @@ install(
     EXPORT velmoraTargets
     NAMESPACE velmora::
     DESTINATION "${package_dir}")
+get_property(velmora_extensions GLOBAL PROPERTY VELMORA_EXTENSIONS)
+foreach(extension IN LISTS velmora_extensions)
+    install(
+        EXPORT velmora_${extension}Targets
+        NAMESPACE velmora::
+        DESTINATION "${package_dir}")
+endforeach()
 
 # The prefix is found from where the file lies, so that an installed tree can be moved.
 file(RELATIVE_PATH pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
@@ -35,3 +42,9 @@ configure_file("${CMAKE_CURRENT_LIST_DIR}/velmora-tessaryn.pc.in"
                "${PROJECT_BINARY_DIR}/velmora-tessaryn.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/velmora-tessaryn.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(extension IN LISTS velmora_extensions)
+    configure_file("${CMAKE_CURRENT_LIST_DIR}/velmora-${extension}.pc.in"
+                   "${PROJECT_BINARY_DIR}/velmora-${extension}.pc" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/velmora-${extension}.pc"
+            DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()

@@ -55,12 +55,14 @@ function(velmora_configure_target target)
     endif()
 endfunction()
 
-# velmora_add_library(<name> SOURCES <file>... HEADERS <file>...): the library velmora_<name>,
-# known as velmora::<name> in the build tree and when installed. Paths are relative to the
-# caller's folder; HEADERS are the public headers, installed under include/velmora/<name>. Hosts
-# include them as "velmora/<name>/..." or, shorter, "<name>/...", in the build tree as well.
+# velmora_add_library(<name> [EXTENSION] SOURCES <file>... HEADERS <file>...): the library
+# velmora_<name>, known as velmora::<name> in the build tree and when installed. Paths are relative
+# to the caller's folder; HEADERS are the public headers, installed under include/velmora/<name>.
+# Hosts include them as "velmora/<name>/..." or, shorter, "<name>/...", in the build tree as well.
+# An EXTENSION is a library beside the core that an installation may lack: what CMake and pkg-config
+# read of it stands in files of its own.
 function(velmora_add_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;HEADERS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "EXTENSION" "" "SOURCES;HEADERS")
     if(arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "velmora_add_library(${name}): unknown ${arg_UNPARSED_ARGUMENTS}")
     endif()
@@ -113,9 +115,14 @@ function(velmora_add_library name)
         INTERFACE "$<BUILD_INTERFACE:${public_dir}/velmora>"
                   "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>"
                   "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmora>")
+    set(export velmoraTargets)
+    if(arg_EXTENSION)
+        set(export velmora_${name}Targets)
+        set_property(GLOBAL APPEND PROPERTY VELMORA_EXTENSIONS ${name})
+    endif()
     install(
         TARGETS ${target}
-        EXPORT velmoraTargets
+        EXPORT ${export}
         RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"

@@ -1,0 +1,134 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "delivery/condition.h"
+#include "delivery/entry_reader.h"
+#include "delivery/export.h"
+#include "delivery/rule.h"
+#include "tessaryn/stream_type.h"
+
+#include <Poco/Timestamp.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// \file
+/// Conditions that give samples of a stream type of their own in place of those of the stream. The
+/// type lives as long as the condition or a copy of it: a stream of it, and samples that a handler
+/// keeps, must not outlive all of them.
+
+namespace velmora::delivery {
+
+/// Count, extremes, mean and latest of the numbers seen.
+///
+/// \threadsafety external
+class DELIVERY_API NumberSummary {
+  public:
+    /// \param value NaN is not counted
+    void Add(double value);
+    std::uint64_t GetCount() const { return count; }
+    /// NaN where nothing was counted, as are the others.
+    double GetMin() const;
+    double GetMax() const;
+    double GetMean() const;
+    double GetLast() const;
+
+  private:
+    std::uint64_t count = 0;
+    double minimum = 0;
+    double maximum = 0;
+    double last = 0;
+    /// In extended precision, so that long windows lose nothing that a `double` shows.
+    long double sum = 0;
+};
+
+/// Sums up the changes of each window of event time, or of each n changes; windows follow each
+/// other without a gap or an overlap, and those without a change give nothing.
+///
+/// A window of time covers [k × duration, (k + 1) × duration) since the Unix epoch. Its sample
+/// comes with the first change behind it, or at `Flush`. The sample is stamped with the window's
+/// end; one of n changes with the time of the last.
+///
+/// Entries: `begin` and `end` (Int64, microseconds since the Unix epoch; the end is exclusive for
+/// windows of time, the last change's time for windows of n), `count` (UInt64, changes), and for
+/// each numeric entry of one element `x` of the source's type: `x_count` (UInt64, without NaN),
+/// `x_min`, `x_max`, `x_mean`, `x_last` (Double, NaN where `x_count` is 0).
+class DELIVERY_API Window : public CloneableCondition<Window> {
+  public:
+    /// \param source the type of the samples to sum up: its entries of one number are taken
+    /// \param duration length of a window, longer than zero
+    /// \throws std::invalid_argument when it is not
+    Window(const core::tessaryn::StreamType& source, std::chrono::microseconds duration);
+    /// \param changes length of a window, at least 1
+    /// \throws std::invalid_argument when it is 0
+    Window(const core::tessaryn::StreamType& source, std::size_t changes);
+
+    /// The type of the samples given.
+    /// \return \ownership lends: as long as this condition or a copy lives
+    core::tessaryn::StreamType* GetType() const { return type.get(); }
+
+    void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink) override;
+    void Flush(const Poco::Timestamp& now, Sink& sink) override;
+
+  private:
+    struct Column {
+        EntryReader entry;
+        NumberSummary summary;
+    };
+
+    void AddColumns(const core::tessaryn::StreamType& source);
+    void Close(Sink& sink);
+
+    std::shared_ptr<core::tessaryn::StreamType> type;
+    std::vector<Column> columns;
+    /// One of both is zero.
+    Poco::Timestamp::TimeDiff duration = 0;
+    std::size_t maxCount = 0;
+    /// Of the open window; there is one while the count is not 0.
+    std::uint64_t count = 0;
+    Poco::Timestamp begin;
+    Poco::Timestamp end;
+};
+
+/// Sums up each time for which a rule is true without a break: an event. Its sample comes with the
+/// first change for which the rule is false, or at `Flush`, and is stamped with the event's end.
+///
+/// Entries: `begin` and `end` (Int64, microseconds since the Unix epoch: the first and the last
+/// change for which the rule was true), `count` (UInt64, changes), and for each chosen entry `x`
+/// `x_min` and `x_max` (Double, over all its elements, NaN where there was no number).
+class DELIVERY_API Events : public CloneableCondition<Events> {
+  public:
+    /// \param rule what makes an event
+    /// \param entries the entries whose extremes are told
+    explicit Events(Rule rule, const std::vector<std::string>& entries = {});
+
+    /// The type of the samples given.
+    /// \return \ownership lends: as long as this condition or a copy lives
+    core::tessaryn::StreamType* GetType() const { return type.get(); }
+
+    void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink) override;
+    void Flush(const Poco::Timestamp& now, Sink& sink) override;
+
+  private:
+    struct Column {
+        EntryReader entry;
+        NumberSummary summary;
+    };
+
+    std::shared_ptr<core::tessaryn::StreamType> type;
+    Rule rule;
+    std::vector<Column> columns;
+    /// Of the open event; there is one while the count is not 0.
+    std::uint64_t count = 0;
+    Poco::Timestamp begin;
+    Poco::Timestamp end;
+};
+
+}  // namespace velmora::delivery

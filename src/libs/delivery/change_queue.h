@@ -1,0 +1,70 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/sample.h"
+#include "tessaryn/subscription_args.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <utility>
+
+namespace velmora::delivery {
+
+/// A change that waits for its handler.
+struct QueuedChange {
+    core::tessaryn::Sample sample;
+    void* sender = nullptr;
+    std::uint64_t sequence = 0;
+    core::tessaryn::StreamChangeType changeType = core::tessaryn::pushed;
+};
+
+/// A queue of changes that takes memory as it fills, a place at a time so that no push is held up
+/// by the growth, and keeps it.
+///
+/// Changes go in and out by exchange, so that what is in the way is freed by the caller, who need
+/// not hold a lock then.
+///
+/// \threadsafety external
+class ChangeQueue {
+  public:
+    bool IsEmpty() const { return waiting.empty(); }
+    std::size_t GetSize() const { return waiting.size(); }
+    /// The oldest. \pre not empty
+    const QueuedChange& Front() const { return waiting.front(); }
+
+    /// Appends; the change gets what was in its place before.
+    /// \throws std::bad_alloc; nothing is changed then
+    void Push(QueuedChange& change) {
+        if (spare.empty()) {
+            spare.emplace_back();
+        }
+        Exchange(spare.front(), change);
+        waiting.splice(waiting.end(), spare, spare.begin());
+    }
+
+    /// Takes the oldest. \pre not empty
+    void Pop(QueuedChange& change) {
+        Exchange(waiting.front(), change);
+        Drop();
+    }
+
+    /// Gives up the oldest; its memory goes with what takes its place. \pre not empty
+    void Drop() { spare.splice(spare.begin(), waiting, waiting.begin()); }
+
+    /// Exchanges two changes. Moving a sample by assignment swaps, and reads no clock.
+    static void Exchange(QueuedChange& a, QueuedChange& b) noexcept {
+        a.sample = std::move(b.sample);
+        std::swap(a.sender, b.sender);
+        std::swap(a.sequence, b.sequence);
+        std::swap(a.changeType, b.changeType);
+    }
+
+  private:
+    std::list<QueuedChange> waiting;
+    std::list<QueuedChange> spare;
+};
+
+}  // namespace velmora::delivery

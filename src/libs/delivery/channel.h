@@ -1,0 +1,145 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "delivery/change.h"
+#include "delivery/change_queue.h"
+#include "delivery/options.h"
+#include "delivery/rule.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+class Stream;
+}
+
+namespace velmora::delivery {
+
+class Scheduler;
+
+/// What a worker takes along from channel to channel, so that handling allocates nothing.
+struct Batch {
+    static constexpr std::size_t maxSize = 32;
+
+    std::vector<QueuedChange> changes = std::vector<QueuedChange>(maxSize);
+    Change handed;
+};
+
+/// One delivery: the way of changes from a stream through a bounded queue to a handler.
+///
+/// A push calls `Offer` on the pusher's thread, under the stream's locks. Conditions are asked, the
+/// sample is copied, and the copy queued. A channel with something to do is put into the
+/// scheduler's list once; a worker takes it from there and calls `Work`.
+///
+/// Who holds on to it: the `Delivery`, the delegate in the stream, and the scheduler's list. The
+/// delegate's end is how the channel learns that the stream has gone.
+///
+/// Order of locks: a stream's, `conditionsMutex`, `mutex`. `attachMutex` comes before a stream's.
+///
+/// \threadsafety guarded
+class Channel : public std::enable_shared_from_this<Channel>, private Sink {
+  public:
+    Channel(std::shared_ptr<Scheduler> scheduler, std::string path, Handler handler,
+            DeliveryOptions options);
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+    ~Channel() override;
+
+    /// Subscribes to a stream; once.
+    /// \param withHistory whether what the stream holds comes first
+    void Attach(core::tessaryn::Stream& stream, const Rule& rule, bool withHistory);
+
+    /// \name For the delegate
+    ///@{
+    void Offer(core::tessaryn::SubscriptionArgs& change);
+    /// The stream has no delegate of this channel any more.
+    void OnDetached() noexcept;
+    ///@}
+
+    /// \name For the handle
+    ///@{
+    void Stop();
+    bool Drain(std::chrono::milliseconds timeout);
+    void Flush(const Poco::Timestamp& now);
+    bool HasEnded() const;
+    DeliveryStatistics GetStatistics() const;
+    ///@}
+
+    /// Handles what is waiting, up to a batch; for workers, one at a time.
+    /// \return whether there is more to do
+    bool Work(Batch& batch);
+
+    /// Links of the scheduler's lists; guarded by its mutex.
+    std::shared_ptr<Channel> nextReady;
+    Channel* previousRegistered = nullptr;
+    Channel* nextRegistered = nullptr;
+
+  private:
+    using Lock = std::unique_lock<std::mutex>;
+
+    void Emit(core::tessaryn::SubscriptionArgs& change) override;
+    void ReadHistory(core::tessaryn::Stream& stream, const Rule& rule);
+    bool MakeRoom(Lock& lock);
+    bool MayWait() const;
+    bool IsEmpty() const { return HistoryLeft() == 0 && queue.IsEmpty(); }
+    std::size_t HistoryLeft() const { return history.size() - nextOfHistory; }
+    bool IsDone(std::uint64_t lastSequence) const;
+    void Schedule(Lock& lock);
+    void Unsubscribe();
+    std::size_t Take(Batch& batch);
+    std::size_t Handle(Batch& batch, std::size_t count);
+    void Call(Change& change);
+    void ReportFailure(const std::exception_ptr& failure);
+    void Settle(Lock& lock, std::size_t taken, std::size_t handled);
+    void Release(Lock& lock);
+
+    const std::shared_ptr<Scheduler> scheduler;
+    const std::string path;
+
+    std::recursive_mutex attachMutex;
+    /// Guarded by `attachMutex`: where the delegate is; null when it is gone. Recursive, for the
+    /// delegate may go, and say so, inside the call that removes it.
+    core::tessaryn::Stream* stream = nullptr;
+
+    std::mutex conditionsMutex;
+    /// Guarded by `conditionsMutex`.
+    ConditionChain conditions;
+
+    mutable std::mutex mutex;
+    // All below guarded by `mutex`. The handler is called without it, by one worker at a time.
+    Handler handler;
+    DeliveryOptions options;
+    /// What the stream held before the subscription; comes before the queue.
+    std::vector<QueuedChange> history;
+    std::size_t nextOfHistory = 0;
+    ChangeQueue queue;
+    DeliveryStatistics counts;
+    const core::tessaryn::Stream* source = nullptr;  ///< for `Change::stream`; never followed
+    std::uint64_t sequence = 0;
+    std::uint64_t lastHandled = 0;
+    std::uint64_t firstInHand = 0;
+    std::size_t inHand = 0;
+    bool isAttached = false;
+    bool isReadingHistory = false;
+    bool isScheduled = false;  ///< in the scheduler's list, or at work
+    int busy = 0;              ///< threads that use or destroy the handler
+    bool isFast = false;       ///< the handler is so quick that it may be given several at a time
+    bool hasEnded = false;
+    /// Written with `mutex` held; a worker looks between two changes without.
+    std::atomic<bool> isStopped = false;
+    /// The handler has pushed to this very stream: a pusher that waited might wait for itself.
+    std::atomic<bool> handlerPushesHere = false;
+    std::condition_variable roomMade;
+    std::condition_variable quiet;
+};
+
+}  // namespace velmora::delivery

@@ -1,0 +1,114 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "delivery/export.h"
+#include "tessaryn/subscription_args.h"
+
+#include <Poco/Timestamp.h>
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace velmora::delivery {
+
+/// Receives what a condition lets through.
+///
+/// \threadsafety external
+class DELIVERY_API Sink {
+  public:
+    virtual ~Sink();
+    /// \param change copied before this returns
+    virtual void Emit(core::tessaryn::SubscriptionArgs& change) = 0;
+};
+
+/// Decides which changes go on, by what it has seen before.
+///
+/// Conditions live in event time: only the samples' own time stamps count, which never step back
+/// from one call to the next (see `ConditionChain`). They run on the pusher's thread, with the
+/// stream locked, so they are short.
+///
+/// \threadsafety external: the delivery locks; each delivery has a condition of its own
+class DELIVERY_API Condition {
+  public:
+    virtual ~Condition();
+    /// Takes note of a change, and emits it, something else, or nothing.
+    /// \param change of a pushed or changed sample
+    virtual void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink) = 0;
+    /// Emits what is held back and due.
+    /// \param now the latest time that counts as past
+    virtual void Flush(const Poco::Timestamp& now, Sink& sink);
+    /// A copy that has seen what this one has.
+    virtual std::unique_ptr<Condition> Clone() const = 0;
+
+  protected:
+    Condition() = default;
+    Condition(const Condition&) = default;
+    Condition& operator=(const Condition&) = default;
+};
+
+/// `Clone` for a condition with a copy constructor.
+template <class Derived>
+class CloneableCondition : public Condition {
+  public:
+    std::unique_ptr<Condition> Clone() const override {
+        return std::make_unique<Derived>(static_cast<const Derived&>(*this));
+    }
+};
+
+/// Conditions one after the other: each is given what the one before lets through.
+///
+/// A sample whose time lies before the latest one seen is late: no condition is asked, it is not
+/// delivered, and counted. Samples of equal time are not late. Removed samples (`popped`) are no
+/// readings: they neither go through nor count. An empty chain lets everything through, late and
+/// removed samples included.
+///
+/// \threadsafety external: the delivery locks
+class DELIVERY_API ConditionChain {
+  public:
+    ConditionChain();
+    /// A chain of one.
+    template <std::derived_from<Condition> C>
+    // NOLINTNEXTLINE(google-explicit-constructor): a condition is a chain of one
+    ConditionChain(C condition) {
+        stages.push_back(std::make_unique<C>(std::move(condition)));
+    }
+    ConditionChain(const ConditionChain& other);
+    ConditionChain(ConditionChain&&) noexcept;
+    ConditionChain& operator=(ConditionChain other) noexcept;
+    ~ConditionChain();
+
+    /// This chain, then another.
+    ConditionChain Then(const ConditionChain& next) const;
+
+    bool IsEmpty() const { return stages.empty(); }
+    /// Gives a change to the first condition.
+    /// \param sink is given what the last one lets through
+    void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink);
+    /// Has each condition, the first one first, emit what it holds back and is due.
+    /// \param now the latest time that counts as past
+    void Flush(const Poco::Timestamp& now, Sink& sink);
+    /// Samples that came late.
+    std::uint64_t GetLate() const { return late; }
+
+  private:
+    class Link;
+
+    void ProcessFrom(std::size_t stage, core::tessaryn::SubscriptionArgs& change, Sink& sink);
+
+    std::vector<std::unique_ptr<Condition>> stages;
+    Poco::Timestamp newest = Poco::Timestamp::TIMEVAL_MIN;
+    std::uint64_t late = 0;
+};
+
+/// The first chain, then the second: `OnChange("state") | MinInterval(10s)`.
+inline ConditionChain operator|(const ConditionChain& first, const ConditionChain& second) {
+    return first.Then(second);
+}
+
+}  // namespace velmora::delivery

@@ -1,0 +1,239 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "delivery/scheduler.h"
+
+#include "delivery/channel.h"
+
+#include <Poco/Logger.h>
+
+#include <algorithm>
+#include <pthread.h>
+#include <utility>
+
+namespace velmora::delivery {
+
+namespace {
+
+// How often, and how long, a worker looks for work before it sleeps.
+constexpr auto lookInterval = std::chrono::microseconds(100);
+constexpr int maxLooks = 20;
+
+// Names of threads have at most 15 characters.
+std::string ThreadName(const std::string& name, std::size_t number) {
+    const std::string suffix = "-" + std::to_string(number);
+    return name.substr(0, 15 - std::min<std::size_t>(suffix.size(), 15)) + suffix;
+}
+
+thread_local const Scheduler* schedulerOfThread = nullptr;
+
+}  // namespace
+
+std::shared_ptr<Scheduler> Scheduler::Start(std::size_t workers, const std::string& name) {
+    auto scheduler = std::make_shared<Scheduler>();
+    try {
+        for (std::size_t i = 0; i < workers; ++i) {
+            scheduler->workers.emplace_back([scheduler] { scheduler->Run(); });
+            pthread_setname_np(scheduler->workers.back().native_handle(),
+                               ThreadName(name, i).c_str());
+        }
+    } catch (...) {
+        scheduler->Stop();
+        throw;
+    }
+    return scheduler;
+}
+
+Scheduler::~Scheduler() = default;
+
+void Scheduler::Schedule(std::shared_ptr<Channel> channel) {
+    const Lock lock(mutex);
+    if (isStopping) {
+        return;
+    }
+    Channel* const added = channel.get();
+    (lastReady == nullptr ? firstReady : lastReady->nextReady) = std::move(channel);
+    lastReady = added;
+    if (lookers == 0 && sleepers > 0) {
+        workAdded.notify_one();
+    }
+}
+
+void Scheduler::AddTimer(std::chrono::milliseconds interval, std::function<bool()> task) {
+    const Lock lock(mutex);
+    timers.push_back({Clock::now() + interval, interval, std::move(task)});
+    workAdded.notify_one();
+}
+
+void Scheduler::Stop() {
+    for (const std::shared_ptr<Channel>& channel : GetChannels()) {
+        channel->Stop();
+    }
+    std::vector<std::thread> ended;
+    std::shared_ptr<Channel> dropped;
+    std::vector<Timer> droppedTimers;
+    {
+        const Lock lock(mutex);
+        isStopping = true;
+        ended.swap(workers);
+        dropped.swap(firstReady);
+        lastReady = nullptr;
+        droppedTimers.swap(timers);
+        workAdded.notify_all();
+    }
+    // One by one: a chain of owners would end in a call each.
+    while (dropped) {
+        dropped = std::exchange(dropped->nextReady, nullptr);
+    }
+    for (std::thread& worker : ended) {
+        if (worker.get_id() == std::this_thread::get_id()) {
+            worker.detach();
+        } else {
+            worker.join();
+        }
+    }
+}
+
+bool Scheduler::IsWorker() const {
+    return schedulerOfThread == this;
+}
+
+void Scheduler::Register(Channel& channel) {
+    const Lock lock(mutex);
+    channel.nextRegistered = registered;
+    if (registered != nullptr) {
+        registered->previousRegistered = &channel;
+    }
+    registered = &channel;
+}
+
+void Scheduler::Unregister(Channel& channel, const DeliveryStatistics& counts) {
+    const Lock lock(mutex);
+    (channel.previousRegistered == nullptr ? registered
+                                           : channel.previousRegistered->nextRegistered) =
+        channel.nextRegistered;
+    if (channel.nextRegistered != nullptr) {
+        channel.nextRegistered->previousRegistered = channel.previousRegistered;
+    }
+    past += counts;
+}
+
+std::vector<std::shared_ptr<Channel>> Scheduler::GetChannels() const {
+    std::vector<std::shared_ptr<Channel>> channels;
+    const Lock lock(mutex);
+    for (Channel* channel = registered; channel != nullptr; channel = channel->nextRegistered) {
+        // One that is being destroyed is about to unregister.
+        if (std::shared_ptr<Channel> alive = channel->weak_from_this().lock()) {
+            channels.push_back(std::move(alive));
+        }
+    }
+    return channels;
+}
+
+DeliveryStatistics Scheduler::GetStatistics() const {
+    const std::vector<std::shared_ptr<Channel>> channels = GetChannels();
+    DeliveryStatistics sum;
+    {
+        const Lock lock(mutex);
+        sum = past;
+    }
+    for (const std::shared_ptr<Channel>& channel : channels) {
+        sum += channel->GetStatistics();
+    }
+    return sum;
+}
+
+void Scheduler::Run() {
+    schedulerOfThread = this;
+    Batch batch;
+    while (std::shared_ptr<Channel> channel = TakeReady()) {
+        if (channel->Work(batch)) {
+            Schedule(std::move(channel));
+        }
+    }
+}
+
+// The first channel of the list; null at the end.
+std::shared_ptr<Channel> Scheduler::TakeReady() {
+    Lock lock(mutex);
+    int looks = 0;
+    for (;;) {
+        if (isStopping) {
+            return nullptr;
+        }
+        RunDueTimer(lock);
+        if (firstReady) {
+            std::shared_ptr<Channel> channel = std::move(firstReady);
+            firstReady = std::move(channel->nextReady);
+            if (!firstReady) {
+                lastReady = nullptr;
+            } else if (sleepers > 0) {
+                workAdded.notify_one();
+            }
+            return channel;
+        }
+        WaitForWork(lock, looks);
+    }
+}
+
+void Scheduler::WaitForWork(Lock& lock, int& looks) {
+    if (isStopping || firstReady) {
+        return;
+    }
+    if (looks < maxLooks) {
+        ++looks;
+        ++lookers;
+        workAdded.wait_for(lock, lookInterval);
+        --lookers;
+        return;
+    }
+    ++sleepers;
+    if (timers.empty()) {
+        workAdded.wait(lock);
+    } else {
+        workAdded.wait_until(lock, NextTimer());
+    }
+    --sleepers;
+    looks = 0;
+}
+
+Scheduler::Clock::time_point Scheduler::NextTimer() const {
+    const auto next = std::min_element(
+        timers.begin(), timers.end(), [](const Timer& a, const Timer& b) { return a.due < b.due; });
+    return next->due;
+}
+
+// Runs a timer that is due, if there is one, without the lock.
+void Scheduler::RunDueTimer(Lock& lock) {
+    if (timers.empty()) {
+        return;
+    }
+    const Clock::time_point now = Clock::now();
+    const auto due = std::find_if(timers.begin(), timers.end(),
+                                  [&](const Timer& timer) { return timer.due <= now; });
+    if (due == timers.end()) {
+        return;
+    }
+    Timer timer = std::move(*due);
+    timers.erase(due);
+    lock.unlock();
+    bool goesOn = true;
+    try {
+        goesOn = timer.task();
+    } catch (const std::exception& error) {
+        Poco::Logger::get("velmora.delivery")
+            .warning("A timer failed: " + std::string(error.what()));
+    }
+    timer.due = Clock::now() + timer.interval;
+    lock.lock();
+    if (goesOn && !isStopping) {
+        timers.push_back(std::move(timer));
+        return;
+    }
+    // Destroying the task may call the host.
+    lock.unlock();
+    timer.task = nullptr;
+    lock.lock();
+}
+
+}  // namespace velmora::delivery

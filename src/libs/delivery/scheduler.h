@@ -1,0 +1,84 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "delivery/options.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace velmora::delivery {
+
+class Channel;
+
+/// The workers of a dispatcher, the channels that have something to do, in order, and timers.
+///
+/// A worker without work looks again at short intervals for a while before it sleeps, so that a
+/// steady flow of changes costs the pushers no system call to wake it.
+///
+/// \threadsafety guarded
+class Scheduler {
+  public:
+    /// A scheduler with running workers, each of which keeps it alive.
+    static std::shared_ptr<Scheduler> Start(std::size_t workers, const std::string& name);
+    Scheduler() = default;
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
+    ~Scheduler();
+
+    /// Appends a channel to the list; a worker will call its `Work`.
+    void Schedule(std::shared_ptr<Channel> channel);
+    /// Has a worker call something about every interval, for as long as it returns true.
+    void AddTimer(std::chrono::milliseconds interval, std::function<bool()> task);
+    /// Stops all channels, then the workers. Called on a worker, it leaves that one to end by
+    /// itself.
+    void Stop();
+    /// Whether the calling thread is a worker of this scheduler.
+    bool IsWorker() const;
+
+    /// \name Channels that are alive, for sums and for the end
+    ///@{
+    void Register(Channel& channel);
+    void Unregister(Channel& channel, const DeliveryStatistics& counts);
+    std::vector<std::shared_ptr<Channel>> GetChannels() const;
+    DeliveryStatistics GetStatistics() const;
+    ///@}
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
+    struct Timer {
+        Clock::time_point due;
+        std::chrono::milliseconds interval;
+        std::function<bool()> task;
+    };
+
+    void Run();
+    std::shared_ptr<Channel> TakeReady();
+    void WaitForWork(Lock& lock, int& looks);
+    void RunDueTimer(Lock& lock);
+    Clock::time_point NextTimer() const;
+
+    mutable std::mutex mutex;
+    // All guarded by the mutex.
+    std::condition_variable workAdded;
+    std::shared_ptr<Channel> firstReady;
+    Channel* lastReady = nullptr;
+    Channel* registered = nullptr;
+    DeliveryStatistics past;
+    std::vector<Timer> timers;
+    std::vector<std::thread> workers;
+    std::size_t sleepers = 0;
+    std::size_t lookers = 0;
+    bool isStopping = false;
+};
+
+}  // namespace velmora::delivery

@@ -1,0 +1,485 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "delivery/dispatcher.h"
+
+#include "delivery/support.h"
+#include "support/allocation_probe.h"
+
+#include <Poco/Delegate.h>
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <malloc.h>
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace velmora::test {
+namespace {
+
+using core::tessaryn::Always;
+using testing::ElementsAre;
+
+std::vector<int> Range(int begin, int end) {
+    std::vector<int> numbers(static_cast<std::size_t>(end - begin));
+    std::iota(numbers.begin(), numbers.end(), begin);
+    return numbers;
+}
+
+void ExpectSumsAdd(const DeliveryStatistics& counts) {
+    EXPECT_EQ(counts.accepted, counts.delivered + counts.dropped + counts.waiting);
+}
+
+TEST(Dispatcher, HandsOverMatchingChangesInOrderWithTheirKind) {
+    NumberStream numbers;
+    Log log;
+    std::vector<core::tessaryn::StreamChangeType> kinds;
+    Dispatcher dispatcher;
+    const Delivery all = dispatcher.Subscribe(numbers.stream, Always(), [&](const Change& change) {
+        kinds.push_back(change.changeType);
+    });
+    Delivery odd = dispatcher.Subscribe(numbers.stream, "n > 2 && pushed()", std::ref(log));
+    for (int i = 0; i < 5; ++i) {
+        numbers.Push(i);
+    }
+    numbers.stream.ChangeLatest([](Sample& sample) { sample.Set(0, 0, 9); }, true);
+    numbers.stream.PopLatest();
+    ASSERT_TRUE(dispatcher.Drain(patience));
+    EXPECT_THAT(log.numbers, ElementsAre(3, 4));
+    EXPECT_THAT(log.sequences, ElementsAre(1, 2));
+    using core::tessaryn::changed, core::tessaryn::popped, core::tessaryn::pushed;
+    EXPECT_THAT(kinds, ElementsAre(pushed, pushed, pushed, pushed, pushed, changed, popped));
+    EXPECT_EQ(odd.GetStatistics().delivered, 2U);
+    EXPECT_EQ(dispatcher.GetStatistics().delivered, 9U);
+}
+
+TEST(Dispatcher, TellsStreamSenderAndACopyOfTheHandlersOwn) {
+    NumberStream numbers;
+    std::optional<Change> kept;
+    Dispatcher dispatcher;
+    Delivery delivery = dispatcher.Subscribe(numbers.stream, Always(),
+                                             [&](Change& change) { kept = std::move(change); });
+    numbers.Push(1);
+    ASSERT_TRUE(delivery.Drain(patience));
+    numbers.stream.ChangeLatest([](Sample& sample) { sample.Set(0, 0, 2); }, false);
+    EXPECT_EQ(NumberOf(kept->sample), 1);
+    EXPECT_EQ(kept->stream, &numbers.stream);
+    EXPECT_EQ(kept->sender, nullptr);
+    EXPECT_EQ(kept->path, "");
+}
+
+struct OverflowCase {
+    const char* name;
+    DeliveryOptions options;
+    std::vector<int> handled;
+    std::vector<std::uint64_t> dropped;
+};
+
+TEST(Dispatcher, DropsByPolicyWhenTheQueueIsFull) {
+    // A handler is held up in 0 while 1 to 5 are pushed, into a queue of two.
+    const std::vector<OverflowCase> cases = {
+        {"oldest", {.capacity = 2, .overflow = Overflow::dropOldest}, {0, 4, 5}, {0, 3, 0}},
+        {"newest", {.capacity = 2, .overflow = Overflow::dropNewest}, {0, 1, 2}, {0, 0, 0}},
+        {"latest", {.capacity = 2, .overflow = Overflow::keepLatest}, {0, 5}, {0, 4}},
+        {"wait", {.capacity = 2, .overflow = Overflow::wait, .maxWait = 1us}, {0, 1, 2}, {0, 0, 0}},
+    };
+    for (const OverflowCase& test : cases) {
+        SCOPED_TRACE(test.name);
+        NumberStream numbers;
+        Log log;
+        Gate gate;
+        Dispatcher dispatcher;
+        Delivery delivery = dispatcher.Subscribe(
+            numbers.stream, Always(),
+            [&](const Change& change) {
+                log(change);
+                gate.Pass();
+            },
+            test.options);
+        numbers.Push(0);
+        gate.WaitForHandler();
+        for (int i = 1; i <= 5; ++i) {
+            numbers.Push(i);
+        }
+        const DeliveryStatistics held = delivery.GetStatistics();
+        EXPECT_EQ(held.waiting, test.handled.size());
+        EXPECT_EQ(held.maxWaiting, test.handled.size() - 1);
+        ExpectSumsAdd(held);
+        gate.Open();
+        ASSERT_TRUE(delivery.Drain(patience));
+        EXPECT_EQ(log.numbers, test.handled);
+        EXPECT_EQ(log.dropped, test.dropped);
+        EXPECT_EQ(delivery.GetStatistics().dropped, 6 - test.handled.size());
+        ExpectSumsAdd(delivery.GetStatistics());
+    }
+}
+
+TEST(Dispatcher, LetsAPusherWaitUntilThereIsRoom) {
+    NumberStream numbers;
+    Log log;
+    Dispatcher dispatcher;
+    Delivery delivery =
+        dispatcher.Subscribe(numbers.stream, Always(), std::ref(log),
+                             {.capacity = 1, .overflow = Overflow::wait, .maxWait = patience});
+    for (int i = 0; i < 2000; ++i) {
+        numbers.Push(i);
+    }
+    ASSERT_TRUE(delivery.Drain(patience));
+    EXPECT_EQ(log.numbers, Range(0, 2000));
+    EXPECT_EQ(delivery.GetStatistics().dropped, 0U);
+}
+
+TEST(Dispatcher, RefusesToWaitForAHandlerThatPushesToItsOwnStream) {
+    // With a wait of a minute this test would take as long, were the waiting not refused.
+    NumberStream numbers;
+    Dispatcher dispatcher;
+    Delivery delivery =
+        dispatcher.Subscribe(numbers.stream, "n < 100",
+                             [&](const Change& change) {
+                                 for (int i = 0; i < 5; ++i) {
+                                     numbers.Push(NumberOf(change.sample) + 1);
+                                 }
+                             },
+                             {.capacity = 1, .overflow = Overflow::wait, .maxWait = patience});
+    numbers.Push(0);
+    ASSERT_TRUE(delivery.Drain(patience));
+    EXPECT_GT(delivery.GetStatistics().dropped, 0U);
+    ExpectSumsAdd(delivery.GetStatistics());
+}
+
+TEST(Dispatcher, GivesHandlersTurnsAndDoesNotLetASlowOneStarveOthers) {
+    NumberStream slowSource;
+    NumberStream quickSource;
+    Gate gate;
+    Log log;
+    Dispatcher dispatcher(2);
+    const Delivery slow =
+        dispatcher.Subscribe(slowSource.stream, Always(), [&](const Change&) { gate.Pass(); });
+    Delivery quick = dispatcher.Subscribe(quickSource.stream, Always(), std::ref(log));
+    slowSource.Push(0);
+    gate.WaitForHandler();
+    for (int i = 0; i < 500; ++i) {
+        quickSource.Push(i);
+    }
+    EXPECT_TRUE(quick.Drain(patience));
+    EXPECT_EQ(log.GetNumbers(), Range(0, 500));
+    gate.Open();
+}
+
+TEST(Dispatcher, GoesOnAfterAHandlerThatThrowsAndReportsEachFailure) {
+    NumberStream numbers;
+    std::vector<std::string> failures;
+    Dispatcher dispatcher;
+    DeliveryOptions options;
+    options.onError = [&](const std::exception_ptr& failure) {
+        try {
+            std::rethrow_exception(failure);
+        } catch (const std::runtime_error& error) {
+            failures.emplace_back(error.what());
+        }
+        throw std::logic_error("an error handler that fails, too");
+    };
+    Delivery delivery = dispatcher.Subscribe(
+        numbers.stream, Always(),
+        [](const Change& change) {
+            throw std::runtime_error(std::to_string(NumberOf(change.sample)));
+        },
+        options);
+    for (int i = 0; i < 3; ++i) {
+        numbers.Push(i);
+    }
+    ASSERT_TRUE(delivery.Drain(patience));
+    EXPECT_THAT(failures, ElementsAre("0", "1", "2"));
+    EXPECT_EQ(delivery.GetStatistics().failures, 3U);
+    EXPECT_EQ(delivery.GetStatistics().delivered, 3U);
+}
+
+TEST(Dispatcher, HandsOverTheHistoryFirstThenEveryLaterChangeOnce) {
+    // The ring has wrapped, and a pusher goes on while the subscription is made.
+    for (const long ring : {7L, 1000L}) {
+        NumberStream numbers(ring);
+        for (int i = 0; i < 10; ++i) {
+            numbers.Push(i);
+        }
+        Log log;
+        Dispatcher dispatcher;
+        std::thread pusher([&] {
+            for (int i = 10; i < 2000; ++i) {
+                numbers.Push(i);
+            }
+        });
+        Delivery delivery = dispatcher.SubscribeWithHistory(numbers.stream, "n >= 0", std::ref(log),
+                                                            {.capacity = 100000});
+        pusher.join();
+        ASSERT_TRUE(delivery.Drain(patience));
+        ASSERT_FALSE(log.numbers.empty());
+        EXPECT_LE(log.numbers.front(), 2000 - std::min(ring, 10L));
+        EXPECT_EQ(log.numbers, Range(log.numbers.front(), 2000));
+        EXPECT_EQ(log.sequences.front(), 1U);
+        ExpectSumsAdd(delivery.GetStatistics());
+    }
+}
+
+TEST(Delivery, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
+    NumberStream numbers;
+    auto alive = std::make_shared<int>(0);
+    Gate gate;
+    Dispatcher dispatcher;
+    Delivery delivery =
+        dispatcher.Subscribe(numbers.stream, Always(), [&gate, alive](const Change& /*change*/) {
+            gate.Pass();
+            ++*alive;
+        });
+    numbers.Push(0);
+    numbers.Push(1);
+    gate.WaitForHandler();
+    std::thread opener([&] { gate.Open(); });
+    delivery.Stop();
+    EXPECT_EQ(*alive, 1) << "Stop returned inside the handler, or the second change was handled";
+    EXPECT_EQ(alive.use_count(), 1) << "the handler is still there";
+    EXPECT_TRUE(delivery.HasEnded());
+    opener.join();
+    numbers.Push(2);
+    EXPECT_EQ(delivery.GetStatistics().dropped, 1U);
+    ExpectSumsAdd(delivery.GetStatistics());
+}
+
+TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
+    // Hunts a stop that waits for its own handler, or for the pusher that it is called beside.
+    NumberStream numbers;
+    Dispatcher dispatcher;
+    std::atomic<bool> isPushing = true;
+    std::thread pusher([&] {
+        while (isPushing) {
+            numbers.Push(0);
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        Delivery delivery;
+        std::latch assigned(1);
+        std::latch stopped(1);
+        int calls = 0;
+        delivery = dispatcher.Subscribe(numbers.stream, Always(), [&](const Change&) {
+            assigned.wait();
+            ++calls;
+            delivery.Stop();
+            stopped.count_down();
+        });
+        assigned.count_down();
+        stopped.wait();
+        delivery.Stop();
+        EXPECT_EQ(calls, 1);
+    }
+    isPushing = false;
+    pusher.join();
+}
+
+TEST(Delivery, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
+    NumberStream numbers;
+    Dispatcher dispatcher(2);
+    std::atomic<bool> isPushing = true;
+    std::thread pusher([&] {
+        while (isPushing) {
+            numbers.Push(0);
+        }
+    });
+    for (int i = 0; i < 300; ++i) {
+        auto target = std::make_unique<std::vector<int>>();
+        const Delivery delivery = dispatcher.Subscribe(
+            numbers.stream, Always(), [&list = *target](const Change&) { list.push_back(0); });
+    }
+    isPushing = false;
+    pusher.join();
+    EXPECT_EQ(dispatcher.GetStatistics().waiting, 0U);
+}
+
+TEST(Delivery, EndsByItselfAfterWhatWasQueuedWhenItsStreamGoes) {
+    StreamType type;
+    auto stream = std::make_unique<Stream>(NumberStream::Added(type), 10);
+    Log log;
+    Gate gate;
+    std::latch ended(1);
+    Dispatcher dispatcher;
+    DeliveryOptions options;
+    options.onEnd = [&] { ended.count_down(); };
+    const Delivery delivery = dispatcher.Subscribe(
+        *stream, Always(),
+        [&](const Change& change) {
+            gate.Pass();
+            log(change);
+        },
+        options);
+    for (int i = 0; i < 4; ++i) {
+        stream->PushNew([&](Sample& sample) { sample.Set(0, 0, i); });
+    }
+    stream.reset();
+    EXPECT_FALSE(delivery.HasEnded());
+    gate.Open();
+    ended.wait();
+    EXPECT_TRUE(delivery.HasEnded());
+    EXPECT_EQ(log.GetNumbers(), Range(0, 4));
+}
+
+TEST(Delivery, EndsWhenTheStreamDropsItsSubscriptions) {
+    NumberStream numbers;
+    std::latch ended(1);
+    Dispatcher dispatcher;
+    DeliveryOptions options;
+    options.onEnd = [&] { ended.count_down(); };
+    const Delivery delivery = dispatcher.Subscribe(
+        numbers.stream, Always(), [](Change&) {}, options);
+    numbers.stream.Clear(Stream::clearSubscriptions);
+    ended.wait();
+    EXPECT_TRUE(delivery.HasEnded());
+}
+
+TEST(Delivery, MayRaceWithTheEndOfItsStream) {
+    // Hunts a handle that unsubscribes from a stream which is being destroyed.
+    Dispatcher dispatcher;
+    for (int i = 0; i < 500; ++i) {
+        StreamType type;
+        auto stream = std::make_unique<Stream>(NumberStream::Added(type), 10);
+        Delivery delivery = dispatcher.Subscribe(*stream, Always(), [](Change&) {});
+        stream->PushNew([](Sample& sample) { sample.Set(0, 0, 1); });
+        std::latch both(2);
+        std::thread other([&] {
+            both.arrive_and_wait();
+            delivery.Stop();
+        });
+        both.arrive_and_wait();
+        stream.reset();
+        other.join();
+        EXPECT_TRUE(delivery.HasEnded());
+    }
+}
+
+TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
+    NumberStream numbers;
+    std::atomic<bool> isPushing = true;
+    std::thread pusher([&] {
+        while (isPushing) {
+            numbers.Push(0);
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        std::atomic<int> calls = 0;
+        Delivery delivery;
+        {
+            Dispatcher dispatcher(2);
+            delivery = dispatcher.Subscribe(numbers.stream, Always(), [&](Change&) { ++calls; });
+        }
+        const int callsThen = calls;
+        EXPECT_TRUE(delivery.HasEnded());
+        ExpectSumsAdd(delivery.GetStatistics());
+        EXPECT_EQ(calls, callsThen);
+        EXPECT_EQ(delivery.GetStatistics().delivered, static_cast<std::uint64_t>(callsThen));
+    }
+    isPushing = false;
+    pusher.join();
+}
+
+TEST(Delivery, LetsHandlersPushIntoEachOthersStreams) {
+    // With delegates that push, two pushers would wait for each other for ever.
+    NumberStream left;
+    NumberStream right;
+    Dispatcher dispatcher(2);
+    const auto pushTo = [](NumberStream& other) {
+        return [&other](const Change& change) { other.Push(NumberOf(change.sample) - 1); };
+    };
+    Delivery toRight = dispatcher.Subscribe(left.stream, "n > 0", pushTo(right));
+    Delivery toLeft = dispatcher.Subscribe(right.stream, "n > 0", pushTo(left));
+    std::thread pusher([&] { left.Push(1000); });
+    right.Push(1000);
+    pusher.join();
+    while (dispatcher.GetStatistics().delivered < 2000) {
+        ASSERT_TRUE(toRight.Drain(patience) && toLeft.Drain(patience));
+    }
+    EXPECT_EQ(dispatcher.GetStatistics().accepted, 2000U);
+}
+
+TEST(Delivery, AllocatesNothingInTheSteadyStateButTheTwoArraysOfTheCopy) {
+    NumberStream numbers(10);
+    Gate gate;
+    Dispatcher dispatcher;
+    Delivery delivery = dispatcher.Subscribe(numbers.stream, Always(),
+                                             [&](const Change&) { gate.Pass(); }, {.capacity = 16});
+    numbers.Push(0);
+    gate.WaitForHandler();
+    for (int i = 0; i < 100; ++i) {
+        numbers.Push(i);
+    }
+    const auto allocations = [](NumberStream& pushed) {
+        const AllocationProbe probe;
+        pushed.Push(1);
+        return AllocationProbe::Count();
+    };
+    NumberStream bare(10);
+    for (int i = 0; i < 100; ++i) {
+        bare.Push(i);
+    }
+    // The stream's own copy for its subscriptions comes besides.
+    const auto withoutDelivery = allocations(bare);
+    const auto withDelivery = allocations(numbers);
+    EXPECT_EQ(withDelivery, withoutDelivery + 2 + 2);
+    gate.Open();
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
+    // 10,000 on 1,000 streams, beside what the streams take for the subscriptions.
+    constexpr std::size_t streams = 1000;
+    constexpr std::size_t each = 10;
+    StreamType type;
+    NumberStream::Added(type);
+    std::vector<std::unique_ptr<Stream>> subscribed;
+    for (std::size_t i = 0; i < 2 * streams; ++i) {
+        subscribed.push_back(std::make_unique<Stream>(&type, 10));
+    }
+    const auto bytesOf = [&](const auto& subscribe) {
+        const std::size_t before = mallinfo2().uordblks;
+        for (std::size_t i = 0; i < streams * each; ++i) {
+            subscribe(i / each);
+        }
+        return (mallinfo2().uordblks - before) / (streams * each);
+    };
+    Dispatcher dispatcher(2);
+    std::vector<Delivery> deliveries;
+    deliveries.reserve(streams * each);
+    NumberStream target;
+    const std::size_t plain = bytesOf([&](std::size_t i) {
+        subscribed[i]->Subscribe({Always(), Poco::delegate(&target, &NumberStream::Ignore)});
+    });
+    const std::size_t delivered = bytesOf([&](std::size_t i) {
+        deliveries.push_back(
+            dispatcher.Subscribe(*subscribed[streams + i], Always(), [](Change&) {}));
+    });
+    EXPECT_LT(delivered, plain + 1024);
+    RecordProperty("bytes", static_cast<int>(delivered));
+}
+#endif
+
+TEST(Dispatcher, RefusesWhatCannotWork) {
+    NumberStream numbers;
+    Dispatcher dispatcher;
+    const auto ignore = [](Change&) {};
+    EXPECT_THROW(Dispatcher(0), std::invalid_argument);
+    EXPECT_THROW((void)dispatcher.Subscribe(numbers.stream, "n >", ignore), Poco::SyntaxException);
+    EXPECT_THROW((void)dispatcher.Subscribe(numbers.stream, Always(), nullptr),
+                 std::invalid_argument);
+    EXPECT_THROW((void)dispatcher.Subscribe(numbers.stream, Always(), ignore, {.capacity = 0}),
+                 std::invalid_argument);
+    numbers.Push(1);
+    EXPECT_THROW((void)dispatcher.SubscribeWithHistory(numbers.stream, "!", ignore),
+                 Poco::InvalidAccessException);
+    EXPECT_EQ(dispatcher.GetStatistics().accepted, 0U);
+}
+
+}  // namespace
+}  // namespace velmora::test
