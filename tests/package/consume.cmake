@@ -54,6 +54,7 @@ if(MODE STREQUAL "fetched")
                            -DCMAKE_BUILD_TYPE=Release ${GENERATE})
         run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
         run("${SCRATCH}/${name}/consumer")
+        run("${SCRATCH}/${name}/delivery_consumer")
     endforeach()
     return()
 endif()
@@ -69,7 +70,7 @@ endif()
 run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${prefix}")
 
 execute_process(
-    COMMAND pkg-config --cflags --libs velmora-tessaryn
+    COMMAND pkg-config --cflags --libs velmora-delivery
     OUTPUT_VARIABLE flags
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
@@ -82,6 +83,7 @@ foreach(compiler IN LISTS COMPILERS)
     configure_consumer("${name}" "${compiler}")
     run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
     run("${SCRATCH}/${name}/consumer")
+    run("${SCRATCH}/${name}/delivery_consumer")
     # The host's own folder comes last: the library's short form must not hide its headers.
     run("${compiler}" -std=c++20 ${warnings} "${CONSUMER}/consumer.cpp" "${SCRATCH}/headers.cpp"
         -o "${SCRATCH}/${name}/by_pkg_config" ${flags} "-I${CONSUMER}/include"
