@@ -46,6 +46,7 @@ int Run(int argc, char** argv) {
     velmora::benchmarks::RegisterSampleBenchmarks();
     velmora::benchmarks::RegisterLookupBenchmarks();
     velmora::benchmarks::RegisterDocumentBenchmarks();
+    velmora::benchmarks::RegisterDeliveryBenchmarks();
     velmora::benchmarks::RegisterBoostBenchmarks();
     velmora::benchmarks::RegisterSqliteBenchmarks();
 

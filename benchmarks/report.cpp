@@ -52,6 +52,8 @@ constexpr Op ops[] = {
     {"E1", "E1", "binary encode, 60 bytes", 1.5},
     {"E2", "E2", "binary decode, 60 bytes", 1.5},
     {"L1", "L1", "one of 1,000 streams by path", 1.2},
+    {"D1", "D1", "push through a delivery, a rule that matches", 1.3},
+    {"D2", "D2", "99.9th percentile of a push, handler of 50 ms", 2.0},
     {"S", "S.xml.write", "write XML, 1,000 x 100 samples", 2.0},
     {"S", "S.xml.read", "read XML", 2.0},
     {"S", "S.json.write", "write JSON", 2.0},

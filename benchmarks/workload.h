@@ -95,6 +95,7 @@ void RegisterQueryBenchmarks();
 void RegisterSampleBenchmarks();
 void RegisterLookupBenchmarks();
 void RegisterDocumentBenchmarks();
+void RegisterDeliveryBenchmarks();
 void RegisterBoostBenchmarks();
 void RegisterSqliteBenchmarks();
 

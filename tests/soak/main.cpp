@@ -39,7 +39,8 @@ constexpr Kind kinds[] = {{"pushes", &soak::Plant::Push, 2},
                           {"visits of subscribers", &soak::Plant::Visit, 2},
                           {"groups, streams, types", &soak::Plant::ChangeGroups, 1},
                           {"uses of guests", &soak::Plant::UseGuest, 1},
-                          {"repositories written", &soak::Plant::Write, 1}};
+                          {"repositories written", &soak::Plant::Write, 1},
+                          {"deliveries replaced", &soak::Plant::Deliver, 1}};
 
 struct Worker {
     Worker(const Kind& kind, unsigned seed) : kind(&kind), random(seed) {}

@@ -4,6 +4,7 @@
 #include "soak/plant.h"
 
 #include "serializer/json_format.h"
+#include "soak/deliveries.h"
 #include "tessaryn/sample_check.h"
 #include "tessaryn/subscription_rules.h"
 
@@ -135,7 +136,10 @@ Plant::Plant(Referee& referee)
         line.stream->Subscribe({And(Expression("number < 0 || text.size >= 40"), Always()),
                                 Poco::delegate(&line, &Line::OnNever)});
     }
+    deliveries = std::make_unique<Deliveries>(referee, lines);
 }
+
+Plant::~Plant() = default;
 
 void Plant::Push(Random& random) {
     Line& line = AnyLine(random);
@@ -303,7 +307,12 @@ void Plant::Write(Random& random) {
     });
 }
 
+void Plant::Deliver(Random& random) {
+    deliveries->Replace(random);
+}
+
 void Plant::ExpectBalance() {
+    deliveries->ExpectBalance();
     for (const auto& line : lines) {
         referee.Expect(line->notified[pushed] == line->pushes, "pushes were not notified");
         referee.Expect(line->notified[popped] == line->pops, "pops were not notified");

@@ -56,9 +56,14 @@ struct Line {
     long long notifiedNever = 0;
 };
 
+class Deliveries;
+
 class Plant {
   public:
     explicit Plant(Referee& referee);
+    Plant(const Plant&) = delete;
+    Plant& operator=(const Plant&) = delete;
+    ~Plant();
 
     // One operation of a thread each. Any number of threads may call them concurrently.
     void Push(Random& random);
@@ -70,6 +75,7 @@ class Plant {
     void ChangeGroups(Random& random);
     void UseGuest(Random& random);
     void Write(Random& random);
+    void Deliver(Random& random);
 
     /// Compares the counts. To be called after all threads have ended.
     void ExpectBalance();
@@ -84,6 +90,7 @@ class Plant {
     tessaryn::StreamRepository streams;
     tessaryn::StreamType* type;
     std::vector<std::unique_ptr<Line>> lines;
+    std::unique_ptr<Deliveries> deliveries;
 };
 
 }  // namespace soak
