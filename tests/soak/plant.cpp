@@ -164,7 +164,11 @@ void Plant::PushFromPeer(Random& random) {
         referee.Expect(refused == damaged, "the check of bytes was wrong");
         if (!refused) {
             ++line.pushes;
-            line.stream->PushNew(bytes, this);
+            if (random() % 2 == 0) {
+                line.stream->PushNew(bytes, this);
+            } else {
+                line.stream->PushNew(new Sample(sent));
+            }
         }
     });
 }
@@ -176,6 +180,10 @@ void Plant::Pop(Random& random) {
     }
     Line& line = AnyLine(random);
     line.stream->AtomicExecute([&] {
+        if (random() % 64 == 0) {
+            ++line.clears;
+            line.stream->Clear(1);
+        }
         line.pops += line.stream->IsEmpty() ? 0 : 1;
         line.stream->PopLatest();
     });
@@ -188,6 +196,12 @@ void Plant::Change(Random& random) {
             return;
         }
         ++line.changes;
+        if (random() % 2 == 0) {
+            std::stringstream bytes;
+            line.stream->GetLatest([&](const Sample& sample) { sample.Serialize(bytes); });
+            line.stream->DeserializeLatest(bytes, this);
+            return;
+        }
         line.stream->ChangeLatest(
             [](Sample& sample) {
                 const long long value = sample.GetInt64(number, 0);
@@ -324,7 +338,7 @@ void Plant::ExpectBalance() {
             const auto isLast = [&](const Sample* sample) {
                 return sample->GetInt64(number, 0) == line->pushes;
             };
-            referee.Expect(line->pops > 0 || line->pushes == 0 ||
+            referee.Expect(line->pops + line->clears > 0 || line->pushes == 0 ||
                                std::any_of(samples.begin(), samples.end(), isLast),
                            "the last push is lost");
         });

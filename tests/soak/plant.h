@@ -50,6 +50,7 @@ struct Line {
     long long pushes = 0;
     long long pops = 0;
     long long changes = 0;
+    long long clears = 0;
     long long notified[3] = {};
     long long even = 0;
     long long notifiedEven = 0;
