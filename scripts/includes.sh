@@ -31,8 +31,54 @@ include_edges() {
     )
 }
 
-# check_includes [ROOT]: no include leads to a layer above, and no unit, that is a header with the
-# source of the same name, includes itself through others.
+# unit_edges: reads include_edges, and prints a line "unit included-unit" for each two units, where a
+# unit is a source with its header. A header without a source counts as part of what includes it.
+unit_edges() {
+    # shellcheck disable=SC2016
+    awk '
+        function unit(file) {
+            sub(/\.(h|cpp)$/, "", file)
+            return file
+        }
+        function expand(from, file, names, count, i) {
+            if (unit(file) in has_source) {
+                if (unit(file) != from)
+                    print from, unit(file)
+                return
+            }
+            if ((from, file) in seen)
+                return
+            seen[from, file]
+            count = split(includes[file], names, " ")
+            for (i = 1; i <= count; ++i)
+                expand(from, names[i])
+        }
+        {
+            includes[$1] = includes[$1] " " $2
+            if ($1 ~ /\.cpp$/)
+                has_source[unit($1)]
+        }
+        END {
+            for (file in includes) {
+                if (unit(file) in has_source) {
+                    count = split(includes[file], all, " ")
+                    for (j = 1; j <= count; ++j)
+                        expand(unit(file), all[j])
+                }
+            }
+        }' | sort -u
+}
+
+# report_cycles: reads edges and fails if they form a cycle.
+report_cycles() {
+    local output
+    output="$(tsort 2>&1 >/dev/null)" && return
+    sed 's/^tsort: -: input contains a loop:/a cycle of includes:/; s/^tsort: /  /' <<<"$output" >&2
+    return 1
+}
+
+# check_includes [ROOT]: no include leads to a layer above, and neither headers nor units include
+# themselves through others.
 check_includes() {
     local edges units status=0
     edges="$(include_edges "${1:-.}")"
@@ -40,6 +86,7 @@ check_includes() {
         echo "Only these includes were found: $edges" >&2
         return 1
     fi
+    # shellcheck disable=SC2016
     awk -v layers="$include_layers" '
         BEGIN { count = split(layers, layer, " ") }
         function height(file, i) {
@@ -55,11 +102,9 @@ check_includes() {
             found = 1
         }
         END { exit found }' <<<"$edges" >&2 || status=1
-    units="$(sed -E 's/\.(h|cpp)( |$)/\2/g' <<<"$edges" | awk '$1 != $2' | sort -u)"
-    if ! tsort <<<"$units" 2>&1 >/dev/null | sed 's/^tsort: -: input contains a loop:/a cycle of includes:/; s/^tsort: /  /' |
-        awk '{ print } END { exit NR > 0 }' >&2; then
-        status=1
-    fi
+    units="$(unit_edges <<<"$edges")"
+    awk '$1 ~ /\.h$/' <<<"$edges" | report_cycles || status=1
+    report_cycles <<<"$units" || status=1
     if ((status == 0)); then
         echo "$(wc -l <<<"$units") includes between units lead down, without a cycle"
     fi

@@ -6,6 +6,7 @@
 #include "serializer/document.h"
 #include "serializer/document_output.h"
 #include "serializer/json_reader.h"
+#include "serializer/node_access.h"
 #include "serializer/text_escapes.h"
 
 #include <algorithm>

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "serializer/node.h"
-#include "serializer/node_tree.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -79,11 +78,6 @@ class NodeArena {
 
     // No chunk grows beyond its first capacity, so nodes never move.
     std::vector<std::vector<NodeRecord>> chunks;
-};
-
-/// Access to the arena of a tree.
-struct NodeAccess {
-    static NodeArena& GetArena(const NodeTree& tree) { return *tree.arena; }
 };
 
 }  // namespace velmora::core::serialization::detail

@@ -5,6 +5,7 @@
 
 #include "serializer/document.h"
 #include "serializer/document_output.h"
+#include "serializer/node_access.h"
 #include "serializer/text_escapes.h"
 #include "serializer/xml_reader.h"
 

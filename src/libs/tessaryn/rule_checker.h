@@ -6,7 +6,7 @@
 #include "tessaryn/base_type.h"
 #include "tessaryn/node_spans.h"
 #include "tessaryn/private/subscription_rule_expressions.h"
-#include "tessaryn/rule_check.h"
+#include "tessaryn/rule_finding.h"
 #include "tessaryn/size_guards.h"
 
 #include <set>
@@ -15,6 +15,8 @@
 #include <vector>
 
 namespace velmora::core::tessaryn {
+
+class StreamType;
 
 /// Visits the tree of a rule and collects findings.
 ///

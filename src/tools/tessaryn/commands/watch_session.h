@@ -4,7 +4,7 @@
 #pragma once
 
 #include "commands/rule_watch.h"
-#include "commands/watch_command.h"
+#include "commands/watch_options.h"
 #include "commands/watched_stream.h"
 #include "document/document.h"
 #include "source/sample_source.h"
