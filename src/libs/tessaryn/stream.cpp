@@ -35,7 +35,7 @@ constexpr unsigned int everything = 255;
 
 int CheckedSize(long maxSize) {
     if (maxSize < 1 || maxSize > std::numeric_limits<int>::max()) {
-        throw std::invalid_argument("A stream can not keep " + std::to_string(maxSize) +
+        throw std::invalid_argument("A stream cannot keep " + std::to_string(maxSize) +
                                     " samples: allowed are 1 to 2147483647.");
     }
     return static_cast<int>(maxSize);

@@ -77,7 +77,7 @@ TEST(WatchCommand, ReportsABadCommandLine) {
         {"watch - --rule 'x = 5'",
          "rule 'x = 5': Expected: '(', '[' or '.'\n  x = 5\n    ^ write '==' instead of '='"},
         {"watch - --rule ''", "rule '' is empty"},
-        {"watch - --max-size 0", "A stream can not keep 0 samples: allowed are 1 to 2147483647."},
+        {"watch - --max-size 0", "A stream cannot keep 0 samples: allowed are 1 to 2147483647."},
         {"watch - --for soon", "--for 'soon' is not a duration such as 250ms, 3s, 2m or 1h"},
         {"watch - --every 1s", "--every is for the source host only"},
         {"watch - --type x:Int9", "--type 'x:Int9': there is no type 'Int9'"},
