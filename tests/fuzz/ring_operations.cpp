@@ -9,7 +9,11 @@
 void velmora::test::Fuzz(std::string_view input) {
     ByteChoices choices(input);
     {
-        ModelledStream modelled(static_cast<int>(1 + choices.Below(9)), choices);
+        const int maxSize = static_cast<int>(1 + choices.Below(9));
+        ModelledStream modelled(
+            maxSize,
+            choices.Below(2) == 0 ? ModelledStream::FillingMix() : ModelledStream::DrainingMix(),
+            choices);
         while (!choices.Done()) {
             modelled.Step();
         }

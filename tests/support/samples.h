@@ -12,6 +12,7 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::test {
@@ -76,6 +77,7 @@ inline void ReadBinary(core::tessaryn::Sample& sample, const std::string& bytes)
 class CountedSample : public core::tessaryn::Sample, public LiveCount<CountedSample> {
   public:
     using Sample::Sample;
+    explicit CountedSample(Sample&& sample) : Sample(std::move(sample)) {}
 };
 
 }  // namespace velmora::test

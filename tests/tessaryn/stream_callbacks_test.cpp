@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <sstream>
@@ -109,6 +110,90 @@ TEST_F(StreamCallbacks, KeepWhatTheyHaveInHand) {
     });
     EXPECT_EQ(CountedSample::live, 0);
     EXPECT_TRUE(stream.IsEmpty());
+}
+
+// Of a ring of three, a callback can have three samples in hand, and three others are stored.
+TEST_F(StreamCallbacks, KeepNoSampleThatTheyCannotHaveInHand) {
+    const auto push = [&] { stream.PushNew(new CountedSample(&layout.type, Poco::Timestamp())); };
+    const struct {
+        const char* name;
+        std::function<void()> action;
+    } actions[] = {
+        {"push", push},
+        {"push inside a query",
+         [&] { stream.GetAll([&](const std::vector<Sample*>&) { push(); }); }},
+        {"push inside a change", [&] { stream.ChangeLatest([&](Sample&) { push(); }, true); }},
+        {"push and pop inside a query",
+         [&] {
+             push();
+             stream.GetAll([&](const std::vector<Sample*>&) { stream.PopLatest(); });
+             push();
+         }},
+        {"clear inside a query", [&] {
+             push();
+             stream.GetAll([&](const std::vector<Sample*>&) {
+                 push();
+                 stream.Clear(Stream::clearSamples);
+             });
+             push();
+         }}};
+    for (const auto& each : actions) {
+        for (int i = 0; i < 3; ++i) {
+            push();
+        }
+        int most = 0;
+        stream.GetAll([&](const std::vector<Sample*>& samples) {
+            for (int i = 0; i < 20; ++i) {
+                each.action();
+                most = std::max<int>(most, CountedSample::live);
+            }
+            for (const Sample* const sample : samples) {
+                EXPECT_EQ(sample->GetInt32(0, 0), 0) << each.name;
+            }
+        });
+        EXPECT_LE(most, 6) << each.name;
+        EXPECT_LE(CountedSample::live, 3) << each.name;
+    }
+}
+
+// Calls the stream when it is deleted.
+class CallingSample : public Sample {
+  public:
+    CallingSample(core::tessaryn::StreamType* type, std::function<void()> calledAtEnd)
+        : Sample(type, Poco::Timestamp()), atEnd(std::move(calledAtEnd)) {}
+    CallingSample(const CallingSample&) = delete;
+    CallingSample& operator=(const CallingSample&) = delete;
+    ~CallingSample() override { atEnd(); }
+
+  private:
+    std::function<void()> atEnd;
+};
+
+TEST_F(StreamCallbacks, MayComeFromTheDestructorOfASample) {
+    Stream small(&layout.type, 1);
+    const std::function<void()> calls[] = {
+        [&] { small.PopLatest(); }, [&] { small.Clear(Stream::clearSamples); },
+        [&] { small.PushNew(new CountedSample(&layout.type, Poco::Timestamp())); },
+        [&] { small.GetAll([](const std::vector<Sample*>&) {}); }};
+    int notified = 0;
+    small.Subscribe(SubscriptionOf(0, [&](Stream&, SubscriptionArgs& args) {
+        notified += args.changeType == pushed ? args.sample->GetInt32(0, 0) : 0;
+    }));
+    for (const auto& call : calls) {
+        const std::function<void()> overwrite[] = {
+            [&] { small.PushNew([](Sample& sample) { sample.Set(0, 0, 1); }); },
+            [&] {
+                auto sample = std::make_unique<CountedSample>(&layout.type, Poco::Timestamp());
+                sample->Set(0, 0, 1);
+                small.PushNew(sample.release());
+            },
+            [&] { small.PopLatest(); }, [&] { small.Clear(Stream::clearSamples); }};
+        for (const auto& each : overwrite) {
+            small.PushNew(new CallingSample(&layout.type, call));
+            each();
+        }
+    }
+    EXPECT_EQ(notified, 8);
 }
 
 class Bytes : public std::stringbuf {

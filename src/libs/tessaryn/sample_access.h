@@ -23,6 +23,9 @@ class SampleAccess {
     /// The time stamp without a copy, which POCO makes out of line.
     static const Poco::Timestamp& TimeOf(const Sample& sample) { return sample.timestamp; }
 
+    /// The type, whatever a derived class says.
+    static const StreamType* TypeOf(const Sample& sample) { return sample.streamType; }
+
     static void SetTime(Sample& sample, const Poco::Timestamp& timestamp) {
         sample.timestamp = timestamp;
     }

@@ -3,6 +3,8 @@
 
 #include "tessaryn/stream.h"
 
+#include "serializer/serializer.h"
+#include "tessaryn/checked.h"
 #include "tessaryn/errors.h"
 #include "tessaryn/node_fields.h"
 #include "tessaryn/sample_access.h"
@@ -22,16 +24,17 @@ namespace velmora::core::tessaryn {
 using serialization::INode;
 using serialization::NodeFlags;
 using serialization::NodeRef;
+using serialization::NodeSerializer;
 using serialization::Optional;
-using serialization::Serializer;
 using utils::Version;
 
 namespace {
 
 using Lock = Poco::ScopedLock<Poco::Mutex>;
 
-constexpr int noSample = -1;
-constexpr unsigned int everything = 255;
+using Samples = SampleRing::Samples;
+
+constexpr unsigned int allParts = 255;
 
 int CheckedSize(long maxSize) {
     if (maxSize < 1 || maxSize > std::numeric_limits<int>::max()) {
@@ -49,82 +52,80 @@ Poco::Timestamp Latest() {
     return Poco::Timestamp::TIMEVAL_MAX;
 }
 
-// The moment `span` before now; the earliest there is where that lies before the epoch.
-Poco::Timestamp Ago(const Poco::Timespan& span) {
-    const Poco::Timestamp::TimeVal now = Poco::Timestamp().epochMicroseconds();
-    Poco::Timestamp::TimeVal then = 0;
-    const bool overflow = __builtin_sub_overflow(now, span.totalMicroseconds(), &then);
-    return overflow || then < 0 ? Earliest() : Poco::Timestamp(then);
+SampleRing::IndexRange Newest(const SampleRing& ring) {
+    return {ring.GetCount() - 1, ring.GetCount()};
 }
 
 }  // namespace
 
-// A callback that has samples in hand: those that leave the ring meanwhile are kept for it.
-class Stream::Lending {
+// A callback of the host, which may have samples in hand: those that were in the ring when it
+// began. Where one of them leaves the ring meanwhile, the outermost callback that may have it keeps
+// it until it ends.
+class Stream::CallbackScope {
   public:
-    explicit Lending(const Stream& lender) : stream(lender) { ++stream.openLendings; }
-    Lending(const Lending&) = delete;
-    Lending& operator=(const Lending&) = delete;
-    ~Lending() {
-        // Taken out of the stream first: a host's destructor may call it.
-        if (!stream.removedSamples.empty()) {
-            TakeRemoved();
+    explicit CallbackScope(const Stream& callingStream)
+        : stream(callingStream),
+          outer(std::exchange(callingStream.innermostScope, this)),
+          lentEnd(callingStream.ring.GetEnd()) {}
+    CallbackScope(const CallbackScope&) = delete;
+    CallbackScope& operator=(const CallbackScope&) = delete;
+    ~CallbackScope() {
+        stream.innermostScope = outer;
+        if (outer != nullptr) {
+            outer->Limit(lentEnd);
         }
-        --stream.openLendings;
+        // Then the samples go. A host's destructor may call the stream.
     }
 
-    // What was removed meanwhile, unless an outer callback may have that in hand, too.
-    Removed TakeRemoved() const {
-        Removed removed;
-        if (stream.openLendings == 1) {
-            removed.swap(stream.removedSamples);
+    // The outermost scope that may have the sample at a position in hand; null where none may.
+    CallbackScope* KeeperOf(SampleRing::Position position) {
+        CallbackScope* keeper = nullptr;
+        auto end = lentEnd;
+        for (CallbackScope* scope = this; scope != nullptr; scope = scope->outer) {
+            end = std::min(end, scope->lentEnd);
+            if (position >= end) {
+                break;
+            }
+            keeper = scope;
         }
-        return removed;
+        return keeper;
     }
+
+    // Positions from here on are given to other samples.
+    void Limit(SampleRing::Position end) { lentEnd = std::min(lentEnd, end); }
+
+    // Makes room, so that keeping so many samples cannot fail.
+    void Reserve(std::size_t count) {
+        const std::size_t needed = kept.size() + count;
+        if (needed > kept.capacity()) {
+            kept.reserve(std::max(needed, 2 * kept.capacity()));
+        }
+    }
+    void Keep(std::unique_ptr<Sample> sample) { kept.push_back(std::move(sample)); }
+
+    KeptSamples TakeKept() { return std::move(kept); }
 
   private:
     const Stream& stream;
+    CallbackScope* outer;
+    // Samples before this position may be in hand. Those of the outer scopes are bounded by it,
+    // too: they learn of it when this scope ends.
+    SampleRing::Position lentEnd;
+    KeptSamples kept;
 };
 
-// Looks, when it goes, whether the time stamps still ascend.
-//
-// A binary search needs them to, but a callback gets live samples whose setters stamp them anew:
-// the newest one to fill or to change, those of an answer to read.
-class Stream::OrderWatch {
-  public:
-    // Watches the samples of an answer.
-    OrderWatch(const Stream& watched, Ages answer)
-        : stream(watched), changesBefore(watched.changes), ages(answer) {
-        ++stream.openWatches;
-    }
-    OrderWatch(const OrderWatch&) = delete;
-    OrderWatch& operator=(const OrderWatch&) = delete;
-    ~OrderWatch() {
-        --stream.openWatches;
-        // Where the callback has changed the stream, all that is sure is that one sample ascends.
-        if (stream.changes != changesBefore) {
-            stream.ascendingSamples = std::min(1, stream.storedSamples);
-        } else {
-            stream.CheckOrder(ages);
-        }
-    }
+Stream::Stream(StreamType* streamType, long maxSize)
+    : ring(CheckedSize(maxSize)), streamType(streamType) {}
 
-  private:
-    const Stream& stream;
-    unsigned long long changesBefore;
-    Ages ages;
-};
+Stream::Stream() : ring(0), streamType(nullptr) {}
 
-Stream::Stream(StreamType* type, long size)
-    : streamType(type), maxSize(CheckedSize(size)), currentSampleIdx(noSample) {}
-
-Stream::Stream() : streamType(nullptr), maxSize(0), currentSampleIdx(noSample) {}
-
-Stream::Stream(const Serializer<NodeRef>& serializer, const INode& node,
+Stream::Stream(const NodeSerializer& serializer, const INode& node,
                const StreamTypeRepository& types)
     : Stream() {
-    // Read as 32 bits: what doesn't fit them is unreadable, and so refused by the rule.
+    int maxSize = 0;
+    // Read as 32 bits: a larger number is unreadable, and so refused by the rule.
     serializer.Deserialize(node["MaxSize"], maxSize, serialization::GreaterThan(0), RaiseAndLog());
+    ring.SetMaxSize(maxSize);
     std::string typePath;
     serializer.Deserialize(node["Type"], typePath, serialization::Mandatory(), RaiseAndLog());
     Version version;
@@ -134,7 +135,7 @@ Stream::Stream(const Serializer<NodeRef>& serializer, const INode& node,
     try {
         Fill(serializer, node);
     } catch (const std::exception& error) {
-        Clear(everything);
+        Clear(allParts);
         throw StreamCreateException(error.what());
     }
 }
@@ -142,6 +143,8 @@ Stream::Stream(const Serializer<NodeRef>& serializer, const INode& node,
 Stream::~Stream() {
     {
         const Lock lock(mutex);
+        CheckContract(innermostScope == nullptr && activeNotifications == 0,
+                      "A stream was destroyed in one of its own callbacks.");
         DeleteSamples();
     }
     // Here, where the stream is still complete: a delegate's destructor may call it, or wait for a
@@ -151,40 +154,48 @@ Stream::~Stream() {
 
 void Stream::PushNew(std::function<void(Sample&)> fill) {
     const Lock lock(mutex);
-    Sample& sample = PushFresh();
-    const Removed removed = LendLatest([&] { fill(sample); });
-    Notify(pushed, sample, nullptr);
+    std::unique_ptr<Sample> sample = NewSample();
+    Sample& stored = *sample;
+    const KeptSamples kept = PushAndUse(std::move(sample), [&] {
+        fill(stored);
+        CheckType(stored);
+    });
+    Notify(pushed, stored, nullptr);
 }
 
 void Stream::PushNew(Sample* sample) {
     std::unique_ptr<Sample> owner(sample);
     const Lock lock(mutex);
-    if (!owner || owner->GetStreamType() != streamType) {
+    if (!owner || streamType == nullptr || owner->GetStreamType() != streamType) {
         return;
     }
-    Push(std::move(owner));
+    const KeptSamples kept = PushAndUse(std::move(owner), [] {});
     Notify(pushed, *sample, nullptr);
 }
 
 void Stream::PushNew(std::istream& in, void* sender) {
     const Lock lock(mutex);
-    Sample& sample = PushFresh();
-    const Removed removed = LendLatest([&] { sample.Deserialize(in); });
-    Notify(pushed, sample, sender);
+    std::unique_ptr<Sample> sample = NewSample();
+    Sample& stored = *sample;
+    const KeptSamples kept = PushAndUse(std::move(sample), [&] { DecodeNew(stored, in); });
+    Notify(pushed, stored, sender);
 }
 
-void Stream::PushNew(const Serializer<NodeRef>& serializer, const INode& sampleNode) {
+void Stream::PushNew(const NodeSerializer& serializer, const INode& sampleNode) {
     const Lock lock(mutex);
     auto sample = std::make_unique<Sample>(streamType, serializer, sampleNode);
     const Sample& stored = *sample;
-    Push(std::move(sample));
+    const KeptSamples kept = PushAndUse(std::move(sample), [] {});
     Notify(pushed, stored, nullptr);
 }
 
 void Stream::ChangeLatest(std::function<void(Sample&)> change, bool notify) {
     const Lock lock(mutex);
     Sample& sample = GetLatest();
-    const Removed removed = LendLatest([&] { change(sample); });
+    const KeptSamples kept = Use([&] {
+        change(sample);
+        CheckType(sample);
+    });
     if (notify) {
         Notify(changed, sample, nullptr);
     }
@@ -192,41 +203,44 @@ void Stream::ChangeLatest(std::function<void(Sample&)> change, bool notify) {
 
 void Stream::DeserializeLatest(std::istream& in, void* sender) {
     const Lock lock(mutex);
-    if (IsEmpty()) {
-        PushFresh();
+    const bool isNew = ring.GetCount() == 0;
+    if (isNew) {
+        PushAndUse(NewSample(), [] {});
     }
     Sample& sample = GetLatest();
-    const Removed removed = LendLatest([&] { sample.Deserialize(in); });
+    const KeptSamples kept = Use([&] { isNew ? DecodeNew(sample, in) : sample.Deserialize(in); });
     Notify(changed, sample, sender);
 }
 
 void Stream::PopLatest() {
     const Lock lock(mutex);
-    Sample* const sample = GetLatestPtr();
-    if (sample == nullptr) {
+    if (ring.GetLatest() == nullptr) {
         return;
     }
-    PrepareRemoval(1);
-    samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
-    currentSampleIdx = DecreasedSampleIdx();
-    --storedSamples;
-    ascendingSamples = std::min(std::max(ascendingSamples - 1, 1), storedSamples);
-    ++changes;
-    // Deleted when all have been told, whatever they throw.
-    std::unique_ptr<Sample> owner;
-    if (openLendings == 0) {
-        owner.reset(sample);
-    } else {
-        Remove(sample);
+    CallbackScope* const keeper = PrepareRemoval(ring.GetEnd() - 1, 1);
+    std::unique_ptr<Sample> owner = ring.Pop();
+    const Sample& sample = *owner;
+    LimitLent();
+    if (keeper != nullptr) {
+        keeper->Keep(std::move(owner));
     }
-    Notify(popped, *sample, nullptr);
+    Notify(popped, sample, nullptr);
 }
 
 void Stream::GetLatest(std::function<void(const Sample&)> callback) const {
     const Lock lock(mutex);
     const Sample& sample = GetLatest();
-    const Lending lending(*this);
+    const CallbackScope scope(*this);
     callback(sample);
+}
+
+bool Stream::TryGetLatest(std::function<void(const Sample&)> callback) const {
+    const Lock lock(mutex);
+    if (ring.GetLatest() == nullptr) {
+        return false;
+    }
+    GetLatest(std::move(callback));
+    return true;
 }
 
 void Stream::GetAll(SamplesCallback callback) const {
@@ -236,13 +250,7 @@ void Stream::GetAll(SamplesCallback callback) const {
 
 void Stream::GetAllInPushOrder(SamplesCallback callback) const {
     const Lock lock(mutex);
-    Samples ordered;
-    for (int age = 0; age < storedSamples; ++age) {
-        ordered.push_back(samples[SlotOf(age)]);
-    }
-    const Lending lending(*this);
-    const OrderWatch watch(*this, {0, storedSamples});
-    callback(ordered);
+    Answer(ring.SelectByIndex(), {0, ring.GetCount()}, callback);
 }
 
 void Stream::GetSince(const Poco::Timestamp& since, SamplesCallback callback) const {
@@ -258,12 +266,25 @@ void Stream::GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
 
 void Stream::GetLast(const Poco::Timespan& span, SamplesCallback callback) const {
     const Lock lock(mutex);
-    Answer(Ago(span), Latest(), callback);
+    const Poco::Timestamp::TimeVal now = Poco::Timestamp().epochMicroseconds();
+    Poco::Timestamp::TimeVal since = 0;
+    if (!__builtin_sub_overflow(now, span.totalMicroseconds(), &since)) {
+        Answer(Poco::Timestamp(since), Latest(), callback);
+    } else if (span.totalMicroseconds() > 0) {
+        Answer(Earliest(), Latest(), callback);
+    } else {
+        Answer(Samples(), {0, 0}, callback);
+    }
+}
+
+int Stream::GetNumSamples() const {
+    const Lock lock(mutex);
+    return ring.GetCount();
 }
 
 bool Stream::IsEmpty() const {
     const Lock lock(mutex);
-    return storedSamples == 0;
+    return ring.GetCount() == 0;
 }
 
 void Stream::Clear(unsigned int what) {
@@ -284,15 +305,16 @@ void Stream::Unsubscribe(const StreamSubscription& subscription) {
     subscribers.Remove(subscription);
 }
 
-void Stream::Serialize(const Serializer<NodeRef>& serializer, INode& node) const {
+void Stream::Serialize(const NodeSerializer& serializer, INode& node) const {
     const Lock lock(mutex);
     serializer.Serialize(node.AddNode("Type", NodeFlags::NodeValue), streamType->GetFullName(),
                          Optional());
     serializer.Serialize(node.AddNode("TypeVersion", NodeFlags::NodeValue),
                          streamType->GetVersion(), Optional());
-    serializer.Serialize(node.AddNode("MaxSize", NodeFlags::NodeValue), long{maxSize}, Optional());
+    serializer.Serialize(node.AddNode("MaxSize", NodeFlags::NodeValue), long{GetMaxSize()},
+                         Optional());
     NodeRef list = node.AddNode("Samples", NodeFlags::NodeList);
-    for (const Sample* sample : samples) {
+    for (const Sample* const sample : ring.GetSlots()) {
         if (sample == nullptr) {
             continue;
         }
@@ -301,74 +323,90 @@ void Stream::Serialize(const Serializer<NodeRef>& serializer, INode& node) const
     }
 }
 
-void Stream::Fill(const Serializer<NodeRef>& serializer, const INode& node) {
+void Stream::Fill(const NodeSerializer& serializer, const INode& node) {
     const Lock lock(mutex);
     for (const NodeRef& child : node["Samples"].GetNodes()) {
         PushNew(serializer, child);
     }
 }
 
-// Puts a sample into the next slot of the ring, for the oldest one once the ring is full.
-void Stream::Push(std::unique_ptr<Sample> sample) {
-    const int next = IncreasedSampleIdx();
-    // Growing is all that can throw: the ring is then as it was.
-    PrepareRemoval(1);
-    if (samples.size() <= static_cast<std::size_t>(next)) {
-        EnlargeSampleContainer();
-    }
-    currentSampleIdx = next;
-    Sample* const oldest = std::exchange(samples[static_cast<std::size_t>(next)], sample.release());
-    storedSamples += oldest == nullptr ? 1 : 0;
-    ascendingSamples = std::min(ascendingSamples + 1, storedSamples);
-    ++changes;
-    // A clock may have stepped back, and a sample of a host comes with a time of its own.
-    CheckOrder({storedSamples - 1, storedSamples});
-    Remove(oldest);
+std::unique_ptr<Sample> Stream::NewSample() const {
+    return std::make_unique<Sample>(streamType, Poco::Timestamp());
 }
 
-// Runs what uses the newest sample, and hands out what was removed meanwhile.
-template <class Use>
-Stream::Removed Stream::LendLatest(Use use) {
-    const Lending lending(*this);
-    const OrderWatch watch(*this, {storedSamples - 1, storedSamples});
-    use();
-    return lending.TakeRemoved();
+// Stores a sample, deletes the one that it overwrites and runs what uses it. Returns the samples
+// that were kept meanwhile, the new one among them where it has left the ring.
+template <class Callback>
+Stream::KeptSamples Stream::PushAndUse(std::unique_ptr<Sample> sample, Callback callback) {
+    CallbackScope* const keeper = ring.IsFull() ? PrepareRemoval(ring.GetBegin(), 1) : nullptr;
+    std::unique_ptr<Sample> overwritten = ring.Push(std::move(sample));
+    if (keeper != nullptr) {
+        keeper->Keep(std::move(overwritten));
+    }
+    return Use([&] {
+        // A host's destructor may call the stream.
+        overwritten.reset();
+        callback();
+    });
 }
 
-// Makes room for samples to be kept, so that their removal can't fail.
-void Stream::PrepareRemoval(std::size_t count) {
-    if (openLendings == 0) {
-        return;
-    }
-    const std::size_t needed = removedSamples.size() + count;
-    if (needed > removedSamples.capacity()) {
-        removedSamples.reserve(std::max(needed, 2 * removedSamples.capacity()));
+// A large sample is read in place: one that cannot be read gets its initial values again.
+void Stream::DecodeNew(Sample& sample, std::istream& in) const {
+    try {
+        sample.Deserialize(in);
+    } catch (...) {
+        sample = Sample(streamType, sample.GetTimeStamp());
+        throw;
     }
 }
 
-// Deletes a sample that has left the ring, or keeps it for the callbacks that may have it in hand.
-void Stream::Remove(Sample* sample) {
-    if (openLendings == 0) {
-        delete sample;
-    } else if (sample != nullptr) {
-        removedSamples.emplace_back(sample);
+// Runs what uses the newest sample, which may stamp it and be called back. Returns the samples that
+// were kept meanwhile.
+template <class Callback>
+Stream::KeptSamples Stream::Use(Callback callback) {
+    CallbackScope scope(*this);
+    const SampleRing::OrderGuard guard(ring, Newest(ring));
+    callback();
+    return scope.TakeKept();
+}
+
+// The callback that has to keep the samples to be removed, from a position on; null where they may
+// be deleted at once. Keeping them cannot fail afterwards.
+Stream::CallbackScope* Stream::PrepareRemoval(SampleRing::Position first, std::size_t count) {
+    if (innermostScope == nullptr) {
+        return nullptr;
+    }
+    CallbackScope* const keeper = innermostScope->KeeperOf(first);
+    if (keeper != nullptr) {
+        keeper->Reserve(count);
+    }
+    return keeper;
+}
+
+// After samples were removed from the end of the ring.
+void Stream::LimitLent() {
+    if (innermostScope != nullptr) {
+        innermostScope->Limit(ring.GetEnd());
     }
 }
 
-Sample& Stream::PushFresh() {
-    auto sample = std::make_unique<Sample>(streamType, Poco::Timestamp());
-    Sample& stored = *sample;
-    Push(std::move(sample));
-    return stored;
-}
-
-Sample* Stream::GetLatestPtr() const {
-    const auto slot = static_cast<std::size_t>(currentSampleIdx);
-    return currentSampleIdx >= 0 && slot < samples.size() ? samples[slot] : nullptr;
+void Stream::DeleteSamples() {
+    const auto count = static_cast<std::size_t>(ring.GetCount());
+    CallbackScope* const keeper = PrepareRemoval(ring.GetBegin(), count);
+    // The stream is empty before the first one goes: a host's destructor may call it.
+    Samples cleared = ring.Clear();
+    LimitLent();
+    for (Sample* const sample : cleared) {
+        std::unique_ptr<Sample> owner(sample);
+        if (keeper != nullptr && owner) {
+            keeper->Keep(std::move(owner));
+        }
+    }
+    ring.ReuseSlots(std::move(cleared));
 }
 
 Sample& Stream::GetLatest() const {
-    Sample* const sample = GetLatestPtr();
+    Sample* const sample = ring.GetLatest();
     if (sample == nullptr) {
         throw ItemNotFoundException::ForEmptyStream();
     }
@@ -377,155 +415,32 @@ Sample& Stream::GetLatest() const {
 
 void Stream::Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
                     const SamplesCallback& callback) const {
-    if (!IsAscending()) {
-        ascendingSamples = CountAscending();
-    }
-    // A query from inside a callback comes before its watch has looked.
-    const bool ascending = openWatches == 0 && IsAscending();
-    const Ages ages = ascending ? AgesBetween(from, to) : Ages{0, storedSamples};
-    const Samples selected = ascending ? SamplesOf(ages) : SamplesBetween(from, to);
-    const Lending lending(*this);
-    const OrderWatch watch(*this, ages);
+    const SampleRing::IndexRange range = ring.FindRange(from, to);
+    Answer(ring.Select(range, from, to), range, callback);
+}
+
+void Stream::Answer(const Samples& selected, SampleRing::IndexRange range,
+                    const SamplesCallback& callback) const {
+    const CallbackScope scope(*this);
+    const SampleRing::OrderGuard guard(ring, range);
     callback(selected);
 }
 
-// The samples of all ages are in slots that follow each other around the ring, up to the newest.
-std::size_t Stream::SlotOf(int age) const {
-    const int slot = currentSampleIdx - (storedSamples - 1 - age);
-    return static_cast<std::size_t>(slot < 0 ? slot + maxSize : slot);
+void Stream::CheckType(const Sample& sample) const {
+    CheckContract(SampleAccess::TypeOf(sample) == streamType,
+                  "A callback left a sample of another stream type, or without one, in a stream.");
 }
 
-const Poco::Timestamp& Stream::TimeOf(int age) const {
-    return SampleAccess::TimeOf(*samples[SlotOf(age)]);
-}
-
-// By binary search; the stamps ascend.
-Stream::Ages Stream::AgesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const {
-    // By hand: Clang 14 can't search the standard library's counting range.
-    const auto firstAge = [this](int begin, auto isBefore) {
-        int end = storedSamples;
-        while (begin < end) {
-            const int middle = begin + (end - begin) / 2;
-            if (isBefore(TimeOf(middle))) {
-                begin = middle + 1;
-            } else {
-                end = middle;
-            }
-        }
-        return begin;
-    };
-    const int begin = firstAge(0, [&](const Poco::Timestamp& time) { return time < from; });
-    // Most queries ask for all up to now.
-    if (begin < storedSamples && TimeOf(storedSamples - 1) <= to) {
-        return {begin, storedSamples};
-    }
-    const int end = firstAge(begin, [&](const Poco::Timestamp& time) { return time <= to; });
-    return {begin, end};
-}
-
-// In storage order: behind the ring's seam first, where there is one among them.
-Stream::Samples Stream::SamplesOf(Ages ages) const {
-    Samples selected;
-    if (ages.begin >= ages.end) {
-        return selected;
-    }
-    const auto slotAt = [this](std::size_t slot) {
-        return samples.begin() + static_cast<std::ptrdiff_t>(slot);
-    };
-    selected.reserve(static_cast<std::size_t>(ages.end - ages.begin));
-    const std::size_t first = SlotOf(ages.begin);
-    const std::size_t last = SlotOf(ages.end - 1);
-    if (first <= last) {
-        selected.insert(selected.end(), slotAt(first), slotAt(last + 1));
-    } else {
-        selected.insert(selected.end(), slotAt(0), slotAt(last + 1));
-        selected.insert(selected.end(), slotAt(first), samples.end());
-    }
-    return selected;
-}
-
-// By looking at every sample; the stamps need not ascend.
-Stream::Samples Stream::SamplesBetween(const Poco::Timestamp& from,
-                                       const Poco::Timestamp& to) const {
-    Samples selected;
-    for (Sample* sample : samples) {
-        if (sample != nullptr && from <= SampleAccess::TimeOf(*sample) &&
-            SampleAccess::TimeOf(*sample) <= to) {
-            selected.push_back(sample);
-        }
-    }
-    return selected;
-}
-
-// Takes note where samples of these ages no longer ascend, among themselves or with the next.
-void Stream::CheckOrder(Ages ages) const {
-    const int first = std::max(ages.begin, 1);
-    const int last = std::min(ages.end, storedSamples - 1);
-    if (first > last) {
-        return;
-    }
-    // From the sample before them on, in up to two runs of slots.
-    const auto count = static_cast<std::size_t>(last - first) + 2;
-    const std::size_t slot = SlotOf(first - 1);
-    const std::size_t untilSeam = std::min(count, static_cast<std::size_t>(maxSize) - slot);
-    const Sample* const* const run = samples.data() + slot;
-    bool ascends = true;
-    for (std::size_t i = 1; i < untilSeam; ++i) {
-        ascends &= SampleAccess::TimeOf(*run[i - 1]) <= SampleAccess::TimeOf(*run[i]);
-    }
-    const Sample* earlier = run[untilSeam - 1];
-    for (std::size_t i = 0; i < count - untilSeam; ++i) {
-        ascends &= SampleAccess::TimeOf(*earlier) <= SampleAccess::TimeOf(*samples[i]);
-        earlier = samples[i];
-    }
-    if (!ascends) {
-        ascendingSamples = std::min(ascendingSamples, CountAscending());
-    }
-}
-
-// How many of the newest samples ascend in time.
-int Stream::CountAscending() const {
-    int age = storedSamples;
-    while (age > 0 && (age == storedSamples || TimeOf(age - 1) <= TimeOf(age))) {
-        --age;
-    }
-    return storedSamples - age;
-}
-
-int Stream::IncreasedSampleIdx() const {
-    return currentSampleIdx + 1 < maxSize ? currentSampleIdx + 1 : 0;
-}
-
-int Stream::DecreasedSampleIdx() const {
-    return currentSampleIdx > 0 ? currentSampleIdx - 1 : maxSize - 1;
-}
-
-void Stream::EnlargeSampleContainer() {
-    const std::size_t doubled = 2 * samples.size() + 1;
-    const auto limit = static_cast<std::size_t>(maxSize);
-    samples.resize(doubled < limit ? doubled : limit, nullptr);
-}
-
-void Stream::DeleteSamples() {
-    PrepareRemoval(samples.size());
-    // The stream is empty before the first one goes: a host's destructor may look.
-    Samples gone;
-    gone.swap(samples);
-    currentSampleIdx = noSample;
-    storedSamples = 0;
-    ascendingSamples = 0;
-    ++changes;
-    for (Sample* sample : gone) {
-        Remove(sample);
-    }
-    if (samples.capacity() == 0) {
-        gone.clear();
-        samples.swap(gone);
-    }
-}
-
-// Tells the subscribers of a change; the caller holds the samples' mutex.
+// Notifies the subscribers; the caller holds the samples' mutex.
 void Stream::Notify(StreamChangeType type, const Sample& sample, void* sender) {
+    struct Activity {
+        explicit Activity(int& active) : active(active) { ++active; }
+        Activity(const Activity&) = delete;
+        Activity& operator=(const Activity&) = delete;
+        ~Activity() { --active; }
+        int& active;
+    };
+    const Activity activity(activeNotifications);
     subscribers.Notify(type, sample, sender, static_cast<void*>(this));
 }
 

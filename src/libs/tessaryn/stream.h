@@ -4,19 +4,22 @@
 #pragma once
 
 #include "serializer/serializable.h"
-#include "serializer/serializer.h"
+#include "serializer/serializer_fwd.h"
 #include "tessaryn/atomic_executor.h"
 #include "tessaryn/export.h"
 #include "tessaryn/sample.h"
+#include "tessaryn/sample_ring.h"
 #include "tessaryn/stream_subscription.h"
 #include "tessaryn/subscriber_list.h"
 
 #include <Poco/Timespan.h>
 #include <Poco/Timestamp.h>
 
+#include <chrono>
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -37,13 +40,15 @@ class StreamTypeRepository;
 ///    run while the stream is locked; the pointers are valid only inside.
 /// 3. The newest sample is at the current slot; popping steps back through the ring like a stack.
 ///
-/// Callbacks (fills, queries, rules and delegates) run with the stream's sample mutex held, rules
-/// and delegates with the subscriptions' mutex, too. They may call every public operation of the
-/// same stream on that thread:
-/// - who subscribes or is unsubscribed during a notification, the subscriber itself included, is
-///   told or no longer told from the next notification on, one inside this one included;
-/// - a sample that leaves the stream while a fill, a change or a query has it in hand is deleted
-///   when that callback has returned; a push is told of even then.
+/// Callbacks (fills, queries, rules and delegates, destructors of a host's samples) run with the
+/// stream's sample mutex held, rules and delegates with the subscriptions' mutex, too. They may
+/// call every public operation of the same stream on that thread:
+/// - a subscriber that is added or removed during a notification, the one that is called included,
+///   is notified or no longer notified from the next notification on, one inside this one included;
+/// - a sample that was in the stream when a fill, a change or a query began, and leaves it
+/// meanwhile,
+///   is deleted when that callback has returned; the notification of a push still gets it. All
+///   other samples are deleted at once when they are popped, overwritten or cleared.
 ///
 /// They must not wait for another thread that needs the stream, nor destroy the stream. Lock order:
 /// repository, groups from the root down, the stream's samples, its subscriptions.
@@ -71,16 +76,14 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     ///
     /// "Type" is a path in the repository or, where that leads nowhere, a full name. A missing or
     /// unreadable "TypeVersion" means the latest version.
-    /// \param serializer reads the values
-    /// \param node the stream's node
     /// \param types where the type is looked up; must outlive the stream
     /// \throws serialization::SerializationException when "Type" is missing, or "MaxSize" is
     /// missing, unreadable or not 1 to 2^31-1
     /// \throws ItemNotFoundException when the repository has no such type
     /// \throws utils::VersionedObjectNotFoundException when the type has no such version
-    /// \throws StreamCreateException when a sample can't be read
-    Stream(const serialization::Serializer<serialization::NodeRef>& serializer,
-           const serialization::INode& node, const StreamTypeRepository& types);
+    /// \throws StreamCreateException when a sample cannot be read
+    Stream(const serialization::NodeSerializer& serializer, const serialization::INode& node,
+           const StreamTypeRepository& types);
 
     // The order of the virtual operations is part of the binary interface: destructor, Serialize,
     // GetLatest, PushNew, Subscribe, Unsubscribe.
@@ -88,14 +91,13 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// Deletes the samples, then the subscriptions.
     ~Stream() override;
 
-    /// Writes type, version, capacity and, in storage order, the samples.
-    /// \param serializer writes the values
-    /// \param node the stream's node
-    void Serialize(const serialization::Serializer<serialization::NodeRef>& serializer,
+    /// Writes type, version, capacity and, in storage order, the samples: of a ring that has
+    /// wrapped, another one is the newest when it is read. `WriteStream` of `document_form.h` keeps
+    /// the order.
+    void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 
     /// Hands the newest sample to a callback.
-    /// \param callback called once, under the lock
     /// \throws ItemNotFoundException "No Sample in Stream" when there is none
     /// \throws std::bad_function_call when `callback` is empty
     virtual void GetLatest(std::function<void(const Sample&)> callback) const;
@@ -109,40 +111,38 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \throws std::length_error, std::bad_alloc as `Sample`; the stream is then as it was
     virtual void PushNew(std::function<void(Sample&)> fill);
 
-    /// Adds a copy of the subscription after the others, to be told from the next notification on.
-    /// Duplicates are kept and told twice. Takes the subscriptions' lock only.
+    /// Adds a copy of the subscription after the others, to be notified from the next notification
+    /// on. Duplicates are kept and notified twice. Takes the subscriptions' lock only.
     /// \param subscription rule and delegate are cloned
     virtual void Subscribe(const StreamSubscription& subscription);
 
     /// Removes every subscription to the same target, whatever its rule, from the next notification
     /// on. Takes the subscriptions' lock only.
-    /// \param subscription tells the target
     virtual void Unsubscribe(const StreamSubscription& subscription);
 
     /// Pushes a sample as it is, its time included; then notifies `pushed`.
     /// \param sample \ownership takes: in every case. A sample of another stream type is deleted,
-    /// and nothing else happens; so is null.
+    /// and nothing else happens; nothing happens for null.
     /// \throws what a rule or a delegate throws; the sample is then in the stream
     void PushNew(Sample* sample);
 
     /// Pushes a new sample, stamped now, and reads its binary form; then notifies `pushed`.
-    /// \param in where the sample is read from; its state tells of errors
-    /// \param sender handed on to rules and delegates as `SubscriptionArgs::sender`
+    /// \param in its state says whether the sample was read
+    /// \param sender passed to rules and delegates as `SubscriptionArgs::sender`
     /// \throws what `in` throws: the sample then stays in the stream with its initial values, and
     /// nobody is notified
     void PushNew(std::istream& in, void* sender);
 
-    /// Changes the newest sample in place.
-    /// \param change changes the sample, under the lock
-    /// \param notify whether `changed` is notified afterwards
+    /// Changes the newest sample in place, under the lock; then notifies `changed` where `notify`
+    /// is set.
     /// \throws ItemNotFoundException "No Sample in Stream" when there is none
     /// \throws std::bad_function_call when `change` is empty
     void ChangeLatest(std::function<void(Sample&)> change, bool notify);
 
     /// Reads the binary form into the newest sample, or into a new one when the stream is empty;
     /// then notifies `changed`, in both cases.
-    /// \param in where the sample is read from; its state tells of errors
-    /// \param sender handed on to rules and delegates as `SubscriptionArgs::sender`
+    /// \param in its state says whether the sample was read
+    /// \param sender passed to rules and delegates as `SubscriptionArgs::sender`
     /// \throws what `in` throws: a sample that was pushed for it stays
     void DeserializeLatest(std::istream& in, void* sender);
 
@@ -152,38 +152,42 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void PopLatest();
 
     /// \name Queries
-    /// The samples are handed over in storage order, which is that of pushing until the ring has
-    /// wrapped; then the newest, in the low slots, come first. Cost: that of the answer and a
-    /// binary search while the time stamps ascend in the order of pushing, else the number of
-    /// samples.
+    /// Each calls its callback once, under the lock, with the samples in storage order, which is
+    /// that of pushing until the ring has wrapped; then the newest, in the low slots, come first.
+    /// Cost: that of the answer and a binary search while the time stamps ascend in the order of
+    /// pushing, else the number of samples.
     /// \throws std::bad_function_call when the callback is empty
     ///@{
     /// Every sample.
-    /// \param callback called once, under the lock
     void GetAll(SamplesCallback callback) const;
     /// Every sample, the one that was pushed first in front, whether the ring has wrapped or not.
-    /// \param callback called once, under the lock
     void GetAllInPushOrder(SamplesCallback callback) const;
     /// The samples stamped at `since` or later.
-    /// \param since the earliest time, included
-    /// \param callback called once, under the lock
     void GetSince(const Poco::Timestamp& since, SamplesCallback callback) const;
     /// The samples stamped from `from` to `to`, both included.
-    /// \param from the earliest time, included
-    /// \param to the latest time, included
-    /// \param callback called once, under the lock
     void GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
                     SamplesCallback callback) const;
-    /// The samples stamped within `span` before now; all when that reaches before the epoch.
-    /// \param span how far to look back
-    /// \param callback called once, under the lock
+    /// The samples stamped at `span` before now or later, by the clock, not by the newest sample.
+    /// Where that time is beyond what a timestamp holds: all for a positive span, none for a
+    /// negative one.
     void GetLast(const Poco::Timespan& span, SamplesCallback callback) const;
+    template <class Rep, class Period>
+    void GetLast(const std::chrono::duration<Rep, Period>& span, SamplesCallback callback) const {
+        const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(span);
+        GetLast(Poco::Timespan(microseconds.count()), std::move(callback));
+    }
     ///@}
 
+    /// Passes the newest sample to a callback, under the lock, if there is one.
+    /// \return whether there was one
+    /// \throws std::bad_function_call when there is one and `callback` is empty
+    bool TryGetLatest(std::function<void(const Sample&)> callback) const;
+    /// How many samples the stream holds.
+    int GetNumSamples() const;
     /// Whether the stream holds no sample.
     bool IsEmpty() const;
     /// Samples that the stream keeps at most. Takes no lock.
-    int GetMaxSize() const { return maxSize; }
+    int GetMaxSize() const { return ring.GetMaxSize(); }
     /// The type of every sample. Takes no lock.
     /// \return \ownership observes
     StreamType* GetStreamType() const { return streamType; }
@@ -193,78 +197,49 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void Clear(unsigned int what);
 
     /// Pushes a sample read from a sample's node; then notifies `pushed`.
-    /// \param serializer reads the values
-    /// \param sampleNode the sample's node
     /// \throws as the `Sample` constructor from a node; the stream is then as it was
-    void PushNew(const serialization::Serializer<serialization::NodeRef>& serializer,
+    void PushNew(const serialization::NodeSerializer& serializer,
                  const serialization::INode& sampleNode);
 
-    /// Pushes the samples under a stream node's "Samples", notifying `pushed` for each. What else
-    /// the node tells is not read.
-    /// \param serializer reads the values
-    /// \param node the stream's node
+    /// Pushes the samples under a stream node's "Samples", notifying `pushed` for each. The rest of
+    /// the node is not read.
     /// \throws as above; the samples pushed before stay
-    void Fill(const serialization::Serializer<serialization::NodeRef>& serializer,
-              const serialization::INode& node);
+    void Fill(const serialization::NodeSerializer& serializer, const serialization::INode& node);
 
   protected:
     /// No type, no capacity: what the constructor from a node begins with.
     Stream();
 
   private:
-    using Samples = std::vector<Sample*>;
-    /// Ages of samples: 0 is the oldest; the end does not belong to it.
-    struct Ages {
-        int begin;
-        int end;
-    };
-    using Removed = std::vector<std::unique_ptr<Sample>>;
-    class Lending;
-    class OrderWatch;
+    using KeptSamples = std::vector<std::unique_ptr<Sample>>;
+    class CallbackScope;
 
-    void Push(std::unique_ptr<Sample> sample);
-    Sample& PushFresh();
-    template <class Use>
-    Removed LendLatest(Use use);
-    void PrepareRemoval(std::size_t count);
-    void Remove(Sample* sample);
-    Sample* GetLatestPtr() const;
+    std::unique_ptr<Sample> NewSample() const;
+    template <class Callback>
+    KeptSamples PushAndUse(std::unique_ptr<Sample> sample, Callback callback);
+    template <class Callback>
+    KeptSamples Use(Callback callback);
+    void DecodeNew(Sample& sample, std::istream& in) const;
+    CallbackScope* PrepareRemoval(SampleRing::Position first, std::size_t count);
+    void LimitLent();
+    void DeleteSamples();
     Sample& GetLatest() const;
     void Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
                 const SamplesCallback& callback) const;
-
-    std::size_t SlotOf(int age) const;
-    const Poco::Timestamp& TimeOf(int age) const;
-    Ages AgesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const;
-    Samples SamplesOf(Ages ages) const;
-    Samples SamplesBetween(const Poco::Timestamp& from, const Poco::Timestamp& to) const;
-    bool IsAscending() const { return ascendingSamples == storedSamples; }
-    int CountAscending() const;
-    void CheckOrder(Ages ages) const;
-
-    int IncreasedSampleIdx() const;
-    int DecreasedSampleIdx() const;
-    void EnlargeSampleContainer();
-    void DeleteSamples();
+    void Answer(const std::vector<Sample*>& selected, SampleRing::IndexRange range,
+                const SamplesCallback& callback) const;
+    void CheckType(const Sample& sample) const;
     void Notify(StreamChangeType type, const Sample& sample, void* sender);
 
     // Guarded by the executor's mutex.
-    Samples samples;
+    SampleRing ring;
     SubscriberList subscribers;
+    // Not changed after construction.
     StreamType* streamType;
-    int maxSize;
-    // Guarded by the executor's mutex: slot of the newest sample, -1 when there was none yet.
-    int currentSampleIdx;
-    // Guarded by the executor's mutex, for queries by time: samples that are stored, how many of
-    // the newest ascend in time as far as is known, and the number of pushes, pops and clears.
-    int storedSamples = 0;
-    mutable int ascendingSamples = 0;
-    unsigned long long changes = 0;
-    // Guarded by the executor's mutex: callbacks under way that may stamp samples anew, those that
-    // have samples in hand, and samples that have left the ring since the first of them began.
-    mutable int openWatches = 0;
-    mutable int openLendings = 0;
-    mutable Removed removedSamples;
+    // Guarded by the executor's mutex: callbacks under way that may have samples in hand, and
+    // notifications under way.
+    mutable CallbackScope* innermostScope = nullptr;
+    int activeNotifications = 0;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -1,0 +1,95 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "support/allocation_probe.h"
+#include "support/ring_model.h"
+#include "support/thrown.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <climits>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+namespace {
+
+using namespace test;
+
+TEST(StreamQueries, OfASpanLookBackFromThePresent) {
+    constexpr long long day = 86400000000;
+    const long long present = Timestamp().epochMicroseconds();
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 9);
+    for (const long long time : {LLONG_MIN, -1LL, present, LLONG_MAX}) {
+        Sample sample(&layout.type, Timestamp());
+        sample.Set(0, 0, stream.GetNumSamples() + 1);
+        stream.PushNew(new Sample(Restamped(std::move(sample), Timestamp(time))));
+    }
+    const struct {
+        const char* name;
+        long long span;
+        std::vector<int> numbers;
+    } cases[] = {{"a day", day, {3, 4}},
+                 {"from tomorrow on", -day, {4}},
+                 {"to a day before the epoch", present + day, {2, 3, 4}},
+                 {"to an hour after the epoch", present - day / 24, {3, 4}},
+                 {"the largest", LLONG_MAX, {2, 3, 4}},
+                 {"the smallest, beyond all times", LLONG_MIN, {}}};
+    for (const auto& each : cases) {
+        EXPECT_EQ(Ask([&](auto f) { stream.GetLast(Poco::Timespan(each.span), f); }), each.numbers)
+            << each.name;
+    }
+    EXPECT_EQ(Ask([&](auto f) { stream.GetLast(std::chrono::hours(24), f); }),
+              (std::vector<int>{3, 4}));
+}
+
+TEST(StreamQueries, ForTheNewestSampleMayFindNone) {
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 2);
+    int calls = 0;
+    const auto count = [&](const Sample&) { ++calls; };
+    EXPECT_FALSE(stream.TryGetLatest(count));
+    EXPECT_FALSE(stream.TryGetLatest({}));
+    stream.PushNew([](Sample&) {});
+    EXPECT_TRUE(stream.TryGetLatest(count));
+    EXPECT_THROW(stream.TryGetLatest({}), std::bad_function_call);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(StreamMaking, TakesACapacityFromOneTo31Bits) {
+    TestType layout{{"id", Int32, 1}};
+    for (const long size : {0L, -1L, LONG_MIN, 2147483648L, 4294967297L}) {
+        const std::string message =
+            MessageOf<std::invalid_argument>([&] { Stream(&layout.type, size); });
+        EXPECT_NE(message.find(std::to_string(size)), std::string::npos) << message;
+    }
+    Stream stream(&layout.type, INT_MAX);
+    for (int i = 0; i < 3; ++i) {
+        stream.PushNew([&](Sample& sample) { sample.Set(0, 0, i); });
+        EXPECT_EQ(AllOf(stream), std::vector<int>{i});
+        // The index steps down to the last slot, far beyond those there are.
+        stream.PopLatest();
+        EXPECT_EQ(LatestOf(stream), none);
+    }
+}
+
+TEST(StreamPushes, AllocateForTheirSamplesOnly) {
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 2);
+    stream.PushNew(new Sample(&layout.type, Timestamp()));
+    const std::function<void(Sample&)> fill = [](Sample& sample) { sample.Set(0, 0, 2); };
+    const AllocationProbe probe;
+    stream.PushNew(fill);
+    stream.ChangeLatest(fill, true);
+    EXPECT_EQ(AllocationProbe::Count(), 4);
+    stream.PushNew(fill);
+    EXPECT_EQ(AllocationProbe::Count(), 4 + 3);
+}
+
+}  // namespace
+}  // namespace velmora::core::tessaryn
