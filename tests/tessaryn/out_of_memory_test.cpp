@@ -177,7 +177,7 @@ const Operation operations[] = {
      }},
     {"add to types", addsSome,
      [](Host& h) {
-         h.type->Add(longText, Double, 1);
+         h.types["Any"].GetLatestPtr()->Add(longText, Double, 1);
          h.types.Add("area/" + longText)->Add(Version(1, 0, 0));
          h.types["area/line/Pos"].PushNew(Version(0, 1, 0));
          h.types["area/line/Pos"].Add(Version(0, 0, 1));

@@ -34,13 +34,8 @@ void CopyBytes(void* to, const void* from, std::size_t bytes) {
 
 // Why the type of an entry does not accept an accessor's.
 [[noreturn]] void ThrowNoAccess(const StreamType* type, unsigned short entry, BaseType requested) {
-    const std::string missing = "Entry " + std::to_string(entry) + " does not exist";
-    if (type == nullptr) {
-        throw std::out_of_range(missing + ": the sample has no stream type.");
-    }
-    if (entry >= type->GetNumEntries()) {
-        throw std::out_of_range(missing + " in stream type '" + type->GetFullName() +
-                                "', which has " + std::to_string(type->GetNumEntries()) + ".");
+    if (type == nullptr || entry >= type->GetNumEntries()) {
+        SampleAccess::ThrowNoEntry(type, entry);
     }
     throw TypeMismatchException(type->GetType(entry), requested);
 }

@@ -245,6 +245,8 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     Poco::Timestamp timestamp;
     // 32 bits wide: a type of 65,535 entries has 65,536 offsets.
     std::uint32_t numOffsets = 0;
+    // Of this object, not of its value: neither copied nor swapped.
+    bool isStored = false;
 };
 
 /// A copy with another time: how a host keeps the time of its source. Set the entries first, since

@@ -11,6 +11,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -28,6 +29,33 @@ class SampleAccess {
 
     static void SetTime(Sample& sample, const Poco::Timestamp& timestamp) {
         sample.timestamp = timestamp;
+    }
+
+    /// Whether the sample was ever put into a stream, which then owns it.
+    static bool IsStored(const Sample& sample) { return sample.isStored; }
+    static void SetStored(Sample& sample) { sample.isStored = true; }
+
+    static char* DataOf(Sample& sample) { return sample.data.get(); }
+    static const char* DataOf(const Sample& sample) { return sample.data.get(); }
+
+    /// Where an entry begins in the data, and its bytes; 0 of an entry that the sample does not
+    /// have.
+    static std::pair<std::size_t, std::size_t> BytesOf(const Sample& sample, unsigned short entry) {
+        if (std::uint32_t{entry} + 1 >= sample.numOffsets) {
+            return {0, 0};
+        }
+        const unsigned int begin = sample.offsets[entry];
+        return {begin, sample.offsets[std::size_t{entry} + 1] - begin};
+    }
+
+    /// \param type null for a sample without a type
+    [[noreturn]] static void ThrowNoEntry(const StreamType* type, unsigned short entry) {
+        const std::string missing = "Entry " + std::to_string(entry) + " does not exist";
+        if (type == nullptr) {
+            throw std::out_of_range(missing + ": the sample has no stream type.");
+        }
+        throw std::out_of_range(missing + " in stream type '" + type->GetFullName() +
+                                "', which has " + std::to_string(type->GetNumEntries()) + ".");
     }
 
     /// A sample whose entries have these element counts, all bytes zero.

@@ -51,6 +51,7 @@ std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample> sample) {
         EnlargeSampleContainer();
     }
     currentSampleIdx = next;
+    SampleAccess::SetStored(*sample);
     std::unique_ptr<Sample> oldest(std::exchange(samples[slot], sample.release()));
     if (oldest) {
         ++firstPosition;

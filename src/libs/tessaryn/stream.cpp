@@ -52,6 +52,10 @@ Poco::Timestamp Latest() {
     return Poco::Timestamp::TIMEVAL_MAX;
 }
 
+std::uint64_t LayoutOf(const StreamType* type) {
+    return type == nullptr ? 0 : type->GetLayoutNumber();
+}
+
 SampleRing::IndexRange Newest(const SampleRing& ring) {
     return {ring.GetCount() - 1, ring.GetCount()};
 }
@@ -115,7 +119,7 @@ class Stream::CallbackScope {
 };
 
 Stream::Stream(StreamType* streamType, long maxSize)
-    : ring(CheckedSize(maxSize)), streamType(streamType) {}
+    : ring(CheckedSize(maxSize)), streamType(streamType), layoutNumber(LayoutOf(streamType)) {}
 
 Stream::Stream() : ring(0), streamType(nullptr) {}
 
@@ -132,6 +136,7 @@ Stream::Stream(const NodeSerializer& serializer, const INode& node,
     serializer.Deserialize(node["TypeVersion"], version, serialization::Mandatory(),
                            Version::Latest());
     streamType = &types.Resolve(typePath).Get(version);
+    layoutNumber = LayoutOf(streamType);
     try {
         Fill(serializer, node);
     } catch (const std::exception& error) {
@@ -158,7 +163,7 @@ void Stream::PushNew(std::function<void(Sample&)> fill) {
     Sample& stored = *sample;
     const KeptSamples kept = PushAndUse(std::move(sample), [&] {
         fill(stored);
-        CheckType(stored);
+        CheckSample(stored);
     });
     Notify(pushed, stored, nullptr);
 }
@@ -169,6 +174,7 @@ void Stream::PushNew(Sample* sample) {
     if (!owner || streamType == nullptr || owner->GetStreamType() != streamType) {
         return;
     }
+    CheckContract(!SampleAccess::IsStored(*sample), "A sample was pushed twice.");
     const KeptSamples kept = PushAndUse(std::move(owner), [] {});
     Notify(pushed, *sample, nullptr);
 }
@@ -194,7 +200,7 @@ void Stream::ChangeLatest(std::function<void(Sample&)> change, bool notify) {
     Sample& sample = GetLatest();
     const KeptSamples kept = Use([&] {
         change(sample);
-        CheckType(sample);
+        CheckSample(sample);
     });
     if (notify) {
         Notify(changed, sample, nullptr);
@@ -364,6 +370,7 @@ void Stream::DecodeNew(Sample& sample, std::istream& in) const {
 // were kept meanwhile.
 template <class Callback>
 Stream::KeptSamples Stream::Use(Callback callback) {
+    CheckLayout();
     CallbackScope scope(*this);
     const SampleRing::OrderGuard guard(ring, Newest(ring));
     callback();
@@ -426,7 +433,12 @@ void Stream::Answer(const Samples& selected, SampleRing::IndexRange range,
     callback(selected);
 }
 
-void Stream::CheckType(const Sample& sample) const {
+void Stream::CheckLayout() const {
+    CheckContract(!isChecked || LayoutOf(streamType) == layoutNumber,
+                  "A stream type was changed while a stream of it was in use.");
+}
+
+void Stream::CheckSample(const Sample& sample) const {
     CheckContract(SampleAccess::TypeOf(sample) == streamType,
                   "A callback left a sample of another stream type, or without one, in a stream.");
 }

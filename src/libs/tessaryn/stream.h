@@ -16,6 +16,7 @@
 #include <Poco/Timestamp.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <memory>
@@ -228,14 +229,16 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
                 const SamplesCallback& callback) const;
     void Answer(const std::vector<Sample*>& selected, SampleRing::IndexRange range,
                 const SamplesCallback& callback) const;
-    void CheckType(const Sample& sample) const;
+    void CheckLayout() const;
+    void CheckSample(const Sample& sample) const;
     void Notify(StreamChangeType type, const Sample& sample, void* sender);
 
     // Guarded by the executor's mutex.
     SampleRing ring;
     SubscriberList subscribers;
-    // Not changed after construction.
+    // Not changed after construction: the type, and the number of the layout that it had.
     StreamType* streamType;
+    std::uint64_t layoutNumber = 0;
     // Guarded by the executor's mutex: callbacks under way that may have samples in hand, and
     // notifications under way.
     mutable CallbackScope* innermostScope = nullptr;
