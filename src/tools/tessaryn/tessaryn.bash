@@ -15,7 +15,7 @@ _tessaryn_files() {
     compopt -o filenames 2>/dev/null
 }
 
-# _tessaryn_words <program> [<command>]: the commands or options of which the program's help speaks.
+# _tessaryn_words <program> [<command>]: the commands and options in the program's help.
 _tessaryn_words() {
     "$@" --help 2>/dev/null | awk '/^Subcommands:/ { inCommands = 1 }
         inCommands && /^  [a-z]/ { print $1 }

@@ -20,7 +20,7 @@ inline void AddMemoryOption(CLI::App& command, std::uint64_t& maxMemory) {
             "--max-memory", maxMemory,
             "Memory for the nodes of a document, and again for its samples, such as 500MB or 2GiB; "
             "1GiB unless given")
-        ->transform(CLI::AsSizeValue(false))
+        ->transform(CLI::AsSizeValue(false).description(""))
         ->type_name("SIZE");
 }
 

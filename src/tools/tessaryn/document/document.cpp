@@ -6,7 +6,6 @@
 #include "command_error.h"
 #include "common/split.h"
 #include "document/document_file.h"
-#include "serializer/serializer.h"
 #include "tessaryn/document_form.h"
 #include "text/escaped_text.h"
 
@@ -23,8 +22,6 @@ namespace {
 
 // Not ".", which the name of a file and thus of a stream may contain.
 constexpr char newSeparator = '/';
-// Where a document names none.
-constexpr char defaultSeparator = '.';
 
 // The collection that every repository has from the start.
 constexpr const char* reservedType = "Any";
@@ -70,12 +67,10 @@ std::unique_ptr<tsn::Stream> Resize(const tsn::Stream& stream, long maxSize) {
 }  // namespace
 
 Document::Document()
-    : typeSeparator(newSeparator),
-      types(std::make_unique<tsn::StreamTypeRepository>(Poco::Logger::root(), newSeparator)),
+    : types(std::make_unique<tsn::StreamTypeRepository>(Poco::Logger::root(), newSeparator)),
       streams(std::make_unique<tsn::StreamRepository>(Poco::Logger::root(), newSeparator)) {}
 
-Document::Document(const std::string& file, std::uint64_t maxMemory)
-    : typeSeparator(defaultSeparator) {
+Document::Document(const std::string& file, std::uint64_t maxMemory) {
     const ser::NodeTree tree = ReadTree(file, maxMemory);
     const ser::NodeRef typesNode = tree.GetRoot()["StreamTypeRepository"];
     const ser::NodeRef streamsNode = tree.GetRoot()["StreamRepository"];
@@ -83,8 +78,6 @@ Document::Document(const std::string& file, std::uint64_t maxMemory)
         throw CommandError(file +
                            ": /: there is neither StreamTypeRepository nor StreamRepository");
     }
-    ser::NodeSerializer().Deserialize(typesNode["GroupSeparator"], typeSeparator, ser::Mandatory(),
-                                      defaultSeparator);
     try {
         types = tsn::ReadStreamTypes(typesNode);
         streams = tsn::ReadStreams(*types, streamsNode, {maxMemory});
@@ -124,7 +117,7 @@ void Document::CheckPath(const std::string& path) const {
     }
 }
 
-// A document refers to types by their full names, which must be unique therefore.
+// A document refers to types by their full names, so those must be unique.
 void Document::CheckTypeNames(const tsn::StreamGroup& group) const {
     for (const tsn::StreamGroup* const child : group.GetAllGroupPtrs()) {
         CheckTypeNames(*child);
@@ -148,12 +141,7 @@ tsn::StreamType& Document::OpenType(const std::string& path, const tsn::StreamTy
     if (newest != nullptr && DifferenceBetween(*newest, layout).empty()) {
         return *newest;
     }
-    tsn::StreamType& type = collection.PushNew(utils::Version(1, 0, 0));
-    for (unsigned short id = 0; id < layout.GetNumEntries(); ++id) {
-        const tsn::SampleEntry entry = layout.GetEntry(id);
-        type.Add(entry.key, entry.type, entry.initialSize);
-    }
-    return type;
+    return collection.PushCopy(layout, utils::Version(1, 0, 0));
 }
 
 ser::NodeTree Document::ToTree() const {

@@ -47,7 +47,7 @@ class Document {
     core::tessaryn::StreamTypeRepository& GetTypes() const { return *types; }
     core::tessaryn::StreamRepository& GetStreams() const { return *streams; }
     /// Separator in paths of types.
-    char GetTypeSeparator() const { return typeSeparator; }
+    char GetTypeSeparator() const { return types->groupSeparator(); }
     /// Separator in paths of streams.
     char GetStreamSeparator() const { return streams->groupSeparator(); }
 
@@ -57,7 +57,6 @@ class Document {
     void CheckPath(const std::string& path) const;
     void CheckTypeNames(const core::tessaryn::StreamGroup& group) const;
 
-    char typeSeparator;
     // The types outlive the streams.
     std::unique_ptr<core::tessaryn::StreamTypeRepository> types;
     std::unique_ptr<core::tessaryn::StreamRepository> streams;

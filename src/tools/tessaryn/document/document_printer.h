@@ -54,7 +54,7 @@ class DocumentPrinter {
 /// \param output \ownership observes
 std::unique_ptr<DocumentPrinter> MakeTextPrinter(StandardOutput& output);
 
-/// One JSON object a line.
+/// One JSON object per line.
 /// \param output \ownership observes
 std::unique_ptr<DocumentPrinter> MakeJsonPrinter(StandardOutput& output);
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <fcntl.h>
+#include <fstream>
 #include <iterator>
 #include <unistd.h>
 
@@ -19,7 +19,7 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-// The next word of a text, which is taken off it.
+// Removes the first word from a text.
 std::string_view TakeWord(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
     const std::string_view word = text.substr(0, text.find_first_of(" \t\n"));
@@ -92,19 +92,10 @@ std::string HostSource::GetPosition() const {
 }
 
 const std::string& HostSource::ReadText(const char* path) {
-    const int file = open(path, O_RDONLY | O_CLOEXEC);
-    std::array<char, 4096> chunk;
-    text.clear();
-    ssize_t count = -1;
-    while (file >= 0 && (count = read(file, chunk.data(), chunk.size())) > 0) {
-        text.append(chunk.data(), static_cast<std::size_t>(count));
-    }
-    const int error = errno;
-    if (file >= 0) {
-        close(file);
-    }
-    if (count < 0) {
-        throw CommandError("cannot read " + std::string(path) + ": " + std::strerror(error));
+    std::ifstream file(path);
+    text.assign(std::istreambuf_iterator<char>(file), {});
+    if (!file) {
+        throw CommandError("cannot read " + std::string(path) + ": " + std::strerror(errno));
     }
     return text;
 }

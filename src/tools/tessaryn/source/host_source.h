@@ -26,7 +26,7 @@ namespace velmora::tool {
 /// The first sample has the busy shares since the machine's start.
 class HostSource : public SampleSource {
   public:
-    /// \param signals \ownership observes: ends the waiting
+    /// \param signals \ownership observes: a signal ends waiting for the next sample
     HostSource(std::chrono::microseconds interval, SignalWatcher& signals);
 
     void BeforeWait(std::function<void(const SourceProgress&)> action) override {

@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <cstddef>
+#include <utility>
 
 namespace velmora::tool {
 
@@ -148,16 +149,7 @@ bool ReadZone(Cursor& in, std::int64_t& time) {
 
 // Decimal places of a fraction of the unit that make microseconds.
 constexpr int GetPlaces(EpochUnit unit) {
-    switch (unit) {
-        case EpochUnit::seconds:
-            return 6;
-        case EpochUnit::milliseconds:
-            return 3;
-        case EpochUnit::microseconds:
-        case EpochUnit::nanoseconds:
-            return 0;
-    }
-    return 0;
+    return unit == EpochUnit::seconds ? 6 : unit == EpochUnit::milliseconds ? 3 : 0;
 }
 
 void AppendDigits(std::string& out, std::int64_t value, int digits) {
@@ -272,21 +264,18 @@ std::optional<std::chrono::microseconds> ParseDuration(std::string_view text) {
         return std::nullopt;
     }
     const std::string_view unit(end, static_cast<std::size_t>(last - end));
-    std::int64_t factor = 0;
-    if (unit == "ms") {
-        factor = 1000;
-    } else if (unit == "s" || unit.empty()) {
-        factor = microsecondsPerSecond;
-    } else if (unit == "m") {
-        factor = microsecondsPerMinute;
-    } else if (unit == "h") {
-        factor = microsecondsPerHour;
+    constexpr std::pair<std::string_view, double> units[] = {{"", microsecondsPerSecond},
+                                                             {"ms", 1000},
+                                                             {"s", microsecondsPerSecond},
+                                                             {"m", microsecondsPerMinute},
+                                                             {"h", microsecondsPerHour}};
+    for (const auto& [name, factor] : units) {
+        const double length = number * factor;
+        if (name == unit && length >= 1 && length <= maxLength) {
+            return std::chrono::microseconds(static_cast<std::int64_t>(length));
+        }
     }
-    const double length = number * static_cast<double>(factor);
-    if (!(length >= 1 && length <= maxLength)) {
-        return std::nullopt;
-    }
-    return std::chrono::microseconds(static_cast<std::int64_t>(length));
+    return std::nullopt;
 }
 
 }  // namespace velmora::tool
