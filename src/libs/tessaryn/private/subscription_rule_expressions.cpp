@@ -27,7 +27,7 @@ namespace {
 
 using Elements = std::vector<Var>;
 
-bool truthOf(const std::shared_ptr<RLExpr>& expression, const SubscriptionArgs& args) {
+bool toBool(const std::shared_ptr<RLExpr>& expression, const SubscriptionArgs& args) {
     return valueOf(expression.get(), args).convert<bool>();
 }
 
@@ -81,7 +81,7 @@ bool hasEntry(const Sample& sample, const std::string& name) {
     return type != nullptr && type->EntryExists(name);
 }
 
-// As `ToString(BaseType)`, but "Unknown" for what is no value type.
+// Same as `ToString(BaseType)`, but "Unknown" for `UnknownType` and for a value above 12.
 std::string typeNameOf(BaseType type) {
     const std::string name = ToString(type);
     return name == "UnknownType" ? "Unknown" : name;
@@ -95,7 +95,7 @@ Var valueOf(const RLExpr* expression, const SubscriptionArgs& args) {
     return expression == nullptr ? Var() : expression->evaluate(args).value;
 }
 
-// Walks a chain without a call a node, and without an allocation where the chain is short.
+// Visits the nodes of a chain without recursion, and without an allocation for a short chain.
 class RLBinaryExpr::Chain {
   public:
     explicit Chain(const RLBinaryExpr& last) {
@@ -124,12 +124,11 @@ class RLBinaryExpr::Chain {
     std::vector<const RLBinaryExpr*> moreNodes;
 };
 
-RLBinaryExpr::RLBinaryExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr,
-                           char operatorCharacter)
-    : left(std::move(leftExpr)), right(std::move(rightExpr)), symbol(operatorCharacter) {}
+RLBinaryExpr::RLBinaryExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right, char symbol)
+    : left(std::move(left)), right(std::move(right)), symbol(symbol) {}
 
 RLBinaryExpr::~RLBinaryExpr() {
-    // Takes the chain apart node by node, as far as nobody shares it.
+    // Destroys the chain node by node, down to the first node that is shared.
     std::shared_ptr<RLExpr> rest = std::move(left);
     while (rest && rest.use_count() == 1) {
         auto* const node = dynamic_cast<RLBinaryExpr*>(rest.get());
@@ -152,11 +151,11 @@ const RLBinaryExpr* RLBinaryExpr::leftOfSameOperator() const {
 
 bool RLBinaryExpr::evaluateUntil(bool decisive, const SubscriptionArgs& args) const {
     const Chain nodes(*this);
-    bool truth = truthOf(nodes.FirstOperand(), args);
-    for (std::size_t i = nodes.Length(); i > 0 && truth != decisive; --i) {
-        truth = truthOf(nodes[i - 1].right, args);
+    bool holds = toBool(nodes.FirstOperand(), args);
+    for (std::size_t i = nodes.Length(); i > 0 && holds != decisive; --i) {
+        holds = toBool(nodes[i - 1].right, args);
     }
-    return truth;
+    return holds;
 }
 
 std::vector<Var> RLBinaryExpr::evaluateBackwards(const SubscriptionArgs& args) const {
@@ -183,36 +182,36 @@ void RLBinaryExpr::dump(std::ostream& out, int indent) const {
     }
 }
 
-RLAndExpr::RLAndExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr)
-    : RLBinaryExpr(std::move(leftExpr), std::move(rightExpr), '&') {}
+RLAndExpr::RLAndExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right)
+    : RLBinaryExpr(std::move(left), std::move(right), '&') {}
 
 TypedValue RLAndExpr::evaluate(const SubscriptionArgs& args) const {
     return TypedValue(evaluateUntil(false, args));
 }
 
-RLOrExpr::RLOrExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr)
-    : RLBinaryExpr(std::move(leftExpr), std::move(rightExpr), '|') {}
+RLOrExpr::RLOrExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right)
+    : RLBinaryExpr(std::move(left), std::move(right), '|') {}
 
 TypedValue RLOrExpr::evaluate(const SubscriptionArgs& args) const {
     return TypedValue(evaluateUntil(true, args));
 }
 
-RLXorExpr::RLXorExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr)
-    : RLBinaryExpr(std::move(leftExpr), std::move(rightExpr), '^') {}
+RLXorExpr::RLXorExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right)
+    : RLBinaryExpr(std::move(left), std::move(right), '^') {}
 
 TypedValue RLXorExpr::evaluate(const SubscriptionArgs& args) const {
     std::vector<Var> values = evaluateBackwards(args);
-    bool truth = false;
+    bool isOdd = false;
     for (; !values.empty(); values.pop_back()) {
-        truth ^= values.back().convert<bool>();
+        isOdd ^= values.back().convert<bool>();
     }
-    return TypedValue(truth);
+    return TypedValue(isOdd);
 }
 
-RLNotExpr::RLNotExpr(std::shared_ptr<RLExpr> negated) : operand(std::move(negated)) {}
+RLNotExpr::RLNotExpr(std::shared_ptr<RLExpr> operand) : operand(std::move(operand)) {}
 
 TypedValue RLNotExpr::evaluate(const SubscriptionArgs& args) const {
-    return TypedValue(!truthOf(operand, args));
+    return TypedValue(!toBool(operand, args));
 }
 
 void RLNotExpr::dump(std::ostream& out, int indent) const {
@@ -220,8 +219,8 @@ void RLNotExpr::dump(std::ostream& out, int indent) const {
     dumpOperand(operand.get(), out, indent + 1);
 }
 
-RLRelExpr::RLRelExpr(std::shared_ptr<RLExpr> leftExpr, const Var& literalValue)
-    : left(std::move(leftExpr)), value(literalValue) {}
+RLRelExpr::RLRelExpr(std::shared_ptr<RLExpr> left, const Var& value)
+    : left(std::move(left)), value(value) {}
 
 RLRelExpr::~RLRelExpr() = default;
 
@@ -229,7 +228,7 @@ TypedValue RLRelExpr::evaluate(const SubscriptionArgs& args) const {
     try {
         return TypedValue(evaluateImpl(args));
     } catch (const Poco::Exception&) {
-        // A literal that can't be converted to the entry's type simply doesn't match.
+        // A literal that is not convertible to the entry's type does not match.
         return TypedValue(false);
     }
 }
@@ -306,8 +305,8 @@ const char* RLGeExpr::symbol() const {
     return ">=";
 }
 
-RLPropExpr::RLPropExpr(const std::string& entry, const std::string& propertyOfEntry)
-    : object(entry), property(propertyOfEntry) {}
+RLPropExpr::RLPropExpr(const std::string& object, const std::string& property)
+    : object(object), property(property) {}
 
 TypedValue RLPropExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
@@ -339,7 +338,7 @@ void RLPropExpr::dump(std::ostream& out, int indent) const {
     dumpLine(out, indent, "prop: " + object + "." + property);
 }
 
-RLFuncExpr::RLFuncExpr(const std::string& function) : name(function) {}
+RLFuncExpr::RLFuncExpr(const std::string& name) : name(name) {}
 
 TypedValue RLFuncExpr::evaluate(const SubscriptionArgs& args) const {
     if (name == "pushed") {
@@ -358,8 +357,8 @@ void RLFuncExpr::dump(std::ostream& out, int indent) const {
     dumpLine(out, indent, "func: " + name);
 }
 
-RLIndexExpr::RLIndexExpr(const std::string& entry, int firstIndex, int lastIndex)
-    : name(entry), from(firstIndex), to(lastIndex) {}
+RLIndexExpr::RLIndexExpr(const std::string& name, int from, int to)
+    : name(name), from(from), to(to) {}
 
 TypedValue RLIndexExpr::evaluate(const SubscriptionArgs& args) const {
     const Sample& sample = *args.sample;
@@ -391,7 +390,7 @@ void RLIndexExpr::dump(std::ostream& out, int indent) const {
              "index: " + name + "[" + std::to_string(from) + ":" + std::to_string(to) + "]");
 }
 
-RLExistsExpr::RLExistsExpr(const std::string& entry) : name(entry) {}
+RLExistsExpr::RLExistsExpr(const std::string& name) : name(name) {}
 
 TypedValue RLExistsExpr::evaluate(const SubscriptionArgs& args) const {
     return TypedValue(hasEntry(*args.sample, name));

@@ -19,47 +19,45 @@ namespace velmora::core::tessaryn {
 /// A node of a parsed rule: immutable, so that rules may share trees between threads.
 ///
 /// Evaluation only reads: the sample's entries by name, and the kind of change. Operands may be
-/// missing (null); a missing operand has the empty value and prints nothing. A chain of operands
-/// ("a && b && c ...") uses no more of the call stack the longer it is, neither when it is
-/// evaluated or printed nor when it is destroyed.
+/// null; a null operand has the empty value and prints nothing. The use of the call stack does not
+/// depend on the length of a chain of one operator ("a && b && c ..."), whether it is evaluated,
+/// printed or destroyed. A part that is shared is evaluated and printed at each place.
 ///
 /// \threadsafety immutable: several threads may evaluate one tree, each with its own arguments
 class TESSARYN_API RLExpr {
   public:
-    RLExpr& operator=(const RLExpr&) = default;  ///< copies
+    RLExpr& operator=(const RLExpr&) = default;
 
     // The order of the virtual operations is part of the binary interface.
 
     /// The node's value for a change.
-    /// \param args the change
-    /// \throws Poco::InvalidAccessException "Can not convert empty value." when an operand whose
-    /// truth is needed has no value
-    /// \throws Poco::BadCastException when an operand is no truth value
+    /// \throws Poco::InvalidAccessException "Can not convert empty value." when an operand that is
+    /// converted to bool has no value
+    /// \throws Poco::BadCastException when an operand is not convertible to bool
     /// \throws std::out_of_range when an entry without elements is asked for its first or last one
     virtual TypedValue evaluate(const SubscriptionArgs& args) const = 0;
-    /// Prints the tree, a line a node, operands below and one blank further in.
-    /// \param out where to
+    /// Prints the tree, one line for each node, operands below their operator and indented by one
+    /// blank more.
     /// \param indent blanks before the first line
     virtual void dump(std::ostream& out, int indent) const = 0;
 
   protected:
     RLExpr() = default;
-    RLExpr(const RLExpr&) = default;  ///< copies
+    RLExpr(const RLExpr&) = default;
     virtual ~RLExpr();
 };
 
-/// The value of an expression; empty for a missing one.
+/// The value of an expression; empty for null.
 /// \param expression \ownership observes: may be null
-/// \param args the change
 /// \throws what `RLExpr::evaluate` throws
 TESSARYN_API Poco::Dynamic::Var valueOf(const RLExpr* expression, const SubscriptionArgs& args);
 
-/// Base of the operators on two truth values, which are written as one doubled character.
+/// Base of the operators on two conditions, which are written as one doubled character.
 /// \threadsafety immutable
 class TESSARYN_API RLBinaryExpr : public RLExpr {
   public:
-    RLBinaryExpr(const RLBinaryExpr&) = default;             ///< shares the operands
-    RLBinaryExpr& operator=(const RLBinaryExpr&) = default;  ///< shares the operands
+    RLBinaryExpr(const RLBinaryExpr&) = default;
+    RLBinaryExpr& operator=(const RLBinaryExpr&) = default;
     void dump(std::ostream& out, int indent) const override;
 
     /// The left operand; may be null. \ownership lends
@@ -71,21 +69,17 @@ class TESSARYN_API RLBinaryExpr : public RLExpr {
     /// The nodes of one operator, from the last one down the left operands to the first.
     class Chain;
 
-    /// \param leftExpr may be null
-    /// \param rightExpr may be null
-    /// \param operatorCharacter what the operator is written with, once
-    RLBinaryExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr,
-                 char operatorCharacter);
+    /// \param left may be null
+    /// \param right may be null
+    /// \param symbol the character that is doubled
+    RLBinaryExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right, char symbol);
     ~RLBinaryExpr() override;
 
-    /// Truth of the operands in the order written, up to the first that decides.
-    /// \param decisive the truth that ends the evaluation
-    /// \param args the change
-    /// \return `decisive` when an operand had it
+    /// Evaluates the operands in the order written and converts each to bool, up to the first that
+    /// is `decisive`.
+    /// \return `decisive` when an operand was
     bool evaluateUntil(bool decisive, const SubscriptionArgs& args) const;
-    /// Values of the operands, the last one first.
-    /// \param args the change
-    /// \return one value an operand
+    /// The values of the operands, the last one first.
     std::vector<Poco::Dynamic::Var> evaluateBackwards(const SubscriptionArgs& args) const;
 
   private:
@@ -100,9 +94,9 @@ class TESSARYN_API RLBinaryExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLAndExpr : public RLBinaryExpr {
   public:
-    /// \param leftExpr may be null
-    /// \param rightExpr may be null
-    RLAndExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr);
+    /// \param left may be null
+    /// \param right may be null
+    RLAndExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
 };
 
@@ -110,9 +104,9 @@ class TESSARYN_API RLAndExpr : public RLBinaryExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLOrExpr : public RLBinaryExpr {
   public:
-    /// \param leftExpr may be null
-    /// \param rightExpr may be null
-    RLOrExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr);
+    /// \param left may be null
+    /// \param right may be null
+    RLOrExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
 };
 
@@ -120,9 +114,9 @@ class TESSARYN_API RLOrExpr : public RLBinaryExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLXorExpr : public RLBinaryExpr {
   public:
-    /// \param leftExpr may be null
-    /// \param rightExpr may be null
-    RLXorExpr(std::shared_ptr<RLExpr> leftExpr, std::shared_ptr<RLExpr> rightExpr);
+    /// \param left may be null
+    /// \param right may be null
+    RLXorExpr(std::shared_ptr<RLExpr> left, std::shared_ptr<RLExpr> right);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
 };
 
@@ -130,8 +124,8 @@ class TESSARYN_API RLXorExpr : public RLBinaryExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLNotExpr : public RLExpr {
   public:
-    /// \param negated may be null
-    explicit RLNotExpr(std::shared_ptr<RLExpr> negated);
+    /// \param operand may be null
+    explicit RLNotExpr(std::shared_ptr<RLExpr> operand);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
@@ -150,13 +144,12 @@ class TESSARYN_API RLNotExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLRelExpr : public RLExpr {
   public:
-    /// \param leftExpr may be null
-    /// \param literalValue what is compared with
-    RLRelExpr(std::shared_ptr<RLExpr> leftExpr, const Poco::Dynamic::Var& literalValue);
-    RLRelExpr(const RLRelExpr&) = default;             ///< shares the operand
-    RLRelExpr& operator=(const RLRelExpr&) = default;  ///< shares the operand
+    /// \param left what is compared; may be null
+    /// \param value the literal that it is compared with
+    RLRelExpr(std::shared_ptr<RLExpr> left, const Poco::Dynamic::Var& value);
+    RLRelExpr(const RLRelExpr&) = default;
+    RLRelExpr& operator=(const RLRelExpr&) = default;
     /// Whether the comparison holds; false where it raises any `Poco::Exception`.
-    /// \param args the change
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
@@ -169,8 +162,7 @@ class TESSARYN_API RLRelExpr : public RLExpr {
     ~RLRelExpr() override;
 
     /// Whether the comparison holds.
-    /// \param args the change
-    /// \throws Poco::Exception when the literal doesn't convert or there is no value
+    /// \throws Poco::Exception when the literal is not convertible or there is no value
     virtual bool evaluateImpl(const SubscriptionArgs& args) const = 0;
 
   public:
@@ -178,8 +170,7 @@ class TESSARYN_API RLRelExpr : public RLExpr {
     virtual const char* symbol() const;
 
   protected:
-    /// Whether the left value, or each of its elements, compares with the literal.
-    /// \param args the change
+    /// Whether the left value, or each of its elements, passes the comparison with the literal.
     /// \param compare is given an element and the literal, both of the element's type
     template <class Compare>
     bool compareWith(const SubscriptionArgs& args, Compare compare) const;
@@ -261,15 +252,12 @@ class TESSARYN_API RLGeExpr : public RLRelExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLPropExpr : public RLExpr {
   public:
-    /// \param entry the entry's name
-    /// \param propertyOfEntry the property's name
-    RLPropExpr(const std::string& entry, const std::string& propertyOfEntry);
+    /// \param object the entry's name
+    RLPropExpr(const std::string& object, const std::string& property);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
-    /// The entry's name.
     const std::string& entryName() const { return object; }
-    /// The property's name.
     const std::string& propertyName() const { return property; }
 
   private:
@@ -281,12 +269,10 @@ class TESSARYN_API RLPropExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLFuncExpr : public RLExpr {
   public:
-    /// \param function the function's name
-    explicit RLFuncExpr(const std::string& function);
+    explicit RLFuncExpr(const std::string& name);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
-    /// The function's name.
     const std::string& functionName() const { return name; }
 
   private:
@@ -297,19 +283,18 @@ class TESSARYN_API RLFuncExpr : public RLExpr {
 ///
 /// A negative `from` means the first element; a negative `to`, or one beyond the last element,
 /// means the last. One element is a scalar, several are a vector; a `from` beyond `to` and a
-/// missing entry have no value. An element of a `String` is the whole string.
+/// missing entry have no value. An element of a `String` is the entire string.
 ///
 /// \threadsafety immutable
 class TESSARYN_API RLIndexExpr : public RLExpr {
   public:
-    /// \param entry the entry's name
-    /// \param firstIndex index of the first element
-    /// \param lastIndex index of the last element
-    RLIndexExpr(const std::string& entry, int firstIndex, int lastIndex);
+    /// \param name the entry's name
+    /// \param from index of the first element
+    /// \param to index of the last element
+    RLIndexExpr(const std::string& name, int from, int to);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
-    /// The entry's name.
     const std::string& entryName() const { return name; }
     /// Index of the first element as written; negative for the very first.
     int first() const { return from; }
@@ -326,12 +311,11 @@ class TESSARYN_API RLIndexExpr : public RLExpr {
 /// \threadsafety immutable
 class TESSARYN_API RLExistsExpr : public RLExpr {
   public:
-    /// \param entry the entry's name
-    explicit RLExistsExpr(const std::string& entry);
+    /// \param name the entry's name
+    explicit RLExistsExpr(const std::string& name);
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
-    /// The entry's name.
     const std::string& entryName() const { return name; }
 
   private:

@@ -5,9 +5,8 @@
 
 namespace velmora::core::tessaryn {
 
-TypedValue::TypedValue(BaseType valueType, Poco::Dynamic::Var dynamicValue)
-    : type(valueType), value(dynamicValue) {}
+TypedValue::TypedValue(BaseType type, Poco::Dynamic::Var value) : type(type), value(value) {}
 
-TypedValue::TypedValue(bool truth) : type(Bool), value(truth) {}
+TypedValue::TypedValue(bool value) : type(Bool), value(value) {}
 
 }  // namespace velmora::core::tessaryn

@@ -21,17 +21,13 @@ class TESSARYN_API TypedValue {
   public:
     /// `UnknownType` and an empty value.
     TypedValue() = default;
-    /// A value of a type.
-    /// \param valueType the value's type
-    /// \param dynamicValue the value
-    TypedValue(BaseType valueType, Poco::Dynamic::Var dynamicValue);
-    /// A truth value.
-    /// \param truth the value; its type is `Bool`
+    TypedValue(BaseType type, Poco::Dynamic::Var value);
+    /// A value of the type `Bool`.
     // NOLINTNEXTLINE(google-explicit-constructor): conditions are returned as values
-    TypedValue(bool truth);
+    TypedValue(bool value);
 
-    BaseType type = UnknownType;  ///< the value type; of several elements that of each
-    Poco::Dynamic::Var value;     ///< the value; empty where there is none
+    BaseType type = UnknownType;  ///< of several elements, the type of each
+    Poco::Dynamic::Var value;     ///< empty where there is none
 };
 
 }  // namespace velmora::core::tessaryn
