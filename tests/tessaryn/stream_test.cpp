@@ -68,6 +68,8 @@ TEST(StreamMaking, TakesACapacityFromOneTo31Bits) {
             MessageOf<std::invalid_argument>([&] { Stream(&layout.type, size); });
         EXPECT_NE(message.find(std::to_string(size)), std::string::npos) << message;
     }
+    EXPECT_EQ(MessageOf<std::invalid_argument>([] { Stream(nullptr, 5); }),
+              "Stream needs a valid stream type.");
     Stream stream(&layout.type, INT_MAX);
     for (int i = 0; i < 3; ++i) {
         stream.PushNew([&](Sample& sample) { sample.Set(0, 0, i); });

@@ -3,6 +3,7 @@
 
 #include "support/node_builder.h"
 #include "support/ring_model.h"
+#include "tessaryn/errors.h"
 
 #include <gtest/gtest.h>
 
@@ -117,6 +118,14 @@ TEST_F(SharedStream, RunsEveryOperationBesideEveryOther) {
              if (i % 10 == 9) {
                  stream.Clear(Stream::clearSamples);
              }
+         },
+         [&](int) {
+             try {
+                 stream.GetLatest([this](const Sample& sample) { Look(sample); });
+             } catch (const ItemNotFoundException&) {
+                 // Popped or cleared.
+             }
+             stream.IsEmpty();
          },
          [&](int) {
              stream.GetAll(LookAtAll());

@@ -3,7 +3,6 @@
 
 #include "tessaryn/document_form.h"
 
-#include "common/split.h"
 #include "serializer/serialization_exception.h"
 #include "serializer/serializer.h"
 #include "tessaryn/node_fields.h"
@@ -15,12 +14,9 @@
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
 
-#include <charconv>
-#include <cmath>
 #include <exception>
 #include <map>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -39,26 +35,6 @@ namespace {
 // Failures go to the caller alone.
 serialization::ThrowErrorHandler Raise() {
     return serialization::Throw(false, Poco::Logger::root());
-}
-
-// Sets the elements whose texts are NaN or an infinity, for which `SetFromString` stores 0.
-void SetNonFinite(Sample& sample, const EntryValue& value) {
-    // No text of a finite number has the letter.
-    if ((value.type != Float && value.type != Double) ||
-        value.text.find('n') == std::string::npos) {
-        return;
-    }
-    unsigned int index = 0;
-    for (utils::Splitter parts(value.text, ';'); !parts.IsAtEnd(); ++index) {
-        const std::string_view text = parts.Next();
-        double number = 0;
-        std::from_chars(text.data(), text.data() + text.size(), number);
-        if (!std::isfinite(number) && value.type == Double) {
-            sample.Set(value.entry, index, number);
-        } else if (!std::isfinite(number)) {
-            sample.Set(value.entry, index, static_cast<float>(number));
-        }
-    }
 }
 
 // Runs the reading of a node; whatever it throws gets the node's position.
@@ -157,7 +133,6 @@ class SampleReader {
             sample.Set(value.entry, value.text);
         } else {
             SetElements(sample, value);
-            SetNonFinite(sample, value);
         }
     }
 

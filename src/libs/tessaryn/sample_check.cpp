@@ -16,15 +16,15 @@ std::string Count(std::uint64_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-// Whether the bytes of an entry are those of whole elements, and not of too many.
-bool AreElements(BaseType type, unsigned int bytes, const SampleLimits& limits) {
+// Whether the bytes of an entry are complete elements, and not too many.
+bool IsEntry(BaseType type, unsigned int bytes, const SampleLimits& limits) {
     const unsigned int elements = traits::ElementCount(type, bytes);
     return elements * traits::ElementSize(type) == bytes && elements <= limits.maxElements;
 }
 
-// Why the bytes from `begin` to `end` can't be those of an entry.
-std::string FaultOf(const SampleEntry& entry, unsigned int begin, unsigned int end,
-                    const SampleLimits& limits) {
+// Why the bytes from `begin` to `end` cannot be an entry.
+std::string Describe(const SampleEntry& entry, unsigned int begin, unsigned int end,
+                     const SampleLimits& limits) {
     const std::string name = "Entry '" + entry.key + "'";
     if (end < begin) {
         return name + " ends at byte " + std::to_string(end) + ", before it begins at byte " +
@@ -64,8 +64,8 @@ std::string CheckSample(std::string_view bytes, const StreamType& type,
         const auto id = static_cast<unsigned short>(i);
         const unsigned int begin = offsetAt(i);
         const unsigned int end = offsetAt(i + 1);
-        if (end < begin || !AreElements(type.GetType(id), end - begin, limits)) {
-            return FaultOf(type.GetEntry(id), begin, end, limits);
+        if (end < begin || !IsEntry(type.GetType(id), end - begin, limits)) {
+            return Describe(type.GetEntry(id), begin, end, limits);
         }
     }
     const std::size_t there = bytes.size() - table;

@@ -13,7 +13,7 @@ namespace velmora::core::tessaryn {
 
 class StreamType;
 
-/// What a host is prepared to take from somebody it doesn't know.
+/// What a host accepts from a peer that it does not know.
 struct SampleLimits {
     /// Bytes of the whole binary form.
     std::size_t maxBytes = std::size_t{1} << 20;
@@ -21,16 +21,13 @@ struct SampleLimits {
     unsigned int maxElements = 1U << 16;
 };
 
-/// Tells whether a block of bytes is the binary form of one sample of a stream type, before any
+/// Checks whether a block of bytes is the binary form of one sample of a stream type, before any
 /// sample is touched: the offsets begin at 0 and ascend, each entry's bytes divide by the width of
 /// its elements, and the elements end where the bytes do.
 ///
 /// `Sample::Deserialize`, and the pushes that use it, refuse nothing. Where bytes come from a peer
 /// that may be wrong or malicious, read them into a block of limited length, check that, and
-/// deserialize from memory. Linear in the number of entries; allocates only to complain.
-/// \param bytes the block
-/// \param type the type that the sample would be of
-/// \param limits what the host is prepared to take
+/// deserialize from memory. Linear in the number of entries; allocates only for the message.
 /// \return empty for a sample; else a sentence that says what is wrong and where
 /// \threadsafety external: the type must not change meanwhile
 TESSARYN_API std::string CheckSample(std::string_view bytes, const StreamType& type,

@@ -52,6 +52,13 @@ Poco::Timestamp Latest() {
     return Poco::Timestamp::TIMEVAL_MAX;
 }
 
+StreamType* CheckedType(StreamType* streamType) {
+    if (streamType == nullptr) {
+        throw std::invalid_argument("Stream needs a valid stream type.");
+    }
+    return streamType;
+}
+
 std::uint64_t LayoutOf(const StreamType* type) {
     return type == nullptr ? 0 : type->GetLayoutNumber();
 }
@@ -119,7 +126,9 @@ class Stream::CallbackScope {
 };
 
 Stream::Stream(StreamType* streamType, long maxSize)
-    : ring(CheckedSize(maxSize)), streamType(streamType), layoutNumber(LayoutOf(streamType)) {}
+    : ring(CheckedSize(maxSize)),
+      streamType(CheckedType(streamType)),
+      layoutNumber(LayoutOf(streamType)) {}
 
 Stream::Stream() : ring(0), streamType(nullptr) {}
 

@@ -69,7 +69,7 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// An empty stream.
     /// \param streamType \ownership observes: the type of every sample; must outlive the stream
     /// \param maxSize samples that the stream keeps, 1 to 2^31-1
-    /// \throws std::invalid_argument for a size out of that range
+    /// \throws std::invalid_argument for a size out of that range, and when the type is null
     Stream(StreamType* streamType, long maxSize);
 
     /// Reads a stream from its node: "Type", "TypeVersion", "MaxSize" and the samples under
