@@ -124,7 +124,7 @@ void Channel::Attach(Stream& stream, const Rule& rule, bool withHistory) {
     }
     {
         const std::lock_guard lock(attachMutex);
-        this->stream = &stream;
+        attachedTo = &stream;
     }
     const ChannelDelegate delegate(this, std::make_shared<Attachment>(shared_from_this()));
     try {
@@ -272,7 +272,7 @@ void Channel::Schedule(Lock& lock) {
 void Channel::OnDetached() noexcept {
     {
         const std::lock_guard lock(attachMutex);
-        stream = nullptr;
+        attachedTo = nullptr;
     }
     try {
         Flush(Poco::Timestamp::TIMEVAL_MAX);
@@ -288,8 +288,8 @@ void Channel::OnDetached() noexcept {
 
 void Channel::Unsubscribe() {
     const std::lock_guard lock(attachMutex);
-    if (stream != nullptr) {
-        stream->Unsubscribe(StreamSubscription(Always(), ChannelDelegate(this, nullptr)));
+    if (attachedTo != nullptr) {
+        attachedTo->Unsubscribe(StreamSubscription(Always(), ChannelDelegate(this, nullptr)));
     }
 }
 

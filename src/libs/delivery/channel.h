@@ -108,7 +108,7 @@ class Channel : public std::enable_shared_from_this<Channel>, private Sink {
     std::recursive_mutex attachMutex;
     /// Guarded by `attachMutex`: where the delegate is; null when it is gone. Recursive, for the
     /// delegate may go, and say so, inside the call that removes it.
-    core::tessaryn::Stream* stream = nullptr;
+    core::tessaryn::Stream* attachedTo = nullptr;
 
     std::mutex conditionsMutex;
     /// Guarded by `conditionsMutex`.
