@@ -3,7 +3,9 @@
 
 #include "support/allocation_probe.h"
 
+#include <array>
 #include <cstdlib>
+#include <execinfo.h>
 #include <new>
 
 namespace velmora::test {
@@ -14,11 +16,14 @@ thread_local bool probing = false;
 thread_local long count = 0;
 thread_local long failing = -1;
 thread_local std::size_t bytes = 0;
+thread_local std::array<void*, 256> calls;
+thread_local int numCalls = 0;
 
 void* Allocate(std::size_t size) {
     if (probing) {
         bytes += size;
         if (count++ == failing) {
+            numCalls = backtrace(calls.data(), static_cast<int>(calls.size()));
             throw std::bad_alloc();
         }
     }
@@ -31,6 +36,7 @@ AllocationProbe::AllocationProbe(long failAt) {
     count = 0;
     bytes = 0;
     failing = failAt;
+    numCalls = 0;
     probing = true;
 }
 
@@ -44,6 +50,10 @@ long AllocationProbe::Count() {
 
 std::size_t AllocationProbe::Bytes() {
     return bytes;
+}
+
+std::span<void* const> AllocationProbe::CallsOfFailure() {
+    return {calls.data(), static_cast<std::size_t>(numCalls)};
 }
 
 }  // namespace velmora::test

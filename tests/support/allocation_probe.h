@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 namespace velmora::test {
 
@@ -22,6 +23,8 @@ class AllocationProbe {
     static long Count();
     /// Bytes of these allocations in all, those freed meanwhile included.
     static std::size_t Bytes();
+    /// Return addresses of the calls that led to the failed allocation; empty when none has failed.
+    static std::span<void* const> CallsOfFailure();
 };
 
 }  // namespace velmora::test
