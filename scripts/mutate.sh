@@ -70,7 +70,7 @@ mutate_list() {
                 change("true", "false"); change("false", "true")
                 change("[+][+]", "--"); change(" 0;", " 1;"); change("[(]0[)]", "(1)")
             }
-            /^ +(} else )?if \(.*\) {$/ {
+            /^ +(} else )?if \(.*\) {$/ && !/if \((const )?auto/ {
                 text = $0
                 sub(/if \(/, "if (!(", text)
                 sub(/\) {$/, ")) {", text)
