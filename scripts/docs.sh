@@ -9,12 +9,12 @@ docs_accepted='(Member .* of (class|struct)|Compound std::hash|GetBaseType<).*is
 # check_reference: the reference has the free functions and enumerations of the headers, and the
 # pages in the order of docs/index.md.
 check_reference() {
-    local name status=0
+    local name members status=0
+    members="$(sed -n '/<compound kind="namespace">/,/<\/compound>/p' build/docs/reference.tag)"
     for name in Always And CheckRule CheckSample DescribeRule Expression GetBaseType \
         HasStreamChangeType Not Or ReadJson ReadXml ToString WriteJson WriteXml Xor \
         BaseType NodeFlags StreamChangeType; do
-        if ! sed -n '/<compound kind="namespace">/,/<\/compound>/p' build/docs/reference.tag |
-            grep -q "<name>$name</name>"; then
+        if [[ "$members" != *"<name>$name</name>"* ]]; then
             echo "The reference has no $name." >&2
             status=1
         fi
