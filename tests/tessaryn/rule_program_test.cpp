@@ -256,6 +256,7 @@ TEST(RuleProgram, ReadsNoEntryThatTheSampleDoesNotHave) {
             << text;
     }
     EXPECT_TRUE(SampleView(older).Bytes(type.type.EntryId("added")).empty());
+    EXPECT_NE(SampleView(older).AlignedCompleteNumber(), SampleView(newer).AlignedCompleteNumber());
 }
 
 TEST(RuleProgram, AnswersWithoutASampleWhatNeedsNone) {
