@@ -32,7 +32,8 @@ class ChangeQueue {
   public:
     bool IsEmpty() const { return waiting.empty(); }
     std::size_t GetSize() const { return waiting.size(); }
-    /// The oldest. \pre not empty
+    /// The oldest.
+    /// \pre not empty
     const QueuedChange& Front() const { return waiting.front(); }
 
     /// Appends; the change gets what was in its place before.
@@ -45,13 +46,15 @@ class ChangeQueue {
         waiting.splice(waiting.end(), spare, spare.begin());
     }
 
-    /// Takes the oldest. \pre not empty
+    /// Takes the oldest.
+    /// \pre not empty
     void Pop(QueuedChange& change) {
         Exchange(waiting.front(), change);
         Drop();
     }
 
-    /// Gives up the oldest; its memory goes with what takes its place. \pre not empty
+    /// Gives up the oldest; its memory goes with what takes its place.
+    /// \pre not empty
     void Drop() { spare.splice(spare.begin(), waiting, waiting.begin()); }
 
     /// Exchanges two changes. Moving a sample by assignment swaps, and reads no clock.

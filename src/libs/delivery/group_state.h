@@ -28,8 +28,8 @@ class Scheduler;
 
 /// What a `DeliveryGroup` shares with the timer that looks for streams.
 ///
-/// \threadsafety guarded. Its mutex comes after the locks of repository and groups, and before those
-/// of streams.
+/// \threadsafety guarded. Its mutex comes after the locks of repository and groups, and before
+/// those of streams.
 class GroupState {
   public:
     GroupState(std::shared_ptr<Scheduler> scheduler, core::tessaryn::StreamRepository& repository,

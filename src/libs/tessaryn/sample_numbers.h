@@ -93,7 +93,8 @@ void SetNumbers(Sample& sample, unsigned short entry, unsigned int first, const 
 }
 
 /// Reads as many elements as the range is long, from `first` on.
-/// \throws std::out_of_range, TypeMismatchException as `SetNumber`; the range is then partly written
+/// \throws std::out_of_range, TypeMismatchException as `SetNumber`; the range is then partly
+/// written
 /// \threadsafety external
 template <NumberRange Range>
 void GetNumbers(const Sample& sample, unsigned short entry, unsigned int first, Range&& values) {

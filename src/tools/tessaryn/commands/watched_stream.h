@@ -26,7 +26,8 @@ class WatchedStream {
     /// Opens the stream once the type has the source's entries.
     /// \param document \ownership observes: where the stream is kept; null for nowhere
     /// \param maxSize samples to keep, if the user says so
-    /// \throws CommandError when the document's stream has other entries, or the name cannot be kept
+    /// \throws CommandError when the document's stream has other entries, or the name
+    /// cannot be kept
     /// \throws std::invalid_argument when the size is not 1 to 2^31-1
     void Open(Document* document, std::optional<long> maxSize);
 
