@@ -126,7 +126,8 @@ void Channel::Attach(Stream& stream, const Rule& rule, bool withHistory) {
         const std::lock_guard lock(attachMutex);
         attachedTo = &stream;
     }
-    const ChannelDelegate delegate(this, std::make_shared<Attachment>(shared_from_this()));
+    const ChannelDelegate delegate(
+        this, std::make_shared<Attachment>(std::static_pointer_cast<Channel>(shared_from_this())));
     try {
         const StreamSubscription subscription(rule.Get(), delegate);
         if (withHistory) {
@@ -264,7 +265,7 @@ void Channel::Schedule(Lock& lock) {
         return;
     }
     isScheduled = true;
-    std::shared_ptr<Channel> self = shared_from_this();
+    std::shared_ptr<Job> self = shared_from_this();
     lock.unlock();
     scheduler->Schedule(std::move(self));
 }

@@ -5,6 +5,7 @@
 
 #include "delivery/change.h"
 #include "delivery/change_queue.h"
+#include "delivery/job.h"
 #include "delivery/options.h"
 #include "delivery/rule.h"
 
@@ -26,14 +27,6 @@ namespace velmora::delivery {
 
 class Scheduler;
 
-/// What a worker takes along from channel to channel, so that handling allocates nothing.
-struct Batch {
-    static constexpr std::size_t maxSize = 32;
-
-    std::vector<QueuedChange> changes = std::vector<QueuedChange>(maxSize);
-    Change handed;
-};
-
 /// One delivery: the way of changes from a stream through a bounded queue to a handler.
 ///
 /// A push calls `Offer` on the pusher's thread, under the stream's locks. Conditions are asked, the
@@ -46,12 +39,10 @@ struct Batch {
 /// Order of locks: a stream's, `conditionsMutex`, `mutex`. `attachMutex` comes before a stream's.
 ///
 /// \threadsafety guarded
-class Channel : public std::enable_shared_from_this<Channel>, private Sink {
+class Channel : public Job, private Sink {
   public:
     Channel(std::shared_ptr<Scheduler> scheduler, std::string path, Handler handler,
             DeliveryOptions options);
-    Channel(const Channel&) = delete;
-    Channel& operator=(const Channel&) = delete;
     ~Channel() override;
 
     /// Subscribes to a stream; once.
@@ -67,21 +58,15 @@ class Channel : public std::enable_shared_from_this<Channel>, private Sink {
 
     /// \name For the handle
     ///@{
-    void Stop();
-    bool Drain(std::chrono::milliseconds timeout);
+    void Stop() override;
+    bool Drain(std::chrono::milliseconds timeout) override;
     void Flush(const Poco::Timestamp& now);
     bool HasEnded() const;
-    DeliveryStatistics GetStatistics() const;
+    DeliveryStatistics GetStatistics() const override;
     ///@}
 
-    /// Handles what is waiting, up to a batch; for workers, one at a time.
-    /// \return whether there is more to do
-    bool Work(Batch& batch);
-
-    /// Links of the scheduler's lists; guarded by its mutex.
-    std::shared_ptr<Channel> nextReady;
-    Channel* previousRegistered = nullptr;
-    Channel* nextRegistered = nullptr;
+    /// Handles what is waiting, up to a batch.
+    bool Work(Batch& batch) override;
 
   private:
     using Lock = std::unique_lock<std::mutex>;

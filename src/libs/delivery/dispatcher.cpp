@@ -5,6 +5,7 @@
 
 #include "delivery/channel.h"
 #include "delivery/group_state.h"
+#include "delivery/job.h"
 #include "delivery/scheduler.h"
 
 #include <algorithm>
@@ -68,10 +69,10 @@ DeliveryGroup Dispatcher::SubscribeAll(StreamRepository& repository, const std::
 
 bool Dispatcher::Drain(std::chrono::milliseconds timeout) {
     const auto end = std::chrono::steady_clock::now() + timeout;
-    const std::vector<std::shared_ptr<Channel>> channels = scheduler->GetChannels();
-    return std::all_of(channels.begin(), channels.end(), [&](const auto& channel) {
+    const std::vector<std::shared_ptr<Job>> jobs = scheduler->GetJobs();
+    return std::all_of(jobs.begin(), jobs.end(), [&](const auto& job) {
         const auto left = end - std::chrono::steady_clock::now();
-        return channel->Drain(std::chrono::duration_cast<std::chrono::milliseconds>(left));
+        return job->Drain(std::chrono::duration_cast<std::chrono::milliseconds>(left));
     });
 }
 

@@ -3,7 +3,7 @@
 
 #include "delivery/scheduler.h"
 
-#include "delivery/channel.h"
+#include "delivery/job.h"
 
 #include <Poco/Logger.h>
 
@@ -46,13 +46,13 @@ std::shared_ptr<Scheduler> Scheduler::Start(std::size_t workers, const std::stri
 
 Scheduler::~Scheduler() = default;
 
-void Scheduler::Schedule(std::shared_ptr<Channel> channel) {
+void Scheduler::Schedule(std::shared_ptr<Job> job) {
     const Lock lock(mutex);
     if (isStopping) {
         return;
     }
-    Channel* const added = channel.get();
-    (lastReady == nullptr ? firstReady : lastReady->nextReady) = std::move(channel);
+    Job* const added = job.get();
+    (lastReady == nullptr ? firstReady : lastReady->nextReady) = std::move(job);
     lastReady = added;
     if (lookers == 0 && sleepers > 0) {
         workAdded.notify_one();
@@ -66,11 +66,11 @@ void Scheduler::AddTimer(std::chrono::milliseconds interval, std::function<bool(
 }
 
 void Scheduler::Stop() {
-    for (const std::shared_ptr<Channel>& channel : GetChannels()) {
-        channel->Stop();
+    for (const std::shared_ptr<Job>& job : GetJobs()) {
+        job->Stop();
     }
     std::vector<std::thread> ended;
-    std::shared_ptr<Channel> dropped;
+    std::shared_ptr<Job> dropped;
     std::vector<Timer> droppedTimers;
     {
         const Lock lock(mutex);
@@ -98,47 +98,46 @@ bool Scheduler::IsWorker() const {
     return schedulerOfThread == this;
 }
 
-void Scheduler::Register(Channel& channel) {
+void Scheduler::Register(Job& job) {
     const Lock lock(mutex);
-    channel.nextRegistered = registered;
+    job.nextRegistered = registered;
     if (registered != nullptr) {
-        registered->previousRegistered = &channel;
+        registered->previousRegistered = &job;
     }
-    registered = &channel;
+    registered = &job;
 }
 
-void Scheduler::Unregister(Channel& channel, const DeliveryStatistics& counts) {
+void Scheduler::Unregister(Job& job, const DeliveryStatistics& counts) {
     const Lock lock(mutex);
-    (channel.previousRegistered == nullptr ? registered
-                                           : channel.previousRegistered->nextRegistered) =
-        channel.nextRegistered;
-    if (channel.nextRegistered != nullptr) {
-        channel.nextRegistered->previousRegistered = channel.previousRegistered;
+    (job.previousRegistered == nullptr ? registered : job.previousRegistered->nextRegistered) =
+        job.nextRegistered;
+    if (job.nextRegistered != nullptr) {
+        job.nextRegistered->previousRegistered = job.previousRegistered;
     }
     past += counts;
 }
 
-std::vector<std::shared_ptr<Channel>> Scheduler::GetChannels() const {
-    std::vector<std::shared_ptr<Channel>> channels;
+std::vector<std::shared_ptr<Job>> Scheduler::GetJobs() const {
+    std::vector<std::shared_ptr<Job>> jobs;
     const Lock lock(mutex);
-    for (Channel* channel = registered; channel != nullptr; channel = channel->nextRegistered) {
+    for (Job* job = registered; job != nullptr; job = job->nextRegistered) {
         // One that is being destroyed is about to unregister.
-        if (std::shared_ptr<Channel> alive = channel->weak_from_this().lock()) {
-            channels.push_back(std::move(alive));
+        if (std::shared_ptr<Job> alive = job->weak_from_this().lock()) {
+            jobs.push_back(std::move(alive));
         }
     }
-    return channels;
+    return jobs;
 }
 
 DeliveryStatistics Scheduler::GetStatistics() const {
-    const std::vector<std::shared_ptr<Channel>> channels = GetChannels();
+    const std::vector<std::shared_ptr<Job>> jobs = GetJobs();
     DeliveryStatistics sum;
     {
         const Lock lock(mutex);
         sum = past;
     }
-    for (const std::shared_ptr<Channel>& channel : channels) {
-        sum += channel->GetStatistics();
+    for (const std::shared_ptr<Job>& job : jobs) {
+        sum += job->GetStatistics();
     }
     return sum;
 }
@@ -146,15 +145,15 @@ DeliveryStatistics Scheduler::GetStatistics() const {
 void Scheduler::Run() {
     schedulerOfThread = this;
     Batch batch;
-    while (std::shared_ptr<Channel> channel = TakeReady()) {
-        if (channel->Work(batch)) {
-            Schedule(std::move(channel));
+    while (std::shared_ptr<Job> job = TakeReady()) {
+        if (job->Work(batch)) {
+            Schedule(std::move(job));
         }
     }
 }
 
-// The first channel of the list; null at the end.
-std::shared_ptr<Channel> Scheduler::TakeReady() {
+// The first job of the list; null at the end.
+std::shared_ptr<Job> Scheduler::TakeReady() {
     Lock lock(mutex);
     int looks = 0;
     for (;;) {
@@ -163,14 +162,14 @@ std::shared_ptr<Channel> Scheduler::TakeReady() {
         }
         RunDueTimer(lock);
         if (firstReady) {
-            std::shared_ptr<Channel> channel = std::move(firstReady);
-            firstReady = std::move(channel->nextReady);
+            std::shared_ptr<Job> job = std::move(firstReady);
+            firstReady = std::move(job->nextReady);
             if (!firstReady) {
                 lastReady = nullptr;
             } else if (sleepers > 0) {
                 workAdded.notify_one();
             }
-            return channel;
+            return job;
         }
         WaitForWork(lock, looks);
     }

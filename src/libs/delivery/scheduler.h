@@ -17,9 +17,9 @@
 
 namespace velmora::delivery {
 
-class Channel;
+class Job;
 
-/// The workers of a dispatcher, the channels that have something to do, in order, and timers.
+/// The workers of a dispatcher, the jobs that have something to do, in order, and timers.
 ///
 /// A worker without work looks again at short intervals for a while before it sleeps, so that a
 /// steady flow of changes costs the pushers no system call to wake it.
@@ -34,21 +34,21 @@ class Scheduler {
     Scheduler& operator=(const Scheduler&) = delete;
     ~Scheduler();
 
-    /// Appends a channel to the list; a worker will call its `Work`.
-    void Schedule(std::shared_ptr<Channel> channel);
+    /// Appends a job to the list; a worker will call its `Work`.
+    void Schedule(std::shared_ptr<Job> job);
     /// Has a worker call something about every interval, for as long as it returns true.
     void AddTimer(std::chrono::milliseconds interval, std::function<bool()> task);
-    /// Stops all channels, then the workers. Called on a worker, it leaves that one to end by
+    /// Stops all jobs, then the workers. Called on a worker, it leaves that one to end by
     /// itself.
     void Stop();
     /// Whether the calling thread is a worker of this scheduler.
     bool IsWorker() const;
 
-    /// \name Channels that are alive, for sums and for the end
+    /// \name Jobs that are alive, for sums and for the end
     ///@{
-    void Register(Channel& channel);
-    void Unregister(Channel& channel, const DeliveryStatistics& counts);
-    std::vector<std::shared_ptr<Channel>> GetChannels() const;
+    void Register(Job& job);
+    void Unregister(Job& job, const DeliveryStatistics& counts);
+    std::vector<std::shared_ptr<Job>> GetJobs() const;
     DeliveryStatistics GetStatistics() const;
     ///@}
 
@@ -62,7 +62,7 @@ class Scheduler {
     };
 
     void Run();
-    std::shared_ptr<Channel> TakeReady();
+    std::shared_ptr<Job> TakeReady();
     void WaitForWork(Lock& lock, int& looks);
     void RunDueTimer(Lock& lock);
     Clock::time_point NextTimer() const;
@@ -70,9 +70,9 @@ class Scheduler {
     mutable std::mutex mutex;
     // All guarded by the mutex.
     std::condition_variable workAdded;
-    std::shared_ptr<Channel> firstReady;
-    Channel* lastReady = nullptr;
-    Channel* registered = nullptr;
+    std::shared_ptr<Job> firstReady;
+    Job* lastReady = nullptr;
+    Job* registered = nullptr;
     DeliveryStatistics past;
     std::vector<Timer> timers;
     std::vector<std::thread> workers;
