@@ -56,6 +56,8 @@ void ConvertedLiteral::ConvertToInteger(const Poco::Dynamic::Var& literal, BaseT
     if (!Convert(literal, type, converted)) {
         return;
     }
+    // The sign is meant to extend, so that a number is the same in all widths.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse)
     const auto number = static_cast<unsigned long long>(converted);
     isLossless = isLossless && (isFirst || asUnsigned == number);
     asUnsigned = isFirst ? number : asUnsigned;
