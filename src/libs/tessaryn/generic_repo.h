@@ -86,6 +86,8 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
         for (const std::string& name : names) {
             visit.EnterOrAdd(name);
         }
+        // Lent like every group: another thread that removes it is the caller's affair.
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
         return &*visit;
     }
 
