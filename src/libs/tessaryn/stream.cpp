@@ -455,7 +455,7 @@ void Stream::CheckSample(const Sample& sample) const {
 // Notifies the subscribers; the caller holds the samples' mutex.
 void Stream::Notify(StreamChangeType type, const Sample& sample, void* sender) {
     struct Activity {
-        explicit Activity(int& active) : active(active) { ++active; }
+        explicit Activity(int& active) : active(active) { ++this->active; }
         Activity(const Activity&) = delete;
         Activity& operator=(const Activity&) = delete;
         ~Activity() { --active; }
