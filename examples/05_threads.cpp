@@ -1,14 +1,16 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Two streams, pushed to by a thread each, and one worker that is told of the alarms through a
-// bounded queue: no sensor ever waits for it.
+// Two streams, pushed to by a thread each, and one worker that counts alarms, fed through bounded
+// queues: no sensor ever waits for it.
 
 #include "velmora/delivery/dispatcher.h"
 #include "velmora/tessaryn/stream.h"
 #include "velmora/tessaryn/stream_type.h"
 
 #include <array>
+#include <chrono>
+#include <functional>
 #include <iostream>
 #include <thread>
 
@@ -33,9 +35,10 @@ int main() {
             sensor.PushNew([&](Sample& sample) { sample.Set(0, 0, double(reading % 100)); });
         }
     };
-    std::thread(run, std::ref(sensors[0])).join();
-    std::thread(run, std::ref(sensors[1])).join();
-
+    {
+        const std::jthread first(run, std::ref(sensors[0]));
+        const std::jthread second(run, std::ref(sensors[1]));
+    }
     worker.Drain(std::chrono::seconds(10));
     std::cout << alarms[0] << " and " << alarms[1] << " alarms, " << worker.GetStatistics().dropped
               << " dropped\n";

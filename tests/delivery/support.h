@@ -76,7 +76,7 @@ class Log {
     std::vector<std::uint64_t> dropped;
 };
 
-/// Holds a handler up inside its first call until it is told to go on.
+/// Holds a handler up inside its first call until `Open`.
 class Gate {
   public:
     /// For the handler.

@@ -106,7 +106,7 @@ class DELIVERY_API Window : public CloneableCondition<Window> {
 class DELIVERY_API Events : public CloneableCondition<Events> {
   public:
     /// \param rule what makes an event
-    /// \param entries the entries whose extremes are told
+    /// \param entries the entries whose extremes are wanted
     explicit Events(Rule rule, const std::vector<std::string>& entries = {});
 
     /// The type of the samples given.

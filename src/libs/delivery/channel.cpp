@@ -376,7 +376,7 @@ bool Channel::Work(Batch& batch) {
     lock.unlock();
     const std::size_t handled = Handle(batch, taken);
     lock.lock();
-    Settle(lock, taken, handled);
+    EndTurn(lock, taken, handled);
     return isScheduled;
 }
 
@@ -455,7 +455,7 @@ void Channel::ReportFailure(const std::exception_ptr& failure) {
 }
 
 // Counts a batch, and ends the turn: the channel stays scheduled while there is more to do.
-void Channel::Settle(Lock& lock, std::size_t taken, std::size_t handled) {
+void Channel::EndTurn(Lock& lock, std::size_t taken, std::size_t handled) {
     inHand = 0;
     counts.delivered += handled;
     counts.dropped += taken - handled;

@@ -84,7 +84,7 @@ class Channel : public Job, private Sink {
     std::size_t Handle(Batch& batch, std::size_t count);
     void Call(Change& change);
     void ReportFailure(const std::exception_ptr& failure);
-    void Settle(Lock& lock, std::size_t taken, std::size_t handled);
+    void EndTurn(Lock& lock, std::size_t taken, std::size_t handled);
     void Release(Lock& lock);
 
     const std::shared_ptr<Scheduler> scheduler;

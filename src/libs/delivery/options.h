@@ -22,7 +22,7 @@ enum class Overflow : unsigned char {
     wait  ///< the pusher waits for room up to `DeliveryOptions::maxWait`, then it drops its own
 };
 
-/// Told of what a handler throws, on the worker's thread.
+/// Called with what a handler throws, on the worker's thread.
 using ErrorHandler = std::function<void(std::exception_ptr)>;
 
 /// How changes get from a stream to a handler.
