@@ -11,12 +11,25 @@
 
 mutate_place=build/mutate
 
+# mutate_copy: makes the copy equal to the sources. Files that are equal keep their times, so that
+# only what changed is built again.
+mutate_copy() {
+    local file copy="$mutate_place/sources"
+    mkdir -p "$copy"
+    git ls-files -co --exclude-standard | while IFS= read -r file; do
+        if [[ -f "$file" ]] && ! cmp -s "$file" "$copy/$file"; then
+            mkdir -p "$copy/$(dirname "$file")"
+            cp "$file" "$copy/$file"
+        fi
+    done
+    (cd "$copy" && find . -type f -printf '%P\n') | while IFS= read -r file; do
+        [[ -f "$file" ]] || rm "$copy/$file"
+    done
+}
+
 # mutate_prepare <build> <cmake argument>...: copies the sources and builds the unchanged copy.
 mutate_prepare() {
-    mkdir -p "$mutate_place/sources"
-    git ls-files -co --exclude-standard -z | while IFS= read -r -d '' file; do
-        [[ ! -f "$file" ]] || printf '%s\0' "$file"
-    done | tar --null -T - -c | tar -x -C "$mutate_place/sources"
+    mutate_copy
     begin "build $1"
     cmake -S "$mutate_place/sources" -B "$mutate_place/$1" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
         -DVELMORA_BUILD_TOOLS=OFF -DVELMORA_BUILD_EXAMPLES=OFF "${@:2}" >"$mutate_place/$1.log"
