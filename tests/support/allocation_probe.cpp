@@ -30,6 +30,14 @@ void* Allocate(std::size_t size) {
     return std::malloc(size);
 }
 
+void* AllocateOrNull(std::size_t size) noexcept {
+    try {
+        return Allocate(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 }  // namespace
 
 AllocationProbe::AllocationProbe(long failAt) {
@@ -61,8 +69,16 @@ std::span<void* const> AllocationProbe::CallsOfFailure() {
 // clang-format off
 void* operator new(std::size_t size) { return velmora::test::Allocate(size); }
 void* operator new[](std::size_t size) { return velmora::test::Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return velmora::test::AllocateOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return velmora::test::AllocateOrNull(size);
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 // clang-format on
