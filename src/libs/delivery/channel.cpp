@@ -336,9 +336,10 @@ bool Channel::Drain(std::chrono::milliseconds timeout) {
     return quiet.wait_for(lock, timeout, [&] { return IsDone(last); });
 }
 
-// Whether no change up to a sequence number waits or is in hand.
+// Whether no change up to a sequence number waits or is in hand; without a stream, whether the end
+// has come.
 bool Channel::IsDone(std::uint64_t lastSequence) const {
-    return (inHand == 0 || firstInHand > lastSequence) &&
+    return (isAttached || hasEnded || isStopped) && (inHand == 0 || firstInHand > lastSequence) &&
            (HistoryLeft() == 0 || history[nextOfHistory].sequence > lastSequence) &&
            (queue.IsEmpty() || queue.Front().sequence > lastSequence);
 }

@@ -38,7 +38,8 @@ class DELIVERY_API Delivery {
     /// be called by a thread that the handler waits for, such as one that holds a stream's lock
     /// which the handler needs; two handlers must not stop each other.
     void Stop();
-    /// Waits until what was queued when this was called has been handled or dropped.
+    /// Waits until what was queued when this was called has been handled or dropped; where the
+    /// stream has gone, until the delivery has ended.
     /// \return whether that happened in time; false at once from the handler itself
     bool Drain(std::chrono::milliseconds timeout);
     /// Has the conditions deliver what they hold back.
