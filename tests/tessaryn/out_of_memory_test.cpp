@@ -90,6 +90,8 @@ struct Host {
 
     Poco::Logger& logger = Poco::Logger::get("memory");
     StreamTypeRepository types{logger, '/'};
+    /// A type that no operation removes.
+    StreamType ownType;
     StreamRepository streams{logger, '/'};
     StreamType* type = nullptr;
     StreamType* spare = nullptr;
@@ -366,7 +368,7 @@ void ExpectWorks(Host& host) {
         stream->PopLatest();
     }
     EXPECT_NO_THROW(Written(host.streams));
-    host.streams.AddStream("area/line/one more", host.type, 1);
+    host.streams.AddStream("area/line/one more", &host.ownType, 1);
     EXPECT_NE(host.streams.GetStreamPtr("area/line/one more"), nullptr);
 }
 
