@@ -240,7 +240,12 @@ TEST(Delivery, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
     numbers.Push(0);
     numbers.Push(1);
     gate.WaitForHandler();
-    std::thread opener([&] { gate.Open(); });
+    std::thread opener([&] {
+        while (!delivery.HasEnded()) {
+            std::this_thread::yield();
+        }
+        gate.Open();
+    });
     delivery.Stop();
     EXPECT_EQ(*alive, 1) << "Stop returned inside the handler, or the second change was handled";
     EXPECT_EQ(alive.use_count(), 1) << "the handler is still there";
