@@ -62,7 +62,7 @@ TEST_F(StreamGroupTest, LeavesAGroupAsItIsWhenItsNodeCannotBeRead) {
 // Each level would be read twice as often as the one above if a group whose name is taken were read
 // again to be merged.
 TEST_F(StreamGroupTest, ReadsGroupsOfOneNameInsideEachOtherOnce) {
-    constexpr int levels = 200;
+    constexpr int levels = LockedLevels(200);
     const auto empty = GroupSpec("a", {}, "Streams", {});
     NodeSpec group = GroupSpec("a", {}, "Streams", {StreamSpec("s", {"1"})});
     for (int level = 1; level < levels; ++level) {

@@ -107,7 +107,7 @@ TEST_F(StreamRepositoryTest, VisitsStreamsWithTheirPaths) {
 // Deeper than the call stack.
 TEST_F(StreamRepositoryTest, SearchesATreeOfAnyDepth) {
     std::string path = "s";
-    for (int level = 0; level < 100'000; ++level) {
+    for (int level = 0; level < LockedLevels(100'000); ++level) {
         path.insert(0, "g/");
     }
     Stream* const deep = streams.AddStream(path, pos, 1);

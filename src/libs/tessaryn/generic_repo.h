@@ -134,8 +134,9 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
 
     /// Calls a function object for every item until it returns false: for those of a group before
     /// those of its sub-groups, each in ascending order of the names.
-    /// \param visit called with the item's path and the item, while the repository's mutex and that
-    /// of the item's group are held; may add and remove, which those not yet visited take part in
+    /// \param visit called with the item's path and the item, while the repository's mutex is held
+    /// and no group's, so that it may look up from the root; may add and remove, which those not
+    /// yet visited take part in
     template <class Visit>
     void ForEachItem(Visit visit) {
         struct Pending {
@@ -148,10 +149,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
         while (!open.empty()) {
             const Pending pending = std::move(open.back());
             open.pop_back();
-            bool goesOn = true;
-            pending.group->AtomicExecute(
-                [&] { goesOn = VisitItems(*pending.group, pending.prefix, visit); });
-            if (!goesOn) {
+            if (!VisitItems(*pending.group, pending.prefix, visit)) {
                 return;
             }
             std::vector<std::string> names = pending.group->GetGroupNames();

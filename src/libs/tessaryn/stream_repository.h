@@ -101,10 +101,10 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     /// Calls a function for every stream with its path: for those of a group before those of its
     /// sub-groups, each in ascending order of their names.
     ///
-    /// The repository's mutex and that of the stream's group are held meanwhile, so that no other
-    /// thread removes the stream. The function may use, add and remove streams; it must not wait
-    /// for another thread that needs the repository. `GetStreamPtr` finds the stream by the path,
-    /// unless a name holds the separator.
+    /// The repository's mutex is held meanwhile, so that no other thread removes the stream through
+    /// the repository; one that removes it from its group must not run beside. The function may
+    /// use, add and remove streams; it must not wait for another thread that needs the repository.
+    /// `GetStreamPtr` finds the stream by the path, unless a name holds the separator.
     void ForEachStream(
         const std::function<void(const std::string& path, Stream& stream)>& visit) const;
     /// The path of a stream, such as the sender of a notification; empty when it is not in this
