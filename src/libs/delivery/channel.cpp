@@ -215,12 +215,12 @@ void Channel::Emit(SubscriptionArgs& change) {
     ++counts.accepted;
     queued.sequence = ++sequence;
     try {
-        if (isReadingHistory) {
-            history.push_back(std::move(queued));
+        if (!isCopied || (!isReadingHistory && !MakeRoom(lock))) {
+            ++counts.dropped;
             return;
         }
-        if (!isCopied || !MakeRoom(lock)) {
-            ++counts.dropped;
+        if (isReadingHistory) {
+            history.push_back(std::move(queued));
             return;
         }
         queue.Push(queued);
