@@ -55,6 +55,7 @@ if(MODE STREQUAL "fetched")
         run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
         run("${SCRATCH}/${name}/consumer")
         run("${SCRATCH}/${name}/delivery_consumer")
+        run("${SCRATCH}/${name}/storage_consumer" "${SCRATCH}/${name}/plant.json")
     endforeach()
     return()
 endif()
@@ -70,7 +71,7 @@ endif()
 run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${prefix}")
 
 execute_process(
-    COMMAND pkg-config --cflags --libs velmora-delivery
+    COMMAND pkg-config --cflags --libs velmora-storage
     OUTPUT_VARIABLE flags
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
@@ -84,6 +85,7 @@ foreach(compiler IN LISTS COMPILERS)
     run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
     run("${SCRATCH}/${name}/consumer")
     run("${SCRATCH}/${name}/delivery_consumer")
+    run("${SCRATCH}/${name}/storage_consumer" "${SCRATCH}/${name}/plant.json")
     # The host's own folder comes last: the library's short form must not hide its headers.
     run("${compiler}" -std=c++20 ${warnings} "${CONSUMER}/consumer.cpp" "${SCRATCH}/headers.cpp"
         -o "${SCRATCH}/${name}/by_pkg_config" ${flags} "-I${CONSUMER}/include"

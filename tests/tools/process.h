@@ -3,19 +3,18 @@
 
 #pragma once
 
+#include "support/folder.h"
+
 #include <Poco/Pipe.h>
 #include <Poco/PipeStream.h>
 #include <Poco/Process.h>
 #include <Poco/StreamCopier.h>
-#include <Poco/TemporaryFile.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
-#include <fstream>
 #include <iomanip>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
@@ -24,6 +23,8 @@
 #include <vector>
 
 namespace velmora::tool {
+
+using test::Folder;
 
 /// What a run of the program left behind.
 struct Outcome {
@@ -119,34 +120,5 @@ inline void ExpectFailure(const std::string& line, const std::string& reason,
     EXPECT_THAT(run.err, testing::MatchesRegex("tessaryn: [^\n]*\n(  [^\n]*\n)*"));
     EXPECT_THAT(run.err, testing::HasSubstr(reason));
 }
-
-/// A folder that is there, with its files, as long as the object.
-class Folder {
-  public:
-    Folder() { folder.createDirectory(); }
-
-    std::string PathOf(const std::string& name) const { return folder.path() + "/" + name; }
-
-    std::string Write(const std::string& name, const std::string& text) const {
-        std::ofstream(PathOf(name), std::ios::binary) << text;
-        return PathOf(name);
-    }
-
-    std::string Read(const std::string& name) const {
-        std::ifstream file(PathOf(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    /// The names of all that is in it.
-    std::vector<std::string> List() const {
-        std::vector<std::string> names;
-        folder.list(names);
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-  private:
-    Poco::TemporaryFile folder;
-};
 
 }  // namespace velmora::tool

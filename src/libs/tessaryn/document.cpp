@@ -6,6 +6,8 @@
 #include "serializer/json_format.h"
 #include "serializer/xml_format.h"
 
+#include <utility>
+
 namespace velmora::core::tessaryn {
 
 using serialization::NodeRef;
@@ -39,6 +41,22 @@ Document FromTree(const NodeTree& tree, const DocumentLimits& limits) {
 }
 
 }  // namespace
+
+Document::Document() = default;
+
+Document::Document(std::unique_ptr<StreamTypeRepository> types,
+                   std::unique_ptr<StreamRepository> streams)
+    : types(std::move(types)), streams(std::move(streams)) {}
+
+Document::Document(Document&&) noexcept = default;
+
+Document& Document::operator=(Document&& other) noexcept {
+    streams = std::move(other.streams);
+    types = std::move(other.types);
+    return *this;
+}
+
+Document::~Document() = default;
 
 void WriteXmlDocument(const StreamTypeRepository& types, const StreamRepository& streams,
                       std::ostream& out) {

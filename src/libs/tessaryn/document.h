@@ -22,7 +22,15 @@ namespace velmora::core::tessaryn {
 /// The types and the streams of a document.
 ///
 /// \threadsafety external
-struct Document {
+struct TESSARYN_API Document {
+    Document();
+    Document(std::unique_ptr<StreamTypeRepository> types,
+             std::unique_ptr<StreamRepository> streams);
+    Document(Document&& other) noexcept;
+    /// Destroys the streams that there were before their types.
+    Document& operator=(Document&& other) noexcept;
+    ~Document();
+
     std::unique_ptr<StreamTypeRepository> types;
     /// Destroyed before the types that they use.
     std::unique_ptr<StreamRepository> streams;

@@ -49,14 +49,13 @@ TEST(Document, ContinuesOnlyStreamsWithTheSameEntries) {
         std::string reason;
     } refused[] = {
         {"plant/s", Poco::replace(second, ",7,", ",7.5,"),
-         "stream 'plant/s' cannot continue: it has x:Int64 where the source has x:Double; "
-         "--type sets the type of a column"},
+         "Stream 'plant/s' cannot continue: it has x:Int64 where the layout has x:Double."},
         {"plant/s", Poco::replace(second, "who", "whom"),
-         "it has who:String where the source has whom:String"},
+         "it has who:String where the layout has whom:String."},
         {"plant/s", "time,x,who,pair,y\n2021-01-01,1,,1;2,3\n",
-         "it does not have y:Int64, which the source has"},
-        {"plant.s", second, "two types would have the full name 'plant.s'"},
-        {"Any", second, "a stream cannot have the name 'Any', which is reserved for a type"},
+         "it does not have y:Int64, which the layout has."},
+        {"plant.s", second, "Two types would have the full name of that of stream 'plant/s'."},
+        {"Any", second, "A stream cannot have the name 'Any', which is reserved for a type."},
     };
     for (const auto& each : refused) {
         ExpectFailure(watch + each.stream + files, each.reason + "\n", each.rows);

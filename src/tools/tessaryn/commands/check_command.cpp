@@ -4,11 +4,12 @@
 #include "commands/check_command.h"
 
 #include "command_error.h"
-#include "document/document.h"
+#include "storage/document.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/rule_check.h"
 #include "tessaryn/rule_syntax_exception.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/stream_type_repository.h"
 #include "text/escaped_text.h"
 #include "text/rule_excerpt.h"
 
@@ -58,13 +59,13 @@ TypeAddress SplitAddress(const std::string& text) {
 }
 
 // The type of a path, or of PATH@VERSION.
-const tsn::StreamType& FindType(const Document& document, const TypeAddress& address) {
+const tsn::StreamType& FindType(const tsn::Document& document, const TypeAddress& address) {
     const tsn::StreamType* type = nullptr;
-    const tsn::StreamTypeCollection* const collection = document.GetTypes().GetPtr(address.path);
+    const tsn::StreamTypeCollection* const collection = document.types->GetPtr(address.path);
     if (collection != nullptr) {
         type = collection->GetLatestPtr();
     } else if (const std::size_t at = address.path.rfind('@'); at != std::string::npos) {
-        const auto* const versions = document.GetTypes().GetPtr(address.path.substr(0, at));
+        const auto* const versions = document.types->GetPtr(address.path.substr(0, at));
         try {
             const utils::Version version(address.path.substr(at + 1));
             type = versions == nullptr ? nullptr : versions->GetPtr(version);
@@ -94,7 +95,7 @@ std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
         return findings;
     }
     const TypeAddress address = SplitAddress(options.type);
-    const Document document(address.file, options.maxMemory);
+    const tsn::Document document = LoadWithin(options.maxMemory, address.file);
     std::vector<tsn::RuleFinding> findings =
         tsn::CheckRule(options.rule, FindType(document, address));
     // A document does not have the initial sizes of its types.

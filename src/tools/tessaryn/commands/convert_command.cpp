@@ -3,7 +3,9 @@
 
 #include "commands/convert_command.h"
 
-#include "document/document_file.h"
+#include "command_error.h"
+#include "storage/document_file.h"
+#include "text/escaped_text.h"
 
 namespace velmora::tool {
 
@@ -27,8 +29,12 @@ CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
 }
 
 void RunConvert(const ConvertOptions& options) {
-    CheckEnding(options.to);
-    WriteTree(ReadTree(options.from, options.maxMemory), options.to);
+    if (!storage::IsDocumentPath(options.to)) {
+        throw CommandError(Quoted(options.to) + " does not end in .xml or .json");
+    }
+    core::serialization::ReadLimits limits;
+    limits.maxMemory = options.maxMemory;
+    storage::SaveTree(options.to, storage::LoadTree(options.from, limits));
 }
 
 }  // namespace velmora::tool

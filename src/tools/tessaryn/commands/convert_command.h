@@ -24,7 +24,7 @@ struct ConvertOptions {
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options);
 
 /// Writes the tree of one document as another, whether or not it is one of types and streams.
-/// \throws CommandError when one cannot be read or the other cannot be written
+/// \throws storage::StorageException when one cannot be read or the other cannot be written
 void RunConvert(const ConvertOptions& options);
 
 }  // namespace velmora::tool

@@ -3,9 +3,12 @@
 
 #pragma once
 
+#include "storage/document.h"
+
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
+#include <string>
 
 namespace velmora::tool {
 
@@ -22,6 +25,14 @@ inline void AddMemoryOption(CLI::App& command, std::uint64_t& maxMemory) {
             "1GiB unless given")
         ->transform(CLI::AsSizeValue(false).description(""))
         ->type_name("SIZE");
+}
+
+/// Reads a document within that memory.
+/// \throws storage::StorageException
+inline core::tessaryn::Document LoadWithin(std::uint64_t maxMemory, const std::string& path) {
+    core::serialization::ReadLimits limits;
+    limits.maxMemory = maxMemory;
+    return storage::LoadDocument(path, limits, {maxMemory});
 }
 
 }  // namespace velmora::tool

@@ -4,9 +4,11 @@
 #include "commands/show_command.h"
 
 #include "command_error.h"
-#include "document/document.h"
 #include "document/document_printer.h"
+#include "storage/document.h"
 #include "terminal/standard_output.h"
+#include "tessaryn/stream_repository.h"
+#include "tessaryn/stream_type_repository.h"
 #include "text/escaped_text.h"
 
 #include <algorithm>
@@ -115,20 +117,20 @@ CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
 }
 
 void RunShow(const ShowOptions& options) {
-    const Document document(options.file, options.maxMemory);
+    const tsn::Document document = LoadWithin(options.maxMemory, options.file);
     StandardOutput output;
     const auto printer =
         options.output == "ndjson" ? MakeJsonPrinter(output) : MakeTextPrinter(output);
-    const tsn::StreamTypeRepository& types = document.GetTypes();
-    const std::string typePath = Trimmed(options.path, document.GetTypeSeparator());
+    const tsn::StreamTypeRepository& types = *document.types;
+    const std::string typePath = Trimmed(options.path, types.groupSeparator());
     const bool hasTypes =
-        PrintTree(*printer, DocumentPrinter::Tree::types, typePath, document.GetTypeSeparator(),
+        PrintTree(*printer, DocumentPrinter::Tree::types, typePath, types.groupSeparator(),
                   types.GetGroupPtr(typePath), types.GetPtr(typePath));
-    const tsn::StreamRepository& streams = document.GetStreams();
-    const std::string streamPath = Trimmed(options.path, document.GetStreamSeparator());
-    const bool hasStreams = PrintTree(
-        *printer, DocumentPrinter::Tree::streams, streamPath, document.GetStreamSeparator(),
-        streams.GetGroupPtr(streamPath), streams.GetStreamPtr(streamPath));
+    const tsn::StreamRepository& streams = *document.streams;
+    const std::string streamPath = Trimmed(options.path, streams.groupSeparator());
+    const bool hasStreams =
+        PrintTree(*printer, DocumentPrinter::Tree::streams, streamPath, streams.groupSeparator(),
+                  streams.GetGroupPtr(streamPath), streams.GetStreamPtr(streamPath));
     if (!hasTypes && !hasStreams) {
         throw CommandError(options.file + ": there is no group, type or stream " +
                            Quoted(options.path));

@@ -3,10 +3,12 @@
 
 #include "commands/watch_command.h"
 
+#include "command_error.h"
 #include "commands/watch_session.h"
 #include "commands/watch_summary.h"
-#include "document/document.h"
-#include "document/document_file.h"
+#include "storage/document.h"
+#include "storage/document_file.h"
+#include "storage/file_replacement.h"
 #include "terminal/message.h"
 #include "text/escaped_text.h"
 
@@ -49,11 +51,12 @@ Exit status: 0 on success, also when interrupted or when nobody reads the output
 more; 2 when the command line, a rule or the input is bad.)";
 
 // Writes the document of a run that opened its stream.
-void Save(Document& document, const WatchSession& session, const WatchOptions& options) {
+void Save(const core::tessaryn::Document& document, const WatchSession& session,
+          const WatchOptions& options) {
     const WatchedStream& stream = session.GetStream();
     const std::uint64_t kept = stream.CountSamples();
     const bool dropped = stream.CountDropped(session.GetSamples()) > 0;
-    WriteTree(document.ToTree(), options.save);
+    storage::SaveDocument(options.save, document);
     if (options.quiet) {
         return;
     }
@@ -63,6 +66,14 @@ void Save(Document& document, const WatchSession& session, const WatchOptions& o
         text += "; --max-size keeps more than the last " + Counted(kept, "sample");
     }
     std::fprintf(stderr, "%s\n", text.c_str());
+}
+
+// Refuses a path that cannot be written, before anything is read.
+void CheckWritable(const std::string& path) {
+    if (!storage::IsDocumentPath(path)) {
+        throw CommandError(Quoted(path) + " does not end in .xml or .json");
+    }
+    const storage::FileReplacement attempt(path);
 }
 
 // Adds an option that may be repeated, with one value each time.
@@ -110,13 +121,13 @@ CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options) {
 }
 
 void RunWatch(const WatchOptions& options) {
-    std::optional<Document> document;
+    std::optional<core::tessaryn::Document> document;
     if (!options.save.empty()) {
         CheckWritable(options.save);
-        document.emplace();
+        document = storage::NewDocument();
     }
     if (!options.load.empty()) {
-        document.emplace(options.load, options.maxMemory);
+        document = LoadWithin(options.maxMemory, options.load);
     }
     WatchSession session(options, document ? &*document : nullptr);
     const auto start = std::chrono::steady_clock::now();

@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <unistd.h>
 
 namespace velmora::tool {
@@ -43,7 +44,7 @@ std::string GetDefaultStreamName(const std::string& source) {
 
 }  // namespace
 
-WatchSession::WatchSession(const WatchOptions& options, Document* document)
+WatchSession::WatchSession(const WatchOptions& options, core::tessaryn::Document* document)
     : options(options),
       document(document),
       output(signals),
@@ -117,7 +118,7 @@ bool WatchSession::Open() {
     }
     try {
         stream.Open(document, options.maxSize);
-    } catch (const CommandError& error) {
+    } catch (const std::invalid_argument& error) {
         const std::string file = options.load.empty() ? "" : options.load + ": ";
         throw CommandError(file + error.what());
     }

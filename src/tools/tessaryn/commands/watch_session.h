@@ -6,8 +6,8 @@
 #include "commands/rule_watch.h"
 #include "commands/watch_options.h"
 #include "commands/watched_stream.h"
-#include "document/document.h"
 #include "source/sample_source.h"
+#include "storage/document.h"
 #include "terminal/progress_bar.h"
 #include "terminal/signal_watcher.h"
 #include "terminal/standard_output.h"
@@ -25,7 +25,7 @@ class WatchSession {
     /// \param options \ownership observes
     /// \param document \ownership observes: where the stream is kept; null for nowhere
     /// \throws CommandError when an option is bad or the source does not exist
-    WatchSession(const WatchOptions& options, Document* document);
+    WatchSession(const WatchOptions& options, core::tessaryn::Document* document);
     WatchSession(const WatchSession&) = delete;
     WatchSession& operator=(const WatchSession&) = delete;
 
@@ -52,7 +52,7 @@ class WatchSession {
     void Warn(const char* prefix, const std::string& sentence);
 
     const WatchOptions& options;
-    Document* document;
+    core::tessaryn::Document* document;
     SignalWatcher signals;
     StandardOutput output;
     ProgressBar progress;

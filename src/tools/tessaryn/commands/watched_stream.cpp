@@ -4,6 +4,7 @@
 #include "commands/watched_stream.h"
 
 #include "common/version.h"
+#include "tessaryn/stream_repository.h"
 
 #include <vector>
 
@@ -20,12 +21,14 @@ constexpr long defaultMaxSize = 1000;
 WatchedStream::WatchedStream(const std::string& name)
     : name(name), type(utils::Version(1, 0, 0), &this->name) {}
 
-void WatchedStream::Open(Document* document, std::optional<long> maxSize) {
+void WatchedStream::Open(tsn::Document* document, std::optional<long> maxSize) {
     if (document == nullptr) {
         temporary = std::make_unique<tsn::Stream>(&type, maxSize.value_or(defaultMaxSize));
         stream = temporary.get();
     } else {
-        stream = &document->OpenStream(GetName(), type, maxSize, defaultMaxSize);
+        const tsn::Stream* const kept = document->streams->GetStreamPtr(GetName());
+        const long size = kept == nullptr ? defaultMaxSize : kept->GetMaxSize();
+        stream = &storage::OpenStream(*document, GetName(), type, maxSize.value_or(size));
     }
     samplesAtOpening = CountSamples();
 }

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "document/document.h"
+#include "storage/document.h"
 #include "tessaryn/named_object.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
@@ -26,10 +26,9 @@ class WatchedStream {
     /// Opens the stream once the type has the source's entries.
     /// \param document \ownership observes: where the stream is kept; null for nowhere
     /// \param maxSize samples to keep, if the user says so
-    /// \throws CommandError when the document's stream has other entries, or the name
-    /// cannot be kept
-    /// \throws std::invalid_argument when the size is not 1 to 2^31-1
-    void Open(Document* document, std::optional<long> maxSize);
+    /// \throws std::invalid_argument when the document's stream has other entries, the name cannot
+    /// be kept, or the size is not 1 to 2^31-1
+    void Open(core::tessaryn::Document* document, std::optional<long> maxSize);
 
     const std::string& GetName() const { return name.name; }
     /// The source's entries, which the source adds.

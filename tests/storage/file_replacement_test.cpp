@@ -1,11 +1,12 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-#include "document/file_replacement.h"
+#include "storage/file_replacement.h"
 
-#include "command_error.h"
-#include "process.h"
+#include "storage/storage_exception.h"
+#include "support/folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -15,7 +16,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace velmora::tool {
+namespace velmora::storage {
 namespace {
 
 using testing::ElementsAre;
@@ -31,14 +32,14 @@ std::string ErrorOf(const std::string& path, const std::string& content = {}) {
         FileReplacement file(path);
         file.GetStream() << content;
         file.Commit();
-    } catch (const CommandError& error) {
+    } catch (const StorageException& error) {
         return error.what();
     }
     return {};
 }
 
 TEST(FileReplacement, ReplacesTheFileBehindALinkAtCommit) {
-    const Folder folder;
+    const test::Folder folder;
     const std::string old = folder.Write("old", "old");
     const std::string link = folder.PathOf("link");
     std::filesystem::create_symlink("old", link);
@@ -62,7 +63,7 @@ TEST(FileReplacement, ReplacesTheFileBehindALinkAtCommit) {
 }
 
 TEST(FileReplacement, FollowsLinksThatLeadToNoFileYet) {
-    const Folder folder;
+    const test::Folder folder;
     std::filesystem::create_directory(folder.PathOf("sub"));
     std::filesystem::create_symlink("sub/b", folder.PathOf("a"));
     std::filesystem::create_symlink("c", folder.PathOf("sub/b"));
@@ -80,7 +81,7 @@ TEST(FileReplacement, KeepsOwnerAndGroup) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "needs the right to give files away";
     }
-    const Folder folder;
+    const test::Folder folder;
     const std::string path = folder.Write("file", "old");
     ASSERT_EQ(chown(path.c_str(), 65534, 1), 0);
     EXPECT_EQ(ErrorOf(path, "new"), "");
@@ -89,7 +90,7 @@ TEST(FileReplacement, KeepsOwnerAndGroup) {
 }
 
 TEST(FileReplacement, RemovesTemporaryFilesOfEndedProcesses) {
-    const Folder folder;
+    const test::Folder folder;
     folder.Write(".tessaryn-1-0.tmp", "no process has it locked");
     folder.Write("tessaryn-1-0.tmp", "another name");
     std::filesystem::create_symlink("tessaryn-1-0.tmp", folder.PathOf(".tessaryn-2-0.tmp"));
@@ -104,7 +105,7 @@ TEST(FileReplacement, RemovesTemporaryFilesOfEndedProcesses) {
 }
 
 TEST(FileReplacement, FailureLeavesTheOldFile) {
-    const Folder folder;
+    const test::Folder folder;
     const std::string old = folder.Write("old", "old");
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
@@ -118,11 +119,11 @@ TEST(FileReplacement, FailureLeavesTheOldFile) {
 }
 
 TEST(FileReplacement, RefusesWhatIsNotARegularFile) {
-    const Folder folder;
+    const test::Folder folder;
     const std::string path = folder.PathOf("");
     EXPECT_EQ(ErrorOf(path), "cannot write " + path + ": Is a directory");
     EXPECT_EQ(ErrorOf("/dev/null"), "cannot write /dev/null: not a regular file");
 }
 
 }  // namespace
-}  // namespace velmora::tool
+}  // namespace velmora::storage

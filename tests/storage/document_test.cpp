@@ -1,0 +1,202 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "storage/document.h"
+
+#include "storage/document_file.h"
+#include "storage/storage_exception.h"
+#include "support/folder.h"
+#include "support/thrown.h"
+#include "tessaryn/stream.h"
+#include "tessaryn/stream_type.h"
+
+#include <Poco/Logger.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora::storage {
+namespace {
+
+using namespace core::tessaryn;
+
+constexpr double inf = std::numeric_limits<double>::infinity();
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double third = 1.0 / 3;
+
+template <class T>
+void SetPair(Sample& sample, unsigned short entry, T first, T second) {
+    sample.Set(entry, 0, first);
+    sample.Set(entry, 1, second);
+}
+
+template <class T>
+void SetLimits(Sample& sample, unsigned short entry) {
+    SetPair(sample, entry, std::numeric_limits<T>::lowest(), std::numeric_limits<T>::max());
+}
+
+StreamType AllTypes() {
+    StreamType layout;
+    layout.Add("text", String, 0);
+    for (const BaseType type :
+         {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double, Bool}) {
+        layout.Add(ToString(type), type, 2);
+    }
+    layout.Add("grows", Int16, 3);
+    return layout;
+}
+
+// Values that a careless text form loses; which texts and numbers depends on a counter.
+void Push(Stream& stream, int number, long long time) {
+    const std::string texts[] = {"", std::string("\0\x01\x1f\n\r\t ", 7), "a<&>\"'; b", "\u00e9"};
+    Sample sample(stream.GetStreamType(), Poco::Timestamp());
+    sample.Set(0, texts[number % 4]);
+    SetLimits<char>(sample, 1);
+    SetLimits<short>(sample, 2);
+    SetLimits<int>(sample, 3);
+    SetLimits<long long>(sample, 4);
+    SetLimits<unsigned char>(sample, 5);
+    SetLimits<unsigned short>(sample, 6);
+    SetLimits<unsigned int>(sample, 7);
+    SetLimits<unsigned long long>(sample, 8);
+    const double doubles[] = {nan, inf, -inf, third * number, -0.0, 5e-324, 1e308};
+    SetPair(sample, 9, static_cast<float>(doubles[number % 4]), static_cast<float>(third));
+    SetPair(sample, 10, doubles[number % 7], third + number);
+    SetPair(sample, 11, number % 2 == 0, number % 3 == 0);
+    sample.Resize(12, static_cast<unsigned int>(number % 5));
+    stream.PushNew(new Sample(Restamped(std::move(sample), Poco::Timestamp(time))));
+}
+
+// All that a document holds, in a form that compares.
+std::vector<std::string> ContentOf(const Document& document) {
+    std::ostringstream out;
+    out << document.types->groupSeparator() << document.streams->groupSeparator() << '\n';
+    std::vector<std::string> content;
+    document.streams->ForEachStream([&](const std::string& path, const Stream& stream) {
+        const StreamType& type = *stream.GetStreamType();
+        out << path << ' ' << type.GetFullName() << ' ' << type.GetVersion().ToString() << ' '
+            << stream.GetMaxSize() << ' ' << type.GetHash();
+        for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
+            const SampleEntry entry = type.GetEntry(id);
+            out << ' ' << entry.key << ' ' << ToString(entry.type) << ' ' << entry.initialSize;
+        }
+        stream.GetAllInPushOrder([&](const std::vector<Sample*>& samples) {
+            for (const Sample* const sample : samples) {
+                content.push_back(out.str());
+                out.str("");
+                out << sample->GetTimeStamp().epochMicroseconds() << ' ';
+                sample->Serialize(out);
+            }
+        });
+    });
+    content.push_back(out.str());
+    return content;
+}
+
+TEST(Document, ContinuesAfterAnyNumberOfRestarts) {
+    const test::Folder folder;
+    const StreamType layout = AllTypes();
+    for (const char* const name : {"plant.xml", "plant.JSON"}) {
+        const std::string path = folder.PathOf(name);
+        Document kept = OpenDocument(path);
+        for (int start = 0; start < 4; ++start) {
+            Document document = OpenDocument(path);
+            EXPECT_EQ(ContentOf(document), ContentOf(kept)) << name << start;
+            for (Document* const each : {&document, &kept}) {
+                for (const char* const stream : {"hall 1/line/a", "hall 1/b", "c.d/<&>"}) {
+                    // The ring wraps, times step backwards, and the first are before 1970.
+                    for (int push = 0; push < 4; ++push) {
+                        const int number = 4 * start + push;
+                        Push(OpenStream(*each, stream, layout, 9), number,
+                             (number - 6) * 1'000'003LL - (number % 3) * 5'000'000'000'000LL);
+                    }
+                }
+            }
+            SaveDocument(path, document);
+        }
+        kept = NewDocument();
+        EXPECT_TRUE(kept.streams->IsEmpty());
+    }
+}
+
+TEST(Document, GivesAContinuedStreamTheSizesOfTheHost) {
+    Document document = NewDocument();
+    StreamType layout;
+    layout.Add("x", Int32, 1);
+    Stream& first = OpenStream(document, "plant/s", layout, 3);
+    for (int x = 0; x < 3; ++x) {
+        first.PushNew([&](Sample& sample) { sample.Set(0, 0, x); });
+    }
+    EXPECT_EQ(&OpenStream(document, "plant/s", layout, 3), &first);
+    StreamType wider;
+    wider.Add("x", Int32, 2);
+    Stream& second = OpenStream(document, "plant/s", wider, 2);
+    second.GetAllInPushOrder([](const std::vector<Sample*>& samples) {
+        ASSERT_EQ(samples.size(), 2U);
+        EXPECT_EQ(samples[0]->GetInt32(0, 0), 1);
+        EXPECT_EQ(samples[1]->GetSize(0), 1U);
+    });
+    second.PushNew([](Sample& sample) { sample.Set(0, 1, 5); });
+    EXPECT_EQ(second.GetStreamType()->GetFullName(), "plant.s");
+    EXPECT_EQ(second.GetStreamType()->GetVersion().ToString(), "2.0.0");
+}
+
+TEST(Document, ReadsThePlainFormOfTheRepositories) {
+    const test::Folder folder;
+    Document document = NewDocument();
+    Stream& stream = OpenStream(document, "plant/s", AllTypes(), 2);
+    Push(stream, 4, 1'000'000);
+    core::serialization::NodeTree tree;
+    const core::serialization::NodeSerializer serializer;
+    auto node = tree.GetRoot().AddNode("StreamTypeRepository", core::serialization::NodeElement);
+    document.types->Serialize(serializer, node);
+    node = tree.GetRoot().AddNode("StreamRepository", core::serialization::NodeElement);
+    document.streams->Serialize(serializer, node);
+    for (const char* const name : {"plain.xml", "plain.json"}) {
+        SaveTree(folder.PathOf(name), tree);
+        Document plain = LoadDocument(folder.PathOf(name));
+        // It does not have the initial sizes, which the host gives it again.
+        Stream& again = OpenStream(plain, "plant/s", AllTypes(), 2);
+        EXPECT_EQ(again.GetNumSamples(), 1);
+        again.GetLatest([](const Sample& sample) {
+            EXPECT_EQ(sample.GetTimeStamp(), Poco::Timestamp(1'000'000));
+            EXPECT_EQ(sample.GetInt16(2, 1), 32767);
+        });
+        again.PushNew([](Sample& sample) { sample.Set(12, 2, short{1}); });
+    }
+}
+
+TEST(Document, RefusesWhatItCannotReadOrWrite) {
+    const test::Folder folder;
+    const std::string json = folder.Write("no.json", "{\"Tree\": {}}");
+    const std::string cut = folder.Write("cut.xml", "<Tree>");
+    const std::string none = folder.PathOf("none.xml");
+    const std::string text = folder.Write("plant.txt", "");
+    const std::pair<std::string, std::string> cases[] = {
+        {json, json + ": /: there is neither StreamTypeRepository nor StreamRepository"},
+        {cut, cut + ": The XML document cannot be read at line 1, column 7: no element found"},
+        {none, "cannot read " + none + ": No such file or directory"},
+        {folder.PathOf(""), "'" + folder.PathOf("") + "' does not end in .xml or .json"},
+        {text, "'" + text + "' does not end in .xml or .json"},
+    };
+    for (const auto& [path, message] : cases) {
+        EXPECT_EQ(test::MessageOf<StorageException>([&] { LoadDocument(path); }), message);
+    }
+    // A document refers to types by full name and version.
+    Document document = NewDocument();
+    StreamType type(utils::Version(1, 0, 0), document.types->Add("plant"));
+    document.streams->AddStream("s", &type, 1);
+    EXPECT_EQ(test::MessageOf<StorageException>([&] { SaveDocument(cut, document); }),
+              "cannot write " + cut +
+                  ": the type of stream 's' would not be found again by full "
+                  "name and version");
+    EXPECT_EQ(folder.Read("cut.xml"), "<Tree>");
+}
+
+}  // namespace
+}  // namespace velmora::storage
