@@ -3,8 +3,8 @@
 
 # Does what PAGE tells a reader to do: puts its program beside its CMakeLists.txt, types its
 # commands, and compares what the program prints. What PAGE leaves out is that of PROJECT_PAGE. With
-# EXAMPLE, the program also has to be that file, but for the comments at its head. The libraries are
-# those of BUILD_DIR, installed for this.
+# SECTION, all of that is below this heading of both. With EXAMPLE, the program also has to be that
+# file, but for the comments at its head. The libraries are those of BUILD_DIR, installed for this.
 
 # extract(<variable> <page> <language> [AFTER <text>]): the page's first block of the
 # language after the text; a blank line is before it.
@@ -23,9 +23,9 @@ function(extract variable page language)
         PARENT_SCOPE)
 endfunction()
 
-extract(program "${PAGE}" cpp)
+extract(program "${PAGE}" cpp AFTER "${SECTION}")
 extract(printed "${PAGE}" "" AFTER "\n```cpp\n${program}```")
-extract(project "${PROJECT_PAGE}" cmake)
+extract(project "${PROJECT_PAGE}" cmake AFTER "${SECTION}")
 extract(commands "${PROJECT_PAGE}" sh AFTER "${project}")
 if(EXAMPLE)
     file(READ "${EXAMPLE}" example)

@@ -9,12 +9,31 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+namespace {
+
+// Which call of fsync() fails, the first being 1, and how.
+int failingSync = 0;
+int syncError = 0;
+
+}  // namespace
+
+// Takes the place of the C library's.
+extern "C" int fsync(int descriptor) {
+    if (--failingSync == 0) {
+        errno = syncError;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
 
 namespace velmora::storage {
 namespace {
@@ -116,6 +135,32 @@ TEST(FileReplacement, FailureLeavesTheOldFile) {
     EXPECT_EQ(error, "cannot write " + old + ": File too large");
     EXPECT_EQ(folder.Read("old"), "old");
     EXPECT_THAT(folder.List(), ElementsAre("old"));
+}
+
+TEST(FileReplacement, SyncsTheFileBeforeItIsInPlaceAndThenTheFolder) {
+    const test::Folder folder;
+    const std::string path = folder.PathOf("file");
+    const struct {
+        int failing;
+        int error;
+        std::string message;
+        std::string content;
+    } cases[] = {
+        {1, EIO, "cannot write " + path + ": Input/output error", "old"},
+        {2, EIO, "replaced " + path + ", but cannot sync its folder: Input/output error", "new"},
+        {1, EINVAL, "", "new"},
+        {2, EINVAL, "", "new"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.failing);
+        folder.Write("file", "old");
+        failingSync = each.failing;
+        syncError = each.error;
+        EXPECT_EQ(ErrorOf(path, "new"), each.message);
+        EXPECT_LE(failingSync, 0) << "there is no such call";
+        EXPECT_EQ(folder.Read("file"), each.content);
+        EXPECT_THAT(folder.List(), ElementsAre("file"));
+    }
 }
 
 TEST(FileReplacement, RefusesWhatIsNotARegularFile) {
