@@ -50,6 +50,7 @@ class FloorSample {
     void Set(unsigned short entry, unsigned int index, T value) {
         std::memcpy(Element<T>(entry, index), &value, sizeof(T));
         timestamp.update();
+        isStamped = true;
     }
 
     void Set(unsigned short entry, const std::string& value) {
@@ -61,6 +62,7 @@ class FloorSample {
         }
         std::memcpy(data.get() + offsets[entry], value.data(), value.size());
         timestamp.update();
+        isStamped = true;
     }
 
     std::string_view GetText(unsigned short entry) const {
@@ -75,6 +77,9 @@ class FloorSample {
     }
 
     const Poco::Timestamp& GetTimeStamp() const { return timestamp; }
+
+    /// Set by each setter, for streams that rely on the order of time stamps.
+    static inline thread_local bool isStamped = false;
 
     void Deserialize(std::istream& in);
     void Serialize(std::ostream& out) const;

@@ -74,8 +74,13 @@ void FloorStream::GetLast(const Poco::Timespan& span,
         answer.insert(answer.end(), samples.begin(), seam);
         answer.insert(answer.end(), first, samples.end());
     }
-    callback(answer);
-    NoticeOrder(answer);
+    Answer(answer, callback);
+}
+
+void FloorStream::GetAll(std::function<void(const Samples&)> callback) const {
+    const Lock lock(mutex);
+    // A copy: the callback may push.
+    Answer(Samples(samples), callback);
 }
 
 FloorSample& FloorStream::Store(std::unique_ptr<FloorSample> sample) {
@@ -99,16 +104,13 @@ void FloorStream::Notify(const FloorSample& sample) {
     }
 }
 
-// The callback may have changed the time stamps of the samples, on whose order searches rely.
-void FloorStream::NoticeOrder(const Samples& answer) const {
-    // As integers: assigning a Poco::Timestamp is a function call.
-    Poco::Timestamp::TimeVal earlier = Poco::Timestamp::TIMEVAL_MIN;
-    for (const FloorSample* sample : answer) {
-        const Poco::Timestamp::TimeVal later = sample->GetTimeStamp().epochMicroseconds();
-        if (later < earlier) {
-            ascending = false;
-        }
-        earlier = later;
+// The callback may change the time stamps of the samples, on whose order searches rely.
+void FloorStream::Answer(const Samples& answer,
+                         const std::function<void(const Samples&)>& callback) const {
+    FloorSample::isStamped = false;
+    callback(answer);
+    if (FloorSample::isStamped) {
+        ascending = false;
     }
 }
 

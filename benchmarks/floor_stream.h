@@ -44,6 +44,7 @@ class FloorStream {
     void Subscribe(Filter filter, const Poco::AbstractDelegate<FloorArgs>& delegate);
 
     void GetLatest(std::function<void(const FloorSample&)> callback) const;
+    void GetAll(std::function<void(const Samples&)> callback) const;
     /// By binary search: the time stamps ascend.
     void GetLast(const Poco::Timespan& span, std::function<void(const Samples&)> callback) const;
 
@@ -55,7 +56,7 @@ class FloorStream {
 
     FloorSample& Store(std::unique_ptr<FloorSample> sample);
     void Notify(const FloorSample& sample);
-    void NoticeOrder(const Samples& answer) const;
+    void Answer(const Samples& answer, const std::function<void(const Samples&)>& callback) const;
 
     mutable Poco::Mutex mutex;
     Samples samples;

@@ -4,6 +4,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <iostream>
@@ -45,10 +46,12 @@ constexpr Op ops[] = {
     {"P4", "P4", "push, one rule on an array", 1.15},
     {"P5", "P5", "push of an encoded sample, 60 bytes", 1.3},
     {"P6", "P6", "push, one rule on a text", 1.3},
-    {"Q1", "Q1.1024", "`GetLast`, 100 of 1,024", 1.5},
-    {"Q1", "Q1.100000", "`GetLast`, 100 of 100,000", 1.5},
-    {"Q1", "Q1.1000000", "`GetLast`, 100 of 1,000,000", 1.5},
+    {"Q1", "Q1.1024", "`GetLast`, 100 of 1,024, each read", 1.3},
+    {"Q1", "Q1.100000", "`GetLast`, 100 of 100,000, each read", 1.3},
+    {"Q1", "Q1.1000000", "`GetLast`, 100 of 1,000,000, each read", 1.3},
     {"Q2", "Q2", "`GetLatest`, reads one entry", 2.0},
+    {"Q4", "Q4.1024", "`GetAll` of 1,024", 1.3},
+    {"Q4", "Q4.1000000", "`GetAll` of 1,000,000", 1.3},
     {"E1", "E1", "binary encode, 60 bytes", 1.5},
     {"E2", "E2", "binary decode, 60 bytes", 1.5},
     {"L1", "L1", "one of 1,000 streams by path", 1.2},
@@ -85,6 +88,16 @@ std::function<Value(const Times&)> RuleAgainstP3(const char* many) {
     return [=](const Times& times) { return Quotient(PerRule(times, many), PerRule(times, "P3")); };
 }
 
+// What one of the late samples adds to a query, a level of its binary search.
+std::function<Value(const Times&)> LateSample(int lateSamples) {
+    return [=](const Times& times) {
+        const Value with = TimeOf(times, "Q3." + std::to_string(lateSamples) + "/ours");
+        const Value without = TimeOf(times, "Q1.100000/ours");
+        return with && without ? (*with - *without) / (lateSamples * std::log2(100'000.0))
+                               : Value();
+    };
+}
+
 std::vector<Derived> DerivedLines() {
     return {
         {"P3", "(P3 - P0) / 100: one rule of many", "ns", 8.0,
@@ -98,6 +111,11 @@ std::vector<Derived> DerivedLines() {
          [](const Times& times) { return TimeOf(times, "P6rule/ours"); }},
         {"Q1", "1,000,000 samples against 1,024", "x", 1.5,
          RatioOf("Q1.1000000/ours", "Q1.1024/ours")},
+        {"Q3", "one late sample in 100,000: a level of its search", "ns", 20.0, LateSample(1)},
+        {"Q3", "one of 10 late samples", "ns", 20.0, LateSample(10)},
+        {"Q3", "one of 1,000 late samples", "ns", 20.0, LateSample(1000)},
+        {"Q3", "a query inside a query against one by itself", "x", 1.2,
+         RatioOf("Q3.nested/ours", "Q1.100000/ours")},
         {"S", "write XML from a node tree only, against the floor", "x", 0.0,
          RatioOf("S.xml.write/tree", "S.xml.write/floor")},
         {"S", "read XML into a node tree only, against the floor", "x", 0.0,

@@ -102,11 +102,11 @@ struct RingModel {
         return numbers;
     }
     /// From the oldest on.
-    std::vector<int> InPushOrder() const {
+    std::vector<int> InPushOrder(int from) const {
         std::vector<int> numbers;
         for (int i = 1; i <= maxSize; ++i) {
             const int slot = (newest + i) % maxSize;
-            if (slots.contains(slot)) {
+            if (slots.contains(slot) && times.at(slots.at(slot)) >= from) {
                 numbers.push_back(slots.at(slot));
             }
         }
@@ -192,7 +192,10 @@ class ModelledStream {
         ASSERT_EQ(Ask([&](auto f) { stream.GetSince(first, f); }),
                   model.Between(from, ModelTime::end));
         ASSERT_EQ(AllOf(stream), model.Between(ModelTime::early, ModelTime::end));
-        ASSERT_EQ(Ask([&](auto f) { stream.GetAllInPushOrder(f); }), model.InPushOrder());
+        ASSERT_EQ(Ask([&](auto f) { stream.GetSinceInPushOrder(first, f); }),
+                  model.InPushOrder(from));
+        ASSERT_EQ(Ask([&](auto f) { stream.GetAllInPushOrder(f); }),
+                  model.InPushOrder(ModelTime::early));
         ASSERT_EQ(stream.GetNumSamples(), static_cast<int>(model.slots.size()));
         ASSERT_EQ(stream.IsEmpty(), model.slots.empty());
         ASSERT_EQ(LatestOf(stream), model.Latest());

@@ -110,6 +110,8 @@ void Sample::Swap(Sample& other) noexcept {
     std::swap(streamType, other.streamType);
     timestamp.swap(other.timestamp);
     std::swap(numOffsets, other.numOffsets);
+    NoteStamp();
+    other.NoteStamp();
 }
 
 Sample Restamped(Sample sample, const Poco::Timestamp& timestamp) {
@@ -178,6 +180,7 @@ template <class T>
 inline void Sample::SetElement(unsigned short entry, unsigned int index, T value) {
     traits::Store(data.get() + PositionOf(entry, index, GetBaseType<T>(), sizeof(T)), value);
     timestamp.update();
+    NoteStamp();
 }
 
 char Sample::GetInt8(unsigned short entry, unsigned int index) const {
@@ -310,6 +313,7 @@ void Sample::Set(unsigned short entry, const std::string& value) {
     CopyBytes(data.get() + GetMemOffset(entry), value.data(),
               std::min<std::size_t>(value.size(), GetSizeInBytes(entry)));
     timestamp.update();
+    NoteStamp();
 }
 
 StreamType* Sample::GetStreamType() const {

@@ -9,6 +9,7 @@
 
 #include <Poco/Timestamp.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -235,6 +236,11 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     unsigned int GetMemOffset(unsigned short entry) const { return offsets[entry]; }
     unsigned int GetSizeInBytes(unsigned short entry) const;
     unsigned int TotalSize() const { return numOffsets == 0 ? 0U : offsets[numOffsets - 1]; }
+    void NoteStamp() const noexcept {
+        if (stampMark != nullptr) {
+            stampMark->store(true, std::memory_order_relaxed);
+        }
+    }
     void ResizeInBytes(unsigned short entry, std::uint64_t bytes);
     void ChangeOffset(std::uint64_t newOffset, std::uint32_t offsetIndex);
     void Swap(Sample& other) noexcept;
@@ -245,8 +251,9 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     Poco::Timestamp timestamp;
     // 32 bits wide: a type of 65,535 entries has 65,536 offsets.
     std::uint32_t numOffsets = 0;
-    // Of this object, not of its value: neither copied nor swapped.
-    bool isStored = false;
+    // Of this object, not of its value: neither copied nor swapped. Null until the sample is put
+    // into a stream, which then owns it, and to which each stamp is noted here.
+    std::atomic<bool>* stampMark = nullptr;
 };
 
 /// A copy with another time: how a host keeps the time of its source. Set the entries first, since

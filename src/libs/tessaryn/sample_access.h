@@ -29,11 +29,15 @@ class SampleAccess {
 
     static void SetTime(Sample& sample, const Poco::Timestamp& timestamp) {
         sample.timestamp = timestamp;
+        sample.NoteStamp();
     }
 
     /// Whether the sample was ever put into a stream, which then owns it.
-    static bool IsStored(const Sample& sample) { return sample.isStored; }
-    static void SetStored(Sample& sample) { sample.isStored = true; }
+    static bool IsStored(const Sample& sample) { return sample.stampMark != nullptr; }
+    /// \param stampMark \ownership observes: set by each stamp of the sample from now on
+    static void SetStored(Sample& sample, std::atomic<bool>& stampMark) {
+        sample.stampMark = &stampMark;
+    }
 
     static char* DataOf(Sample& sample) { return sample.data.get(); }
     static const char* DataOf(const Sample& sample) { return sample.data.get(); }

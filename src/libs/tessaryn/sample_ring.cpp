@@ -17,13 +17,12 @@ constexpr int noSample = -1;
 }  // namespace
 
 SampleRing::OrderGuard::~OrderGuard() {
-    --ring.openGuards;
-    if (ring.changes == changesBefore) {
-        ring.CheckOrder(range);
-    } else {
-        // The callback has pushed or popped, so the indices are no longer those of the samples that
-        // it could stamp.
-        ring.ascendingSamples = std::min(1, ring.storedSamples);
+    ring.innermostGuard = outer;
+    if (ring.isStamped.load(std::memory_order_relaxed)) {
+        ring.FindBreaks(begin, end);
+        if (outer == nullptr) {
+            ring.isStamped.store(false, std::memory_order_relaxed);
+        }
     }
 }
 
@@ -51,15 +50,15 @@ std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample> sample) {
         EnlargeSampleContainer();
     }
     currentSampleIdx = next;
-    SampleAccess::SetStored(*sample);
+    SampleAccess::SetStored(*sample, isStamped);
+    isStamped.store(true, std::memory_order_relaxed);
     std::unique_ptr<Sample> oldest(std::exchange(samples[slot], sample.release()));
     if (oldest) {
         ++firstPosition;
+        runs.DropBefore(firstPosition);
     } else {
         ++storedSamples;
     }
-    ascendingSamples = std::min(ascendingSamples + 1, storedSamples);
-    ++changes;
     return oldest;
 }
 
@@ -69,8 +68,7 @@ std::unique_ptr<Sample> SampleRing::Pop() {
         samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
         currentSampleIdx = DecreasedSampleIdx();
         --storedSamples;
-        ascendingSamples = std::min(std::max(ascendingSamples - 1, 1), storedSamples);
-        ++changes;
+        runs.DropFrom(GetEnd());
     }
     return newest;
 }
@@ -80,8 +78,7 @@ SampleRing::Samples SampleRing::Clear() {
     cleared.swap(samples);
     currentSampleIdx = noSample;
     storedSamples = 0;
-    ascendingSamples = 0;
-    ++changes;
+    runs.DropFrom(firstPosition);
     return cleared;
 }
 
@@ -93,44 +90,33 @@ void SampleRing::ReuseSlots(Samples&& cleared) {
     }
 }
 
-SampleRing::IndexRange SampleRing::FindRange(const Poco::Timestamp& from,
-                                             const Poco::Timestamp& to) const {
-    if (ascendingSamples != storedSamples) {
-        ascendingSamples = CountAscending();
-    }
-    if (!IsOrderKnown()) {
-        return {0, storedSamples};
-    }
-    const int begin = FindFirst(0, [&](const Poco::Timestamp& time) { return time < from; });
-    // Most queries ask for all up to now.
-    if (begin < storedSamples && TimeOf(storedSamples - 1) <= to) {
-        return {begin, storedSamples};
-    }
-    return {begin, FindFirst(begin, [&](const Poco::Timestamp& time) { return time <= to; })};
-}
-
-SampleRing::Samples SampleRing::Select(IndexRange range, const Poco::Timestamp& from,
-                                       const Poco::Timestamp& to) const {
-    if (IsOrderKnown()) {
-        return CopySlots(range);
-    }
-    Samples selected;
-    for (Sample* const sample : samples) {
-        if (sample != nullptr && from <= SampleAccess::TimeOf(*sample) &&
-            SampleAccess::TimeOf(*sample) <= to) {
-            selected.push_back(sample);
+SampleRing::Selection SampleRing::Select(const Poco::Timestamp& from, const Poco::Timestamp& to,
+                                         Order order) const {
+    SettleOrder();
+    Selection selection{{}, {storedSamples, 0}};
+    const Segments segments = SegmentsIn(order);
+    if (runs.IsRun(firstPosition)) {
+        const IndexRange found = FindInRun({0, storedSamples}, from, to);
+        selection.samples.reserve(static_cast<std::size_t>(found.end - found.begin));
+        for (const IndexRange& segment : segments) {
+            Append({std::max(found.begin, segment.begin), std::min(found.end, segment.end)},
+                   selection);
+        }
+    } else {
+        for (const IndexRange& segment : segments) {
+            SelectRuns(segment, from, to, selection);
         }
     }
-    return selected;
+    return selection;
 }
 
-SampleRing::Samples SampleRing::SelectByIndex() const {
-    Samples selected;
-    selected.reserve(static_cast<std::size_t>(storedSamples));
-    for (int index = 0; index < storedSamples; ++index) {
-        selected.push_back(samples[SlotOf(index)]);
+SampleRing::Selection SampleRing::SelectAll(Order order) const {
+    Selection selection{{}, {storedSamples, 0}};
+    selection.samples.reserve(static_cast<std::size_t>(storedSamples));
+    for (const IndexRange& segment : SegmentsIn(order)) {
+        Append(segment, selection);
     }
-    return selected;
+    return selection;
 }
 
 std::size_t SampleRing::SlotOf(int index) const {
@@ -142,71 +128,96 @@ const Poco::Timestamp& SampleRing::TimeOf(int index) const {
     return SampleAccess::TimeOf(*samples[SlotOf(index)]);
 }
 
-// The first index from `begin` on whose time is not before; by hand, since Clang 14 cannot search
-// the standard library's counting range.
+// The indices in the order asked for, each range in slots side by side.
+SampleRing::Segments SampleRing::SegmentsIn(Order order) const {
+    const int oldest = storedSamples == 0 ? 0 : static_cast<int>(SlotOf(0));
+    // The index of slot 0, where the samples go round the end of the ring.
+    const int seam = storedSamples > maxSize - oldest ? maxSize - oldest : storedSamples;
+    const Segments pushed{{{0, seam}, {seam, storedSamples}}};
+    return order == Order::pushed ? pushed : Segments{pushed[1], pushed[0]};
+}
+
+// The first index of a range whose time is not before; by hand, since Clang 14 cannot search the
+// standard library's counting range.
 template <class IsBefore>
-int SampleRing::FindFirst(int begin, IsBefore isBefore) const {
-    int end = storedSamples;
-    while (begin < end) {
-        const int middle = begin + (end - begin) / 2;
+int SampleRing::FindFirst(IndexRange range, IsBefore isBefore) const {
+    while (range.begin < range.end) {
+        const int middle = range.begin + (range.end - range.begin) / 2;
         if (isBefore(TimeOf(middle))) {
-            begin = middle + 1;
+            range.begin = middle + 1;
         } else {
-            end = middle;
+            range.end = middle;
         }
     }
-    return begin;
+    return range.begin;
 }
 
-// In storage order: slots from 0 on first, where the range goes round the end of the ring.
-SampleRing::Samples SampleRing::CopySlots(IndexRange range) const {
-    Samples selected;
+// The samples of a run that are stamped from `from` to `to`. Mostly that is none, since the run
+// ends before, or the search is for all up to now.
+SampleRing::IndexRange SampleRing::FindInRun(IndexRange run, const Poco::Timestamp& from,
+                                             const Poco::Timestamp& to) const {
+    if (run.begin >= run.end || TimeOf(run.end - 1) < from) {
+        return {run.end, run.end};
+    }
+    const bool isUpToEnd = TimeOf(run.end - 1) <= to;
+    if (!isUpToEnd && to < TimeOf(run.begin)) {
+        return {run.end, run.end};
+    }
+    const int begin = FindFirst(run, [&](const Poco::Timestamp& time) { return time < from; });
+    return {begin, isUpToEnd ? run.end : FindFirst({begin, run.end}, [&](const auto& time) {
+                return time <= to;
+            })};
+}
+
+// Looks at each sample before the first run, and bisects each run.
+void SampleRing::SelectRuns(IndexRange segment, const Poco::Timestamp& from,
+                            const Poco::Timestamp& to, Selection& selection) const {
+    int begin = segment.begin;
+    for (; begin < segment.end && PositionOf(begin) < runs.GetStart(); ++begin) {
+        if (from <= TimeOf(begin) && TimeOf(begin) <= to) {
+            Append({begin, begin + 1}, selection);
+        }
+    }
+    for (const Position next : runs.GetBreaks(PositionOf(begin), PositionOf(segment.end))) {
+        const int end = static_cast<int>(next - firstPosition);
+        Append(FindInRun({begin, end}, from, to), selection);
+        begin = end;
+    }
+    Append(FindInRun({begin, segment.end}, from, to), selection);
+}
+
+// Appends samples in slots side by side.
+void SampleRing::Append(IndexRange range, Selection& selection) const {
     if (range.begin >= range.end) {
-        return selected;
-    }
-    const auto slotAt = [this](std::size_t slot) {
-        return samples.begin() + static_cast<std::ptrdiff_t>(slot);
-    };
-    selected.reserve(static_cast<std::size_t>(range.end - range.begin));
-    const std::size_t first = SlotOf(range.begin);
-    const std::size_t last = SlotOf(range.end - 1);
-    if (first <= last) {
-        selected.insert(selected.end(), slotAt(first), slotAt(last + 1));
-    } else {
-        selected.insert(selected.end(), slotAt(0), slotAt(last + 1));
-        selected.insert(selected.end(), slotAt(first), samples.end());
-    }
-    return selected;
-}
-
-// How many of the newest samples ascend in time.
-int SampleRing::CountAscending() const {
-    int index = storedSamples;
-    while (index > 0 && (index == storedSamples || TimeOf(index - 1) <= TimeOf(index))) {
-        --index;
-    }
-    return storedSamples - index;
-}
-
-// Counts anew where samples of this range no longer ascend, among themselves or with the next.
-void SampleRing::CheckOrder(IndexRange range) const {
-    const int first = std::max(range.begin, 1);
-    const int last = std::min(range.end, storedSamples - 1);
-    if (first > last) {
         return;
     }
-    std::size_t slot = SlotOf(first - 1);
-    const Sample* earlier = samples[slot];
-    bool ascends = true;
-    for (int index = first; index <= last; ++index) {
-        slot = slot + 1 == samples.size() ? 0 : slot + 1;
-        const Sample* const later = samples[slot];
-        ascends &= SampleAccess::TimeOf(*earlier) <= SampleAccess::TimeOf(*later);
-        earlier = later;
+    const auto first = samples.begin() + static_cast<std::ptrdiff_t>(SlotOf(range.begin));
+    selection.samples.insert(selection.samples.end(), first, first + (range.end - range.begin));
+    selection.range.begin = std::min(selection.range.begin, range.begin);
+    selection.range.end = std::max(selection.range.end, range.end);
+}
+
+// After samples of these positions may have been stamped: finds the breaks among them, and between
+// them and the next.
+void SampleRing::FindBreaks(Position begin, Position end) const {
+    if (storedSamples != 0) {
+        runs.Update(std::max(begin, firstPosition + 1), std::min(end, GetEnd() - 1),
+                    static_cast<std::size_t>(storedSamples), [this](Position position) {
+                        const int index = static_cast<int>(position - firstPosition);
+                        return TimeOf(index) < TimeOf(index - 1);
+                    });
     }
-    if (!ascends) {
-        ascendingSamples = std::min(ascendingSamples, CountAscending());
+}
+
+// Before a search inside callbacks that may have stamped samples.
+void SampleRing::SettleOrder() const {
+    if (innermostGuard == nullptr || !isStamped.load(std::memory_order_relaxed)) {
+        return;
     }
+    for (const OrderGuard* guard = innermostGuard; guard != nullptr; guard = guard->outer) {
+        FindBreaks(guard->begin, guard->end);
+    }
+    isStamped.store(false, std::memory_order_relaxed);
 }
 
 int SampleRing::IncreasedSampleIdx() const {

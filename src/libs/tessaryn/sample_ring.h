@@ -3,10 +3,15 @@
 
 #pragma once
 
+#include "tessaryn/run_list.h"
+
 #include <Poco/Timestamp.h>
 
+#include <array>
+#include <atomic>
 #include <cstddef>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -25,19 +30,26 @@ class Sample;
 /// 1. There are at most `maxSize` slots; their number grows 1, 3, 7, 15, ... and shrinks by `Clear`
 ///    alone.
 /// 2. The samples lie in slots that follow each other around the ring, up to `currentSampleIdx`.
-/// 3. The newest `ascendingSamples` samples ascend in time, except those that an open `OrderGuard`
-///    covers.
+/// 3. `runs` knows where the samples do not ascend in time, except those that an open `OrderGuard`
+///    covers, if `isStamped` is set.
 ///
 /// \threadsafety external: guarded by the stream's mutex
 class SampleRing {
   public:
     using Samples = std::vector<Sample*>;
     /// A sample's place in the order of pushing. A popped sample's position is given again.
-    using Position = unsigned long long;
+    using Position = RunList::Position;
     /// Indices counted from the oldest sample; `end` does not belong to it.
     struct IndexRange {
         int begin;
         int end;
+    };
+    /// In the order of slots from 0 on, or from the oldest sample on.
+    enum class Order { stored, pushed };
+    /// What a query has found: the samples, and a range that contains them all.
+    struct Selection {
+        Samples samples;
+        IndexRange range;
     };
     class OrderGuard;
 
@@ -71,23 +83,28 @@ class SampleRing {
     Samples Clear();
     void ReuseSlots(Samples&& cleared);
 
-    /// The indices of samples stamped from `from` to `to`, both included. All indices where stamps
-    /// do not ascend, or may not.
-    IndexRange FindRange(const Poco::Timestamp& from, const Poco::Timestamp& to) const;
-    /// The samples of a range that are stamped from `from` to `to`, in storage order.
-    Samples Select(IndexRange range, const Poco::Timestamp& from, const Poco::Timestamp& to) const;
-    /// All samples, the oldest first.
-    Samples SelectByIndex() const;
+    /// The samples that are stamped from `from` to `to`, both included. Bisects each run of samples
+    /// that ascend in time.
+    Selection Select(const Poco::Timestamp& from, const Poco::Timestamp& to, Order order) const;
+    /// All samples. Looks at none of them.
+    Selection SelectAll(Order order) const;
 
   private:
-    bool IsOrderKnown() const { return openGuards == 0 && ascendingSamples == storedSamples; }
+    using Segments = std::array<IndexRange, 2>;
+
+    Position PositionOf(int index) const { return firstPosition + static_cast<Position>(index); }
     std::size_t SlotOf(int index) const;
     const Poco::Timestamp& TimeOf(int index) const;
+    Segments SegmentsIn(Order order) const;
     template <class IsBefore>
-    int FindFirst(int begin, IsBefore isBefore) const;
-    Samples CopySlots(IndexRange range) const;
-    int CountAscending() const;
-    void CheckOrder(IndexRange range) const;
+    int FindFirst(IndexRange range, IsBefore isBefore) const;
+    IndexRange FindInRun(IndexRange run, const Poco::Timestamp& from,
+                         const Poco::Timestamp& to) const;
+    void SelectRuns(IndexRange segment, const Poco::Timestamp& from, const Poco::Timestamp& to,
+                    Selection& selection) const;
+    void Append(IndexRange range, Selection& selection) const;
+    void FindBreaks(Position begin, Position end) const;
+    void SettleOrder() const;
 
     int IncreasedSampleIdx() const;
     int DecreasedSampleIdx() const;
@@ -99,30 +116,34 @@ class SampleRing {
     int currentSampleIdx;
     int storedSamples = 0;
     Position firstPosition = 0;
-    // Pushes, pops and clears.
-    unsigned long long changes = 0;
-    mutable int ascendingSamples = 0;
-    mutable int openGuards = 0;
+    mutable RunList runs;
+    // Set by each stamp of a sample of the ring, which may be one that an open guard covers.
+    mutable std::atomic<bool> isStamped = false;
+    mutable const OrderGuard* innermostGuard = nullptr;
 };
 
-/// Checks, when it goes, whether samples still ascend in time.
+/// Finds out, when it goes, where samples no longer ascend in time.
 ///
-/// A query finds its answer by binary search while they do, but callbacks get live samples, whose
-/// setters stamp them: a fill or a change the newest one, a query those of its answer.
+/// Callbacks get live samples, whose setters stamp them: a fill or a change the newest one, a query
+/// those of its answer. Costs nothing unless one was stamped meanwhile.
 class SampleRing::OrderGuard {
   public:
-    OrderGuard(const SampleRing& guardedRing, IndexRange guardedRange)
-        : ring(guardedRing), changesBefore(guardedRing.changes), range(guardedRange) {
-        ++ring.openGuards;
-    }
+    OrderGuard(const SampleRing& guardedRing, IndexRange range)
+        : ring(guardedRing),
+          outer(std::exchange(guardedRing.innermostGuard, this)),
+          begin(guardedRing.PositionOf(range.begin)),
+          end(guardedRing.PositionOf(range.end)) {}
     OrderGuard(const OrderGuard&) = delete;
     OrderGuard& operator=(const OrderGuard&) = delete;
     ~OrderGuard();
 
   private:
+    friend class SampleRing;
+
     const SampleRing& ring;
-    unsigned long long changesBefore;
-    IndexRange range;
+    const OrderGuard* outer;
+    Position begin;
+    Position end;
 };
 
 }  // namespace velmora::core::tessaryn

@@ -8,6 +8,7 @@
 #include "tessaryn/errors.h"
 #include "tessaryn/node_fields.h"
 #include "tessaryn/sample_access.h"
+#include "tessaryn/sample_view.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -33,6 +34,7 @@ namespace {
 using Lock = Poco::ScopedLock<Poco::Mutex>;
 
 using Samples = SampleRing::Samples;
+using Order = SampleRing::Order;
 
 constexpr unsigned int allParts = 255;
 
@@ -42,10 +44,6 @@ int CheckedSize(long maxSize) {
                                     " samples: allowed are 1 to 2147483647.");
     }
     return static_cast<int>(maxSize);
-}
-
-Poco::Timestamp Earliest() {
-    return Poco::Timestamp::TIMEVAL_MIN;
 }
 
 Poco::Timestamp Latest() {
@@ -125,6 +123,20 @@ class Stream::CallbackScope {
     KeptSamples kept;
 };
 
+// A sample on its way into the stream, and the one that it overwrites. Stands above the lock, so
+// that other threads needn't wait while memory is taken and given back.
+struct Stream::PushedSample {
+    explicit PushedSample(std::unique_ptr<Sample> sample) : sample(std::move(sample)) {}
+
+    Sample& StampNow() {
+        SampleAccess::SetTime(*sample, Poco::Timestamp());
+        return *sample;
+    }
+
+    std::unique_ptr<Sample> sample;
+    std::unique_ptr<Sample> overwritten;
+};
+
 Stream::Stream(StreamType* streamType, long maxSize)
     : ring(CheckedSize(maxSize)),
       streamType(CheckedType(streamType)),
@@ -167,10 +179,10 @@ Stream::~Stream() {
 }
 
 void Stream::PushNew(std::function<void(Sample&)> fill) {
+    PushedSample pushedSample(NewSample());
     const Lock lock(mutex);
-    std::unique_ptr<Sample> sample = NewSample();
-    Sample& stored = *sample;
-    const KeptSamples kept = PushAndUse(std::move(sample), [&] {
+    Sample& stored = pushedSample.StampNow();
+    const KeptSamples kept = PushAndUse(pushedSample, [&] {
         fill(stored);
         CheckSample(stored);
     });
@@ -178,29 +190,28 @@ void Stream::PushNew(std::function<void(Sample&)> fill) {
 }
 
 void Stream::PushNew(Sample* sample) {
-    std::unique_ptr<Sample> owner(sample);
+    PushedSample pushedSample(std::unique_ptr<Sample>{sample});
     const Lock lock(mutex);
-    if (!owner || streamType == nullptr || owner->GetStreamType() != streamType) {
+    if (sample == nullptr || streamType == nullptr || sample->GetStreamType() != streamType) {
         return;
     }
-    CheckContract(!SampleAccess::IsStored(*sample), "A sample was pushed twice.");
-    const KeptSamples kept = PushAndUse(std::move(owner), [] {});
+    const KeptSamples kept = PushAndUse(pushedSample, [] {});
     Notify(pushed, *sample, nullptr);
 }
 
 void Stream::PushNew(std::istream& in, void* sender) {
+    PushedSample pushedSample(NewSample());
     const Lock lock(mutex);
-    std::unique_ptr<Sample> sample = NewSample();
-    Sample& stored = *sample;
-    const KeptSamples kept = PushAndUse(std::move(sample), [&] { DecodeNew(stored, in); });
+    Sample& stored = pushedSample.StampNow();
+    const KeptSamples kept = PushAndUse(pushedSample, [&] { DecodeNew(stored, in); });
     Notify(pushed, stored, sender);
 }
 
 void Stream::PushNew(const NodeSerializer& serializer, const INode& sampleNode) {
     const Lock lock(mutex);
-    auto sample = std::make_unique<Sample>(streamType, serializer, sampleNode);
-    const Sample& stored = *sample;
-    const KeptSamples kept = PushAndUse(std::move(sample), [] {});
+    PushedSample pushedSample(std::make_unique<Sample>(streamType, serializer, sampleNode));
+    const Sample& stored = *pushedSample.sample;
+    const KeptSamples kept = PushAndUse(pushedSample, [] {});
     Notify(pushed, stored, nullptr);
 }
 
@@ -220,7 +231,9 @@ void Stream::DeserializeLatest(std::istream& in, void* sender) {
     const Lock lock(mutex);
     const bool isNew = ring.GetCount() == 0;
     if (isNew) {
-        PushAndUse(NewSample(), [] {});
+        PushedSample pushedSample(NewSample());
+        pushedSample.StampNow();
+        PushAndUse(pushedSample, [] {});
     }
     Sample& sample = GetLatest();
     const KeptSamples kept = Use([&] { isNew ? DecodeNew(sample, in) : sample.Deserialize(in); });
@@ -260,23 +273,28 @@ bool Stream::TryGetLatest(std::function<void(const Sample&)> callback) const {
 
 void Stream::GetAll(SamplesCallback callback) const {
     const Lock lock(mutex);
-    Answer(Earliest(), Latest(), callback);
+    Answer(ring.SelectAll(Order::stored), callback);
 }
 
 void Stream::GetAllInPushOrder(SamplesCallback callback) const {
     const Lock lock(mutex);
-    Answer(ring.SelectByIndex(), {0, ring.GetCount()}, callback);
+    Answer(ring.SelectAll(Order::pushed), callback);
 }
 
 void Stream::GetSince(const Poco::Timestamp& since, SamplesCallback callback) const {
     const Lock lock(mutex);
-    Answer(since, Latest(), callback);
+    Answer(ring.Select(since, Latest(), Order::stored), callback);
+}
+
+void Stream::GetSinceInPushOrder(const Poco::Timestamp& since, SamplesCallback callback) const {
+    const Lock lock(mutex);
+    Answer(ring.Select(since, Latest(), Order::pushed), callback);
 }
 
 void Stream::GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
                         SamplesCallback callback) const {
     const Lock lock(mutex);
-    Answer(from, to, callback);
+    Answer(ring.Select(from, to, Order::stored), callback);
 }
 
 void Stream::GetLast(const Poco::Timespan& span, SamplesCallback callback) const {
@@ -284,11 +302,11 @@ void Stream::GetLast(const Poco::Timespan& span, SamplesCallback callback) const
     const Poco::Timestamp::TimeVal now = Poco::Timestamp().epochMicroseconds();
     Poco::Timestamp::TimeVal since = 0;
     if (!__builtin_sub_overflow(now, span.totalMicroseconds(), &since)) {
-        Answer(Poco::Timestamp(since), Latest(), callback);
+        Answer(ring.Select(Poco::Timestamp(since), Latest(), Order::stored), callback);
     } else if (span.totalMicroseconds() > 0) {
-        Answer(Earliest(), Latest(), callback);
+        Answer(ring.SelectAll(Order::stored), callback);
     } else {
-        Answer(Samples(), {0, 0}, callback);
+        Answer({{}, {0, 0}}, callback);
     }
 }
 
@@ -345,21 +363,26 @@ void Stream::Fill(const NodeSerializer& serializer, const INode& node) {
     }
 }
 
+// Without a time: that of a push is the time under the lock, so that times ascend.
 std::unique_ptr<Sample> Stream::NewSample() const {
-    return std::make_unique<Sample>(streamType, Poco::Timestamp());
+    return std::make_unique<Sample>(streamType, Poco::Timestamp(0));
 }
 
 // Stores a sample, deletes the one that it overwrites and runs what uses it. Returns the samples
 // that were kept meanwhile, the new one among them where it has left the ring.
 template <class Callback>
-Stream::KeptSamples Stream::PushAndUse(std::unique_ptr<Sample> sample, Callback callback) {
+Stream::KeptSamples Stream::PushAndUse(PushedSample& pushedSample, Callback callback) {
+    CheckContract(!SampleAccess::IsStored(*pushedSample.sample), "A sample was pushed twice.");
     CallbackScope* const keeper = ring.IsFull() ? PrepareRemoval(ring.GetBegin(), 1) : nullptr;
-    std::unique_ptr<Sample> overwritten = ring.Push(std::move(sample));
+    std::unique_ptr<Sample> overwritten = ring.Push(std::move(pushedSample.sample));
     if (keeper != nullptr) {
         keeper->Keep(std::move(overwritten));
     }
     return Use([&] {
-        // A host's destructor may call the stream.
+        // A host's destructor may call the stream, and runs before the fill.
+        if (overwritten && IsExactSample(*overwritten)) {
+            pushedSample.overwritten = std::move(overwritten);
+        }
         overwritten.reset();
         callback();
     });
@@ -429,17 +452,10 @@ Sample& Stream::GetLatest() const {
     return *sample;
 }
 
-void Stream::Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
-                    const SamplesCallback& callback) const {
-    const SampleRing::IndexRange range = ring.FindRange(from, to);
-    Answer(ring.Select(range, from, to), range, callback);
-}
-
-void Stream::Answer(const Samples& selected, SampleRing::IndexRange range,
-                    const SamplesCallback& callback) const {
+void Stream::Answer(const SampleRing::Selection& selection, const SamplesCallback& callback) const {
     const CallbackScope scope(*this);
-    const SampleRing::OrderGuard guard(ring, range);
-    callback(selected);
+    const SampleRing::OrderGuard guard(ring, selection.range);
+    callback(selection.samples);
 }
 
 void Stream::CheckLayout() const {

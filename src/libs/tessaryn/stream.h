@@ -49,7 +49,8 @@ class StreamTypeRepository;
 /// - a sample that was in the stream when a fill, a change or a query began, and leaves it
 /// meanwhile,
 ///   is deleted when that callback has returned; the notification of a push still gets it. All
-///   other samples are deleted at once when they are popped, overwritten or cleared.
+///   other samples are deleted at once when they are popped, overwritten or cleared; the memory of
+///   an overwritten one that is of no derived class is given back when the push has returned.
 ///
 /// They must not wait for another thread that needs the stream, nor destroy the stream. Lock order:
 /// repository, groups from the root down, the stream's samples, its subscriptions.
@@ -155,8 +156,9 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \name Queries
     /// Each calls its callback once, under the lock, with the samples in storage order, which is
     /// that of pushing until the ring has wrapped; then the newest, in the low slots, come first.
-    /// Cost: that of the answer and a binary search while the time stamps ascend in the order of
-    /// pushing, else the number of samples.
+    /// Cost: that of the answer and, where the time stamps ascend in the order of pushing, a binary
+    /// search; one more for each sample that is earlier than the one pushed before it. Where these
+    /// are more than a sixteenth of all, each sample is looked at.
     /// \throws std::bad_function_call when the callback is empty
     ///@{
     /// Every sample.
@@ -165,6 +167,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void GetAllInPushOrder(SamplesCallback callback) const;
     /// The samples stamped at `since` or later.
     void GetSince(const Poco::Timestamp& since, SamplesCallback callback) const;
+    /// The same, the one that was pushed first in front.
+    void GetSinceInPushOrder(const Poco::Timestamp& since, SamplesCallback callback) const;
     /// The samples stamped from `from` to `to`, both included.
     void GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
                     SamplesCallback callback) const;
@@ -214,10 +218,11 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
   private:
     using KeptSamples = std::vector<std::unique_ptr<Sample>>;
     class CallbackScope;
+    struct PushedSample;
 
     std::unique_ptr<Sample> NewSample() const;
     template <class Callback>
-    KeptSamples PushAndUse(std::unique_ptr<Sample> sample, Callback callback);
+    KeptSamples PushAndUse(PushedSample& pushedSample, Callback callback);
     template <class Callback>
     KeptSamples Use(Callback callback);
     void DecodeNew(Sample& sample, std::istream& in) const;
@@ -225,10 +230,7 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void LimitLent();
     void DeleteSamples();
     Sample& GetLatest() const;
-    void Answer(const Poco::Timestamp& from, const Poco::Timestamp& to,
-                const SamplesCallback& callback) const;
-    void Answer(const std::vector<Sample*>& selected, SampleRing::IndexRange range,
-                const SamplesCallback& callback) const;
+    void Answer(const SampleRing::Selection& selection, const SamplesCallback& callback) const;
     void CheckLayout() const;
     void CheckSample(const Sample& sample) const;
     void Notify(StreamChangeType type, const Sample& sample, void* sender);
