@@ -6,8 +6,12 @@
 #include "tessaryn/export.h"
 #include "tessaryn/subscription_rule.h"
 
+#include <memory>
+#include <optional>
+
 namespace velmora::core::tessaryn {
 
+class RLExpr;
 class RuleProgram;
 
 /// The second base of the library's own rules, by which a notification recognises them: internal.
@@ -23,9 +27,11 @@ class TESSARYN_API LibraryRule {
     /// class that a host derives, whose `Applies` may do anything, and for an operand of such a
     /// class.
     virtual bool IsPure() const = 0;
-    /// The compiled form of a rule that is a pure expression and nothing else; null for others.
-    /// \return \ownership lends: as long as the rule lives and is not assigned to
-    virtual const RuleProgram* GetProgram() const;
+    /// The compiled form of a pure rule; null for an impure one, and for one that no expression
+    /// equals.
+    virtual std::shared_ptr<const RuleProgram> GetProgram() const;
+    /// An expression that equals a pure rule; none for an impure one. Null is an expression, too.
+    virtual std::optional<std::shared_ptr<RLExpr>> GetExpression() const = 0;
 
   protected:
     LibraryRule() = default;

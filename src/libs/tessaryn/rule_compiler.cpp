@@ -7,6 +7,7 @@
 #include "tessaryn/overloaded.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -131,7 +132,8 @@ class Compiler {
         // What was added later is never reached: operands before a constant one.
         const auto first = reversed.rend() - (start + 1);
         const auto index = static_cast<Place>(rule.code.size());
-        rule.code.insert(rule.code.end(), first, reversed.rend());
+        rule.code.insert(rule.code.end(), std::make_move_iterator(first),
+                         std::make_move_iterator(reversed.rend()));
         return index;
     }
 
@@ -139,7 +141,7 @@ class Compiler {
     // they start.
     Place CompileNode(const RLExpr* node, Place onTrue, Place onFalse) {
         if (node == nullptr) {
-            return Add(Opcode::Fallback, {}, onTrue, onFalse);
+            return Add({.opcode = Opcode::Fallback}, onTrue, onFalse);
         }
         const bool isShared = nodes[node].uses > 1;
         if (node != blockRoot && IsOperator(*node) && (isShared || depth >= maxDepth)) {
@@ -168,12 +170,17 @@ class Compiler {
                     return Compare(ge, Operator::greaterOrEqual, onTrue, onFalse);
                 },
                 [&](const RLExistsExpr& exists) {
-                    return Add(Opcode::Exists, {node, exists.entryName()}, onTrue, onFalse);
+                    return Add({.opcode = Opcode::Exists,
+                                .expression = node,
+                                .entryName = exists.entryName()},
+                               onTrue, onFalse);
                 },
                 [&](const RLFuncExpr& function) {
                     return CompileFunction(function, onTrue, onFalse);
                 },
-                [&](const RLExpr&) { return Add(Opcode::Fallback, {node}, onTrue, onFalse); }});
+                [&](const RLExpr&) {
+                    return Add({.opcode = Opcode::Fallback, .expression = node}, onTrue, onFalse);
+                }});
         --depth;
         return start;
     }
@@ -213,7 +220,7 @@ class Compiler {
         // The tree converts the values to bool after it has evaluated them all, which makes a
         // difference where a conversion fails.
         if (!std::all_of(operands.begin(), operands.end(), IsBool)) {
-            return Add(Opcode::Fallback, {&chain}, onTrue, onFalse);
+            return Add({.opcode = Opcode::Fallback, .expression = &chain}, onTrue, onFalse);
         }
         Place even = onFalse;
         Place odd = onTrue;
@@ -234,36 +241,36 @@ class Compiler {
 
     Place Compare(const RLRelExpr& comparison, Operator symbol, Place onTrue, Place onFalse) {
         const RLExpr* const left = comparison.leftOperand();
-        const ConvertedLiteral literal(comparison.literal());
-        Operands operands{&comparison};
-        Opcode opcode = Opcode::Fallback;
-        if (left != nullptr && literal.IsLossless()) {
-            opcode = VisitExpression(
-                *left,
-                Overloaded{
-                    [&](const RLIndexExpr& elements) { return SelectElements(elements, operands); },
-                    [&](const RLPropExpr& property) { return SelectSize(property, operands); },
-                    [](const RLExpr&) { return Opcode::Fallback; }});
+        Instruction instruction{.opcode = Opcode::Fallback,
+                                .comparison = symbol,
+                                .expression = &comparison,
+                                .literal = ConvertedLiteral(comparison.literal())};
+        if (left != nullptr && instruction.literal.IsLossless()) {
+            instruction.opcode =
+                VisitExpression(*left, Overloaded{[&](const RLIndexExpr& elements) {
+                                                      return SelectElements(elements, instruction);
+                                                  },
+                                                  [&](const RLPropExpr& property) {
+                                                      return SelectSize(property, instruction);
+                                                  },
+                                                  [](const RLExpr&) { return Opcode::Fallback; }});
         }
-        if (opcode != Opcode::Fallback && literal.IsConvertibleTo(String)) {
-            operands.text = ConvertedLiteral::AsText(comparison.literal());
+        if (instruction.opcode != Opcode::Fallback && instruction.literal.IsConvertibleTo(String)) {
+            instruction.text = ConvertedLiteral::AsText(comparison.literal());
         }
-        const Place start = Add(opcode, operands, onTrue, onFalse);
-        reversed.back().comparison = symbol;
-        reversed.back().literal = literal;
-        return start;
+        return Add(std::move(instruction), onTrue, onFalse);
     }
 
-    static Opcode SelectElements(const RLIndexExpr& elements, Operands& operands) {
-        operands.entryName = elements.entryName();
-        operands.from = elements.first();
-        operands.to = elements.last();
+    static Opcode SelectElements(const RLIndexExpr& elements, Instruction& instruction) {
+        instruction.entryName = elements.entryName();
+        instruction.from = elements.first();
+        instruction.to = elements.last();
         const bool allElements = elements.first() <= 0 && elements.last() < 0;
         return allElements ? Opcode::Compare : Opcode::CompareRange;
     }
 
-    static Opcode SelectSize(const RLPropExpr& property, Operands& operands) {
-        operands.entryName = property.entryName();
+    static Opcode SelectSize(const RLPropExpr& property, Instruction& instruction) {
+        instruction.entryName = property.entryName();
         return property.propertyName() == "size" ? Opcode::CompareSize : Opcode::Fallback;
     }
 
@@ -272,9 +279,10 @@ class Compiler {
             {"pushed", pushed}, {"popped", popped}, {"changed", changed}};
         for (const auto& [name, changeType] : changeTypes) {
             if (function.functionName() == name) {
-                const Place start = Add(Opcode::ChangeType, {&function}, onTrue, onFalse);
-                reversed.back().changeType = changeType;
-                return start;
+                return Add({.opcode = Opcode::ChangeType,
+                            .changeType = changeType,
+                            .expression = &function},
+                           onTrue, onFalse);
             }
         }
         return function.functionName() == "true" ? onTrue : onFalse;
@@ -290,17 +298,16 @@ class Compiler {
             }
             blockRoots.push_back(node);
         }
-        const Place start = Add(Opcode::Call, {node}, onTrue, onFalse);
-        reversed.back().block = info.block;
-        return start;
+        return Add({.opcode = Opcode::Call, .block = info.block, .expression = node}, onTrue,
+                   onFalse);
     }
 
-    Place Add(Opcode opcode, const Operands& operands, Place onTrue, Place onFalse) {
-        Instruction& instruction =
-            reversed.emplace_back(opcode, rule.operands.emplace_back(operands));
-        const auto place = static_cast<Place>(reversed.size() - 1);
+    Place Add(Instruction instruction, Place onTrue, Place onFalse) {
+        const auto place = static_cast<Place>(reversed.size());
+        rule.mayThrow = rule.mayThrow || instruction.opcode == Opcode::Fallback;
         instruction.onTrue = TargetAt(place, onTrue);
         instruction.onFalse = TargetAt(place, onFalse);
+        reversed.push_back(std::move(instruction));
         return place;
     }
 

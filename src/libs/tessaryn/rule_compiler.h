@@ -6,7 +6,6 @@
 #include "tessaryn/rule_instruction.h"
 
 #include <cstdint>
-#include <deque>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -34,10 +33,10 @@ struct CompiledRule {
     std::vector<Block> blocks;
     /// Number of verdicts that are kept.
     std::uint32_t numVerdicts = 0;
-    /// A deque, because instructions point to its elements.
-    std::deque<Operands> operands;
     /// Whether all nodes of the tree are the library's, so that evaluation does nothing but read.
     bool isPure = true;
+    /// Whether an evaluation may throw: there is a `Fallback`.
+    bool mayThrow = false;
 };
 
 /// Compiles a rule's tree.

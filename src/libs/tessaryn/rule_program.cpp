@@ -6,75 +6,63 @@
 #include "tessaryn/private/subscription_rule_expressions.h"
 #include "tessaryn/sample_view.h"
 
-#include <optional>
 #include <sstream>
 #include <utility>
-#include <vector>
 
 namespace velmora::core::tessaryn {
 
 using Opcode = Instruction::Opcode;
 using Place = CompiledRule::Place;
 
-// One evaluation of a program that has blocks.
-class RuleProgram::Evaluation {
-  public:
-    Evaluation(const CompiledRule& rule, const SampleView& sample, const SubscriptionArgs& args)
-        : rule(rule), sample(sample), args(args), verdicts(rule.numVerdicts) {}
-
-    bool Run(Place start) {
-        if (start < 0) {
-            return start == CompiledRule::holds;
-        }
-        const Instruction* instruction = &rule.code[static_cast<std::size_t>(start)];
-        while (true) {
-            const bool passes = instruction->opcode == Opcode::Call
-                                    ? Call(rule.blocks[instruction->block])
-                                    : instruction->test.Load()(*instruction, sample, args);
-            const Instruction::Target target = passes ? instruction->onTrue : instruction->onFalse;
-            if (target <= 0) {
-                return target == Instruction::holds;
-            }
-            instruction += target;
-        }
-    }
-
-  private:
-    bool Call(const CompiledRule::Block& block) {
-        if (block.verdict == CompiledRule::none) {
-            return Run(block.start);
-        }
-        std::optional<bool>& verdict = verdicts[block.verdict];
-        if (!verdict) {
-            verdict = Run(block.start);
-        }
-        return *verdict;
-    }
-
-    const CompiledRule& rule;
-    const SampleView& sample;
-    const SubscriptionArgs& args;
-    // Empty, and so not allocated, where the tree shares no part.
-    std::vector<std::optional<bool>> verdicts;
+struct RuleProgram::Binding {
+    std::uint64_t layout;
+    BoundRule rule;
+    std::atomic<Binding*> next = nullptr;
 };
 
 RuleProgram::RuleProgram(std::shared_ptr<RLExpr> tree)
-    : tree(std::move(tree)),
-      compiled(CompileRule(this->tree.get())),
-      entry(compiled.start == 0 && compiled.blocks.empty() ? compiled.code.data() : nullptr) {}
+    : tree(std::move(tree)), compiled(CompileRule(this->tree.get())) {}
 
-RuleProgram::~RuleProgram() = default;
+RuleProgram::~RuleProgram() {
+    for (const Binding* binding = bindings; binding != nullptr;) {
+        const std::unique_ptr<const Binding> owner(binding);
+        binding = owner->next;
+    }
+}
 
 bool RuleProgram::Holds(const SubscriptionArgs& args) const {
     // A host that asks a rule itself may have no sample, which "pushed()" does not need.
-    if (args.sample == nullptr || !IsExactSample(*args.sample)) {
-        return valueOf(tree.get(), args).convert<bool>();
+    if (args.sample != nullptr && IsExactSample(*args.sample)) {
+        const SampleView sample(*args.sample);
+        const Binding* const binding = BindingFor(sample);
+        if (binding != nullptr) {
+            return binding->rule.Holds(sample, args);
+        }
     }
-    return Holds(SampleView(*args.sample), args);
+    return valueOf(tree.get(), args).convert<bool>();
 }
 
-bool RuleProgram::HoldsWithBlocks(const SampleView& sample, const SubscriptionArgs& args) const {
-    return Evaluation(compiled, sample, args).Run(compiled.start);
+// Null where the sample lacks entries of its type, and for too many types.
+const RuleProgram::Binding* RuleProgram::BindingFor(const SampleView& sample) const {
+    const std::uint64_t layout = sample.CompleteLayout();
+    std::atomic<Binding*>* place = &bindings;
+    for (int count = 0; count < maxBindings; ++count) {
+        Binding* binding = place->load(std::memory_order_acquire);
+        if (binding == nullptr) {
+            if (layout == 0) {
+                return nullptr;
+            }
+            auto added = std::make_unique<Binding>(layout, BoundRule(compiled, sample.Type()));
+            if (place->compare_exchange_strong(binding, added.get())) {
+                return added.release();
+            }
+        }
+        if (binding->layout == layout) {
+            return binding;
+        }
+        place = &binding->next;
+    }
+    return nullptr;
 }
 
 namespace {
@@ -94,26 +82,26 @@ std::string InOneLine(const RLExpr* expression) {
 }
 
 std::string ComparisonOf(const Instruction& instruction) {
-    const auto& comparison = static_cast<const RLRelExpr&>(*instruction.operands->expression);
+    const auto& comparison = static_cast<const RLRelExpr&>(*instruction.expression);
     return std::string(" ") + comparison.symbol() + " " + comparison.literal().toString();
 }
 
 std::string DumpOf(const Instruction& instruction) {
-    const Operands& operands = *instruction.operands;
     switch (instruction.opcode) {
         case Opcode::Compare:
-            return "Compare " + operands.entryName + ComparisonOf(instruction);
+            return "Compare " + instruction.entryName + ComparisonOf(instruction);
         case Opcode::CompareRange:
-            return "CompareRange " + operands.entryName + "[" + std::to_string(operands.from) +
-                   ":" + std::to_string(operands.to) + "]" + ComparisonOf(instruction);
+            return "CompareRange " + instruction.entryName + "[" +
+                   std::to_string(instruction.from) + ":" + std::to_string(instruction.to) + "]" +
+                   ComparisonOf(instruction);
         case Opcode::CompareSize:
-            return "CompareSize " + operands.entryName + ComparisonOf(instruction);
+            return "CompareSize " + instruction.entryName + ComparisonOf(instruction);
         case Opcode::Exists:
-            return "Exists " + operands.entryName;
+            return "Exists " + instruction.entryName;
         case Opcode::ChangeType:
-            return "ChangeType" + InOneLine(operands.expression);
+            return "ChangeType" + InOneLine(instruction.expression);
         case Opcode::Fallback:
-            return "Fallback" + InOneLine(operands.expression);
+            return "Fallback" + InOneLine(instruction.expression);
         case Opcode::Call:
             break;
     }

@@ -7,7 +7,6 @@
 #include "tessaryn/stream_type.h"
 
 #include <cstdint>
-#include <limits>
 #include <string_view>
 #include <typeinfo>
 
@@ -29,20 +28,14 @@ class SampleView {
           offsets(sample.offsets.get()),
           numOffsets(sample.numOffsets),
           type(sample.streamType),
-          layoutNumber(type == nullptr ? 0 : type->GetLayoutNumber()),
-          alignedCompleteNumber((type != nullptr && numOffsets > type->GetNumEntries()
-                                     ? layoutNumber
-                                     : std::numeric_limits<std::uint64_t>::max())
-                                << (64 - StreamType::layoutNumberBits)) {}
+          layout(type != nullptr && numOffsets > type->GetNumEntries() ? type->GetLayoutNumber()
+                                                                       : 0) {}
 
     /// Null for a sample that was moved from.
     const StreamType* Type() const { return type; }
-    /// The number of the type's present state; 0 without a type.
-    std::uint64_t LayoutNumber() const { return layoutNumber; }
-    /// The same of a sample that has all entries of its type. The type may have got more since the
-    /// sample was made: then a number that no type has.
-    /// In the highest `StreamType::layoutNumberBits` bits.
-    std::uint64_t AlignedCompleteNumber() const { return alignedCompleteNumber; }
+    /// The number of the type's present state, if the sample has all entries of the type; else 0.
+    /// The type may have got more since the sample was made.
+    std::uint64_t CompleteLayout() const { return layout; }
 
     /// The bytes of an entry; none of one that the sample does not have.
     std::string_view Bytes(unsigned short entry) const {
@@ -60,8 +53,7 @@ class SampleView {
     const unsigned int* offsets;
     std::uint32_t numOffsets;
     const StreamType* type;
-    std::uint64_t layoutNumber;
-    std::uint64_t alignedCompleteNumber;
+    std::uint64_t layout;
 };
 
 }  // namespace velmora::core::tessaryn

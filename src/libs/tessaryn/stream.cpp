@@ -331,7 +331,7 @@ void Stream::Clear(unsigned int what) {
 }
 
 void Stream::Subscribe(const StreamSubscription& subscription) {
-    subscribers.Add(subscription);
+    subscribers.Add(subscription, streamType);
 }
 
 void Stream::Unsubscribe(const StreamSubscription& subscription) {

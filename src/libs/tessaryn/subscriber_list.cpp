@@ -6,7 +6,10 @@
 #include "tessaryn/library_rule.h"
 #include "tessaryn/rule_program.h"
 #include "tessaryn/sample.h"
+#include "tessaryn/sample_access.h"
 #include "tessaryn/sample_view.h"
+#include "tessaryn/stored_rule.h"
+#include "tessaryn/stream_type.h"
 
 #include <Poco/ScopedLock.h>
 
@@ -58,9 +61,10 @@ class SubscriberList::Traversal {
 // override what rules read, so that one is copied at once.
 class SubscriberList::Notification {
   public:
-    Notification(StreamChangeType type, const Sample& stored, void* sender)
+    Notification(StreamChangeType type, const Sample& stored, void* sender,
+                 const SubscriberList& list)
         // Only pure rules see the stored sample through the record.
-        : stored(stored), args{type, const_cast<Sample*>(&stored), sender} {
+        : stored(stored), args{type, const_cast<Sample*>(&stored), sender}, list(list) {
         if (!IsExactSample(stored)) {
             PrepareForHost();
         }
@@ -70,28 +74,24 @@ class SubscriberList::Notification {
     // once the host's code has run, which may add subscribers and so move this one.
     void Reach(const Subscriber& subscriber, void* stream) {
         StreamSubscription& subscription = *subscriber.subscription;
-        if (!subscriber.isPure) {
+        if (subscriber.rule == nullptr) {
             PrepareForHost();
             subscription.NotifyIfRuleApplies(stream, args);
-        } else if (PureRuleApplies(subscriber)) {
+        } else if (Holds(*subscriber.rule)) {
             PrepareForHost();
             subscription.delegate->notify(stream, args);
         }
     }
 
   private:
-    bool PureRuleApplies(const Subscriber& subscriber) {
-        if (subscriber.program == nullptr) {
-            return subscriber.subscription->GetRule()->Applies(args);
-        }
-        // One view serves all programs until the host's code runs, which may change the sample.
-        if (!view) {
-            if (args.sample == nullptr || !IsExactSample(*args.sample)) {
-                return subscriber.program->Holds(args);
-            }
+    bool Holds(const StoredRule& rule) {
+        // One view serves all rules until the host's code runs, which may change the sample.
+        if (!view && args.sample != nullptr && IsExactSample(*args.sample)) {
             view.emplace(*args.sample);
         }
-        return subscriber.program->Holds(*view, args);
+        return view && view->CompleteLayout() != 0 && view->CompleteLayout() == list.boundLayout
+                   ? rule.Holds(*view, args)
+                   : rule.HoldsAnywhere(args);
     }
 
     void PrepareForHost() {
@@ -103,23 +103,56 @@ class SubscriberList::Notification {
 
     const Sample& stored;
     SubscriptionArgs args;
+    const SubscriberList& list;
     std::optional<SampleView> view;
     std::optional<Sample> copy;
 };
 
-void SubscriberList::Add(const StreamSubscription& subscription) {
+SubscriberList::SubscriberList() = default;
+
+SubscriberList::~SubscriberList() = default;
+
+void SubscriberList::Add(const StreamSubscription& subscription, const StreamType* type) {
     if (subscription.rule == nullptr || subscription.delegate == nullptr) {
         throw std::invalid_argument("A subscription without rule or delegate cannot be notified.");
     }
+    const LibraryRule* const libraryRule = AsLibraryRule(subscription.rule);
+    const auto program = libraryRule != nullptr ? libraryRule->GetProgram() : nullptr;
+    std::optional<StoredRule> rule;
     Subscriptions copy;
-    copy.push_back(subscription);
-    const LibraryRule* const rule = AsLibraryRule(copy.front().rule);
-    const bool isPure = rule != nullptr && rule->IsPure();
-    const Subscriber subscriber{copy.begin(), isPure ? rule->GetProgram() : nullptr, isPure};
+    if (program != nullptr) {
+        rule.emplace(program, type);
+        copy.emplace_back(std::unique_ptr<ISubscriptionRule>(), *subscription.delegate);
+    } else {
+        copy.push_back(subscription);
+    }
 
     const Lock lock(mutex);
-    subscribers.push_back(subscriber);
+    subscribers.push_back({copy.begin(), nullptr});
+    if (rule) {
+        try {
+            if (rules == nullptr) {
+                rules = std::make_unique<StoredRules>();
+            }
+            BindTo(type);
+            subscribers.back().rule = rules->Acquire(std::move(*rule));
+        } catch (...) {
+            subscribers.pop_back();
+            throw;
+        }
+    }
     subscriptions.splice(subscriptions.end(), copy);
+}
+
+// Binds the rules to a type, or to another state of it.
+void SubscriberList::BindTo(const StreamType* type) {
+    const std::uint64_t layout = type == nullptr ? 0 : type->GetLayoutNumber();
+    if (rules != nullptr && boundLayout != layout) {
+        // Until all are bound, they are asked without.
+        boundLayout = 0;
+        rules->Bind(type);
+        boundLayout = layout;
+    }
 }
 
 void SubscriberList::Remove(const StreamSubscription& subscription) {
@@ -156,7 +189,8 @@ void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* s
     const Traversal traversal(*this, removed);
     const unsigned long long number = ++notifications;
     // A notification inside a notification has a record and a copy of its own.
-    Notification notification(type, sample, sender);
+    BindTo(SampleAccess::TypeOf(sample));
+    Notification notification(type, sample, sender, *this);
     for (std::size_t i = 0; i < traversal.Count(); ++i) {
         if (subscribers[i].lastNotification >= number) {
             notification.Reach(subscribers[i], stream);
@@ -176,6 +210,11 @@ void SubscriberList::RemoveAt(std::size_t index) {
 // one on average.
 void SubscriberList::Compact() {
     if (2 * numRemovedSubscribers > subscribers.size()) {
+        for (const Subscriber& each : subscribers) {
+            if (each.IsRemoved() && each.rule != nullptr) {
+                rules->Release(each.rule);
+            }
+        }
         std::erase_if(subscribers, [](const Subscriber& each) { return each.IsRemoved(); });
         numRemovedSubscribers = 0;
     }

@@ -9,14 +9,18 @@
 #include <Poco/Mutex.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <list>
+#include <memory>
 #include <vector>
 
 namespace velmora::core::tessaryn {
 
-class RuleProgram;
 class Sample;
+class StoredRule;
+class StoredRules;
+class StreamType;
 
 /// The subscriptions to a stream, and the way from a change to their delegates: internal.
 ///
@@ -33,14 +37,16 @@ class Sample;
 /// \threadsafety guarded: each operation for its whole run, callbacks included
 class SubscriberList {
   public:
-    SubscriberList() = default;
+    SubscriberList();
     SubscriberList(const SubscriberList&) = delete;
     SubscriberList& operator=(const SubscriberList&) = delete;
+    ~SubscriberList();
 
     /// Appends a copy.
+    /// \param type of the stream's samples; null when it is not known yet
     /// \throws std::invalid_argument when the subscription has no rule or no delegate
     /// \throws what cloning throws; the list is then as it was
-    void Add(const StreamSubscription& subscription);
+    void Add(const StreamSubscription& subscription, const StreamType* type);
     /// Removes every stored subscription that is equal to the given one.
     /// \throws what a comparison throws; those found equal before are removed
     void Remove(const StreamSubscription& subscription);
@@ -61,11 +67,10 @@ class SubscriberList {
     struct Subscriber {
         static constexpr auto stillSubscribed = std::numeric_limits<unsigned long long>::max();
 
+        /// Without its rule where that is stored.
         Subscriptions::iterator subscription;
-        /// Of a rule that is a pure expression, else null.
-        const RuleProgram* program;
-        /// Whether the rule only reads the change.
-        bool isPure;
+        /// Of a rule that only reads the change; null for a host's own.
+        const StoredRule* rule;
         /// The number of the last notification that reaches it, known once it is removed.
         unsigned long long lastNotification = stillSubscribed;
 
@@ -74,6 +79,7 @@ class SubscriberList {
     class Traversal;
     class Notification;
 
+    void BindTo(const StreamType* type);
     void RemoveAt(std::size_t index);
     void Compact();
 
@@ -84,6 +90,10 @@ class SubscriberList {
     // no traversal is active.
     std::vector<Subscriber> subscribers;
     std::size_t numRemovedSubscribers = 0;
+    // The rules that subscribers have. Null until the first one comes.
+    std::unique_ptr<StoredRules> rules;
+    // The number of the type's state that the rules are bound to; 0 before they are.
+    std::uint64_t boundLayout = 0;
     // The subscriptions of the subscribers that are not removed, in order of subscribing.
     Subscriptions subscriptions;
     // Subscriptions that were removed since the outermost traversal began; else empty.

@@ -48,6 +48,24 @@ bool IsExactly(const Rule& rule) {
     return typeid(rule) == typeid(Rule);
 }
 
+using OptionalExpression = std::optional<std::shared_ptr<RLExpr>>;
+
+// None for null and for a host's rule.
+OptionalExpression ExpressionOf(const ISubscriptionRule* rule) {
+    const LibraryRule* const libraryRule = AsLibraryRule(rule);
+    return libraryRule != nullptr ? libraryRule->GetExpression() : std::nullopt;
+}
+
+template <class Node>
+OptionalExpression Join(const ISubscriptionRule* left, const ISubscriptionRule* right) {
+    const OptionalExpression leftExpression = ExpressionOf(left);
+    const OptionalExpression rightExpression = ExpressionOf(right);
+    if (!leftExpression || !rightExpression) {
+        return std::nullopt;
+    }
+    return std::make_shared<Node>(*leftExpression, *rightExpression);
+}
+
 bool IsPureOperand(const ISubscriptionRule* operand) {
     const LibraryRule* const rule = AsLibraryRule(operand);
     return rule != nullptr && rule->IsPure();
@@ -55,8 +73,9 @@ bool IsPureOperand(const ISubscriptionRule* operand) {
 
 }  // namespace
 
-const RuleProgram* LibraryRule::GetProgram() const {
-    return nullptr;
+std::shared_ptr<const RuleProgram> LibraryRule::GetProgram() const {
+    const OptionalExpression expression = GetExpression();
+    return expression ? std::make_shared<const RuleProgram>(*expression) : nullptr;
 }
 
 AlwaysRule::~AlwaysRule() = default;
@@ -71,6 +90,10 @@ ISubscriptionRule* AlwaysRule::Clone() const {
 
 bool AlwaysRule::IsPure() const {
     return IsExactly(*this);
+}
+
+std::optional<std::shared_ptr<RLExpr>> AlwaysRule::GetExpression() const {
+    return IsPure() ? OptionalExpression(std::make_shared<RLFuncExpr>("true")) : std::nullopt;
 }
 
 AndRule::AndRule(ISubscriptionRule* left, ISubscriptionRule* right) : left(left), right(right) {}
@@ -94,6 +117,10 @@ bool AndRule::IsPure() const {
     return IsExactly(*this) && IsPureOperand(left) && IsPureOperand(right);
 }
 
+std::optional<std::shared_ptr<RLExpr>> AndRule::GetExpression() const {
+    return IsPure() ? Join<RLAndExpr>(left, right) : std::nullopt;
+}
+
 OrRule::OrRule(ISubscriptionRule* left, ISubscriptionRule* right) : left(left), right(right) {}
 
 OrRule::~OrRule() {
@@ -113,6 +140,10 @@ ISubscriptionRule* OrRule::Clone() const {
 
 bool OrRule::IsPure() const {
     return IsExactly(*this) && IsPureOperand(left) && IsPureOperand(right);
+}
+
+std::optional<std::shared_ptr<RLExpr>> OrRule::GetExpression() const {
+    return IsPure() ? Join<RLOrExpr>(left, right) : std::nullopt;
 }
 
 XorRule::XorRule(ISubscriptionRule* left, ISubscriptionRule* right) : left(left), right(right) {}
@@ -137,6 +168,12 @@ bool XorRule::IsPure() const {
     return IsExactly(*this) && IsPureOperand(left) && IsPureOperand(right);
 }
 
+std::optional<std::shared_ptr<RLExpr>> XorRule::GetExpression() const {
+    const OptionalExpression expression = IsPure() ? Join<RLXorExpr>(left, right) : std::nullopt;
+    // The expression asks its right operand first, which shows where one throws.
+    return expression && !CompileRule(expression->get()).mayThrow ? expression : std::nullopt;
+}
+
 NotRule::NotRule(ISubscriptionRule* operand) : operand(operand) {}
 
 NotRule::~NotRule() {
@@ -155,6 +192,11 @@ bool NotRule::IsPure() const {
     return IsExactly(*this) && IsPureOperand(operand);
 }
 
+std::optional<std::shared_ptr<RLExpr>> NotRule::GetExpression() const {
+    const OptionalExpression expression = IsPure() ? ExpressionOf(operand) : std::nullopt;
+    return expression ? OptionalExpression(std::make_shared<RLNotExpr>(*expression)) : std::nullopt;
+}
+
 StreamChangeTypeRule::StreamChangeTypeRule(StreamChangeType changeType) : changeType(changeType) {}
 
 StreamChangeTypeRule::~StreamChangeTypeRule() = default;
@@ -169,6 +211,17 @@ ISubscriptionRule* StreamChangeTypeRule::Clone() const {
 
 bool StreamChangeTypeRule::IsPure() const {
     return IsExactly(*this);
+}
+
+std::optional<std::shared_ptr<RLExpr>> StreamChangeTypeRule::GetExpression() const {
+    const std::pair<StreamChangeType, const char*> functions[] = {
+        {pushed, "pushed"}, {popped, "popped"}, {changed, "changed"}};
+    for (const auto& [type, function] : functions) {
+        if (type == changeType && IsPure()) {
+            return std::make_shared<RLFuncExpr>(function);
+        }
+    }
+    return std::nullopt;
 }
 
 ExpressionRule::ExpressionRule(const std::string& text) : ExpressionRule(RLParser(text).parse()) {}
@@ -191,8 +244,12 @@ bool ExpressionRule::IsPure() const {
     return IsExactly(*this) && program->IsPure();
 }
 
-const RuleProgram* ExpressionRule::GetProgram() const {
-    return IsPure() ? program.get() : nullptr;
+std::optional<std::shared_ptr<RLExpr>> ExpressionRule::GetExpression() const {
+    return IsPure() ? OptionalExpression(expression) : std::nullopt;
+}
+
+std::shared_ptr<const RuleProgram> ExpressionRule::GetProgram() const {
+    return IsPure() ? program : nullptr;
 }
 
 ISubscriptionRule* Always() {

@@ -9,6 +9,7 @@
 #include "tessaryn/subscription_rule.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace velmora::core::tessaryn {
@@ -25,6 +26,7 @@ class TESSARYN_API AlwaysRule : public ISubscriptionRule, public LibraryRule {
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 };
 
 /// Applies where both operands do; the right one is not asked when the left one does not apply.
@@ -42,6 +44,7 @@ class TESSARYN_API AndRule : public ISubscriptionRule, public LibraryRule {
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 
   protected:
     AndRule(const AndRule&) = default;
@@ -63,6 +66,7 @@ class TESSARYN_API OrRule : public ISubscriptionRule, public LibraryRule {
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 
   protected:
     OrRule(const OrRule&) = default;
@@ -84,6 +88,7 @@ class TESSARYN_API XorRule : public ISubscriptionRule, public LibraryRule {
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 
   protected:
     XorRule(const XorRule&) = default;
@@ -104,6 +109,7 @@ class TESSARYN_API NotRule : public ISubscriptionRule, public LibraryRule {
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 
   protected:
     NotRule(const NotRule&) = default;
@@ -124,6 +130,7 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule, public Libra
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 
   private:
     StreamChangeType changeType;
@@ -131,8 +138,9 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule, public Libra
 
 /// Applies where an expression of the rule language holds.
 ///
-/// The text is parsed once; copies and clones share the parsed tree. `Applies` allocates nothing
-/// where the expression holds only comparisons of elements, sizes and change types.
+/// The text is parsed once; copies and clones share the parsed tree. Where the expression holds
+/// only comparisons of elements, sizes and change types, `Applies` allocates nothing but for the
+/// first sample of a stream type.
 /// \threadsafety immutable
 class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule {
   public:
@@ -151,7 +159,8 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule
     bool Applies(SubscriptionArgs& args) const override;
     ISubscriptionRule* Clone() const override;
     bool IsPure() const override;
-    const RuleProgram* GetProgram() const override;
+    std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
+    std::shared_ptr<const RuleProgram> GetProgram() const override;
 
   protected:
     /// \param expression a parsed expression, shared; null for a blank one
