@@ -53,7 +53,7 @@ cmd_bench() {
         arguments+=("--benchmark_filter=$filter")
     fi
 
-    need "${build_packages[@]}" libbenchmark-dev libboost-dev libsqlite3-dev
+    need "${build_packages[@]}" libbenchmark-dev libboost-dev libsqlite3-dev zlib1g-dev
     configure bench
     build bench -t stream_benchmark
 

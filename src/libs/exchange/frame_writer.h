@@ -1,0 +1,48 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "exchange/export.h"
+#include "exchange/frame_encoder.h"
+
+#include <iosfwd>
+#include <string_view>
+#include <unordered_set>
+
+namespace velmora::exchange {
+
+/// Writes samples as frames, the description of each layout before its first sample.
+///
+/// Errors are left in the stream's state, and a description that was not written is written again.
+/// The stream must outlive the writer.
+///
+/// \threadsafety external
+class EXCHANGE_API FrameWriter {
+  public:
+    /// \param out \ownership observes: binary; frames are aligned as its position is
+    explicit FrameWriter(std::ostream& out);
+
+    /// Writes a sample and, before the first one of its layout, the layout's description.
+    /// \throws std::invalid_argument, std::length_error as `FrameEncoder::Encode`; nothing of the
+    /// sample is written
+    void Write(const core::tessaryn::Sample& sample, const SampleInfo& info = {});
+
+    /// Writes the description of a type, whether it was written before or not.
+    /// \throws std::length_error as `FrameEncoder::EncodeType`
+    void WriteType(const core::tessaryn::StreamType& type);
+
+    /// Forgets which descriptions were written, as for a peer that has just come.
+    void ForgetTypes();
+
+  private:
+    void WriteFrame(std::string_view frame);
+
+    std::ostream& out;
+    FrameEncoder encoder;
+    std::unordered_set<Fingerprint> described;
+    Fingerprint lastDescribed;
+    bool isLastDescribed = false;
+};
+
+}  // namespace velmora::exchange
