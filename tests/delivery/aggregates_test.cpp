@@ -24,7 +24,7 @@ using delivery::Events;
 using delivery::PercentOfRange;
 using delivery::Window;
 
-// Takes down summaries by the names of their entries.
+// Records summaries by the names of their entries.
 class Summaries : public delivery::Sink {
   public:
     void Emit(SubscriptionArgs& change) override {

@@ -43,7 +43,7 @@ Readings Picked(const Readings& readings, const std::function<bool(std::size_t)>
     return picked;
 }
 
-// The models look back over the whole series instead of keeping a state.
+// The models look back over the series instead of keeping a state.
 
 std::size_t BeginOfRun(const Readings& readings, std::size_t i, double above) {
     while (i > 0 && readings[i - 1].value > above) {
@@ -222,7 +222,7 @@ TEST(Conditions, CompareArraysElementByElement) {
         };
         EXPECT_EQ(passes(OnChange("x")), test.differs);
         EXPECT_EQ(passes(Deadband("x", 1)), test.isBeyondOne);
-        EXPECT_FALSE(passes(OnChange("another"))) << "the first doesn't pass either";
+        EXPECT_FALSE(passes(OnChange("another"))) << "the first does not pass either";
     }
 }
 

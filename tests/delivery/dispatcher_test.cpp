@@ -60,7 +60,7 @@ TEST(Dispatcher, HandsOverMatchingChangesInOrderWithTheirKind) {
     EXPECT_EQ(dispatcher.GetStatistics().delivered, 9U);
 }
 
-TEST(Dispatcher, TellsStreamSenderAndACopyOfTheHandlersOwn) {
+TEST(Dispatcher, PassesStreamSenderAndACopyThatTheHandlerMayKeep) {
     NumberStream numbers;
     std::optional<Change> kept;
     Dispatcher dispatcher;
@@ -458,14 +458,14 @@ TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
     std::vector<Delivery> deliveries;
     deliveries.reserve(streams * each);
     NumberStream target;
-    const std::size_t plain = bytesOf([&](std::size_t i) {
+    const std::size_t subscribedBytes = bytesOf([&](std::size_t i) {
         subscribed[i]->Subscribe({Always(), Poco::delegate(&target, &NumberStream::Ignore)});
     });
     const std::size_t delivered = bytesOf([&](std::size_t i) {
         deliveries.push_back(
             dispatcher.Subscribe(*subscribed[streams + i], Always(), [](Change&) {}));
     });
-    EXPECT_LT(delivered, plain + 1024);
+    EXPECT_LT(delivered, subscribedBytes + 1024);
     RecordProperty("bytes", static_cast<int>(delivered));
 }
 #endif

@@ -34,7 +34,7 @@ inline void PrintTo(const Reading& reading, std::ostream* out) {
     *out << reading.value << " at " << reading.time;
 }
 
-/// Feeds readings to conditions and takes down what comes out.
+/// Feeds readings to conditions and records the output.
 class Harness : private delivery::Sink {
   public:
     Harness() { type.Add("x", core::tessaryn::Double, 1); }
@@ -68,7 +68,7 @@ class Harness : private delivery::Sink {
     }
 };
 
-/// A series with equal stamps, steps back, gaps and NaN; small whole numbers.
+/// A series with equal stamps, steps back, gaps and NaN; small integers.
 inline Readings RandomReadings(Random& random, int count) {
     Readings readings;
     Poco::Timestamp::TimeVal time = -50;

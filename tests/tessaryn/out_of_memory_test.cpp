@@ -55,8 +55,8 @@ struct Host {
             streams.AddStream("area/stream number " + std::to_string(i), type, 3);
         }
         stream = streams.AddStream("area/line/" + longText, type, 3);
-        stream->Subscribe({Expression("x[0] == 1 && s == \"none\""), Telling(0)});
-        stream->Subscribe({new TestRule([](SubscriptionArgs&) { return true; }), Telling(1)});
+        stream->Subscribe({Expression("x[0] == 1 && s == \"none\""), MakeDelegate(0)});
+        stream->Subscribe({new TestRule([](SubscriptionArgs&) { return true; }), MakeDelegate(1)});
         for (int i = 0; i < 4; ++i) {
             stream->PushNew(new CountedSample(type, Poco::Timestamp(1000 + i)));
         }
@@ -66,7 +66,7 @@ struct Host {
         asJson = Write(json, saved);
     }
 
-    static TestDelegate Telling(int target) {
+    static TestDelegate MakeDelegate(int target) {
         return {target, [](Stream&, SubscriptionArgs&) {}};
     }
 
@@ -163,8 +163,8 @@ const Operation operations[] = {
              Rule other(HasStreamChangeType(pushed));
              rule = Rule(join(other.release(), rule.release()));
          }
-         h.stream->Subscribe({*rule, Host::Telling(2)});
-         h.stream->Unsubscribe({*rule, Host::Telling(1)});
+         h.stream->Subscribe({*rule, Host::MakeDelegate(2)});
+         h.stream->Unsubscribe({*rule, Host::MakeDelegate(1)});
      }},
     {"rules", asItWas,
      [](Host& h) {

@@ -33,7 +33,7 @@ using serialization::Serializer;
 
 const Timestamp longAgo(1);
 
-TEST(SampleUse, ChangesAndTellsAsAModelDoes) {
+TEST(SampleUse, BehavesAsAModel) {
     Random random;
     for (int round = 0; round < 60; ++round) {
         TestType layout({});
@@ -171,10 +171,10 @@ TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
         EXPECT_EQ(BinaryOf(sample), before);
 
         Sample longer(&layout.type, longAgo);
-        const std::string whole = BinaryOf(longer);
+        const std::string initial = BinaryOf(longer);
         layout.type.Remove(1);
         longer.Resize(2, 2);
-        EXPECT_EQ(BinaryOf(longer), whole) << "the entry is gone";
+        EXPECT_EQ(BinaryOf(longer), initial) << "the entry is gone";
         for (unsigned short entry = 0; entry < 2; ++entry) {
             touchAll(longer, entry);
         }
@@ -182,7 +182,7 @@ TEST(SampleMemory, IsNotLeftWhenTheTypeChangesAfterwards) {
     }
 }
 
-// Overrides what the sample asks itself.
+// Overrides operations that the sample itself calls.
 struct Overriding : Sample {
     using Sample::Sample;
     unsigned int GetSize(unsigned short) const override { return 1; }
@@ -191,7 +191,7 @@ struct Overriding : Sample {
     StreamType* other = nullptr;
 };
 
-TEST(SampleOverrides, AreAskedFromInsideTheSample) {
+TEST(SampleOverrides, AreCalledByTheSample) {
     TestType layout({{"x", Int32, 2}, {"s", String, 4}});
     TestType other({{"y", Float, 2}, {"x", String, 4}});
     Overriding sample(&layout.type, longAgo);
@@ -205,15 +205,15 @@ TEST(SampleOverrides, AreAskedFromInsideTheSample) {
     EXPECT_EQ(sample.EntryId("x"), 1);
 }
 
-// Claims to have more elements than its memory holds.
-struct Boastful : Sample {
+// Reports more elements than its memory holds.
+struct Oversized : Sample {
     using Sample::Sample;
     unsigned int GetSize(unsigned short) const override { return 1000; }
 };
 
 TEST(SampleOverrides, DoNotLeadOutOfMemory) {
     TestType layout({{"x", Int32, 2}, {"b", Int8, 4}});
-    Boastful sample(&layout.type, longAgo);
+    Oversized sample(&layout.type, longAgo);
     layout.type.Add("later", Int32, 1);
     sample.Set(0, 2, 7);
     EXPECT_EQ(sample.GetInt32(0, 1), 0);
@@ -314,7 +314,7 @@ TEST(SampleBinary, CutShortLeavesWhatWasThereOrWithAThrowEverything) {
     }
 }
 
-// Reads in blocks as they are asked for, and doesn't know how much there is.
+// Reads in blocks as they are asked for, and does not say how many bytes there are.
 class Pipe : public std::streambuf {
   public:
     explicit Pipe(std::string content) : bytes(std::move(content)) {}
@@ -377,9 +377,9 @@ TEST(SampleBinary, OfTheSameLengthIsReadTwiceWithoutAllocation) {
 }
 
 // Uses the sample that is being read, as a host's stream may.
-class Meddler : public Pipe {
+class Reentrant : public Pipe {
   public:
-    Meddler(const std::string& bytes, Sample& sample) : Pipe(bytes), sample(sample) {}
+    Reentrant(const std::string& bytes, Sample& sample) : Pipe(bytes), sample(sample) {}
 
   protected:
     std::streamsize xsgetn(char* to, std::streamsize count) override {
@@ -400,8 +400,8 @@ TEST(SampleBinary, MayBeUsedByTheStreamThatItIsReadFrom) {
         TestType layout({{"x", UInt8, elements}});
         Sample sample(&layout.type, longAgo);
         const std::string bytes = BinaryForm({std::string(elements, 'x')});
-        Meddler meddler(bytes, sample);
-        std::istream in(&meddler);
+        Reentrant buffer(bytes, sample);
+        std::istream in(&buffer);
         in.exceptions(std::ios::badbit);
         sample.Deserialize(in);
         EXPECT_EQ(BinaryOf(sample), bytes);
@@ -581,13 +581,13 @@ TEST(SampleNode, IsReadAtTheCostOfItsText) {
     EXPECT_LT(AllocationProbe::Bytes(), count * 10000);
 }
 
-TEST(SampleNode, TakesTheTimeOfReadingForATimeThatIsNone) {
+TEST(SampleNode, GetsTheTimeOfReadingForAnInvalidTime) {
     TestType layout({});
     for (const std::string kept : {"1", "9223372036854775807"}) {
         const Timestamp time = ReadNode(layout.type, kept, {}).GetTimeStamp();
         EXPECT_EQ(std::to_string(time.epochMicroseconds()), kept);
     }
-    // Any time that a clock tells lies between this one and the largest.
+    // The present lies between this time and the largest.
     const Timestamp soon(1000000000);
     for (const char* none :
          {"0", "-5", "9223372036854775808", "18446744073709551616", "12abc", ""}) {

@@ -264,7 +264,7 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
         stream.PopLatest();
     };
     live();
-    const std::string whole = std::exchange(log, "");
+    const std::string complete = std::exchange(log, "");
     const int count = std::exchange(taken, 0);
     EXPECT_GT(count, 30);
     for (failing = 0; failing < count; ++failing) {
@@ -272,12 +272,12 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
         stream.Clear(all);
         taken = 0;
         EXPECT_THROW(live(), Failure);
-        EXPECT_EQ(whole.rfind(log, 0), 0U) << log;
+        EXPECT_EQ(complete.rfind(log, 0), 0U) << log;
         stream.Clear(all);
         EXPECT_EQ(TestRule::live + TestDelegate::live, 0);
         log.clear();
         live();
-        EXPECT_EQ(log, whole);
+        EXPECT_EQ(log, complete);
         log.clear();
     }
     EXPECT_TRUE(LocksAreFree(stream));

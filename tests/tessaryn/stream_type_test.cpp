@@ -228,7 +228,7 @@ TEST(StreamTypeHash, LooksAtTheParentsNameOnlyWhenCalculatedAnew) {
     EXPECT_EQ(assigned.Add("a", Int8, 1).GetHash(), HashOf("255.255.65535", {"a"}));
 }
 
-// Listens to what the root logger is told.
+// Captures the messages of the root logger.
 class StreamTypeNode : public testing::Test {
   protected:
     StreamTypeNode() { Poco::Logger::root().setChannel(channel); }

@@ -29,7 +29,7 @@ struct SampleEntry {
 /// One version of a record layout: an ordered list of named, typed entries.
 ///
 /// From the entries follow the byte offsets by which a `Sample` packs its elements, entry after
-/// entry without padding, and the layout's hash by which two peers tell whether their samples are
+/// entry without padding, and the layout's hash by which two peers see whether their samples are
 /// interchangeable. An entry's index is its id. A type has no name of its own: it reports that of
 /// its parent, normally the `StreamTypeCollection` of all its versions.
 ///
