@@ -129,16 +129,18 @@ TEST(Document, GivesAContinuedStreamTheSizesOfTheHost) {
     StreamType layout;
     layout.Add("x", Int32, 1);
     Stream& first = OpenStream(document, "plant/s", layout, 3);
-    for (int x = 0; x < 3; ++x) {
+    for (int x = 0; x < 4; ++x) {
         first.PushNew([&](Sample& sample) { sample.Set(0, 0, x); });
     }
     EXPECT_EQ(&OpenStream(document, "plant/s", layout, 3), &first);
+    EXPECT_EQ(OpenStream(document, "plant/s", layout, 2).GetMaxSize(), 2);
     StreamType wider;
     wider.Add("x", Int32, 2);
     Stream& second = OpenStream(document, "plant/s", wider, 2);
     second.GetAllInPushOrder([](const std::vector<Sample*>& samples) {
         ASSERT_EQ(samples.size(), 2U);
-        EXPECT_EQ(samples[0]->GetInt32(0, 0), 1);
+        EXPECT_EQ(samples[0]->GetInt32(0, 0), 2);
+        EXPECT_EQ(samples[1]->GetInt32(0, 0), 3);
         EXPECT_EQ(samples[1]->GetSize(0), 1U);
     });
     second.PushNew([](Sample& sample) { sample.Set(0, 1, 5); });
