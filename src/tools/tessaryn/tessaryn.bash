@@ -45,7 +45,8 @@ _tessaryn() {
                     COMPREPLY+=(host)
                 fi
                 ;;
-            show | convert) _tessaryn_files xml json ;;
+            show) _tessaryn_files xml json ;;
+            convert) _tessaryn_files xml json csv ndjson ;;
         esac
         return
     fi
