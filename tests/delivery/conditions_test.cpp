@@ -200,29 +200,9 @@ TEST(Conditions, CompareArraysElementByElement) {
     };
     for (const ArrayCase& test : cases) {
         SCOPED_TRACE(test.name);
-        StreamType type;
-        type.Add("x", core::tessaryn::Double, 0);
-        const auto passes = [&](ConditionChain conditions) {
-            class Counter : public delivery::Sink {
-              public:
-                void Emit(SubscriptionArgs&) override { ++count; }
-                int count = 0;
-            } counter;
-            for (const std::vector<double>& values : {test.before, test.after}) {
-                Sample sample(&type, Poco::Timestamp(0));
-                sample.Resize(0, static_cast<unsigned int>(values.size()));
-                for (unsigned int i = 0; i < values.size(); ++i) {
-                    sample.Set(0, i, values[i]);
-                }
-                sample = Restamped(sample, Poco::Timestamp(0));
-                SubscriptionArgs change{core::tessaryn::pushed, &sample, nullptr};
-                conditions.Process(change, counter);
-            }
-            return counter.count == 2;
-        };
-        EXPECT_EQ(passes(OnChange("x")), test.differs);
-        EXPECT_EQ(passes(Deadband("x", 1)), test.isBeyondOne);
-        EXPECT_FALSE(passes(OnChange("another"))) << "the first does not pass either";
+        EXPECT_EQ(PassesBoth(OnChange("x"), test.before, test.after), test.differs);
+        EXPECT_EQ(PassesBoth(Deadband("x", 1), test.before, test.after), test.isBeyondOne);
+        EXPECT_FALSE(PassesBoth(OnChange("another"), test.before, test.after));
     }
 }
 

@@ -256,16 +256,32 @@ TEST(Delivery, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
     ExpectSumsAdd(delivery.GetStatistics());
 }
 
+// Pushes on another thread as long as it lives.
+class Load {
+  public:
+    explicit Load(NumberStream& numbers)
+        : pusher([this, &numbers] {
+              while (isPushing) {
+                  numbers.Push(0);
+              }
+          }) {}
+    Load(const Load&) = delete;
+    Load& operator=(const Load&) = delete;
+    ~Load() {
+        isPushing = false;
+        pusher.join();
+    }
+
+  private:
+    std::atomic<bool> isPushing = true;
+    std::thread pusher;
+};
+
 TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
     // Hunts a stop that waits for its own handler, or for the pusher that it is called beside.
     NumberStream numbers;
     Dispatcher dispatcher;
-    std::atomic<bool> isPushing = true;
-    std::thread pusher([&] {
-        while (isPushing) {
-            numbers.Push(0);
-        }
-    });
+    const Load load(numbers);
     for (int i = 0; i < 200; ++i) {
         Delivery delivery;
         std::latch assigned(1);
@@ -282,26 +298,17 @@ TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
         delivery.Stop();
         EXPECT_EQ(calls, 1);
     }
-    isPushing = false;
-    pusher.join();
 }
 
 TEST(Delivery, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
     NumberStream numbers;
     Dispatcher dispatcher(2);
-    std::atomic<bool> isPushing = true;
-    std::thread pusher([&] {
-        while (isPushing) {
-            numbers.Push(0);
-        }
-    });
+    const Load load(numbers);
     for (int i = 0; i < 300; ++i) {
         auto target = std::make_unique<std::vector<int>>();
         const Delivery delivery = dispatcher.Subscribe(
             numbers.stream, Always(), [&list = *target](const Change&) { list.push_back(0); });
     }
-    isPushing = false;
-    pusher.join();
     EXPECT_EQ(dispatcher.GetStatistics().waiting, 0U);
 }
 
@@ -367,12 +374,7 @@ TEST(Delivery, MayRaceWithTheEndOfItsStream) {
 
 TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
     NumberStream numbers;
-    std::atomic<bool> isPushing = true;
-    std::thread pusher([&] {
-        while (isPushing) {
-            numbers.Push(0);
-        }
-    });
+    const Load load(numbers);
     for (int i = 0; i < 50; ++i) {
         std::atomic<int> calls = 0;
         Delivery delivery;
@@ -386,8 +388,6 @@ TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
         EXPECT_EQ(calls, callsThen);
         EXPECT_EQ(delivery.GetStatistics().delivered, static_cast<std::uint64_t>(callsThen));
     }
-    isPushing = false;
-    pusher.join();
 }
 
 TEST(Delivery, LetsHandlersPushIntoEachOthersStreams) {

@@ -86,7 +86,6 @@ TEST(RuleCheck, FindsWhatIsWrongAndItsPlace) {
         {"x == 1 || (y)", {"missing entry: y"}},
         {"!(y.exists == true) ^^ X == 1 || y[2] < 300", {"missing entry: y", "missing entry: X"}},
         {"y . size > 1 && x == 300", {"missing entry: y", "literal: 300"}},
-        {"x . length == 1", {"unknown property: length"}},
         {"Pushed ( ) == true", {"unknown function: Pushed ( )"}},
         {"x != 128", {"literal: 128"}},
         {"x.front == -128.0", {"literal: -128.0"}},
@@ -95,31 +94,23 @@ TEST(RuleCheck, FindsWhatIsWrongAndItsPlace) {
         // Operands.
         {"", {"missing operand: "}},
         {" ( ) ", {"missing operand:  ( ) "}},
-        {"!", {"missing operand: !"}},
-        {"x > 1 &&", {"missing operand: &&"}},
-        {"|| x > 1", {"missing operand: ||"}},
         {"x > 1 && () ^^ b[0]", {"missing operand: &&"}},
         {"x > 1 && && b[0]", {"missing operand: &&"}},
         {"^^", {"missing operand: ^^", "missing operand: ^^"}},
         // Values that are not compared.
-        {"x[0]", {"uncompared value: x[0]"}},
         {"!x . front", {"uncompared value: x . front"}},
         {"s.size ^^ x.type", {"uncompared value: s.size", "uncompared value: x.type"}},
-        {"s.front", {"uncompared value: s.front"}},
         {"(x)", {"uncompared entry: x"}},
         {"b[0] && !b", {"uncompared entry: b"}},
         // Terms that throw for a new sample.
-        {"v[:]", {"throws: v[:]"}},
         {"v[1:2] || b[0]", {"throws: v[1:2]"}},
         {"x[1]", {"throws: x[1]"}},
         {"s[0]", {"throws: s[0]"}},
-        {"none[0]", {"throws: none[0]"}},
         {"v[2:1]", {"throws: v[2:1]"}},
         {"y[0]", {"missing entry: y", "throws: y[0]"}},
         {"y.size", {"missing entry: y", "throws: y.size"}},
         {"x.length", {"throws: x.length", "unknown property: length"}},
         {"odd[0]", {"throws: odd[0]"}},
-        {"none.front > 5", {"throws: none.front"}},
         {"none . back", {"throws: none . back"}},
         // What is to the left does not ask for the size, or asks in vain.
         {"none.size > 0 || none.front > 5", {"throws: none.front"}},
@@ -133,14 +124,9 @@ TEST(RuleCheck, FindsWhatIsWrongAndItsPlace) {
         {"(none.size > 0 && x == 1) || none.front > 5", {"throws: none.front"}},
         // Comparisons that never hold.
         {"temperature [ 3 ] > 5", {"index: [ 3 ]"}},
-        {"v[3] != 0", {"index: [3]"}},
-        {"v[2:1] == 1", {"never holds: v[2:1] == 1"}},
-        {"x.type == 7", {"never holds: x.type == 7"}},
         {"x.type == \"Int16\" || odd.type == \"Unknown\"", {"never holds: x.type == \"Int16\""}},
-        {"v < 0", {"never holds: v < 0"}},
         {"x > 127 && x < -128.5", {"never holds: x > 127", "literal: -128.5"}},
         {"x.size<0", {"never holds: x.size<0"}},
-        {"b > true", {"never holds: b > true"}},
         {"s == \"\" || s[0] < \"\"", {"never holds: s == \"\"", "never holds: s[0] < \"\""}},
     };
     for (const auto& [rule, places] : cases) {
@@ -149,26 +135,32 @@ TEST(RuleCheck, FindsWhatIsWrongAndItsPlace) {
     EXPECT_THROW(CheckRule("x ==", example.type), RuleSyntaxException);
 }
 
+TEST(RuleCheck, SuggestsAnEntryOfASimilarName) {
+    const ExampleType example;
+    const std::pair<std::string, std::string> cases[] = {{"temprature", "temperature"},
+                                                         {"TEMPERATURE", "temperature"},
+                                                         {"tempreature", "temperature"},
+                                                         {"tempearture_", "temperature"},
+                                                         {"noen", "none"},
+                                                         {"mone", "none"},
+                                                         {"moen", ""},
+                                                         {"humidity", ""},
+                                                         {"y", ""},
+                                                         {"X", "x"},
+                                                         {"tank_1", ""}};
+    for (const auto& [name, suggestion] : cases) {
+        const RuleFinding finding = CheckRule(name + " > 5", example.type).at(0);
+        EXPECT_EQ(finding.name, name);
+        EXPECT_EQ(finding.message, "The stream type has no entry '" + name + "'");
+        EXPECT_EQ(finding.hint, suggestion.empty() ? "" : "did you mean '" + suggestion + "'?");
+    }
+}
+
 TEST(RuleCheck, ExplainsFindingsAndSuggestsWhatToWriteInstead) {
     const ExampleType example;
     const struct {
         std::string rule, name, message, hint;
     } cases[] = {
-        {"temprature > 5", "temprature", "The stream type has no entry 'temprature'",
-         "did you mean 'temperature'?"},
-        {"TEMPERATURE > 5", "TEMPERATURE", "The stream type has no entry 'TEMPERATURE'",
-         "did you mean 'temperature'?"},
-        {"tempreature > 5", "tempreature", "The stream type has no entry 'tempreature'",
-         "did you mean 'temperature'?"},
-        {"tempearture_ > 5", "tempearture_", "The stream type has no entry 'tempearture_'",
-         "did you mean 'temperature'?"},
-        {"noen > 5", "noen", "The stream type has no entry 'noen'", "did you mean 'none'?"},
-        {"mone > 5", "mone", "The stream type has no entry 'mone'", "did you mean 'none'?"},
-        {"moen > 5", "moen", "The stream type has no entry 'moen'", ""},
-        {"humidity > 5", "humidity", "The stream type has no entry 'humidity'", ""},
-        {"y > 5", "y", "The stream type has no entry 'y'", ""},
-        {"X > 5", "X", "The stream type has no entry 'X'", "did you mean 'x'?"},
-        {"tank_1 > 5", "tank_1", "The stream type has no entry 'tank_1'", ""},
         {"!pushed", "pushed", "The stream type has no entry 'pushed'", "did you mean 'pushed()'?"},
         {"s.length > 3", "length", "There is no property 'length': 's.length' has no value",
          "did you mean 'size'?"},

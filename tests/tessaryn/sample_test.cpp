@@ -110,18 +110,6 @@ TEST(SampleUse, TakesTheIntegersOfThePlatformAndRefusesSlips) {
     EXPECT_NE(sample.GetTimeStamp(), longAgo);
 }
 
-TEST(SampleCopies, MayHaveAnotherTime) {
-    TestType layout({{"x", Int32, 1}, {"s", String, 0}});
-    Sample source(&layout.type, longAgo);
-    ReadBinary(source, BinaryForm({BytesOf(17), "abc"}));
-    for (const long long time : {-5LL, 0LL, 7LL}) {
-        const Sample restamped = Restamped(source, Timestamp(time));
-        EXPECT_EQ(restamped.GetTimeStamp(), Timestamp(time));
-        EXPECT_EQ(BinaryOf(restamped), BinaryOf(source));
-        EXPECT_EQ(source.GetTimeStamp(), longAgo);
-    }
-}
-
 TEST(SampleCopies, AreValues) {
     TestType layout({{"x", Int32, 1}, {"s", String, 0}});
     const Sample empty;
@@ -264,16 +252,6 @@ const std::string golden(
     "\x01\x00\x00\x00\xFF\xFF\xFF\xFF"                  // Int32 1, -1
     "abc",
     23);
-
-TEST(SampleBinary, IsWhatItSays) {
-    TestType layout({{"x", Int32, 2}, {"s", String, 0}});
-    Sample sample(&layout.type, longAgo);
-    sample.Set(0, 0, 1);
-    sample.Set(0, 1, -1);
-    sample.Set(1, "abc");
-    EXPECT_EQ(BinaryOf(sample), golden);
-    EXPECT_EQ(sample.GetSerializedSizeInBytes(), 23U);
-}
 
 TEST(SampleBinary, CutShortLeavesWhatWasThereOrWithAThrowEverything) {
     struct Case {
