@@ -153,7 +153,7 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
 
     /// Whether the two types have entries of the same names and value types in the same order, so
     /// that samples in binary form can be exchanged. Initial sizes, versions and names do not
-    /// matter. Stricter than equal hashes, which value types do not go into.
+    /// matter. Stricter than comparing hashes, which do not depend on value types.
     bool HasSameLayout(const StreamType& other) const;
 
     /// Removes an entry; later ones move down by one id. Linear in the number of entries.
