@@ -46,7 +46,7 @@ _tessaryn() {
                 fi
                 ;;
             show) _tessaryn_files xml json ;;
-            convert) _tessaryn_files xml json csv ndjson ;;
+            convert) _tessaryn_files xml json db csv ndjson ;;
         esac
         return
     fi

@@ -2,11 +2,16 @@
 // SPDX-License-Identifier: BSL-1.0
 
 #include "process.h"
+#include "storage/document.h"
+#include "support/all_types.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace velmora::tool {
 namespace {
@@ -80,6 +85,46 @@ TEST(ConvertCommand, WritesWhatIsSelected) {
                 HasSubstr("type plant.a 1.0.0  2 of at most 1000 samples"));
 }
 
+// The samples of each stream in the order of time, which is that of a history.
+std::map<std::string, std::vector<std::string>> SamplesOf(const std::string& file) {
+    const core::tessaryn::Document document = storage::LoadDocument(file);
+    std::map<std::string, std::vector<std::string>> samples;
+    document.streams->ForEachStream(
+        [&](const std::string& path, const core::tessaryn::Stream& stream) {
+            for (std::string& text : test::SamplesOf(stream)) {
+                samples[path].push_back(std::move(text));
+            }
+            std::sort(samples[path].begin(), samples[path].end());
+        });
+    return samples;
+}
+
+TEST(ConvertCommand, EachFormKeepsEverySample) {
+    const Folder folder;
+    core::tessaryn::Document document = storage::NewDocument();
+    const core::tessaryn::StreamType layout = test::AllTypes();
+    for (const char* const path : {"hall 1/line/a", "hall 1/b", "c"}) {
+        core::tessaryn::Stream& stream = storage::OpenStream(document, path, layout, 9);
+        for (int number = 0; number < 13; ++number) {
+            test::PushAllTypes(stream, number, (number - 11) * 1'000'003LL);
+        }
+    }
+    storage::SaveDocument(folder.PathOf("start.xml"), document);
+    const auto samples = SamplesOf(folder.PathOf("start.xml"));
+    ASSERT_EQ(samples.at("c").size(), 9U);
+    std::string from = "start.xml";
+    for (int restart = 0; restart < 3; ++restart) {
+        for (const char* const ending : {".db", ".json", ".xml"}) {
+            const std::string to = std::to_string(restart) + ending;
+            const Outcome run = RunTool("convert " + folder.PathOf(from) + " " + folder.PathOf(to));
+            EXPECT_EQ(run.err, "");
+            ASSERT_EQ(run.status, 0) << to;
+            from = to;
+        }
+        EXPECT_EQ(SamplesOf(folder.PathOf(from)), samples);
+    }
+}
+
 TEST(ConvertCommand, RefusesWhatSelectsNothing) {
     const Folder folder;
     const std::string from = folder.PathOf("a.xml");
@@ -97,7 +142,8 @@ TEST(ConvertCommand, RefusesWhatSelectsNothing) {
         ExpectFailure("convert " + from + " " + to + " " + options, reason);
         EXPECT_EQ(folder.Read("to.csv"), "old");
     }
-    ExpectFailure("convert " + from + " to.txt", "'to.txt' does not end in .xml, .json, .csv or");
+    ExpectFailure("convert " + from + " to.txt",
+                  "'to.txt' does not end in .xml, .json, .db, .csv or");
 }
 
 }  // namespace

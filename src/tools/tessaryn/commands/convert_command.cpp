@@ -5,7 +5,6 @@
 
 #include "storage/document_file.h"
 #include "terminal/message.h"
-#include "transfer/document_reader.h"
 #include "transfer/open_transfer.h"
 
 namespace velmora::tool {
@@ -13,17 +12,17 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* details =
-    R"(The endings determine the forms: .xml and .json are documents, .csv is a table with a
-header, .ndjson has a JSON object a line. A document converted to the other form and
+    R"(The endings determine the forms: .xml and .json are documents, .db is a history, .csv is
+a table with a header, .ndjson has a JSON object a line. A document converted to the other form and
 back is the same, byte for byte, unless samples were selected. A table has the column
 "stream" where there are several streams, and arrays with ";" between their elements.
-What the form cannot hold is reported. TO is replaced atomically; on failure it is
-unchanged.)";
+What the form cannot hold is reported. TO is replaced atomically, but a history
+must be new; on failure it is unchanged.)";
 
 void ConvertSamples(const ConvertOptions& options) {
-    DocumentReader reader(options.from, options.maxMemory);
-    SampleFilter filter(options.filter, reader);
-    const auto writer = MakeWriter(options.to, filter.GetStreams(), reader.GetSeparator());
+    const auto reader = MakeReader(options.from, options.maxMemory);
+    SampleFilter filter(options.filter, *reader);
+    const auto writer = MakeWriter(options.to, filter.GetStreams(), reader->GetSeparator());
     while (filter.Next()) {
         writer->Write(filter.GetPath(), filter.GetSample());
     }
@@ -40,8 +39,8 @@ void ConvertSamples(const ConvertOptions& options) {
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
     CLI::App* const convert =
         app.add_subcommand("convert", "Write the samples of a file in another form");
-    convert->add_option("FROM", options.from, "File to read: .xml or .json")->required();
-    convert->add_option("TO", options.to, "File to write: .xml, .json, .csv or .ndjson")
+    convert->add_option("FROM", options.from, "File to read: .xml, .json or .db")->required();
+    convert->add_option("TO", options.to, "File to write: .xml, .json, .db, .csv or .ndjson")
         ->required();
     AddFilterOptions(*convert, options.filter);
     convert->add_flag("--quiet", options.quiet, "Print no notes");
@@ -51,7 +50,8 @@ CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
 }
 
 void RunConvert(const ConvertOptions& options) {
-    if (GetFileKind(options.to) == FileKind::document && options.filter.IsEmpty()) {
+    if (GetFileKind(options.to) == FileKind::document && options.filter.IsEmpty() &&
+        !IsDatabase(options.from)) {
         core::serialization::ReadLimits limits;
         limits.maxMemory = options.maxMemory;
         storage::SaveTree(options.to, storage::LoadTree(options.from, limits));

@@ -17,29 +17,42 @@ namespace velmora::tool {
 
 namespace tsn = core::tessaryn;
 
+namespace {
+
+const utils::Version nextVersion(1, 0, 0);
+
+// Samples that a stream keeps, where its source does not say how many, unless it has more.
+constexpr long leastSize = 1000;
+
+}  // namespace
+
 DocumentWriter::DocumentWriter(const std::string& file, const std::vector<StreamLayout>& streams,
                                char separator)
     : file(file),
       document(std::make_unique<tsn::StreamTypeRepository>(Poco::Logger::root(), separator),
-               std::make_unique<tsn::StreamRepository>(Poco::Logger::root(), separator)) {
+               std::make_unique<tsn::StreamRepository>(Poco::Logger::root(), separator)),
+      streams(streams) {
     for (const StreamLayout& layout : streams) {
-        const auto ofPath = std::count_if(streams.begin(), streams.end(), [&](const auto& other) {
-            return other.path == layout.path;
-        });
-        AddTarget(layout, ofPath > 1);
+        AddTarget(layout);
     }
 }
 
 // A stream of a document has samples of one type: those of another one get a stream of their own.
-void DocumentWriter::AddTarget(const StreamLayout& layout, bool isOneOfSeveral) {
+void DocumentWriter::AddTarget(const StreamLayout& layout) {
+    const auto isTaken = [this](const std::string& path) {
+        return std::any_of(targets.begin(), targets.end(),
+                           [&](const Target& target) { return target.path == path; });
+    };
     std::string path = layout.path;
-    if (isOneOfSeveral) {
-        path += "@" + layout.type->GetVersion().ToString();
-        losses.push_back("samples of stream " + Quoted(layout.path) + " of version " +
+    for (int number = 2; isTaken(path); ++number) {
+        path = layout.path + "~" + std::to_string(number);
+    }
+    if (path != layout.path) {
+        losses.push_back("samples of stream " + Quoted(layout.path) + " with the type " +
+                         Quoted(layout.type->GetFullName()) + " of version " +
                          layout.type->GetVersion().ToString() + " are in stream " + Quoted(path));
     }
-    Target target{std::move(path), &AddType(layout.path, *layout.type), layout.maxSize, {}};
-    targets.emplace(std::pair(layout.path, layout.type), std::move(target));
+    targets.push_back({std::move(path), &AddType(layout.path, *layout.type), layout.maxSize, {}});
 }
 
 // A type of the same full name, version and entries: under the path of the stream where the type
@@ -55,11 +68,7 @@ tsn::StreamType& DocumentWriter::AddType(const std::string& path, const tsn::Str
                                               : *document.types->GetRoot().Add(name);
     tsn::StreamType* const found = versions.GetPtr(type.GetVersion());
     if (found != nullptr) {
-        if (!found->HasSameLayout(type)) {
-            throw CommandError("two types have the full name " + Quoted(name) +
-                               " and the version " + type.GetVersion().ToString());
-        }
-        return *found;
+        return found->HasSameLayout(type) ? *found : versions.PushCopy(type, nextVersion);
     }
     tsn::StreamType& added = versions.Add(type.GetVersion());
     for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
@@ -70,7 +79,7 @@ tsn::StreamType& DocumentWriter::AddType(const std::string& path, const tsn::Str
 }
 
 void DocumentWriter::Write(const std::string& path, const tsn::Sample& sample) {
-    Target& target = targets.at({path, sample.GetStreamType()});
+    Target& target = targets[layouts.Find(path, *sample.GetStreamType())];
     std::stringstream bytes;
     sample.Serialize(bytes);
     target.samples.push_back(std::make_unique<tsn::Sample>(target.type, sample.GetTimeStamp()));
@@ -78,8 +87,8 @@ void DocumentWriter::Write(const std::string& path, const tsn::Sample& sample) {
 }
 
 void DocumentWriter::Finish() {
-    for (auto& [key, target] : targets) {
-        const long count = std::max(1L, static_cast<long>(target.samples.size()));
+    for (Target& target : targets) {
+        const long count = std::max(leastSize, static_cast<long>(target.samples.size()));
         tsn::Stream* const stream = document.streams->AddStream(
             target.path, target.type, target.maxSize > 0 ? target.maxSize : count);
         for (std::unique_ptr<tsn::Sample>& sample : target.samples) {

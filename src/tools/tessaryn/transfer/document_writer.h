@@ -6,10 +6,8 @@
 #include "storage/document.h"
 #include "transfer/sample_writer.h"
 
-#include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace velmora::tool {
@@ -37,12 +35,14 @@ class DocumentWriter : public SampleWriter {
 
     core::tessaryn::StreamType& AddType(const std::string& path,
                                         const core::tessaryn::StreamType& type);
-    void AddTarget(const StreamLayout& layout, bool isOneOfSeveral);
+    void AddTarget(const StreamLayout& layout);
 
     std::string file;
     core::tessaryn::Document document;
+    std::vector<StreamLayout> streams;
+    LayoutIndex layouts{streams};
     // The streams do not exist before their number of samples is known.
-    std::map<std::pair<std::string, const core::tessaryn::StreamType*>, Target> targets;
+    std::vector<Target> targets;
     std::vector<std::string> losses;
 };
 

@@ -7,11 +7,11 @@
 #include "tessaryn/rule_check.h"
 #include "tessaryn/rule_syntax_exception.h"
 #include "tessaryn/subscription_args.h"
-#include "tessaryn/visit_type.h"
 #include "text/escaped_text.h"
 #include "text/rule_excerpt.h"
 #include "text/time_text.h"
-#include "text/value_text.h"
+#include "transfer/copy_entry.h"
+#include "transfer/named_type.h"
 
 #include <Poco/Exception.h>
 #include <Poco/StringTokenizer.h>
@@ -51,41 +51,27 @@ delivery::Rule ParseRule(const std::string& text) {
     }
 }
 
-void CopyEntry(const tsn::Sample& from, unsigned short fromEntry, tsn::Sample& to,
-               unsigned short toEntry) {
-    const tsn::BaseType type = from.GetStreamType()->GetType(fromEntry);
-    if (type == tsn::String) {
-        to.Set(toEntry, from.GetString(fromEntry));
-        return;
-    }
-    const unsigned int size = from.GetSize(fromEntry);
-    to.Resize(toEntry, size);
-    for (unsigned int i = 0; i < size; ++i) {
-        VisitGetter(type, [&](auto getter) { to.Set(toEntry, i, (from.*getter)(fromEntry, i)); });
-    }
-}
-
 }  // namespace
 
 // Some of the entries of a type, in an order of their own.
-class SampleFilter::Projection : private core::INamedObject {
+class SampleFilter::Projection {
   public:
     Projection(const tsn::StreamType& from, const std::vector<std::string>& columns)
-        : name(from.GetName()), fullName(from.GetFullName()), type(from.GetVersion(), this) {
+        : type(from.GetFullName(), from.GetVersion()) {
         for (const std::string& column : columns) {
-            if (from.EntryExists(column) && !type.EntryExists(column)) {
+            if (from.EntryExists(column) && !GetType().EntryExists(column)) {
                 entries.push_back(from.EntryId(column));
                 const tsn::SampleEntry entry = from.GetEntry(entries.back());
-                type.Add(entry.key, entry.type, entry.initialSize);
+                GetType().Add(entry.key, entry.type, entry.initialSize);
             }
         }
     }
 
-    tsn::StreamType& GetType() { return type; }
+    tsn::StreamType& GetType() { return type.Get(); }
 
     const tsn::Sample& Apply(const tsn::Sample& from) {
-        tsn::Sample to(&type, Poco::Timestamp());
-        for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
+        tsn::Sample to(&GetType(), Poco::Timestamp());
+        for (unsigned short id = 0; id < entries.size(); ++id) {
             CopyEntry(from, entries[id], to, id);
         }
         sample = Restamped(std::move(to), from.GetTimeStamp());
@@ -93,12 +79,7 @@ class SampleFilter::Projection : private core::INamedObject {
     }
 
   private:
-    std::string GetName() const override { return name; }
-    std::string GetFullName() const override { return fullName; }
-
-    std::string name;
-    std::string fullName;
-    tsn::StreamType type;
+    NamedType type;
     std::vector<unsigned short> entries;
     tsn::Sample sample;
 };
@@ -130,6 +111,7 @@ SampleFilter::SampleFilter(const FilterOptions& options, SampleReader& reader)
     : reader(reader),
       since(ParseTimeOption("--since", options.since, INT64_MIN)),
       until(ParseTimeOption("--until", options.until, INT64_MAX)),
+      columns(options.columns),
       ruleText(options.rule) {
     if (!options.stream.empty()) {
         try {
@@ -141,6 +123,7 @@ SampleFilter::SampleFilter(const FilterOptions& options, SampleReader& reader)
     if (!ruleText.empty()) {
         rule = ParseRule(ruleText);
     }
+    reader.Restrict(options.stream, since, until);
     bool canMatch = !rule;
     for (const StreamLayout& stream : reader.GetStreams()) {
         if (!pattern || pattern->Matches(stream.path)) {
@@ -154,14 +137,22 @@ SampleFilter::SampleFilter(const FilterOptions& options, SampleReader& reader)
     if (!canMatch && !selected.empty()) {
         throw CommandError("rule " + Quoted(ruleText) + " names an entry that no stream has");
     }
-    if (!options.columns.empty()) {
-        SelectColumns(options.columns);
+    if (!columns.empty()) {
+        SelectColumns();
     }
 }
 
 SampleFilter::~SampleFilter() = default;
 
-void SampleFilter::SelectColumns(const std::vector<std::string>& columns) {
+SampleFilter::Projection& SampleFilter::ProjectionOf(const tsn::StreamType& type) {
+    std::unique_ptr<Projection>& projection = projections[&type];
+    if (projection == nullptr) {
+        projection = std::make_unique<Projection>(type, columns);
+    }
+    return *projection;
+}
+
+void SampleFilter::SelectColumns() {
     for (const std::string& column : columns) {
         if (std::none_of(selected.begin(), selected.end(), [&](const StreamLayout& stream) {
                 return stream.type->EntryExists(column);
@@ -170,11 +161,7 @@ void SampleFilter::SelectColumns(const std::vector<std::string>& columns) {
         }
     }
     for (StreamLayout& stream : selected) {
-        std::unique_ptr<Projection>& projection = projections[stream.type];
-        if (projection == nullptr) {
-            projection = std::make_unique<Projection>(*stream.type, columns);
-        }
-        stream.type = &projection->GetType();
+        stream.type = &ProjectionOf(*stream.type).GetType();
     }
     std::erase_if(selected,
                   [](const StreamLayout& stream) { return stream.type->GetNumEntries() == 0; });
@@ -186,13 +173,13 @@ bool SampleFilter::Next() {
         if ((pattern && !pattern->Matches(reader.GetPath())) || !Matches(candidate)) {
             continue;
         }
-        const auto projection = projections.find(candidate.GetStreamType());
-        if (projection == projections.end()) {
+        if (columns.empty()) {
             sample = &candidate;
             return true;
         }
-        if (projection->second->GetType().GetNumEntries() > 0) {
-            sample = &projection->second->Apply(candidate);
+        Projection& projection = ProjectionOf(*candidate.GetStreamType());
+        if (projection.GetType().GetNumEntries() > 0) {
+            sample = &projection.Apply(candidate);
             return true;
         }
     }

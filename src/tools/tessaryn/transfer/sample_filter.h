@@ -5,7 +5,6 @@
 
 #include "delivery/rule.h"
 #include "delivery/stream_pattern.h"
-#include "tessaryn/named_object.h"
 #include "transfer/sample_reader.h"
 
 #include <CLI/CLI.hpp>
@@ -61,13 +60,15 @@ class SampleFilter {
   private:
     class Projection;
 
-    void SelectColumns(const std::vector<std::string>& columns);
+    Projection& ProjectionOf(const core::tessaryn::StreamType& type);
+    void SelectColumns();
     bool Matches(const core::tessaryn::Sample& candidate) const;
 
     SampleReader& reader;
     std::optional<delivery::StreamPattern> pattern;
     std::int64_t since;
     std::int64_t until;
+    std::vector<std::string> columns;
     std::string ruleText;
     std::optional<delivery::Rule> rule;
     std::map<const core::tessaryn::StreamType*, std::unique_ptr<Projection>> projections;

@@ -6,6 +6,8 @@
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,26 @@ struct StreamLayout {
     long maxSize = 0;
 };
 
-/// Reads the samples of a file, stream after stream, each in its order.
+/// Finds the layout of a sample among those that were announced. Readers and filters may hand out
+/// samples of a type object that is not the announced one, but equals it.
+class LayoutIndex {
+  public:
+    /// \param layouts \ownership observes
+    explicit LayoutIndex(const std::vector<StreamLayout>& layouts) : layouts(layouts) {}
+
+    /// \return an index into the layouts
+    /// \throws CommandError when there is none
+    std::size_t Find(const std::string& path, const core::tessaryn::StreamType& type);
+
+  private:
+    const std::vector<StreamLayout>& layouts;
+    // Most samples are of the stream of the one before.
+    std::string lastPath;
+    const core::tessaryn::StreamType* lastType = nullptr;
+    std::size_t lastIndex = 0;
+};
+
+/// Reads the samples of a file.
 class SampleReader {
   public:
     SampleReader() = default;
@@ -32,6 +53,12 @@ class SampleReader {
     virtual std::vector<StreamLayout> GetStreams() const = 0;
     /// Separates the names in a path.
     virtual char GetSeparator() const { return '/'; }
+
+    /// What of the samples is needed at all, as a hint before the first call of `Next`.
+    /// \param pattern of the streams' paths; empty for all
+    /// \param since,until microseconds since the Unix epoch; the second is excluded
+    virtual void Restrict(const std::string& /*pattern*/, std::int64_t /*since*/,
+                          std::int64_t /*until*/) {}
 
     /// Reads on.
     /// \return false at the end

@@ -46,7 +46,7 @@ bool IsFinite(T value) {
 
 TableWriter::TableWriter(const std::string& path, Form form,
                          const std::vector<StreamLayout>& streams)
-    : form(form), file(path) {
+    : form(form), file(path), streams(streams) {
     std::set<std::string> paths;
     for (const StreamLayout& stream : streams) {
         paths.insert(stream.path);
@@ -72,7 +72,7 @@ void TableWriter::AddColumns(const tsn::StreamType& type) {
         }
         ids[index] = id;
     }
-    idsOf[&type] = std::move(ids);
+    idsOf.push_back(std::move(ids));
 }
 
 void TableWriter::WriteHeader() {
@@ -108,7 +108,7 @@ void TableWriter::AppendStamp(const tsn::Sample& sample) {
 }
 
 void TableWriter::Write(const std::string& path, const tsn::Sample& sample) {
-    Ids& ids = idsOf.at(sample.GetStreamType());
+    Ids& ids = idsOf[layouts.Find(path, *sample.GetStreamType())];
     ids.resize(columns.size(), noEntry);
     if (form == Form::csv) {
         AppendStamp(sample);

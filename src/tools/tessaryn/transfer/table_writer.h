@@ -8,7 +8,6 @@
 #include "transfer/sample_writer.h"
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -52,8 +51,10 @@ class TableWriter : public SampleWriter {
     storage::FileReplacement file;
     bool hasStreamColumn;
     std::vector<Column> columns;
-    /// The entry of each column in the samples of a type.
-    std::map<const core::tessaryn::StreamType*, Ids> idsOf;
+    std::vector<StreamLayout> streams;
+    LayoutIndex layouts{streams};
+    /// The entry of each column in the samples of a layout.
+    std::vector<Ids> idsOf;
     std::string out;
     std::string cell;
     std::uint64_t notFinite = 0;
