@@ -31,7 +31,7 @@ commands="watch show convert check"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --help --version" "$(complete_words "")"
 same "options of show" "--help --max-memory --output" "$(complete_words show --)"
-same "options that begin with s" "--save --skip-bad --stream" "$(complete_words watch --s)"
+same "options that begin with s" "--save --since --skip-bad --start --stream --stream-by" "$(complete_words watch --s)"
 for command in $commands; do
     for option in $(complete_words "$command" --); do
         if [[ "$manual" != *"$option"* ]]; then
@@ -48,9 +48,8 @@ mkdir more
 touch a.csv a.json a.txt a.xml
 same "forms" "text ndjson" "$(complete_words watch - --output "")"
 same "forms that begin with n" "ndjson" "$(complete_words show a.xml --output n)"
-same "sources" "a.csv host more" "$(complete_words watch "")"
-same "documents" "a.json a.xml" "$(complete_words show a)"
-same "what is converted" "a.csv a.json a.xml" "$(complete_words convert a)"
+same "sources" "a.csv a.json a.xml host more" "$(complete_words watch "")"
+same "documents" "a.json a.xml" "$(complete_words convert a)"
 same "documents to load" "a.json a.xml more" "$(complete_words watch host --load "")"
 same "rules" "" "$(complete_words watch host --rule "")"
 exit "$status"

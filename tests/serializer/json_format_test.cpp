@@ -25,8 +25,6 @@ std::string GetMessage(std::string document) {
 }
 
 TEST(JsonFormat, RefusesOtherDocumentsWithLineAndColumn) {
-    // What the parser itself refuses; its reason follows.
-    const std::string parser = "syntax error while parsing value";
     const std::string noNumber =
         "Unexpected number: only flags are numbers, 32-bit unsigned integers.";
     const struct {
@@ -60,18 +58,30 @@ TEST(JsonFormat, RefusesOtherDocumentsWithLineAndColumn) {
         {"line 1, column 28", "{'Tree': {'escaped': '\\\\xg0'}}",
          "Invalid escape sequence in '\\xg0'."},
         {"line 2, column 1", "{'Tree': []}\n\0"s, "Unexpected NUL byte."},
-        {"line 3, column 1", "{'Tree': [\n  {'a': []},\n]}", parser},
-        {"line 1, column 12", "{'Tree': '\xc3\xa4\xff'}", parser},
-        {"line 1, column 100011", "{'Tree': '" + std::string(100'000, 'x') + "\n'}", parser},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(GetMessage(test.document),
+                  "The JSON document cannot be read at " + test.position + ": " + test.reason);
+    }
+}
+
+TEST(JsonFormat, RefusesMalformedDocumentsWithTheParsersReason) {
+    const struct {
+        std::string position;
+        std::string document;
+        std::string beginOfReason;
+    } cases[] = {
+        {"line 3, column 1", "{'Tree': [\n  {'a': []},\n]}", "syntax error while parsing value"},
+        {"line 1, column 12", "{'Tree': '\xc3\xa4\xff'}", "syntax error while parsing value"},
+        {"line 1, column 100011", "{'Tree': '" + std::string(100'000, 'x') + "\n'}",
+         "syntax error while parsing value"},
         {"line 1, column 2", "{1", "syntax error while parsing object key"},
     };
     for (const auto& test : cases) {
         const std::string message = GetMessage(test.document);
         const std::string expected =
-            "The JSON document cannot be read at " + test.position + ": " + test.reason;
-        EXPECT_TRUE(message == expected ||
-                    (test.reason.starts_with("syntax error") && message.starts_with(expected)))
-            << message << "\nexpected: " << expected;
+            "The JSON document cannot be read at " + test.position + ": " + test.beginOfReason;
+        EXPECT_EQ(message.substr(0, expected.size()), expected);
         EXPECT_LT(message.size(), 300U);
     }
 }

@@ -4,13 +4,14 @@
 #include "tessaryn/subscriber_list.h"
 
 #include "tessaryn/library_rule.h"
-#include "tessaryn/lock_order.h"
 #include "tessaryn/rule_program.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/sample_access.h"
 #include "tessaryn/sample_view.h"
 #include "tessaryn/stored_rule.h"
 #include "tessaryn/stream_type.h"
+
+#include <Poco/ScopedLock.h>
 
 #include <optional>
 #include <stdexcept>
@@ -19,7 +20,7 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-using Lock = OrderedLock<LockRank::subscriptions>;
+using Lock = Poco::ScopedLock<Poco::Mutex>;
 
 }  // namespace
 

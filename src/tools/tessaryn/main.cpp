@@ -90,7 +90,7 @@ int Run(int argc, char** argv) {
     } else if (convert->parsed()) {
         RunConvert(convertOptions);
     } else {
-        RunWatch(watchOptions);
+        return RunWatch(watchOptions);
     }
     return success;
 }

@@ -30,23 +30,26 @@ _tessaryn() {
         choice="$(_tessaryn_words "${COMP_WORDS[0]}")"
     elif [[ "$before" == --output ]]; then
         choice="text ndjson"
+    elif [[ "$before" == --keep ]]; then
+        choice="all matches events"
+    elif [[ "$before" == --dates ]]; then
+        choice="day-first month-first"
     elif [[ "$command $before" =~ ^(watch\ --(save|load)|check\ --type)$ ]]; then
         _tessaryn_files xml json
         return
     elif [[ "$word" == -* ]]; then
         choice="$(_tessaryn_words "${COMP_WORDS[0]}" "$command")"
-    elif [[ "$before" == --* && ! "$before" =~ ^--(skip-bad|quiet)$ ]]; then
+    elif [[ "$before" == --* && ! "$before" =~ ^--(skip-bad|quiet|follow|events|edges|allow-unknown)$ ]]; then
         return
     else
         case "$command" in
             watch)
-                _tessaryn_files csv
+                _tessaryn_files csv tsv jsonl ndjson json xml gz zst
                 if [[ host == "$word"* ]]; then
                     COMPREPLY+=(host)
                 fi
                 ;;
-            show) _tessaryn_files xml json ;;
-            convert) _tessaryn_files xml json db csv ndjson ;;
+            show | convert) _tessaryn_files xml json ;;
         esac
         return
     fi

@@ -3,10 +3,15 @@
 
 #include "process.h"
 
+#include <Poco/DeflatingStream.h>
 #include <Poco/RegularExpression.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 namespace velmora::tool {
@@ -53,6 +58,30 @@ TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
         {std::string("time,a\n2020-01-01,\x1b[2J\0\xff\xC2\x9B\xC3\xA9\n", 29), "",
          " a=\"\\x1b[2J\\x00\\xff\\xc2\\x9b\xC3\xA9\"\n"},
         {"time,a\n", "", ""},
+        // Separators, decimal commas, comments and what stands above the header.
+        {"time;a;b\n2020-01-01;1,5;2,25\n", "", " a=1.5 b=2.25\n"},
+        {"time\ta\n2020-01-01\t1,234\n2020-01-02\tx y\n", "", " a=1,234\n a=\"x y\"\n"},
+        {"time|a\n2020-01-01|1,25\n", "", " a=1.25\n"},
+        {"Rig 3;;\n# made by hand\n\ntime;a;b\n2020-01-01;1;2\n# a comment\n2020-01-02;3;4\n", "",
+         " a=1 b=2\n a=3 b=4\n"},
+        {"# time,a\n2020-01-01,1\n", "", " a=1\n"},
+        {"time,a\n2020-01-01,1\ntime,a\n2020-01-02,2\n", "", " a=1\n a=2\n"},
+        // Missing values, of which rules see nothing, and units.
+        {"time,a,b,s\n2020-01-01,1.5,-,\n2020-01-02,NaN,NA,-\n2020-01-03,null,2,x\n", "",
+         " a=1.5 b=- s=\"\"\n a=- b=- s=-\n a=- b=2 s=x\n"},
+        {"time,Temp (\xC2\xB0"
+         "C),p [bar],p (psi)\n2020-01-01,1,2,3\n",
+         "",
+         " Temp=1\xC2\xB0"
+         "C p__bar_=2bar p__psi_=3psi\n"},
+        {"time,a,b\n2020-01-01,1,2\n", "--columns b", " b=2\n"},
+        // JSON lines, also those that the program writes.
+        {"{\"time\":\"2020-01-01\",\"a\":{\"b\":1.5,\"c\":true},\"d\":[1,2]}\n\n"
+         "{\"d\":[],\"time\":\"2020-01-02\",\"e\":\"x\"}\n",
+         "", " a_b=1.5 a_c=true d=[1;2] e=\"\"\n a_b=- a_c=- d=- e=x\n"},
+        {"{\"time\":\"2020-01-01\",\"stream\":\"stdin\",\"rule\":\"*\",\"entries\":{\"a\":1},"
+         "\"units\":{\"a\":\"bar\"}}\n",
+         "", " a=1bar\n"},
     };
     for (const auto& each : cases) {
         const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);
@@ -87,14 +116,21 @@ TEST(CsvSource, NamesLineColumnAndReasonOfBadInput) {
         {"time,a b,a_b\n", "", "", "1: columns 2 and 3 have the same entry name 'a_b'"},
         {"a,b\n1,2\n", "", "",
          "1: no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
-         "numbers that count from 1970"},
+         "numbers that count from 1970, --start one of seconds from a start, and --every gives the "
+         "rows times"},
         {manyColumns, "", "", "1: 65537 columns, allowed are 65536"},
         {"time,x\n", "--time t", "", "1: there is no column 't'; the columns are 'time', 'x'"},
         {"time,x\n2020-01-01,1\n", "--type time:Int8", "",
          "1: no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
-         "numbers that count from 1970"},
+         "numbers that count from 1970, --start one of seconds from a start, and --every gives the "
+         "rows times"},
         {"time,x\n", "--type time:Int64 --time time", "",
          "1: --type gives a type to the time column 'time'"},
+        {"when,x\n29.03.2026,1\n", "", "",
+         "1: column 'when' holds dates such as '29.03.2026': --dates day-first or --dates "
+         "month-first reads them"},
+        {"{\"time\":\"2020-01-01\",\"x\":1}\n{\"time\":1,,}\n", "", "",
+         "2:3: Missing a name for object member."},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.error);
@@ -113,8 +149,84 @@ TEST(CsvSource, SkipsAndCountsBadRowsWhenAsked) {
                     "2020-01-07,7\n2020-01-08,\"open\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(EntriesOf(run), " x=1\n x=7\n");
-    EXPECT_THAT(run.err, HasSubstr("stream stdin: 2 samples read, "));
+    EXPECT_THAT(run.err, HasSubstr("stream stdin: 2 samples read\n"));
     EXPECT_THAT(run.err, HasSubstr("6 bad rows skipped, the first: stdin:3:1 (time): "));
+}
+
+TEST(CsvSource, ReadsTimesAsAsked) {
+    const struct {
+        std::string input;
+        std::string arguments;
+        std::string times;
+    } cases[] = {
+        {"t,x\n29.03.2026 01:59,1\n29.3.2026 03:00:00.5,2\n",
+         "--dates day-first --zone Europe/Berlin",
+         "2026-03-29T00:59:00Z 2026-03-29T01:00:00.500Z "},
+        // The hour that a clock shows twice, and printing in a zone.
+        {"t,x\n2026-10-25 02:30,1\n2026-10-25 02:10,2\n2026-10-25T00:40:00Z,3\n",
+         "--zone Europe/Berlin --out-zone Europe/Berlin",
+         "2026-10-25T02:30:00+02:00 2026-10-25T02:10:00+01:00 2026-10-25T02:40:00+02:00 "},
+        {"t,x\n03/29/2026 11:30 PM,1\n3/30/2026 12:05 AM,2\n", "--dates month-first",
+         "2026-03-29T23:30:00Z 2026-03-30T00:05:00Z "},
+        {"date,clock,x\n2020-01-01,8:05,1\n2020-01-01,23:59:59.25,2\n", "",
+         "2020-01-01T08:05:00Z 2020-01-01T23:59:59.250Z "},
+        {"t;x\n0,00;1\n0,01;2\n", "--start 2020-01-01",
+         "2020-01-01T00:00:00Z 2020-01-01T00:00:00.010Z "},
+        {"x,y\n1,2\n3,4\n", "--every 10ms --start 2020-01-01T00:00:01Z",
+         "2020-01-01T00:00:01Z 2020-01-01T00:00:01.010Z "},
+        {"t,x\n2020-01-01,1\n2020-01-02,2\n2020-01-03,3\n", "--since 2020-01-02 --until 2020-01-03",
+         "2020-01-02T00:00:00Z "},
+    };
+    for (const auto& each : cases) {
+        const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);
+        std::string times = run.out;
+        Poco::RegularExpression(R"( stdin.*\n)")
+            .subst(times, " ", Poco::RegularExpression::RE_GLOBAL);
+        EXPECT_EQ(times, each.times) << each.input << run.err;
+    }
+    EXPECT_THAT(RunTool("watch -", "time,x\n2020-01-02,1\n,2\n2020-01-02,-\n2020-01-01,\n").err,
+                HasSubstr(": 3 samples read, 1 time out of order, 1 time repeated\nrule [*]: 3 "
+                          "matches\n2 missing values\n1 row without a time left out\n"));
+}
+
+TEST(CsvSource, ReadsSeveralFilesPackedOrNot) {
+    const Folder folder;
+    std::ostringstream sink;
+    Poco::DeflatingOutputStream gzip(sink, Poco::DeflatingStreamBuf::STREAM_GZIP);
+    gzip << "time,x\n2020-01-01,1\n";
+    gzip.close();
+    folder.Write("a.csv.gz", sink.str() + sink.str());
+    folder.Write("b.csv", "time,x\n2020-01-02,2\n");
+    const std::string glob = "watch --quiet '" + folder.PathOf("*.csv*") + "'";
+    EXPECT_THAT(RunTool(glob).out,
+                "2020-01-01T00:00:00Z a [*] x=1\n2020-01-01T00:00:00Z a [*] x=1\n"
+                "2020-01-02T00:00:00Z b [*] x=2\n");
+    EXPECT_THAT(RunTool(glob + " --as rig --rule x>1").out, "2020-01-02T00:00:00Z rig [x>1] x=2\n");
+    EXPECT_EQ(
+        RunTool("watch - --quiet --stream-by d", "time,d,x\n2020-01-01,p,1\n2020-01-01,q,2\n").out,
+        "2020-01-01T00:00:00Z p [*] x=1\n2020-01-01T00:00:00Z q [*] x=2\n");
+    ExpectFailure("watch -", "stdin: the compressed data is cut off", sink.str().substr(0, 20));
+    ExpectFailure("watch -", "stdin looks like Parquet, which is not read: ", "PAR1....");
+    ExpectFailure("watch -", "stdin looks like tar, which", std::string(257, 'a') + "ustar....");
+    folder.Write("c.csv", "time,x\n2020-01-02,2.5\n");
+    const Outcome mixed = RunTool(glob + " --as rig");
+    EXPECT_THAT(mixed.err,
+                HasSubstr("entry 1 is 'x' of type Double, but in stream 'rig' 'x' of type "
+                          "Int64; --type NAME:TYPE"));
+}
+
+TEST(CsvSource, FollowsAFileThroughRotation) {
+    const Folder folder;
+    const std::string file = folder.Write("log.csv", "time,x\n2020-01-01,1\n2020-01-02,2");
+    Process process("watch --quiet --follow " + file);
+    EXPECT_THAT(process.ReadLine(), testing::EndsWith(" x=1"));
+    std::ofstream(file, std::ios::app) << "0\n";
+    EXPECT_THAT(process.ReadLine(), testing::EndsWith(" x=20"));
+    rename(file.c_str(), folder.PathOf("log.csv.1").c_str());
+    folder.Write("log.csv", "time,x\n2020-01-03,3\n");
+    EXPECT_THAT(process.ReadLine(), testing::EndsWith(" x=3"));
+    kill(process.GetId(), SIGTERM);
+    EXPECT_EQ(process.Wait().status, 0);
 }
 
 TEST(CsvSource, StartsWithTheFirstRowOfALiveSource) {

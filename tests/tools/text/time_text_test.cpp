@@ -88,14 +88,20 @@ TEST(TimeText, ReadsNumbersThatCountFromTheEpoch) {
 }
 
 TEST(TimeText, ReadsDurations) {
-    const std::pair<const char*, long> cases[] = {
-        {"250ms", 250}, {"3s", 3000}, {"1.5", 1500}, {"2m", 120'000}, {"1h", 3'600'000}};
+    const std::pair<const char*, long> cases[] = {{"250ms", 250},    {"3s", 3000},
+                                                  {"1.5", 1500},     {"2m", 120'000},
+                                                  {"1h", 3'600'000}, {"1d", 86'400'000}};
     for (const auto& [text, milliseconds] : cases) {
         EXPECT_EQ(ParseDuration(text), std::chrono::milliseconds(milliseconds)) << text;
     }
     for (const char* text :
-         {"0s", "-1s", "1d", "1 s", "s", "nan", "inf", "1e300h", "99999999999h", ""}) {
+         {"0s", "-1s", "1w", "1 s", "s", "nan", "inf", "1e300h", "99999999999h", ""}) {
         EXPECT_EQ(ParseDuration(text), std::nullopt) << text;
+    }
+    const std::pair<long, const char*> lengths[] = {
+        {0, "0s"}, {1500, "1.5ms"}, {61'500'000, "1m 1.5s"}, {90'000'000'000, "1d 1h"}};
+    for (const auto& [microseconds, text] : lengths) {
+        EXPECT_EQ(FormatDuration(microseconds), text);
     }
 }
 

@@ -3,17 +3,17 @@
 
 #include "commands/rule_watch.h"
 
-#include "command_error.h"
-#include "tessaryn/rule_check.h"
-#include "tessaryn/rule_syntax_exception.h"
+#include "delivery/aggregates.h"
+#include "delivery/conditions.h"
 #include "tessaryn/subscription_rules.h"
 #include "text/escaped_text.h"
-#include "text/rule_excerpt.h"
 
 #include <Poco/Delegate.h>
 #include <Poco/Exception.h>
 
 #include <exception>
+#include <memory>
+#include <utility>
 
 namespace velmora::tool {
 
@@ -21,41 +21,47 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-std::unique_ptr<tsn::ISubscriptionRule> Parse(const std::string& text) {
-    try {
-        if (tsn::DescribeRule(text).empty()) {
-            throw CommandError("rule " + Quoted(text) + " is empty");
-        }
-        return std::unique_ptr<tsn::ISubscriptionRule>(tsn::Expression(text));
-    } catch (const tsn::RuleSyntaxException& error) {
-        throw CommandError("rule " + Quoted(text) + ": " + error.message(),
-                           MarkInRule(text, error.GetSpan(), error.GetHint()));
-    }
-}
+// Entries of an event's sample.
+constexpr unsigned short eventBegin = 0;
+constexpr unsigned short eventEnd = 1;
 
 }  // namespace
 
-RuleWatch::RuleWatch(const std::string& text) : text(text), everySample(false), rule(Parse(text)) {}
-
-RuleWatch::RuleWatch() : text("*"), everySample(true), rule(tsn::Always()) {}
-
-std::vector<RuleWatch::Warning> RuleWatch::Check(const tsn::StreamType& type) const {
-    std::vector<Warning> warnings;
-    if (everySample) {
-        return warnings;
+RuleWatch::RuleWatch(NamedRule& rule, const WatchFilter& filter, const tsn::StreamType& type,
+                     Target target)
+    : rule(rule),
+      filter(filter),
+      target(std::move(target)),
+      hasContext(filter.before.count() > 0 || filter.after.count() > 0) {
+    if (filter.events) {
+        delivery::Events events(rule.rule, FindNumericEntries(rule, type));
+        eventType = events.GetType();
+        chain = delivery::ConditionChain(std::move(events));
+    } else if (filter.hold && !rule.isEverySample) {
+        chain = delivery::ConditionChain(delivery::HeldFor(rule.rule, *filter.hold));
     }
-    for (const tsn::RuleFinding& finding : tsn::CheckRule(text, type)) {
-        warnings.push_back({"rule " + Quoted(text) + ": " + finding.message,
-                            MarkInRule(text, finding.span, finding.hint)});
+    if (!filter.changed.empty()) {
+        chain = chain.Then(delivery::OnChange(filter.changed));
     }
-    return warnings;
+    if (!filter.moved.empty()) {
+        chain = chain.Then(delivery::Deadband(filter.moved, filter.limit));
+    }
+    if (filter.interval) {
+        chain = chain.Then(delivery::MinInterval(*filter.interval));
+    }
 }
 
-void RuleWatch::Subscribe(tsn::Stream& stream, const SampleReporter& lineReporter,
-                          StandardOutput& lineOutput) {
-    reporter = &lineReporter;
-    output = &lineOutput;
-    stream.Subscribe({*rule, Poco::delegate(this, &RuleWatch::OnMatch)});
+void RuleWatch::Subscribe(tsn::Stream& stream) {
+    if (filter.events || filter.edges || filter.hold || hasContext) {
+        const std::unique_ptr<tsn::ISubscriptionRule> always(tsn::Always());
+        stream.Subscribe({*always, Poco::delegate(this, &RuleWatch::OnChange)});
+    } else {
+        stream.Subscribe({rule.rule.Get(), Poco::delegate(this, &RuleWatch::OnMatch)});
+    }
+}
+
+void RuleWatch::Flush() {
+    chain.Flush(Poco::Timestamp(Poco::Timestamp::TIMEVAL_MAX), *this);
 }
 
 std::string RuleWatch::DescribeFailure(const tsn::Stream& stream) const {
@@ -64,20 +70,107 @@ std::string RuleWatch::DescribeFailure(const tsn::Stream& stream) const {
         tsn::Sample sample(newest);
         tsn::SubscriptionArgs args{tsn::pushed, &sample, nullptr};
         try {
-            static_cast<void>(rule->Applies(args));
+            static_cast<void>(rule.rule.Applies(args));
         } catch (const Poco::Exception& error) {
             reason = error.displayText();
         } catch (const std::exception& error) {
             reason = error.what();
         }
     });
-    return reason.empty() ? "" : "rule " + Quoted(text) + " cannot be evaluated: " + reason;
+    return reason.empty() ? "" : "rule " + Quoted(rule.text) + " cannot be evaluated: " + reason;
 }
 
 void RuleWatch::OnMatch(tsn::SubscriptionArgs& args) {
-    ++matches;
-    reporter->Report(output->GetBuffer(), text, *args.sample);
-    output->Commit();
+    if (chain.IsEmpty()) {
+        Emit(args);
+    } else {
+        chain.Process(args, *this);
+    }
+}
+
+// Is called for each sample, whether or not the rule is true.
+void RuleWatch::OnChange(tsn::SubscriptionArgs& args) {
+    if (args.changeType == tsn::popped) {
+        return;
+    }
+    const bool isTrue = rule.rule.Applies(args);
+    reported = false;
+    if (filter.edges) {
+        if (isTrue != wasTrue) {
+            WriteBefore(args.sample->GetTimeStamp().epochMicroseconds());
+            ++rule.matches;
+            Write(isTrue ? "begin" : "end", *args.sample);
+            afterUntil = (args.sample->GetTimeStamp() + filter.after.count()).epochMicroseconds();
+            reported = true;
+        }
+    } else if (isTrue || filter.events || filter.hold) {
+        OnMatch(args);
+    }
+    wasTrue = isTrue;
+    const bool isOfEvent = isTrue && (filter.events || filter.edges);
+    if (hasContext && !isOfEvent && (filter.events || !reported)) {
+        AddContext(*args.sample);
+    }
+}
+
+void RuleWatch::Emit(tsn::SubscriptionArgs& change) {
+    const tsn::Sample& sample = *change.sample;
+    std::int64_t end = sample.GetTimeStamp().epochMicroseconds();
+    std::int64_t begin = end;
+    if (filter.events) {
+        begin = sample.GetInt64(eventBegin, 0);
+        end = sample.GetInt64(eventEnd, 0);
+        if (filter.hold && end - begin < filter.hold->count()) {
+            return;
+        }
+    }
+    WriteBefore(begin);
+    ++rule.matches;
+    reported = true;
+    if (filter.events) {
+        target.reporter->ReportEvent(target.output->GetBuffer(), {rule.label}, sample);
+        target.output->Commit();
+        if (target.keep) {
+            target.keep(sample);
+        }
+    } else {
+        Write({}, sample);
+    }
+    afterUntil = end + filter.after.count();
+}
+
+void RuleWatch::Write(std::string_view context, const tsn::Sample& sample) {
+    target.reporter->Report(target.output->GetBuffer(), {rule.label, context}, sample);
+    target.output->Commit();
+    if (target.keep && !filter.events) {
+        target.keep(sample);
+    }
+}
+
+// Writes the rows before a time.
+void RuleWatch::WriteBefore(std::int64_t time) {
+    DropOld(time);
+    for (const tsn::Sample& sample : before) {
+        Write("before", sample);
+    }
+    before.clear();
+}
+
+void RuleWatch::DropOld(std::int64_t time) {
+    while (!before.empty() &&
+           before.front().GetTimeStamp().epochMicroseconds() < time - filter.before.count()) {
+        before.pop_front();
+    }
+}
+
+void RuleWatch::AddContext(const tsn::Sample& sample) {
+    const std::int64_t time = sample.GetTimeStamp().epochMicroseconds();
+    if (time <= afterUntil) {
+        Write("after", sample);
+    } else if (filter.before.count() > 0) {
+        DropOld(time);
+        before.push_back(sample);
+    }
 }
 
 }  // namespace velmora::tool

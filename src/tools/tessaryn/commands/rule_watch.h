@@ -3,60 +3,77 @@
 
 #pragma once
 
+#include "commands/named_rule.h"
+#include "commands/watch_options.h"
+#include "delivery/condition.h"
 #include "terminal/sample_reporter.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
-#include "tessaryn/subscription_rule.h"
 
 #include <cstdint>
-#include <memory>
+#include <deque>
+#include <functional>
 #include <string>
-#include <vector>
 
 namespace velmora::tool {
 
-/// One rule of the command line: a subscription that counts and reports.
-class RuleWatch {
+/// One rule on one stream: a subscription that filters, counts and reports.
+class RuleWatch : private delivery::Sink {
   public:
-    /// \param text the rule's text
-    /// \throws CommandError when the text is not a rule, with the place in the text
-    explicit RuleWatch(const std::string& text);
-    /// The watch that reports every sample.
-    RuleWatch();
+    /// Where lines and samples go.
+    struct Target {
+        /// \ownership observes
+        const SampleReporter* reporter = nullptr;
+        /// \ownership observes
+        StandardOutput* output = nullptr;
+        /// Called with each sample that was reported, or with each event.
+        std::function<void(const core::tessaryn::Sample&)> keep{};
+    };
+
+    /// \param rule \ownership observes
+    /// \param filter \ownership observes
+    /// \param type of the stream's samples
+    RuleWatch(NamedRule& rule, const WatchFilter& filter, const core::tessaryn::StreamType& type,
+              Target target);
     RuleWatch(const RuleWatch&) = delete;
     RuleWatch& operator=(const RuleWatch&) = delete;
 
-    struct Warning {
-        std::string sentence;
-        /// The place in the rule, as lines.
-        std::string excerpt;
-    };
-    /// What is wrong between the rule and the type.
-    std::vector<Warning> Check(const core::tessaryn::StreamType& type) const;
+    /// Subscribes to a stream.
+    void Subscribe(core::tessaryn::Stream& stream);
 
-    /// Subscribes to a stream: matches go to the reporter, and through it to the output.
-    /// \param lineReporter \ownership observes
-    /// \param lineOutput \ownership observes
-    void Subscribe(core::tessaryn::Stream& stream, const SampleReporter& lineReporter,
-                   StandardOutput& lineOutput);
+    /// Reports what is held back, at the end of the stream.
+    void Flush();
 
     /// Why the rule cannot be evaluated for the newest sample of a stream, after a push threw;
     /// empty when it can.
     std::string DescribeFailure(const core::tessaryn::Stream& stream) const;
 
-    const std::string& GetText() const { return text; }
-    std::uint64_t GetMatches() const { return matches; }
+    /// The type of events, as long as this object lives; null where rows are reported.
+    core::tessaryn::StreamType* GetEventType() const { return eventType; }
+    const NamedRule& GetRule() const { return rule; }
 
   private:
     void OnMatch(core::tessaryn::SubscriptionArgs& args);
+    void OnChange(core::tessaryn::SubscriptionArgs& args);
+    void Emit(core::tessaryn::SubscriptionArgs& change) override;
+    void Write(std::string_view context, const core::tessaryn::Sample& sample);
+    void WriteBefore(std::int64_t time);
+    void DropOld(std::int64_t time);
+    void AddContext(const core::tessaryn::Sample& sample);
 
-    std::string text;
-    bool everySample;
-    std::unique_ptr<core::tessaryn::ISubscriptionRule> rule;
-    const SampleReporter* reporter = nullptr;
-    StandardOutput* output = nullptr;
-    std::uint64_t matches = 0;
+    NamedRule& rule;
+    const WatchFilter& filter;
+    Target target;
+    delivery::ConditionChain chain;
+    core::tessaryn::StreamType* eventType = nullptr;
+    bool hasContext;
+    bool wasTrue = false;
+    bool reported = false;
+    /// Rows that may come to stand before a match.
+    std::deque<core::tessaryn::Sample> before;
+    /// Until when rows follow a match.
+    std::int64_t afterUntil = INT64_MIN;
 };
 
 }  // namespace velmora::tool

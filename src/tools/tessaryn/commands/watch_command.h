@@ -13,9 +13,10 @@ namespace velmora::tool {
 /// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options);
 
-/// Reads the source into a stream and reports matches, until the source ends, the time is over, a
+/// Reads the sources into streams and reports matches, until the sources end, the time is over, a
 /// signal arrives, or nobody reads the output any more; then saves the document, if asked to.
+/// \return the exit status
 /// \throws CommandError when an option or the input is bad
-void RunWatch(const WatchOptions& options);
+int RunWatch(const WatchOptions& options);
 
 }  // namespace velmora::tool

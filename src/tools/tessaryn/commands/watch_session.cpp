@@ -4,59 +4,31 @@
 #include "commands/watch_session.h"
 
 #include "command_error.h"
-#include "csv/csv_source.h"
-#include "source/host_source.h"
-#include "terminal/input_file.h"
 #include "terminal/message.h"
-#include "text/escaped_text.h"
-#include "text/time_text.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <unistd.h>
+#include <utility>
 
 namespace velmora::tool {
 
-namespace {
+namespace tsn = core::tessaryn;
 
-std::chrono::microseconds ParseDurationOption(const char* option, const std::string& text) {
-    const auto duration = ParseDuration(text);
-    if (!duration) {
-        throw CommandError(std::string(option) + " " + Quoted(text) +
-                           " is not a duration such as 250ms, 3s, 2m or 1h");
-    }
-    return *duration;
-}
-
-std::string GetDefaultStreamName(const std::string& source) {
-    if (source == "-") {
-        return "stdin";
-    }
-    const std::size_t slash = source.rfind('/');
-    std::string name = slash == std::string::npos ? source : source.substr(slash + 1);
-    const std::size_t dot = name.rfind('.');
-    if (dot != std::string::npos && dot > 0) {
-        name.resize(dot);
-    }
-    return name;
-}
-
-}  // namespace
-
-WatchSession::WatchSession(const WatchOptions& options, core::tessaryn::Document* document)
+WatchSession::WatchSession(const WatchOptions& options, tsn::Document* document)
     : options(options),
-      document(document),
       output(signals),
-      progress(!options.quiet && isatty(STDERR_FILENO) != 0),
-      stream(options.stream.empty() ? GetDefaultStreamName(options.source) : options.stream) {
-    MakeRules();
-    MakeSource();
-    source->BeforeWait([this](const SourceProgress& read) {
-        // Matches found so far are written before the run waits for more input.
-        output.Flush();
-        progress.Update(read.bytesRead, read.bytes, samples);
-    });
+      progress(!options.source.quiet && isatty(STDERR_FILENO) != 0),
+      settings(MakeSourceSettings(options.source)),
+      range(MakeTimeRange(options.source)),
+      run{options,
+          MakeWatchFilter(options),
+          ParseRules(options.rules, options.ruleFile),
+          document,
+          output,
+          TimePrinter(options.source.outZone),
+          std::exchange(settings.table.columns, {})} {
     if (isatty(STDOUT_FILENO) != 0) {
         output.BeforeWrite([this] { progress.Clear(); });
     }
@@ -65,94 +37,100 @@ WatchSession::WatchSession(const WatchOptions& options, core::tessaryn::Document
     }
 }
 
-void WatchSession::MakeRules() {
-    for (const std::string& text : options.rules) {
-        rules.emplace_back(text);
+bool WatchSession::HasMatches() const {
+    return std::any_of(run.rules.begin(), run.rules.end(), [](const NamedRule& rule) {
+        return rule.isEverySample || rule.matches > 0;
+    });
+}
+
+void WatchSession::ReadAll() {
+    const std::vector<std::string> paths = ExpandSources(options.source.sources);
+    for (const std::string& path : paths) {
+        for (const NamedSource& each : OpenSources(path, paths, settings, signals)) {
+            Read(each.stream, *each.source);
+            AddCounts(each.source->GetCounts());
+        }
     }
-    if (rules.empty()) {
-        rules.emplace_back();
+    for (const auto& [name, stream] : streams) {
+        stream->Flush();
     }
 }
 
-void WatchSession::MakeSource() {
-    if (options.source == "host") {
-        if (!options.types.empty() || !options.timeColumn.empty() || options.skipBad) {
-            throw CommandError("--type, --time and --skip-bad are for CSV, not for host");
-        }
-        const std::string interval = options.every.empty() ? "1s" : options.every;
-        source = std::make_unique<HostSource>(ParseDurationOption("--every", interval), signals);
+void WatchSession::Read(const std::string& sourceStream, SampleSource& source) {
+    source.BeforeWait([this](const SourceProgress& read) {
+        // Matches found so far are written before the run waits for more input.
+        output.Flush();
+        progress.Update(read.bytesRead, read.bytes, samples);
+    });
+    tsn::StreamType type;
+    if (!source.Open(type)) {
         return;
     }
-    if (!options.every.empty()) {
-        throw CommandError("--every is for the source host only");
-    }
-    CsvOptions csv{options.timeColumn, {}, options.skipBad};
-    for (const std::string& text : options.types) {
-        csv.types.push_back(ParseColumnType(text));
-    }
-    source = std::make_unique<CsvSource>(std::make_unique<InputFile>(options.source, signals),
-                                         std::move(csv));
-}
-
-void WatchSession::Warn(const char* prefix, const std::string& sentence) {
-    progress.Clear();
-    PrintMessage(prefix, sentence);
-}
-
-// Opens source and stream, and prints what looks wrong with the source or the rules; false when
-// the run ended before that.
-bool WatchSession::Open() {
-    if (!source->Open(stream.GetType())) {
-        return false;
-    }
-    if (!options.quiet) {
-        for (const std::string& note : source->GetNotes()) {
-            Warn("note: ", note);
+    if (!options.source.quiet) {
+        for (const std::string& note : source.GetNotes()) {
+            progress.Clear();
+            PrintMessage("note: ", note);
         }
     }
-    for (const RuleWatch& rule : rules) {
-        for (const auto& [sentence, excerpt] : rule.Check(stream.GetType())) {
-            Warn("warning: ", sentence);
-            std::fputs(excerpt.c_str(), stderr);
+    const bool isJoined = !options.source.stream.empty();
+    const auto nameOf = [&]() -> std::string_view {
+        const std::string_view own = source.GetStreamName();
+        return own.empty() || isJoined ? std::string_view(sourceStream) : own;
+    };
+    // A source of one stream has it also where it has no row.
+    WatchedStream* stream =
+        options.source.streamColumn.empty() ? &GetStream(nameOf(), type, source) : nullptr;
+    while (!output.IsClosed() && !signals.IsStopped() && source.Next()) {
+        if (!range.Contains(source.GetTime())) {
+            continue;
         }
+        if (stream == nullptr || stream->GetName() != nameOf()) {
+            stream = &GetStream(nameOf(), type, source);
+        }
+        Push(*stream, source);
+        ++samples;
+    }
+}
+
+// The stream of a name; opens it for the entries of a source.
+WatchedStream& WatchSession::GetStream(std::string_view name, const tsn::StreamType& type,
+                                       const SampleSource& source) {
+    const auto place = streams.find(name);
+    if (place != streams.end()) {
+        place->second->CheckEntries(type);
+        return *place->second;
     }
     try {
-        stream.Open(document, options.maxSize);
+        auto opened =
+            std::make_unique<WatchedStream>(std::string(name), type, source.GetUnits(), run);
+        return *streams.emplace(name, std::move(opened)).first->second;
     } catch (const std::invalid_argument& error) {
         const std::string file = options.load.empty() ? "" : options.load + ": ";
         throw CommandError(file + error.what());
     }
-    return true;
 }
 
-void WatchSession::PushAll() {
+void WatchSession::Push(WatchedStream& stream, SampleSource& source) {
     try {
-        while (!output.IsClosed() && !signals.IsStopped() && source->PushNext(stream.Get())) {
-            ++samples;
-        }
+        stream.Push(source);
     } catch (const CommandError&) {
         throw;
     } catch (const std::exception&) {
-        for (const RuleWatch& rule : rules) {
-            const std::string failure = rule.DescribeFailure(stream.Get());
-            if (!failure.empty()) {
-                throw CommandError(source->GetPosition() + ": " + failure);
-            }
+        const std::string failure = stream.DescribeFailure();
+        if (!failure.empty()) {
+            throw CommandError(source.GetPosition() + ": " + failure);
         }
         throw;
     }
 }
 
-void WatchSession::ReadAll() {
-    if (!Open()) {
-        return;
+void WatchSession::AddCounts(const SourceCounts& more) {
+    if (counts.skipped == 0) {
+        counts.firstSkipped = more.firstSkipped;
     }
-    reporter = options.output == "ndjson" ? MakeJsonReporter(stream.GetName(), stream.GetType())
-                                          : MakeTextReporter(stream.GetName(), stream.GetType());
-    for (RuleWatch& rule : rules) {
-        rule.Subscribe(stream.Get(), *reporter, output);
-    }
-    PushAll();
+    counts.skipped += more.skipped;
+    counts.missingTimes += more.missingTimes;
+    counts.missingValues += more.missingValues;
 }
 
 void WatchSession::Run() {

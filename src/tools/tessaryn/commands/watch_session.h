@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "commands/rule_watch.h"
+#include "commands/source_options.h"
 #include "commands/watch_options.h"
 #include "commands/watched_stream.h"
 #include "source/sample_source.h"
@@ -13,54 +13,56 @@
 #include "terminal/standard_output.h"
 
 #include <cstdint>
-#include <deque>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace velmora::tool {
 
-/// One run of `tessaryn watch`: reads the source into the stream and reports matches.
+/// One run of `tessaryn watch`: reads the sources into streams and reports matches.
 class WatchSession {
   public:
     /// \param options \ownership observes
-    /// \param document \ownership observes: where the stream is kept; null for nowhere
-    /// \throws CommandError when an option is bad or the source does not exist
+    /// \param document \ownership observes: where the streams are kept; null for nowhere
+    /// \throws CommandError when an option is bad or a source does not exist
     WatchSession(const WatchOptions& options, core::tessaryn::Document* document);
     WatchSession(const WatchSession&) = delete;
     WatchSession& operator=(const WatchSession&) = delete;
 
-    /// Runs until the source ends, the time is over, a signal arrives, or nobody reads the output
+    /// Runs until the sources end, the time is over, a signal arrives, or nobody reads the output
     /// any more. What matched before a failure is still written.
-    /// \throws CommandError when the source is bad or a rule cannot be evaluated
+    /// \throws CommandError when a source is bad or a rule cannot be evaluated
     void Run();
 
     // What the run led to.
-    const WatchedStream& GetStream() const { return stream; }
-    const std::deque<RuleWatch>& GetRules() const { return rules; }
-    const SampleSource& GetSource() const { return *source; }
-    /// Samples read from the source.
-    std::uint64_t GetSamples() const { return samples; }
+    using Streams = std::map<std::string, std::unique_ptr<WatchedStream>, std::less<>>;
+    const Streams& GetStreams() const { return streams; }
+    const std::deque<NamedRule>& GetRules() const { return run.rules; }
+    /// What the sources met, summed up.
+    const SourceCounts& GetCounts() const { return counts; }
     bool IsInterrupted() const { return signals.IsInterrupted(); }
     bool IsOutputClosed() const { return output.IsClosed(); }
+    /// Whether a rule reported something, or there is none.
+    bool HasMatches() const;
 
   private:
-    void MakeRules();
-    void MakeSource();
-    bool Open();
     void ReadAll();
-    void PushAll();
-    void Warn(const char* prefix, const std::string& sentence);
+    void Read(const std::string& sourceStream, SampleSource& source);
+    WatchedStream& GetStream(std::string_view name, const core::tessaryn::StreamType& type,
+                             const SampleSource& source);
+    void Push(WatchedStream& stream, SampleSource& source);
+    void AddCounts(const SourceCounts& more);
 
     const WatchOptions& options;
-    core::tessaryn::Document* document;
     SignalWatcher signals;
     StandardOutput output;
     ProgressBar progress;
-    // The stream's delegates point to the elements, whose addresses must not change.
-    std::deque<RuleWatch> rules;
-    std::unique_ptr<SampleSource> source;
-    std::unique_ptr<SampleReporter> reporter;
-    WatchedStream stream;
+    SourceSettings settings;
+    TimeRange range;
+    WatchRun run;
+    Streams streams;
+    SourceCounts counts;
     std::uint64_t samples = 0;
 };
 

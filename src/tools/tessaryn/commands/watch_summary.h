@@ -8,7 +8,8 @@
 namespace velmora::tool {
 
 /// Prints on standard error what a run read, dropped, matched and skipped.
+/// \param isKept whether a document is written
 /// \param seconds how long the run took
-void PrintSummary(const WatchSession& session, double seconds);
+void PrintSummary(const WatchSession& session, bool isKept, double seconds);
 
 }  // namespace velmora::tool

@@ -3,10 +3,13 @@
 
 #include "commands/watched_stream.h"
 
+#include "command_error.h"
 #include "common/version.h"
 #include "tessaryn/stream_repository.h"
+#include "text/escaped_text.h"
 
-#include <vector>
+#include <sstream>
+#include <utility>
 
 namespace velmora::tool {
 
@@ -15,32 +18,154 @@ namespace tsn = core::tessaryn;
 namespace {
 
 constexpr long defaultMaxSize = 1000;
+// Of streams that hold only what was selected.
+constexpr long defaultMaxSelected = 1'000'000;
 
-}  // namespace
-
-WatchedStream::WatchedStream(const std::string& name)
-    : name(name), type(utils::Version(1, 0, 0), &this->name) {}
-
-void WatchedStream::Open(tsn::Document* document, std::optional<long> maxSize) {
-    if (document == nullptr) {
-        temporary = std::make_unique<tsn::Stream>(&type, maxSize.value_or(defaultMaxSize));
-        stream = temporary.get();
-    } else {
-        const tsn::Stream* const kept = document->streams->GetStreamPtr(GetName());
-        const long size = kept == nullptr ? defaultMaxSize : kept->GetMaxSize();
-        stream = &storage::OpenStream(*document, GetName(), type, maxSize.value_or(size));
-    }
-    samplesAtOpening = CountSamples();
-}
-
-std::uint64_t WatchedStream::CountSamples() const {
+std::uint64_t CountSamples(const tsn::Stream& stream) {
     std::uint64_t count = 0;
-    stream->GetAll([&](const std::vector<tsn::Sample*>& all) { count = all.size(); });
+    stream.GetAll([&](const std::vector<tsn::Sample*>& all) { count = all.size(); });
     return count;
 }
 
-std::uint64_t WatchedStream::CountDropped(std::uint64_t pushed) const {
-    return samplesAtOpening + pushed - CountSamples();
+// A stream of the document; a new one has the given size.
+tsn::Stream& OpenKept(tsn::Document& document, const std::string& path, const tsn::StreamType& type,
+                      const std::optional<long>& maxSize, long defaultSize) {
+    const tsn::Stream* const found = document.streams->GetStreamPtr(path);
+    const long size = found == nullptr ? defaultSize : found->GetMaxSize();
+    return storage::OpenStream(document, path, type, maxSize.value_or(size));
+}
+
+}  // namespace
+
+WatchedStream::WatchedStream(const std::string& name, const tsn::StreamType& entries,
+                             const std::vector<std::string>& units, WatchRun& run)
+    : name(name), type(utils::Version(1, 0, 0), &this->name), run(run) {
+    for (unsigned short id = 0; id < entries.GetNumEntries(); ++id) {
+        const tsn::SampleEntry entry = entries.GetEntry(id);
+        type.Add(entry.key, entry.type, entry.initialSize);
+    }
+    CheckRules(run.rules, type, run.options.allowUnknown, run.options.source.quiet);
+    for (const std::string& entry : {run.filter.changed, run.filter.moved}) {
+        if (!entry.empty() && !type.EntryExists(entry) && !run.options.allowUnknown) {
+            throw CommandError("stream " + Quoted(name) + " has no entry " + Quoted(entry));
+        }
+    }
+    const LineSettings settings{name, units, run.columns, &run.times};
+    reporter = run.options.output == "ndjson" ? MakeJsonReporter(settings, type)
+                                              : MakeTextReporter(settings, type);
+    Open();
+    for (NamedRule& rule : run.rules) {
+        AddRule(rule);
+    }
+}
+
+void WatchedStream::Open() {
+    const bool keepsAll = run.document != nullptr && run.options.keep == "all";
+    if (keepsAll) {
+        stream = &OpenKept(*run.document, GetName(), type, run.options.maxSize, defaultMaxSize);
+        keptBefore = CountSamples(*stream);
+        keptStreams.push_back(stream);
+        return;
+    }
+    if (run.document != nullptr && run.options.keep == "matches") {
+        keptStreams.push_back(
+            &OpenKept(*run.document, GetName(), type, run.options.maxSize, defaultMaxSelected));
+        keptBefore = CountSamples(*keptStreams.front());
+    }
+    // Rules see a sample when it is pushed, so one is enough.
+    temporary = std::make_unique<tsn::Stream>(
+        &type, run.document == nullptr ? run.options.maxSize.value_or(1) : 1);
+    stream = temporary.get();
+}
+
+void WatchedStream::AddRule(NamedRule& rule) {
+    RuleWatch::Target target{reporter.get(), &run.output};
+    if (run.document != nullptr && run.options.keep == "matches") {
+        target.keep = [this, to = keptStreams.front()](const tsn::Sample& sample) {
+            if (std::exchange(keptSample, samples + 1) != samples + 1) {
+                Keep(*to, sample);
+            }
+        };
+    }
+    RuleWatch* watch = nullptr;
+    if (run.document == nullptr || run.options.keep != "events") {
+        watch = &rules.emplace_back(rule, run.filter, type, std::move(target));
+    } else {
+        const std::size_t index = keptStreams.size();
+        target.keep = [this, index](const tsn::Sample& sample) {
+            Keep(*keptStreams[index], sample);
+        };
+        watch = &rules.emplace_back(rule, run.filter, type, std::move(target));
+        std::string label = rule.label;
+        std::replace(label.begin(), label.end(), '/', '_');
+        keptStreams.push_back(&OpenKept(*run.document, GetName() + "/" + label,
+                                        *watch->GetEventType(), run.options.maxSize,
+                                        defaultMaxSelected));
+    }
+    watch->Subscribe(*stream);
+}
+
+void WatchedStream::CheckEntries(const tsn::StreamType& entries) const {
+    const unsigned short count = std::max(type.GetNumEntries(), entries.GetNumEntries());
+    for (unsigned short id = 0; id < count; ++id) {
+        if (id >= type.GetNumEntries() || id >= entries.GetNumEntries()) {
+            const tsn::StreamType& more = id < type.GetNumEntries() ? type : entries;
+            throw CommandError("the entry " + Quoted(more.GetEntry(id).key) + " is in one of the " +
+                               "sources of stream " + Quoted(GetName()) + " only");
+        }
+        const tsn::SampleEntry own = type.GetEntry(id);
+        const tsn::SampleEntry other = entries.GetEntry(id);
+        if (own.key != other.key || own.type != other.type) {
+            throw CommandError("entry " + std::to_string(id + 1) + " is " + Quoted(other.key) +
+                               " of type " + ToString(other.type) + ", but in stream " +
+                               Quoted(GetName()) + " " + Quoted(own.key) + " of type " +
+                               ToString(own.type) + "; --type NAME:TYPE gives all sources a type");
+        }
+    }
+}
+
+void WatchedStream::Push(SampleSource& source) {
+    auto sample =
+        std::make_unique<tsn::Sample>(stream->GetStreamType(), Poco::Timestamp(source.GetTime()));
+    source.Fill(*sample);
+    order.Add(source.GetTime());
+    stream->PushNew(sample.release());
+    ++samples;
+}
+
+void WatchedStream::Flush() {
+    for (RuleWatch& rule : rules) {
+        rule.Flush();
+    }
+}
+
+// Pushes a copy, of the type of the kept stream.
+void WatchedStream::Keep(tsn::Stream& target, const tsn::Sample& sample) {
+    auto copy = std::make_unique<tsn::Sample>(target.GetStreamType(), sample.GetTimeStamp());
+    std::stringstream binary;
+    sample.Serialize(static_cast<std::ostream&>(binary));
+    copy->Deserialize(binary);
+    target.PushNew(copy.release());
+    ++kept;
+}
+
+std::uint64_t WatchedStream::GetDropped() const {
+    const bool keepsAll = stream != temporary.get();
+    std::uint64_t have = 0;
+    for (const tsn::Stream* const each : keptStreams) {
+        have += CountSamples(*each);
+    }
+    return keptBefore + (keepsAll ? samples : kept) - have;
+}
+
+std::string WatchedStream::DescribeFailure() const {
+    for (const RuleWatch& rule : rules) {
+        std::string failure = rule.DescribeFailure(*stream);
+        if (!failure.empty()) {
+            return failure;
+        }
+    }
+    return {};
 }
 
 }  // namespace velmora::tool

@@ -3,44 +3,85 @@
 
 #pragma once
 
+#include "commands/rule_watch.h"
+#include "source/sample_source.h"
 #include "storage/document.h"
 #include "tessaryn/named_object.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velmora::tool {
 
-/// The stream that a source is read into: one of a document, or one that ends with the run.
+/// What all streams of a run share.
+struct WatchRun {
+    const WatchOptions& options;
+    WatchFilter filter;
+    std::deque<NamedRule> rules;
+    /// \ownership observes: where streams are kept; null for nowhere
+    core::tessaryn::Document* document = nullptr;
+    StandardOutput& output;
+    TimePrinter times;
+    std::vector<std::string> columns;
+};
+
+/// How the times of a stream's rows follow each other.
+struct TimeOrder {
+    std::int64_t newest = INT64_MIN;
+    /// Rows whose time lies before that of an earlier row.
+    std::uint64_t late = 0;
+    /// Rows with the time of the row before.
+    std::uint64_t repeated = 0;
+
+    void Add(std::int64_t time) {
+        late += time < newest ? 1U : 0U;
+        repeated += time == newest ? 1U : 0U;
+        newest = std::max(newest, time);
+    }
+};
+
+/// A stream that sources are read into, with the rules that watch it.
 class WatchedStream {
   public:
-    /// \param name the stream's name; the type of the source's entries has it, too
-    explicit WatchedStream(const std::string& name);
+    /// \param name the stream's name; its type has it, too
+    /// \param entries of the source
+    /// \param units of the entries
+    /// \param run \ownership observes
+    /// \throws std::invalid_argument when the document's stream has other entries, the name cannot
+    /// be kept, or the size is not 1 to 2^31-1
+    WatchedStream(const std::string& name, const core::tessaryn::StreamType& entries,
+                  const std::vector<std::string>& units, WatchRun& run);
     WatchedStream(const WatchedStream&) = delete;
     WatchedStream& operator=(const WatchedStream&) = delete;
 
-    /// Opens the stream once the type has the source's entries.
-    /// \param document \ownership observes: where the stream is kept; null for nowhere
-    /// \param maxSize samples to keep, if the user says so
-    /// \throws std::invalid_argument when the document's stream has other entries, the name cannot
-    /// be kept, or the size is not 1 to 2^31-1
-    void Open(core::tessaryn::Document* document, std::optional<long> maxSize);
+    /// Refuses samples of other entries.
+    /// \throws CommandError
+    void CheckEntries(const core::tessaryn::StreamType& entries) const;
+
+    /// Pushes what a source has read.
+    void Push(SampleSource& source);
+
+    /// Reports what is held back, at the end of the run.
+    void Flush();
+
+    /// Why a push threw; empty when no rule did.
+    std::string DescribeFailure() const;
 
     const std::string& GetName() const { return name.name; }
-    /// The source's entries, which the source adds.
-    core::tessaryn::StreamType& GetType() { return type; }
-    /// Whether `Open` returned; what follows needs that.
-    bool IsOpen() const { return stream != nullptr; }
-    core::tessaryn::Stream& Get() const { return *stream; }
-    /// Samples that the stream holds.
-    std::uint64_t CountSamples() const;
-    /// Samples that the ring dropped since `Open`.
-    /// \param pushed samples pushed since then
-    std::uint64_t CountDropped(std::uint64_t pushed) const;
+    /// Samples read.
+    std::uint64_t GetSamples() const { return samples; }
+    const TimeOrder& GetOrder() const { return order; }
+    /// Samples kept in the document that were not there before.
+    std::uint64_t GetKept() const { return kept; }
+    /// Samples that the document's ring dropped.
+    std::uint64_t GetDropped() const;
 
   private:
     struct StreamName : core::INamedObject {
@@ -50,11 +91,27 @@ class WatchedStream {
         std::string name;
     };
 
+    void Open();
+    void AddRule(NamedRule& rule);
+    void Keep(core::tessaryn::Stream& target, const core::tessaryn::Sample& sample);
+
     StreamName name;
     core::tessaryn::StreamType type;
+    WatchRun& run;
+    std::unique_ptr<SampleReporter> reporter;
     std::unique_ptr<core::tessaryn::Stream> temporary;
+    /// What is watched: one of the document, or one that ends with the run.
     core::tessaryn::Stream* stream = nullptr;
-    std::uint64_t samplesAtOpening = 0;
+    // The stream's delegates point to the elements, whose addresses must not change.
+    std::deque<RuleWatch> rules;
+    /// Streams of the document.
+    std::vector<core::tessaryn::Stream*> keptStreams;
+    std::uint64_t keptBefore = 0;
+    std::uint64_t samples = 0;
+    std::uint64_t kept = 0;
+    /// Time and number of the sample kept last: of several rules that match it, one keeps it.
+    std::uint64_t keptSample = 0;
+    TimeOrder order;
 };
 
 }  // namespace velmora::tool

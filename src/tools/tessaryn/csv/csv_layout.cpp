@@ -5,6 +5,7 @@
 
 #include "command_error.h"
 #include "text/escaped_text.h"
+#include "text/nearest.h"
 #include "text/value_parser.h"
 
 #include <Poco/Ascii.h>
@@ -59,47 +60,110 @@ CsvColumn* FindColumn(std::vector<CsvColumn>& columns, const std::string& name) 
     return nullptr;
 }
 
+// The title without the unit in brackets at its end: "p [bar]" is p in bar.
+std::string TakeUnit(const std::string& title, std::string& unit) {
+    const std::size_t open = title.find_last_of("([");
+    const bool isUnit = open != std::string::npos && open > 0 && title.size() > open + 2 &&
+                        title.back() == (title[open] == '(' ? ')' : ']');
+    const std::size_t end = isUnit ? title.find_last_not_of(' ', open - 1) : std::string::npos;
+    if (end == std::string::npos) {
+        return title;
+    }
+    unit = title.substr(open + 1, title.size() - open - 2);
+    return title.substr(0, end + 1);
+}
+
+bool IsTrueOrFalse(std::string_view cell) {
+    return cell == "true" || cell == "false";
+}
+
+// Whether a cell is a number only if a comma is its decimal point, and no separator of thousands.
+bool ProvesDecimalComma(std::string_view cell, char delimiter) {
+    const std::size_t comma = cell.find(',');
+    return comma != std::string_view::npos && GuessCellType(cell, true) != BaseType::String &&
+           (delimiter == ';' || cell.size() - comma - 1 != 3);
+}
+
 class LayoutMaker {
   public:
-    LayoutMaker(const CsvRow& header, const std::vector<CsvRow>& firstRows,
+    LayoutMaker(const RowReader& reader, const std::vector<CsvRow>& firstRows,
                 const CsvOptions& options, const std::string& file)
-        : header(header), firstRows(firstRows), options(options), file(file) {}
+        : reader(reader),
+          header(reader.GetHeader()),
+          firstRows(firstRows),
+          options(options),
+          file(file) {}
 
     CsvLayout Make() {
+        FindDecimalComma();
         NameColumns();
+        TakeOwnColumns();
         CheckNames();
         for (const ColumnType& wanted : options.types) {
             SetType(wanted);
         }
-        layout.timeColumn = TimeColumn();
+        SetRoles();
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
-            if (layout.columns[i].inferred && i != layout.timeColumn) {
-                layout.columns[i].type = InferType(i);
+            CsvColumn& column = layout.columns[i];
+            if (column.inferred && column.role == CsvColumn::Role::entry) {
+                column.type = InferType(i);
+                if (reader.IsArray(i) && column.type != BaseType::String) {
+                    column.count = 0;
+                }
             }
         }
         return std::move(layout);
     }
 
   private:
+    using Role = CsvColumn::Role;
+
     [[noreturn]] void Fail(const std::string& message) const {
         throw CommandError(file + ":" + std::to_string(header.line) + ": " + message);
     }
 
     [[noreturn]] void FailForMissing(const std::string& name) const {
         std::string titles;
+        std::vector<std::string> known;
         for (const CsvColumn& column : layout.columns) {
             titles += (titles.empty() ? "" : ", ") + Quoted(column.title);
+            known.push_back(column.entry);
         }
-        Fail("there is no column " + Quoted(name) + "; the columns are " + titles);
+        Fail("there is no column " + Quoted(name) + SuggestNearest(name, known) +
+             "; the columns are " + titles);
     }
 
     bool IsComplete(const CsvRow& row) const {
         return row.fault == nullptr && row.Size() == layout.columns.size();
     }
 
+    // A cell of the first rows; empty where the row lacks it or is bad.
+    std::string_view CellOf(const CsvRow& row, std::size_t column) const {
+        const bool isThere = row.fault == nullptr && column < row.Size() &&
+                             (reader.AreRowsSparse() || IsComplete(row));
+        return isThere ? row[column] : std::string_view();
+    }
+
+    // Whether the column has values, and all of them pass.
+    template <class Test>
+    bool AreAll(std::size_t column, Test test) const {
+        bool any = false;
+        for (const CsvRow& row : firstRows) {
+            const std::string_view cell = CellOf(row, column);
+            if (IsMissingValue(cell)) {
+                continue;
+            }
+            if (!test(cell)) {
+                return false;
+            }
+            any = true;
+        }
+        return any;
+    }
+
     // Whether the rows begin with a row name, which R writes without a title.
     bool HaveRowNames() const {
-        if (firstRows.empty() || firstRows.front().fault != nullptr) {
+        if (reader.AreRowsSparse() || firstRows.empty() || firstRows.front().fault != nullptr) {
             return false;
         }
         const CsvRow& first = firstRows.front();
@@ -118,11 +182,21 @@ class LayoutMaker {
             return true;
         }
         for (std::size_t i = 0; i < header.Size(); ++i) {
-            if (ParseIsoTime(row[i])) {
+            if (ParseTime(row[i], options.dates)) {
                 return i == 0 || IsTimeTitle(header[i]);
             }
         }
         return false;
+    }
+
+    void FindDecimalComma() {
+        const char delimiter = reader.GetDelimiter();
+        for (std::size_t i = 0; i < firstRows.size() && !layout.hasDecimalComma; ++i) {
+            const CsvRow& row = firstRows[i];
+            for (std::size_t field = 0; field < row.Size() && delimiter != ','; ++field) {
+                layout.hasDecimalComma |= ProvesDecimalComma(row[field], delimiter);
+            }
+        }
     }
 
     void NameColumns() {
@@ -141,7 +215,43 @@ class LayoutMaker {
             }
         }
         for (CsvColumn& column : layout.columns) {
-            column.entry = EntryName(column.title);
+            column.entry = EntryName(TakeUnit(column.title, column.unit));
+        }
+        // The same quantity in two units keeps the units in the names.
+        std::unordered_map<std::string, int> uses;
+        for (const CsvColumn& column : layout.columns) {
+            ++uses[column.entry];
+        }
+        for (CsvColumn& column : layout.columns) {
+            if (uses[column.entry] > 1) {
+                column.entry = EntryName(column.title);
+            }
+        }
+    }
+
+    // Takes what the program itself wrote beside the entries.
+    void TakeOwnColumns() {
+        if (!reader.IsOwnOutput()) {
+            return;
+        }
+        constexpr std::string_view unitPrefix = "units.";
+        for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+            CsvColumn& column = layout.columns[i];
+            if (column.title == "stream") {
+                column.role = Role::stream;
+                layout.streamColumn = i;
+            } else if (column.title == "rule" || column.title == "context") {
+                column.role = Role::unused;
+            } else if (column.title.starts_with(unitPrefix)) {
+                column.role = Role::unused;
+                CsvColumn* const entry =
+                    FindColumn(layout.columns, column.title.substr(unitPrefix.size()));
+                for (const CsvRow& row : firstRows) {
+                    if (entry != nullptr && entry->unit.empty()) {
+                        entry->unit = CellOf(row, i);
+                    }
+                }
+            }
         }
     }
 
@@ -157,40 +267,68 @@ class LayoutMaker {
                 Fail("columns " + std::to_string(place->second + 1) + " and " +
                      std::to_string(i + 1) + " have the same entry name " + Quoted(column.entry));
             }
-            if (column.entry != column.title) {
+            if (column.entry != column.title && column.role == Role::entry) {
                 layout.notes.push_back("column " + Quoted(column.title) + " has the entry name " +
-                                       Quoted(column.entry));
+                                       Quoted(column.entry) +
+                                       (column.unit.empty() ? "" : " and the unit " + column.unit));
             }
         }
     }
 
-    void SetType(const ColumnType& wanted) {
-        CsvColumn* const column = FindColumn(layout.columns, wanted.name);
+    std::size_t Find(const std::string& name) {
+        CsvColumn* const column = FindColumn(layout.columns, name);
         if (column == nullptr) {
-            FailForMissing(wanted.name);
+            FailForMissing(name);
         }
-        column->type = wanted.type;
-        column->count = wanted.count;
-        column->inferred = false;
+        return static_cast<std::size_t>(column - layout.columns.data());
+    }
+
+    void SetType(const ColumnType& wanted) {
+        CsvColumn& column = layout.columns[Find(wanted.name)];
+        column.type = wanted.type;
+        column.count = wanted.count;
+        column.inferred = false;
+    }
+
+    void SetRoles() {
+        if (!options.columns.empty()) {
+            std::vector<bool> isWanted(layout.columns.size());
+            for (const std::string& name : options.columns) {
+                isWanted[Find(name)] = true;
+            }
+            for (std::size_t i = 0; i < isWanted.size(); ++i) {
+                if (!isWanted[i] && layout.columns[i].role == Role::entry) {
+                    layout.columns[i].role = Role::unused;
+                }
+            }
+        }
+        if (!options.streamColumn.empty()) {
+            layout.streamColumn = Find(options.streamColumn);
+            layout.columns[layout.streamColumn].role = Role::stream;
+        }
+        layout.timeColumn = TimeColumn();
+        if (layout.timeColumn == CsvLayout::none) {
+            return;
+        }
+        layout.columns[layout.timeColumn].role = Role::time;
+        FindClock();
     }
 
     std::size_t TimeColumn() {
         if (options.timeColumn.empty()) {
-            return FindTimeColumn();
+            return options.interval ? CsvLayout::none
+                                    : (options.start ? FindSecondsColumn() : FindTimeColumn());
         }
-        CsvColumn* const column = FindColumn(layout.columns, options.timeColumn);
-        if (column == nullptr) {
-            FailForMissing(options.timeColumn);
+        const std::size_t index = Find(options.timeColumn);
+        if (!layout.columns[index].inferred) {
+            Fail("--type gives a type to the time column " + Quoted(layout.columns[index].title));
         }
-        if (!column->inferred) {
-            Fail("--type gives a type to the time column " + Quoted(column->title));
-        }
-        const auto index = static_cast<std::size_t>(column - layout.columns.data());
         for (const CsvRow& row : firstRows) {
-            if (!IsComplete(row) || ParseIsoTime(row[index])) {
+            const std::string_view cell = CellOf(row, index);
+            if (IsMissingValue(cell) || ParseTime(cell, options.dates)) {
                 continue;
             }
-            layout.epoch = GuessEpochUnit(row[index]);
+            layout.epoch = GuessEpochUnit(cell);
             if (layout.epoch) {
                 break;
             }
@@ -198,15 +336,27 @@ class LayoutMaker {
         return index;
     }
 
+    // The column that counts seconds from the start: of a time's title, or else the first.
+    std::size_t FindSecondsColumn() const {
+        for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+            const std::string& name = layout.columns[i].entry;
+            if (IsTimeTitle(name) || name == "t" || name == "seconds" || name == "elapsed") {
+                return i;
+            }
+        }
+        return 0;
+    }
+
     std::size_t FindTimeColumn() const {
         for (const CsvRow& row : firstRows) {
-            for (std::size_t i = 0; IsComplete(row) && i < row.Size(); ++i) {
-                if (layout.columns[i].inferred && ParseIsoTime(row[i])) {
+            for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+                if (layout.columns[i].inferred && ParseTime(CellOf(row, i), options.dates)) {
                     return i;
                 }
             }
         }
         // No row has a time; with the title, the first bad field can be reported.
+        FailForDates();
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
             if (layout.columns[i].inferred && IsTimeTitle(layout.columns[i].title)) {
                 return i;
@@ -218,17 +368,62 @@ class LayoutMaker {
         }
         Fail(
             "no column holds times such as 2020-01-01T00:00:00Z; --time selects a column of "
-            "numbers that count from 1970");
+            "numbers that count from 1970, --start one of seconds from a start, and --every "
+            "gives the rows times");
+    }
+
+    // Fails if a column holds dates that have to be asked for.
+    void FailForDates() const {
+        for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+            for (const DateOrder order : {DateOrder::dayFirst, DateOrder::monthFirst}) {
+                if (layout.columns[i].inferred &&
+                    AreAll(i, [&](auto cell) { return ParseTime(cell, order).has_value(); })) {
+                    Fail("column " + Quoted(layout.columns[i].title) + " holds dates such as " +
+                         Quoted(CellOf(firstRows.front(), i)) +
+                         ": --dates day-first or --dates month-first reads them");
+                }
+            }
+        }
+    }
+
+    // Finds the clock of a column of dates alone.
+    void FindClock() {
+        if (layout.epoch || options.start || !AreAll(layout.timeColumn, [&](auto cell) {
+                const auto time = ParseTime(cell, options.dates);
+                return time && !time->hasClock;
+            })) {
+            return;
+        }
+        for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+            const bool isClock = layout.columns[i].role != Role::time &&
+                                 layout.columns[i].inferred &&
+                                 AreAll(i, [](auto cell) { return ParseClock(cell).has_value(); });
+            if (isClock) {
+                layout.clockColumn = i;
+                layout.columns[i].role = Role::clock;
+                layout.notes.push_back("the time is made of the columns " +
+                                       Quoted(layout.columns[layout.timeColumn].title) + " and " +
+                                       Quoted(layout.columns[i].title));
+                return;
+            }
+        }
     }
 
     BaseType InferType(std::size_t column) const {
+        if (reader.AreRowsSparse() && AreAll(column, IsTrueOrFalse)) {
+            return BaseType::Bool;
+        }
         bool hasNumber = false;
         bool hasDouble = false;
         for (const CsvRow& row : firstRows) {
-            if (!IsComplete(row) || row[column].empty()) {
+            std::string_view cell = CellOf(row, column);
+            if (reader.IsArray(column)) {
+                cell = cell.substr(0, cell.find(';'));
+            }
+            if (IsMissingValue(cell)) {
                 continue;
             }
-            const BaseType type = GuessType(row[column]);
+            const BaseType type = GuessCellType(cell, layout.hasDecimalComma);
             // A text after a number is a bad value, not a sign of a text column.
             if (type == BaseType::String && !hasNumber) {
                 return BaseType::String;
@@ -237,11 +432,17 @@ class LayoutMaker {
             hasDouble = hasDouble || type == BaseType::Double;
         }
         if (!hasNumber) {
-            return BaseType::String;
+            const auto isNaN = [](std::string_view cell) {
+                return Poco::icompare(cell, "nan") == 0;
+            };
+            const bool hasNaN = std::any_of(firstRows.begin(), firstRows.end(),
+                                            [&](auto& row) { return isNaN(CellOf(row, column)); });
+            return hasNaN ? BaseType::Double : BaseType::String;
         }
-        return hasDouble ? BaseType::Double : BaseType::Int64;
+        return hasDouble || reader.IsArray(column) ? BaseType::Double : BaseType::Int64;
     }
 
+    const RowReader& reader;
     const CsvRow& header;
     const std::vector<CsvRow>& firstRows;
     const CsvOptions& options;
@@ -282,9 +483,31 @@ ColumnType ParseColumnType(const std::string& text) {
     return result;
 }
 
-CsvLayout MakeCsvLayout(const CsvRow& header, const std::vector<CsvRow>& firstRows,
+bool IsMissingValue(std::string_view cell) {
+    if (cell.size() > 4) {
+        return false;
+    }
+    if (!cell.empty() && Poco::Ascii::isDigit(cell.back())) {
+        return false;
+    }
+    return cell.empty() || cell == "-" || Poco::icompare(cell, "na") == 0 ||
+           Poco::icompare(cell, "nan") == 0 || Poco::icompare(cell, "n/a") == 0 ||
+           Poco::icompare(cell, "null") == 0;
+}
+
+BaseType GuessCellType(std::string_view cell, bool hasDecimalComma) {
+    const std::size_t comma = hasDecimalComma ? cell.find(',') : std::string_view::npos;
+    if (comma == std::string_view::npos) {
+        return GuessType(cell);
+    }
+    std::string text(cell);
+    text[comma] = '.';
+    return GuessType(text);
+}
+
+CsvLayout MakeCsvLayout(const RowReader& reader, const std::vector<CsvRow>& firstRows,
                         const CsvOptions& options, const std::string& file) {
-    return LayoutMaker(header, firstRows, options, file).Make();
+    return LayoutMaker(reader, firstRows, options, file).Make();
 }
 
 }  // namespace velmora::tool

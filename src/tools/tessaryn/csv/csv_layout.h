@@ -4,12 +4,15 @@
 #pragma once
 
 #include "csv/csv_row.h"
+#include "source/row_reader.h"
 #include "tessaryn/base_type.h"
 #include "text/time_text.h"
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::tool {
@@ -25,48 +28,76 @@ struct ColumnType {
 /// \throws CommandError when it is malformed or there is no such type
 ColumnType ParseColumnType(const std::string& text);
 
+/// What the user says of a table.
 struct CsvOptions {
     /// Name of the time column; empty to find it.
     std::string timeColumn;
     std::vector<ColumnType> types;
     bool skipBad = false;
+    /// Names of the columns to read beside the time; empty for all.
+    std::vector<std::string> columns;
+    /// Name of the column whose values name the streams; empty for one stream.
+    std::string streamColumn;
+    DateOrder dates = DateOrder::yearFirst;
+    /// Zone of times that name none; empty for UTC.
+    std::string zone;
+    /// Time of the first row, where the time column counts seconds from it.
+    std::optional<std::int64_t> start;
+    /// Interval of rows without a time.
+    std::optional<std::chrono::microseconds> interval;
 };
 
-/// One column of a table. Each column except that of the time becomes an entry.
+/// One column of a table.
 struct CsvColumn {
+    enum class Role { entry, time, clock, stream, unused };
+
     std::string title;
-    std::string entry;  ///< the title, made a name that a rule can spell
+    std::string entry;  ///< the title without its unit, made a name that a rule can spell
+    std::string unit{};
+    Role role = Role::entry;
     core::tessaryn::BaseType type = core::tessaryn::String;
+    /// Elements of each value; 0 for any number of them.
     unsigned int count = 1;
     bool inferred = true;  ///< whether the type comes from the rows
 };
 
-/// Names and types of the columns of a table.
+/// Names, roles and types of the columns of a table.
 struct CsvLayout {
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
     std::vector<CsvColumn> columns;
-    std::size_t timeColumn = 0;
-    /// Unit of the numbers in the time column; absent for ISO 8601 times.
+    std::size_t timeColumn = none;
+    /// Where the time column holds dates alone.
+    std::size_t clockColumn = none;
+    std::size_t streamColumn = none;
+    /// Unit of the numbers in the time column; absent for times.
     std::optional<EpochUnit> epoch;
+    bool hasDecimalComma = false;
     /// Notes for the user on renamed columns.
     std::vector<std::string> notes;
-
-    /// Parses a field of the time column.
-    std::optional<std::int64_t> ParseTime(std::string_view text) const {
-        return epoch ? ParseEpochTime(text, *epoch) : ParseIsoTime(text);
-    }
 };
+
+/// Whether a cell stands for a missing value: empty, "-", "NA", "N/A", "NaN" or "null", in any
+/// case.
+bool IsMissingValue(std::string_view cell);
+
+/// `GuessType` of a cell.
+/// \param hasDecimalComma whether a comma may be the decimal point
+core::tessaryn::BaseType GuessCellType(std::string_view cell, bool hasDecimalComma);
 
 /// Infers the layout of a table from its header and first rows.
 ///
-/// A column is a `String` when its first value that is not empty is not a number, or when it has no
-/// values; `Double` when one of the rows has a number that is not an integer, else `Int64`. Rows
-/// with one field more than the header, as R writes them, and a header whose first title is empty
-/// begin with a row name: the column "row".
+/// A column is a `String` when its first value that is not missing is not a number, or when it has
+/// no values; `Double` when one of the rows has a number that is not an integer, else `Int64`.
+/// Where rows name their cells, a column of true and false is a `Bool`. Rows with one field more
+/// than the header, as R writes them, and a header whose first title is empty begin with a row
+/// name: the column "row". A title that ends in brackets, such as "p [bar]", has a unit. Where the
+/// time column holds dates alone, a column of times of day is its clock.
 /// \param firstRows the first rows after the header
 /// \param file the name of the file, for messages
 /// \throws CommandError when two columns would have one entry name, when an option names a column
 /// that does not exist, or when no column holds times
-CsvLayout MakeCsvLayout(const CsvRow& header, const std::vector<CsvRow>& firstRows,
+CsvLayout MakeCsvLayout(const RowReader& reader, const std::vector<CsvRow>& firstRows,
                         const CsvOptions& options, const std::string& file);
 
 }  // namespace velmora::tool

@@ -4,20 +4,22 @@
 #include "csv/csv_reader.h"
 
 #include "command_error.h"
+#include "csv/csv_dialect.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace velmora::tool {
 
 namespace {
 
-constexpr std::size_t maxRowLength = 1024UL * 1024;
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+constexpr const char* tooLong = "the row is longer than 1 MiB; is a quote not closed?";
 
 }  // namespace
 
-CsvReader::CsvReader(InputFile& input) : input(input), rows(1) {
+CsvReader::CsvReader(InputStream& input) : lines(input), rows(1) {
     StartParser();
 }
 
@@ -30,9 +32,58 @@ void CsvReader::StartParser() {
         throw CommandError("cannot start the CSV parser");
     }
     csv_set_blk_size(&parser, 4096);
+    csv_set_delim(&parser, static_cast<unsigned char>(delimiter));
 }
 
 const CsvRow* CsvReader::Next() {
+    if (!hasHeader && !ReadHeader()) {
+        return nullptr;
+    }
+    const CsvRow* row = NextRow();
+    // Files that were joined, and the successor of a file that was rotated, repeat the header.
+    while (row != nullptr && (IsComment(*row) || row->HasSameFields(header))) {
+        row = NextRow();
+    }
+    return row;
+}
+
+// A row that begins with "#" is a comment unless it has a value for each column.
+bool CsvReader::IsComment(const CsvRow& row) const {
+    return row.Size() != header.Size() && row.Size() > 0 && row[0].starts_with('#');
+}
+
+bool CsvReader::ReadHeader() {
+    const CsvDialect dialect = InferDialect(lines.Peek());
+    delimiter = dialect.delimiter;
+    csv_set_delim(&parser, static_cast<unsigned char>(delimiter));
+    for (std::size_t i = 0; i < dialect.linesBeforeHeader; ++i) {
+        lines.Next();
+    }
+    const CsvRow* row = NextRow();
+    while (row != nullptr && !dialect.isHeaderComment && row->Size() == 1 &&
+           (*row)[0].starts_with('#')) {
+        row = NextRow();
+    }
+    if (row == nullptr) {
+        if (lines.IsAtEnd()) {
+            throw CommandError(lines.GetName() + ": the input is empty, expected a header");
+        }
+        return false;
+    }
+    hasHeader = true;
+    header = *row;
+    if (dialect.isHeaderComment) {
+        const std::string_view first = (*row)[0];
+        header.Clear(row->line);
+        header.Add(first.substr(std::min(first.find_first_not_of("# \t"), first.size())));
+        for (std::size_t i = 1; i < row->Size(); ++i) {
+            header.Add((*row)[i]);
+        }
+    }
+    return true;
+}
+
+const CsvRow* CsvReader::NextRow() {
     while (next == complete) {
         if (!Fill()) {
             return nullptr;
@@ -42,10 +93,10 @@ const CsvRow* CsvReader::Next() {
 }
 
 bool CsvReader::HasMoreWithin(std::chrono::milliseconds time) {
-    return next < complete || !block.empty() || (!ended && input.HasMoreWithin(time));
+    return next < complete || (!ended && lines.HasMoreWithin(time));
 }
 
-// Parses one more line, or as much of it as has arrived; false at the end.
+// Parses one more line; false at the end.
 bool CsvReader::Fill() {
     if (ended) {
         return false;
@@ -55,69 +106,74 @@ bool CsvReader::Fill() {
         std::swap(rows[0], rows[complete]);
     }
     next = complete = 0;
-    if (block.empty()) {
-        block = input.Read();
-        ended = block.empty();
-        SkipByteOrderMark();
-    }
-    if (ended) {
-        // The rest of a row that an early end of the run cuts off is unknown.
-        if (input.IsAtEnd()) {
-            ParseEnd();
+    const LineReader::Line* const line = lines.Next();
+    ended = line == nullptr;
+    if (!ended) {
+        if (!IsRowOpen()) {
+            rowLine = line->number + returns;
         }
-        return complete > 0;
+        if (line->isTooLong) {
+            if (ParseQuoted(line->text)) {
+                EndMalformedRow(tooLong);
+            }
+        } else {
+            ParseLine(line->text, line->isEnded);
+        }
+    } else if (lines.IsAtEnd()) {
+        // The rest of a row that an early end of the run cuts off is unknown.
+        ParseEnd();
     }
-    // Line by line, so that the parser's callbacks know the line number.
-    const std::size_t feed = block.find('\n');
-    const bool isCompleteLine = feed != std::string_view::npos;
-    const std::string_view chunk = block.substr(0, isCompleteLine ? feed + 1 : block.size());
-    block.remove_prefix(chunk.size());
-    if (!skipping) {
-        Parse(chunk);
+    return !ended || complete > 0;
+}
+
+void CsvReader::ParseLine(std::string_view text, bool isEnded) {
+    std::string_view content = text;
+    if (isEnded && content.ends_with('\r')) {
+        content.remove_suffix(1);
     }
-    if (isCompleteLine) {
-        ++line;
+    const bool isPlain = !IsRowOpen() &&
+                         std::memchr(content.data(), '"', content.size()) == nullptr &&
+                         std::memchr(content.data(), '\r', content.size()) == nullptr;
+    if (!isPlain) {
+        if (ParseQuoted(text) && isEnded) {
+            ParseQuoted("\n");
+        }
         returned = false;
-        skipping = false;
+        return;
+    }
+    if (content.find_first_not_of(" \t") != std::string_view::npos ||
+        content.find(delimiter) != std::string_view::npos) {
+        rows[complete].Split(content, delimiter, rowLine);
+        FinishRow();
+    }
+}
+
+bool CsvReader::IsRowOpen() const {
+    return open || parser.quoted != 0 || parser.entry_pos > 0;
+}
+
+// False when the text is malformed.
+bool CsvReader::ParseQuoted(std::string_view text) {
+    const std::size_t parsed =
+        csv_parse(&parser, text.data(), text.size(), &OnField, &OnRowEnd, this);
+    Rethrow();
+    if (parsed != text.size()) {
+        if (csv_error(&parser) != CSV_EPARSE) {
+            throw CommandError("out of memory");
+        }
+        EndMalformedRow(parser.quoted != 0 ? "text after the closing quote of a field"
+                                           : "a quote inside a field without quotes");
+        return false;
+    }
+    const std::size_t length = open ? rows[complete].GetLength() : 0;
+    if (length + parser.entry_pos > LineReader::maxLength) {
+        EndMalformedRow(tooLong);
+        return false;
     }
     return true;
 }
 
-void CsvReader::SkipByteOrderMark() {
-    while (markBytes < byteOrderMark.size() && !block.empty()) {
-        if (block.front() != byteOrderMark[markBytes++]) {
-            markBytes = byteOrderMark.size();
-            return;
-        }
-        block.remove_prefix(1);
-    }
-}
-
-void CsvReader::Parse(std::string_view chunk) {
-    const bool rowBegun = open || parser.quoted != 0 || parser.entry_pos > 0;
-    if (!rowBegun) {
-        rowLine = line;
-    }
-    const std::size_t parsed =
-        csv_parse(&parser, chunk.data(), chunk.size(), &OnField, &OnRowEnd, this);
-    Rethrow();
-    if (parsed != chunk.size()) {
-        if (csv_error(&parser) != CSV_EPARSE) {
-            throw CommandError("out of memory");
-        }
-        return EndMalformedRow(parser.quoted ? "text after the closing quote of a field"
-                                             : "a quote inside a field without quotes");
-    }
-    const std::size_t length = open ? rows[complete].GetLength() : 0;
-    if (length + parser.entry_pos > maxRowLength) {
-        EndMalformedRow("the row is longer than 1 MiB; is a quote not closed?");
-    }
-}
-
 void CsvReader::ParseEnd() {
-    if (skipping) {
-        return;
-    }
     const bool closed = csv_fini(&parser, &OnField, &OnRowEnd, this) == 0;
     Rethrow();
     if (!closed) {
@@ -125,13 +181,12 @@ void CsvReader::ParseEnd() {
     }
 }
 
-// Ends the current row as malformed and restarts the parser after its line.
+// Ends the current row as malformed and restarts the parser.
 void CsvReader::EndMalformedRow(const char* fault) {
     OpenRow().fault = fault;
     FinishRow();
     csv_free(&parser);
     StartParser();
-    skipping = true;
 }
 
 CsvRow& CsvReader::OpenRow() {
@@ -161,7 +216,8 @@ void CsvReader::OnField(void* field, std::size_t length, void* reader) noexcept 
     auto& self = *static_cast<CsvReader*>(reader);
     try {
         if (self.returned) {
-            self.rowLine = ++self.line;
+            ++self.rowLine;
+            ++self.returns;
         }
         self.returned = false;
         self.OpenRow().Add({static_cast<const char*>(field), length});

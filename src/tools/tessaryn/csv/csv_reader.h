@@ -4,7 +4,8 @@
 #pragma once
 
 #include "csv/csv_row.h"
-#include "terminal/input_file.h"
+#include "source/line_reader.h"
+#include "source/row_reader.h"
 
 #include <csv.h>
 
@@ -15,33 +16,33 @@
 
 namespace velmora::tool {
 
-/// Reads rows of comma-separated values.
+/// Reads rows of separated values.
 ///
-/// A quoted field may contain doubled quotes and line breaks. Blanks around a field without quotes
-/// and empty lines are ignored. A row is at most 1 MiB long, which bounds the memory.
-class CsvReader {
+/// The separator is inferred from the first lines, as are comments and what stands above the
+/// header. A quoted field may contain doubled quotes and line breaks. Blanks around a field without
+/// quotes and empty lines are ignored. A row is at most 1 MiB long, which bounds the memory.
+class CsvReader : public RowReader {
   public:
     /// \param input \ownership observes
-    explicit CsvReader(InputFile& input);
-    CsvReader(const CsvReader&) = delete;
-    CsvReader& operator=(const CsvReader&) = delete;
-    ~CsvReader();
+    explicit CsvReader(InputStream& input);
+    ~CsvReader() override;
 
-    /// The next row; waits for it. A malformed row has a fault and the fields before it; reading
-    /// continues at the next line.
-    /// \return \ownership lends: until the next call; null at the end of the input, or of the run
-    const CsvRow* Next();
-
-    /// Whether more input arrives within a time; rows that were read already count.
-    bool HasMoreWithin(std::chrono::milliseconds time);
+    const CsvRow* Next() override;
+    const CsvRow& GetHeader() const override { return header; }
+    char GetDelimiter() const override { return delimiter; }
+    bool HasMoreWithin(std::chrono::milliseconds time) override;
 
   private:
     static void OnField(void* field, std::size_t length, void* reader) noexcept;
     static void OnRowEnd(int terminator, void* reader) noexcept;
 
+    bool ReadHeader();
+    const CsvRow* NextRow();
+    bool IsComment(const CsvRow& row) const;
     bool Fill();
-    void SkipByteOrderMark();
-    void Parse(std::string_view chunk);
+    bool IsRowOpen() const;
+    void ParseLine(std::string_view text, bool isEnded);
+    bool ParseQuoted(std::string_view text);
     void ParseEnd();
     void FinishRow();
     void EndMalformedRow(const char* fault);
@@ -49,23 +50,24 @@ class CsvReader {
     CsvRow& OpenRow();
     void Rethrow();
 
-    InputFile& input;
+    LineReader lines;
     csv_parser parser{};
-    std::string_view block;
-    std::size_t line = 1;
+    char delimiter = ',';
+    CsvRow header;
+    bool hasHeader = false;
     std::size_t rowLine = 1;
-    std::size_t markBytes = 0;
-    /// A carriage return ended the previous row; a line feed may follow.
+    /// Rows of a line that a carriage return alone ended, so far.
+    std::size_t returns = 0;
+    /// A carriage return ended the previous row of this line.
     bool returned = false;
-    /// The rest of a malformed row's line is being skipped.
-    bool skipping = false;
+    /// Whether the incomplete row has fields.
+    bool open = false;
     bool ended = false;
 
-    /// Rows of the chunk that was parsed last; the one at `complete` is incomplete.
+    /// Rows of the line that was parsed last; the one at `complete` is incomplete.
     std::vector<CsvRow> rows;
     std::size_t next = 0;
     std::size_t complete = 0;
-    bool open = false;
     /// What a callback threw; exceptions must not pass through the C parser.
     std::exception_ptr failure;
 };

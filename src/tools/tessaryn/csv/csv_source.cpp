@@ -67,12 +67,17 @@ void CsvSource::RowBuffer::EndEntry() {
     written += sizeof end;
 }
 
-void CsvSource::RowBuffer::Finish() {
+void CsvSource::RowBuffer::Rewind() {
     setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
 }
 
-CsvSource::CsvSource(std::unique_ptr<InputFile> input, CsvOptions options)
-    : input(std::move(input)), options(std::move(options)), reader(*this->input) {}
+CsvSource::CsvSource(std::unique_ptr<InputStream> input, std::unique_ptr<RowReader> reader,
+                     CsvOptions options)
+    : input(std::move(input)), reader(std::move(reader)), options(std::move(options)) {
+    if (!this->options.zone.empty()) {
+        zone.emplace(this->options.zone);
+    }
+}
 
 void CsvSource::BeforeWait(std::function<void(const SourceProgress&)> action) {
     input->BeforeRead([this, action = std::move(action)] {
@@ -84,15 +89,17 @@ bool CsvSource::Open(tsn::StreamType& type) {
     if (!ReadFirstRows()) {
         return false;
     }
-    layout = MakeCsvLayout(header, firstRows, options, input->GetName());
-    if (layout.columns.size() - 1 > maxEntries) {
-        throw CommandError(input->GetName() + ":" + std::to_string(header.line) + ": " +
-                           Counted(layout.columns.size(), "column") + ", allowed are " +
+    layout = MakeCsvLayout(*reader, firstRows, options, input->GetName());
+    for (const CsvColumn& column : layout.columns) {
+        numEntries += column.role == CsvColumn::Role::entry ? 1U : 0U;
+    }
+    if (numEntries > maxEntries) {
+        throw CommandError(input->GetName() + ":" + std::to_string(reader->GetHeader().line) +
+                           ": " + Counted(layout.columns.size(), "column") + ", allowed are " +
                            std::to_string(maxEntries + 1));
     }
-    for (std::size_t i = 0; i < layout.columns.size(); ++i) {
-        const CsvColumn& column = layout.columns[i];
-        if (i != layout.timeColumn) {
+    for (const CsvColumn& column : layout.columns) {
+        if (column.role == CsvColumn::Role::entry) {
             type.Add(column.entry, column.type, column.type == tsn::String ? 0 : column.count);
         }
     }
@@ -101,30 +108,29 @@ bool CsvSource::Open(tsn::StreamType& type) {
 
 // Reads the header and the first rows; false when the run ended before.
 bool CsvSource::ReadFirstRows() {
-    const CsvRow* row = reader.Next();
-    if (row == nullptr && !input->IsAtEnd()) {
-        return false;
-    }
-    if (row == nullptr) {
-        throw CommandError(input->GetName() + ": the input is empty, expected a header");
-    }
-    header = *row;
-    if (header.fault != nullptr) {
-        throw CommandError(Describe(header, {RowFault::malformed, header.Size()}));
-    }
     std::size_t bytes = 0;
     while (firstRows.size() < maxFirstRows && bytes < maxFirstBytes) {
-        if (!firstRows.empty() && !reader.HasMoreWithin(maxPause)) {
+        if (!firstRows.empty() && !reader->HasMoreWithin(maxPause)) {
             break;
         }
-        row = reader.Next();
+        const CsvRow* const row = reader->Next();
+        const CsvRow& header = reader->GetHeader();
+        if (header.fault != nullptr) {
+            throw CommandError(Describe(header, {RowFault::malformed, header.Size()}));
+        }
         if (row == nullptr) {
             break;
+        }
+        if (reader->AreRowsSparse() && row->fault != nullptr && !options.skipBad) {
+            throw CommandError(Describe(*row, {RowFault::malformed, row->Size()}));
         }
         bytes += row->GetLength();
         firstRows.push_back(*row);
     }
-    return !firstRows.empty() || input->IsAtEnd();
+    if (reader->GetHeader().Size() == 0 && input->IsAtEnd()) {
+        throw CommandError(input->GetName() + ": no row was read");
+    }
+    return !firstRows.empty() || (input->IsAtEnd() && reader->GetHeader().Size() > 0);
 }
 
 const CsvRow* CsvSource::NextRow() {
@@ -135,28 +141,43 @@ const CsvRow* CsvSource::NextRow() {
         std::vector<CsvRow>().swap(firstRows);
     }
     nextFirstRow = 0;
-    return reader.Next();
+    return reader->Next();
 }
 
-bool CsvSource::PushNext(tsn::Stream& stream) {
+bool CsvSource::Next() {
     while (const CsvRow* const row = NextRow()) {
         const RowFault fault = Convert(*row);
-        if (fault.kind != RowFault::none) {
-            Reject(*row, fault);
-            continue;
+        if (fault.kind == RowFault::none) {
+            line = row->line;
+            return true;
         }
-        line = row->line;
-        auto sample = std::make_unique<tsn::Sample>(stream.GetStreamType(), Poco::Timestamp(time));
-        binary.clear();
-        sample->Deserialize(binary);
-        stream.PushNew(sample.release());
-        return true;
+        if (fault.kind == RowFault::missingTime) {
+            ++counts.missingTimes;
+        } else {
+            Reject(*row, fault);
+        }
     }
     return false;
 }
 
+void CsvSource::Fill(tsn::Sample& sample) {
+    buffer.Rewind();
+    binary.clear();
+    sample.Deserialize(binary);
+}
+
 std::string CsvSource::GetPosition() const {
     return input->GetName() + ":" + std::to_string(line);
+}
+
+std::vector<std::string> CsvSource::GetUnits() const {
+    std::vector<std::string> units;
+    for (const CsvColumn& column : layout.columns) {
+        if (column.role == CsvColumn::Role::entry) {
+            units.push_back(column.unit);
+        }
+    }
+    return units;
 }
 
 // Writes a row into the buffer, unless it is bad.
@@ -165,51 +186,114 @@ CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
         return {RowFault::malformed, row.Size()};
     }
     const std::size_t wanted = layout.columns.size();
-    if (row.Size() < wanted) {
+    if (row.Size() < wanted && !reader->AreRowsSparse()) {
         return {RowFault::tooFew, row.Size()};
     }
-    if (row.Size() > wanted) {
+    if (row.Size() > wanted && !reader->AreRowsSparse()) {
         return {RowFault::tooMany, wanted};
     }
-    const std::optional<std::int64_t> rowTime = layout.ParseTime(row[layout.timeColumn]);
-    if (!rowTime) {
-        return {RowFault::badTime, layout.timeColumn};
+    if (const RowFault fault = ConvertTime(row); fault.kind != RowFault::none) {
+        return fault;
     }
-    time = *rowTime;
-    buffer.Begin(wanted - 1);
+    std::uint64_t missing = 0;
+    buffer.Begin(numEntries);
     for (std::size_t i = 0; i < wanted; ++i) {
-        if (i == layout.timeColumn) {
+        const CsvColumn& column = layout.columns[i];
+        if (column.role != CsvColumn::Role::entry) {
             continue;
         }
-        if (!AppendElements(layout.columns[i], row[i])) {
+        const std::string_view cell = i < row.Size() ? row[i] : std::string_view();
+        const bool isMissing = column.type == tsn::String ? cell.empty() : IsMissingValue(cell);
+        missing += isMissing ? 1U : 0U;
+        if (!isMissing && !AppendElements(column, cell)) {
             return {RowFault::badValue, i};
         }
         buffer.EndEntry();
     }
-    buffer.Finish();
+    if (layout.streamColumn < row.Size()) {
+        streamName = row[layout.streamColumn];
+    }
+    counts.missingValues += missing;
+    ++rows;
     return {};
+}
+
+CsvSource::RowFault CsvSource::ConvertTime(const CsvRow& row) {
+    if (layout.timeColumn == CsvLayout::none) {
+        time =
+            options.start.value_or(0) + static_cast<std::int64_t>(rows) * options.interval->count();
+        return {};
+    }
+    const std::string_view cell =
+        layout.timeColumn < row.Size() ? row[layout.timeColumn] : std::string_view();
+    if (IsMissingValue(cell)) {
+        return {RowFault::missingTime, layout.timeColumn};
+    }
+    std::optional<std::int64_t> clock = 0;
+    if (layout.clockColumn != CsvLayout::none) {
+        const std::string_view clockCell = row[layout.clockColumn];
+        if (IsMissingValue(clockCell)) {
+            return {RowFault::missingTime, layout.clockColumn};
+        }
+        clock = ParseClock(clockCell);
+        if (!clock) {
+            return {RowFault::badTime, layout.clockColumn};
+        }
+    }
+    const std::optional<std::int64_t> parsed = ParseTimeCell(cell, *clock);
+    time = parsed.value_or(time);
+    return {parsed ? RowFault::none : RowFault::badTime, layout.timeColumn};
+}
+
+std::optional<std::int64_t> CsvSource::ParseTimeCell(std::string_view cell, std::int64_t clock) {
+    if (options.start || layout.epoch) {
+        if (layout.hasDecimalComma && cell.find(',') != std::string_view::npos) {
+            number = cell;
+            number[cell.find(',')] = '.';
+            cell = number;
+        }
+        const auto count = ParseEpochTime(cell, options.start ? EpochUnit::seconds : *layout.epoch);
+        return count ? std::optional(options.start.value_or(0) + *count) : std::nullopt;
+    }
+    const std::optional<TimeParts> parts = ParseTime(cell, options.dates);
+    if (!parts) {
+        return std::nullopt;
+    }
+    const std::int64_t clockTime = parts->time + clock;
+    return zone && !parts->hasZone ? zone->ToUtc(clockTime, time) : clockTime;
 }
 
 bool CsvSource::AppendElements(const CsvColumn& column, std::string_view text) {
     if (column.count == 1) {
-        return AppendElement(column.type, text, buffer.bytes);
+        return AppendOne(column, text);
     }
     ElementSplitter elements(text);
     unsigned int count = 0;
-    for (; !elements.AtEnd() && count < column.count; ++count) {
-        if (!AppendElement(column.type, elements.Next(), buffer.bytes)) {
+    for (; !elements.AtEnd() && (column.count == 0 || count < column.count); ++count) {
+        if (!AppendOne(column, elements.Next())) {
             return false;
         }
     }
-    return elements.AtEnd() && count == column.count;
+    return elements.AtEnd() && (column.count == 0 || count == column.count);
+}
+
+bool CsvSource::AppendOne(const CsvColumn& column, std::string_view text) {
+    const bool mayHaveComma = layout.hasDecimalComma && column.type != tsn::String;
+    const std::size_t comma = mayHaveComma ? text.find(',') : std::string_view::npos;
+    if (comma != std::string_view::npos) {
+        number = text;
+        number[comma] = '.';
+        text = number;
+    }
+    return AppendElement(column.type, text, buffer.bytes);
 }
 
 void CsvSource::Reject(const CsvRow& row, const RowFault& fault) {
     if (!options.skipBad) {
         throw CommandError(Describe(row, fault));
     }
-    if (skipped++ == 0) {
-        firstSkipped = Describe(row, fault);
+    if (counts.skipped++ == 0) {
+        counts.firstSkipped = Describe(row, fault);
     }
 }
 
@@ -222,6 +306,7 @@ std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const 
     text += ": ";
     switch (fault.kind) {
         case RowFault::none:
+        case RowFault::missingTime:
             break;
         case RowFault::malformed:
             text += row.fault;
@@ -233,6 +318,10 @@ std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const 
             break;
         case RowFault::badTime:
             text += Quoted(row[fault.field]) + " is not a timestamp";
+            if (ParseTime(row[fault.field], DateOrder::dayFirst) ||
+                ParseTime(row[fault.field], DateOrder::monthFirst)) {
+                text += "; --dates day-first or --dates month-first reads such dates";
+            }
             break;
         case RowFault::badValue:
             text += DescribeBadValue(layout.columns[fault.field], row[fault.field]);
@@ -244,7 +333,7 @@ std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const 
 std::string CsvSource::DescribeBadValue(const CsvColumn& column, std::string_view text) const {
     if (column.count == 1) {
         std::string message = Quoted(text) + " " + DescribeParseError(column.type, text);
-        if (column.inferred && GuessType(text) == tsn::Double) {
+        if (column.inferred && GuessCellType(text, layout.hasDecimalComma) == tsn::Double) {
             message += "; --type '" + column.title + ":Double' reads such numbers";
         } else if (column.inferred) {
             message += "; --type '" + column.title + ":String' reads texts";

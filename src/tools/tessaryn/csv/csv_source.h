@@ -4,33 +4,41 @@
 #pragma once
 
 #include "csv/csv_layout.h"
-#include "csv/csv_reader.h"
+#include "source/input_stream.h"
+#include "source/row_reader.h"
 #include "source/sample_source.h"
-#include "terminal/input_file.h"
+#include "text/time_zone.h"
 
 #include <istream>
 #include <memory>
+#include <optional>
 #include <streambuf>
+#include <string>
 
 namespace velmora::tool {
 
-/// Makes a sample of each row of comma-separated values, with the time of the row.
+/// Makes a sample of each row of a table, with the time of the row.
 class CsvSource : public SampleSource {
   public:
-    CsvSource(std::unique_ptr<InputFile> input, CsvOptions options);
+    /// \param reader reads the rows of the input
+    CsvSource(std::unique_ptr<InputStream> input, std::unique_ptr<RowReader> reader,
+              CsvOptions options);
 
     void BeforeWait(std::function<void(const SourceProgress&)> action) override;
     bool Open(core::tessaryn::StreamType& type) override;
-    bool PushNext(core::tessaryn::Stream& stream) override;
+    bool Next() override;
+    std::int64_t GetTime() const override { return time; }
+    void Fill(core::tessaryn::Sample& sample) override;
+    std::string_view GetStreamName() const override { return streamName; }
     std::string GetPosition() const override;
+    std::vector<std::string> GetUnits() const override;
     std::vector<std::string> GetNotes() const override { return layout.notes; }
-    std::uint64_t GetSkipped() const override { return skipped; }
-    std::string GetFirstSkipped() const override { return firstSkipped; }
+    SourceCounts GetCounts() const override { return counts; }
 
   private:
     /// Why a row is bad, and which of its fields is.
     struct RowFault {
-        enum Kind { none, malformed, tooFew, tooMany, badTime, badValue } kind = none;
+        enum Kind { none, malformed, tooFew, tooMany, missingTime, badTime, badValue } kind = none;
         std::size_t field = 0;
     };
 
@@ -39,7 +47,7 @@ class CsvSource : public SampleSource {
       public:
         void Begin(std::size_t entries);
         void EndEntry();
-        void Finish();
+        void Rewind();
         std::string bytes;
 
       private:
@@ -50,26 +58,32 @@ class CsvSource : public SampleSource {
     bool ReadFirstRows();
     const CsvRow* NextRow();
     RowFault Convert(const CsvRow& row);
+    RowFault ConvertTime(const CsvRow& row);
+    std::optional<std::int64_t> ParseTimeCell(std::string_view cell, std::int64_t clock);
     bool AppendElements(const CsvColumn& column, std::string_view text);
+    bool AppendOne(const CsvColumn& column, std::string_view text);
     void Reject(const CsvRow& row, const RowFault& fault);
     std::string Describe(const CsvRow& row, const RowFault& fault) const;
     std::string DescribeBadValue(const CsvColumn& column, std::string_view text) const;
 
-    std::unique_ptr<InputFile> input;
+    std::unique_ptr<InputStream> input;
+    std::unique_ptr<RowReader> reader;
     CsvOptions options;
-    CsvReader reader;
+    std::optional<TimeZone> zone;
     CsvLayout layout;
-    CsvRow header;
+    std::size_t numEntries = 0;
     /// Rows that were read to infer the layout and are not pushed yet.
     std::vector<CsvRow> firstRows;
     std::size_t nextFirstRow = 0;
 
     RowBuffer buffer;
     std::istream binary{&buffer};
+    std::string number;
+    std::string streamName;
     std::int64_t time = 0;
+    std::uint64_t rows = 0;
     std::size_t line = 0;
-    std::uint64_t skipped = 0;
-    std::string firstSkipped;
+    SourceCounts counts;
 };
 
 }  // namespace velmora::tool

@@ -69,7 +69,7 @@ bool HostSource::Open(tsn::StreamType& type) {
     return true;
 }
 
-bool HostSource::PushNext(tsn::Stream& stream) {
+bool HostSource::Next() {
     if (beforeWait) {
         beforeWait({});
     }
@@ -81,7 +81,7 @@ bool HostSource::PushNext(tsn::Stream& stream) {
     ReadMemory();
     ReadNetwork();
     ++samples;
-    stream.PushNew([this](tsn::Sample& sample) { Fill(sample); });
+    time = Poco::Timestamp().epochMicroseconds();
     // Samples missed while the machine slept are not made up for.
     due = std::max(due + interval, SignalWatcher::Clock::now());
     return true;
@@ -178,7 +178,7 @@ void HostSource::ReadNetwork() {
     }
 }
 
-void HostSource::Fill(tsn::Sample& sample) const {
+void HostSource::Fill(tsn::Sample& sample) {
     // A type from a document does not have the initial sizes of its entries.
     sample.Resize(0, static_cast<unsigned int>(std::size(load)));
     sample.Resize(1, static_cast<unsigned int>(shares.size()));

@@ -33,7 +33,9 @@ class HostSource : public SampleSource {
         beforeWait = std::move(action);
     }
     bool Open(core::tessaryn::StreamType& type) override;
-    bool PushNext(core::tessaryn::Stream& stream) override;
+    bool Next() override;
+    std::int64_t GetTime() const override { return time; }
+    void Fill(core::tessaryn::Sample& sample) override;
     std::string GetPosition() const override;
 
   private:
@@ -48,13 +50,13 @@ class HostSource : public SampleSource {
     void ReadCores();
     void ReadMemory();
     void ReadNetwork();
-    void Fill(core::tessaryn::Sample& sample) const;
 
     std::chrono::microseconds interval;
     SignalWatcher& signals;
     std::function<void(const SourceProgress&)> beforeWait;
     SignalWatcher::Clock::time_point due;
     std::uint64_t samples = 0;
+    std::int64_t time = 0;
 
     std::string text;
     double load[3] = {};

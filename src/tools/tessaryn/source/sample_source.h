@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "tessaryn/stream.h"
+#include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
 
 #include <cstdint>
@@ -20,7 +20,23 @@ struct SourceProgress {
     std::uint64_t bytes = 0;
 };
 
+/// What a source met that is worth a line at the end.
+struct SourceCounts {
+    /// Cells without a value.
+    std::uint64_t missingValues = 0;
+    /// Rows without a time, which were left out.
+    std::uint64_t missingTimes = 0;
+    /// Bad rows that were skipped, and what was wrong with the first of them.
+    std::uint64_t skipped = 0;
+    std::string firstSkipped;
+};
+
 /// Where samples come from.
+///
+///     while (source.Next()) {
+///         Sample sample(type, source.GetTime());
+///         source.Fill(sample);
+///     }
 class SampleSource {
   public:
     SampleSource() = default;
@@ -36,21 +52,29 @@ class SampleSource {
     /// \throws CommandError when the source cannot be read
     virtual bool Open(core::tessaryn::StreamType& type) = 0;
 
-    /// Pushes the next sample; waits for it.
+    /// Reads the next row; waits for it.
     /// \return false at the end of the source, or of the run
     /// \throws CommandError when the source cannot be read, or a row of it is bad
-    virtual bool PushNext(core::tessaryn::Stream& stream) = 0;
+    virtual bool Next() = 0;
 
-    /// Where the newest sample comes from, for messages.
+    // What `Next` read.
+
+    /// Microseconds since the Unix epoch.
+    virtual std::int64_t GetTime() const = 0;
+    /// Sets the entries of a sample of the source's type; the time may change, but for that of a
+    /// sample that was made with `GetTime`.
+    virtual void Fill(core::tessaryn::Sample& sample) = 0;
+    /// The stream that the row belongs to; empty for that of the source.
+    virtual std::string_view GetStreamName() const { return {}; }
+    /// Where it comes from, for messages.
     virtual std::string GetPosition() const = 0;
 
-    /// Notes for the user, available once the source is open.
+    /// Units of the entries, in their order, empty for those without; known once the source is
+    /// open.
+    virtual std::vector<std::string> GetUnits() const { return {}; }
+    /// Notes for the user, known once the source is open.
     virtual std::vector<std::string> GetNotes() const { return {}; }
-
-    /// Number of bad rows that were skipped.
-    virtual std::uint64_t GetSkipped() const { return 0; }
-    /// What was wrong with the first of them.
-    virtual std::string GetFirstSkipped() const { return {}; }
+    virtual SourceCounts GetCounts() const { return {}; }
 };
 
 }  // namespace velmora::tool

@@ -19,8 +19,10 @@ class InputFile {
     /// Returns at once for a FIFO without a writer; reading it waits for one.
     /// \param path "-" for standard input
     /// \param signals \ownership observes: ends the input early
+    /// \param follow whether a regular file has no end: reading waits until it grows, starts again
+    /// when it was cut off, and goes on with the file that takes its name
     /// \throws CommandError when the file cannot be opened or is a directory
-    InputFile(const std::string& path, SignalWatcher& signals);
+    InputFile(const std::string& path, SignalWatcher& signals, bool follow = false);
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
     ~InputFile();
@@ -47,13 +49,19 @@ class InputFile {
 
   private:
     [[noreturn]] void Fail(const char* action) const;
+    bool WaitForGrowth(std::chrono::milliseconds time);
+    bool ReplaceIfRotated();
 
     SignalWatcher& signals;
     std::function<void()> beforeRead;
+    std::string path;
     std::string name;
+    bool follow;
     int descriptor = -1;
     bool atEnd = false;
     std::uint64_t position = 0;
+    /// Bytes read of the file that the descriptor is of.
+    std::uint64_t offset = 0;
     std::uint64_t size = 0;
     std::vector<char> block;
 };

@@ -5,11 +5,34 @@
 
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
+#include "text/time_printer.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace velmora::tool {
+
+/// What a line says beside the values.
+struct LineLabel {
+    /// The name or the text of the rule.
+    std::string_view rule;
+    /// Why the line is there, where it is not a match: "before", "after", "begin" or "end".
+    std::string_view context{};
+};
+
+/// How lines are written.
+struct LineSettings {
+    std::string stream;
+    /// Units of the entries, in their order; may be empty.
+    std::vector<std::string> units;
+    /// Names of the entries to write; empty for all.
+    std::vector<std::string> columns;
+    /// \ownership observes
+    TimePrinter* times = nullptr;
+};
 
 /// Formats one line for a sample that matched a rule.
 class SampleReporter {
@@ -20,21 +43,27 @@ class SampleReporter {
     virtual ~SampleReporter() = default;
 
     /// Appends the line.
-    /// \param rule the rule's text
-    virtual void Report(std::string& out, const std::string& rule,
+    virtual void Report(std::string& out, const LineLabel& label,
                         const core::tessaryn::Sample& sample) const = 0;
+
+    /// Appends the line of an event.
+    /// \param event what `delivery::Events` gives
+    virtual void ReportEvent(std::string& out, const LineLabel& label,
+                             const core::tessaryn::Sample& event) const = 0;
 };
 
-/// Lines with time, stream, the rule in brackets, and the entries as name=value; several elements
-/// are [a;b].
+/// Lines with time, stream, the rule in brackets, and the entries as name=value with the unit;
+/// several elements are [a;b], a missing value is "-".
 /// \param type the type of the samples, with all its entries
-std::unique_ptr<SampleReporter> MakeTextReporter(const std::string& stream,
+std::unique_ptr<SampleReporter> MakeTextReporter(const LineSettings& settings,
                                                  const core::tessaryn::StreamType& type);
 
-/// One JSON object per line: "time", "stream", "rule", and "entries" by name. Numbers are exact;
-/// NaN and infinities are null, and bytes that are not UTF-8 become U+FFFD.
+/// One JSON object per line: "time", "stream", "rule", "entries" by name, and "units" by name where
+/// there are any. Numbers are exact; NaN, infinities and missing values are null, and bytes that
+/// are not UTF-8 become U+FFFD. Other lines than matches have a "context". Events have "end",
+/// "seconds" and "rows" before the entries.
 /// \param type the type of the samples, with all its entries
-std::unique_ptr<SampleReporter> MakeJsonReporter(const std::string& stream,
+std::unique_ptr<SampleReporter> MakeJsonReporter(const LineSettings& settings,
                                                  const core::tessaryn::StreamType& type);
 
 }  // namespace velmora::tool

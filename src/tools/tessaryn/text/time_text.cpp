@@ -5,8 +5,10 @@
 
 #include <Poco/Ascii.h>
 
+#include <array>
 #include <charconv>
 #include <cstddef>
+#include <cstdlib>
 #include <utility>
 
 namespace velmora::tool {
@@ -35,6 +37,21 @@ class Cursor {
         }
         rest.remove_prefix(1);
         return true;
+    }
+
+    bool TakeAny(std::string_view characters, char& found) {
+        if (rest.empty() || characters.find(rest.front()) == std::string_view::npos) {
+            return false;
+        }
+        found = rest.front();
+        rest.remove_prefix(1);
+        return true;
+    }
+
+    // One or two digits with a value up to a limit.
+    bool TakeShortNumber(int limit, int& value) {
+        const bool two = rest.size() > 1 && Poco::Ascii::isDigit(rest[1]);
+        return TakeNumber(two ? 2 : 1, limit, value);
     }
 
     // Exactly that many digits with a value up to a limit.
@@ -83,14 +100,7 @@ class Cursor {
     std::string_view rest;
 };
 
-bool ReadDate(Cursor& in, std::int64_t& time) {
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    if (!in.TakeNumber(4, 9999, year) || !in.Take('-') || !in.TakeNumber(2, 12, month) ||
-        !in.Take('-') || !in.TakeNumber(2, 31, day)) {
-        return false;
-    }
+bool MakeDate(int year, int month, int day, std::int64_t& time) {
     using namespace std::chrono;
     const year_month_day date{std::chrono::year(year),
                               std::chrono::month(static_cast<unsigned int>(month)),
@@ -102,21 +112,67 @@ bool ReadDate(Cursor& in, std::int64_t& time) {
     return true;
 }
 
-bool ReadClock(Cursor& in, std::int64_t& time, bool& isLeapSecond) {
+bool ReadDate(Cursor& in, std::int64_t& time) {
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    return in.TakeNumber(4, 9999, year) && in.Take('-') && in.TakeNumber(2, 12, month) &&
+           in.Take('-') && in.TakeNumber(2, 31, day) && MakeDate(year, month, day, time);
+}
+
+// "AM" or "PM", if it follows: turns an hour of twelve into one of 24.
+bool TakeHalfOfDay(Cursor& in, int& hour) {
+    Cursor ahead = in;
+    ahead.Take(' ');
+    char half = '\0';
+    if (!ahead.TakeAny("aApP", half) || !(ahead.Take('m') || ahead.Take('M'))) {
+        return true;
+    }
+    if (hour < 1 || hour > 12) {
+        return false;
+    }
+    hour = hour % 12 + (Poco::Ascii::toLower(half) == 'p' ? 12 : 0);
+    in = ahead;
+    return true;
+}
+
+// A date such as 29.3.2026 or 03/29/2026.
+bool ReadOrderedDate(Cursor& in, DateOrder order, std::int64_t& time) {
+    int parts[2] = {};
+    int year = 0;
+    char separator = '\0';
+    for (int& part : parts) {
+        if (!in.TakeShortNumber(31, part) || !in.TakeAny("./-", separator)) {
+            return false;
+        }
+    }
+    if (!in.TakeNumber(4, 9999, year)) {
+        return false;
+    }
+    in.Take(',');
+    const bool dayFirst = order == DateOrder::dayFirst;
+    return MakeDate(year, parts[dayFirst ? 1 : 0], parts[dayFirst ? 0 : 1], time);
+}
+
+bool ReadClock(Cursor& in, std::int64_t& time, bool& isLeapSecond, bool shortHour = false) {
     int hour = 0;
     int minute = 0;
     int second = 0;
     std::int64_t fraction = 0;
-    if (!in.TakeNumber(2, 23, hour) || !in.Take(':') || !in.TakeNumber(2, 59, minute)) {
+    if (!(shortHour ? in.TakeShortNumber(23, hour) : in.TakeNumber(2, 23, hour)) || !in.Take(':') ||
+        !in.TakeNumber(2, 59, minute)) {
         return false;
     }
     if (in.Take(':')) {
         if (!in.TakeNumber(2, 60, second)) {
             return false;
         }
-        if (in.Take('.') && !in.TakeFraction(6, fraction)) {
+        if ((in.Take('.') || in.Take(',')) && !in.TakeFraction(6, fraction)) {
             return false;
         }
+    }
+    if (shortHour && !TakeHalfOfDay(in, hour)) {
+        return false;
     }
     isLeapSecond = second == 60;
     time += hour * microsecondsPerHour + minute * microsecondsPerMinute +
@@ -124,8 +180,10 @@ bool ReadClock(Cursor& in, std::int64_t& time, bool& isLeapSecond) {
     return true;
 }
 
-bool ReadZone(Cursor& in, std::int64_t& time) {
-    if (in.AtEnd() || in.Take('Z') || in.Take('z')) {
+// Reads a zone, if there is one.
+bool ReadZone(Cursor& in, std::int64_t& time, bool& hasZone) {
+    hasZone = !in.AtEnd();
+    if (!hasZone || in.Take('Z') || in.Take('z')) {
         return true;
     }
     in.Take(' ');
@@ -162,27 +220,43 @@ void AppendDigits(std::string& out, std::int64_t value, int digits) {
 
 }  // namespace
 
+std::optional<TimeParts> ParseTime(std::string_view text, DateOrder order) {
+    Cursor in(text);
+    TimeParts parts;
+    const bool isOrdered = order != DateOrder::yearFirst;
+    if (!(isOrdered ? ReadOrderedDate(in, order, parts.time) : ReadDate(in, parts.time))) {
+        return std::nullopt;
+    }
+    if (!in.AtEnd()) {
+        bool isLeapSecond = false;
+        parts.hasClock = true;
+        if (!in.Take('T') && !in.Take(' ') && !in.Take('t')) {
+            return std::nullopt;
+        }
+        if (!ReadClock(in, parts.time, isLeapSecond, isOrdered) ||
+            !ReadZone(in, parts.time, parts.hasZone) || !in.AtEnd()) {
+            return std::nullopt;
+        }
+        // A leap second is the last of a day in UTC; its microseconds are those of the next day.
+        if (isLeapSecond &&
+            (parts.time < 0 || parts.time % microsecondsPerDay >= microsecondsPerSecond)) {
+            return std::nullopt;
+        }
+    }
+    return CheckRange(parts.time) ? std::optional(parts) : std::nullopt;
+}
+
 std::optional<std::int64_t> ParseIsoTime(std::string_view text) {
+    const std::optional<TimeParts> parts = ParseTime(text);
+    return parts ? std::optional(parts->time) : std::nullopt;
+}
+
+std::optional<std::int64_t> ParseClock(std::string_view text) {
     Cursor in(text);
     std::int64_t time = 0;
-    if (!ReadDate(in, time)) {
-        return std::nullopt;
-    }
-    if (in.AtEnd()) {
-        return CheckRange(time);
-    }
-    if (!in.Take('T') && !in.Take(' ') && !in.Take('t')) {
-        return std::nullopt;
-    }
     bool isLeapSecond = false;
-    if (!ReadClock(in, time, isLeapSecond) || !ReadZone(in, time) || !in.AtEnd()) {
-        return std::nullopt;
-    }
-    // A leap second is the last of a day in UTC; its microseconds are those of the next day.
-    if (isLeapSecond && (time < 0 || time % microsecondsPerDay >= microsecondsPerSecond)) {
-        return std::nullopt;
-    }
-    return CheckRange(time);
+    const bool isClock = ReadClock(in, time, isLeapSecond, true) && in.AtEnd() && !isLeapSecond;
+    return isClock ? std::optional(time) : std::nullopt;
 }
 
 std::optional<EpochUnit> GuessEpochUnit(std::string_view text) {
@@ -229,9 +303,9 @@ std::optional<std::int64_t> ParseEpochTime(std::string_view text, EpochUnit unit
     return CheckRange(negative ? -time : time);
 }
 
-void AppendTime(std::string& out, std::int64_t time) {
+void AppendTime(std::string& out, std::int64_t time, std::optional<std::int64_t> offset) {
     using namespace std::chrono;
-    const auto point = sys_time<microseconds>(microseconds(time));
+    const auto point = sys_time<microseconds>(microseconds(time + offset.value_or(0)));
     const auto midnight = floor<days>(point);
     const year_month_day date(midnight);
     std::int64_t rest = (point - midnight).count();
@@ -252,7 +326,40 @@ void AppendTime(std::string& out, std::int64_t time) {
         const bool milliseconds = rest % 1000 == 0;
         AppendDigits(out, milliseconds ? rest / 1000 : rest, milliseconds ? 3 : 6);
     }
-    out += 'Z';
+    if (!offset) {
+        out += 'Z';
+        return;
+    }
+    const std::int64_t minutes = std::abs(*offset) / microsecondsPerMinute;
+    out += *offset < 0 ? '-' : '+';
+    AppendDigits(out, minutes / 60, 2);
+    out += ':';
+    AppendDigits(out, minutes % 60, 2);
+}
+
+std::string FormatDuration(std::int64_t microseconds) {
+    constexpr std::pair<const char*, std::int64_t> units[] = {
+        {"d", microsecondsPerDay}, {"h", microsecondsPerHour}, {"m", microsecondsPerMinute}};
+    if (microseconds < 0) {
+        return "-" + FormatDuration(-microseconds);
+    }
+    std::string text;
+    for (const auto& [name, length] : units) {
+        if (microseconds >= length) {
+            text += (text.empty() ? "" : " ") + std::to_string(microseconds / length) + name;
+            microseconds %= length;
+        }
+    }
+    if (microseconds > 0 || text.empty()) {
+        const bool seconds = microseconds == 0 || microseconds >= microsecondsPerSecond;
+        std::array<char, 32> digits{};
+        const auto [end, error] = std::to_chars(
+            digits.data(), digits.data() + digits.size(),
+            static_cast<double>(microseconds) / static_cast<double>(seconds ? 1'000'000 : 1000));
+        text +=
+            (text.empty() ? "" : " ") + std::string(digits.data(), end) + (seconds ? "s" : "ms");
+    }
+    return text;
 }
 
 std::optional<std::chrono::microseconds> ParseDuration(std::string_view text) {
@@ -265,10 +372,12 @@ std::optional<std::chrono::microseconds> ParseDuration(std::string_view text) {
     }
     const std::string_view unit(end, static_cast<std::size_t>(last - end));
     constexpr std::pair<std::string_view, double> units[] = {{"", microsecondsPerSecond},
+                                                             {"us", 1},
                                                              {"ms", 1000},
                                                              {"s", microsecondsPerSecond},
                                                              {"m", microsecondsPerMinute},
-                                                             {"h", microsecondsPerHour}};
+                                                             {"h", microsecondsPerHour},
+                                                             {"d", microsecondsPerDay}};
     for (const auto& [name, factor] : units) {
         const double length = number * factor;
         if (name == unit && length >= 1 && length <= maxLength) {

@@ -23,6 +23,26 @@ inline constexpr std::int64_t maxTime = 253'402'300'799'999'999;
 /// \return microseconds since the Unix epoch; nothing for any other text
 std::optional<std::int64_t> ParseIsoTime(std::string_view text);
 
+/// Order of the parts of a date: 2026-03-29, 29.03.2026 or 03/29/2026.
+enum class DateOrder { yearFirst, dayFirst, monthFirst };
+
+/// What a text says of a time.
+struct TimeParts {
+    /// Microseconds since the Unix epoch; without a zone those of a clock in UTC.
+    std::int64_t time = 0;
+    bool hasClock = false;
+    bool hasZone = false;
+};
+
+/// Parses a time as `ParseIsoTime` does. Dates with the day or the month first have ".", "/" or "-"
+/// between their parts and may omit leading zeros; "," may end them. Their clocks may be of twelve
+/// hours, with AM or PM. A comma may stand for the point of a fraction.
+std::optional<TimeParts> ParseTime(std::string_view text, DateOrder order = DateOrder::yearFirst);
+
+/// Parses a time of day such as 8:05, 23:59:59.250 or 11:30 PM.
+/// \return microseconds since midnight
+std::optional<std::int64_t> ParseClock(std::string_view text);
+
 /// Unit of a number that counts from the Unix epoch.
 enum class EpochUnit { seconds, milliseconds, microseconds, nanoseconds };
 
@@ -38,9 +58,15 @@ std::optional<std::int64_t> ParseEpochTime(std::string_view text, EpochUnit unit
 /// Appends a time in UTC, such as 2020-01-01T00:00:01Z, with three or six digits of a fraction if
 /// it has one.
 /// \param time microseconds since the Unix epoch, of the years 1 to 9999
-void AppendTime(std::string& out, std::int64_t time);
+/// \param offset microseconds that the clock is ahead of UTC: then +01:00 stands in place of Z
+void AppendTime(std::string& out, std::int64_t time,
+                std::optional<std::int64_t> offset = std::nullopt);
 
-/// Parses a duration: a number and "ms", "s", "m" or "h"; a number without a unit counts seconds.
+/// A length of time in its largest units: 250ms, 1.5s, 2m 30s, 3h 5m, 2d 4h.
+std::string FormatDuration(std::int64_t microseconds);
+
+/// Parses a duration: a number and "us", "ms", "s", "m", "h" or "d"; a number without a unit counts
+/// seconds.
 /// \return nothing for any other text, for less than a microsecond and for more than 100 years
 std::optional<std::chrono::microseconds> ParseDuration(std::string_view text);
 

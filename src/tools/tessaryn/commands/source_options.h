@@ -1,0 +1,70 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "commands/memory_option.h"
+#include "source/open_sources.h"
+#include "text/time_printer.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora::tool {
+
+/// The options of commands that read sources.
+struct SourceOptions {
+    std::vector<std::string> sources;
+    std::string stream;
+    std::string streamColumn;
+    std::vector<std::string> types;
+    std::string timeColumn;
+    std::string dates;
+    std::string zone;
+    std::string outZone;
+    std::string start;
+    std::string interval;
+    std::vector<std::string> columns;
+    std::string since;
+    std::string until;
+    bool follow = false;
+    bool skipBad = false;
+    bool quiet = false;
+    std::uint64_t maxMemory = defaultMaxMemory;
+};
+
+/// Times from one, included, to another, excluded.
+struct TimeRange {
+    std::int64_t since = INT64_MIN;
+    std::int64_t until = INT64_MAX;
+
+    bool Contains(std::int64_t time) const { return time >= since && time < until; }
+};
+
+/// Adds the sources and how they are read to a command.
+/// \param options \ownership observes: set when the command line is parsed
+/// \param intervalOption the names of the option for rows without a time
+void AddSourceOptions(CLI::App& command, SourceOptions& options, const char* intervalOption);
+
+/// Adds an option that may be repeated, with one value each time.
+CLI::Option* AddListOption(CLI::App& command, const char* option, std::vector<std::string>& values,
+                           const char* description, const char* valueName);
+
+/// The value of an option that is a duration.
+/// \throws CommandError that names the option when it is none
+std::chrono::microseconds ParseDurationOption(const char* option, const std::string& text);
+
+/// How the sources are read.
+/// \throws CommandError when an option is bad, or not for these sources
+SourceSettings MakeSourceSettings(const SourceOptions& options);
+
+/// The times to read.
+/// \throws CommandError when one is no time
+TimeRange MakeTimeRange(const SourceOptions& options);
+
+}  // namespace velmora::tool

@@ -1,0 +1,49 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "csv/csv_layout.h"
+#include "source/sample_source.h"
+#include "terminal/signal_watcher.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmora::tool {
+
+/// How sources are read.
+struct SourceSettings {
+    CsvOptions table;
+    /// Name of the stream that all sources are read into; empty for one of each source's own.
+    std::string streamName;
+    /// Whether a file is read on as it grows and when another takes its name.
+    bool follow = false;
+    /// Bytes that the nodes of a document may take, and its samples again.
+    std::uint64_t maxMemory = 0;
+};
+
+/// A source and the stream that it is read into.
+struct NamedSource {
+    std::string stream;
+    std::unique_ptr<SampleSource> source;
+};
+
+/// The paths that the arguments name: "-", "host", files, and patterns such as "*.csv" where no
+/// file has that name.
+/// \throws CommandError when a file does not exist, or a pattern matches none
+std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments);
+
+/// Opens what a path names: the machine itself, a table, or each stream of a document. The content
+/// decides, not the name.
+/// \param paths all paths: files of the same name in different folders get streams of different
+/// names
+/// \param signals \ownership observes
+/// \throws CommandError when the path cannot be opened, or its content is of a kind that is not read
+std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<std::string>& paths,
+                                     const SourceSettings& settings, SignalWatcher& signals);
+
+}  // namespace velmora::tool
