@@ -4,6 +4,7 @@
 #include "tessaryn/subscriber_list.h"
 
 #include "tessaryn/library_rule.h"
+#include "tessaryn/rule_index.h"
 #include "tessaryn/rule_program.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/sample_access.h"
@@ -13,6 +14,7 @@
 
 #include <Poco/ScopedLock.h>
 
+#include <new>
 #include <optional>
 #include <stdexcept>
 
@@ -21,6 +23,11 @@ namespace velmora::core::tessaryn {
 namespace {
 
 using Lock = Poco::ScopedLock<Poco::Mutex>;
+
+// Asking fewer subscribers one by one takes no longer than selecting those to be asked.
+constexpr std::size_t minIndexed = 24;
+// So many new ones are asked one by one before they are indexed.
+constexpr std::size_t maxNotIndexed = 16;
 
 }  // namespace
 
@@ -61,10 +68,14 @@ class SubscriberList::Traversal {
 // override what rules read, so that one is copied at once.
 class SubscriberList::Notification {
   public:
-    Notification(StreamChangeType type, const Sample& stored, void* sender,
+    Notification(StreamChangeType type, const Sample& stored, void* sender, void* stream,
                  const SubscriberList& list)
         // Only pure rules see the stored sample through the record.
-        : stored(stored), args{type, const_cast<Sample*>(&stored), sender}, list(list) {
+        : stored(stored),
+          args{type, const_cast<Sample*>(&stored), sender},
+          list(list),
+          stream(stream),
+          number(list.notifications) {
         if (!IsExactSample(stored)) {
             PrepareForHost();
         }
@@ -72,40 +83,123 @@ class SubscriberList::Notification {
 
     // Asks the rule, and then calls the delegate if the rule applies. The subscriber is not used
     // once the host's code has run, which may add subscribers and so move this one.
-    void Reach(const Subscriber& subscriber, void* stream) {
+    // Returns whether the host's code has run.
+    bool Reach(const Subscriber& subscriber) {
+        if (subscriber.rule != nullptr && !Holds(*subscriber.rule)) {
+            return false;
+        }
         StreamSubscription& subscription = *subscriber.subscription;
-        if (subscriber.rule == nullptr) {
-            PrepareForHost();
+        const bool isAsked = subscriber.rule == nullptr;
+        PrepareForHost();
+        if (isAsked) {
             subscription.NotifyIfRuleApplies(stream, args);
-        } else if (Holds(*subscriber.rule)) {
-            PrepareForHost();
+        } else {
             subscription.delegate->notify(stream, args);
         }
+        return true;
     }
+
+    // Of the sample, if the rules are bound to its type; else null.
+    const SampleView* BoundView() {
+        if (!isViewed) {
+            isViewed = true;
+            view.reset();
+            if (args.sample != nullptr && IsExactSample(*args.sample)) {
+                view.emplace(*args.sample);
+            }
+            const bool isBound =
+                view && view->CompleteLayout() != 0 && view->CompleteLayout() == list.boundLayout;
+            boundView = isBound ? &*view : nullptr;
+        }
+        return boundView;
+    }
+
+    bool IsFor(const Subscriber& subscriber) const { return subscriber.lastNotification >= number; }
+    const SubscriptionArgs& Args() const { return args; }
 
   private:
     bool Holds(const StoredRule& rule) {
         // One view serves all rules until the host's code runs, which may change the sample.
-        if (!view && args.sample != nullptr && IsExactSample(*args.sample)) {
-            view.emplace(*args.sample);
+        if (boundView != nullptr || BoundView() != nullptr) [[likely]] {
+            return rule.Holds(*boundView, args);
         }
-        return view && view->CompleteLayout() != 0 && view->CompleteLayout() == list.boundLayout
-                   ? rule.Holds(*view, args)
-                   : rule.HoldsAnywhere(args);
+        return rule.HoldsAnywhere(args);
     }
 
     void PrepareForHost() {
         if (!copy) {
             args.sample = &copy.emplace(stored);
         }
-        view.reset();
+        isViewed = false;
+        boundView = nullptr;
     }
 
     const Sample& stored;
     SubscriptionArgs args;
     const SubscriberList& list;
+    void* stream;
+    unsigned long long number;
+    // Since the host's code has run last.
+    bool isViewed = false;
+    const SampleView* boundView = nullptr;
     std::optional<SampleView> view;
     std::optional<Sample> copy;
+};
+
+// The way of a notification to those whose rules may hold.
+//
+// Each rule is asked right before its delegate. After a host's code has run, which may have changed
+// the copy, the remaining rules are selected anew if what their conditions are about has changed.
+class SubscriberList::IndexedNotification {
+  public:
+    IndexedNotification(SubscriberList& list, Notification& notification)
+        : list(list), notification(notification), selection(std::move(list.spareSelection)) {}
+    IndexedNotification(const IndexedNotification&) = delete;
+    IndexedNotification& operator=(const IndexedNotification&) = delete;
+    ~IndexedNotification() { list.spareSelection = std::move(selection); }
+
+    void Run(std::size_t count) {
+        std::uint32_t position = 0;
+        bool isSelected = Select(position);
+        while (true) {
+            position = isSelected ? selection->Next(position) : position;
+            if (position >= count) {
+                return;
+            }
+            const Subscriber& subscriber = list.subscribers[position];
+            ++position;
+            if (notification.IsFor(subscriber) && notification.Reach(subscriber)) {
+                isSelected = Select(position);
+            }
+        }
+    }
+
+  private:
+    // Returns false where all have to be asked.
+    bool Select(std::uint32_t from) {
+        const SampleView* const view = notification.BoundView();
+        if (view == nullptr) {
+            return false;
+        }
+        try {
+            if (selection == nullptr) {
+                selection = std::make_unique<RuleSelection>();
+            }
+            if (from == 0) {
+                list.index->Select(*selection, from, *view, notification.Args());
+            } else {
+                list.index->Update(*selection, from, *view, notification.Args());
+            }
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        return true;
+    }
+
+    SubscriberList& list;
+    Notification& notification;
+    // Reused by the next notification that is not inside this one.
+    std::unique_ptr<RuleSelection> selection;
 };
 
 SubscriberList::SubscriberList() = default;
@@ -150,6 +244,9 @@ void SubscriberList::BindTo(const StreamType* type) {
     if (rules != nullptr && boundLayout != layout) {
         // Until all are bound, they are asked without.
         boundLayout = 0;
+        if (index != nullptr) {
+            index->Clear();
+        }
         rules->Bind(type);
         boundLayout = layout;
     }
@@ -187,15 +284,47 @@ void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* s
         return;
     }
     const Traversal traversal(*this, removed);
-    const unsigned long long number = ++notifications;
-    // A notification inside a notification has a record and a copy of its own.
+    ++notifications;
     BindTo(SampleAccess::TypeOf(sample));
-    Notification notification(type, sample, sender, *this);
-    for (std::size_t i = 0; i < traversal.Count(); ++i) {
-        if (subscribers[i].lastNotification >= number) {
-            notification.Reach(subscribers[i], stream);
+    // A notification inside a notification has a record and a copy of its own.
+    Notification notification(type, sample, sender, stream, *this);
+    if (traversal.Count() < minIndexed || !IsIndexed(notification)) {
+        NotifyEach(notification, 0, traversal.Count());
+    } else {
+        IndexedNotification(*this, notification).Run(traversal.Count());
+    }
+}
+
+void SubscriberList::NotifyEach(Notification& notification, std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i) {
+        if (notification.IsFor(subscribers[i])) {
+            notification.Reach(subscribers[i]);
         }
     }
+}
+
+// Indexes the rules of new subscribers, unless they are few. Returns whether the index can be used.
+bool SubscriberList::IsIndexed(Notification& notification) {
+    const SampleView* const view = notification.BoundView();
+    if (view == nullptr) {
+        return false;
+    }
+    try {
+        if (index == nullptr) {
+            index = std::make_unique<RuleIndex>();
+        }
+        const auto end = static_cast<std::uint32_t>(subscribers.size());
+        if (end - index->End() > maxNotIndexed) {
+            const auto ruleAt = [this](std::uint32_t position) {
+                const Subscriber& subscriber = subscribers[position];
+                return subscriber.rule == nullptr ? nullptr : &subscriber.rule->GetBound();
+            };
+            index->Extend(end, ruleAt, *view, notification.Args());
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
 }
 
 // Allocates nothing, and takes no longer the more subscribers there are.
@@ -210,6 +339,9 @@ void SubscriberList::RemoveAt(std::size_t index) {
 // one on average.
 void SubscriberList::Compact() {
     if (2 * numRemovedSubscribers > subscribers.size()) {
+        if (index != nullptr) {
+            index->Clear();
+        }
         for (const Subscriber& each : subscribers) {
             if (each.IsRemoved() && each.rule != nullptr) {
                 rules->Release(each.rule);

@@ -17,6 +17,8 @@
 
 namespace velmora::core::tessaryn {
 
+class RuleIndex;
+class RuleSelection;
 class Sample;
 class StoredRule;
 class StoredRules;
@@ -78,7 +80,10 @@ class SubscriberList {
     };
     class Traversal;
     class Notification;
+    class IndexedNotification;
 
+    void NotifyEach(Notification& notification, std::size_t begin, std::size_t end);
+    bool IsIndexed(Notification& notification);
     void BindTo(const StreamType* type);
     void RemoveAt(std::size_t index);
     void Compact();
@@ -94,6 +99,9 @@ class SubscriberList {
     std::unique_ptr<StoredRules> rules;
     // The number of the type's state that the rules are bound to; 0 before they are.
     std::uint64_t boundLayout = 0;
+    // Of the rules of most subscribers, once there are many; else null.
+    std::unique_ptr<RuleIndex> index;
+    std::unique_ptr<RuleSelection> spareSelection;
     // The subscriptions of the subscribers that are not removed, in order of subscribing.
     Subscriptions subscriptions;
     // Subscriptions that were removed since the outermost traversal began; else empty.

@@ -1,0 +1,80 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/rule_conditions.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+/// Rules of one form, found by one value that they require, or by an interval, or by both: a table
+/// of the values, and under each value the intervals in ascending order of their lower ends.
+///
+/// Finding takes the time of a look-up, of a binary search, and of what is found.
+///
+/// \threadsafety external
+class ConditionGroup {
+  public:
+    struct Entry {
+        /// The value that is required; 0 where the group has none.
+        std::uint64_t value = 0;
+        std::uint64_t low = 0;
+        std::uint64_t high = Reading::greatest;
+        /// Of a `textOrder`, whose `low` and `high` are a `Condition::TextBound`.
+        std::string_view text = {};
+        std::uint32_t position = 0;
+    };
+
+    enum class Form : unsigned char { value, interval, valueAndInterval };
+
+    /// \param isText whether the interval is of texts
+    ConditionGroup(Form form, bool isText, std::vector<Entry> entries);
+
+    std::size_t Size() const { return positions.size(); }
+
+    /// The reading of a text for a group of texts.
+    Reading Rank(std::string_view text, bool isAny) const;
+
+    /// Appends the positions of the entries that match, unordered.
+    /// \param value ignored where the group has none
+    /// \param interval ignored where the group has none
+    void Find(const Reading& value, const Reading& interval,
+              std::vector<std::uint32_t>& found) const;
+
+  private:
+    struct Range {
+        std::size_t begin;
+        std::size_t end;
+    };
+
+    void RankTexts(std::vector<Entry>& entries);
+    void MakeTable();
+    void MakeLevels();
+    Range FindValue(std::uint64_t value) const;
+    void FindIntervals(Range range, const Reading& interval,
+                       std::vector<std::uint32_t>& found) const;
+
+    /// Entries in a block of a level, and the size of a range that is searched without them.
+    static constexpr std::size_t blockSize = 16;
+    static constexpr std::uint32_t noEntry = static_cast<std::uint32_t>(-1);
+
+    Form form;
+    // Of the entries, in ascending order of value and lower end; empty where the group has none.
+    std::vector<std::uint64_t> values;
+    std::vector<std::uint64_t> lows;
+    std::vector<std::uint64_t> highs;
+    std::vector<std::uint32_t> positions;
+    // By hash: the first entry of a value. Its size is a power of 2.
+    std::vector<std::uint32_t> table;
+    // The greatest upper end of each block of entries, then of each block of those, and so on.
+    std::vector<std::vector<std::uint64_t>> levels;
+    // The texts that intervals end at, ascending.
+    std::vector<std::string_view> texts;
+};
+
+}  // namespace velmora::core::tessaryn

@@ -1,0 +1,122 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/condition_group.h"
+#include "tessaryn/rule_conditions.h"
+#include "tessaryn/sample_view.h"
+#include "tessaryn/subscription_args.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+class BoundRule;
+class RuleIndex;
+
+/// The rules to be asked for one change, from some position on.
+/// \threadsafety external
+class RuleSelection {
+  public:
+    /// The first position from the given one on; the given one where all are to be asked.
+    std::uint32_t Next(std::uint32_t position);
+
+  private:
+    friend class RuleIndex;
+
+    std::vector<Reading> readings;
+    std::vector<Reading> latest;
+    /// Ascending.
+    std::vector<std::uint32_t> found;
+    /// A bit for each position, for sorting many.
+    std::vector<std::uint64_t> marks;
+    std::size_t nextFound = 0;
+    std::size_t nextAlways = 0;
+    const std::vector<std::uint32_t>* always = nullptr;
+    /// From here on all are asked.
+    std::uint32_t end = 0;
+    /// State of the index; 0 before the first selection.
+    std::uint64_t version = 0;
+};
+
+/// Finds among many rules those that may hold for a change, without asking the others.
+///
+/// A rule stands at a position, the place of its subscriber in the order of subscribing. For each
+/// way in which it may hold it is put into the group of one or two conditions that this requires:
+/// equality with a literal, or an interval, or both. Rules that require neither, that may throw, or
+/// that are not the library's are to be asked always.
+///
+/// Positions are indexed in batches, each about four times as large as the next, so that a rule is
+/// moved a few times only, however many come. Rules that are gone stay until the index is cleared.
+///
+/// \threadsafety external
+class RuleIndex {
+  public:
+    /// The rule at a position; null for one that is to be asked always. Rules at positions that
+    /// were indexed must live until the index is cleared.
+    using RuleAt = std::function<const BoundRule*(std::uint32_t position)>;
+
+    /// Indexes the positions from the end of those indexed up to `end`.
+    /// \param sample the present one, of which conditions that fail are preferred
+    /// \throws std::bad_alloc: some of the positions at the end are no longer indexed
+    void Extend(std::uint32_t end, const RuleAt& ruleAt, const SampleView& sample,
+                const SubscriptionArgs& args);
+    /// Forgets all positions.
+    void Clear();
+
+    /// The first position that is not indexed.
+    std::uint32_t End() const { return indexedEnd; }
+
+    /// Selects the rules for a change.
+    void Select(RuleSelection& selection, std::uint32_t from, const SampleView& sample,
+                const SubscriptionArgs& args) const;
+    /// Selects anew if the change has other values in what conditions are about than when the rules
+    /// were selected, or the index has changed.
+    void Update(RuleSelection& selection, std::uint32_t from, const SampleView& sample,
+                const SubscriptionArgs& args) const;
+
+  private:
+    class Builder;
+
+    struct UsedAttribute {
+        Attribute attribute;
+        /// In the groups; 0 for an attribute that is no longer used.
+        std::size_t numEntries = 0;
+    };
+    static constexpr std::uint32_t noAttribute = static_cast<std::uint32_t>(-1);
+    struct Group {
+        std::uint32_t value;
+        std::uint32_t interval;
+        ConditionGroup conditions;
+    };
+    struct Batch {
+        std::uint32_t begin;
+        std::vector<Group> groups;
+    };
+
+    std::uint32_t Use(const Attribute& attribute, std::size_t numEntries);
+    void Unuse(const Group& group);
+    void RemoveLastBatch();
+    void ReadAll(std::vector<Reading>& readings, const SampleView& sample,
+                 const SubscriptionArgs& args) const;
+    void Find(const Group& group, RuleSelection& selection, const SampleView& sample) const;
+    static void SortFound(RuleSelection& selection, std::uint32_t from);
+    static void SortByMarks(RuleSelection& selection, std::uint32_t greatest);
+
+    std::vector<UsedAttribute> attributes;
+    // By position.
+    std::vector<Batch> batches;
+    // Positions of rules that are to be asked always, ascending.
+    std::vector<std::uint32_t> always;
+    std::uint32_t indexedEnd = 0;
+    // Groups of intervals of texts, whose readings are not kept.
+    std::size_t numTextGroups = 0;
+    // Changes with the contents.
+    std::uint64_t version = 1;
+};
+
+}  // namespace velmora::core::tessaryn
