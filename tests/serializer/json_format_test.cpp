@@ -58,31 +58,18 @@ TEST(JsonFormat, RefusesOtherDocumentsWithLineAndColumn) {
         {"line 1, column 28", "{'Tree': {'escaped': '\\\\xg0'}}",
          "Invalid escape sequence in '\\xg0'."},
         {"line 2, column 1", "{'Tree': []}\n\0"s, "Unexpected NUL byte."},
+        {"line 3, column 1", "{'Tree': [\n  {'a': []},\n]}", "Invalid value."},
+        {"line 1, column 12", "{'Tree': '\xc3\xa4\xff'}", "The document is not UTF-8."},
+        {"line 1, column 100011", "{'Tree': '" + std::string(100'000, 'x') + "\n'}",
+         "Invalid escape character in string."},
+        {"line 1, column 2", "{1", "Missing a name for object member."},
+        {"line 2, column 8", "{'Tree':\n'\\udc00'}", "Invalid surrogate pair in a string."},
+        {"line 1, column 14", "{'Tree': []} []",
+         "The document root must not be followed by other values."},
     };
     for (const auto& test : cases) {
         EXPECT_EQ(GetMessage(test.document),
                   "The JSON document cannot be read at " + test.position + ": " + test.reason);
-    }
-}
-
-TEST(JsonFormat, RefusesMalformedDocumentsWithTheParsersReason) {
-    const struct {
-        std::string position;
-        std::string document;
-        std::string beginOfReason;
-    } cases[] = {
-        {"line 3, column 1", "{'Tree': [\n  {'a': []},\n]}", "syntax error while parsing value"},
-        {"line 1, column 12", "{'Tree': '\xc3\xa4\xff'}", "syntax error while parsing value"},
-        {"line 1, column 100011", "{'Tree': '" + std::string(100'000, 'x') + "\n'}",
-         "syntax error while parsing value"},
-        {"line 1, column 2", "{1", "syntax error while parsing object key"},
-    };
-    for (const auto& test : cases) {
-        const std::string message = GetMessage(test.document);
-        const std::string expected =
-            "The JSON document cannot be read at " + test.position + ": " + test.beginOfReason;
-        EXPECT_EQ(message.substr(0, expected.size()), expected);
-        EXPECT_LT(message.size(), 300U);
     }
 }
 

@@ -84,7 +84,7 @@ TEST(ReadLimits, OfMemoryCountNodesTextsAndWhatTheParserHolds) {
     const std::string text(1'000'000, 'x');
     std::string manyNodesXml = "<Tree>";
     std::string manyNodesJson = "{\"Tree\": [";
-    for (int i = 0; i < 10'000; ++i) {
+    for (int i = 0; i < 20'000; ++i) {
         manyNodesXml += "<n/>";
         manyNodesJson += "{\"n\": []},";
     }

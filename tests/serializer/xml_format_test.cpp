@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <istream>
 #include <sstream>
 #include <string>
@@ -129,6 +130,29 @@ TEST(XmlFormat, ReadsALargeTokenInChunksThatGrow) {
         std::istream in(&buffer);
         ReadXml(in);
         EXPECT_LE(buffer.reads, 10) << content.substr(0, 20);
+    }
+}
+
+// Wherever something stands that only the parser knows, it goes on as if it had begun.
+TEST(XmlFormat, ReadsAlikeWithAndWithoutTheParser) {
+    const std::string document =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Tree>\n <a flags='3'>1 &lt; 2</a>\r\n"
+        " <_node name='\\x61 &amp;' text=\"escaped\">\xc3\xa4\\n</_node><!-- c -->\n"
+        " <b><_value text='empty'/><_node name='b'><c/></_node></b>\n</Tree>\n";
+    const std::string tree = Sorted(Read(xml, document).GetRoot());
+    EXPECT_EQ(tree, "/1(a/3=1 < 2 a &/2=\xc3\xa4\n b/2=(b/17(c/1)))");
+    const std::string extra = "<!----><?p?>";
+    for (std::size_t at = document.find('>') + 1; at < document.size(); ++at) {
+        if (document[at - 1] == '>') {
+            std::string changed = document;
+            changed.insert(at, extra);
+            EXPECT_EQ(Sorted(Read(xml, changed).GetRoot()), tree) << changed;
+            // Positions go on as well.
+            const std::size_t line =
+                1 + static_cast<std::size_t>(std::count(document.begin(), document.end(), '\n'));
+            EXPECT_THAT(MessageOf<SerializationException>([&] { Read(xml, changed + "  <c/>"); }),
+                        testing::HasSubstr("line " + std::to_string(line) + ", column 3: "));
+        }
     }
 }
 

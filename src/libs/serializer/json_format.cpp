@@ -11,11 +11,17 @@
 
 #include <algorithm>
 #include <istream>
+#include <memory>
+#include <vector>
 
 namespace velmora::core::serialization {
 
+using detail::DocumentForm;
 using detail::DocumentOutput;
+using detail::NodeArena;
+using detail::NodeIndex;
 using detail::NodeRecord;
+using detail::noNode;
 
 namespace {
 
@@ -63,11 +69,12 @@ void WriteString(DocumentOutput& out, std::string_view text) {
 
 // The properties of a node that a string or a list cannot represent.
 struct SpecialProperties {
-    explicit SpecialProperties(const NodeRecord& record)
-        : escapedName(!detail::IsUtf8(record.name)),
-          escapedValue(record.hasValue && !detail::IsUtf8(record.value)),
-          explicitFlags(record.flags != GetDerivedFlags(record)),
-          valueAndChildren(record.hasValue && record.firstChild != nullptr) {}
+    SpecialProperties(const NodeArena& arena, const NodeRecord& record, std::string_view value,
+                      bool isUtf8Name)
+        : escapedName(!isUtf8Name),
+          escapedValue(record.hasValue && !detail::IsUtf8(value)),
+          explicitFlags(record.flags != GetDerivedFlags(arena, record)),
+          valueAndChildren(record.hasValue && record.firstChild != noNode) {}
 
     bool Any() const { return escapedName || escapedValue || explicitFlags || valueAndChildren; }
 
@@ -77,78 +84,121 @@ struct SpecialProperties {
     bool valueAndChildren;
 };
 
-void WriteNodeEnd(DocumentOutput& out, const NodeRecord& record) {
-    out << (record.nextSibling != nullptr ? "},\n" : "}\n");
-}
+class JsonForm : public DocumentForm {
+  public:
+    JsonForm(const NodeArena& arena, std::ostream& stream) : arena(arena), out(stream) {}
+
+    void Open(NodeIndex node, std::size_t depth) override;
+    void Close(NodeIndex node, std::size_t depth) override;
+    void Finish() override {
+        out << '\n';
+        out.Finish();
+    }
+
+  private:
+    void OpenBodyObject(NodeIndex node, const SpecialProperties& special);
+
+    const NodeArena& arena;
+    DocumentOutput out;
+    // Whether the node written last has the depth of the next one, unless that is its child.
+    bool isAfterNode = false;
+    // Whether they are UTF-8.
+    detail::NameCache names;
+    // Of each open node: whether its body is an object.
+    std::vector<bool> objects;
+};
 
 // Writes a body that is an object, up to the list of children if there is one.
-void OpenBodyObject(DocumentOutput& out, const NodeRecord& record,
-                    const SpecialProperties& special) {
+void JsonForm::OpenBodyObject(NodeIndex node, const SpecialProperties& special) {
+    const NodeRecord& record = arena[node];
     std::string_view separator = "{";
-    const auto begin = [&out, &separator](std::string_view member) -> DocumentOutput& {
+    const auto begin = [this, &separator](std::string_view member) -> DocumentOutput& {
         out << separator << '"' << member << "\": ";
         separator = ", ";
         return out;
     };
     if (special.escapedName) {
-        WriteString(begin(detail::nameMember), detail::Escape(record.name));
+        WriteString(begin(detail::nameMember), detail::Escape(arena.GetName(node)));
     }
     if (special.explicitFlags) {
         begin(detail::flagsMember) << std::to_string(record.flags);
     }
     if (special.escapedValue) {
-        WriteString(begin(detail::escapedValueMember), detail::Escape(record.value));
+        WriteString(begin(detail::escapedValueMember), detail::Escape(arena.GetValue(node)));
     } else if (record.hasValue) {
-        WriteString(begin(detail::valueMember), record.value);
+        WriteString(begin(detail::valueMember), arena.GetValue(node));
     }
-    if (record.firstChild != nullptr) {
+    if (record.firstChild != noNode) {
         begin(detail::nodesMember) << "[\n";
     } else {
         out << '}';
     }
 }
 
-void OpenNode(DocumentOutput& out, const NodeRecord& record, std::size_t depth) {
-    const SpecialProperties special(record);
+void JsonForm::Open(NodeIndex node, std::size_t depth) {
+    const NodeRecord& record = arena[node];
+    const std::string_view value = arena.GetValue(node);
+    const SpecialProperties special(arena, record, value, names.Get(arena, node, detail::IsUtf8));
+    if (isAfterNode) {
+        out << ",\n";
+    }
     out.Indent(depth);
     out << '{';
-    if (record.parent == nullptr) {
+    if (node == detail::rootIndex) {
         WriteString(out, detail::rootElement);
     } else {
-        WriteString(out, special.escapedName ? std::string_view() : record.name);
+        WriteString(out, special.escapedName ? std::string_view() : arena.GetName(node));
     }
     out << ": ";
     if (special.Any()) {
-        OpenBodyObject(out, record, special);
-    } else if (record.firstChild != nullptr) {
+        OpenBodyObject(node, special);
+    } else if (record.firstChild != noNode) {
         out << "[\n";
     } else if (record.hasValue) {
-        WriteString(out, record.value);
+        WriteString(out, value);
     } else {
         out << "[]";
     }
-    if (record.firstChild == nullptr) {
-        WriteNodeEnd(out, record);
+    isAfterNode = record.firstChild == noNode;
+    if (isAfterNode) {
+        out << '}';
+    } else {
+        objects.push_back(special.Any());
     }
 }
 
-void CloseNode(DocumentOutput& out, const NodeRecord& record, std::size_t depth) {
+void JsonForm::Close(NodeIndex /*node*/, std::size_t depth) {
+    out << '\n';
     out.Indent(depth);
-    out << (SpecialProperties(record).Any() ? "]}" : "]");
-    WriteNodeEnd(out, record);
+    out << (objects.back() ? "]}}" : "]}");
+    objects.pop_back();
+    isAfterNode = true;
+}
+
+NodeTree Read(std::istream& in, const ReadLimits& limits, const ConsumedLists* lists) {
+    if (!in) {
+        throw SerializationException("Cannot read the JSON document: the stream failed.");
+    }
+    NodeTree tree;
+    detail::ReadJsonNodes(in, limits, detail::NodeAccess::GetArena(tree), lists);
+    return tree;
 }
 
 }  // namespace
 
+namespace detail {
+
+std::unique_ptr<DocumentForm> MakeJsonForm(const NodeArena& arena, std::ostream& out) {
+    return std::make_unique<JsonForm>(arena, out);
+}
+
+}  // namespace detail
+
 void WriteJson(const NodeTree& tree, std::ostream& out) {
-    DocumentOutput output(out);
-    detail::Traverse(
-        detail::NodeAccess::GetArena(tree).GetRoot(),
-        [&output](const NodeRecord& record, std::size_t depth) { OpenNode(output, record, depth); },
-        [&output](const NodeRecord& record, std::size_t depth) {
-            CloseNode(output, record, depth);
-        });
-    output.Finish();
+    const NodeArena& arena = detail::NodeAccess::GetArena(tree);
+    JsonForm form(arena, out);
+    WriteSubtree(form, arena, detail::rootIndex, 0);
+    form.Finish();
 }
 
 NodeTree ReadJson(std::istream& in) {
@@ -156,12 +206,11 @@ NodeTree ReadJson(std::istream& in) {
 }
 
 NodeTree ReadJson(std::istream& in, const ReadLimits& limits) {
-    if (!in) {
-        throw SerializationException("Cannot read the JSON document: the stream failed.");
-    }
-    NodeTree tree;
-    detail::ReadJsonNodes(in, limits, detail::NodeAccess::GetArena(tree));
-    return tree;
+    return Read(in, limits, nullptr);
+}
+
+NodeTree ReadJson(std::istream& in, const ReadLimits& limits, const ConsumedLists& lists) {
+    return Read(in, limits, &lists);
 }
 
 }  // namespace velmora::core::serialization

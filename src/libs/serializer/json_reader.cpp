@@ -6,15 +6,13 @@
 #include "serializer/document.h"
 #include "serializer/json_input.h"
 #include "serializer/text_escapes.h"
+#include "serializer/tree_builder.h"
 
-#include <nlohmann/json.hpp>
+#include <rapidjson/error/en.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <charconv>
 #include <iterator>
-#include <limits>
-#include <optional>
-#include <utility>
 #include <vector>
 
 namespace velmora::core::serialization::detail {
@@ -22,27 +20,33 @@ namespace velmora::core::serialization::detail {
 namespace {
 
 // Builds the tree from the parser's events and throws at the first that does not belong to one.
-class JsonTreeBuilder : public nlohmann::json::json_sax_t {
+class JsonTreeBuilder final : public TreeBuilder {
   public:
-    JsonTreeBuilder(JsonInput& input, ReadBudget& budget, NodeArena& arena)
-        : input(input), budget(budget), arena(arena) {
-        frames.push_back({Frame::Kind::Document, nullptr, Member::None, 0});
+    JsonTreeBuilder(JsonInput& input, ReadBudget& budget, NodeArena& arena,
+                    const ConsumedLists* lists)
+        : TreeBuilder(budget, arena, lists), input(input) {
+        frames.push_back({Frame::Kind::Document, noNode, Member::None, 0});
     }
 
-    bool null() override { Fail("Unexpected null."); }
-    bool boolean(bool /*value*/) override { Fail("Unexpected boolean."); }
-    bool number_integer(std::int64_t /*value*/) override { FailAtNumber(); }
-    bool number_float(double /*value*/, const std::string& /*text*/) override { FailAtNumber(); }
-    bool binary(nlohmann::json::binary_t& /*value*/) override { Fail("Unexpected binary data."); }
-    bool number_unsigned(std::uint64_t value) override;
-    bool string(std::string& value) override;
-    bool start_object(std::size_t /*count*/) override;
-    bool key(std::string& name) override;
-    bool end_object() override;
-    bool start_array(std::size_t /*count*/) override;
-    bool end_array() override;
-    bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
-                     const nlohmann::json::exception& error) override;
+    [[noreturn]] void Fail(const std::string& reason) const override {
+        input.Fail(input.GetLast(), reason);
+    }
+
+    // The parser's events, named as it wants them. Those of brackets come before they are taken.
+    bool Null() { Fail("Unexpected null."); }
+    bool Bool(bool /*value*/) { Fail("Unexpected boolean."); }
+    bool Int(int /*value*/) { FailAtNumber(); }
+    bool Uint(unsigned /*value*/) { FailAtNumber(); }
+    bool Int64(std::int64_t /*value*/) { FailAtNumber(); }
+    bool Uint64(std::uint64_t /*value*/) { FailAtNumber(); }
+    bool Double(double /*value*/) { FailAtNumber(); }
+    bool RawNumber(const char* text, std::size_t length, bool isCopy);
+    bool String(const char* text, std::size_t length, bool isCopy);
+    bool StartObject();
+    bool Key(const char* text, std::size_t length, bool isCopy);
+    bool EndObject(std::size_t count);
+    bool StartArray();
+    bool EndArray(std::size_t count);
 
   private:
     enum class Member { None, Name, Flags, Value, EscapedValue, Nodes };
@@ -57,102 +61,90 @@ class JsonTreeBuilder : public nlohmann::json::json_sax_t {
         };
 
         Kind kind;
-        // The node that it belongs to. Null in a Node before its name and in the Document.
-        NodeRecord* record;
+        // The node that it belongs to: none in a Node before its name and in the Document.
+        NodeIndex node;
         // Of a Body: the member whose value follows.
         Member member;
         // Of a Body: a bit for each member so far. Of a Node: nonzero after its body.
         unsigned seen;
     };
 
-    [[noreturn]] void Fail(const std::string& reason) const { input.Fail(reason); }
-    // Fails unless the budget allowed something.
-    void Require(bool isWithinLimits) const {
-        if (!isWithinLimits) {
-            Fail(budget.GetReason());
-        }
-    }
     [[noreturn]] void FailAtNumber() const {
-        Fail("Unexpected number: only flags are numbers, 32-bit unsigned integers.");
+        input.FailAtNext("Unexpected number: only flags are numbers, 32-bit unsigned integers.");
     }
-    void BeginNode(Frame& frame, std::string& name);
-    void BeginMember(Frame& frame, const std::string& name);
-    // Checks that the frame is a node, whose body begins.
-    void BeginBody(Frame& frame);
-    std::string UnescapeText(const std::string& text) const;
-
-    JsonInput& input;
-    ReadBudget& budget;
-    NodeArena& arena;
-    std::vector<Frame> frames;
-    std::size_t depth = 0;
-};
-
-std::string JsonTreeBuilder::UnescapeText(const std::string& text) const {
-    std::optional<std::string> bytes = Unescape(text);
-    if (!bytes) {
-        Fail("Invalid escape sequence in " + Quote(text) + ".");
-    }
-    return std::move(*bytes);
-}
-
-void JsonTreeBuilder::BeginBody(Frame& frame) {
-    if (frame.kind != Frame::Kind::Node) {
+    // The text of a string. The parser accepts half a surrogate pair as an escape sequence.
+    std::string_view CheckString(const char* text, std::size_t length) const;
+    void BeginNode(Frame& frame, std::string_view name);
+    void BeginMember(Frame& frame, std::string_view name);
+    [[noreturn]] void FailOutsideNode() const {
         Fail("Expected a node: an object with one member, named after the node.");
     }
-    frame.seen = 1;
+
+    JsonInput& input;
+    std::vector<Frame> frames;
+};
+
+std::string_view JsonTreeBuilder::CheckString(const char* text, std::size_t length) const {
+    const std::string_view string(text, length);
+    constexpr char surrogateLead = '\xED';
+    if (string.find(surrogateLead) != std::string_view::npos && !IsUtf8(string)) {
+        Fail("Invalid surrogate pair in a string.");
+    }
+    return string;
 }
 
-bool JsonTreeBuilder::number_unsigned(std::uint64_t value) {
-    Frame& frame = frames.back();
-    if (frame.kind != Frame::Kind::Body || frame.member != Member::Flags ||
-        value > std::numeric_limits<unsigned>::max()) {
+bool JsonTreeBuilder::RawNumber(const char* text, std::size_t length, bool /*isCopy*/) {
+    const Frame& frame = frames.back();
+    unsigned flags = 0;
+    const auto [next, error] = std::from_chars(text, text + length, flags);
+    if (frame.kind != Frame::Kind::Body || frame.member != Member::Flags || error != std::errc() ||
+        next != text + length) {
         FailAtNumber();
     }
-    frame.record->flags = static_cast<NodeFlags>(value);
-    frame.record->hasExplicitFlags = true;
+    arena[frame.node].flags = static_cast<NodeFlags>(flags);
+    arena[frame.node].hasExplicitFlags = true;
     return true;
 }
 
-bool JsonTreeBuilder::string(std::string& value) {
+bool JsonTreeBuilder::String(const char* text, std::size_t length, bool /*isCopy*/) {
+    const std::string_view string = CheckString(text, length);
     Frame& frame = frames.back();
-    NodeRecord* const record = frame.record;
-    const bool isMember = frame.kind == Frame::Kind::Body;
-    if (!isMember) {
-        BeginBody(frame);
+    if (frame.kind == Frame::Kind::Node) {
+        frame.seen = 1;
+        SetValue(frame.node, string);
+    } else if (frame.kind != Frame::Kind::Body) {
+        FailOutsideNode();
     } else if (frame.member == Member::Flags || frame.member == Member::Nodes) {
         Fail("Unexpected string: flags are a number, nodes a list.");
     } else if (frame.member == Member::Name) {
-        record->name = UnescapeText(value);
-        Require(budget.AddText(*record, record->name));
-        return true;
+        SetName(frame.node, UnescapeText(string));
+    } else if (frame.member == Member::EscapedValue) {
+        SetValue(frame.node, UnescapeText(string));
+    } else {
+        SetValue(frame.node, string);
     }
-    const bool isEscaped = isMember && frame.member == Member::EscapedValue;
-    record->value = isEscaped ? UnescapeText(value) : std::move(value);
-    record->hasValue = true;
-    Require(budget.AddText(*record, record->value));
     return true;
 }
 
-bool JsonTreeBuilder::start_object(std::size_t /*count*/) {
+bool JsonTreeBuilder::StartObject() {
     Frame& frame = frames.back();
     switch (frame.kind) {
         case Frame::Kind::Document:
         case Frame::Kind::Nodes:
-            depth += frame.kind == Frame::Kind::Nodes ? 1 : 0;
-            frames.push_back({Frame::Kind::Node, nullptr, Member::None, 0});
+            frames.push_back({Frame::Kind::Node, noNode, Member::None, 0});
             break;
         case Frame::Kind::Node:
             frame.seen = 1;
-            frames.push_back({Frame::Kind::Body, frame.record, Member::None, 0});
+            frames.push_back({Frame::Kind::Body, NodeIndex{frame.node}, Member::None, 0});
             break;
         case Frame::Kind::Body:
-            Fail("Unexpected object inside the object of a node.");
+            input.FailAtNext("Unexpected object inside the object of a node.");
     }
     return true;
 }
 
-bool JsonTreeBuilder::key(std::string& name) {
+bool JsonTreeBuilder::Key(const char* text, std::size_t length, bool /*isCopy*/) {
+    const std::string_view name = CheckString(text, length);
     Frame& frame = frames.back();
     if (frame.kind == Frame::Kind::Node) {
         BeginNode(frame, name);
@@ -162,22 +154,21 @@ bool JsonTreeBuilder::key(std::string& name) {
     return true;
 }
 
-void JsonTreeBuilder::BeginNode(Frame& frame, std::string& name) {
-    if (frame.record != nullptr) {
+void JsonTreeBuilder::BeginNode(Frame& frame, std::string_view name) {
+    if (frame.node != noNode) {
         Fail("Unexpected second member " + Quote(name) + ": a node has one name.");
     }
     const Frame& parent = *(frames.end() - 2);
     if (parent.kind == Frame::Kind::Nodes) {
-        frame.record = &arena.Add(*parent.record, std::move(name), NodeElement);
-        Require(budget.AddNode(*frame.record, depth));
+        frame.node = OpenNode(parent.node, name);
     } else if (name == rootElement) {
-        frame.record = &arena.GetRoot();
+        frame.node = rootIndex;
     } else {
         Fail("Expected 'Tree' as the outermost node, found " + Quote(name) + ".");
     }
 }
 
-void JsonTreeBuilder::BeginMember(Frame& frame, const std::string& name) {
+void JsonTreeBuilder::BeginMember(Frame& frame, std::string_view name) {
     const struct {
         std::string_view name;
         Member member;
@@ -194,7 +185,7 @@ void JsonTreeBuilder::BeginMember(Frame& frame, const std::string& name) {
     }
     frame.member = found->member;
     if (frame.member == Member::Name &&
-        (frame.record->parent == nullptr || !frame.record->name.empty())) {
+        (frame.node == rootIndex || !arena.GetName(frame.node).empty())) {
         Fail("Unexpected 'escapedName': the node has a name.");
     }
     // Both forms of the value share a bit, since a node has one value.
@@ -206,62 +197,61 @@ void JsonTreeBuilder::BeginMember(Frame& frame, const std::string& name) {
     frame.seen |= bit;
 }
 
-bool JsonTreeBuilder::end_object() {
+bool JsonTreeBuilder::EndObject(std::size_t /*count*/) {
     const Frame frame = frames.back();
     if (frame.kind == Frame::Kind::Node) {
         if (frame.seen == 0) {
-            Fail("The node has no name.");
+            input.FailAtNext("The node has no name.");
         }
-        depth -= depth > 0 ? 1 : 0;
+        if (frame.node != rootIndex) {
+            CloseNode(frame.node);
+        }
     }
     frames.pop_back();
     return true;
 }
 
-bool JsonTreeBuilder::start_array(std::size_t /*count*/) {
+bool JsonTreeBuilder::StartArray() {
     Frame& frame = frames.back();
-    if (frame.kind != Frame::Kind::Body) {
-        BeginBody(frame);
+    if (frame.kind == Frame::Kind::Node) {
+        frame.seen = 1;
+    } else if (frame.kind != Frame::Kind::Body) {
+        input.FailAtNext("Expected a node: an object with one member, named after the node.");
     } else if (frame.member != Member::Nodes) {
-        Fail("Unexpected list: only nodes are one.");
+        input.FailAtNext("Unexpected list: only nodes are one.");
     }
-    frames.push_back({Frame::Kind::Nodes, frame.record, Member::None, 0});
+    frames.push_back({Frame::Kind::Nodes, NodeIndex{frame.node}, Member::None, 0});
     return true;
 }
 
-bool JsonTreeBuilder::end_array() {
+bool JsonTreeBuilder::EndArray(std::size_t /*count*/) {
     frames.pop_back();
     return true;
-}
-
-bool JsonTreeBuilder::parse_error(std::size_t /*position*/, const std::string& /*token*/,
-                                  const nlohmann::json::exception& error) {
-    // The parser's message begins with its own error code and position, and may quote an entire
-    // document.
-    constexpr std::size_t maxLength = 200;
-    std::string reason = error.what();
-    reason.erase(0, reason.find(' ') + 1);
-    if (reason.starts_with("parse error at ")) {
-        reason.erase(0, reason.find(": ") + 2);
-    }
-    if (reason.size() > maxLength) {
-        reason = reason.substr(0, maxLength) + "...";
-    }
-    Fail(Printable(reason));
 }
 
 }  // namespace
 
-void ReadJsonNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena) {
-    // The parser keeps the bytes of a token for messages and its text in buffers that double.
+void ReadJsonNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena,
+                   const ConsumedLists* lists) {
+    // A token is in the buffer of the input and in that of the parser; each may move while it
+    // grows.
     constexpr unsigned maxCopies = 4;
-    ReadBudget budget(limits, maxCopies);
+    ReadBudget budget(limits, maxCopies, arena);
     JsonInput input(in, budget);
-    JsonTreeBuilder builder(input, budget, arena);
-    nlohmann::json::sax_parse(JsonInputIterator(input), JsonInputIterator(), &builder);
+    JsonTreeBuilder builder(input, budget, arena, lists);
+    JsonParser parser;
+    constexpr unsigned flags =
+        rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+    const rapidjson::ParseResult result = parser.Parse<flags>(input, builder);
+    if (input.IsAtInvalidByte()) {
+        input.FailAtNext("The document is not UTF-8.");
+    }
     // The parser takes a NUL byte for the end of the document.
-    if (input.GetLast() == '\0') {
-        input.Fail("Unexpected NUL byte.");
+    if (!input.IsAtEnd() && input.Peek() == '\0') {
+        input.FailAtNext("Unexpected NUL byte.");
+    }
+    if (result.IsError()) {
+        input.FailAtNext(rapidjson::GetParseError_En(result.Code()));
     }
     DeriveFlags(arena);
 }

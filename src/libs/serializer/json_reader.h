@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "serializer/element_consumer.h"
 #include "serializer/node_arena.h"
 #include "serializer/read_limits.h"
 
@@ -20,7 +21,9 @@ constexpr std::string_view nodesMember = "nodes";
 
 /// Reads a document into an arena that consists of the root.
 ///
+/// \param lists whose elements are consumed, or null
 /// \throws SerializationException when the document is malformed or exceeds a limit
-void ReadJsonNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena);
+void ReadJsonNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena,
+                   const ConsumedLists* lists);
 
 }  // namespace velmora::core::serialization::detail

@@ -7,36 +7,17 @@
 #include "serializer/serialization_exception.h"
 #include "serializer/text_escapes.h"
 
-#include <utility>
-
 namespace velmora::core::serialization {
 
 using detail::NodeArena;
+using detail::NodeIndex;
 using detail::NodeRecord;
-
-namespace {
-
-// "[n]" for the n-th of several siblings of one name, else nothing.
-std::string GetOrdinal(const NodeRecord& record) {
-    std::size_t same = 0;
-    std::size_t ordinal = 0;
-    const NodeRecord* sibling = record.parent->firstChild;
-    for (; sibling != nullptr; sibling = sibling->nextSibling) {
-        if (sibling->name == record.name) {
-            ++same;
-            if (sibling == &record) {
-                ordinal = same;
-            }
-        }
-    }
-    return same > 1 ? '[' + std::to_string(ordinal) + ']' : std::string();
-}
-
-}  // namespace
+using detail::noNode;
+using detail::rootIndex;
 
 INode::~INode() = default;
 
-NodeRef::NodeRef(NodeArena* arena, NodeRecord* record) : arena(arena), record(record) {}
+NodeRef::NodeRef(NodeArena* arena, std::uint32_t index) : arena(arena), index(index) {}
 NodeRef::NodeRef(const NodeRef&) = default;
 NodeRef::NodeRef(NodeRef&&) noexcept = default;
 NodeRef& NodeRef::operator=(const NodeRef&) = default;
@@ -48,13 +29,14 @@ NodeRef NodeRef::AddNode(const std::string& name, NodeFlags flags) {
         throw SerializationException("Node '" + GetPosition() + "' does not exist, so node '" +
                                      detail::Printable(name) + "' cannot be added to it.");
     }
-    return {arena, &arena->Add(*record, name, flags)};
+    return {arena, arena->Add(static_cast<NodeIndex>(index), name, flags)};
 }
 
 NodeRef NodeRef::operator[](const std::string& name) const {
     if (Exists()) {
-        for (NodeRecord* child = record->firstChild; child != nullptr; child = child->nextSibling) {
-            if (child->name == name) {
+        for (NodeIndex child = Record().firstChild; child != noNode;
+             child = (*arena)[child].nextSibling) {
+            if (arena->GetName(child) == name) {
                 return {arena, child};
             }
         }
@@ -67,7 +49,8 @@ NodeRef NodeRef::operator[](const std::string& name) const {
 std::vector<NodeRef> NodeRef::GetNodes() const {
     std::vector<NodeRef> nodes;
     if (Exists()) {
-        for (NodeRecord* child = record->firstChild; child != nullptr; child = child->nextSibling) {
+        for (NodeIndex child = Record().firstChild; child != noNode;
+             child = (*arena)[child].nextSibling) {
             nodes.push_back(NodeRef(arena, child));
         }
     }
@@ -79,13 +62,14 @@ bool NodeRef::Exists() const {
 }
 
 std::string NodeRef::GetPosition() const {
-    std::vector<const NodeRecord*> path;
-    for (const NodeRecord* node = record; node->parent != nullptr; node = node->parent) {
+    std::vector<NodeIndex> path;
+    for (auto node = static_cast<NodeIndex>(index); node != rootIndex;
+         node = (*arena)[node].parent) {
         path.push_back(node);
     }
     std::string position;
     for (auto node = path.rbegin(); node != path.rend(); ++node) {
-        position += '/' + detail::Printable((*node)->name) + GetOrdinal(**node);
+        position += '/' + detail::Printable(arena->GetName(*node)) + arena->GetOrdinal(*node);
     }
     for (const std::string& name : missing) {
         position += '/' + detail::Printable(name);
@@ -94,20 +78,38 @@ std::string NodeRef::GetPosition() const {
 }
 
 const std::string& NodeRef::GetName() const {
-    return Exists() ? record->name : missing.back();
+    return Exists() ? arena->GetName(static_cast<NodeIndex>(index)) : missing.back();
 }
 
 NodeFlags NodeRef::GetFlags() const {
-    return Exists() ? record->flags : NodeElement;
+    return Exists() ? Record().flags : NodeElement;
 }
 
 bool NodeRef::HasValue() const {
-    return Exists() && record->hasValue;
+    return Exists() && Record().hasValue;
 }
 
 const std::string& NodeRef::GetValue() const {
     static const std::string none;
-    return Exists() ? record->value : none;
+    return HasValue() ? arena->GetString(static_cast<NodeIndex>(index)) : none;
+}
+
+std::string_view NodeRef::GetValueView() const {
+    return HasValue() ? arena->GetValue(static_cast<NodeIndex>(index)) : std::string_view();
+}
+
+NodeRef NodeRef::GetParent() const {
+    NodeRef parent(*this);
+    if (!Exists()) {
+        parent.missing.pop_back();
+    } else if (index != rootIndex) {
+        parent.index = Record().parent;
+    }
+    return parent;
+}
+
+bool NodeRef::IsSame(const NodeRef& other) const {
+    return Exists() && other.Exists() && arena == other.arena && index == other.index;
 }
 
 void NodeRef::SetValue(std::string value) {
@@ -115,8 +117,11 @@ void NodeRef::SetValue(std::string value) {
         throw SerializationException("Node '" + GetPosition() +
                                      "' does not exist, so it cannot hold a value.");
     }
-    record->value = std::move(value);
-    record->hasValue = true;
+    arena->SetValue(static_cast<NodeIndex>(index), value);
+}
+
+const NodeRecord& NodeRef::Record() const {
+    return (*arena)[static_cast<NodeIndex>(index)];
 }
 
 }  // namespace velmora::core::serialization

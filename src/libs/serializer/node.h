@@ -4,25 +4,16 @@
 #pragma once
 
 #include "serializer/export.h"
+#include "serializer/node_flags.h"
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::core::serialization {
 
 class NodeRef;
-
-/// What a node is for. The tree stores the flags and does not interpret them.
-enum NodeFlags : unsigned {
-    /// An element with children of its own, such as one item of a list.
-    NodeElement = 1,
-    /// A single value.
-    NodeValue = 2,
-    /// The value that names the element around it.
-    NodeName = 10,
-    /// A list of elements.
-    NodeList = 17,
-};
 
 /// A node of a tree. It may be absent: look-ups return such a node instead of failing.
 ///
@@ -37,7 +28,8 @@ class VELMORA_SERIALIZER_API INode {
     // The order of these five is part of the binary interface.
     /// Appends a child without value and children, even if a sibling has the same name.
     ///
-    /// \throws SerializationException when this node is absent; the message names its position
+    /// \throws SerializationException when this node is absent, in which case the message names its
+    ///     position, or the tree has 2^32 - 1 nodes
     virtual NodeRef AddNode(const std::string& name, NodeFlags flags) = 0;
     /// The first child of that name, or an absent node. Linear in the number of children.
     virtual NodeRef operator[](const std::string& name) const = 0;
@@ -53,8 +45,8 @@ class VELMORA_SERIALIZER_API INode {
 
 namespace detail {
 class NodeArena;
-struct NodeRecord;
 struct NodeAccess;
+struct NodeRecord;
 }  // namespace detail
 
 /// A handle to a node of a `NodeTree`, or to an absent node.
@@ -87,23 +79,34 @@ class VELMORA_SERIALIZER_API NodeRef : public INode {
     NodeFlags GetFlags() const;
     /// Whether the node exists and has a value, which may be empty.
     bool HasValue() const;
-    /// The value, or an empty text if there is none.
+    /// The value, or an empty text if there is none. The tree keeps the string, until the value is
+    /// set again: `GetValueView` takes no memory.
     const std::string& GetValue() const;
+    /// The value, or an empty text if there is none; valid until the value is set again.
+    std::string_view GetValueView() const;
+    /// The node above; the root is above itself, an absent node's parent may be absent.
+    NodeRef GetParent() const;
+    /// Whether both are handles to one node, which exists.
+    bool IsSame(const NodeRef& other) const;
     /// Sets or replaces the value, which may be any bytes. Children stay.
     ///
-    /// \throws SerializationException when this node is absent; the message names its position
+    /// \throws SerializationException when this node is absent, in which case the message names its
+    ///     position, or the value has 4 GiB or more
     void SetValue(std::string value);
 
   private:
     friend class NodeTree;
     friend struct detail::NodeAccess;
 
-    NodeRef(detail::NodeArena* arena, detail::NodeRecord* record);
+    NodeRef(detail::NodeArena* arena, std::uint32_t index);
+
+    const detail::NodeRecord& Record() const;
 
     detail::NodeArena* arena;
-    // The node or, if that is absent, its nearest ancestor in the tree.
-    detail::NodeRecord* record;
-    // The names below record that lead to an absent node.
+    // The node or, if that is absent, its nearest ancestor in the tree. As large as the address of
+    // a node, which it was in version 1.0.
+    std::uint64_t index;
+    // The names below index that lead to an absent node.
     std::vector<std::string> missing;
 };
 

@@ -11,9 +11,11 @@
 
 namespace velmora::core::serialization::detail {
 
-/// Access to the arena of a tree.
+/// Access to what handles and trees consist of.
 struct NodeAccess {
     static NodeArena& GetArena(const NodeTree& tree) { return *tree.arena; }
+    static NodeIndex GetIndex(const NodeRef& node) { return static_cast<NodeIndex>(node.index); }
+    static NodeRef MakeRef(NodeArena& arena, NodeIndex index) { return {&arena, index}; }
 };
 
 }  // namespace velmora::core::serialization::detail

@@ -13,7 +13,7 @@ NodeTree& NodeTree::operator=(NodeTree&&) noexcept = default;
 NodeTree::~NodeTree() = default;
 
 NodeRef NodeTree::GetRoot() const {
-    return {arena.get(), &arena->GetRoot()};
+    return {arena.get(), detail::rootIndex};
 }
 
 }  // namespace velmora::core::serialization

@@ -14,7 +14,7 @@ namespace velmora::core::serialization {
 ///
 /// Invariants:
 /// 1. There is exactly one root, which has no name.
-/// 2. Nodes are neither removed nor moved in memory.
+/// 2. Nodes are not removed.
 ///
 /// Nothing recurses, so only memory bounds the depth.
 ///
@@ -23,7 +23,7 @@ class VELMORA_SERIALIZER_API NodeTree {
   public:
     /// A tree that consists of the root.
     NodeTree();
-    // Handles refer to nodes by address, so there is no copy; write and read the tree instead.
+    // Handles refer to nodes of one tree, so there is no copy; write and read the tree instead.
     NodeTree(const NodeTree&) = delete;
     NodeTree& operator=(const NodeTree&) = delete;
     /// Handles to the nodes stay valid. The tree moved from may only be assigned to or destroyed.

@@ -7,11 +7,12 @@
 #include "serializer/text_escapes.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace velmora::core::serialization::detail {
 
-ReadBudget::ReadBudget(const ReadLimits& limits, unsigned maxCopies)
-    : limits(limits), maxCopies(maxCopies) {
+ReadBudget::ReadBudget(const ReadLimits& limits, unsigned maxCopies, const NodeArena& arena)
+    : limits(limits), maxCopies(maxCopies), arena(arena) {
     this->limits.maxDepth = std::min(limits.maxDepth, maxDepth);
 }
 
@@ -24,26 +25,28 @@ bool ReadBudget::AddChunk(std::size_t length) {
     pending = hasEvent ? 0 : pending + lastLength;
     hasEvent = false;
     lastLength = length;
-    return CheckMemory(pending * maxCopies, nullptr);
-}
-
-bool ReadBudget::CheckNode(const NodeRecord& record, std::size_t depth) {
-    if (++nodes > limits.maxNodes) {
-        reason = "Node " + Quote(record.name) + " exceeds the limit of " +
-                 std::to_string(limits.maxNodes) + " nodes.";
+    // The lengths that parsers and nodes count in.
+    constexpr std::uint64_t maxPending = std::numeric_limits<std::int32_t>::max();
+    if (pending > maxPending) {
+        reason = "A tag, text or comment has more than " + std::to_string(maxPending) + " bytes.";
         return false;
     }
-    if (depth > limits.maxDepth) {
-        reason = "Node " + Quote(record.name) + " exceeds the limit of " +
-                 std::to_string(limits.maxDepth) + " levels.";
-        return false;
-    }
-    return true;
+    return CheckPending(pending);
 }
 
-bool ReadBudget::RefuseMemory(std::uint64_t count, const NodeRecord* owner) {
-    const std::string name =
-        owner == nullptr ? "A tag, text or comment" : "Node " + Quote(owner->name);
+bool ReadBudget::CheckNode(NodeIndex node, std::size_t depth) {
+    const bool isOneTooMany = ++nodes > limits.maxNodes;
+    if (!isOneTooMany && depth <= limits.maxDepth) {
+        return true;
+    }
+    reason = "Node " + Quote(arena.GetName(node)) + " exceeds the limit of " +
+             (isOneTooMany ? std::to_string(limits.maxNodes) + " nodes."
+                           : std::to_string(limits.maxDepth) + " levels.");
+    return false;
+}
+
+bool ReadBudget::RefuseMemory(std::uint64_t count, std::uint64_t memory, const std::string* owner) {
+    const std::string name = owner == nullptr ? "A tag, text or comment" : "Node " + Quote(*owner);
     reason = name + " needs " + std::to_string(count) + " bytes of memory beside the " +
              std::to_string(memory) + " of the tree: the limit is " +
              std::to_string(limits.maxMemory) + " bytes.";

@@ -20,52 +20,50 @@ namespace velmora::core::serialization::detail {
 class ReadBudget {
   public:
     /// \param maxCopies how many times the parser stores a tag, text or comment while it reads it
-    ReadBudget(const ReadLimits& limits, unsigned maxCopies);
+    /// \param arena the tree that is read, which counts its own memory
+    ReadBudget(const ReadLimits& limits, unsigned maxCopies, const NodeArena& arena);
 
     /// Counts a chunk of the document, before it is parsed.
     bool AddChunk(std::size_t length);
-    /// Counts a node with its name, at a depth.
-    bool AddNode(const NodeRecord& record, std::size_t depth) {
+    /// Counts a node that was added with its name, at a depth.
+    /// \param before memory of the tree without the node
+    bool AddNode(NodeIndex node, std::size_t depth, std::uint64_t before) {
         hasEvent = true;
-        const std::uint64_t count = sizeof(NodeRecord) + GetHeapSize(record.name);
-        return CheckNode(record, depth) && CheckMemory(count, &record) && TakeMemory(count);
+        return CheckNode(node, depth) &&
+               (arena.GetMemory() <= limits.maxMemory ||
+                RefuseMemory(arena.GetMemory() - before, before, &arena.GetName(node)));
     }
-    /// Counts the value or the replaced name of a node.
-    bool AddText(const NodeRecord& record, const std::string& text) {
+    /// Checks whether there is memory for the value or the other name of a node.
+    bool AddText(NodeIndex node, std::string_view text) {
         hasEvent = true;
-        const std::uint64_t count = GetHeapSize(text);
-        return CheckMemory(count, &record) && TakeMemory(count);
+        return HasMemory(text.size()) ||
+               RefuseMemory(text.size(), arena.GetMemory(), &arena.GetName(node));
     }
     /// Checks whether there is memory for a text that is not complete yet.
     bool CheckText(std::string_view text) {
         hasEvent = true;
-        return CheckMemory(text.size() * maxCopies, nullptr);
+        return CheckPending(text.size());
     }
 
     const std::string& GetReason() const { return reason; }
 
   private:
-    // The bytes that a text takes beside the string object.
-    static std::uint64_t GetHeapSize(const std::string& text) {
-        constexpr std::size_t localCapacity = 15;
-        return text.capacity() > localCapacity ? text.capacity() + 1 : 0;
+    bool HasMemory(std::uint64_t count) const {
+        const std::uint64_t memory = arena.GetMemory();
+        return memory <= limits.maxMemory && count <= limits.maxMemory - memory;
     }
-    bool TakeMemory(std::uint64_t count) {
-        memory += count;
-        return true;
+    bool CheckPending(std::uint64_t length) {
+        return HasMemory(length * maxCopies) ||
+               RefuseMemory(length * maxCopies, arena.GetMemory(), nullptr);
     }
-    bool CheckNode(const NodeRecord& record, std::size_t depth);
-    bool CheckMemory(std::uint64_t count, const NodeRecord* owner) {
-        return (memory <= limits.maxMemory && count <= limits.maxMemory - memory) ||
-               RefuseMemory(count, owner);
-    }
-    bool RefuseMemory(std::uint64_t count, const NodeRecord* owner);
+    bool CheckNode(NodeIndex node, std::size_t depth);
+    bool RefuseMemory(std::uint64_t count, std::uint64_t memory, const std::string* owner);
 
     ReadLimits limits;
     unsigned maxCopies;
+    const NodeArena& arena;
     std::uint64_t bytes = 0;
     std::uint64_t nodes = 1;
-    std::uint64_t memory = sizeof(NodeRecord);
     // The bytes of the chunks since the last event of the parser, without the last chunk.
     std::uint64_t pending = 0;
     std::size_t lastLength = 0;

@@ -46,7 +46,7 @@ static_assert(sizeof(long) == 8, "the names above say so");
 
 template <class T>
 requires std::is_arithmetic_v<T>
-void Parse(const std::string& text, T& value) {
+void Parse(std::string_view text, T& value) {
     const char* const end = text.data() + text.size();
     const auto [next, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc() || next != end) {
@@ -54,27 +54,27 @@ void Parse(const std::string& text, T& value) {
     }
 }
 
-void Parse(const std::string& text, char& value) {
+void Parse(std::string_view text, char& value) {
     if (text.size() != 1) {
         ThrowUnreadable(text, "a single character");
     }
     value = text.front();
 }
 
-void Parse(const std::string& text, bool& value) {
+void Parse(std::string_view text, bool& value) {
     if (text != "true" && text != "false") {
         ThrowUnreadable(text, "'true' or 'false'");
     }
     value = text == "true";
 }
 
-void Parse(const std::string& text, std::string& value) {
+void Parse(std::string_view text, std::string& value) {
     value = text;
 }
 
-void Parse(const std::string& text, utils::Version& value) {
+void Parse(std::string_view text, utils::Version& value) {
     try {
-        value = utils::Version(text);
+        value = utils::Version(std::string(text));
     } catch (const std::invalid_argument&) {
         ThrowUnreadable(text, "a version such as '1.0.0'");
     }
@@ -113,7 +113,7 @@ T Serializer<Node>::DeserializePrivate(Node node, SerializationResult& /*result*
         throw SerializationException("The node has no value.");
     }
     T value{};
-    Parse(node.GetValue(), value);
+    Parse(node.GetValueView(), value);
     return value;
 }
 

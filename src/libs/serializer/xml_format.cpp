@@ -7,15 +7,21 @@
 #include "serializer/document_output.h"
 #include "serializer/node_access.h"
 #include "serializer/text_escapes.h"
+#include "serializer/xml_names.h"
 #include "serializer/xml_reader.h"
 
 #include <algorithm>
 #include <istream>
+#include <memory>
 
 namespace velmora::core::serialization {
 
+using detail::DocumentForm;
 using detail::DocumentOutput;
+using detail::NodeArena;
+using detail::NodeIndex;
 using detail::NodeRecord;
+using detail::noNode;
 
 namespace {
 
@@ -50,16 +56,37 @@ void WriteMarkup(DocumentOutput& out, std::string_view text) {
     }
 }
 
-std::string_view GetElementName(const NodeRecord& record) {
-    if (record.parent == nullptr) {
-        return detail::rootElement;
+class XmlForm : public DocumentForm {
+  public:
+    XmlForm(const NodeArena& arena, std::ostream& stream) : arena(arena), out(stream) {
+        out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
     }
-    return detail::IsElementName(record.name) ? std::string_view(record.name)
-                                              : detail::anyNodeElement;
-}
+
+    void Open(NodeIndex node, std::size_t depth) override;
+    void Close(NodeIndex node, std::size_t depth) override {
+        out.Indent(depth);
+        out << "</" << GetElementName(node) << ">\n";
+    }
+    void Finish() override { out.Finish(); }
+
+  private:
+    std::string_view GetElementName(NodeIndex node) {
+        if (node == detail::rootIndex) {
+            return detail::rootElement;
+        }
+        return names.Get(arena, node, detail::IsElementName) ? arena.GetName(node)
+                                                             : detail::anyNodeElement;
+    }
+    void WriteValue(std::string_view value, std::string_view element);
+
+    const NodeArena& arena;
+    DocumentOutput out;
+    // Whether they can be those of elements.
+    detail::NameCache names;
+};
 
 // Writes the end of the start tag, which says how to read the value, the value and the end tag.
-void WriteValue(DocumentOutput& out, const std::string& value, std::string_view element) {
+void XmlForm::WriteValue(std::string_view value, std::string_view element) {
     if (value.empty()) {
         out << ' ' << detail::textAttribute << "=\"" << detail::emptyText << "\"/>\n";
         return;
@@ -74,47 +101,57 @@ void WriteValue(DocumentOutput& out, const std::string& value, std::string_view 
     out << "</" << element << ">\n";
 }
 
-void OpenElement(DocumentOutput& out, const NodeRecord& record, std::size_t depth) {
-    const std::string_view element = GetElementName(record);
+void XmlForm::Open(NodeIndex node, std::size_t depth) {
+    const NodeRecord& record = arena[node];
+    const std::string_view element = GetElementName(node);
     out.Indent(depth);
     out << '<' << element;
     if (element == detail::anyNodeElement) {
         out << ' ' << detail::nameAttribute << "=\"";
-        WriteMarkup(out, detail::Escape(record.name));
+        WriteMarkup(out, detail::Escape(arena.GetName(node)));
         out << '"';
     }
-    if (record.flags != GetDerivedFlags(record)) {
+    if (record.flags != GetDerivedFlags(arena, record)) {
         out << ' ' << detail::flagsAttribute << "=\"" << std::to_string(record.flags) << '"';
     }
-    if (record.firstChild == nullptr && record.hasValue) {
-        WriteValue(out, record.value, element);
-    } else if (record.firstChild == nullptr) {
+    if (record.firstChild == noNode && record.hasValue) {
+        WriteValue(arena.GetValue(node), element);
+    } else if (record.firstChild == noNode) {
         out << "/>\n";
     } else {
         out << ">\n";
         if (record.hasValue) {
             out.Indent(depth + 1);
             out << '<' << detail::valueElement;
-            WriteValue(out, record.value, detail::valueElement);
+            WriteValue(arena.GetValue(node), detail::valueElement);
         }
     }
 }
 
+NodeTree Read(std::istream& in, const ReadLimits& limits, const ConsumedLists* lists) {
+    if (!in) {
+        throw SerializationException("Cannot read the XML document: the stream failed.");
+    }
+    NodeTree tree;
+    detail::ReadXmlNodes(in, limits, detail::NodeAccess::GetArena(tree), lists);
+    return tree;
+}
+
 }  // namespace
 
+namespace detail {
+
+std::unique_ptr<DocumentForm> MakeXmlForm(const NodeArena& arena, std::ostream& out) {
+    return std::make_unique<XmlForm>(arena, out);
+}
+
+}  // namespace detail
+
 void WriteXml(const NodeTree& tree, std::ostream& out) {
-    DocumentOutput output(out);
-    output << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-    detail::Traverse(
-        detail::NodeAccess::GetArena(tree).GetRoot(),
-        [&output](const NodeRecord& record, std::size_t depth) {
-            OpenElement(output, record, depth);
-        },
-        [&output](const NodeRecord& record, std::size_t depth) {
-            output.Indent(depth);
-            output << "</" << GetElementName(record) << ">\n";
-        });
-    output.Finish();
+    const NodeArena& arena = detail::NodeAccess::GetArena(tree);
+    XmlForm form(arena, out);
+    WriteSubtree(form, arena, detail::rootIndex, 0);
+    form.Finish();
 }
 
 NodeTree ReadXml(std::istream& in) {
@@ -122,12 +159,11 @@ NodeTree ReadXml(std::istream& in) {
 }
 
 NodeTree ReadXml(std::istream& in, const ReadLimits& limits) {
-    if (!in) {
-        throw SerializationException("Cannot read the XML document: the stream failed.");
-    }
-    NodeTree tree;
-    detail::ReadXmlNodes(in, limits, detail::NodeAccess::GetArena(tree));
-    return tree;
+    return Read(in, limits, nullptr);
+}
+
+NodeTree ReadXml(std::istream& in, const ReadLimits& limits, const ConsumedLists& lists) {
+    return Read(in, limits, &lists);
 }
 
 }  // namespace velmora::core::serialization

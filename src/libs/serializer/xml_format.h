@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "serializer/element_consumer.h"
 #include "serializer/export.h"
 #include "serializer/node_tree.h"
 #include "serializer/read_limits.h"
@@ -39,5 +40,12 @@ VELMORA_SERIALIZER_API NodeTree ReadXml(std::istream& in);
 ///
 /// \throws SerializationException also when the document exceeds a limit
 VELMORA_SERIALIZER_API NodeTree ReadXml(std::istream& in, const ReadLimits& limits);
+
+/// As above, and lets a consumer take the elements of lists while the document is read. The limit
+/// of memory is that of the nodes that are in the tree at the same time.
+///
+/// \throws SerializationException as above, and what the consumer throws
+VELMORA_SERIALIZER_API NodeTree ReadXml(std::istream& in, const ReadLimits& limits,
+                                        const ConsumedLists& lists);
 
 }  // namespace velmora::core::serialization

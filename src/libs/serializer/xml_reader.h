@@ -3,31 +3,19 @@
 
 #pragma once
 
+#include "serializer/element_consumer.h"
 #include "serializer/node_arena.h"
 #include "serializer/read_limits.h"
 
 #include <iosfwd>
-#include <string_view>
 
 namespace velmora::core::serialization::detail {
 
-/// The element of a node whose name cannot be that of an element, and the element of a value beside
-/// child elements. No node's own element has such a name: those begin with a letter.
-constexpr std::string_view anyNodeElement = "_node";
-constexpr std::string_view valueElement = "_value";
-
-constexpr std::string_view nameAttribute = "name";
-constexpr std::string_view flagsAttribute = "flags";
-constexpr std::string_view textAttribute = "text";
-constexpr std::string_view emptyText = "empty";
-constexpr std::string_view escapedText = "escaped";
-
-/// Whether a node's name can be that of an element. XML reserves names that begin with "xml".
-bool IsElementName(std::string_view name);
-
 /// Reads a document into an arena that consists of the root.
 ///
+/// \param lists whose elements are consumed, or null
 /// \throws SerializationException when the document is malformed or exceeds a limit
-void ReadXmlNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena);
+void ReadXmlNodes(std::istream& in, const ReadLimits& limits, NodeArena& arena,
+                  const ConsumedLists* lists);
 
 }  // namespace velmora::core::serialization::detail
