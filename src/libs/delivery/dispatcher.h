@@ -26,7 +26,7 @@ class Scheduler;
 
 /// Worker threads that call handlers for changes of streams, so that no pusher waits for them.
 ///
-/// A push that a rule lets through leaves a copy of its sample in a bounded queue, and goes on. The
+/// A push to which the rule applies puts a copy of the sample into a bounded queue and returns. The
 /// changes of one delivery reach its handler in order, one at a time; different deliveries run in
 /// parallel, and take turns where there are more of them than workers.
 ///
@@ -49,12 +49,12 @@ class DELIVERY_API Dispatcher {
     ~Dispatcher();
 
     /// Subscribes to the changes of a stream that a rule applies to.
-    /// \param stream may go at any time, which ends the delivery; its type must outlive what is
-    /// queued
+    /// \param stream may be destroyed at any time, which ends the delivery; its type must outlive
+    /// the queued samples
     /// \param rule a text, or a rule object; asked on the pusher's thread
     /// \param handler called on a worker's thread
-    /// \param options queue, conditions, and what is called besides
-    /// \return ends the delivery when it goes
+    /// \param options queue, conditions and further callbacks
+    /// \return its destructor ends the delivery
     /// \throws std::invalid_argument for an empty handler or a capacity of 0
     /// \throws Poco::SyntaxException for a malformed rule
     [[nodiscard]] Delivery Subscribe(core::tessaryn::Stream& stream, const Rule& rule,
@@ -81,7 +81,7 @@ class DELIVERY_API Dispatcher {
     /// Waits until what was queued for any delivery when this was called has been handled.
     /// \return whether that happened in time
     bool Drain(std::chrono::milliseconds timeout);
-    /// The sum over all deliveries there have been.
+    /// The sum over all deliveries, ended ones included.
     DeliveryStatistics GetStatistics() const;
 
   private:

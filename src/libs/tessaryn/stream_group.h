@@ -18,7 +18,7 @@ class StreamTypeRepository;
 /// A named folder of streams and of further groups.
 ///
 /// \threadsafety guarded: `Fill`, `AddSamplesToExistingStreams`, `IsStreamTypeInUse` and
-/// `Serialize` hold the group's mutex while they go into sub-groups and streams
+/// `Serialize` hold the group's mutex while they visit sub-groups and streams
 class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
                                  public serialization::ISerializable {
   public:
@@ -26,7 +26,7 @@ class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
     /// \param parent \ownership observes: the group above, null for a root
     StreamGroup(const std::string& name, const INamedObject* parent);
 
-    /// Reads a group from its node, all that is below it included.
+    /// Reads a group from its node, with all that is below it.
     /// \param parent \ownership observes: the group above, null for a root
     /// \param types where the streams' types are looked up; must outlive the group
     /// \throws serialization::SerializationException when "Name" is missing
@@ -64,9 +64,9 @@ class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
     /// \throws what reading a group or a stream throws; what was added before stays
     void Fill(const serialization::NodeSerializer& serializer, const serialization::INode& node,
               const StreamTypeRepository& types);
-    /// Pushes the samples of a group's node into the streams that are here and below; what the node
-    /// names besides is passed over. Subscribers are notified under the groups' locks.
-    /// \param types only handed down
+    /// Pushes the samples of a group's node into the streams that exist here and below; other
+    /// groups and streams of the node are ignored. Subscribers are notified with the groups locked.
+    /// \param types passed on to the sub-groups
     /// \throws what `Stream::Fill` throws; what was pushed before stays
     void AddSamplesToExistingStreams(const serialization::NodeSerializer& serializer,
                                      const serialization::INode& node,

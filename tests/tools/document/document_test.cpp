@@ -108,16 +108,8 @@ TEST(Document, ErrorsNameTheNodeAndTheReason) {
         {"Int8", "Int9",
          collection + ": Could not create entry with the given arguments: Key: 'wave', base type: "
                       "'UnknownType'"},
-        {"<MaxSize>9", "<MaxSize>0", value + stream + "/MaxSize' broke rule 'Is greater than 0'."},
         {"<Type>line 1.press</Type>", "<Type>u.\x7F</Type>",
          stream + ": Item 'u.\\x7f' does not exist."},
-        {"Version>2.0.0</TypeV", "Version>3.0.0</TypeV",
-         stream + ": Version 3.0.0 does not exist in the collection StreamTypeCollection"},
-        {"<Key>tool</Key><Value>", "<Key>y</Key><Value>",
-         stream + "/Samples/Sample[1]: Entry with name 'y' does not exist in stream type 'press' "
-                  "with version '2.0.0'."},
-        {"<Value>new</Value>", "",
-         value + stream + "/Samples/Sample[1]/Entries/Entry[2]/Value' broke rule 'Is mandatory'."},
         {"Repository>", "Depository>",
          "/: there is neither StreamTypeRepository nor StreamRepository"},
         {"</Tree>\n", "", "The XML document cannot be read at line 26, column 1"},
