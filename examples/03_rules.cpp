@@ -1,8 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Rules as objects and as text, told apart by what happened to a sample. Ends with a text that is
-// no rule.
+// Rules as objects and as text, also by the kind of change. Ends with a text that is not a rule.
 
 #include "velmora/tessaryn/stream.h"
 #include "velmora/tessaryn/stream_type.h"
@@ -18,7 +17,7 @@ using namespace velmora::core::tessaryn;
 
 namespace {
 
-// A subscriber: says its name and what it was told.
+// A subscriber that prints its name and each change.
 class Listener {
   public:
     explicit Listener(const char* listenerName) : name(listenerName) {}

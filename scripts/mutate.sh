@@ -99,7 +99,7 @@ mutate_list() {
 mutate_locks() {
     (
         cd "$mutate_place/sources" || exit
-        grep -rnE '^ +(const )?(Lock|Poco::ScopedLock[A-Za-z]*<[^>]*>) [a-zA-Z]+\(' \
+        grep -rnE '^ +(const )?([A-Za-z]*Lock|Poco::ScopedLock[A-Za-z]*<[^>]*>) [a-zA-Z]+\(' \
             "${1:-src/libs}" |
             sed -E 's/^([^:]*):([0-9]+):.*/\1\t\2\t;/'
     )

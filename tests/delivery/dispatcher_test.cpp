@@ -60,7 +60,7 @@ TEST(Dispatcher, HandsOverMatchingChangesInOrderWithTheirKind) {
     EXPECT_EQ(dispatcher.GetStatistics().delivered, 9U);
 }
 
-TEST(Dispatcher, TellsStreamSenderAndACopyOfTheHandlersOwn) {
+TEST(Dispatcher, PassesStreamSenderAndACopyThatTheHandlerMayKeep) {
     NumberStream numbers;
     std::optional<Change> kept;
     Dispatcher dispatcher;
@@ -256,16 +256,32 @@ TEST(Delivery, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
     ExpectSumsAdd(delivery.GetStatistics());
 }
 
+// Pushes on another thread as long as it lives.
+class Load {
+  public:
+    explicit Load(NumberStream& numbers)
+        : pusher([this, &numbers] {
+              while (isPushing) {
+                  numbers.Push(0);
+              }
+          }) {}
+    Load(const Load&) = delete;
+    Load& operator=(const Load&) = delete;
+    ~Load() {
+        isPushing = false;
+        pusher.join();
+    }
+
+  private:
+    std::atomic<bool> isPushing = true;
+    std::thread pusher;
+};
+
 TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
     // Hunts a stop that waits for its own handler, or for the pusher that it is called beside.
     NumberStream numbers;
     Dispatcher dispatcher;
-    std::atomic<bool> isPushing = true;
-    std::thread pusher([&] {
-        while (isPushing) {
-            numbers.Push(0);
-        }
-    });
+    const Load load(numbers);
     for (int i = 0; i < 200; ++i) {
         Delivery delivery;
         std::latch assigned(1);
@@ -282,26 +298,17 @@ TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
         delivery.Stop();
         EXPECT_EQ(calls, 1);
     }
-    isPushing = false;
-    pusher.join();
 }
 
 TEST(Delivery, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
     NumberStream numbers;
     Dispatcher dispatcher(2);
-    std::atomic<bool> isPushing = true;
-    std::thread pusher([&] {
-        while (isPushing) {
-            numbers.Push(0);
-        }
-    });
+    const Load load(numbers);
     for (int i = 0; i < 300; ++i) {
         auto target = std::make_unique<std::vector<int>>();
         const Delivery delivery = dispatcher.Subscribe(
             numbers.stream, Always(), [&list = *target](const Change&) { list.push_back(0); });
     }
-    isPushing = false;
-    pusher.join();
     EXPECT_EQ(dispatcher.GetStatistics().waiting, 0U);
 }
 
@@ -367,12 +374,7 @@ TEST(Delivery, MayRaceWithTheEndOfItsStream) {
 
 TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
     NumberStream numbers;
-    std::atomic<bool> isPushing = true;
-    std::thread pusher([&] {
-        while (isPushing) {
-            numbers.Push(0);
-        }
-    });
+    const Load load(numbers);
     for (int i = 0; i < 50; ++i) {
         std::atomic<int> calls = 0;
         Delivery delivery;
@@ -386,8 +388,6 @@ TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
         EXPECT_EQ(calls, callsThen);
         EXPECT_EQ(delivery.GetStatistics().delivered, static_cast<std::uint64_t>(callsThen));
     }
-    isPushing = false;
-    pusher.join();
 }
 
 TEST(Delivery, LetsHandlersPushIntoEachOthersStreams) {
@@ -458,14 +458,14 @@ TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
     std::vector<Delivery> deliveries;
     deliveries.reserve(streams * each);
     NumberStream target;
-    const std::size_t plain = bytesOf([&](std::size_t i) {
+    const std::size_t subscribedBytes = bytesOf([&](std::size_t i) {
         subscribed[i]->Subscribe({Always(), Poco::delegate(&target, &NumberStream::Ignore)});
     });
     const std::size_t delivered = bytesOf([&](std::size_t i) {
         deliveries.push_back(
             dispatcher.Subscribe(*subscribed[streams + i], Always(), [](Change&) {}));
     });
-    EXPECT_LT(delivered, plain + 1024);
+    EXPECT_LT(delivered, subscribedBytes + 1024);
     RecordProperty("bytes", static_cast<int>(delivered));
 }
 #endif

@@ -34,7 +34,7 @@ inline void PrintTo(const Reading& reading, std::ostream* out) {
     *out << reading.value << " at " << reading.time;
 }
 
-/// Feeds readings to conditions and takes down what comes out.
+/// Feeds readings to conditions and records the output.
 class Harness : private delivery::Sink {
   public:
     Harness() { type.Add("x", core::tessaryn::Double, 1); }
@@ -68,7 +68,29 @@ class Harness : private delivery::Sink {
     }
 };
 
-/// A series with equal stamps, steps back, gaps and NaN; small whole numbers.
+/// Whether a condition passes both of two samples with these elements.
+inline bool PassesBoth(delivery::ConditionChain conditions, const std::vector<double>& first,
+                       const std::vector<double>& second) {
+    struct Counter : delivery::Sink {
+        void Emit(SubscriptionArgs& /*change*/) override { ++count; }
+        int count = 0;
+    } counter;
+    StreamType type;
+    type.Add("x", core::tessaryn::Double, 0);
+    for (const std::vector<double>& values : {first, second}) {
+        Sample sample(&type, Poco::Timestamp(0));
+        sample.Resize(0, static_cast<unsigned int>(values.size()));
+        for (unsigned int i = 0; i < values.size(); ++i) {
+            sample.Set(0, i, values[i]);
+        }
+        sample = Restamped(sample, Poco::Timestamp(0));
+        SubscriptionArgs change{core::tessaryn::pushed, &sample, nullptr};
+        conditions.Process(change, counter);
+    }
+    return counter.count == 2;
+}
+
+/// A series with equal stamps, steps back, gaps and NaN; small integers.
 inline Readings RandomReadings(Random& random, int count) {
     Readings readings;
     Poco::Timestamp::TimeVal time = -50;

@@ -50,6 +50,14 @@ TEST(ReadLimits, AreNamedWithThePositionOfWhatExceedsThem) {
     depth.maxDepth = 1;
     ReadLimits bytes;
     bytes.maxBytes = 30;
+    ReadLimits memory;
+    memory.maxMemory = 4'096;
+    ReadLimits beyond;
+    beyond.maxDepth = 1'000'000;
+    std::string deep = "<Tree>";
+    for (int level = 0; level <= 1'000; ++level) {
+        deep += "<n>";
+    }
     const struct {
         ReadLimits limits;
         TextForm form;
@@ -62,22 +70,15 @@ TEST(ReadLimits, AreNamedWithThePositionOfWhatExceedsThem) {
         {depth, json, smallJson, "line 3, column 11: Node 'c' exceeds the limit of 1 levels."},
         {bytes, xml, smallXml, "line 1, column 1: The document exceeds the limit of 30 bytes."},
         {bytes, json, smallJson, "line 1, column 1: The document exceeds the limit of 30 bytes."},
+        {beyond, xml, deep, "line 1, column 3007: Node 'n' exceeds the limit of 1000 levels."},
+        {memory, json, "{\"Tree\": [{\"a\": \"" + std::string(5'000, 'x') + "\"}]}",
+         "line 1, column 5018: Node 'a' needs "},
     };
     for (const auto& test : cases) {
-        EXPECT_EQ(GetMessage(test.limits, test.form, test.document),
-                  "The " + test.form.name + " document cannot be read at " + test.message);
+        EXPECT_THAT(GetMessage(test.limits, test.form, test.document),
+                    testing::StartsWith("The " + test.form.name + " document cannot be read at " +
+                                        test.message));
     }
-}
-
-TEST(ReadLimits, OfDepthCannotExceedThatOfDocuments) {
-    ReadLimits limits;
-    limits.maxDepth = 1'000'000;
-    std::string document = "<Tree>";
-    for (int level = 0; level <= 1'000; ++level) {
-        document += "<n>";
-    }
-    EXPECT_THAT(GetMessage(limits, xml, document),
-                testing::EndsWith("Node 'n' exceeds the limit of 1000 levels."));
 }
 
 TEST(ReadLimits, OfMemoryCountNodesTextsAndWhatTheParserHolds) {
@@ -123,14 +124,6 @@ TEST(ReadLimits, OfMemoryCountNodesTextsAndWhatTheParserHolds) {
                     testing::Not(testing::HasSubstr("limit")))
             << test.form.name << ": " << test.name;
     }
-}
-
-TEST(ReadLimits, OfMemoryNameTheNodeWhoseTextIsTooLong) {
-    ReadLimits limits;
-    limits.maxMemory = 4'096;
-    const std::string text(5'000, 'x');
-    EXPECT_THAT(GetMessage(limits, json, "{\"Tree\": [{\"a\": \"" + text + "\"}]}"),
-                testing::HasSubstr("line 1, column 5018: Node 'a' needs "));
 }
 
 }  // namespace

@@ -22,35 +22,21 @@ using std::string_literals::operator""s;
 using namespace test;
 
 TEST(XmlFormat, NamesElementsAfterNodesWhereXmlAllowsIt) {
-    const struct {
-        std::string name;
-        std::string line;
-    } cases[] = {
-        {"A", "<A/>"},
-        {"Z", "<Z/>"},
-        {"a", "<a/>"},
-        {"z", "<z/>"},
-        {"nAZaz09._-", "<nAZaz09._-/>"},
-        {"xm", "<xm/>"},
-        {"xmm", "<xmm/>"},
-        {"aXml", "<aXml/>"},
-        {"", R"(<_node name=""/>)"},
-        {"0", R"(<_node name="0"/>)"},
-        {"@", R"(<_node name="@"/>)"},
-        {"[", R"(<_node name="["/>)"},
-        {"`", R"(<_node name="`"/>)"},
-        {"{", R"(<_node name="{"/>)"},
-        {"n/", R"(<_node name="n/"/>)"},
-        {"n:", R"(<_node name="n:"/>)"},
-        {"xml", R"(<_node name="xml"/>)"},
-        {"XmLa", R"(<_node name="XmLa"/>)"},
-    };
-    for (const auto& test : cases) {
+    const std::string asElement[] = {"A", "Z", "a", "z", "nAZaz09._-", "xm", "xmm", "aXml"};
+    const std::string asAttribute[] = {"", "0", "@", "[", "`", "{", "n/", "n:", "xml", "XmLa"};
+    std::vector<std::pair<std::string, std::string>> cases;
+    for (const std::string& name : asElement) {
+        cases.emplace_back(name, "<" + name + "/>");
+    }
+    for (const std::string& name : asAttribute) {
+        cases.emplace_back(name, "<_node name=\"" + name + "\"/>");
+    }
+    for (const auto& [name, line] : cases) {
         const NodeTree tree;
-        tree.GetRoot().AddNode(test.name, NodeElement);
+        tree.GetRoot().AddNode(name, NodeElement);
         const std::string document = Write(xml, tree);
-        EXPECT_EQ(document, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Tree>\n  " + test.line +
-                                "\n</Tree>\n");
+        EXPECT_EQ(document,
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Tree>\n  " + line + "\n</Tree>\n");
         EXPECT_EQ(Sorted(Read(xml, document).GetRoot()), Sorted(tree.GetRoot()));
     }
 }
@@ -70,6 +56,7 @@ TEST(XmlFormat, IndentsUpTo32Levels) {
 
 TEST(XmlFormat, RefusesMalformedDocumentsWithLineAndColumn) {
     const std::string noType = "Document types are not allowed.";
+    const std::string longName(1'000, 'x');
     const struct {
         std::string position;
         std::string document;
@@ -81,6 +68,8 @@ TEST(XmlFormat, RefusesMalformedDocumentsWithLineAndColumn) {
          noType},
         {"line 2, column 1", "<!---->\n<Forest/>",
          "Expected 'Tree' as the outermost element, found 'Forest'."},
+        {"line 1, column 1", "<" + longName + "/>",
+         "Expected 'Tree' as the outermost element, found '" + longName.substr(0, 64) + "...'."},
         {"line 1, column 1", "<_value/>", "Unexpected '_value' outside a node."},
         {"line 2, column 2", "<Tree><_value>1</_value>\n <_value/></Tree>",
          "Unexpected second '_value': a node has one value."},
@@ -103,14 +92,6 @@ TEST(XmlFormat, RefusesMalformedDocumentsWithLineAndColumn) {
         EXPECT_EQ(MessageOf<SerializationException>([&] { Read(xml, test.document); }),
                   "The XML document cannot be read at " + test.position + ": " + test.reason);
     }
-}
-
-TEST(XmlFormat, QuotesTheBeginningOfLongTexts) {
-    const std::string name(1'000, 'x');
-    EXPECT_EQ(MessageOf<SerializationException>([&] { Read(xml, "<" + name + "/>"); }),
-              "The XML document cannot be read at line 1, column 1: "
-              "Expected 'Tree' as the outermost element, found '" +
-                  name.substr(0, 64) + "...'.");
 }
 
 TEST(XmlFormat, ReadsALargeTokenInChunksThatGrow) {

@@ -5,6 +5,7 @@
 
 #include "storage/document_file.h"
 #include "storage/storage_exception.h"
+#include "support/all_types.h"
 #include "support/folder.h"
 #include "support/thrown.h"
 #include "tessaryn/stream.h"
@@ -13,9 +14,7 @@
 #include <Poco/Logger.h>
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,79 +23,9 @@ namespace velmora::storage {
 namespace {
 
 using namespace core::tessaryn;
-
-constexpr double inf = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double third = 1.0 / 3;
-
-template <class T>
-void SetPair(Sample& sample, unsigned short entry, T first, T second) {
-    sample.Set(entry, 0, first);
-    sample.Set(entry, 1, second);
-}
-
-template <class T>
-void SetLimits(Sample& sample, unsigned short entry) {
-    SetPair(sample, entry, std::numeric_limits<T>::lowest(), std::numeric_limits<T>::max());
-}
-
-StreamType AllTypes() {
-    StreamType layout;
-    layout.Add("text", String, 0);
-    for (const BaseType type :
-         {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double, Bool}) {
-        layout.Add(ToString(type), type, 2);
-    }
-    layout.Add("grows", Int16, 3);
-    return layout;
-}
-
-// Values that a careless text form loses; which texts and numbers depends on a counter.
-void Push(Stream& stream, int number, long long time) {
-    const std::string texts[] = {"", std::string("\0\x01\x1f\n\r\t ", 7), "a<&>\"'; b", "\u00e9"};
-    Sample sample(stream.GetStreamType(), Poco::Timestamp());
-    sample.Set(0, texts[number % 4]);
-    SetLimits<char>(sample, 1);
-    SetLimits<short>(sample, 2);
-    SetLimits<int>(sample, 3);
-    SetLimits<long long>(sample, 4);
-    SetLimits<unsigned char>(sample, 5);
-    SetLimits<unsigned short>(sample, 6);
-    SetLimits<unsigned int>(sample, 7);
-    SetLimits<unsigned long long>(sample, 8);
-    const double doubles[] = {nan, inf, -inf, third * number, -0.0, 5e-324, 1e308};
-    SetPair(sample, 9, static_cast<float>(doubles[number % 4]), static_cast<float>(third));
-    SetPair(sample, 10, doubles[number % 7], third + number);
-    SetPair(sample, 11, number % 2 == 0, number % 3 == 0);
-    sample.Resize(12, static_cast<unsigned int>(number % 5));
-    stream.PushNew(new Sample(Restamped(std::move(sample), Poco::Timestamp(time))));
-}
-
-// All that a document holds, in a form that compares.
-std::vector<std::string> ContentOf(const Document& document) {
-    std::ostringstream out;
-    out << document.types->groupSeparator() << document.streams->groupSeparator() << '\n';
-    std::vector<std::string> content;
-    document.streams->ForEachStream([&](const std::string& path, const Stream& stream) {
-        const StreamType& type = *stream.GetStreamType();
-        out << path << ' ' << type.GetFullName() << ' ' << type.GetVersion().ToString() << ' '
-            << stream.GetMaxSize() << ' ' << type.GetHash();
-        for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
-            const SampleEntry entry = type.GetEntry(id);
-            out << ' ' << entry.key << ' ' << ToString(entry.type) << ' ' << entry.initialSize;
-        }
-        stream.GetAllInPushOrder([&](const std::vector<Sample*>& samples) {
-            for (const Sample* const sample : samples) {
-                content.push_back(out.str());
-                out.str("");
-                out << sample->GetTimeStamp().epochMicroseconds() << ' ';
-                sample->Serialize(out);
-            }
-        });
-    });
-    content.push_back(out.str());
-    return content;
-}
+using test::AllTypes;
+using test::ContentOf;
+using test::PushAllTypes;
 
 TEST(Document, ContinuesAfterAnyNumberOfRestarts) {
     const test::Folder folder;
@@ -112,8 +41,9 @@ TEST(Document, ContinuesAfterAnyNumberOfRestarts) {
                     // The ring wraps, times step backwards, and the first are before 1970.
                     for (int push = 0; push < 4; ++push) {
                         const int number = 4 * start + push;
-                        Push(OpenStream(*each, stream, layout, 9), number,
-                             (number - 6) * 1'000'003LL - (number % 3) * 5'000'000'000'000LL);
+                        PushAllTypes(
+                            OpenStream(*each, stream, layout, 9), number,
+                            (number - 6) * 1'000'003LL - (number % 3) * 5'000'000'000'000LL);
                     }
                 }
             }
@@ -129,16 +59,18 @@ TEST(Document, GivesAContinuedStreamTheSizesOfTheHost) {
     StreamType layout;
     layout.Add("x", Int32, 1);
     Stream& first = OpenStream(document, "plant/s", layout, 3);
-    for (int x = 0; x < 3; ++x) {
+    for (int x = 0; x < 4; ++x) {
         first.PushNew([&](Sample& sample) { sample.Set(0, 0, x); });
     }
     EXPECT_EQ(&OpenStream(document, "plant/s", layout, 3), &first);
+    EXPECT_EQ(OpenStream(document, "plant/s", layout, 2).GetMaxSize(), 2);
     StreamType wider;
     wider.Add("x", Int32, 2);
     Stream& second = OpenStream(document, "plant/s", wider, 2);
     second.GetAllInPushOrder([](const std::vector<Sample*>& samples) {
         ASSERT_EQ(samples.size(), 2U);
-        EXPECT_EQ(samples[0]->GetInt32(0, 0), 1);
+        EXPECT_EQ(samples[0]->GetInt32(0, 0), 2);
+        EXPECT_EQ(samples[1]->GetInt32(0, 0), 3);
         EXPECT_EQ(samples[1]->GetSize(0), 1U);
     });
     second.PushNew([](Sample& sample) { sample.Set(0, 1, 5); });
@@ -150,7 +82,7 @@ TEST(Document, ReadsThePlainFormOfTheRepositories) {
     const test::Folder folder;
     Document document = NewDocument();
     Stream& stream = OpenStream(document, "plant/s", AllTypes(), 2);
-    Push(stream, 4, 1'000'000);
+    PushAllTypes(stream, 4, 1'000'000);
     core::serialization::NodeTree tree;
     const core::serialization::NodeSerializer serializer;
     auto node = tree.GetRoot().AddNode("StreamTypeRepository", core::serialization::NodeElement);

@@ -31,7 +31,7 @@ inline NodeSpec List(const std::string& name, std::vector<NodeSpec> children) {
 /// A tree made of specs, under its root.
 class BuiltTree {
   public:
-    // NOLINTNEXTLINE(google-explicit-constructor): the children of the root say it all
+    // NOLINTNEXTLINE(google-explicit-constructor): a tree is a list of children
     BuiltTree(const std::vector<NodeSpec>& children) { Add(Root(), children); }
 
     core::serialization::NodeRef Root() const { return tree.GetRoot(); }
@@ -73,7 +73,7 @@ inline std::string Sorted(const core::serialization::NodeRef& node) {
     return joined.empty() ? text : text + "(" + joined + ")";
 }
 
-/// What an object writes about itself, as `Sorted` tells it.
+/// The node form of an object, as `Sorted` formats it.
 template <class Object>
 std::string Written(const Object& object) {
     const core::serialization::NodeTree tree;

@@ -36,7 +36,7 @@ using HostRepo = GenericRepo<HostGroup, HostItem>;
 
 using Names = std::vector<std::string>;
 
-/// A tree as plain lists: its groups, and its items, each by all the names that lead to it.
+/// The groups and the items of a tree, each by the names on the path to it.
 struct ModelTree {
     std::set<Names> groups;
     std::map<Names, const void*> items;
@@ -111,10 +111,10 @@ class ModelledRepo {
   private:
     std::string MakePath() {
         const std::string s(1, separator);
-        const Names pieces = {"a", "b", "ab", s, s, s + s, "c" + s, "."};
+        const Names parts = {"a", "b", "ab", s, s, s + s, "c" + s, "."};
         std::string path;
         for (unsigned i = choices.Below(7); i > 0; --i) {
-            path += pieces[choices.Below(static_cast<unsigned>(pieces.size()))];
+            path += parts[choices.Below(static_cast<unsigned>(parts.size()))];
         }
         return path;
     }

@@ -24,20 +24,21 @@ namespace velmora::test::samples {
 
 using namespace core::tessaryn;
 
-/// The entries' bytes as the binary form tells them; the first are those before any entry.
+/// The bytes of each entry in a binary form. The first element is what precedes the entries.
 inline std::vector<std::string> PartsOf(const std::string& binary, const StreamType& type) {
     const std::size_t table = (std::size_t{type.GetNumEntries()} + 1) * sizeof(unsigned int);
-    EXPECT_GE(binary.size(), table) << "there is no whole table of offsets";
+    EXPECT_GE(binary.size(), table) << "the table of offsets is incomplete";
     std::vector<std::string> parts;
     std::size_t begin = 0;
     for (std::size_t i = 0; i < table; i += sizeof(unsigned int)) {
         unsigned int end = 0;
         std::memcpy(&end, binary.data() + i, sizeof end);
-        EXPECT_TRUE(begin <= end && table + end <= binary.size()) << "an offset descends or leaves";
+        EXPECT_TRUE(begin <= end && table + end <= binary.size())
+            << "the offsets descend or exceed the bytes";
         parts.push_back(binary.substr(table + begin, end - begin));
         begin = end;
     }
-    EXPECT_EQ(table + begin, binary.size()) << "the last offset isn't the end";
+    EXPECT_EQ(table + begin, binary.size()) << "the last offset is not the end";
     return parts;
 }
 
@@ -66,7 +67,7 @@ class SampleModel {
         parts = PartsOf(BinaryOf(sample), type);
     }
 
-    /// What comes of an access that is allowed, or isn't: `OutcomeOf` tells it so.
+    /// The outcome of an access, as `OutcomeOf` formats it.
     std::string Allowed(BaseType requested, unsigned int index = 0, unsigned int size = 1) const {
         if (!TypesAreCompatible(declared, requested)) {
             return "std: Type '" + ToString(declared) + "' is not compatible with type '" +

@@ -74,20 +74,6 @@ TEST(GenericGroup, ListsChildrenByName) {
     }
 }
 
-TEST(GenericGroup, IsEmptyOnceEveryChildIsRemoved) {
-    HostGroup group("g");
-    EXPECT_TRUE(group.IsEmpty());
-    group.AddGroup("a");
-    group.AddItem("a", std::make_unique<HostItem>());
-    group.Remove("a");
-    EXPECT_FALSE(group.IsEmpty());
-    group.Remove("a");
-    EXPECT_TRUE(group.IsEmpty());
-    group.AddGroup("a");
-    group.Clear();
-    EXPECT_TRUE(group.IsEmpty());
-}
-
 // Deeper than the call stack.
 TEST(GenericGroup, IsDeletedWithoutACallPerLevel) {
     {

@@ -264,12 +264,6 @@ TEST(RuleProgram, ReadsNoEntryThatTheSampleDoesNotHave) {
     EXPECT_EQ(SampleView(older).CompleteLayout(), 0U);
 }
 
-TEST(RuleProgram, AnswersWithoutASampleWhatNeedsNone) {
-    const SubscriptionArgs args{popped, nullptr, nullptr};
-    EXPECT_TRUE(RuleProgram(Parse("popped() && !pushed()")).Holds(args));
-    EXPECT_FALSE(RuleProgram(Parse("pushed() || false()")).Holds(args));
-}
-
 TEST(RuleProgram, FollowsMoreTypesThanItIsBoundTo) {
     const RuleProgram program(Parse("x == 7.5"));
     for (int round = 0; round < 100; ++round) {

@@ -85,12 +85,12 @@ TEST(RuleSyntaxException, IsASyntaxExceptionOfPocoInEveryOtherRespect) {
             operation();
             ADD_FAILURE() << "no error";
         } catch (const Poco::SyntaxException& error) {
-            const Poco::SyntaxException plain("Misplaced identifier", "y");
-            EXPECT_EQ(error.message(), plain.message());
-            EXPECT_EQ(error.displayText(), plain.displayText());
-            EXPECT_STREQ(error.what(), plain.what());
-            EXPECT_STREQ(error.name(), plain.name());
-            EXPECT_EQ(error.code(), plain.code());
+            const Poco::SyntaxException expected("Misplaced identifier", "y");
+            EXPECT_EQ(error.message(), expected.message());
+            EXPECT_EQ(error.displayText(), expected.displayText());
+            EXPECT_STREQ(error.what(), expected.what());
+            EXPECT_STREQ(error.name(), expected.name());
+            EXPECT_EQ(error.code(), expected.code());
         }
     }
 }

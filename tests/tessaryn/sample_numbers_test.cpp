@@ -56,46 +56,39 @@ void ExpectFit(T value, BaseType type, bool fits) {
     }
 }
 
-TEST(SampleNumber, IsStoredAsTheEntrysTypeWhereItFits) {
-    const struct {
-        std::int64_t value;
-        std::vector<BaseType> types;
-    } integers[] = {
-        {0, {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double, Bool}},
-        {1, {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double, Bool}},
-        {-1, {Int8, Int16, Int32, Int64, Float, Double}},
-        {127, {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double}},
-        {128, {Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double}},
-        {256, {Int16, Int32, Int64, UInt16, UInt32, UInt64, Float, Double}},
-        {65536, {Int32, Int64, UInt32, UInt64, Float, Double}},
-        {16777217, {Int32, Int64, UInt32, UInt64, Double}},
-        {1LL << 32, {Int64, UInt64, Float, Double}},
-        {(1LL << 53) + 1, {Int64, UInt64}},
-        {maxOf<std::int64_t>, {Int64, UInt64}},
-        {minOf<std::int64_t>, {Int64, Float, Double}}};
-    for (const auto& each : integers) {
-        for (unsigned short type = Int8; type < String; ++type) {
-            const auto found = std::find(each.types.begin(), each.types.end(), BaseType(type));
-            ExpectFit(each.value, BaseType(type), found != each.types.end());
-        }
+// Whether a number fits each type: only those listed.
+template <class T>
+void ExpectFits(T value, const std::vector<BaseType>& types) {
+    for (unsigned short type = Int8; type < String; ++type) {
+        const auto found = std::find(types.begin(), types.end(), BaseType(type));
+        ExpectFit(value, BaseType(type), found != types.end());
     }
-    ExpectFit(maxOf<std::uint64_t>, UInt64, true);
-    ExpectFit(maxOf<std::uint64_t>, Int64, false);
-    ExpectFit(maxOf<std::uint64_t>, Double, false);
+}
 
-    const struct {
-        double value;
-        std::vector<BaseType> types;
-    } reals[] = {{1.5, {Float, Double}},           {two53, {Int64, UInt64, Float, Double}},
-                 {two63, {UInt64, Float, Double}}, {-two63, {Int64, Float, Double}},
-                 {two64, {Float, Double}},         {-0.5, {Float, Double}},
-                 {INFINITY, {Float, Double}},      {1e300, {Double}}};
-    for (const auto& each : reals) {
-        for (unsigned short type = Int8; type < String; ++type) {
-            const auto found = std::find(each.types.begin(), each.types.end(), BaseType(type));
-            ExpectFit(each.value, BaseType(type), found != each.types.end());
-        }
+TEST(SampleNumber, IsStoredAsTheEntrysTypeWhereItFits) {
+    for (const int bit : {0, 1}) {
+        ExpectFits(bit,
+                   {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double, Bool});
     }
+    ExpectFits(-1, {Int8, Int16, Int32, Int64, Float, Double});
+    ExpectFits(127, {Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double});
+    ExpectFits(128, {Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64, Float, Double});
+    ExpectFits(256, {Int16, Int32, Int64, UInt16, UInt32, UInt64, Float, Double});
+    ExpectFits(65536, {Int32, Int64, UInt32, UInt64, Float, Double});
+    ExpectFits(16777217, {Int32, Int64, UInt32, UInt64, Double});
+    ExpectFits(1LL << 32, {Int64, UInt64, Float, Double});
+    ExpectFits((1LL << 53) + 1, {Int64, UInt64});
+    ExpectFits(maxOf<std::int64_t>, {Int64, UInt64});
+    ExpectFits(minOf<std::int64_t>, {Int64, Float, Double});
+    ExpectFits(maxOf<std::uint64_t>, {UInt64});
+    ExpectFits(1.5, {Float, Double});
+    ExpectFits(two53, {Int64, UInt64, Float, Double});
+    ExpectFits(two63, {UInt64, Float, Double});
+    ExpectFits(-two63, {Int64, Float, Double});
+    ExpectFits(two64, {Float, Double});
+    ExpectFits(-0.5, {Float, Double});
+    ExpectFits(INFINITY, {Float, Double});
+    ExpectFits(1e300, {Double});
     OneNumber rounded(Float);
     SetNumber(rounded.sample, 0, 0, 0.1);
     EXPECT_EQ(rounded.sample.GetFloat(0, 0), 0.1F);

@@ -52,66 +52,6 @@ TEST_F(StreamCallbacks, ThatThrowLeaveWhatWasDone) {
     }
 }
 
-TEST_F(StreamCallbacks, OfANotificationMayPushPopAndClear) {
-    stream.Subscribe(Logging(0, [&](const SubscriptionArgs& args) {
-        const int number = args.sample->GetInt32(0, 0);
-        if (args.changeType == popped || number >= 5) {
-            return;
-        }
-        if (number == 1) {
-            stream.Clear(Stream::clearSamples);
-            LogOf(5);
-            log = "cleared ";
-        } else if (number == 2) {
-            // Round the ring, over the sample that is notified.
-            for (int i = 5; i < 9; ++i) {
-                stream.PushNew([&](Sample& sample) { sample.Set(0, 0, i); });
-            }
-        } else {
-            stream.PopLatest();
-        }
-    }));
-    stream.Subscribe(Logging(1));
-    EXPECT_EQ(LogOf(1), "cleared b1 ");
-    EXPECT_EQ(AllOf(stream), std::vector<int>{5});
-    EXPECT_EQ(LogOf(2), "a2 a5 b5 a6 b6 a7 b7 a8 b8 b2 ");
-    EXPECT_EQ(AllOf(stream), (std::vector<int>{6, 7, 8}));
-    EXPECT_EQ(LogOf(3), "a3 a3- b3- b3 ");
-    EXPECT_EQ(AllOf(stream), (std::vector<int>{7, 8}));
-}
-
-// Reads its samples after having removed them.
-TEST_F(StreamCallbacks, KeepWhatTheyHaveInHand) {
-    stream.Subscribe(Logging(0));
-    const auto removeAll = [&] {
-        stream.PopLatest();
-        for (int i = 0; i < 5; ++i) {
-            stream.PushNew([](Sample& sample) { sample.Set(0, 0, 7); });
-        }
-        stream.Clear(Stream::clearSamples);
-        log.clear();
-    };
-    const auto use = [&](Sample& sample) {
-        removeAll();
-        sample.Set(0, 0, sample.GetInt32(0, 0) + 40);
-    };
-    const auto push = [&] { return LogOf(2); };
-    stream.PushNew(use);
-    EXPECT_EQ(log, "a40 ");
-    push();
-    stream.ChangeLatest(use, true);
-    EXPECT_EQ(log, "a42 ");
-    EXPECT_EQ(CountedSample::live, 0);
-    push();
-    stream.GetLatest([&](const Sample& latest) {
-        stream.GetAll([&](const std::vector<Sample*>& samples) { use(*samples.front()); });
-        EXPECT_EQ(latest.GetInt32(0, 0), 42);
-        EXPECT_EQ(CountedSample::live, 1);
-    });
-    EXPECT_EQ(CountedSample::live, 0);
-    EXPECT_TRUE(stream.IsEmpty());
-}
-
 // Of a ring of three, a callback can have three samples in hand, and three others are stored.
 TEST_F(StreamCallbacks, KeepNoSampleThatTheyCannotHaveInHand) {
     const auto push = [&] { stream.PushNew(new CountedSample(&layout.type, Poco::Timestamp())); };
@@ -264,7 +204,7 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
         stream.PopLatest();
     };
     live();
-    const std::string whole = std::exchange(log, "");
+    const std::string complete = std::exchange(log, "");
     const int count = std::exchange(taken, 0);
     EXPECT_GT(count, 30);
     for (failing = 0; failing < count; ++failing) {
@@ -272,12 +212,12 @@ TEST_F(StreamCallbacks, MayFailAtEveryStep) {
         stream.Clear(all);
         taken = 0;
         EXPECT_THROW(live(), Failure);
-        EXPECT_EQ(whole.rfind(log, 0), 0U) << log;
+        EXPECT_EQ(complete.rfind(log, 0), 0U) << log;
         stream.Clear(all);
         EXPECT_EQ(TestRule::live + TestDelegate::live, 0);
         log.clear();
         live();
-        EXPECT_EQ(log, whole);
+        EXPECT_EQ(log, complete);
         log.clear();
     }
     EXPECT_TRUE(LocksAreFree(stream));

@@ -188,7 +188,7 @@ TEST_F(SharedStream, FillsAsOneOperation) {
     EXPECT_EQ(interrupted, 0);
 }
 
-// Each operation alone beside itself, so that no other lock hides its own: the counts tell.
+// Each operation alone beside itself, so that no other lock hides that its own is missing.
 TEST_F(SharedStream, LosesNothingOfOneOperationOnManyThreads) {
     const std::string bytes = BinaryOf(Filled(7));
     const NodeTree nodes;

@@ -55,7 +55,10 @@ TEST_F(StreamTypeRepositoryTest, FindsCollectionsByPathOrFullName) {
     EXPECT_EQ(read->GetFullName(), "d.d/Pos");
     EXPECT_EQ(&types.Get("d/Pos"), read);
     EXPECT_THROW(types.GetGroup("a/b/Pos"), GroupNotFoundException);
+    EXPECT_EQ(types.groupSeparator(), '/');
+    EXPECT_FALSE(types.IsEmpty());
     types.Clear();
+    EXPECT_TRUE(types.IsEmpty());
     EXPECT_EQ(MessageOf<ItemNotFoundException>([&] { types.Get("Any"); }),
               "Item 'Any' does not exist.");
 }
@@ -146,14 +149,6 @@ TEST_F(StreamTypeRepositoryTest, FindsManyFullNamesThatCanBeDividedInManyWays) {
     EXPECT_EQ(types.FindByFullName(std::string(400, '.')), nullptr);
     const StreamTypeCollection* const deepest = group->Add("x");
     EXPECT_EQ(types.FindByFullName("x"), deepest);
-}
-
-TEST_F(StreamTypeRepositoryTest, HasARootAndASeparator) {
-    EXPECT_EQ(types.groupSeparator(), '/');
-    EXPECT_EQ(&types.GetRoot(), &types.GetGroup(""));
-    EXPECT_FALSE(types.IsEmpty());
-    types.Clear();
-    EXPECT_TRUE(types.IsEmpty());
 }
 
 TEST_F(StreamTypeRepositoryTest, ReadsTheSeparatorOfItsNode) {

@@ -127,7 +127,7 @@ TEST(VersionedCollection, BehavesAsAMapThatOwnsItsObjects) {
     EXPECT_EQ(Tracked::live, 0);
 }
 
-TEST(VersionedCollection, TellsWhyItRefuses) {
+TEST(VersionedCollection, NamesTheReasonOfARefusal) {
     Collection empty("C");
     Collection full("C");
     const Version one(1, 0, 0);

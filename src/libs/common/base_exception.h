@@ -15,7 +15,7 @@
 ///
 /// \threadsafety immutable
 struct VELMORA_COMMON_API BaseException : public std::runtime_error {
-    /// \param message the whole text of `what()`
+    /// \param message the text of `what()`
     explicit BaseException(const std::string& message);
     BaseException(const BaseException&) = default;             ///< copies
     BaseException& operator=(const BaseException&) = default;  ///< copies

@@ -88,25 +88,25 @@ class DELIVERY_API Window : public CloneableCondition<Window> {
 
     std::shared_ptr<core::tessaryn::StreamType> type;
     std::vector<Column> columns;
-    /// One of both is zero.
+    /// One of the two is zero.
     Poco::Timestamp::TimeDiff duration = 0;
     std::size_t maxCount = 0;
-    /// Of the open window; there is one while the count is not 0.
+    /// Of the open window; a count of 0 means that none is open.
     std::uint64_t count = 0;
     Poco::Timestamp begin;
     Poco::Timestamp end;
 };
 
-/// Sums up each time for which a rule is true without a break: an event. Its sample comes with the
-/// first change for which the rule is false, or at `Flush`, and is stamped with the event's end.
+/// Summarises each event: a run of changes for which a rule is true. The sample is emitted at the
+/// first change for which the rule is false, or at `Flush`, with the event's end as its time.
 ///
 /// Entries: `begin` and `end` (Int64, microseconds since the Unix epoch: the first and the last
 /// change for which the rule was true), `count` (UInt64, changes), and for each chosen entry `x`
 /// `x_min` and `x_max` (Double, over all its elements, NaN where there was no number).
 class DELIVERY_API Events : public CloneableCondition<Events> {
   public:
-    /// \param rule what makes an event
-    /// \param entries the entries whose extremes are wanted
+    /// \param rule true during an event
+    /// \param entries the entries to take the extremes of
     explicit Events(Rule rule, const std::vector<std::string>& entries = {});
 
     /// The type of the samples given.

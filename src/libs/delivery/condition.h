@@ -17,7 +17,7 @@
 
 namespace velmora::delivery {
 
-/// Receives what a condition lets through.
+/// Receives the changes that pass a condition.
 ///
 /// \threadsafety external
 class DELIVERY_API Sink {
@@ -27,23 +27,23 @@ class DELIVERY_API Sink {
     virtual void Emit(core::tessaryn::SubscriptionArgs& change) = 0;
 };
 
-/// Decides which changes go on, by what it has seen before.
+/// Decides which changes pass, depending on earlier ones.
 ///
-/// Conditions live in event time: only the samples' own time stamps count, which never step back
-/// from one call to the next (see `ConditionChain`). They run on the pusher's thread, with the
-/// stream locked, so they are short.
+/// Conditions work in event time: only the samples' time stamps count, which never decrease from
+/// one call to the next (see `ConditionChain`). They run on the pusher's thread with the stream
+/// locked, so they must not take long.
 ///
 /// \threadsafety external: the delivery locks; each delivery has a condition of its own
 class DELIVERY_API Condition {
   public:
     virtual ~Condition();
-    /// Takes note of a change, and emits it, something else, or nothing.
+    /// Emits a change, another one in its place, or nothing.
     /// \param change of a pushed or changed sample
     virtual void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink) = 0;
     /// Emits what is held back and due.
     /// \param now the latest time that counts as past
     virtual void Flush(const Poco::Timestamp& now, Sink& sink);
-    /// A copy that has seen what this one has.
+    /// A copy with the same state.
     virtual std::unique_ptr<Condition> Clone() const = 0;
 
   protected:
@@ -61,11 +61,11 @@ class CloneableCondition : public Condition {
     }
 };
 
-/// Conditions one after the other: each is given what the one before lets through.
+/// Conditions in a row: each receives the changes that pass the one before.
 ///
 /// A sample whose time lies before the latest one seen is late: no condition is asked, it is not
 /// delivered, and counted. Samples of equal time are not late. Removed samples (`popped`) are no
-/// readings: they neither go through nor count. An empty chain lets everything through, late and
+/// readings: they neither pass nor count. An empty chain lets everything through, late and
 /// removed samples included.
 ///
 /// \threadsafety external: the delivery locks
@@ -88,12 +88,12 @@ class DELIVERY_API ConditionChain {
 
     bool IsEmpty() const { return stages.empty(); }
     /// Gives a change to the first condition.
-    /// \param sink is given what the last one lets through
+    /// \param sink receives the changes that pass the last one
     void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink);
     /// Has each condition, the first one first, emit what it holds back and is due.
     /// \param now the latest time that counts as past
     void Flush(const Poco::Timestamp& now, Sink& sink);
-    /// Samples that came late.
+    /// Number of late samples.
     std::uint64_t GetLate() const { return late; }
 
   private:

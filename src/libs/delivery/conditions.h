@@ -19,7 +19,7 @@
 /// \file
 /// Conditions that let changes of a stream through as they are. Those that give samples of a type
 /// of their own stand in `delivery/aggregates.h`. A change without the entry that a condition looks
-/// at doesn't go through and changes nothing.
+/// at does not pass and changes nothing.
 
 namespace velmora::delivery {
 

@@ -15,14 +15,15 @@ namespace velmora::delivery {
 
 class Channel;
 
-/// The handle of a subscription whose handler runs on a dispatcher's workers. Ends it when it goes.
+/// The handle of a subscription whose handler runs on a dispatcher's workers. The destructor ends
+/// the subscription.
 ///
 /// The handle may outlive the stream and the dispatcher; both end the delivery.
 ///
 /// \threadsafety guarded: but for assignment and destruction
 class DELIVERY_API Delivery {
   public:
-    /// A handle of nothing: ended, and all its counts are zero.
+    /// A handle without a subscription: ended, with all counts zero.
     Delivery();
     explicit Delivery(std::shared_ptr<Channel> channel);
     Delivery(Delivery&& other) noexcept;

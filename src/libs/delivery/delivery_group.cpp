@@ -33,13 +33,13 @@ GroupState::GroupState(std::shared_ptr<Scheduler> scheduler, StreamRepository& r
       options(std::move(options)) {}
 
 std::size_t GroupState::Rescan() {
-    const Lock walkLock(walkMutex);
+    const Lock visitLock(visitMutex);
     if (IsStopped()) {
         return 0;
     }
     ForgetEnded();
     std::size_t added = 0;
-    // Inside the walk each stream is there as long as it is looked at.
+    // No stream is deleted while the repository visits it.
     repository.ForEachStream([&](const std::string& path, Stream& stream) {
         if (pattern.Matches(path) && Add(path, stream)) {
             ++added;
@@ -84,8 +84,8 @@ void GroupState::Stop() {
         isStopped = true;
         stopped.swap(members);
     }
-    // A walk that was under way adds nothing any more, but still looks at the repository.
-    const Lock walkLock(walkMutex);
+    // A visit on another thread adds nothing any more, but still uses the repository.
+    const Lock visitLock(visitMutex);
     for (auto& [path, delivery] : stopped) {
         delivery.Stop();
         const Lock lock(mutex);

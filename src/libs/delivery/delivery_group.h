@@ -17,9 +17,9 @@ namespace velmora::delivery {
 class GroupState;
 
 /// The deliveries of all streams whose path matches a pattern, one for each stream, with a queue,
-/// counts and conditions of its own. Ends them when it goes.
+/// counts and conditions of its own. The destructor ends them.
 ///
-/// Its handler is called for several streams at a time where the dispatcher has several workers.
+/// The handler is called for several streams at a time if the dispatcher has several workers.
 /// The repository must outlive the group, or `Stop` comes first.
 ///
 /// \threadsafety guarded: but for assignment and destruction. Operations take the repository's and

@@ -62,7 +62,7 @@ class DELIVERY_API Dispatcher {
 
     /// As `Subscribe`, but hands over first what the stream holds, the oldest first, as changes of
     /// the kind `pushed` that rule and conditions are asked about; then every later change, none
-    /// missing and none twice. What the stream holds doesn't count for the capacity; of
+    /// missing and none twice. What the stream holds does not count towards the capacity; of
     /// `Overflow::keepLatest` only the newest of it is handed over.
     /// \throws what the rule throws for a sample of the stream
     [[nodiscard]] Delivery SubscribeWithHistory(core::tessaryn::Stream& stream, const Rule& rule,

@@ -54,8 +54,8 @@ class GroupState {
     const Handler handler;
     const DeliveryOptions options;
 
-    /// Held while the repository is walked, so that `Stop` can wait for the end of it.
-    std::mutex walkMutex;
+    /// Held while the repository is visited, so that `Stop` can wait for the end of it.
+    std::mutex visitMutex;
     mutable std::mutex mutex;
     // All below guarded by the mutex.
     std::map<std::string, Delivery> members;

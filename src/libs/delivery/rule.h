@@ -44,7 +44,7 @@ class DELIVERY_API Rule {
     bool Applies(core::tessaryn::SubscriptionArgs& args) const { return rule->Applies(args); }
 
     /// Whether the rule can apply to a sample of a type at all. False only for texts that need an
-    /// entry which the type doesn't have; rule objects may always apply.
+    /// entry that the type does not have; rule objects may always apply.
     /// \param type the type of the samples
     bool CanApplyTo(const core::tessaryn::StreamType& type) const;
 

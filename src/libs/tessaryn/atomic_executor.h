@@ -10,11 +10,11 @@
 
 namespace velmora::utils {
 
-/// Gives an object one recursive mutex and runs work of the caller under it.
+/// Gives an object a recursive mutex, and runs functions of the caller while it is locked.
 ///
-/// The lockable objects of the library derive from it and use the same mutex for their own
-/// operations, so that work passed to `AtomicExecute` is serialised with them. Not copyable: a
-/// mutex is not. `T` only gives each base a type of its own.
+/// Streams, groups and repositories derive from it and lock the same mutex in their own operations,
+/// so that work passed to `AtomicExecute` is serialised with them. `T` is not used: it makes the
+/// bases of different classes different types.
 ///
 /// \threadsafety guarded
 template <class T>
@@ -27,8 +27,7 @@ class AtomicExecutor {
     /// Runs `work` while the object's mutex is held; the calling thread may hold it already.
     ///
     /// `work` may call every operation of the same object. It must not wait for another thread
-    /// that needs the object.
-    /// \param work what to run
+    /// that locks the object.
     /// \throws std::bad_function_call when `work` is empty; whatever `work` throws. The mutex is
     /// released in every case.
     void AtomicExecute(std::function<void()> work) {
@@ -37,7 +36,7 @@ class AtomicExecutor {
     }
 
   protected:
-    /// Recursive, for public operations call other public operations of the same object.
+    /// Recursive, since public operations of an object call each other.
     mutable Poco::Mutex mutex;
 };
 

@@ -16,6 +16,7 @@
 
 #include <exception>
 #include <map>
+#include <new>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -37,7 +38,7 @@ serialization::ThrowErrorHandler Raise() {
     return serialization::Throw(false, Poco::Logger::root());
 }
 
-// Runs the reading of a node; whatever it throws gets the node's position.
+// Runs the reading of a node; whatever it throws, but for want of memory, gets the node's position.
 template <class Read>
 auto ReadAt(const INode& node, Read read) {
     const auto fail = [&node](const std::string& reason) {
@@ -47,6 +48,8 @@ auto ReadAt(const INode& node, Read read) {
     try {
         return read();
     } catch (const DocumentException&) {
+        throw;
+    } catch (const std::bad_alloc&) {
         throw;
     } catch (const serialization::SerializationException& error) {
         // Names the exact node.

@@ -20,22 +20,22 @@
 /// - `GroupNotFoundException`: a look-up of a group by name or path. "Group 'name' does not exist."
 /// - `ItemNotFoundException`: a look-up of an item by name or path. "Item 'name' does not exist."
 ///   The newest sample of an empty stream: "No Sample in Stream".
-/// - `StreamCreateException`: the samples of a stream's node can't be read. "Could not create
-///   stream. Reason: " and the reason.
+/// - `StreamCreateException`: the samples of a stream's node cannot be read. "Could not
+///   create stream. Reason: " and the reason.
 /// - `EntryNotFoundException`: a look-up of an entry by name. Names the entry, the type and its
 ///   version.
 /// - `VersionedObjectAlreadyExistsException`: a version is added twice. Names the version and the
 ///   collection.
 /// - `VersionedObjectNotFoundException`: a look-up of an absent version. Names the version and the
 ///   collection.
-/// - `WrongVersionException`: a version step is too small or passes the largest version. Tells
+/// - `WrongVersionException`: a version step is too small, or exceeds the largest version. Says
 ///   which.
 ///
 /// \threadsafety immutable
 
 namespace velmora::core::tessaryn {
 
-/// An entry was accessed through a type that its declared type does not accept.
+/// An entry was accessed as a type that is not compatible with its declared type.
 class TESSARYN_API TypeMismatchException : public BaseException {
   public:
     /// \param declared the entry's type
@@ -87,7 +87,7 @@ class TESSARYN_API StreamCreateException : public BaseException {
 /// A stream type has no entry of that name.
 class TESSARYN_API EntryNotFoundException : public BaseException {
   public:
-    /// \param message the whole text of `what()`
+    /// \param message the text of `what()`
     explicit EntryNotFoundException(const std::string& message);
     ~EntryNotFoundException() override;
 };
@@ -99,8 +99,8 @@ namespace velmora::utils {
 /// A version that is already in the collection was added.
 class TESSARYN_API VersionedObjectAlreadyExistsException : public BaseException {
   public:
-    /// \param message the whole text of `what()`
-    /// \param version the version that was to be added
+    /// \param message the text of `what()`
+    /// \param version the version to be added
     VersionedObjectAlreadyExistsException(const std::string& message, const Version& version);
     ~VersionedObjectAlreadyExistsException() override;
 
@@ -111,25 +111,25 @@ class TESSARYN_API VersionedObjectAlreadyExistsException : public BaseException 
     Version version;
 };
 
-/// A version that is not in the collection was asked for.
+/// A version that is not in the collection was looked up.
 class TESSARYN_API VersionedObjectNotFoundException : public BaseException {
   public:
-    /// \param message the whole text of `what()`
-    /// \param version the version that was asked for
+    /// \param message the text of `what()`
+    /// \param version the version that was looked up
     VersionedObjectNotFoundException(const std::string& message, const Version& version);
     ~VersionedObjectNotFoundException() override;
 
-    /// The version that was asked for; 0.0.0 where the latest of an empty collection was.
+    /// The version that was looked up; 0.0.0 for the latest of an empty collection.
     Version GetVersion() const { return version; }
 
   private:
     Version version;
 };
 
-/// A step from one version to the next is too small, or leads beyond the largest version.
+/// A step from one version to the next is too small, or exceeds the largest version.
 class TESSARYN_API WrongVersionException : public BaseException {
   public:
-    /// \param message the whole text of `what()`
+    /// \param message the text of `what()`
     /// \param version the step
     WrongVersionException(const std::string& message, const Version& version);
     ~WrongVersionException() override;

@@ -22,7 +22,7 @@ namespace velmora::core::tessaryn {
 /// before those of its sub-groups, and sub-groups are in ascending order of their names.
 ///
 /// A search tries the ways one after the other: as many steps as the full name has parts in an
-/// ordinary tree, but up to the number of groups in a tree that was made for it. Once the searches
+/// ordinary tree, and in the worst case as many as the tree has groups. Once the searches
 /// have taken as many steps as the tree has nodes, a hash table of all full names is built; it is
 /// used until a group changes. So n look-ups in a tree of m nodes cost O(n + m) steps while the
 /// tree stays as it is, and never more than twice those of the searches alone.
@@ -49,8 +49,8 @@ class FullNameIndex {
     std::vector<Node> nodes;
     // Nodes of collections by a hash of their full names.
     std::unordered_map<std::uint64_t, std::size_t> collections;
-    // How often groups had been changed when the table was built. The root of a repository has been
-    // changed once by the time of the first look-up.
+    // `CountChanges` of the groups when the table was built. It is not 0 at the first look-up,
+    // since the repository has added a collection to its root.
     std::uint64_t builtAt = 0;
     // Steps of all searches since the table was built, and of building it.
     std::size_t searchSteps = 0;

@@ -37,11 +37,11 @@ namespace velmora::core::tessaryn {
 ///
 /// Children are listed in ascending order of their names, compared byte by byte. Looking one up,
 /// adding and removing cost O(log n) of n children, whatever their names. A group must not outlive
-/// its parent. An operation that throws, which only `std::bad_alloc` makes it, changes nothing.
+/// its parent. Operations throw `std::bad_alloc` and what is documented; then they change nothing.
 ///
-/// \threadsafety guarded: every operation locks this group only, but `IsEmpty`, `GetName` and
-/// `GetFullName`, which take no lock. A pointer to a child stays valid until the child is removed;
-/// who keeps one across threads serialises through `AtomicExecute`.
+/// \threadsafety guarded: every operation locks this group only; `IsEmpty`, `GetName` and
+/// `GetFullName` take no lock. A pointer to a child is valid until the child is removed; use it
+/// inside `AtomicExecute` where another thread may remove the child.
 template <class Item, class Group>
 class TESSARYN_API GenericGroup : public INamedObject,
                                   public utils::AtomicExecutor<GenericGroup<Item, Group>> {
@@ -173,8 +173,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return groups.GetPointers();
     }
 
-    /// Whether the group has neither items nor sub-groups. Takes no lock: beside a change it gives
-    /// the answer from before or after.
+    /// Whether the group has neither items nor sub-groups. Takes no lock: during a change on
+    /// another thread it gives the state before or after.
     bool IsEmpty() const { return childCount.load(std::memory_order_relaxed) == 0; }
 
     /// Deletes the item of a name.
@@ -217,14 +217,14 @@ class TESSARYN_API GenericGroup : public INamedObject,
         CountChange();
     }
 
-    /// Number of changes to the children of all groups of this class in the process, so that what
-    /// was calculated from a tree can be seen to be outdated.
+    /// Number of changes to the children of all groups of this class in the process. A cache of
+    /// what was computed from a tree compares it.
     static std::uint64_t CountChanges() { return changes.load(std::memory_order_acquire); }
 
   protected:
     using Lock = Poco::ScopedLock<Poco::Mutex>;
 
-    /// After a change to `groups` or `items`, under the mutex still.
+    /// To be called after each change to `groups` or `items`, with the mutex still locked.
     void CountChange() {
         childCount.store(groups.GetSize() + items.GetSize(), std::memory_order_relaxed);
         changes.fetch_add(1, std::memory_order_release);
@@ -270,8 +270,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return stored;
     }
 
-    // Leaves a group that its parent no longer holds to its visitors, if there are any.
-    // \return the group, to be deleted; null when its last visitor will do that
+    // Hands a removed group over to its visitors, if there are any.
+    // \return the group, to be deleted; null when its last visitor deletes it
     static std::unique_ptr<Group> Retire(std::unique_ptr<Group> group) noexcept {
         const Lock lock(group->mutex);
         if (!group->visits.Remove()) {
@@ -280,8 +280,8 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return group;
     }
 
-    // Deletes all sub-groups from the leaves up, without a call per level: the tree may be deeper
-    // than the call stack, as long as there is memory to descend without it.
+    // Deletes all sub-groups from the leaves up, without recursion: the tree may be deeper than the
+    // call stack allows. Only where there is no memory for the path, a sub-tree recurses.
     void DeleteGroups() noexcept {
         std::vector<std::unique_ptr<Group>> path;
         for (;;) {

@@ -31,8 +31,8 @@ namespace velmora::core::tessaryn {
 /// \threadsafety guarded: look-ups, `Remove` and `Clear` hold the repository's mutex for their
 /// whole run and lock each group on the way, one at a time. `AddItem` and `AddGroup` rely on the
 /// locks of the groups that they touch. When another thread removes a group on the way, what is
-/// added below it is deleted with it, and the pointer returned is then dangling; who uses the
-/// pointer serialises through `AtomicExecute`.
+/// added below it is deleted with it, and the pointer returned is dangling; use the pointer inside
+/// `AtomicExecute` where another thread may remove groups.
 template <class Group, class Item>
 class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
   public:
@@ -86,7 +86,7 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
         for (const std::string& name : names) {
             visit.EnterOrAdd(name);
         }
-        // Lent like every group: another thread that removes it is the caller's affair.
+        // As for every pointer lent, the caller keeps other threads from removing the group.
         // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
         return &*visit;
     }

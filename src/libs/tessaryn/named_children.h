@@ -16,8 +16,8 @@ namespace velmora::core::tessaryn {
 
 /// Children of a group by name, owned.
 ///
-/// An ordered map: no choice of names makes it slow, as colliding ones make a hash table, and the
-/// order of listing depends on the names alone. An operation that throws changes nothing.
+/// An ordered map: unlike in a hash table, no choice of names makes it slow, and the order of
+/// listing depends on the names alone. An operation that throws changes nothing.
 ///
 /// \threadsafety external: the group locks
 template <class Child>

@@ -9,14 +9,14 @@
 
 namespace velmora::core {
 
-/// An object with a name, and with a full name made of those of the groups above it.
+/// An object with a name, and a full name that the groups above it qualify.
 ///
 /// \threadsafety external: names change only with the tree that holds the object
 class TESSARYN_API INamedObject {
   public:
     INamedObject() = default;
-    INamedObject(const INamedObject&) = default;             ///< copies
-    INamedObject& operator=(const INamedObject&) = default;  ///< copies
+    INamedObject(const INamedObject&) = default;
+    INamedObject& operator=(const INamedObject&) = default;
 
     // The order of these three is part of the binary interface.
     virtual ~INamedObject();

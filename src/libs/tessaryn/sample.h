@@ -27,12 +27,12 @@ class StreamType;
 /// All elements lie packed in one block of bytes, entry after entry, in the machine's byte order
 /// (little-endian); a table of byte offsets beside it says where each entry begins. Entries have
 /// the value type that the stream type declares and an element count of their own, which `Resize`
-/// and the whole-string setter change.
+/// and the setter of a text change.
 ///
 /// Invariants:
 /// 1. Entry i occupies the bytes [offset i, offset i+1); the last offset is the block's length.
-/// 2. The sample remembers how many offsets it has: a stream type that is changed later does not
-///    make it leave its memory.
+/// 2. The sample stores its number of offsets, so that it stays within its memory when entries are
+///    added to or removed from the stream type later.
 ///
 /// Entries are addressed by id (`EntryId`), elements by index from 0. Every typed setter and the
 /// setter of a `String` stamp the sample with the current time; the text setter, `Resize` and the

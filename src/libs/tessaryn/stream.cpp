@@ -6,13 +6,12 @@
 #include "serializer/serializer.h"
 #include "tessaryn/checked.h"
 #include "tessaryn/errors.h"
+#include "tessaryn/lock_order.h"
 #include "tessaryn/node_fields.h"
 #include "tessaryn/sample_access.h"
 #include "tessaryn/sample_view.h"
 #include "tessaryn/stream_type.h"
 #include "tessaryn/stream_type_repository.h"
-
-#include <Poco/ScopedLock.h>
 
 #include <algorithm>
 #include <functional>
@@ -31,7 +30,8 @@ using utils::Version;
 
 namespace {
 
-using Lock = Poco::ScopedLock<Poco::Mutex>;
+// The lock of the subscriptions lies behind that of the samples.
+using Lock = OrderedLock<LockRank::samples, sizeof(Stream)>;
 
 using Samples = SampleRing::Samples;
 using Order = SampleRing::Order;

@@ -3,6 +3,7 @@
 
 #include "tessaryn/stream_group.h"
 
+#include "tessaryn/lock_order.h"
 #include "tessaryn/node_fields.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -18,6 +19,12 @@ using serialization::NodeFlags;
 using serialization::NodeRef;
 using serialization::NodeSerializer;
 
+namespace {
+
+using GroupLock = OrderedLock<LockRank::streamGroup>;
+
+}  // namespace
+
 StreamGroup::StreamGroup(const std::string& name, const INamedObject* parent)
     : GenericGroup(name, parent, '.') {}
 
@@ -30,14 +37,17 @@ StreamGroup::StreamGroup(const NodeSerializer& serializer, const INode& node, IN
 StreamGroup::~StreamGroup() = default;
 
 Stream* StreamGroup::GetStreamPtr(const std::string& streamName) const {
+    const LockNote note(LockRank::streamGroup, &mutex);
     return GetItemPtr(streamName);
 }
 
 Stream& StreamGroup::GetStream(const std::string& streamName) const {
+    const LockNote note(LockRank::streamGroup, &mutex);
     return GetItem(streamName);
 }
 
 Stream* StreamGroup::AddStream(const std::string& streamName, StreamType* type, long maxSize) {
+    const LockNote note(LockRank::streamGroup, &mutex);
     Stream* const existing = GetItemPtr(streamName);
     return existing != nullptr ? existing
                                : AddItem(streamName, std::make_unique<Stream>(type, maxSize));
@@ -45,13 +55,14 @@ Stream* StreamGroup::AddStream(const std::string& streamName, StreamType* type, 
 
 Stream* StreamGroup::AddStream(const NodeSerializer& serializer, const INode& node,
                                const StreamTypeRepository& types) {
+    const LockNote note(LockRank::streamGroup, &mutex);
     const std::string streamName = ReadName(serializer, node);
     return AddItemMove(streamName, std::make_unique<Stream>(serializer, node, types));
 }
 
 void StreamGroup::Fill(const NodeSerializer& serializer, const INode& node,
                        const StreamTypeRepository& types) {
-    const Lock lock(mutex);
+    const GroupLock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
         auto group = std::make_unique<StreamGroup>(serializer, child, this, types);
         const std::string groupName = group->GetName();
@@ -70,7 +81,7 @@ void StreamGroup::Fill(const NodeSerializer& serializer, const INode& node,
 
 void StreamGroup::AddSamplesToExistingStreams(const NodeSerializer& serializer, const INode& node,
                                               const StreamTypeRepository& types) {
-    const Lock lock(mutex);
+    const GroupLock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
         StreamGroup* const group = GetGroupPtr(ReadName(serializer, child));
         if (group != nullptr) {
@@ -86,6 +97,7 @@ void StreamGroup::AddSamplesToExistingStreams(const NodeSerializer& serializer, 
 }
 
 bool StreamGroup::IsStreamTypeInUse(StreamType* type) const {
+    const LockNote note(LockRank::streamGroup, &mutex);
     // The groups from here down to the one that is searched, each locked. A call per level would
     // end trees that are deeper than the call stack.
     struct Level {
@@ -116,7 +128,7 @@ bool StreamGroup::IsStreamTypeInUse(StreamType* type) const {
 }
 
 void StreamGroup::Serialize(const NodeSerializer& serializer, INode& node) const {
-    const Lock lock(mutex);
+    const GroupLock lock(mutex);
     WriteName(serializer, node, NodeFlags::NodeName, GetName());
     NodeRef groupList = node.AddNode("Groups", NodeFlags::NodeList);
     for (const StreamGroup* group : GetAllGroupPtrs()) {

@@ -3,6 +3,7 @@
 
 #include "tessaryn/stream_repository.h"
 
+#include "tessaryn/lock_order.h"
 #include "tessaryn/node_fields.h"
 #include "tessaryn/private/stream_repository_private.h"
 #include "tessaryn/stream_type_repository.h"
@@ -11,6 +12,22 @@ namespace velmora::core::tessaryn {
 
 using serialization::INode;
 using serialization::NodeSerializer;
+
+namespace {
+
+using Implementation = std::unique_ptr<StreamRepositoryPrivate>;
+
+// For operations that take the repository's lock first.
+auto Locking(const Implementation& implementation) {
+    return LockingUse<LockRank::streamRepository, StreamRepositoryPrivate>(*implementation);
+}
+
+// For operations that take the locks of groups only.
+auto LockingGroups(const Implementation& implementation) {
+    return LockingUse<LockRank::streamGroup, StreamRepositoryPrivate>(*implementation);
+}
+
+}  // namespace
 
 StreamRepository::StreamRepository() = default;
 
@@ -26,49 +43,50 @@ StreamRepository::StreamRepository(Poco::Logger& logger, const NodeSerializer& s
 StreamRepository::~StreamRepository() = default;
 
 void StreamRepository::Serialize(const NodeSerializer& serializer, INode& node) const {
-    implementation->Serialize(serializer, node);
+    LockingGroups(implementation)->Serialize(serializer, node);
 }
 
 Stream& StreamRepository::GetStream(const std::string& path) const {
-    return implementation->GetStream(path);
+    return Locking(implementation)->GetStream(path);
 }
 
 StreamGroup& StreamRepository::GetGroup(const std::string& path) const {
-    return implementation->GetGroup(path);
+    return Locking(implementation)->GetGroup(path);
 }
 
 StreamGroup* StreamRepository::AddGroup(const std::string& path) {
-    return implementation->AddGroup(path);
+    return LockingGroups(implementation)->AddGroup(path);
 }
 
 Stream* StreamRepository::AddStream(const std::string& path, Stream* stream) {
-    return implementation->AddStream(path, std::unique_ptr<Stream>(stream));
+    return LockingGroups(implementation)->AddStream(path, std::unique_ptr<Stream>(stream));
 }
 
 Stream* StreamRepository::AddStream(const std::string& path, StreamType* type, long maxSize) {
-    return implementation->AddStream(path, type, maxSize);
+    return LockingGroups(implementation)->AddStream(path, type, maxSize);
 }
 
 Stream* StreamRepository::AddStream(const NodeSerializer& serializer, const INode& node,
                                     const StreamTypeRepository& types) {
     const std::string path = ReadName(serializer, node);
-    return implementation->AddStream(path, std::make_unique<Stream>(serializer, node, types));
+    return LockingGroups(implementation)
+        ->AddStream(path, std::make_unique<Stream>(serializer, node, types));
 }
 
 Stream* StreamRepository::GetStreamPtr(const std::string& path) const {
-    return implementation->GetItemPtr(path);
+    return Locking(implementation)->GetItemPtr(path);
 }
 
 Stream& StreamRepository::operator[](const std::string& path) const {
-    return implementation->GetStream(path);
+    return Locking(implementation)->GetStream(path);
 }
 
 StreamGroup* StreamRepository::GetGroupPtr(const std::string& path) const {
-    return implementation->GetGroupPtr(path);
+    return Locking(implementation)->GetGroupPtr(path);
 }
 
 StreamGroup& StreamRepository::GetRoot() const {
-    return implementation->GetLockedRoot();
+    return Locking(implementation)->GetLockedRoot();
 }
 
 char StreamRepository::groupSeparator() const {
@@ -77,7 +95,7 @@ char StreamRepository::groupSeparator() const {
 
 void StreamRepository::ForEachStream(
     const std::function<void(const std::string&, Stream&)>& visit) const {
-    implementation->ForEachItem([&](const std::string& path, Stream& stream) {
+    Locking(implementation)->ForEachItem([&](const std::string& path, Stream& stream) {
         visit(path, stream);
         return true;
     });
@@ -85,7 +103,7 @@ void StreamRepository::ForEachStream(
 
 std::string StreamRepository::PathOf(const Stream& stream) const {
     std::string found;
-    implementation->ForEachItem([&](const std::string& path, const Stream& other) {
+    Locking(implementation)->ForEachItem([&](const std::string& path, const Stream& other) {
         if (&other == &stream) {
             found = path;
         }
@@ -99,24 +117,24 @@ bool StreamRepository::IsEmpty() const {
 }
 
 bool StreamRepository::IsStreamTypeInUse(StreamType* type) const {
-    return implementation->IsStreamTypeInUse(type);
+    return Locking(implementation)->IsStreamTypeInUse(type);
 }
 
 bool StreamRepository::IsStreamTypeInUse(StreamTypeCollection* collection) const {
-    return implementation->IsStreamTypeInUse(collection);
+    return Locking(implementation)->IsStreamTypeInUse(collection);
 }
 
 bool StreamRepository::Remove(const std::string& path) {
-    return implementation->Remove(path);
+    return Locking(implementation)->Remove(path);
 }
 
 void StreamRepository::Clear() {
-    implementation->Clear();
+    Locking(implementation)->Clear();
 }
 
 void StreamRepository::Fill(const NodeSerializer& serializer, const INode& node,
                             const StreamTypeRepository& types) {
-    implementation->Fill(serializer, node, types);
+    Locking(implementation)->Fill(serializer, node, types);
 }
 
 }  // namespace velmora::core::tessaryn

@@ -29,7 +29,7 @@ struct SampleEntry {
 /// One version of a record layout: an ordered list of named, typed entries.
 ///
 /// From the entries follow the byte offsets by which a `Sample` packs its elements, entry after
-/// entry without padding, and the layout's hash by which two peers tell whether their samples are
+/// entry without padding, and the layout's hash by which two peers see whether their samples are
 /// interchangeable. An entry's index is its id. A type has no name of its own: it reports that of
 /// its parent, normally the `StreamTypeCollection` of all its versions.
 ///
@@ -153,7 +153,7 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
 
     /// Whether the two types have entries of the same names and value types in the same order, so
     /// that samples in binary form can be exchanged. Initial sizes, versions and names do not
-    /// matter. Stricter than equal hashes, which value types do not go into.
+    /// matter. Stricter than comparing hashes, which do not depend on value types.
     bool HasSameLayout(const StreamType& other) const;
 
     /// Removes an entry; later ones move down by one id. Linear in the number of entries.

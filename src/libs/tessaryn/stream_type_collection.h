@@ -45,8 +45,8 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
                          const serialization::INode& node, const INamedObject* parent);
 
     StreamTypeCollection(const StreamTypeCollection&) = delete;
-    /// Shares the types of `other` and forgets, undeleted, those held before: only one of the two
-    /// may be cleared or destroyed afterwards.
+    /// Shares the types of `other`, and does not delete those held before: only one of the two may
+    /// be cleared or destroyed afterwards.
     StreamTypeCollection& operator=(const StreamTypeCollection& other);
     ~StreamTypeCollection() override;
 
@@ -54,30 +54,33 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
     /// \throws utils::VersionedObjectAlreadyExistsException when the version is there
     /// \throws utils::WrongVersionException for 0.0.0 in an empty collection
     StreamType& Add(const utils::Version& version);
-    /// Makes a type from its node, under the version that the node tells.
+    /// Makes a type from its node, under the version in the node.
     /// \throws as above, and what the `StreamType` constructor from a node throws
     StreamType& Add(const serialization::NodeSerializer& serializer,
                     const serialization::INode& node);
 
     /// Makes an empty type as the new latest one.
     /// \param delta step from the latest version, or from 0.0.0
-    /// \throws utils::WrongVersionException for a step too small, or beyond the largest version
+    /// \throws utils::WrongVersionException when the step is too small, or the sum exceeds the largest
+    /// version
     StreamType& PushNew(const utils::Version& delta);
-    /// Makes a type from its node as the new latest one. The version that the node tells is the
-    /// step: the type is stored under the latest version plus this one, and keeps its own.
+    /// Makes a type from its node as the new latest one. The version in the node is the step:
+    /// the type is stored under the latest version plus the step, but its own `GetVersion` gives
+    /// the step.
     /// \throws as above, and what the `StreamType` constructor from a node throws
     StreamType& PushNew(const serialization::NodeSerializer& serializer,
                         const serialization::INode& node);
 
-    /// Makes a type with the entries of another as the new latest one: the way to the next version.
+    /// Makes a type with the entries of another as the new latest one.
     /// \param layout gives the entries, but not its version; may be a type of this collection
     /// \param delta step from the latest version, or from 0.0.0
-    /// \throws utils::WrongVersionException for a step too small, or beyond the largest version
+    /// \throws utils::WrongVersionException when the step is too small, or the sum exceeds the largest
+    /// version
     StreamType& PushCopy(const StreamType& layout, const utils::Version& delta);
 
     std::string GetName() const override;
-    /// The parent's full name, unless empty, then "." and the name; whatever a repository splits
-    /// paths at.
+    /// The parent's full name, unless empty, then "." and the name. The separator of a repository's
+    /// paths does not matter.
     std::string GetFullName() const override;
 
     /// The group that holds the collection; may be null.

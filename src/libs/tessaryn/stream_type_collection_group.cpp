@@ -3,6 +3,7 @@
 
 #include "tessaryn/stream_type_collection_group.h"
 
+#include "tessaryn/lock_order.h"
 #include "tessaryn/node_fields.h"
 
 #include <memory>
@@ -15,6 +16,12 @@ using serialization::INode;
 using serialization::NodeFlags;
 using serialization::NodeRef;
 using serialization::NodeSerializer;
+
+namespace {
+
+using GroupLock = OrderedLock<LockRank::typeGroup>;
+
+}  // namespace
 
 StreamTypeCollectionGroup::StreamTypeCollectionGroup(const std::string& name,
                                                      const INamedObject* parent)
@@ -49,7 +56,7 @@ StreamTypeCollection* StreamTypeCollectionGroup::GetPtr(const std::string& colle
 }
 
 void StreamTypeCollectionGroup::Fill(const NodeSerializer& serializer, const INode& node) {
-    const Lock lock(mutex);
+    const GroupLock lock(mutex);
     for (const NodeRef& child : node["Groups"].GetNodes()) {
         auto group = std::make_unique<StreamTypeCollectionGroup>(serializer, child, this);
         const std::string groupName = group->GetName();
@@ -80,7 +87,7 @@ void StreamTypeCollectionGroup::RemoveAllTypesOfVersion(const utils::Version& ve
 }
 
 void StreamTypeCollectionGroup::Serialize(const NodeSerializer& serializer, INode& node) const {
-    const Lock lock(mutex);
+    const GroupLock lock(mutex);
     WriteName(serializer, node, NodeFlags::NodeName, GetName());
     NodeRef groupList = node.AddNode("Groups", NodeFlags::NodeList);
     for (const StreamTypeCollectionGroup* group : GetAllGroupPtrs()) {

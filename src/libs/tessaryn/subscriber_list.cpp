@@ -4,6 +4,7 @@
 #include "tessaryn/subscriber_list.h"
 
 #include "tessaryn/library_rule.h"
+#include "tessaryn/lock_order.h"
 #include "tessaryn/rule_index.h"
 #include "tessaryn/rule_program.h"
 #include "tessaryn/sample.h"
@@ -11,8 +12,6 @@
 #include "tessaryn/sample_view.h"
 #include "tessaryn/stored_rule.h"
 #include "tessaryn/stream_type.h"
-
-#include <Poco/ScopedLock.h>
 
 #include <new>
 #include <optional>
@@ -22,7 +21,7 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-using Lock = Poco::ScopedLock<Poco::Mutex>;
+using Lock = OrderedLock<LockRank::subscriptions>;
 
 // Asking fewer subscribers one by one takes no longer than selecting those to be asked.
 constexpr std::size_t minIndexed = 24;

@@ -26,7 +26,7 @@ enum StreamChangeType : unsigned char {
 struct SubscriptionArgs {
     StreamChangeType changeType;
     /// A copy of the sample concerned; never null. \ownership lends: valid only during the
-    /// notification. What a delegate changes in it, later subscriptions see; the stream doesn't.
+    /// notification. What a delegate changes in it, later subscriptions see; the stream does not.
     Sample* sample;
     /// The value that the caller gave to `Stream::PushNew(std::istream&, void*)` or
     /// `Stream::DeserializeLatest`; null for every other change.

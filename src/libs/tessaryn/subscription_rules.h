@@ -152,7 +152,7 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule
     ExpressionRule& operator=(const ExpressionRule&) = default;
     /// Whether the expression's value converts to true.
     /// \throws Poco::InvalidAccessException "Can not convert empty value." when the expression has
-    /// no value, such as an entry that the sample doesn't have, read outside a comparison
+    /// no value, such as an entry that the sample does not have, read outside a comparison
     /// \throws Poco::BadCastException when the value does not convert to bool, such as several
     /// elements
     /// \throws std::out_of_range when an entry without elements is asked for its first or last one

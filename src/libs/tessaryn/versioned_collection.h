@@ -22,9 +22,9 @@ namespace velmora::utils {
 /// 2. Versions ascend strictly.
 /// 3. The collection owns its objects and deletes them on removal, replacement and destruction.
 ///
-/// Copying copies the pointers: source and copy then refer to the same objects, so a class that
-/// derives from this and may be destroyed beside its source has to give itself objects of its own.
-/// Every failure leaves the collection as it was.
+/// Copies are shallow: a copy holds the same pointers and would delete the same objects. A derived
+/// class whose copies are destroyed independently must copy the objects. An operation that throws
+/// changes nothing.
 ///
 /// \threadsafety external
 template <class T>
@@ -36,9 +36,7 @@ class VersionedCollection {
 
     VersionedCollection(const VersionedCollection&) = default;  ///< shares the objects
 
-    /// Takes over the pointers and the name of `other`; the objects held before are not deleted.
-    /// \param other the source
-    /// \return the collection itself
+    /// Copies the pointers and the name; the objects held before are not deleted.
     VersionedCollection& operator=(const VersionedCollection& other) {
         std::vector<T*> sharedObjects(other.objects);
         std::vector<Version> sameVersions(other.versions);
@@ -53,10 +51,8 @@ class VersionedCollection {
     virtual ~VersionedCollection() { Clear(); }
 
     /// Inserts an object at its place in version order.
-    /// \param object \ownership takes: when this throws, the object has been deleted
-    /// \param version its version
-    /// \return the object
-    /// \throws VersionedObjectAlreadyExistsException when the version is there
+    /// \param object \ownership takes: deleted when this throws
+    /// \throws VersionedObjectAlreadyExistsException when the version exists
     /// \throws WrongVersionException when the version is 0.0.0 and the collection is empty
     /// \throws std::bad_alloc
     T& Add(T* object, const Version& version) {
@@ -80,11 +76,10 @@ class VersionedCollection {
     }
 
     /// Appends an object as the new latest one.
-    /// \param object \ownership takes: when this throws, the object has been deleted
+    /// \param object \ownership takes: deleted when this throws
     /// \param versionDelta step from the latest version, or from 0.0.0 when empty
-    /// \return the object
     /// \throws WrongVersionException when the step is smaller than `Version::SmallestDelta()`, or
-    /// leads beyond the largest version
+    /// the sum exceeds the largest version
     /// \throws std::bad_alloc
     T& PushNew(T* object, const Version& versionDelta) {
         std::unique_ptr<T> owner(object);
@@ -107,7 +102,6 @@ class VersionedCollection {
     }
 
     /// The object of a version, or of the latest for `Version::Latest()`; null when absent.
-    /// \param version the version
     /// \return \ownership lends: until the version is removed or replaced
     T* GetPtr(const Version& version) const {
         if (version == Version::Latest()) {
@@ -118,7 +112,6 @@ class VersionedCollection {
     }
 
     /// As `GetPtr`.
-    /// \param version the version
     /// \throws VersionedObjectNotFoundException when absent
     T& Get(const Version& version) const {
         T* const object = GetPtr(version);
@@ -131,7 +124,6 @@ class VersionedCollection {
     }
 
     /// As `Get`.
-    /// \param version the version
     T& operator[](const Version& version) const { return Get(version); }
 
     /// The object of the highest version.
@@ -153,14 +145,14 @@ class VersionedCollection {
     }
 
     /// All objects in ascending order of their versions.
-    /// \return \ownership lends: the collection goes on owning them
+    /// \return \ownership lends
     std::vector<T*> GetAll() const { return objects; }
 
     /// Whether there is no version.
     bool IsEmpty() const { return objects.empty(); }
 
-    /// Deletes the object of that very version, if there; `Version::Latest()` means itself here.
-    /// \param version the version
+    /// Deletes the object of a version, if present. `Version::Latest()` is not the latest one here,
+    /// but the version 255.255.65535.
     void Remove(const Version& version) {
         const std::size_t index = Find(version);
         if (index < objects.size()) {
@@ -187,7 +179,6 @@ class VersionedCollection {
 
   protected:
     /// Replaces the object of a version; nothing happens when the version is absent.
-    /// \param version the version
     /// \param object \ownership takes on success: not taken when the version is absent
     void Set(const Version& version, T* object) {
         const std::size_t index = Find(version);
@@ -209,7 +200,7 @@ class VersionedCollection {
     std::string name;               ///< appears in the messages of exceptions
 
   private:
-    /// Index of a version, or a number beyond the last index.
+    /// Index of a version; the number of versions when absent.
     std::size_t Find(const Version& version) const {
         const auto place = std::lower_bound(versions.begin(), versions.end(), version);
         const bool found = place != versions.end() && *place == version;
@@ -217,7 +208,7 @@ class VersionedCollection {
                      : versions.size();
     }
 
-    /// After this, one more element can be put into both vectors without a throw.
+    /// Reserves memory, so that inserting one more element into both vectors cannot throw.
     void MakeRoom() {
         const std::size_t wanted = objects.size() + 1;
         if (objects.capacity() < wanted) {

@@ -49,7 +49,8 @@ _tessaryn() {
                     COMPREPLY+=(host)
                 fi
                 ;;
-            show | convert) _tessaryn_files xml json ;;
+            show) _tessaryn_files xml json ;;
+            convert) _tessaryn_files xml json db csv ndjson ;;
         esac
         return
     fi

@@ -66,5 +66,26 @@ TEST(ShowCommand, FindsGroupsTypesAndStreamsByPath) {
     }
 }
 
+TEST(ShowCommand, PrintsWhatAHistoryHas) {
+    const Folder folder;
+    const std::string xml = folder.PathOf("a.xml");
+    const std::string history = folder.PathOf("a.db");
+    ASSERT_EQ(RunTool("watch - --quiet --stream plant/a --save " + xml,
+                      "time,x\n2020-01-01,1\n1960-01-01,2\n")
+                  .status,
+              0);
+    EXPECT_THAT(RunTool("convert " + xml + " " + history).err, testing::HasSubstr("1 sample came"));
+    EXPECT_EQ(RunTool("show " + history + " plant/").out,
+              "streams\n  plant/a\n    type plant.a 1.0.0  2 samples  table velmora_rows_1\n"
+              "      1960-01-01T00:00:00Z to 2020-01-01T00:00:00Z\n      x  Int64\n");
+    EXPECT_EQ(RunTool("show --output ndjson " + history).out,
+              R"({"kind":"stream","path":"plant/a","type":"plant.a","version":"1.0.0","samples":2,)"
+              R"("first":"1960-01-01T00:00:00Z","last":"2020-01-01T00:00:00Z",)"
+              R"("table":"velmora_rows_1","entries":[{"name":"x","type":"Int64"}]})"
+              "\n");
+    ExpectFailure("show " + history + " plan", "there is no group or stream 'plan'");
+    ExpectFailure("convert " + xml + " " + history, "exists already; tessaryn record adds to");
+}
+
 }  // namespace
 }  // namespace velmora::tool

@@ -139,7 +139,7 @@ class TESSARYN_API RLNotExpr : public RLExpr {
 /// Base of the comparisons of a value with a literal.
 ///
 /// The literal is converted to the type of the value, and both are compared as that type: 7.5
-/// equals the integer 7. A literal that can't be converted makes every comparison false, "!="
+/// equals the integer 7. A literal that cannot be converted makes every comparison false, "!="
 /// included, and so does a missing value. Several elements pass when each of them does.
 /// \threadsafety immutable
 class TESSARYN_API RLRelExpr : public RLExpr {
@@ -248,7 +248,8 @@ class TESSARYN_API RLGeExpr : public RLRelExpr {
 
 /// "entry.property": type, size, exists, front or back of an entry.
 ///
-/// Of an entry that the sample doesn't have only "exists" has a value; nor has any other property.
+/// Of an entry that the sample does not have, only "exists" has a value; nor has any other
+/// property.
 /// \threadsafety immutable
 class TESSARYN_API RLPropExpr : public RLExpr {
   public:

@@ -3,38 +3,61 @@
 
 #include "commands/convert_command.h"
 
-#include "command_error.h"
 #include "storage/document_file.h"
-#include "text/escaped_text.h"
+#include "terminal/message.h"
+#include "transfer/open_transfer.h"
 
 namespace velmora::tool {
 
 namespace {
 
 constexpr const char* details =
-    R"(The endings, .xml or .json, determine the formats. The conversion keeps all nodes: a
-document converted to the other format and back is the same, byte for byte. TO is
-replaced atomically; on failure it is unchanged.)";
+    R"(The endings determine the forms: .xml and .json are documents, .db is a history, .csv is
+a table with a header, .ndjson has a JSON object a line. A document converted to the other form and
+back is the same, byte for byte, unless samples were selected. A table has the column
+"stream" where there are several streams, and arrays with ";" between their elements.
+What the form cannot hold is reported. TO is replaced atomically, but a history
+must be new; on failure it is unchanged.)";
+
+void ConvertSamples(const ConvertOptions& options) {
+    const auto reader = MakeReader(options.from, options.maxMemory);
+    SampleFilter filter(options.filter, *reader);
+    const auto writer = MakeWriter(options.to, filter.GetStreams(), reader->GetSeparator());
+    while (filter.Next()) {
+        writer->Write(filter.GetPath(), filter.GetSample());
+    }
+    writer->Finish();
+    if (!options.quiet) {
+        for (const std::string& loss : writer->GetLosses()) {
+            PrintMessage("note: ", loss);
+        }
+    }
+}
 
 }  // namespace
 
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
     CLI::App* const convert =
-        app.add_subcommand("convert", "Convert a document between XML and JSON");
-    convert->add_option("FROM", options.from, "Document to read, .xml or .json")->required();
-    convert->add_option("TO", options.to, "Document to write, .xml or .json")->required();
+        app.add_subcommand("convert", "Write the samples of a file in another form");
+    convert->add_option("FROM", options.from, "File to read: .xml, .json or .db")->required();
+    convert->add_option("TO", options.to, "File to write: .xml, .json, .db, .csv or .ndjson")
+        ->required();
+    AddFilterOptions(*convert, options.filter);
+    convert->add_flag("--quiet", options.quiet, "Print no notes");
     AddMemoryOption(*convert, options.maxMemory);
     convert->footer(details);
     return convert;
 }
 
 void RunConvert(const ConvertOptions& options) {
-    if (!storage::IsDocumentPath(options.to)) {
-        throw CommandError(Quoted(options.to) + " does not end in .xml or .json");
+    if (GetFileKind(options.to) == FileKind::document && options.filter.IsEmpty() &&
+        !IsDatabase(options.from)) {
+        core::serialization::ReadLimits limits;
+        limits.maxMemory = options.maxMemory;
+        storage::SaveTree(options.to, storage::LoadTree(options.from, limits));
+        return;
     }
-    core::serialization::ReadLimits limits;
-    limits.maxMemory = options.maxMemory;
-    storage::SaveTree(options.to, storage::LoadTree(options.from, limits));
+    ConvertSamples(options);
 }
 
 }  // namespace velmora::tool

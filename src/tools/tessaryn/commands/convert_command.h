@@ -4,6 +4,7 @@
 #pragma once
 
 #include "commands/memory_option.h"
+#include "transfer/sample_filter.h"
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +17,8 @@ namespace velmora::tool {
 struct ConvertOptions {
     std::string from;
     std::string to;
+    FilterOptions filter;
+    bool quiet = false;
     std::uint64_t maxMemory = defaultMaxMemory;
 };
 
@@ -23,8 +26,10 @@ struct ConvertOptions {
 /// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options);
 
-/// Writes the tree of one document as another, whether or not it is one of types and streams.
-/// \throws storage::StorageException when one cannot be read or the other cannot be written
+/// Writes the samples of one file as another. All of a document as a document is its tree, whether
+/// or not it is one of types and streams.
+/// \throws CommandError, storage::StorageException when one cannot be read or the other cannot be
+/// written
 void RunConvert(const ConvertOptions& options);
 
 }  // namespace velmora::tool

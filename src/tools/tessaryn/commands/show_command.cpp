@@ -4,12 +4,14 @@
 #include "commands/show_command.h"
 
 #include "command_error.h"
+#include "commands/show_history.h"
 #include "document/document_printer.h"
 #include "storage/document.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 #include "text/escaped_text.h"
+#include "transfer/open_transfer.h"
 
 #include <algorithm>
 
@@ -21,13 +23,16 @@ namespace {
 
 constexpr const char* details =
     R"(FILE is a document of types and streams as "tessaryn watch --save" writes it, .xml
-or .json. PATH selects one group, type or stream; the separator is that of the
-document, "/" unless another program wrote it.
+or .json, or a history as "tessaryn record" writes it. PATH selects one group, type or
+stream; the separator is that of the document, "/" unless another program wrote it.
 
-Printed are for a type its versions, each with its hash in hexadecimal and its entries;
-for a stream its type, the number of samples and their maximum, the first and the last
-time and, for each element of a numeric entry, the minimum, the maximum and the last
-value in the order of time. A chart shows up to 40 means of the values over time; where
+Of a history, each stream is printed with its types, and the number and times of their
+samples.
+
+Of a document, printed are for a type its versions, each with its hash in hexadecimal
+and its entries; for a stream its type, the number of samples and their maximum, the
+first and the last time and, for each element of a numeric entry, the minimum, the
+maximum and the last value in the order of time. A chart shows up to 40 means of the values over time; where
 the locale is not UTF-8, with the characters "_.-~=+*#".
 
 The format ndjson has one object per line: "kind" is "type group", "type",
@@ -104,8 +109,9 @@ bool PrintTree(DocumentPrinter& printer, DocumentPrinter::Tree tree, const std::
 }  // namespace
 
 CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
-    CLI::App* const show = app.add_subcommand("show", "Print the types and streams of a document");
-    show->add_option("FILE", options.file, "Document, .xml or .json")->required();
+    CLI::App* const show =
+        app.add_subcommand("show", "Print the types and streams of a document or a history");
+    show->add_option("FILE", options.file, "Document, .xml or .json, or history")->required();
     show->add_option("PATH", options.path, "Group, type or stream; everything unless given");
     show->add_option("--output", options.output, "Output format: text or ndjson")
         ->check(CLI::IsMember({"text", "ndjson"}))
@@ -117,6 +123,10 @@ CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
 }
 
 void RunShow(const ShowOptions& options) {
+    if (IsDatabase(options.file)) {
+        ShowHistory(options.file, options.path, options.output == "ndjson");
+        return;
+    }
     const tsn::Document document = LoadWithin(options.maxMemory, options.file);
     StandardOutput output;
     const auto printer =

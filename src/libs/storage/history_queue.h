@@ -1,0 +1,100 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "storage/history_batch.h"
+#include "storage/history_writer_options.h"
+#include "tessaryn/sample.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+namespace velmora::storage {
+
+/// The samples that wait for a history, and the thread that writes them.
+///
+/// Samples wait in chunks of a transaction's size. The thread takes one, writes it without the
+/// lock, and keeps it until it is committed.
+///
+/// \threadsafety guarded
+class HistoryQueue {
+  public:
+    HistoryQueue(const std::string& file, HistoryWriterOptions options);
+    HistoryQueue(const HistoryQueue&) = delete;
+    HistoryQueue& operator=(const HistoryQueue&) = delete;
+    /// As `Close`, but throws nothing.
+    ~HistoryQueue();
+
+    /// As `HistoryWriter::Write`.
+    void Push(const std::string& path, core::tessaryn::Sample sample, bool isOnlyIfNew);
+    /// As `Push`, but where that throws a HistoryException or the queue is closed this only counts.
+    void TryPush(const std::string& path, core::tessaryn::Sample sample, bool isOnlyIfNew);
+    void Flush();
+    void Close();
+    HistoryWriterStatistics GetStatistics() const;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
+    struct Chunk {
+        std::vector<QueuedSample> samples = {};
+        Clock::time_point begin = {};  ///< when the first came
+    };
+
+    bool WaitForRoom(Lock& lock);
+    void Append(const std::string& path, core::tessaryn::Sample&& sample, bool isOnlyIfNew);
+    BatchWriter& GetWriter();
+    void Run();
+    bool IsEmpty() const { return appended == processed; }
+    Clock::time_point NextWrite() const;
+    Clock::time_point NextRetention() const;
+    void WriteBatch(Lock& lock);
+    void Finish(const BatchWriter::Result& result, std::size_t size);
+    void Fail(const std::exception_ptr& error, const std::string& message);
+    void Retain(Lock& lock);
+    void Report(const std::exception& error) const noexcept;
+
+    const std::string file;
+    const HistoryWriterOptions options;
+
+    // Of the thread alone, but for construction and the end: null after a failure that may need the
+    // file to be opened again; and what is being written.
+    std::unique_ptr<BatchWriter> writer;
+    Chunk inHand;
+
+    mutable std::mutex mutex;
+    // All below guarded by the mutex.
+    std::deque<Chunk> chunks;
+    /// The keys are what the samples' paths point to.
+    std::unordered_set<std::string> paths;
+    HistoryWriterStatistics counts;
+    /// Samples that came into the queue, and that left it, since the beginning.
+    std::uint64_t appended = 0;
+    std::uint64_t processed = 0;
+    /// Somebody waits for the queue to be written.
+    bool isFlushing = false;
+    /// There may be rows that exceed the limits.
+    bool hasSurplus = false;
+    std::size_t lastBatch = 0;
+    Clock::time_point firstInHand;
+    Clock::time_point retryTime;
+    Clock::time_point retentionTime;
+    std::exception_ptr failure;  ///< of the last transaction; null when it did not fail
+    bool isStopping = false;
+    bool isStopped = false;
+    std::condition_variable workAdded;
+    std::condition_variable workDone;
+    std::thread thread;
+};
+
+}  // namespace velmora::storage
