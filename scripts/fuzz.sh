@@ -7,7 +7,7 @@ fuzz_length() {
     case "$1" in
         documents) echo 4000 ;;
         paths) echo 150 ;;
-        repositories) echo 8000 ;;
+        repositories) echo 16000 ;;
         rule_text) echo 4000 ;;
         *) echo 500 ;;
     esac

@@ -15,7 +15,7 @@ namespace velmora::test {
 namespace {
 
 // What any operation may take, whatever its input. The sanitizers make it several times as slow.
-constexpr std::uint64_t baseBytes = std::uint64_t{256} * 1024;
+constexpr std::uint64_t baseBytes = std::uint64_t{96} * 1024;
 constexpr double baseSeconds = 0.2;
 constexpr double secondsPerByte = 20e-6;
 

@@ -18,6 +18,7 @@
 #include <iterator>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -85,6 +86,8 @@ std::size_t GetMaxSampleSize(const StreamTypeRepository& types, std::size_t inpu
             }
         }
     });
+    const CostLimit limit("Missing a type by a name of dots", inputSize, 30);
+    EXPECT_EQ(types.FindByFullName(std::string(30, '.') + '?'), nullptr);
     return maxSize;
 }
 
@@ -135,6 +138,17 @@ NodeSpec SpecOf(const NodeRef& node) {
     return spec;
 }
 
+std::size_t CountNodes(const std::vector<NodeSpec>& specs) {
+    std::size_t count = specs.size();
+    for (const NodeSpec& spec : specs) {
+        count += CountNodes(spec.children);
+    }
+    return count;
+}
+
+// More do not fit into an input.
+constexpr std::size_t maxNodes = 1'500;
+
 void ListAll(NodeSpec& spec, std::vector<NodeSpec*>& all) {
     all.push_back(&spec);
     for (NodeSpec& child : spec.children) {
@@ -142,31 +156,74 @@ void ListAll(NodeSpec& spec, std::vector<NodeSpec*>& all) {
     }
 }
 
-// The pairs of a list and a list of the same name somewhere inside it.
-void ListNested(NodeSpec& node, std::vector<NodeSpec*>& ancestors,
-                std::vector<std::pair<NodeSpec*, NodeSpec*>>& nested) {
-    for (NodeSpec* ancestor : ancestors) {
-        if (ancestor->name == node.name) {
-            nested.emplace_back(ancestor, &node);
+// A list, and where a list of the same name is inside it: the indexes on the way down.
+struct Nesting {
+    NodeSpec* outer;
+    std::vector<std::size_t> way;
+};
+
+void ListNestings(NodeSpec& node, std::vector<Nesting>& open, std::vector<Nesting>& found) {
+    for (const Nesting& nesting : open) {
+        if (nesting.outer->name == node.name && !nesting.outer->children.empty() &&
+            node.children.empty()) {
+            found.push_back(nesting);
         }
     }
-    ancestors.push_back(&node);
-    for (NodeSpec& child : node.children) {
-        ListNested(child, ancestors, nested);
+    open.push_back({&node, {}});
+    for (std::size_t i = 0; i < node.children.size(); ++i) {
+        for (Nesting& nesting : open) {
+            nesting.way.push_back(i);
+        }
+        ListNestings(node.children[i], open, found);
+        for (Nesting& nesting : open) {
+            nesting.way.pop_back();
+        }
     }
-    ancestors.pop_back();
+    open.pop_back();
 }
 
-// Copies an element of a list into a list that it contains, such as a group into its own groups.
+// Puts the elements of a list into a list inside it, such as the groups of a group into the groups
+// of one of them, and does the same with the result again and again.
 void Nest(NodeSpec& root, std::minstd_rand& random) {
-    std::vector<NodeSpec*> ancestors;
-    std::vector<std::pair<NodeSpec*, NodeSpec*>> nested;
-    ListNested(root, ancestors, nested);
-    if (!nested.empty()) {
-        const auto [outer, inner] = nested[random() % nested.size()];
-        const NodeSpec element = outer->children[random() % outer->children.size()];
-        inner->children.push_back(element);
+    std::vector<Nesting> open;
+    std::vector<Nesting> found;
+    ListNestings(root, open, found);
+    if (found.empty()) {
+        return;
     }
+    const auto& [outer, way] = found[random() % found.size()];
+    const std::vector<NodeSpec> elements = outer->children;
+    const std::size_t mostLevels = 1 + maxNodes / (1 + CountNodes(elements));
+    for (auto levels = std::min(std::size_t{1} << random() % 6, mostLevels); levels > 0; --levels) {
+        std::vector<NodeSpec> nested = elements;
+        NodeSpec* inner = &nested[way.front()];
+        for (std::size_t i = 1; i < way.size(); ++i) {
+            inner = &inner->children[way[i]];
+        }
+        inner->children = std::exchange(outer->children, {});
+        outer->children = std::move(nested);
+    }
+}
+
+// Gives the innermost lists with elements of one name more of them, each with a name or key of its
+// own. Returns whether there were any.
+bool Repeat(NodeSpec& list, const std::string& name, unsigned count) {
+    bool isRepeated = false;
+    for (NodeSpec& child : list.children) {
+        isRepeated = Repeat(child, name, count) || isRepeated;
+    }
+    if (isRepeated || list.children.empty() || list.children.front().name != name) {
+        return isRepeated;
+    }
+    const std::size_t most = maxNodes / (1 + CountNodes(list.children.front().children));
+    for (std::size_t i = 0; i < std::min<std::size_t>(count, most); ++i) {
+        NodeSpec copy = list.children.front();
+        if (!copy.children.empty() && copy.children.front().value) {
+            *copy.children.front().value += std::to_string(i);
+        }
+        list.children.push_back(std::move(copy));
+    }
+    return true;
 }
 
 void Mutate(NodeSpec& root, std::minstd_rand& random) {
@@ -184,7 +241,7 @@ void Mutate(NodeSpec& root, std::minstd_rand& random) {
     ListAll(root, all);
     NodeSpec& some = *all[random() % all.size()];
     const NodeSpec other = *all[random() % all.size()];
-    const unsigned action = random() % 8;
+    const unsigned action = random() % 7;
     if (action == 0) {
         some.value = values[random() % std::size(values)];
     } else if (action == 1) {
@@ -194,12 +251,37 @@ void Mutate(NodeSpec& root, std::minstd_rand& random) {
     } else if (action == 3 && !some.children.empty()) {
         some.children.erase(some.children.begin() +
                             static_cast<std::ptrdiff_t>(random() % some.children.size()));
-    } else if (all.size() < 250 && action < 6) {
+    } else if (action == 4 && some.value && some.value->size() < 100) {
+        for (unsigned i = random() % 6; i > 0; --i) {
+            *some.value += (random() % 2 == 0 ? ";" : "") + *some.value;
+        }
+    } else if (all.size() < maxNodes) {
         some.children.push_back(other);
-    } else if (all.size() < 250) {
-        Nest(root, random);
     }
 }
+
+// Makes a document long or deep in one step, which shows what it costs.
+void Grow(NodeSpec& root, std::minstd_rand& random) {
+    std::vector<NodeSpec*> all;
+    ListAll(root, all);
+    const std::string name = all[random() % all.size()]->name;
+    if (random() % 2 == 0) {
+        Nest(root, random);
+    } else {
+        Repeat(root, name, 1U << random() % 8);
+    }
+}
+
+// Without the blanks that make a document easy to read.
+std::string CompactText(const NodeTree& tree) {
+    std::istringstream lines(Write(json, tree));
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+        text += line.substr(std::min(line.find_first_not_of(' '), line.size()));
+    }
+    return text;
+}
+
 }  // namespace
 
 // The bytes are a document with a repository of types and one of streams. They are refused with a
@@ -264,10 +346,16 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t 
         return LLVMFuzzerMutate(bytes, size, maxSize);
     }
     NodeSpec spec = SpecOf(tree->GetRoot());
-    for (unsigned i = 1 + random() % 4; i > 0; --i) {
-        Mutate(spec, random);
+    if (random() % 3 == 0) {
+        Grow(spec, random);
+    } else {
+        for (unsigned i = 1 + random() % 4; i > 0; --i) {
+            Mutate(spec, random);
+        }
     }
     const BuiltTree built(spec.children);
-    const std::string text = Write(json, built.Tree());
-    return text.size() > maxSize ? size : text.copy(reinterpret_cast<char*>(bytes), text.size());
+    const std::string text = MadeOrRefused([&] { return CompactText(built.Tree()); });
+    return text.empty() || text.size() > maxSize
+               ? size
+               : text.copy(reinterpret_cast<char*>(bytes), text.size());
 }

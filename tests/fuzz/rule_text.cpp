@@ -13,7 +13,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <random>
+#include <string>
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* bytes, std::size_t size, std::size_t maxSize);
 
 namespace velmora::test {
 
@@ -119,7 +125,7 @@ void Fuzz(std::string_view input) {
     const RandomRule rule = made ? RuleMaker(choices).Expression(0, true) : RandomRule{text, ""};
     std::shared_ptr<RLExpr> tree;
     try {
-        const CostLimit limit("Parsing", rule.text.size(), 1'000);
+        const CostLimit limit("Parsing", rule.text.size(), 500);
         tree = Parse(rule.text);
     } catch (const RuleSyntaxException& error) {
         ASSERT_TRUE(!made) << rule.text;
@@ -131,17 +137,37 @@ void Fuzz(std::string_view input) {
     ASSERT_EQ(DumpOf(Parse(text).get()), DumpOf(tree.get())) << rule.text << " " << text;
     std::string description;
     {
-        const CostLimit limit("Describing a rule", rule.text.size(), 1'000);
+        const CostLimit limit("Describing a rule", rule.text.size(), 300);
         description = DescribeRule(rule.text);
     }
     ASSERT_EQ(description, WithLimitedIndent(DumpOf(tree.get()))) << rule.text;
     RandomSample random(choices);
     ExpectOutcomeOfTree(rule.text, tree.get(), random);
     {
-        const CostLimit limit("Checking a rule", rule.text.size(), 1'000);
+        const CostLimit limit("Checking a rule", rule.text.size(), 500);
         CheckRule(rule.text, random.layout.type);
     }
     ExpectFindingsForNewSample(rule.text, random.layout.type);
 }
 
 }  // namespace velmora::test
+
+// NOLINTNEXTLINE(readability-identifier-naming): the fuzzer's name
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t size,
+                                               std::size_t maxSize, unsigned seed) {
+    std::minstd_rand random(seed);
+    if (size < 2 || random() % 4 != 0) {
+        return LLVMFuzzerMutate(bytes, size, maxSize);
+    }
+    // A part that is repeated as often as there is room, such as a term of a chain.
+    const std::string text(reinterpret_cast<const char*>(bytes), size);
+    const std::size_t begin = random() % (size - 1);
+    const std::size_t length = 1 + random() % std::min<std::size_t>(size - begin, 16);
+    std::string longer = text.substr(0, begin);
+    const std::size_t room = maxSize - size;
+    for (std::size_t i = 0; i < 1 + room / length; ++i) {
+        longer += text.substr(begin, length);
+    }
+    longer += text.substr(begin + length);
+    return longer.copy(reinterpret_cast<char*>(bytes), maxSize);
+}
