@@ -8,11 +8,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <string>
 #include <sys/stat.h>
+#include <system_error>
+#include <thread>
 
 namespace velmora::tool {
 namespace {
@@ -243,6 +247,22 @@ TEST(WatchCommand, StopsWhileAFifoHasNoWriter) {
     const std::string fifo = folder.PathOf("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     EXPECT_EQ(RunTool("watch --quiet --for 0.001ms " + fifo).status, 0);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Process process("watch --quiet " + fifo);
+        const std::string files = "/proc/" + std::to_string(process.GetId()) + "/fd";
+        const auto isOpen = [&] {
+            std::error_code error;
+            const std::filesystem::directory_iterator list(files, error);
+            return std::any_of(begin(list), end(list), [&](const auto& file) {
+                return std::filesystem::read_symlink(file, error) == fifo;
+            });
+        };
+        while (!isOpen()) {
+            std::this_thread::yield();
+        }
+        kill(process.GetId(), signal);
+        EXPECT_EQ(process.Wait().status, 0) << signal;
+    }
 }
 
 }  // namespace
