@@ -29,10 +29,15 @@ mutate_copy() {
 
 # mutate_prepare <build> <cmake argument>...: copies the sources and builds the unchanged copy.
 mutate_prepare() {
+    local linker=()
+    if command -v ld.lld >/dev/null; then
+        linker=(-DCMAKE_{EXE,SHARED}_LINKER_FLAGS=-fuse-ld=lld)
+    fi
     mutate_copy
     begin "build $1"
     cmake -S "$mutate_place/sources" -B "$mutate_place/$1" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
-        -DVELMORA_BUILD_TOOLS=OFF -DVELMORA_BUILD_EXAMPLES=OFF "${@:2}" >"$mutate_place/$1.log"
+        -DVELMORA_BUILD_TOOLS=OFF -DVELMORA_BUILD_EXAMPLES=OFF -DCMAKE_LINK_DEPENDS_NO_SHARED=ON \
+        "${linker[@]}" "${@:2}" >"$mutate_place/$1.log"
     mutate_build "$1" || {
         tail -n 20 "$mutate_place/$1.log" >&2
         return 1
@@ -48,15 +53,34 @@ mutate_build() {
     cmake --build "$mutate_place/$1" -j "$jobs" >>"$mutate_place/$1.log" 2>&1
 }
 
-# mutate_test <build>: runs the test programs up to the first failure. A hang is a failure.
+# mutate_programs <build> [FILE]: the test programs, those of the file's library first.
+mutate_programs() {
+    local library="${2#src/libs/}" program first=() later=()
+    library="${library%%/*}"
+    for program in "$mutate_place/$1"/bin/*_tests; do
+        case "$(basename "$program")" in
+            "$library"*_tests) first+=("$program") ;;
+            *) later+=("$program") ;;
+        esac
+    done
+    printf '%s\n' "${first[@]}" "${later[@]}" | sed '/^$/d'
+}
+
+# mutate_test <build> [FILE]: runs the test programs, several at a time, up to the first failure. A
+# hang is a failure. The sweep that fails each allocation takes as long as all others together, so
+# it comes last.
 mutate_test() {
-    local program prefix=()
+    local filter prefix=()
     if [[ "$1" == tsan ]]; then
         prefix=("${fixed_addresses[@]}")
     fi
-    for program in "$mutate_place/$1"/bin/*_tests; do
-        TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1" timeout 300 "${prefix[@]}" "$program" \
-            --gtest_fail_fast --gtest_brief=1 >"$mutate_place/$1.test" 2>&1 || return 1
+    for filter in '-OutOfMemory*' 'OutOfMemory*'; do
+        # Status 255 ends xargs early.
+        # shellcheck disable=SC2016
+        mutate_programs "$1" "${2-}" |
+            TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1" xargs -P "$jobs" -I '{}' \
+                bash -c '"${@:2}" "$0" --gtest_filter="$1" --gtest_fail_fast --gtest_brief=1 || exit 255' \
+                '{}' "$filter" timeout 300 "${prefix[@]}" >"$mutate_place/$1.test" 2>&1 || return 1
     done
 }
 
@@ -128,7 +152,7 @@ cmd_mutate() {
         if [[ "$build" == tsan ]]; then
             mutate_prepare tsan -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" -DVELMORA_SANITIZE=thread
         else
-            mutate_prepare plain
+            mutate_prepare plain -DCMAKE_CXX_FLAGS_DEBUG=-O0
         fi
     done
     if [[ "${1-}" == --locks ]]; then
@@ -147,7 +171,7 @@ cmd_mutate() {
                 noticed=(compiler)
                 break
             fi
-            mutate_test "$build" || noticed+=("$build")
+            mutate_test "$build" "$file" || noticed+=("$build")
         done
         cp "$file" "$mutate_place/sources/$file"
         # What does not compile says nothing about the tests.
