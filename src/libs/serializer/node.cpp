@@ -108,10 +108,6 @@ NodeRef NodeRef::GetParent() const {
     return parent;
 }
 
-bool NodeRef::IsSame(const NodeRef& other) const {
-    return Exists() && other.Exists() && arena == other.arena && index == other.index;
-}
-
 void NodeRef::SetValue(std::string value) {
     if (!Exists()) {
         throw SerializationException("Node '" + GetPosition() +

@@ -86,8 +86,9 @@ class VELMORA_SERIALIZER_API NodeRef : public INode {
     std::string_view GetValueView() const;
     /// The node above; the root is above itself, an absent node's parent may be absent.
     NodeRef GetParent() const;
-    /// Whether both are handles to one node, which exists.
-    bool IsSame(const NodeRef& other) const;
+    /// A number that no other node of the tree has at the same time; of an absent node that of the
+    /// nearest one above it.
+    std::uint64_t GetNumber() const { return index; }
     /// Sets or replaces the value, which may be any bytes. Children stay.
     ///
     /// \throws SerializationException when this node is absent, in which case the message names its

@@ -3,40 +3,49 @@
 
 #include "tessaryn/document.h"
 
+#include "serializer/document_writer.h"
 #include "serializer/json_format.h"
 #include "serializer/xml_format.h"
+#include "tessaryn/stream_reader.h"
+#include "tessaryn/stream_writer.h"
 
 #include <utility>
 
 namespace velmora::core::tessaryn {
 
+using serialization::ConsumedLists;
+using serialization::DocumentFormat;
+using serialization::DocumentWriter;
 using serialization::NodeRef;
 using serialization::NodeTree;
 using serialization::ReadLimits;
 
 namespace {
 
-constexpr const char* typesNode = "StreamTypeRepository";
-constexpr const char* streamsNode = "StreamRepository";
-
-NodeTree ToTree(const StreamTypeRepository& types, const StreamRepository& streams) {
-    NodeTree tree;
-    NodeRef typesRoot = tree.GetRoot().AddNode(typesNode, serialization::NodeElement);
-    WriteStreamTypes(types, typesRoot);
-    NodeRef streamsRoot = tree.GetRoot().AddNode(streamsNode, serialization::NodeElement);
-    WriteStreams(streams, streamsRoot);
-    return tree;
+void WriteDocument(const StreamTypeRepository& types, const StreamRepository& streams,
+                   std::ostream& out, DocumentFormat format) {
+    DocumentWriter writer(out, format);
+    NodeRef typesNode = writer.GetRoot().AddNode(typesName, serialization::NodeElement);
+    WriteStreamTypes(types, typesNode);
+    writer.Write(typesNode);
+    NodeRef streamsNode = writer.GetRoot().AddNode(streamsName, serialization::NodeElement);
+    WriteStreamNodes(streams, streamsNode, &writer);
+    writer.Finish();
 }
 
-Document FromTree(const NodeTree& tree, const DocumentLimits& limits) {
+Document ReadDocument(std::istream& in, const ReadLimits& limits,
+                      const DocumentLimits& sampleLimits,
+                      NodeTree (*read)(std::istream&, const ReadLimits&, const ConsumedLists&)) {
+    SampleConsumer consumer(sampleLimits);
+    const NodeTree tree = read(in, limits, {"Samples", consumer});
     const NodeRef root = tree.GetRoot();
-    if (!root[typesNode].Exists() && !root[streamsNode].Exists()) {
+    if (!root[typesName].Exists() && !root[streamsName].Exists()) {
         throw DocumentException("/",
                                 "/: there is neither StreamTypeRepository nor StreamRepository");
     }
     Document document;
-    document.types = ReadStreamTypes(root[typesNode]);
-    document.streams = ReadStreams(*document.types, root[streamsNode], limits);
+    document.types = consumer.TakeTypes(root);
+    document.streams = consumer.ReadStreams(*document.types, root);
     return document;
 }
 
@@ -60,22 +69,22 @@ Document::~Document() = default;
 
 void WriteXmlDocument(const StreamTypeRepository& types, const StreamRepository& streams,
                       std::ostream& out) {
-    WriteXml(ToTree(types, streams), out);
+    WriteDocument(types, streams, out, DocumentFormat::Xml);
 }
 
 void WriteJsonDocument(const StreamTypeRepository& types, const StreamRepository& streams,
                        std::ostream& out) {
-    WriteJson(ToTree(types, streams), out);
+    WriteDocument(types, streams, out, DocumentFormat::Json);
 }
 
 Document ReadXmlDocument(std::istream& in, const ReadLimits& limits,
                          const DocumentLimits& sampleLimits) {
-    return FromTree(serialization::ReadXml(in, limits), sampleLimits);
+    return ReadDocument(in, limits, sampleLimits, serialization::ReadXml);
 }
 
 Document ReadJsonDocument(std::istream& in, const ReadLimits& limits,
                           const DocumentLimits& sampleLimits) {
-    return FromTree(serialization::ReadJson(in, limits), sampleLimits);
+    return ReadDocument(in, limits, sampleLimits, serialization::ReadJson);
 }
 
 }  // namespace velmora::core::tessaryn

@@ -3,15 +3,13 @@
 
 #pragma once
 
-#include "common/base_exception.h"
 #include "serializer/serializer_fwd.h"
+#include "tessaryn/document_exception.h"
+#include "tessaryn/document_limits.h"
 #include "tessaryn/export.h"
 #include "tessaryn/sample.h"
 
-#include <cstdint>
-#include <limits>
 #include <memory>
-#include <string>
 
 /// \file
 /// Nodes that lose nothing. The objects' own `Serialize` and constructors round numbers, give
@@ -24,27 +22,6 @@ namespace velmora::core::tessaryn {
 class Stream;
 class StreamRepository;
 class StreamTypeRepository;
-
-/// A node that cannot be read, and why.
-///
-/// The message names the node: "/Stream/Samples/Sample[2]: Entry with name ...".
-class TESSARYN_API DocumentException : public BaseException {
-  public:
-    DocumentException(const std::string& position, const std::string& message);
-
-    /// The position of the type collection, stream or sample that could not be read.
-    const std::string& GetPosition() const { return position; }
-
-  private:
-    std::string position;
-};
-
-/// What a host is prepared to spend on a document from somebody that it does not know.
-struct DocumentLimits {
-    /// Bytes of memory for the samples of one call. A short text can ask for a lot of memory: a
-    /// sample takes what its type's initial sizes say.
-    std::uint64_t maxSampleMemory = std::numeric_limits<std::uint64_t>::max();
-};
 
 /// \name Reading
 /// All of these throw `DocumentException` for whatever is wrong with the document, the limit
