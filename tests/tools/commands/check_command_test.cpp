@@ -32,8 +32,16 @@ TEST(CheckCommand, PrintsTheTreeAndWhatCanNeverMatch) {
           "to Int8: the comparison never holds\n"
           "  wave == \"a\\x1b\"\n"
           "          ^~~~~~~\n");
-    // Elements beyond the initial size are no warning, since a document does not have that size.
+    // Elements beyond the initial size are a warning where the document has the sizes of the type.
     check("'wave[7] == 1'" + type + "@1.0.0'", 0, "==\n index: wave[7:7]\n 1\n");
+    std::string sized = pressDocument;
+    const std::string wave = "<Key>wave</Key><Type>Int8</Type>";
+    sized.insert(sized.find(wave) + wave.size(), "<InitialSize>4</InitialSize>");
+    const std::string sizedFile = folder.Write("sized.xml", sized);
+    EXPECT_EQ(RunTool("check 'wave[3] == 1' --type '" + sizedFile + ":line 1:press@1.0.0'").status,
+              0);
+    EXPECT_EQ(RunTool("check 'wave[4] == 1' --type '" + sizedFile + ":line 1:press@1.0.0'").status,
+              1);
     // Without a type, the operands, functions and properties are checked.
     check("'x > 1 &&'", 1,
           "&&\n >\n  index: x[0:-1]\n  1\n"

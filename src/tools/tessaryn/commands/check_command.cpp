@@ -86,6 +86,16 @@ bool IsOfEveryType(const tsn::RuleFinding& finding) {
            finding.kind == tsn::RuleFinding::unknownFunction;
 }
 
+// Whether the document had the initial sizes of the type: where it does not, each is 1.
+bool KeepsInitialSizes(const tsn::StreamType& type) {
+    for (unsigned short entry = 0; entry < type.GetNumEntries(); ++entry) {
+        if (type.GetEntry(entry).initialSize != 1) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
     if (options.type.empty()) {
         // A malformed rule gets the hints of one whose type is not known.
@@ -96,12 +106,13 @@ std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
     }
     const TypeAddress address = SplitAddress(options.type);
     const tsn::Document document = LoadWithin(options.maxMemory, address.file);
-    std::vector<tsn::RuleFinding> findings =
-        tsn::CheckRule(options.rule, FindType(document, address));
-    // A document does not have the initial sizes of its types.
-    std::erase_if(findings, [](const tsn::RuleFinding& finding) {
-        return finding.kind == tsn::RuleFinding::indexBeyondSize;
-    });
+    const tsn::StreamType& type = FindType(document, address);
+    std::vector<tsn::RuleFinding> findings = tsn::CheckRule(options.rule, type);
+    if (!KeepsInitialSizes(type)) {
+        std::erase_if(findings, [](const tsn::RuleFinding& finding) {
+            return finding.kind == tsn::RuleFinding::indexBeyondSize;
+        });
+    }
     return findings;
 }
 
