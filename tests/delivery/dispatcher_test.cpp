@@ -14,6 +14,7 @@
 #include <atomic>
 #include <malloc.h>
 #include <memory>
+#include <new>
 #include <numeric>
 #include <optional>
 #include <stdexcept>
@@ -469,6 +470,38 @@ TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
     RecordProperty("bytes", static_cast<int>(delivered));
 }
 #endif
+
+TEST(Delivery, CountsEveryChangeThatThereIsNoMemoryFor) {
+    long failAt = 0;
+    for (bool isReached = true; isReached; ++failAt) {
+        SCOPED_TRACE(failAt);
+        NumberStream numbers(10);
+        numbers.Push(1);
+        numbers.Push(2);
+        Log log;
+        Dispatcher dispatcher;
+        std::optional<Delivery> delivery;
+        try {
+            const AllocationProbe probe(failAt);
+            delivery = dispatcher.SubscribeWithHistory(numbers.stream, "n > 0", std::ref(log));
+            numbers.Push(3);
+        } catch (const std::bad_alloc&) {
+        }
+        isReached = AllocationProbe::Count() > failAt;
+        numbers.Push(4);
+        if (!delivery) {
+            EXPECT_THAT(log.GetNumbers(), testing::Not(testing::Contains(4)));
+            continue;
+        }
+        ASSERT_TRUE(delivery->Drain(patience));
+        const DeliveryStatistics counts = delivery->GetStatistics();
+        EXPECT_EQ(log.GetNumbers().size(), counts.delivered);
+        EXPECT_EQ(counts.accepted, counts.delivered + counts.dropped);
+        EXPECT_LE(counts.dropped, isReached ? 1U : 0U);
+        EXPECT_EQ(log.GetNumbers().back(), 4);
+    }
+    EXPECT_GT(failAt, 10) << "there are allocations";
+}
 
 TEST(Dispatcher, RefusesWhatCannotWork) {
     NumberStream numbers;
