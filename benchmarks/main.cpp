@@ -47,6 +47,7 @@ int Run(int argc, char** argv) {
     velmora::benchmarks::RegisterLookupBenchmarks();
     velmora::benchmarks::RegisterDocumentBenchmarks();
     velmora::benchmarks::RegisterDeliveryBenchmarks();
+    velmora::benchmarks::RegisterHistoryBenchmarks();
     velmora::benchmarks::RegisterExchangeBenchmarks();
     velmora::benchmarks::RegisterBoostBenchmarks();
     velmora::benchmarks::RegisterSqliteBenchmarks();

@@ -96,6 +96,7 @@ void RegisterSampleBenchmarks();
 void RegisterLookupBenchmarks();
 void RegisterDocumentBenchmarks();
 void RegisterDeliveryBenchmarks();
+void RegisterHistoryBenchmarks();
 void RegisterExchangeBenchmarks();
 void RegisterBoostBenchmarks();
 void RegisterSqliteBenchmarks();

@@ -129,7 +129,7 @@ std::vector<int> Expected(std::vector<Row> rows, const HistoryQuery& query, int 
 TEST(HistoryReader, SelectsAsAModelDoes) {
     TestType types[] = {{{"n", Int32, 1}}, {{"x", Double, 1}, {"n", Int32, 1}}};
     Random random;
-    for (int round = 0; round < 12; ++round) {
+    for (int round = 0; round < 6; ++round) {
         const Folder folder;
         const bool isInOrder = random.Below(2) == 0;
         std::vector<Row> rows;

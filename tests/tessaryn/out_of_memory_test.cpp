@@ -415,7 +415,7 @@ const std::regex withoutAllocation(
     "PositionInDerived|Swap)|"
     "StreamSubscription::(NotifyIfRuleApplies|operator==?)|Document::(Document|operator=)|"
     "ScopedSubscription::(Reset|operator=)|CallbackDelegate::(disable|equals|notify)|"
-    "Always|GetTypeFromString|IsRuleName|Restamped|SizeOf|TypesAreCompatible");
+    "Always|GetTypeFromString|IsRuleName|Restamped|SetTimeStamp|SizeOf|TypesAreCompatible");
 
 // Used by the functions of rules.h, rule_check.h and the repositories, which are tried.
 const std::regex internal("(RL|[A-Za-z]*(Private|Rule|Token|Value)::).*|valueOf");

@@ -43,7 +43,7 @@ BatchWriter::Result BatchWriter::Write(const std::vector<QueuedSample>& batch) {
                 result.refusal = error.what();
             }
         }
-        for (const auto& [id, rows] : touched) {
+        for (RowWriter* const rows : touched) {
             rows->SaveCounts();
         }
         transaction.Commit();
@@ -64,7 +64,8 @@ RowWriter& BatchWriter::RowsFor(const QueuedSample& queued) {
         const auto layout = connection.catalogue.FindOrAdd(*queued.path, *type);
         target = {type->GetLayoutNumber(), &RowsOf(layout)};
     }
-    if (touched.emplace(target.rows->GetLayout().GetId(), target.rows).second) {
+    if (!target.rows->IsCounting()) {
+        touched.push_back(target.rows);
         target.rows->LoadCounts();
     }
     return *target.rows;

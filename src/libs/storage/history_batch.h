@@ -15,12 +15,17 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace velmora::storage {
 
 /// A sample that waits to be written.
 struct QueuedSample {
+    template <class AnySample>
+    QueuedSample(AnySample&& sample, const std::string* path, bool isOnlyIfNew)
+        : sample(std::forward<AnySample>(sample)), path(path), isOnlyIfNew(isOnlyIfNew) {}
+
     core::tessaryn::Sample sample;
     /// \ownership observes: the stream's path, one address for each stream
     const std::string* path;
@@ -71,7 +76,7 @@ class BatchWriter {
     /// By layout, the last row of before this writer. Kept when a batch fails.
     std::map<std::int64_t, std::int64_t> formerRows;
     /// Rows that the present batch adds to.
-    std::map<std::int64_t, RowWriter*> touched;
+    std::vector<RowWriter*> touched;
 };
 
 }  // namespace velmora::storage

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <limits>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <system_error>
 
 namespace velmora::storage {
@@ -17,8 +18,15 @@ namespace {
 
 using Reason = HistoryException::Reason;
 
+// SQLite reports a write beyond a limit of the file's size as one that failed, without the error.
+bool HasFileSizeLimit() {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 Reason ReasonOf(int extendedStatus, int systemError) {
-    if (systemError == ENOSPC || systemError == EFBIG || systemError == EDQUOT) {
+    if (systemError == ENOSPC || systemError == EFBIG || systemError == EDQUOT ||
+        (extendedStatus == SQLITE_IOERR_WRITE && HasFileSizeLimit())) {
         return Reason::full;
     }
     switch (extendedStatus & 0xFF) {
@@ -96,7 +104,8 @@ void Database::Open(HistoryMode mode) {
     // made. Where there is no log, nobody writes, and the file can be read by itself.
     std::error_code ignored;
     const bool hasLog = std::filesystem::exists(plain + "-wal", ignored);
-    if ((sqlite3_errcode(handle) & 0xFF) != SQLITE_CANTOPEN || hasLog) {
+    const int status = sqlite3_errcode(handle) & 0xFF;
+    if ((status != SQLITE_CANTOPEN && status != SQLITE_READONLY) || hasLog) {
         return;
     }
     sqlite3_close_v2(handle);

@@ -56,27 +56,29 @@ BatchWriter& HistoryQueue::GetWriter() {
     return *writer;
 }
 
-void HistoryQueue::Push(const std::string& path, Sample sample, bool isOnlyIfNew) {
-    Lock lock(mutex);
-    if (isStopping) {
-        throw std::logic_error("The writer of history '" + file + "' is closed.");
-    }
-    ++counts.accepted;
-    if (!WaitForRoom(lock)) {
+void HistoryQueue::BeginPush(Lock& lock) {
+    if (!isStopping) {
+        ++counts.accepted;
+        if (WaitForRoom(lock)) {
+            return;
+        }
         ++counts.lost;
-        std::rethrow_exception(failure);
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
     }
-    Append(path, std::move(sample), isOnlyIfNew);
+    throw std::logic_error("The writer of history '" + file + "' is closed.");
 }
 
-void HistoryQueue::TryPush(const std::string& path, Sample sample, bool isOnlyIfNew) {
+void HistoryQueue::TryPush(const std::string& path, Sample&& sample, bool isOnlyIfNew) {
     Lock lock(mutex);
     ++counts.accepted;
     if (isStopping || !WaitForRoom(lock)) {
         ++counts.lost;
         return;
     }
-    Append(path, std::move(sample), isOnlyIfNew);
+    GetChunk(path).emplace_back(std::move(sample), lastPath, isOnlyIfNew);
+    EndPush();
 }
 
 // Whether there is some. There is none to be had while writing fails, or ends.
@@ -86,17 +88,23 @@ bool HistoryQueue::WaitForRoom(Lock& lock) {
     return !isFull() && !isStopping;
 }
 
-void HistoryQueue::Append(const std::string& path, Sample&& sample, bool isOnlyIfNew) {
+// Where a sample of a path goes, which is `lastPath` then.
+std::vector<QueuedSample>& HistoryQueue::GetChunk(const std::string& path) {
     constexpr std::size_t maxReserved = 16384;
-    const auto place = paths.insert(path).first;
+    if (lastPath == nullptr || *lastPath != path) {
+        lastPath = &*paths.insert(path).first;
+    }
     if (chunks.empty() || chunks.back().samples.size() == options.maxBatch) {
         chunks.push_back({{}, Clock::now()});
         chunks.back().samples.reserve(std::min(options.maxBatch, maxReserved));
     }
-    std::vector<QueuedSample>& samples = chunks.back().samples;
-    samples.push_back({std::move(sample), &*place, isOnlyIfNew});
+    return chunks.back().samples;
+}
+
+void HistoryQueue::EndPush() {
     ++appended;
-    if (samples.size() == 1 || samples.size() == options.maxBatch) {
+    const std::size_t size = chunks.back().samples.size();
+    if (size == 1 || size == options.maxBatch) {
         workAdded.notify_one();
     }
 }

@@ -17,6 +17,7 @@
 #include <string>
 #include <thread>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace velmora::storage {
@@ -28,6 +29,9 @@ namespace velmora::storage {
 ///
 /// \threadsafety guarded
 class HistoryQueue {
+    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
+
   public:
     HistoryQueue(const std::string& file, HistoryWriterOptions options);
     HistoryQueue(const HistoryQueue&) = delete;
@@ -36,23 +40,30 @@ class HistoryQueue {
     ~HistoryQueue();
 
     /// As `HistoryWriter::Write`.
-    void Push(const std::string& path, core::tessaryn::Sample sample, bool isOnlyIfNew);
+    /// \param sample copied, or moved from: a move makes another sample, which reads the clock
+    template <class AnySample>
+    void Push(const std::string& path, AnySample&& sample, bool isOnlyIfNew) {
+        Lock lock(mutex);
+        BeginPush(lock);
+        GetChunk(path).emplace_back(std::forward<AnySample>(sample), lastPath, isOnlyIfNew);
+        EndPush();
+    }
     /// As `Push`, but where that throws a HistoryException or the queue is closed this only counts.
-    void TryPush(const std::string& path, core::tessaryn::Sample sample, bool isOnlyIfNew);
+    void TryPush(const std::string& path, core::tessaryn::Sample&& sample, bool isOnlyIfNew);
     void Flush();
     void Close();
     HistoryWriterStatistics GetStatistics() const;
 
   private:
-    using Clock = std::chrono::steady_clock;
-    using Lock = std::unique_lock<std::mutex>;
     struct Chunk {
         std::vector<QueuedSample> samples = {};
         Clock::time_point begin = {};  ///< when the first came
     };
 
     bool WaitForRoom(Lock& lock);
-    void Append(const std::string& path, core::tessaryn::Sample&& sample, bool isOnlyIfNew);
+    void BeginPush(Lock& lock);
+    std::vector<QueuedSample>& GetChunk(const std::string& path);
+    void EndPush();
     BatchWriter& GetWriter();
     void Run();
     bool IsEmpty() const { return appended == processed; }
@@ -77,6 +88,7 @@ class HistoryQueue {
     std::deque<Chunk> chunks;
     /// The keys are what the samples' paths point to.
     std::unordered_set<std::string> paths;
+    const std::string* lastPath = nullptr;
     HistoryWriterStatistics counts;
     /// Samples that came into the queue, and that left it, since the beginning.
     std::uint64_t appended = 0;

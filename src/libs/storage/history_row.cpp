@@ -5,6 +5,7 @@
 
 #include "storage/history_array.h"
 #include "storage/history_schema.h"
+#include "tessaryn/sample_time.h"
 #include "tessaryn/visit_type.h"
 
 #include <algorithm>
@@ -69,6 +70,14 @@ bool AppendFloating(std::string& bytes, double value) {
     return true;
 }
 
+std::vector<CellForm> FormsOf(const HistoryLayout& layout) {
+    std::vector<CellForm> forms;
+    for (const HistoryEntry& entry : layout.entries) {
+        forms.push_back(FormOf(entry.type, entry.initialSize));
+    }
+    return forms;
+}
+
 std::string ColumnList(const HistoryLayout& layout) {
     return "time_us" + EntryColumns(layout);
 }
@@ -84,7 +93,7 @@ std::string Parameters(std::size_t count) {
 }  // namespace
 
 RowBinder::RowBinder(const StoredLayout& layout)
-    : layout(layout), texts(layout.Get().entries.size()) {}
+    : layout(layout), forms(FormsOf(layout.Get())), texts(layout.Get().entries.size()) {}
 
 void RowBinder::Bind(Statement& statement, int first, const Sample& sample) {
     statement.Bind(first, std::int64_t{sample.GetTimeStamp().epochMicroseconds()});
@@ -97,7 +106,7 @@ void RowBinder::Bind(Statement& statement, int first, const Sample& sample) {
 void RowBinder::BindEntry(Statement& statement, int index, const Sample& sample,
                           unsigned short entry) {
     const HistoryEntry& described = layout.Get().entries[entry];
-    const CellForm form = FormOf(described.type, described.initialSize);
+    const CellForm form = forms[entry];
     if (form == CellForm::number && sample.GetSize(entry) == 1) {
         BindNumber(statement, index, sample, entry);
         return;
@@ -209,6 +218,7 @@ void RowWriter::LoadCounts() {
     if (!statement.Step()) {
         database.ThrowCorrupt("layout " + std::to_string(layout->GetId()) + " is missing.");
     }
+    isCounting = true;
     added = 0;
     isEmpty = statement.IsNull(0);
     newest = statement.GetInt(0);
@@ -228,11 +238,13 @@ void RowWriter::SaveCounts() {
     statement.Bind(2, std::int64_t{isInOrder ? 1 : 0});
     statement.Bind(3, layout->GetId());
     statement.Run();
+    isCounting = false;
 }
 
 RowReader::RowReader(const Database& database, const StoredLayout& layout)
     : database(database),
       layout(layout),
+      forms(FormsOf(layout.Get())),
       sample(layout.GetType(), Poco::Timestamp(0)),
       in(&source) {}
 
@@ -250,14 +262,14 @@ void RowReader::Read(const Statement& row) {
     source.Set(bytes);
     in.clear();
     sample.Deserialize(in);
-    sample = Restamped(std::move(sample), Poco::Timestamp(row.GetInt(1)));
+    SetTimeStamp(sample, Poco::Timestamp(row.GetInt(1)));
 }
 
 void RowReader::AppendEntry(const Statement& row, std::size_t entry) {
     const HistoryEntry& described = layout.Get().entries[entry];
     const int column = static_cast<int>(entry) + 2;
     const int type = sqlite3_column_type(row.Get(), column);
-    const CellForm form = FormOf(described.type, described.initialSize);
+    const CellForm form = forms[entry];
     bool isRead = false;
     if (form == CellForm::text) {
         isRead = type == SQLITE_TEXT || type == SQLITE_BLOB;

@@ -5,6 +5,7 @@
 
 #include "storage/history_catalogue.h"
 #include "storage/history_database.h"
+#include "storage/history_schema.h"
 #include "tessaryn/sample.h"
 
 #include <Poco/Timestamp.h>
@@ -38,6 +39,7 @@ class RowBinder {
     void CheckLength(std::size_t length, unsigned short entry) const;
 
     const StoredLayout& layout;
+    std::vector<CellForm> forms;  ///< by entry
     std::vector<std::string> texts;
 };
 
@@ -58,6 +60,8 @@ class RowWriter {
     /// Reads the counts at the transaction's begin, and writes them at its end.
     void LoadCounts();
     void SaveCounts();
+    /// Whether it is between the two.
+    bool IsCounting() const { return isCounting; }
 
   private:
     const Database& database;
@@ -68,6 +72,7 @@ class RowWriter {
     Statement select;
     std::int64_t added = 0;
     std::int64_t newest = 0;
+    bool isCounting = false;
     bool isEmpty = true;
     bool isInOrder = true;
 };
@@ -101,6 +106,7 @@ class RowReader {
 
     const Database& database;
     const StoredLayout& layout;
+    std::vector<CellForm> forms;  ///< by entry
     core::tessaryn::Sample sample;
     /// The binary form: offsets, then elements.
     std::string bytes;

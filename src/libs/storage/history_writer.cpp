@@ -86,7 +86,7 @@ HistoryWriter::~HistoryWriter() {
 }
 
 void HistoryWriter::Write(const std::string& path, const Sample& sample) {
-    implementation->queue.Push(path, Sample(sample), false);
+    implementation->queue.Push(path, sample, false);
 }
 
 void HistoryWriter::Write(const std::string& path, Sample&& sample) {
