@@ -1,0 +1,115 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "nats/connection.h"
+
+#include "nats/nats_objects.h"
+
+#include <Poco/Logger.h>
+
+#include <sstream>
+#include <vector>
+
+namespace velmora::nats {
+
+namespace {
+
+Poco::Logger& Log() {
+    return Poco::Logger::get("velmora.nats");
+}
+
+void OnDisconnected(natsConnection* /*connection*/, void* /*closure*/) {
+    Log().warning("The connection to the NATS server is lost.");
+}
+
+void OnReconnected(natsConnection* /*connection*/, void* /*closure*/) {
+    Log().information("There is a connection to a NATS server again.");
+}
+
+void OnConnected(natsConnection* /*connection*/, void* /*closure*/) {
+    Log().information("There is a connection to a NATS server.");
+}
+
+// Errors of subscriptions, such as a consumer that has gone: followers meet them themselves.
+void OnError(natsConnection* /*connection*/, natsSubscription* /*subscription*/, natsStatus status,
+             void* /*closure*/) {
+    Log().debug(std::string("NATS: ") + natsStatus_GetText(status));
+}
+
+std::vector<std::string> SplitUrls(const std::string& urls) {
+    std::vector<std::string> result;
+    std::istringstream in(urls);
+    for (std::string url; std::getline(in, url, ',');) {
+        result.push_back(url);
+    }
+    return result;
+}
+
+}  // namespace
+
+class Connection::State {
+  public:
+    State(const std::string& urls, const std::function<void(natsOptions*)>& configure) {
+        natsOptions* made = nullptr;
+        Check(natsOptions_Create(&made), "make options for NATS");
+        const Options options(made);
+        const std::vector<std::string> list = SplitUrls(urls);
+        std::vector<const char*> pointers;
+        for (const std::string& url : list) {
+            pointers.push_back(url.c_str());
+        }
+        Check(natsOptions_SetServers(made, pointers.data(), static_cast<int>(pointers.size())),
+              "use the addresses of the NATS servers");
+        constexpr int forever = -1;
+        constexpr int reconnectWait = 250;
+        constexpr int reconnectBuffer = 1024;
+        natsOptions_SetMaxReconnect(made, forever);
+        natsOptions_SetReconnectWait(made, reconnectWait);
+        // What was not acknowledged is sent again: a copy in the client's buffer would only be in
+        // the way.
+        natsOptions_SetReconnectBufSize(made, reconnectBuffer);
+        natsOptions_SetRetryOnFailedConnect(made, true, OnConnected, nullptr);
+        natsOptions_SetDisconnectedCB(made, OnDisconnected, nullptr);
+        natsOptions_SetReconnectedCB(made, OnReconnected, nullptr);
+        natsOptions_SetErrorHandler(made, OnError, nullptr);
+        natsOptions_SetFailRequestsOnDisconnect(made, true);
+        if (configure) {
+            configure(made);
+        }
+        const natsStatus status = natsConnection_Connect(&connection, made);
+        if (status != NATS_NOT_YET_CONNECTED) {
+            Check(status, "connect to a NATS server");
+        }
+    }
+
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State() { natsConnection_Destroy(connection); }
+
+    natsConnection* connection = nullptr;
+};
+
+Connection::Connection(const std::string& urls, const std::function<void(natsOptions*)>& configure)
+    : state(std::make_unique<State>(urls, configure)) {}
+
+Connection::~Connection() = default;
+
+bool Connection::IsConnected() const {
+    return natsConnection_Status(state->connection) == NATS_CONN_STATUS_CONNECTED;
+}
+
+unsigned long long Connection::GetNumReconnects() const {
+    natsStatistics* made = nullptr;
+    Check(natsStatistics_Create(&made), "count reconnections");
+    const std::unique_ptr<natsStatistics, Destroyer<natsStatistics_Destroy>> counts(made);
+    std::uint64_t reconnects = 0;
+    natsConnection_GetStats(state->connection, made);
+    natsStatistics_GetCounts(made, nullptr, nullptr, nullptr, nullptr, &reconnects);
+    return reconnects;
+}
+
+natsConnection* Connection::Get() const {
+    return state->connection;
+}
+
+}  // namespace velmora::nats

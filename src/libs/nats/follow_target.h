@@ -1,0 +1,70 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "exchange/adapter.h"
+#include "exchange/sample_decoder.h"
+#include "nats/follower_options.h"
+#include "nats/jet_stream.h"
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace velmora::core::tessaryn {
+class StreamRepository;
+class StreamType;
+class StreamTypeRepository;
+}  // namespace velmora::core::tessaryn
+
+namespace velmora::nats {
+
+/// Where followed samples go: finds or makes their types and streams, and pushes.
+///
+/// Types are found by their fingerprints: among those of the repository, or from the descriptions
+/// that publishers keep on the server.
+///
+/// \threadsafety guarded
+class FollowTarget {
+  public:
+    FollowTarget(core::tessaryn::StreamTypeRepository& types,
+                 core::tessaryn::StreamRepository& streams, const JetStream& jetStream,
+                 const FollowerOptions& options);
+    FollowTarget(const FollowTarget&) = delete;
+    FollowTarget& operator=(const FollowTarget&) = delete;
+    ~FollowTarget();
+
+    /// The type of a layout; null when nobody has described it.
+    /// \throws NatsException when the server does not answer
+    /// \throws exchange::ExchangeException when the description is wrong, or the repository has
+    /// another type of that name and version
+    core::tessaryn::StreamType* FindType(const exchange::Fingerprint& fingerprint);
+
+    /// Applies a change to the stream of a path, which is made when there is none.
+    /// \throws exchange::ExchangeException when the path cannot have a stream
+    void Apply(const std::string& path, const exchange::FrameHeader& header,
+               core::tessaryn::Sample&& sample);
+
+    char GetSeparator() const;
+
+  private:
+    core::tessaryn::StreamType& AddType(const exchange::DescribedType& described);
+    core::tessaryn::Sample Adapt(core::tessaryn::Sample&& sample,
+                                 core::tessaryn::StreamType& target);
+
+    core::tessaryn::StreamTypeRepository& types;
+    core::tessaryn::StreamRepository& streams;
+    const JetStream& jetStream;
+    const FollowerOptions& options;
+    std::mutex mutex;
+    // Guarded by `mutex`.
+    std::unordered_map<exchange::Fingerprint, core::tessaryn::StreamType*> known;
+    std::map<std::pair<const core::tessaryn::StreamType*, const core::tessaryn::StreamType*>,
+             exchange::Adapter>
+        adapters;
+};
+
+}  // namespace velmora::nats

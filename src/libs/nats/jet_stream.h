@@ -1,0 +1,43 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "exchange/frame.h"
+#include "nats/nats_objects.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora::nats {
+
+/// What publishers and followers ask JetStream for.
+///
+/// \threadsafety guarded
+class JetStream {
+  public:
+    /// \param name of the JetStream stream
+    /// \throws NatsException
+    JetStream(natsConnection* connection, const std::string& name);
+
+    /// Makes the JetStream stream, or adds the subjects that it lacks.
+    /// \throws NatsException
+    void Ensure(const std::vector<std::string>& subjects, int replicas) const;
+
+    /// The newest message of a subject; null if there is none, or no such JetStream stream.
+    /// \throws NatsException when the server does not answer
+    Message GetLast(const std::string& subject) const;
+
+    jsCtx* GetContext() const { return context.get(); }
+    const std::string& GetName() const { return name; }
+
+  private:
+    std::string name;
+    Context context;
+};
+
+/// The frame that a message is; empty if it is none.
+std::optional<exchange::Frame> FrameOf(natsMsg* message, std::size_t maxPayload);
+
+}  // namespace velmora::nats

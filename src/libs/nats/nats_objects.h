@@ -1,0 +1,37 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "nats/nats_exception.h"
+
+#include <memory>
+#include <nats/nats.h>
+#include <string>
+
+/// \file
+/// Objects of the client library, owned.
+
+namespace velmora::nats {
+
+template <auto destroy>
+struct Destroyer {
+    template <class T>
+    void operator()(T* object) const {
+        destroy(object);
+    }
+};
+
+using Options = std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>>;
+using Context = std::unique_ptr<jsCtx, Destroyer<jsCtx_Destroy>>;
+using Message = std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>>;
+using Subscription = std::unique_ptr<natsSubscription, Destroyer<natsSubscription_Destroy>>;
+
+/// \throws NatsException "cannot <what>: <reason>" unless the status is NATS_OK
+inline void Check(natsStatus status, const std::string& what) {
+    if (status != NATS_OK) {
+        throw NatsException("cannot " + what + ": " + natsStatus_GetText(status));
+    }
+}
+
+}  // namespace velmora::nats

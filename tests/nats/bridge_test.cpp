@@ -1,0 +1,250 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "nats/connection.h"
+#include "nats/follower.h"
+#include "nats/publisher.h"
+#include "nats/server.h"
+#include "tessaryn/stream.h"
+#include "tessaryn/stream_repository.h"
+#include "tessaryn/stream_type.h"
+#include "tessaryn/stream_type_collection.h"
+#include "tessaryn/stream_type_repository.h"
+
+#include <Poco/Logger.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace velmora::nats {
+namespace {
+
+using namespace core::tessaryn;
+using namespace std::chrono_literals;
+
+// A process with streams: types, streams and a connection.
+struct Peer {
+    explicit Peer(const test::NatsServer& server) : connection(server.GetUrl()) {}
+
+    Stream& AddStream(const std::string& path, const utils::Version& version = {1, 0, 0}) {
+        StreamTypeCollection& tank = *types.Add("plant/Tank");
+        StreamType* type = tank.GetPtr(version);
+        if (type == nullptr) {
+            type = &tank.Add(version).Add("level", Double, 1).Add("note", String, 0);
+        }
+        return *streams.AddStream(path, type, 100000);
+    }
+
+    Stream& Find(const std::string& path) { return streams.GetStream(path); }
+
+    StreamTypeRepository types{Poco::Logger::root(), '/'};
+    StreamRepository streams{Poco::Logger::root(), '/'};
+    Connection connection;
+};
+
+void PushLevel(Stream& stream, int level) {
+    Sample sample(stream.GetStreamType(), Poco::Timestamp());
+    sample.Set(0, 0, static_cast<double>(level));
+    sample.Set(1, std::to_string(level));
+    stream.PushNew(new Sample(Restamped(std::move(sample), Poco::Timestamp(level * 1000LL))));
+}
+
+// The levels of a stream, whose times and notes are those of their levels.
+std::vector<int> LevelsOf(Stream& stream) {
+    std::vector<int> levels;
+    stream.GetAllInPushOrder([&](const std::vector<Sample*>& samples) {
+        for (const Sample* sample : samples) {
+            const int level = static_cast<int>(sample->GetDouble(0, 0));
+            EXPECT_EQ(sample->GetTimeStamp(), Poco::Timestamp(level * 1000LL));
+            EXPECT_EQ(sample->GetString(1), std::to_string(level));
+            levels.push_back(level);
+        }
+    });
+    return levels;
+}
+
+std::vector<int> UpTo(int last) {
+    std::vector<int> levels;
+    for (int level = 1; level <= last; ++level) {
+        levels.push_back(level);
+    }
+    return levels;
+}
+
+// Waits for a number of pushes; the test's time limit ends it if they don't come.
+void WaitFor(const Follower& follower, std::uint64_t pushed) {
+    while (follower.GetStatistics().pushed < pushed) {
+        std::this_thread::yield();
+    }
+}
+
+class BridgeTest : public testing::Test {
+  protected:
+    FollowerOptions FromTheBeginning() {
+        FollowerOptions options;
+        options.start = Start::all;
+        options.takesOwn = true;
+        return options;
+    }
+
+    test::NatsServer server;
+    Peer source{server};
+    Peer target{server};
+};
+
+TEST_F(BridgeTest, CarriesStreamsWithTheirTypesTimesAndPaths) {
+    Publisher publisher(source.connection, source.streams, {"plant/>"});
+    Stream& odd = source.AddStream("plant/line 1/a.b");
+    PushLevel(odd, 1);
+    Stream& tank = source.AddStream("plant/tank", {1, 0, 1});
+    ASSERT_TRUE(publisher.Flush(60s));
+    PushLevel(odd, 2);
+    PushLevel(tank, 7);
+    source.AddStream("elsewhere/tank");
+    PushLevel(source.Find("elsewhere/tank"), 1);
+    ASSERT_TRUE(publisher.Flush(60s));
+    EXPECT_EQ(publisher.GetLastSequence("plant/line 1/a.b"), 1U);
+    EXPECT_EQ(publisher.GetStatistics().acknowledged, 2U);
+
+    FollowerOptions options = FromTheBeginning();
+    const Follower follower(target.connection, target.types, target.streams, {"plant.>"}, options);
+    WaitFor(follower, 2);
+    EXPECT_THAT(LevelsOf(target.Find("plant/line 1/a.b")), testing::ElementsAre(2));
+    EXPECT_THAT(LevelsOf(target.Find("plant/tank")), testing::ElementsAre(7));
+    EXPECT_EQ(target.streams.GetStreamPtr("elsewhere/tank"), nullptr);
+    EXPECT_TRUE(target.Find("plant/tank").GetStreamType()->HasSameLayout(*tank.GetStreamType()));
+    EXPECT_EQ(target.Find("plant/tank").GetStreamType(),
+              target.types.Get("plant/Tank").GetPtr({1, 0, 1}));
+
+    // Newest only, into a stream that exists with an older version.
+    Peer other(server);
+    Stream& older = *other.streams.AddStream(
+        "plant/tank", &other.types.Add("plant/Tank")->Add({0, 9, 0}).Add("level", Double, 1), 10);
+    PushLevel(tank, 8);
+    ASSERT_TRUE(publisher.Flush(60s));
+    options.start = Start::newest;
+    const Follower newest(other.connection, other.types, other.streams, {"plant.tank"}, options);
+    WaitFor(newest, 1);
+    older.GetLatest([](const Sample& sample) {
+        EXPECT_EQ(sample.GetDouble(0, 0), 8);
+        EXPECT_EQ(sample.GetTimeStamp(), Poco::Timestamp(8000));
+    });
+}
+
+TEST_F(BridgeTest, LosesAndRepeatsNothingWhenTheServerIsKilled) {
+    constexpr int count = 6000;
+    Stream& tank = source.AddStream("plant/tank");
+    PublisherOptions options;
+    options.capacity = count;
+    options.maxInFlight = 500;
+    options.acknowledgeWithin = 1s;
+    Publisher publisher(source.connection, source.streams, {"plant/*"}, options);
+    const Follower follower(target.connection, target.types, target.streams, {"plant.>"},
+                            FromTheBeginning());
+    for (int level = 1; level <= count; ++level) {
+        PushLevel(tank, level);
+        if (level % 2000 == 500) {
+            while (publisher.GetStatistics().acknowledged + 400 < static_cast<unsigned>(level)) {
+                std::this_thread::yield();
+            }
+            server.Kill();
+            server.Start();
+        }
+    }
+    ASSERT_TRUE(publisher.Flush(120s));
+    WaitFor(follower, count);
+    // The copy has a ring of 1,000.
+    EXPECT_EQ(LevelsOf(target.Find("plant/tank")).front(), count - 999);
+    EXPECT_EQ(follower.GetStatistics().missing, 0U);
+    EXPECT_EQ(publisher.GetStatistics().acknowledged, static_cast<unsigned>(count));
+    EXPECT_EQ(publisher.GetStatistics().queues.dropped, 0U);
+}
+
+TEST_F(BridgeTest, GoesOnWherePublisherAndFollowerEnded) {
+    Stream& tank = source.AddStream("plant/tank");
+    std::map<std::string, Position> positions;
+    FollowerOptions options = FromTheBeginning();
+    options.durable = "recorder";
+    options.getPosition = [&](const std::string& path) -> std::optional<Position> {
+        const auto place = positions.find(path);
+        return place == positions.end() ? std::nullopt : std::optional(place->second);
+    };
+    options.onPushed = [&](const std::string& path, const exchange::FrameHeader& header) {
+        positions[path] = {header.channel, header.sequence};
+    };
+    std::uint64_t pushed = 0;
+    int level = 0;
+    for (int round = 0; round < 3; ++round) {
+        Publisher publisher(source.connection, source.streams, {"plant/*"});
+        EXPECT_EQ(publisher.GetLastSequence("plant/tank"), static_cast<std::uint64_t>(level));
+        std::optional<Follower> follower(std::in_place, target.connection, target.types,
+                                         target.streams, std::vector<std::string>{"plant.>"},
+                                         options);
+        for (int i = 0; i < 300; ++i) {
+            PushLevel(tank, ++level);
+        }
+        ASSERT_TRUE(publisher.Flush(60s));
+        // The follower ends in the middle, with some acknowledged and some not.
+        WaitFor(*follower, round == 2 ? 900 - pushed : 100);
+        EXPECT_EQ(follower->GetStatistics().missing, 0U);
+        follower.reset();
+        pushed = positions["plant/tank"].sequence;
+    }
+    EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(900));
+}
+
+TEST_F(BridgeTest, DoesNotGoRoundInCircles) {
+    Stream& tank = source.AddStream("plant/tank");
+    FollowerOptions options;
+    options.start = Start::all;
+    Publisher publisher(source.connection, source.streams, {"plant/*"});
+    const Follower follower(source.connection, source.types, source.streams, {"plant.>"}, options);
+    Publisher relay(target.connection, target.streams, {"plant/*"});
+    const Follower other(target.connection, target.types, target.streams, {"plant.>"},
+                         FromTheBeginning());
+    for (int level = 1; level <= 50; ++level) {
+        PushLevel(tank, level);
+    }
+    ASSERT_TRUE(publisher.Flush(60s));
+    WaitFor(other, 50);
+    while (follower.GetStatistics().own < 50) {
+        std::this_thread::yield();
+    }
+    ASSERT_TRUE(relay.Flush(60s));
+    EXPECT_EQ(relay.GetStatistics().acknowledged, 0U);
+    EXPECT_EQ(LevelsOf(tank), UpTo(50));
+    EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(50));
+}
+
+TEST(Bridge, NeverHoldsAPusherUpWithoutAServer) {
+    std::string url;
+    {
+        const test::NatsServer gone;
+        url = gone.GetUrl();
+    }
+    Connection connection(url);
+    EXPECT_FALSE(connection.IsConnected());
+    StreamTypeRepository types(Poco::Logger::root(), '/');
+    StreamRepository streams(Poco::Logger::root(), '/');
+    StreamType& type =
+        types.Add("Tank")->Add({1, 0, 0}).Add("level", Double, 1).Add("note", String, 0);
+    Stream& tank = *streams.AddStream("tank", &type, 10);
+    PublisherOptions options;
+    options.capacity = 100;
+    Publisher publisher(connection, streams, {"*"}, options);
+    for (int level = 1; level <= 1000; ++level) {
+        PushLevel(tank, level);
+    }
+    EXPECT_FALSE(publisher.Flush(1ms));
+    EXPECT_GE(publisher.GetStatistics().queues.dropped, 899U);
+    EXPECT_EQ(publisher.GetStatistics().acknowledged, 0U);
+}
+
+}  // namespace
+}  // namespace velmora::nats

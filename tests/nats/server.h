@@ -1,0 +1,69 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include <Poco/Process.h>
+#include <Poco/TemporaryFile.h>
+
+#include <csignal>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace velmora::test {
+
+/// A nats-server on loopback with JetStream, whose files are in a temporary folder.
+class NatsServer {
+  public:
+    NatsServer() {
+        folder.createDirectories();
+        Start();
+    }
+    NatsServer(const NatsServer&) = delete;
+    NatsServer& operator=(const NatsServer&) = delete;
+    ~NatsServer() { Kill(); }
+
+    std::string GetUrl() const { return "nats://127.0.0.1:" + port; }
+
+    void Start() {
+        const std::string ports = folder.path() + "/ports";
+        Poco::File(ports).createDirectories();
+        process.emplace(Poco::Process::launch(
+            "nats-server", {"-a", "127.0.0.1", "-p", port, "-js", "-sd", folder.path() + "/store",
+                            "--ports_file_dir", ports, "-l", folder.path() + "/log"}));
+        const std::string file = ports + "/nats-server_" + std::to_string(process->id()) + ".ports";
+        std::smatch match;
+        std::string text;
+        // The file comes when the server listens; without it the test times out.
+        while (!std::regex_search(text, match, std::regex("nats://127.0.0.1:([0-9]+)\""))) {
+            if (!Poco::Process::isRunning(*process)) {
+                throw std::runtime_error("nats-server has ended");
+            }
+            std::this_thread::yield();
+            std::ifstream in(file);
+            text.assign(std::istreambuf_iterator<char>(in), {});
+        }
+        port = match[1];
+    }
+
+    /// As a crash.
+    void Kill() {
+        if (process) {
+            ::kill(process->id(), SIGKILL);
+            process->wait();
+            process.reset();
+        }
+    }
+
+  private:
+    Poco::TemporaryFile folder;
+    std::string port = "-1";
+    std::optional<Poco::ProcessHandle> process;
+};
+
+}  // namespace velmora::test
