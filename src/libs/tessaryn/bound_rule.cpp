@@ -6,6 +6,7 @@
 #include "tessaryn/private/subscription_rule_expressions.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -97,7 +98,7 @@ bool TestEntry(const BoundInstruction& instruction, const SampleView& sample,
 }
 
 template <class Native>
-constexpr std::array<BoundTest, 8> entryTestsOf = {
+constexpr std::array<BoundInstruction::Passes, 6> entryTestsOf = {
     TestEntry<Native, std::equal_to<>>, TestEntry<Native, std::not_equal_to<>>,
     TestEntry<Native, std::less<>>,     TestEntry<Native, std::less_equal<>>,
     TestEntry<Native, std::greater<>>,  TestEntry<Native, std::greater_equal<>>};
@@ -114,14 +115,37 @@ Comparison ComparisonOf(BaseType type, const BoundInstruction& instruction) {
 
 // ---- Tests ----
 
+// Both by operator.
+template <class Operator>
 bool TestSize(const BoundInstruction& instruction, const SampleView& sample,
               const SubscriptionArgs& /*args*/) {
+    constexpr Operator passes;
     const std::size_t bytes = sample.BytesOfExisting(instruction.entry).size();
-    const auto size = static_cast<unsigned int>(
-        traits::ElementCount(static_cast<BaseType>(instruction.extra), bytes));
-    return ComparisonOf(UInt32, instruction)(instruction,
-                                             {reinterpret_cast<const char*>(&size), sizeof size});
+    const std::size_t size = traits::ElementCount(static_cast<BaseType>(instruction.extra), bytes);
+    return passes(size, std::size_t{instruction.literal});
 }
+
+constexpr std::array<BoundInstruction::Passes, 6> sizeTests = {
+    TestSize<std::equal_to<>>,   TestSize<std::not_equal_to<>>, TestSize<std::less<>>,
+    TestSize<std::less_equal<>>, TestSize<std::greater<>>,      TestSize<std::greater_equal<>>};
+
+// A range of one element.
+template <class Native, class Operator>
+bool TestElement(const BoundInstruction& range, const SampleView& sample,
+                 const SubscriptionArgs& /*args*/) {
+    using Number = NumberOf<Native>;
+    constexpr Operator passes;
+    const std::string_view bytes = sample.BytesOfExisting(range.entry);
+    const std::size_t begin = static_cast<std::uint32_t>(range.literal) * sizeof(Number);
+    return begin + sizeof(Number) <= bytes.size() &&
+           passes(traits::Load<Number>(bytes.data() + begin), LiteralOf<Number>((&range)[1]));
+}
+
+template <class Native>
+constexpr std::array<BoundInstruction::Passes, 6> elementTestsOf = {
+    TestElement<Native, std::equal_to<>>, TestElement<Native, std::not_equal_to<>>,
+    TestElement<Native, std::less<>>,     TestElement<Native, std::less_equal<>>,
+    TestElement<Native, std::greater<>>,  TestElement<Native, std::greater_equal<>>};
 
 bool TestRange(const BoundInstruction& range, const SampleView& sample,
                const SubscriptionArgs& /*args*/) {
@@ -147,29 +171,41 @@ bool TestFallback(const BoundInstruction& instruction, const SampleView& /*sampl
     return valueOf(reinterpret_cast<const RLExpr*>(instruction.literal), args).convert<bool>();
 }
 
-constexpr std::array<std::array<BoundTest, 8>, numBoundTests> MakeTests() {
-    std::array<std::array<BoundTest, 8>, numBoundTests> tests{};
-    for (unsigned short type = Int8; type <= String; ++type) {
-        tests[type] =
-            VisitType(static_cast<BaseType>(type), []<class Native>(std::type_identity<Native>) {
-                if constexpr (std::is_void_v<Native>) {
-                    return std::array<BoundTest, 8>{};
-                } else {
-                    return entryTestsOf<Native>;
-                }
-            });
+BoundInstruction::Passes PassesOf(const BoundInstruction& instruction) {
+    const auto comparison = static_cast<std::size_t>(instruction.comparison);
+    const bool isRange = instruction.test == Test::range;
+    const std::uint64_t to = instruction.literal >> 32U;
+    const bool isElement =
+        isRange && to < 1U << 31U && to == static_cast<std::uint32_t>(instruction.literal);
+    switch (instruction.test) {
+        case Test::size:
+            return sizeTests[comparison];
+        case Test::changeType:
+            return TestChangeType;
+        case Test::fallback:
+            return TestFallback;
+        case Test::constant:
+        case Test::call:
+            return TestConstant;
+        default:
+            break;
     }
-    tests[static_cast<std::size_t>(Test::size)].fill(TestSize);
-    tests[static_cast<std::size_t>(Test::range)].fill(TestRange);
-    tests[static_cast<std::size_t>(Test::changeType)].fill(TestChangeType);
-    tests[static_cast<std::size_t>(Test::constant)].fill(TestConstant);
-    tests[static_cast<std::size_t>(Test::fallback)].fill(TestFallback);
-    return tests;
+    const Test elements = isRange ? (&instruction)[1].test : instruction.test;
+    return VisitType(static_cast<BaseType>(elements),
+                     [&]<class Native>(std::type_identity<Native> /*type*/) {
+                         if constexpr (std::is_void_v<Native>) {
+                             return BoundInstruction::Passes{TestRange};
+                         } else if constexpr (std::is_same_v<Native, std::string>) {
+                             return isRange ? TestRange : entryTestsOf<Native>[comparison];
+                         } else {
+                             return isElement ? elementTestsOf<Native>[comparison]
+                                    : isRange ? TestRange
+                                              : entryTestsOf<Native>[comparison];
+                         }
+                     });
 }
 
 }  // namespace
-
-const std::array<std::array<BoundTest, 8>, numBoundTests> boundTests = MakeTests();
 
 std::string_view BoundInstruction::ElementsOf(std::string_view bytes, Test type) const {
     const auto elementType = static_cast<BaseType>(type);
@@ -228,6 +264,7 @@ class BoundRule::Binder {
         nextText = reinterpret_cast<char*>(code + NumInstructions());
         if (rule.start < 0) {
             code->literal = rule.start == CompiledRule::holds ? 1 : 0;
+            code->passes = TestConstant;
             return;
         }
         for (std::size_t i = 0; i < rule.code.size(); ++i) {
@@ -235,6 +272,7 @@ class BoundRule::Binder {
             Bind(rule.code[i], *bound);
             bound->onTrue = TargetOf(i, rule.code[i].onTrue);
             bound->onFalse = TargetOf(i, rule.code[i].onFalse);
+            bound->passes = PassesOf(*bound);
         }
     }
 
@@ -365,7 +403,7 @@ class BoundRule::Evaluation {
         while (true) {
             const bool passes = instruction->test == Test::call
                                     ? Call(*instruction)
-                                    : Passes(*instruction, sample, args);
+                                    : instruction->passes(*instruction, sample, args);
             const auto target = passes ? instruction->onTrue : instruction->onFalse;
             if (target <= 0) {
                 return target == Instruction::holds;

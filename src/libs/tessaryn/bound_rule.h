@@ -7,7 +7,6 @@
 #include "tessaryn/sample_view.h"
 #include "tessaryn/subscription_args.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -30,8 +29,12 @@ struct BoundInstruction {
     };
 
     using Operator = Instruction::Operator;
+    /// Whether a change passes the instruction.
+    using Passes = bool (*)(const BoundInstruction&, const SampleView&, const SubscriptionArgs&);
     using Target = Instruction::Target;
 
+    /// Chosen for test and operator.
+    Passes passes = nullptr;
     /// The bits of a number, those of integers and `Bool` extended to 64, those of a `Float` as a
     /// `Double`. Of a text the distance from the instruction to its bytes; of a range both indexes,
     /// `from` in the low half; of a fallback the address of the expression; of a call the place of
@@ -51,7 +54,7 @@ struct BoundInstruction {
     std::string_view ElementsOf(std::string_view bytes, Test type) const;
 };
 
-static_assert(sizeof(BoundInstruction) == 24);
+static_assert(sizeof(BoundInstruction) == 32);
 
 /// A compiled rule whose names are bound to the entries of one state of a stream type: the form in
 /// which changes are tested.
@@ -91,36 +94,28 @@ class BoundRule {
     std::uint32_t hasCalls : 1 = 0;
 };
 
-/// By `BoundInstruction::Test` and operator: whether a change passes an instruction.
-using BoundTest = bool (*)(const BoundInstruction&, const SampleView&, const SubscriptionArgs&);
-inline constexpr std::size_t numBoundTests =
-    static_cast<std::size_t>(BoundInstruction::Test::call) + 1;
-extern const std::array<std::array<BoundTest, 8>, numBoundTests> boundTests;
-
-inline bool Passes(const BoundInstruction& instruction, const SampleView& sample,
-                   const SubscriptionArgs& args) {
-    return boundTests[static_cast<std::size_t>(instruction.test)]
-                     [static_cast<std::size_t>(instruction.comparison)](instruction, sample, args);
-}
-
 inline bool BoundRule::Holds(const SampleView& sample, const SubscriptionArgs& args) const {
     if (hasCalls) [[unlikely]] {
         return HoldsWithBlocks(sample, args);
     }
     const BoundInstruction* instruction = code.get();
-    while (true) {
-        BoundInstruction::Target target;
-        // A branch for each outcome lets the processor run ahead.
-        if (Passes(*instruction, sample, args)) {
+    // Most rules end at the first or second instruction. A call of its own for the first one is
+    // easier to predict, and so is a branch for each outcome.
+    BoundInstruction::Target target;
+    if (instruction->passes(*instruction, sample, args)) {
+        target = instruction->onTrue;
+    } else {
+        target = instruction->onFalse;
+    }
+    while (target > 0) {
+        instruction += target;
+        if (instruction->passes(*instruction, sample, args)) {
             target = instruction->onTrue;
         } else {
             target = instruction->onFalse;
         }
-        if (target <= 0) {
-            return target == Instruction::holds;
-        }
-        instruction += target;
     }
+    return target == Instruction::holds;
 }
 
 }  // namespace velmora::core::tessaryn

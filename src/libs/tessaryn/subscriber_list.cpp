@@ -84,17 +84,11 @@ class SubscriberList::Notification {
     // once the host's code has run, which may add subscribers and so move this one.
     // Returns whether the host's code has run.
     bool Reach(const Subscriber& subscriber) {
-        if (subscriber.rule != nullptr && !Holds(*subscriber.rule)) {
+        if (subscriber.lastNotification < number ||
+            (subscriber.rule != nullptr && !Holds(*subscriber.rule))) [[likely]] {
             return false;
         }
-        StreamSubscription& subscription = *subscriber.subscription;
-        const bool isAsked = subscriber.rule == nullptr;
-        PrepareForHost();
-        if (isAsked) {
-            subscription.NotifyIfRuleApplies(stream, args);
-        } else {
-            subscription.delegate->notify(stream, args);
-        }
+        Call(subscriber);
         return true;
     }
 
@@ -123,6 +117,17 @@ class SubscriberList::Notification {
             return rule.Holds(*boundView, args);
         }
         return rule.HoldsAnywhere(args);
+    }
+
+    void Call(const Subscriber& subscriber) {
+        StreamSubscription& subscription = *subscriber.subscription;
+        const bool isAsked = subscriber.rule == nullptr;
+        PrepareForHost();
+        if (isAsked) {
+            subscription.NotifyIfRuleApplies(stream, args);
+        } else {
+            subscription.delegate->notify(stream, args);
+        }
     }
 
     void PrepareForHost() {
@@ -165,9 +170,9 @@ class SubscriberList::IndexedNotification {
             if (position >= count) {
                 return;
             }
-            const Subscriber& subscriber = list.subscribers[position];
+            const bool isCalled = notification.Reach(list.subscribers[position]);
             ++position;
-            if (notification.IsFor(subscriber) && notification.Reach(subscriber)) {
+            if (isCalled) {
                 isSelected = Select(position);
             }
         }
@@ -296,9 +301,7 @@ void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* s
 
 void SubscriberList::NotifyEach(Notification& notification, std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; ++i) {
-        if (notification.IsFor(subscribers[i])) {
-            notification.Reach(subscribers[i]);
-        }
+        notification.Reach(subscribers[i]);
     }
 }
 
