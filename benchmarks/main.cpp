@@ -42,6 +42,7 @@ int Run(int argc, char** argv) {
     }
 
     velmora::benchmarks::RegisterPushBenchmarks();
+    velmora::benchmarks::RegisterRuleBenchmarks();
     velmora::benchmarks::RegisterQueryBenchmarks();
     velmora::benchmarks::RegisterSampleBenchmarks();
     velmora::benchmarks::RegisterLookupBenchmarks();

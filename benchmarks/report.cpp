@@ -38,11 +38,12 @@ constexpr Op ops[] = {
     {"P0", "P0", "push, no subscriber", 1.15},
     {"P1", "P1", "push, one `Always()`, empty delegate", 1.15},
     {"P2", "P2", "push, one rule of two comparisons", 1.15},
-    {"P3", "P3", "push, 100 such rules", 2.0},
-    {"P3", "P3.Int64", "push, 100 rules on `Double` and `Int64`", 2.0},
-    {"P3", "P3.Bool", "push, 100 rules on `Double` and `Bool`", 2.0},
-    {"P3", "P3.Float", "push, 100 rules on `Double` and `Float`", 2.0},
-    {"P3", "P3.String", "push, 100 rules on `Double` and `String`", 2.0},
+    {"P3", "P3", "push, 100 such rules", 0.8},
+    {"P3", "P3.Int64", "push, 100 rules on `Double` and `Int64`", 0.8},
+    {"P3", "P3.Bool", "push, 100 rules on `Double` and `Bool`", 0.8},
+    {"P3", "P3.Float", "push, 100 rules on `Double` and `Float`", 0.8},
+    {"P3", "P3.String", "push, 100 rules on `Double` and `String`", 0.8},
+    {"R", "R.10000", "push, 10,000 such rules", 0.1},
     {"P4", "P4", "push, one rule on an array", 1.15},
     {"P5", "P5", "push of an encoded sample, 60 bytes", 1.3},
     {"P6", "P6", "push, one rule on a text", 1.3},
@@ -104,8 +105,44 @@ std::function<Value(const Times&)> LateSample(int lateSamples) {
     };
 }
 
+// Of 10,000 rules, against what neither finding nor asking them would leave.
+Value TenThatHold(const Times& times) {
+    const Value none = TimeOf(times, "R.10000/ours");
+    const Value always = TimeOf(times, "R.always/ours");
+    const Value nobody = TimeOf(times, "P0/ours");
+    if (!none || !always || !nobody) {
+        return {};
+    }
+    return Quotient(TimeOf(times, "R.ten/ours"), *none + *always - *nobody);
+}
+
+// What a rule that is asked costs against a lambda: what 20 of them add to a push. 1.5 is wanted of
+// all forms; those with 2.5 are not there yet.
+std::function<Value(const Times&)> RuleAgainstLambda(const std::string& shape) {
+    return [=](const Times& times) -> Value {
+        const Value ours = TimeOf(times, "R1." + shape + "/ours");
+        const Value floor = TimeOf(times, "R1." + shape + "/floor");
+        const Value push = TimeOf(times, "P0/ours");
+        const Value floorPush = TimeOf(times, "P0/floor");
+        if (!ours || !floor || !push || !floorPush) {
+            return {};
+        }
+        return (*ours - *push) / std::max(*floor - *floorPush, 1.0);
+    };
+}
+
 std::vector<Derived> DerivedLines() {
     return {
+        {"R1", "a rule of one comparison against a lambda", "x", 1.5, RuleAgainstLambda("one")},
+        {"R1", "a rule of two with `&&`", "x", 2.5, RuleAgainstLambda("and")},
+        {"R1", "a rule of two with `||`", "x", 2.5, RuleAgainstLambda("or")},
+        {"R1", "a rule of two with `!`", "x", 2.5, RuleAgainstLambda("not")},
+        {"R1", "a rule of two with `^^`", "x", 2.5, RuleAgainstLambda("xor")},
+        {"R1", "a rule on one element", "x", 2.5, RuleAgainstLambda("element")},
+        {"R1", "a rule on a number of elements", "x", 1.5, RuleAgainstLambda("size")},
+        {"R1", "a rule on an array of 4 `Float`", "x", 1.5, RuleAgainstLambda("array")},
+        {"R1", "a rule on a text of 12 characters", "x", 1.5, RuleAgainstLambda("text")},
+        {"R1", "a rule on the order of such texts", "x", 1.5, RuleAgainstLambda("text order")},
         {"P3", "(P3 - P0) / 100: one rule of many", "ns", 8.0,
          [](const Times& times) { return PerRule(times, "P3"); }},
         {"P3", "one rule with an `Int64` against one with an `Int32`", "x", 1.3,
@@ -113,6 +150,36 @@ std::vector<Derived> DerivedLines() {
         {"P3", "one rule with a `Bool` against it", "x", 1.3, RuleAgainstP3("P3.Bool")},
         {"P3", "one rule with a `Float` against it", "x", 1.3, RuleAgainstP3("P3.Float")},
         {"P3", "one rule with a text against it", "x", 1.3, RuleAgainstP3("P3.String")},
+        {"R", "10,000 rules, none holds, against P0's floor", "x", 3.0,
+         RatioOf("R.10000/ours", "P0/floor")},
+        {"R", "100,000 rules against it", "x", 4.0, RatioOf("R.100000/ours", "P0/floor")},
+        {"R", "1,000,000 rules against 10,000", "x", 2.0,
+         RatioOf("R.1000000/ours", "R.10000/ours")},
+        {"R", "10,000 rules and ten that hold, against none and ten `Always()`", "x", 1.3,
+         TenThatHold},
+        {"R", "10,000 rules on a text against P0's floor", "x", 3.0,
+         RatioOf("R.text/ours", "P0/floor")},
+        {"R", "10,000 rules on an array against it", "x", 4.0, RatioOf("R.array/ours", "P0/floor")},
+        {"R", "1,000 rules and ten of the host's against those ten alone", "x", 2.0,
+         RatioOf("R.host/ours", "R.host alone/ours")},
+        {"R", "10,000 rules of 3 states against P0's floor", "x", 3.0,
+         RatioOf("R.state/ours", "P0/floor")},
+        {"R", "10,000 rules with both bounds against it", "x", 3.0,
+         RatioOf("R.band/ours", "P0/floor")},
+        {"R", "10,000 rules with `||` against it", "x", 3.0, RatioOf("R.or/ours", "P0/floor")},
+        {"R", "10,000 rules on a size against it", "x", 3.0, RatioOf("R.size/ours", "P0/floor")},
+        {"R", "10,000 rules on other types against it", "x", 3.0,
+         RatioOf("R.types/ours", "P0/floor")},
+        {"R", "10,000 rules on the order of texts against it", "x", 4.0,
+         RatioOf("R.order/ours", "P0/floor")},
+        {"R", "10,000 rules of eight forms against it", "x", 4.0,
+         RatioOf("R.mixed/ours", "P0/floor")},
+        {"R", "one of 10,000 rules more between two pushes, beside its parsing", "ns", 5000.0,
+         [](const Times& times) -> Value {
+             const Value added = TimeOf(times, "R.added/ours");
+             const Value parsed = TimeOf(times, "R.parsed/ours");
+             return added && parsed ? Value(*added - *parsed) : Value();
+         }},
         {"P6", "the rule alone, text of 2,000 characters", "ns", 100.0,
          [](const Times& times) { return TimeOf(times, "P6rule/ours"); }},
         {"Q1", "1,000,000 samples against 1,024", "x", 1.5,

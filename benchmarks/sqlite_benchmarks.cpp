@@ -111,7 +111,9 @@ class Table {
     long long calls = 0;
 };
 
-enum class Rules { none, always, one, many };
+enum class Rules { none, always, one, many, thousands };
+
+constexpr int thousandsOfRules = 10'000;
 
 std::string Condition(double limit, int wanted) {
     std::ostringstream text;
@@ -133,6 +135,9 @@ void Push(benchmark::State& state, Rules rules) {
     }
     for (int k = 0; rules == Rules::many && k < manyRules; ++k) {
         table.AddTrigger(Condition(TemperatureLimit(k), StateLimit(k)));
+    }
+    for (int k = 0; rules == Rules::thousands && k < thousandsOfRules; ++k) {
+        table.AddTrigger(Condition(20 + 0.002 * k, StateLimit(k)));
     }
     for (auto _ : state) {
         table.Push(source.Next(), Poco::Timestamp());
@@ -178,6 +183,7 @@ void RegisterSqliteBenchmarks() {
     benchmark::RegisterBenchmark("P1/sqlite", Push, Rules::always);
     benchmark::RegisterBenchmark("P2/sqlite", Push, Rules::one);
     benchmark::RegisterBenchmark("P3/sqlite", Push, Rules::many);
+    benchmark::RegisterBenchmark("R.10000/sqlite", Push, Rules::thousands)->Iterations(20);
     for (const int size : {1024, 100'000, 1'000'000}) {
         const std::string name = "Q1." + std::to_string(size) + "/sqlite";
         benchmark::RegisterBenchmark(name.c_str(), QueryLast, size);

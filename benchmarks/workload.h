@@ -91,6 +91,7 @@ void Fill(AnySample& sample, const Values& values) {
 
 /// Register the benchmarks, named "<op>/<contender>", such as "P0/floor".
 void RegisterPushBenchmarks();
+void RegisterRuleBenchmarks();
 void RegisterQueryBenchmarks();
 void RegisterSampleBenchmarks();
 void RegisterLookupBenchmarks();

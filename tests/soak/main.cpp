@@ -40,6 +40,7 @@ constexpr Kind kinds[] = {{"pushes", &soak::Plant::Push, 2},
                           {"groups, streams, types", &soak::Plant::ChangeGroups, 1},
                           {"uses of guests", &soak::Plant::UseGuest, 1},
                           {"repositories written", &soak::Plant::Write, 1},
+                          {"pushes to a crowd", &soak::Plant::UseCrowd, 1},
                           {"deliveries replaced", &soak::Plant::Deliver, 1}};
 
 struct Worker {

@@ -27,6 +27,7 @@ namespace {
 
 constexpr int lineCount = 240;
 constexpr int lineLength = 48;
+constexpr unsigned int crowdSize = 10'000;
 const Serializer<NodeRef> serializer;
 
 enum Entry : unsigned short { number, values, text, even, check };
@@ -136,6 +137,11 @@ Plant::Plant(Referee& referee)
         line.stream->Subscribe({And(Expression("number < 0 || text.size >= 40"), Always()),
                                 Poco::delegate(&line, &Line::OnNever)});
     }
+    crowd = streams.AddStream("plant/crowd", type, lineLength);
+    for (unsigned int i = 0; i < crowdSize; ++i) {
+        const std::string rule = "number == " + std::to_string(i) + " && values[1] >= 0";
+        crowd->Subscribe({Expression(rule), Poco::delegate(this, &Plant::OnCrowd)});
+    }
     deliveries = std::make_unique<Deliveries>(referee, lines);
 }
 
@@ -244,6 +250,29 @@ void Plant::Visit(Random& random) {
     line.stream->PushNew([&](Sample& sample) { Fill(sample, ++line.pushes); });
     line.stream->Unsubscribe(subscription);
     referee.Expect(visitor.Notified() > 0, "a subscriber was not notified");
+}
+
+// Exactly one of thousands of rules holds, and one that comes and goes, found by the same value.
+void Plant::UseCrowd(Random& random) {
+    Visitor visitor(referee);
+    const auto value = static_cast<long long>(random() % crowdSize);
+    const std::string number = std::to_string(value);
+    const StreamSubscription subscription(
+        Expression(random() % 2 == 0 ? "number == " + number : "check < 0 && number >= " + number),
+        Poco::delegate(&visitor, &Visitor::OnChange));
+    crowd->AtomicExecute([&] {
+        const bool isVisited = random() % 4 == 0;
+        if (isVisited) {
+            crowd->Subscribe(subscription);
+        }
+        const long long before = crowdCalls;
+        crowd->PushNew([&](Sample& sample) { Fill(sample, value); });
+        referee.Expect(crowdCalls == before + 1, "not one of the crowd was notified");
+        if (isVisited) {
+            crowd->Unsubscribe(subscription);
+        }
+        referee.Expect(visitor.Notified() == (isVisited ? 1 : 0), "a visitor was not notified");
+    });
 }
 
 void Plant::AddGuest(Random& random) {

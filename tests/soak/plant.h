@@ -77,6 +77,7 @@ class Plant {
     void UseGuest(Random& random);
     void Write(Random& random);
     void Deliver(Random& random);
+    void UseCrowd(Random& random);
 
     /// Compares the counts. To be called after all threads have ended.
     void ExpectBalance();
@@ -85,12 +86,17 @@ class Plant {
     Line& AnyLine(Random& random) { return *lines[random() % lines.size()]; }
     void ChangeTypes(Random& random);
     void AddGuest(Random& random);
+    void OnCrowd(SubscriptionArgs& /*args*/) { ++crowdCalls; }
 
     Referee& referee;
     tessaryn::StreamTypeRepository types;
     tessaryn::StreamRepository streams;
     tessaryn::StreamType* type;
     std::vector<std::unique_ptr<Line>> lines;
+    // A stream with a rule for each of 10,000 numbers, and the calls of its delegates, which its
+    // lock guards.
+    Stream* crowd;
+    long long crowdCalls = 0;
     std::unique_ptr<Deliveries> deliveries;
 };
 
