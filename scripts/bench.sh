@@ -53,6 +53,15 @@ cmd_bench() {
         arguments+=("--benchmark_filter=$filter")
     fi
 
+    if [[ "$filter" == nats ]]; then
+        need "${build_packages[@]}" libbenchmark-dev libboost-dev nats-server zlib1g-dev
+        configure bench
+        build bench -t nats_benchmark
+        begin "measure"
+        build/bench/bin/nats_benchmark
+        return
+    fi
+
     need "${build_packages[@]}" libbenchmark-dev libboost-dev libsqlite3-dev zlib1g-dev
     configure bench
     build bench -t stream_benchmark
