@@ -27,7 +27,7 @@ complete_words() {
     echo "${COMPREPLY[*]}"
 }
 
-commands="watch show convert check"
+commands="watch record replay show convert check"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --help --version" "$(complete_words "")"
 same "options of show" "--help --max-memory --output" "$(complete_words show --)"
@@ -45,11 +45,13 @@ folder="$(mktemp -d)"
 trap 'rm -r "$folder"' EXIT
 cd "$folder"
 mkdir more
-touch a.csv a.json a.txt a.xml
+touch a.csv a.json a.txt a.xml b.db
 same "forms" "text ndjson" "$(complete_words watch - --output "")"
 same "forms that begin with n" "ndjson" "$(complete_words show a.xml --output n)"
-same "sources" "a.csv a.json a.xml host more" "$(complete_words watch "")"
+same "sources" "a.csv a.json a.xml b.db host more" "$(complete_words watch "")"
 same "documents" "a.json a.xml" "$(complete_words show a)"
+same "histories" "b.db more" "$(complete_words record host --to "")"
+same "histories to replay" "b.db" "$(complete_words replay b)"
 same "what is converted" "a.csv a.json a.xml" "$(complete_words convert a)"
 same "documents to load" "a.json a.xml more" "$(complete_words watch host --load "")"
 same "rules" "" "$(complete_words watch host --rule "")"

@@ -4,6 +4,8 @@
 #include "command_error.h"
 #include "commands/check_command.h"
 #include "commands/convert_command.h"
+#include "commands/record_command.h"
+#include "commands/replay_command.h"
 #include "commands/show_command.h"
 #include "commands/watch_command.h"
 #include "program_version.h"
@@ -69,10 +71,14 @@ int Run(int argc, char** argv) {
     app.set_version_flag("--version", GetProgramVersion());
     app.require_subcommand(1);
     WatchOptions watchOptions;
+    RecordOptions recordOptions;
+    ReplayOptions replayOptions;
     ShowOptions showOptions;
     ConvertOptions convertOptions;
     CheckOptions checkOptions;
     AddWatchCommand(app, watchOptions);
+    const CLI::App* const record = AddRecordCommand(app, recordOptions);
+    const CLI::App* const replay = AddReplayCommand(app, replayOptions);
     const CLI::App* const show = AddShowCommand(app, showOptions);
     const CLI::App* const convert = AddConvertCommand(app, convertOptions);
     const CLI::App* const check = AddCheckCommand(app, checkOptions);
@@ -84,6 +90,12 @@ int Run(int argc, char** argv) {
     }
     if (check->parsed()) {
         return RunCheck(checkOptions) ? hasFindings : success;
+    }
+    if (record->parsed()) {
+        return RunRecord(recordOptions);
+    }
+    if (replay->parsed()) {
+        return RunReplay(replayOptions);
     }
     if (show->parsed()) {
         RunShow(showOptions);

@@ -37,19 +37,23 @@ _tessaryn() {
     elif [[ "$command $before" =~ ^(watch\ --(save|load)|check\ --type)$ ]]; then
         _tessaryn_files xml json
         return
+    elif [[ "$command $before" == "record --to" ]]; then
+        _tessaryn_files db
+        return
     elif [[ "$word" == -* ]]; then
         choice="$(_tessaryn_words "${COMP_WORDS[0]}" "$command")"
     elif [[ "$before" == --* && ! "$before" =~ ^--(skip-bad|quiet|follow|events|edges|allow-unknown)$ ]]; then
         return
     else
         case "$command" in
-            watch)
-                _tessaryn_files csv tsv jsonl ndjson json xml gz zst
+            watch | record)
+                _tessaryn_files csv tsv jsonl ndjson json xml db gz zst
                 if [[ host == "$word"* ]]; then
                     COMPREPLY+=(host)
                 fi
                 ;;
-            show) _tessaryn_files xml json ;;
+            show) _tessaryn_files xml json db ;;
+            replay) _tessaryn_files db ;;
             convert) _tessaryn_files xml json db csv ndjson ;;
         esac
         return

@@ -3,8 +3,12 @@
 
 #include "commands/convert_command.h"
 
+#include "command_error.h"
+#include "source/history_source.h"
 #include "storage/document_file.h"
 #include "terminal/message.h"
+#include "terminal/signal_watcher.h"
+#include "text/escaped_text.h"
 #include "transfer/open_transfer.h"
 
 namespace velmora::tool {
@@ -23,8 +27,16 @@ void ConvertSamples(const ConvertOptions& options) {
     const auto reader = MakeReader(options.from, options.maxMemory);
     SampleFilter filter(options.filter, *reader);
     const auto writer = MakeWriter(options.to, filter.GetStreams(), reader->GetSeparator());
-    while (filter.Next()) {
+    SignalWatcher signals;
+    constexpr unsigned int samplesBetweenPolls = 1000;
+    for (unsigned int count = 1; filter.Next(); ++count) {
         writer->Write(filter.GetPath(), filter.GetSample());
+        if (count % samplesBetweenPolls == 0) {
+            signals.WaitReadable(-1, SignalWatcher::Clock::now());
+            if (signals.IsStopped()) {
+                throw CommandError("interrupted before " + Quoted(options.to) + " was written");
+            }
+        }
     }
     writer->Finish();
     if (!options.quiet) {

@@ -6,12 +6,12 @@
 #include "command_error.h"
 #include "commands/show_history.h"
 #include "document/document_printer.h"
+#include "source/history_source.h"
 #include "storage/document.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 #include "text/escaped_text.h"
-#include "transfer/open_transfer.h"
 
 #include <algorithm>
 

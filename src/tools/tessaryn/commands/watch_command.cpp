@@ -29,7 +29,7 @@ constexpr const char* details =
 this machine's live figures: load, cpu, memory_total, memory_available, network
 (bytes received and sent), hostname. The content decides how a file is read, not its
 name: CSV with a header, separated by "," ";" tab or "|"; JSON lines, also those of
---output ndjson; documents; each also packed as gzip or Zstandard, but for documents.
+--output ndjson; documents; histories; tables also packed as gzip or Zstandard.
 Lines that begin with "#" are comments, and lines above the header are left out. Each
 source is a stream of its own, named after the file, unless --as joins them or
 --stream-by names a column.

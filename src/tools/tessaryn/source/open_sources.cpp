@@ -7,6 +7,7 @@
 #include "csv/csv_reader.h"
 #include "csv/csv_source.h"
 #include "source/document_source.h"
+#include "source/history_source.h"
 #include "source/host_source.h"
 #include "source/input_stream.h"
 #include "source/json_lines_reader.h"
@@ -97,6 +98,17 @@ std::vector<NamedSource> OpenDocument(const std::string& path, const SourceSetti
     return sources;
 }
 
+std::vector<NamedSource> OpenHistory(const std::string& path, const SourceSettings& settings) {
+    const auto history = std::make_shared<const storage::History>(path);
+    std::vector<NamedSource> sources;
+    for (const storage::HistoryStream& stream : history->GetStreams()) {
+        sources.push_back(
+            {settings.streamName.empty() ? stream.path : settings.streamName,
+             std::make_unique<HistorySource>(history, stream, path + ":" + stream.path)});
+    }
+    return sources;
+}
+
 }  // namespace
 
 std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments) {
@@ -131,6 +143,9 @@ std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<
         sources.push_back(
             {wanted.empty() ? path : wanted, std::make_unique<HostSource>(interval, signals)});
         return sources;
+    }
+    if (path != "-" && IsDatabase(path)) {
+        return OpenHistory(path, settings);
     }
     auto input =
         std::make_unique<InputStream>(std::make_unique<InputFile>(path, signals, settings.follow));

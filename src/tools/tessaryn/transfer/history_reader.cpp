@@ -13,10 +13,12 @@ HistoryFileReader::HistoryFileReader(const std::string& file) : history(file) {
             }
             core::tessaryn::StreamType& type =
                 types.emplace_back(layout.typeName, layout.version).Get();
+            std::vector<std::string> units;
             for (const storage::HistoryEntry& entry : layout.entries) {
                 type.Add(entry.name, entry.type, entry.initialSize);
+                units.push_back(entry.unit);
             }
-            streams.push_back({stream.path, &type, 0});
+            streams.push_back({stream.path, &type, 0, std::move(units)});
         }
     }
 }

@@ -4,6 +4,7 @@
 #include "transfer/open_transfer.h"
 
 #include "command_error.h"
+#include "source/history_source.h"
 #include "text/escaped_text.h"
 #include "transfer/document_reader.h"
 #include "transfer/document_writer.h"
@@ -13,7 +14,6 @@
 
 #include <Poco/String.h>
 
-#include <fstream>
 #include <string_view>
 #include <utility>
 
@@ -31,13 +31,6 @@ FileKind GetFileKind(const std::string& path) {
         }
     }
     throw CommandError(Quoted(path) + " does not end in .xml, .json, .db, .csv or .ndjson");
-}
-
-bool IsDatabase(const std::string& path) {
-    constexpr std::string_view magic("SQLite format 3\0", 16);
-    std::string begin(magic.size(), ' ');
-    std::ifstream in(path, std::ios::binary);
-    return in.read(begin.data(), static_cast<std::streamsize>(begin.size())) && begin == magic;
 }
 
 std::unique_ptr<SampleReader> MakeReader(const std::string& path, std::uint64_t maxMemory) {

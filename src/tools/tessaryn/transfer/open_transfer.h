@@ -20,9 +20,6 @@ enum class FileKind { document, history, csv, jsonLines };
 /// \throws CommandError when it has another ending
 FileKind GetFileKind(const std::string& path);
 
-/// Whether a file is a database, as histories are, by its first bytes.
-bool IsDatabase(const std::string& path);
-
 /// Opens a file that has samples: a history, or a document.
 /// \param maxMemory bytes that the nodes of a document may take, and its samples again
 /// \throws storage::StorageException when it cannot be read

@@ -161,7 +161,13 @@ void SampleFilter::SelectColumns() {
         }
     }
     for (StreamLayout& stream : selected) {
-        stream.type = &ProjectionOf(*stream.type).GetType();
+        tsn::StreamType& type = ProjectionOf(*stream.type).GetType();
+        std::vector<std::string> units;
+        for (unsigned short id = 0; id < type.GetNumEntries() && !stream.units.empty(); ++id) {
+            units.push_back(stream.units[stream.type->EntryId(type.GetEntry(id).key)]);
+        }
+        stream.type = &type;
+        stream.units = std::move(units);
     }
     std::erase_if(selected,
                   [](const StreamLayout& stream) { return stream.type->GetNumEntries() == 0; });

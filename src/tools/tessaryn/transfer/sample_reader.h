@@ -20,6 +20,8 @@ struct StreamLayout {
     core::tessaryn::StreamType* type = nullptr;
     /// Samples that the stream keeps; 0 for all.
     long maxSize = 0;
+    /// Units of the entries, in their order; may be empty.
+    std::vector<std::string> units{};
 };
 
 /// Finds the layout of a sample among those that were announced. Readers and filters may hand out
