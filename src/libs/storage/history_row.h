@@ -96,8 +96,8 @@ class RowReader {
     /// Bytes that `Sample::Deserialize` reads.
     class Source : public std::streambuf {
       public:
-        void Set(std::string& bytes) {
-            setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
+        void Set(std::string& read) {
+            setg(read.data(), read.data(), read.data() + read.size());
         }
     };
 
