@@ -25,6 +25,10 @@ using core::tessaryn::Sample;
 
 namespace {
 
+// Rows that one statement inserts, and its parameters, of which SQLite allows 32,766.
+constexpr std::size_t maxGroup = 16;
+constexpr std::size_t maxParameters = 4000;
+
 constexpr auto maxInteger =
     static_cast<unsigned long long>(std::numeric_limits<std::int64_t>::max());
 
@@ -176,21 +180,43 @@ void RowBinder::CheckLength(std::size_t length, unsigned short entry) const {
 
 RowWriter::RowWriter(const Database& database, std::shared_ptr<const StoredLayout> layout,
                      std::int64_t lastFormer)
-    : database(database), layout(std::move(layout)), binder(*this->layout), lastFormer(lastFormer) {
+    : database(database), layout(std::move(layout)), lastFormer(lastFormer) {
     const HistoryLayout& stored = this->layout->Get();
-    const std::string columns = ColumnList(stored);
-    insert = database.Prepare("INSERT INTO " + stored.table + "(" + columns + ") VALUES(" +
-                              Parameters(stored.entries.size() + 1) + ")");
+    const std::size_t columns = stored.entries.size() + 1;
+    const std::string sql = "INSERT INTO " + stored.table + "(" + ColumnList(stored) + ") VALUES";
+    const std::string row = "(" + Parameters(columns) + ")";
+    insert = database.Prepare(sql + row);
+    std::string rows = row;
+    binders.emplace_back(*this->layout);
+    while (binders.size() < maxGroup && (binders.size() + 1) * columns <= maxParameters) {
+        rows += "," + row;
+        binders.emplace_back(*this->layout);
+    }
+    insertGroup = database.Prepare(sql + rows);
 }
 
 void RowWriter::Insert(const Sample& sample) {
-    binder.Bind(insert, 0, sample);
-    insert.Run();
+    const int first = static_cast<int>(pending.size() * (layout->Get().entries.size() + 1));
+    binders[pending.size()].Bind(insertGroup, first, sample);
+    pending.push_back(&sample);
+    if (pending.size() == binders.size()) {
+        insertGroup.Run();
+        pending.clear();
+    }
     const std::int64_t time = sample.GetTimeStamp().epochMicroseconds();
     isInOrder = isInOrder && (isEmpty || time >= newest);
     newest = isEmpty ? time : std::max(newest, time);
     isEmpty = false;
     ++added;
+}
+
+// Those that are no complete group.
+void RowWriter::InsertPending() {
+    for (const Sample* const sample : pending) {
+        binders.front().Bind(insert, 0, *sample);
+        insert.Run();
+    }
+    pending.clear();
 }
 
 bool RowWriter::ContainsFormer(const Sample& sample) {
@@ -205,6 +231,7 @@ bool RowWriter::ContainsFormer(const Sample& sample) {
                              ") IS (" + Parameters(stored.entries.size() + 1) +
                              ") AND time_us = ?1 AND seq <= " + std::to_string(lastFormer));
     }
+    RowBinder binder(*layout);
     binder.Bind(select, 0, sample);
     const bool found = select.Step();
     select.Reset();
@@ -226,6 +253,7 @@ void RowWriter::LoadCounts() {
 }
 
 void RowWriter::SaveCounts() {
+    InsertPending();
     Statement statement = database.Prepare(
         "UPDATE velmora_layout SET row_count = row_count + ?, newest_us = ?, in_order = ?"
         " WHERE id = ?");

@@ -53,7 +53,8 @@ class RowWriter {
               std::int64_t lastFormer);
 
     const StoredLayout& GetLayout() const { return *layout; }
-    /// Adds a row. In a transaction; what is counted is written by `SaveCounts`.
+    /// Adds a row. In a transaction, which `SaveCounts` must end: rows and counts may wait for it.
+    /// \param sample must stay until then
     void Insert(const core::tessaryn::Sample& sample);
     /// Whether there is a former row of the same time and values.
     bool ContainsFormer(const core::tessaryn::Sample& sample);
@@ -64,11 +65,18 @@ class RowWriter {
     bool IsCounting() const { return isCounting; }
 
   private:
+    void InsertPending();
+
     const Database& database;
     std::shared_ptr<const StoredLayout> layout;
-    RowBinder binder;
     std::int64_t lastFormer;
+    /// Of one row, and of several at a time, which cost less.
     Statement insert;
+    Statement insertGroup;
+    /// One for each row of the group.
+    std::vector<RowBinder> binders;
+    /// Samples that are bound to the group.
+    std::vector<const core::tessaryn::Sample*> pending;
     Statement select;
     std::int64_t added = 0;
     std::int64_t newest = 0;
@@ -96,9 +104,7 @@ class RowReader {
     /// Bytes that `Sample::Deserialize` reads.
     class Source : public std::streambuf {
       public:
-        void Set(std::string& read) {
-            setg(read.data(), read.data(), read.data() + read.size());
-        }
+        void Set(std::string& read) { setg(read.data(), read.data(), read.data() + read.size()); }
     };
 
     void AppendEntry(const Statement& row, std::size_t entry);
