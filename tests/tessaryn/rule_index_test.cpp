@@ -20,6 +20,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -87,7 +88,8 @@ TEST(RuleIndex, SelectsOnlyRulesThatHold) {
                      {"open", Bool, 1},
                      {"text", String, 1},
                      {"array", Float, 40},
-                     {"none", Int16, 0}});
+                     {"none", Int16, 0},
+                     {"nans", Double, 2}});
     Sample sample(&layout.type, Poco::Timestamp());
     for (unsigned short id = 0; id < 5; ++id) {
         sample.Set(id, 0, "3");
@@ -96,6 +98,8 @@ TEST(RuleIndex, SelectsOnlyRulesThatHold) {
     for (unsigned int i = 0; i < 40; ++i) {
         sample.Set(7, i, i == 37 ? 3.0F : 5.0F);
     }
+    sample.Set(9, 0, 5.0);
+    sample.Set(9, 1, std::nan(""));
     const struct {
         std::function<std::string(int)> rule;
         std::string asked;
@@ -115,6 +119,8 @@ TEST(RuleIndex, SelectsOnlyRulesThatHold) {
         {[](int k) { return "array > " + S(k); }, "0! 1! 2! "},
         {[](int k) { return "array < " + S(k); }, "6! 7! "},
         {[](int k) { return "array == " + S(k); }, ""},
+        {[](int k) { return "array[37:38] < " + S(k); }, "6! 7! "},
+        {[](int k) { return "!(nans > " + S(k) + ")"; }, "0! 1! 2! 3! 4! 5! 6! 7! "},
         {[](int k) { return "array[" + S(k) + "] == 5"; }, "0! 1! 2! 3! 4! 5! 6! 7! "},
         {[](int k) { return "array[37:37] == " + S(k); }, "3! "},
         {[](int k) { return "array.size == 4" + S(k); }, "0! "},
@@ -220,6 +226,45 @@ TEST(RuleIndex, FindsFewAmongManyInBatches) {
         }
         ASSERT_EQ(next, rules.size());
     }
+}
+
+// Thirty rules that do not hold, and a last one that does after a delegate has acted.
+std::string LogAfter(const std::string& last, const std::function<void(Stream&, Sample&)>& act) {
+    TestType layout({{"a", String, 1}, {"b", Int32, 1}});
+    Stream stream(&layout.type, 3);
+    std::string log;
+    bool acted = false;
+    const auto subscribe = [&](const std::string& text, int target) {
+        stream.Subscribe({Expression(text), TestDelegate(target, [&, target](Stream&, auto& args) {
+                              log += S(target) + " ";
+                              if (target == 1 && !std::exchange(acted, true)) {
+                                  act(stream, *args.sample);
+                              }
+                          })});
+    };
+    subscribe("b == 0", 1);
+    for (int i = 1; i <= 30; ++i) {
+        subscribe("a < \"" + S(i) + '"', 2);
+    }
+    subscribe(last, 3);
+    stream.PushNew([](Sample& sample) { sample.Set(0, "9"); });
+    return log;
+}
+
+TEST(RuleIndex, FindsTheRestAgainWhenADelegateChangesAText) {
+    EXPECT_EQ(LogAfter("a < \"9\"", [](Stream&, Sample& copy) { copy.Set(0, "90"); }), "1 ");
+    EXPECT_EQ(LogAfter("a < \"9\"", [](Stream&, Sample& copy) { copy.Set(0, "8"); }), "1 2 3 ");
+}
+
+// Rules like the last one come, so that it is found in another way than when the push began.
+TEST(RuleIndex, FindsTheRestAgainWhenADelegateChangesTheIndex) {
+    const auto subscribeAndPush = [](Stream& stream, Sample&) {
+        for (int i = 0; i < 40; ++i) {
+            stream.Subscribe({Expression("b > " + S(i)), TestDelegate(4, [](auto&&...) {})});
+        }
+        stream.PushNew([](Sample& sample) { sample.Set(0, "9"); });
+    };
+    EXPECT_EQ(LogAfter("b > -1", subscribeAndPush), "1 1 3 3 ");
 }
 
 // Gives two worlds the same numbers.
