@@ -61,8 +61,8 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
 
     /// Makes an empty type as the new latest one.
     /// \param delta step from the latest version, or from 0.0.0
-    /// \throws utils::WrongVersionException when the step is too small, or the sum exceeds the largest
-    /// version
+    /// \throws utils::WrongVersionException when the step is too small, or the sum exceeds the
+    /// largest version
     StreamType& PushNew(const utils::Version& delta);
     /// Makes a type from its node as the new latest one. The version in the node is the step:
     /// the type is stored under the latest version plus the step, but its own `GetVersion` gives
@@ -74,8 +74,8 @@ class TESSARYN_API StreamTypeCollection : public utils::VersionedCollection<Stre
     /// Makes a type with the entries of another as the new latest one.
     /// \param layout gives the entries, but not its version; may be a type of this collection
     /// \param delta step from the latest version, or from 0.0.0
-    /// \throws utils::WrongVersionException when the step is too small, or the sum exceeds the largest
-    /// version
+    /// \throws utils::WrongVersionException when the step is too small, or the sum exceeds the
+    /// largest version
     StreamType& PushCopy(const StreamType& layout, const utils::Version& delta);
 
     std::string GetName() const override;

@@ -32,8 +32,8 @@ samples.
 Of a document, printed are for a type its versions, each with its hash in hexadecimal
 and its entries; for a stream its type, the number of samples and their maximum, the
 first and the last time and, for each element of a numeric entry, the minimum, the
-maximum and the last value in the order of time. A chart shows up to 40 means of the values over time; where
-the locale is not UTF-8, with the characters "_.-~=+*#".
+maximum and the last value in the order of time. A chart shows up to 40 means of the values over
+time; where the locale is not UTF-8, with the characters "_.-~=+*#".
 
 The format ndjson has one object per line: "kind" is "type group", "type",
 "stream group" or "stream", "path" is its position, and null is a missing value.)";

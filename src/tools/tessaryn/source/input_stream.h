@@ -39,8 +39,8 @@ class InputStream {
 
     /// The next bytes; waits until there are some.
     /// \return valid until the next call; empty at the end of the input, or of the run
-    /// \throws CommandError when reading fails, the data is corrupt or cut off, or the content is of
-    /// a kind that is not read, with the name of the kind
+    /// \throws CommandError when reading fails, the data is corrupt or cut off, or the content is
+    /// of a kind that is not read, with the name of the kind
     std::string_view Read();
 
     /// The first bytes, which `Read` gives again.

@@ -42,7 +42,8 @@ std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments
 /// \param paths all paths: files of the same name in different folders get streams of different
 /// names
 /// \param signals \ownership observes
-/// \throws CommandError when the path cannot be opened, or its content is of a kind that is not read
+/// \throws CommandError when the path cannot be opened, or its content is of a kind that is not
+/// read
 std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<std::string>& paths,
                                      const SourceSettings& settings, SignalWatcher& signals);
 
