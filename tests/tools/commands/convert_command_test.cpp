@@ -124,6 +124,28 @@ TEST(ConvertCommand, EachFormKeepsEverySample) {
     }
 }
 
+TEST(ConvertCommand, ReadsTablesBack) {
+    const Folder folder;
+    const std::string xml = folder.PathOf("a.xml");
+    const std::string watch = "watch - --quiet --type pair:Int16:2 --save " + xml + " --stream ";
+    ASSERT_EQ(RunTool(watch + "plant/a", "time,x,who,pair\n2020-01-01,1.5,ada,1;2\n").status, 0);
+    ASSERT_EQ(
+        RunTool(watch + "b --load " + xml, "time,x,who,pair\n1960-01-01,2.5,\" \"\"b\n\",3;-4\n")
+            .status,
+        0);
+    for (const std::string ending : {".csv", ".ndjson", ".db"}) {
+        const std::string table = folder.PathOf("table" + ending);
+        const std::string back = folder.PathOf("back.xml");
+        ASSERT_EQ(RunTool("convert " + xml + " " + table).status, 0);
+        const std::string options = ending == ".db"    ? ""
+                                    : ending == ".csv" ? " --type pair:Int16:2 --stream-by stream"
+                                                       : " --type pair:Int16:2";
+        const Outcome run = RunTool("convert " + table + " " + back + options);
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(SamplesOf(back), SamplesOf(xml)) << ending;
+    }
+}
+
 TEST(ConvertCommand, RefusesWhatSelectsNothing) {
     const Folder folder;
     const std::string from = folder.PathOf("a.xml");

@@ -4,7 +4,7 @@
 #include "commands/convert_command.h"
 
 #include "command_error.h"
-#include "source/history_source.h"
+#include "commands/source_options.h"
 #include "storage/document_file.h"
 #include "terminal/message.h"
 #include "terminal/signal_watcher.h"
@@ -17,17 +17,33 @@ namespace {
 
 constexpr const char* details =
     R"(The endings determine the forms: .xml and .json are documents, .db is a history, .csv is
-a table with a header, .ndjson has a JSON object a line. A document converted to the other form and
-back is the same, byte for byte, unless samples were selected. A table has the column
-"stream" where there are several streams, and arrays with ";" between their elements.
-What the form cannot hold is reported. TO is replaced atomically, but a history
-must be new; on failure it is unchanged.)";
+a table with a header, .ndjson has a JSON object a line; any other file to read is a
+table, read as "tessaryn watch" does. A document converted to the other form and back is
+the same, byte for byte, unless samples were selected. A table has the column "stream"
+where there are several streams, which --stream-by stream reads back, and arrays with ";"
+between their elements. What a form cannot hold is reported. A history has the order of
+time. TO is replaced atomically, but a history must be new; on failure it is unchanged.)";
+
+SourceSettings MakeSettings(const ConvertOptions& options) {
+    SourceSettings settings;
+    settings.maxMemory = options.maxMemory;
+    settings.table.timeColumn = options.timeColumn;
+    settings.table.streamColumn = options.streamColumn;
+    settings.table.zone = options.zone;
+    for (const std::string& text : options.types) {
+        settings.table.types.push_back(ParseColumnType(text));
+    }
+    // A table without names of streams has one, which may be named.
+    const bool isName = options.filter.stream.find_first_of("*>") == std::string::npos;
+    settings.streamName = isName ? options.filter.stream : "";
+    return settings;
+}
 
 void ConvertSamples(const ConvertOptions& options) {
-    const auto reader = MakeReader(options.from, options.maxMemory);
+    SignalWatcher signals;
+    const auto reader = MakeReader(options.from, MakeSettings(options), signals);
     SampleFilter filter(options.filter, *reader);
     const auto writer = MakeWriter(options.to, filter.GetStreams(), reader->GetSeparator());
-    SignalWatcher signals;
     constexpr unsigned int samplesBetweenPolls = 1000;
     for (unsigned int count = 1; filter.Next(); ++count) {
         writer->Write(filter.GetPath(), filter.GetSample());
@@ -51,10 +67,23 @@ void ConvertSamples(const ConvertOptions& options) {
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
     CLI::App* const convert =
         app.add_subcommand("convert", "Write the samples of a file in another form");
-    convert->add_option("FROM", options.from, "File to read: .xml, .json or .db")->required();
+    convert
+        ->add_option("FROM", options.from,
+                     "File to read: .xml, .json, .db, or a table as watch reads it")
+        ->required();
     convert->add_option("TO", options.to, "File to write: .xml, .json, .db, .csv or .ndjson")
         ->required();
     AddFilterOptions(*convert, options.filter);
+    AddListOption(*convert, "--type", options.types, "Value type of a table's column; repeatable",
+                  "NAME:TYPE[:COUNT]");
+    convert->add_option("--time", options.timeColumn, "Column of a table that holds the time")
+        ->type_name("COLUMN");
+    convert
+        ->add_option("--stream-by", options.streamColumn,
+                     "Column of a table whose values name the streams")
+        ->type_name("COLUMN");
+    convert->add_option("--zone", options.zone, "Zone of a table's times, UTC unless given")
+        ->type_name("ZONE");
     convert->add_flag("--quiet", options.quiet, "Print no notes");
     AddMemoryOption(*convert, options.maxMemory);
     convert->footer(details);
@@ -63,7 +92,7 @@ CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
 
 void RunConvert(const ConvertOptions& options) {
     if (GetFileKind(options.to) == FileKind::document && options.filter.IsEmpty() &&
-        !IsDatabase(options.from)) {
+        storage::IsDocumentPath(options.from)) {
         core::serialization::ReadLimits limits;
         limits.maxMemory = options.maxMemory;
         storage::SaveTree(options.to, storage::LoadTree(options.from, limits));

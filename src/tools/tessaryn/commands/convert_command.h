@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace velmora::tool {
 
@@ -18,6 +19,10 @@ struct ConvertOptions {
     std::string from;
     std::string to;
     FilterOptions filter;
+    std::vector<std::string> types;
+    std::string timeColumn;
+    std::string streamColumn;
+    std::string zone;
     bool quiet = false;
     std::uint64_t maxMemory = defaultMaxMemory;
 };

@@ -5,11 +5,13 @@
 
 #include "command_error.h"
 #include "source/history_source.h"
+#include "storage/document_file.h"
 #include "text/escaped_text.h"
 #include "transfer/document_reader.h"
 #include "transfer/document_writer.h"
 #include "transfer/history_reader.h"
 #include "transfer/history_writer.h"
+#include "transfer/source_reader.h"
 #include "transfer/table_writer.h"
 
 #include <Poco/String.h>
@@ -33,11 +35,15 @@ FileKind GetFileKind(const std::string& path) {
     throw CommandError(Quoted(path) + " does not end in .xml, .json, .db, .csv or .ndjson");
 }
 
-std::unique_ptr<SampleReader> MakeReader(const std::string& path, std::uint64_t maxMemory) {
+std::unique_ptr<SampleReader> MakeReader(const std::string& path, const SourceSettings& settings,
+                                         SignalWatcher& signals) {
     if (IsDatabase(path)) {
         return std::make_unique<HistoryFileReader>(path);
     }
-    return std::make_unique<DocumentReader>(path, maxMemory);
+    if (storage::IsDocumentPath(path)) {
+        return std::make_unique<DocumentReader>(path, settings.maxMemory);
+    }
+    return std::make_unique<SourceReader>(path, settings, signals);
 }
 
 std::unique_ptr<SampleWriter> MakeWriter(const std::string& path,

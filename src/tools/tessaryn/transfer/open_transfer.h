@@ -3,10 +3,10 @@
 
 #pragma once
 
+#include "source/open_sources.h"
 #include "transfer/sample_reader.h"
 #include "transfer/sample_writer.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,10 +20,11 @@ enum class FileKind { document, history, csv, jsonLines };
 /// \throws CommandError when it has another ending
 FileKind GetFileKind(const std::string& path);
 
-/// Opens a file that has samples: a history, or a document.
-/// \param maxMemory bytes that the nodes of a document may take, and its samples again
-/// \throws storage::StorageException when it cannot be read
-std::unique_ptr<SampleReader> MakeReader(const std::string& path, std::uint64_t maxMemory);
+/// Opens a file that has samples: a history, a document by its ending, or a table.
+/// \param signals \ownership observes
+/// \throws CommandError, storage::StorageException when it cannot be read
+std::unique_ptr<SampleReader> MakeReader(const std::string& path, const SourceSettings& settings,
+                                         SignalWatcher& signals);
 
 /// Begins a new file.
 /// \param streams what will be written
