@@ -54,7 +54,7 @@ class Catalogue {
     /// Entries of a type that fit a table.
     static constexpr std::size_t maxEntries = 1900;
     /// Bytes of a sample of initial sizes that is made for reading.
-    static constexpr std::uint64_t maxInitialBytes = 64 * 1024 * 1024;
+    static constexpr std::uint64_t maxInitialBytes = std::uint64_t{64} * 1024 * 1024;
 
     explicit Catalogue(const Database& database) : database(database) {}
 
