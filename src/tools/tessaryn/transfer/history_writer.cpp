@@ -23,7 +23,12 @@ HistoryFileWriter::HistoryFileWriter(const std::string& file) : file(file), part
     RemovePart();
     storage::HistoryWriterOptions options;
     options.isSynced = true;
-    writer = std::make_unique<storage::HistoryWriter>(part, std::move(options));
+    try {
+        writer = std::make_unique<storage::HistoryWriter>(part, std::move(options));
+    } catch (...) {
+        RemovePart();
+        throw;
+    }
 }
 
 HistoryFileWriter::~HistoryFileWriter() {
