@@ -28,22 +28,28 @@ FloorStream::~FloorStream() {
 }
 
 void FloorStream::PushNew(std::function<void(FloorSample&)> fill) {
+    // Memory is taken before the lock, and given back after it.
+    auto made = std::make_unique<FloorSample>(*type, Poco::Timestamp());
+    std::unique_ptr<FloorSample> oldest;
     const Lock lock(mutex);
-    FloorSample& sample = Store(std::make_unique<FloorSample>(*type, Poco::Timestamp()));
+    FloorSample& sample = Store(std::move(made), oldest);
     fill(sample);
     Notify(sample);
 }
 
 void FloorStream::PushNew(std::istream& in) {
+    auto made = std::make_unique<FloorSample>(*type, Poco::Timestamp());
+    std::unique_ptr<FloorSample> oldest;
     const Lock lock(mutex);
-    FloorSample& sample = Store(std::make_unique<FloorSample>(*type, Poco::Timestamp()));
+    FloorSample& sample = Store(std::move(made), oldest);
     sample.Deserialize(in);
     Notify(sample);
 }
 
 void FloorStream::PushNew(std::unique_ptr<FloorSample> sample) {
+    std::unique_ptr<FloorSample> oldest;
     const Lock lock(mutex);
-    Notify(Store(std::move(sample)));
+    Notify(Store(std::move(sample), oldest));
 }
 
 void FloorStream::Subscribe(Filter filter, const Poco::AbstractDelegate<FloorArgs>& delegate) {
@@ -83,10 +89,10 @@ void FloorStream::GetAll(std::function<void(const Samples&)> callback) const {
     Answer(Samples(samples), callback);
 }
 
-FloorSample& FloorStream::Store(std::unique_ptr<FloorSample> sample) {
+FloorSample& FloorStream::Store(std::unique_ptr<FloorSample> sample,
+                                std::unique_ptr<FloorSample>& oldest) {
     newest = newest + 1 < samples.size() ? newest + 1 : 0;
-    const FloorSample* const oldest = std::exchange(samples[newest], sample.release());
-    delete oldest;
+    oldest.reset(std::exchange(samples[newest], sample.release()));
     return *samples[newest];
 }
 

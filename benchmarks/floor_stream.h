@@ -54,7 +54,7 @@ class FloorStream {
         std::unique_ptr<Poco::AbstractDelegate<FloorArgs>> delegate;
     };
 
-    FloorSample& Store(std::unique_ptr<FloorSample> sample);
+    FloorSample& Store(std::unique_ptr<FloorSample> sample, std::unique_ptr<FloorSample>& oldest);
     void Notify(const FloorSample& sample);
     void Answer(const Samples& answer, const std::function<void(const Samples&)>& callback) const;
 

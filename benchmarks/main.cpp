@@ -44,6 +44,7 @@ int Run(int argc, char** argv) {
     velmora::benchmarks::RegisterPushBenchmarks();
     velmora::benchmarks::RegisterRuleBenchmarks();
     velmora::benchmarks::RegisterQueryBenchmarks();
+    velmora::benchmarks::RegisterBatchBenchmarks();
     velmora::benchmarks::RegisterSampleBenchmarks();
     velmora::benchmarks::RegisterLookupBenchmarks();
     velmora::benchmarks::RegisterDocumentBenchmarks();

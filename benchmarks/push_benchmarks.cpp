@@ -158,6 +158,32 @@ void RuleOnLongText(benchmark::State& state) {
     }
 }
 
+// Several threads push into one stream, which the first of them makes.
+template <class AnyStream, class AnySample, class AnyType>
+void PushTogether(benchmark::State& state, AnyType& type) {
+    static std::unique_ptr<AnyStream> stream;
+    ValueSource source;
+    if (state.thread_index() == 0) {
+        stream = std::make_unique<AnyStream>(type, ringSize);
+        Wrap<AnyStream, AnySample>(*stream, source, ringSize);
+    }
+    for (auto _ : state) {
+        PushValues<AnyStream, AnySample>(*stream, source);
+    }
+    if (state.thread_index() == 0) {
+        stream.reset();
+    }
+}
+
+void PushTogetherOurs(benchmark::State& state) {
+    StreamType* const type = &TypeOfValues();
+    PushTogether<Stream, Sample>(state, type);
+}
+
+void PushTogetherFloor(benchmark::State& state) {
+    PushTogether<FloorStream, FloorSample>(state, FloorTypeOfValues());
+}
+
 }  // namespace
 
 void RegisterPushBenchmarks() {
@@ -208,6 +234,11 @@ void RegisterPushBenchmarks() {
         [](int k) { return FilterOfLabel(TemperatureLimit(k), LabelLimit(k)); });
     add("P4", {"pressure > 0"}, {AllPressuresPositive});
     add("P6", {"label == \"no-such-text\""}, {LabelIsNoSuchText});
+    for (const int threads : {2, 4}) {
+        const std::string op = "P7." + std::to_string(threads);
+        benchmark::RegisterBenchmark((op + "/ours").c_str(), PushTogetherOurs)->Threads(threads);
+        benchmark::RegisterBenchmark((op + "/floor").c_str(), PushTogetherFloor)->Threads(threads);
+    }
     benchmark::RegisterBenchmark("P5/ours", PushEncoded);
     benchmark::RegisterBenchmark("P5/floor", PushEncodedFloor);
     benchmark::RegisterBenchmark("P6rule/ours", RuleOnLongText);

@@ -47,12 +47,19 @@ constexpr Op ops[] = {
     {"P4", "P4", "push, one rule on an array", 1.15},
     {"P5", "P5", "push of an encoded sample, 60 bytes", 1.3},
     {"P6", "P6", "push, one rule on a text", 1.3},
+    {"P7", "P7.2", "push, two threads, CPU time of both", 1.15},
+    {"P7", "P7.4", "push, four threads, CPU time of all", 1.15},
     {"Q1", "Q1.1024", "`GetLast`, 100 of 1,024, each read", 1.3},
     {"Q1", "Q1.100000", "`GetLast`, 100 of 100,000, each read", 1.3},
     {"Q1", "Q1.1000000", "`GetLast`, 100 of 1,000,000, each read", 1.3},
     {"Q2", "Q2", "`GetLatest`, reads one entry", 2.0},
     {"Q4", "Q4.1024", "`GetAll` of 1,024", 1.3},
     {"Q4", "Q4.1000000", "`GetAll` of 1,000,000", 1.3},
+    {"F1", "F1.Double", "`Field<double>`, 101 reads", 1.0},
+    {"F1", "F1.Int32", "`Field<int>`, 101 reads", 1.0},
+    {"F2", "F2", "`Column` of 1,024 and their times", 1.2},
+    {"F3", "F3.100", "`Set` of a span of 100 `Double`", 1.3},
+    {"F3", "F3.100000", "`Set` of a span of 100,000 `Double`", 1.3},
     {"E1", "E1", "binary encode, 60 bytes", 1.5},
     {"E2", "E2", "binary decode, 60 bytes", 1.5},
     {"L1", "L1", "one of 1,000 streams by path", 1.2},
@@ -93,6 +100,19 @@ Value PerRule(const Times& times, const std::string& many) {
 
 std::function<Value(const Times&)> RuleAgainstP3(const char* many) {
     return [=](const Times& times) { return Quotient(PerRule(times, many), PerRule(times, "P3")); };
+}
+
+Value PerSample(const Times& times, const std::string& name, int samples) {
+    const Value all = TimeOf(times, name);
+    return all ? *all / samples : Value();
+}
+
+// A sample of a batch of 100 against a push by itself.
+std::function<Value(const Times&)> BatchAgainst(const char* batch, const char* push) {
+    return [=](const Times& times) {
+        return Quotient(PerSample(times, std::string(batch) + "/ours", 100),
+                        TimeOf(times, std::string(push) + "/ours"));
+    };
 }
 
 // What one of the late samples adds to a query, a level of its binary search.
@@ -180,6 +200,14 @@ std::vector<Derived> DerivedLines() {
              const Value parsed = TimeOf(times, "R.parsed/ours");
              return added && parsed ? Value(*added - *parsed) : Value();
          }},
+        {"F1", "one read of a `Field<double>`", "ns", 1.0,
+         [](const Times& times) { return PerSample(times, "F1.Double/ours", 101); }},
+        {"B1", "`PushMany` of 100 rows from columns against as many of P0", "x", 0.5,
+         BatchAgainst("B1", "P0")},
+        {"B2", "`PushMany` of 100 encoded samples against as many of P0", "x", 0.5,
+         BatchAgainst("B2", "P0")},
+        {"B2", "`PushMany` of 100 encoded samples against as many of P5", "x", 0.0,
+         BatchAgainst("B2", "P5")},
         {"P6", "the rule alone, text of 2,000 characters", "ns", 100.0,
          [](const Times& times) { return TimeOf(times, "P6rule/ours"); }},
         {"Q1", "1,000,000 samples against 1,024", "x", 1.5,

@@ -93,6 +93,7 @@ void Fill(AnySample& sample, const Values& values) {
 void RegisterPushBenchmarks();
 void RegisterRuleBenchmarks();
 void RegisterQueryBenchmarks();
+void RegisterBatchBenchmarks();
 void RegisterSampleBenchmarks();
 void RegisterLookupBenchmarks();
 void RegisterDocumentBenchmarks();

@@ -44,6 +44,8 @@ void CopyBytes(void* to, const void* from, std::size_t bytes) {
 
 Sample::Sample() = default;
 
+Sample::Sample(const Poco::Timestamp& timestamp) : timestamp(timestamp) {}
+
 Sample::Sample(StreamType* streamType, const Poco::Timestamp& timestamp)
     : streamType(streamType), timestamp(timestamp) {
     if (streamType == nullptr) {
@@ -312,6 +314,22 @@ void Sample::Set(unsigned short entry, const std::string& value) {
     // An overridden Resize may have left less room.
     CopyBytes(data.get() + GetMemOffset(entry), value.data(),
               std::min<std::size_t>(value.size(), GetSizeInBytes(entry)));
+    timestamp.update();
+    NoteStamp();
+}
+
+void Sample::SetSpan(unsigned short entry, unsigned int first, std::span<const std::byte> values,
+                     BaseType requested) {
+    CheckType(entry, requested);
+    const std::size_t width = traits::ElementSize(requested);
+    if (traits::ElementSize(DeclaredType(entry)) != width) {
+        throw TypeMismatchException(DeclaredType(entry), requested);
+    }
+    const std::uint64_t begin = std::uint64_t{first} * width;
+    if (begin + values.size() > GetSizeInBytes(entry)) {
+        ThrowNoElement();
+    }
+    CopyBytes(data.get() + GetMemOffset(entry) + begin, values.data(), values.size());
     timestamp.update();
     NoteStamp();
 }

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -21,6 +22,9 @@
 namespace velmora::core::tessaryn {
 
 class StreamType;
+namespace detail {
+class FieldBase;
+}
 
 /// One timestamped record of a stream type: a value, copyable and movable.
 ///
@@ -195,6 +199,18 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     }
     ///@}
 
+    /// Sets as many elements as there are values, from `first` on: all of them, or none. Stamps
+    /// once. Writes the memory, also where a derived class overrides setters. `SetNumbers` of
+    /// `sample_numbers.h` converts.
+    /// \param values of the C++ type of the entry's declared type; one of the same width for a
+    /// `String`, `char`
+    /// \throws TypeMismatchException when the entry's type is another
+    /// \throws std::out_of_range as the setters of one element; the sample is as it was
+    template <class T, std::size_t count>
+    void Set(unsigned short entry, unsigned int first, std::span<T, count> values) {
+        SetSpan(entry, first, std::as_bytes(values), GetBaseType<std::remove_const_t<T>>());
+    }
+
     /// \name Calls that do not compile
     /// A pointer is not a `bool`, and a number without an index is not a text.
     ///@{
@@ -215,10 +231,12 @@ class TESSARYN_API Sample : public serialization::ISerializable {
   private:
     class BinaryReader;
     friend class SampleAccess;
+    friend class detail::FieldBase;
     friend class SampleView;
 
     using LongValue = std::conditional_t<sizeof(long) == sizeof(int), int, long long>;
 
+    explicit Sample(const Poco::Timestamp& timestamp);
     Sample(StreamType* streamType, const Poco::Timestamp& timestamp,
            const std::vector<unsigned int>& sizes);
 
@@ -232,6 +250,9 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     T Get(unsigned short entry, unsigned int index) const;
     template <class T>
     void SetElement(unsigned short entry, unsigned int index, T value);
+
+    void SetSpan(unsigned short entry, unsigned int first, std::span<const std::byte> values,
+                 BaseType requested);
 
     unsigned int GetMemOffset(unsigned short entry) const { return offsets[entry]; }
     unsigned int GetSizeInBytes(unsigned short entry) const;

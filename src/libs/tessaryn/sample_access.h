@@ -7,10 +7,14 @@
 #include "tessaryn/stream_type.h"
 #include "tessaryn/value_traits.h"
 
+#include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -68,6 +72,25 @@ class SampleAccess {
     static Sample Make(StreamType& type, const Poco::Timestamp& timestamp,
                        const std::vector<unsigned int>& sizes) {
         return {&type, timestamp, sizes};
+    }
+
+    /// A sample from its binary form.
+    /// \pre `CheckSample` accepts the bytes
+    static std::unique_ptr<Sample> Decode(StreamType& type, const Poco::Timestamp& timestamp,
+                                          std::string_view bytes) {
+        // By hand: the constructor is private, and moving a sample reads the clock.
+        std::unique_ptr<Sample> sample(new Sample(timestamp));
+        const std::size_t numOffsets = std::size_t{type.GetNumEntries()} + 1;
+        const std::size_t tableSize = numOffsets * sizeof(unsigned int);
+        sample->offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
+        sample->data = std::make_unique_for_overwrite<char[]>(bytes.size() - tableSize);
+        std::memcpy(sample->offsets.get(), bytes.data(), tableSize);
+        if (bytes.size() > tableSize) {
+            std::memcpy(sample->data.get(), bytes.data() + tableSize, bytes.size() - tableSize);
+        }
+        sample->numOffsets = static_cast<std::uint32_t>(numOffsets);
+        sample->streamType = &type;
+        return sample;
     }
 
     /// The element counts of all entries of the sample's type.

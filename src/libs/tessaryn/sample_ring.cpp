@@ -43,7 +43,7 @@ SampleRing::Position SampleRing::GetEnd() const {
     return firstPosition + static_cast<Position>(storedSamples);
 }
 
-std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample> sample) {
+std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample>&& sample) {
     const int next = IncreasedSampleIdx();
     const auto slot = static_cast<std::size_t>(next);
     if (samples.size() <= slot) {

@@ -74,8 +74,8 @@ class SampleRing {
 
     /// Stores a sample as the newest. An `OrderGuard` has to look at it before the next query.
     /// \return the oldest sample, whose slot it took in a full ring; else null
-    /// \throws std::bad_alloc when the slots cannot grow; the ring is then as it was
-    std::unique_ptr<Sample> Push(std::unique_ptr<Sample> sample);
+    /// \throws std::bad_alloc when the slots cannot grow; ring and sample are then as they were
+    std::unique_ptr<Sample> Push(std::unique_ptr<Sample>&& sample);
     /// Removes the newest sample; null when there is none.
     std::unique_ptr<Sample> Pop();
     /// Removes all samples. The memory of the slots goes with them, until `ReuseSlots` gives it

@@ -199,6 +199,28 @@ void Stream::PushNew(Sample* sample) {
     Notify(pushed, *sample, nullptr);
 }
 
+void Stream::PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender) {
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (samples[i] == nullptr || samples[i]->GetStreamType() != streamType) {
+            throw std::invalid_argument("Sample " + std::to_string(i) + " of the batch is " +
+                                        (samples[i] == nullptr ? "null." : "of another type."));
+        }
+    }
+    const Lock lock(mutex);
+    for (std::unique_ptr<Sample>& each : samples) {
+        const Sample& stored = *each;
+        PushedSample pushedSample(std::move(each));
+        KeptSamples kept;
+        try {
+            kept = PushAndUse(pushedSample, [] {});
+        } catch (...) {
+            each = std::move(pushedSample.sample);
+            throw;
+        }
+        Notify(pushed, stored, sender);
+    }
+}
+
 void Stream::PushNew(std::istream& in, void* sender) {
     PushedSample pushedSample(NewSample());
     const Lock lock(mutex);

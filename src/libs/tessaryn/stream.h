@@ -20,6 +20,7 @@
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -127,6 +128,16 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// and nothing else happens; nothing happens for null.
     /// \throws what a rule or a delegate throws; the sample is then in the stream
     void PushNew(Sample* sample);
+
+    /// Pushes samples as they are, their times included, in one go: other threads see all of them
+    /// or none. Notifies `pushed` after each, before the next. `sample_batch.h` makes them.
+    /// \param samples \ownership takes: each when it is pushed; its pointer is null then
+    /// \param sender passed to rules and delegates as `SubscriptionArgs::sender`
+    /// \throws std::invalid_argument, naming the first by its number from 0, when there are null
+    /// pointers or samples of another stream type; nothing is pushed then
+    /// \throws what a rule or a delegate throws: the sample that it was about is in the stream, and
+    /// the later ones stay with the caller
+    void PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender = nullptr);
 
     /// Pushes a new sample, stamped now, and reads its binary form; then notifies `pushed`.
     /// \param in its state says whether the sample was read

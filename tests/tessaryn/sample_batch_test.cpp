@@ -1,0 +1,105 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/sample_batch.h"
+
+#include "support/ring_model.h"
+#include "support/thrown.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+namespace {
+
+using namespace test;
+
+const std::vector<Timestamp::TimeVal> times{30, 10, 20};
+const std::vector<int> ids{1, 2, 3};
+
+SampleBatch BatchOf(StreamType& type) {
+    SampleBatch batch = MakeSamples(type, times);
+    SetColumn(batch, Field<int>(type, "id"), ids);
+    return batch;
+}
+
+TEST(PushMany, NotifiesOfEachSampleBeforeTheNext) {
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 2);
+    int sender = 0;
+    std::vector<int> seen;
+    stream.Subscribe(SubscriptionOf(1, [&](Stream&, SubscriptionArgs& args) {
+        EXPECT_EQ(args.changeType, pushed);
+        EXPECT_EQ(args.sender, &sender);
+        EXPECT_EQ(args.sample->GetTimeStamp(), Timestamp(times[seen.size()]));
+        seen.push_back(args.sample->GetInt32(0, 0));
+        EXPECT_EQ(LatestOf(stream), seen.back());
+    }));
+    SampleBatch batch = BatchOf(layout.type);
+    stream.PushMany(batch, &sender);
+    EXPECT_EQ(seen, ids);
+    EXPECT_EQ(batch, SampleBatch(3));
+    EXPECT_EQ(Ask([&](auto f) { stream.GetSince(Timestamp(20), f); }), std::vector<int>{3});
+}
+
+TEST(PushMany, LeavesWhatItDidNotPush) {
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 9);
+    stream.Subscribe(SubscriptionOf(1, [](Stream&, SubscriptionArgs& args) {
+        if (args.sample->GetInt32(0, 0) == 2) {
+            throw std::runtime_error("enough");
+        }
+    }));
+    SampleBatch batch = BatchOf(layout.type);
+    EXPECT_EQ(MessageOf<std::runtime_error>([&] { stream.PushMany(batch); }), "enough");
+    EXPECT_EQ(AllOf(stream), (std::vector<int>{1, 2}));
+    EXPECT_EQ(batch[1], nullptr);
+    ASSERT_NE(batch[2], nullptr);
+    EXPECT_EQ(batch[2]->GetInt32(0, 0), 3);
+
+    EXPECT_EQ(MessageOf<std::invalid_argument>([&] { stream.PushMany(batch); }),
+              "Sample 0 of the batch is null.");
+    TestType foreign{{"id", Int32, 1}};
+    batch = BatchOf(layout.type);
+    batch[1] = std::make_unique<Sample>(&foreign.type, Timestamp());
+    EXPECT_EQ(MessageOf<std::invalid_argument>([&] { stream.PushMany(batch); }),
+              "Sample 1 of the batch is of another type.");
+    EXPECT_EQ(stream.GetNumSamples(), 2);
+    EXPECT_NE(batch[0], nullptr);
+}
+
+TEST(SampleBatch, IsDecodedFromFormsOneAfterAnother) {
+    TestType layout{{"id", Int32, 1}, {"text", String, 0}};
+    const std::string first = BinaryForm({BytesOf(1), "abc"});
+    const std::string second = BinaryForm({BytesOf(2), ""});
+    const std::vector<Timestamp::TimeVal> two{5, 4};
+    const SampleBatch batch = DecodeSamples(layout.type, two, first + second);
+    ASSERT_EQ(batch.size(), 2U);
+    EXPECT_EQ(BinaryOf(*batch[0]), first);
+    EXPECT_EQ(BinaryOf(*batch[1]), second);
+    EXPECT_EQ(batch[1]->GetTimeStamp(), Timestamp(4));
+
+    const struct {
+        std::string bytes;
+        const char* message;
+    } cases[] = {{first, "Sample 1 of the batch: The offsets take 12 bytes, but there are only 0."},
+                 {first + second.substr(0, 14),
+                  "Sample 1 of the batch: The entries end at byte 4, but there are 2 bytes of "
+                  "elements."},
+                 {first + second + "x", "The 2 samples of the batch end at byte 35 of 36."},
+                 {first + first + first, "The 2 samples of the batch end at byte 38 of 57."}};
+    for (const auto& each : cases) {
+        EXPECT_EQ(
+            MessageOf<std::invalid_argument>([&] { DecodeSamples(layout.type, two, each.bytes); }),
+            each.message);
+    }
+    EXPECT_EQ(MessageOf<std::invalid_argument>(
+                  [&] { SetColumn(batch, Field<int>(layout.type, "id"), ids); }),
+              "A column of 3 values does not fit 2 samples.");
+}
+
+}  // namespace
+}  // namespace velmora::core::tessaryn
