@@ -16,6 +16,7 @@
 #include "tessaryn/rule_check.h"
 #include "tessaryn/rule_names.h"
 #include "tessaryn/rules.h"
+#include "tessaryn/sample_batch.h"
 #include "tessaryn/sample_check.h"
 #include "tessaryn/sample_numbers.h"
 #include "tessaryn/scoped_subscription.h"
@@ -26,6 +27,7 @@
 #include <Poco/Logger.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <dlfcn.h>
 #include <functional>
@@ -153,6 +155,17 @@ const Operation operations[] = {
          std::istringstream in(h.bytes + h.bytes);
          h.stream->PushNew(in, nullptr);
          h.stream->DeserializeLatest(in, nullptr);
+     }},
+    {"push a batch", addsSome,
+     [](Host& h) {
+         const std::vector<Poco::Timestamp::TimeVal> times{5, 6};
+         SampleBatch batch = DecodeSamples(*h.type, times, h.bytes + h.bytes);
+         Field<std::string>(*h.type, "s").Set(*batch[1], "short");
+         h.stream->PushMany(batch);
+         SampleBatch made = MakeSamples(*h.type, times);
+         const std::array numbers{1, 2};
+         made[0]->Set(0, 0, std::span(numbers));
+         h.stream->PushMany(made);
      }},
     {"change, pop, and clear in hand", addsSome,
      [](Host& h) {
@@ -290,6 +303,8 @@ const Operation operations[] = {
          expectThrow([&] { sample.GetDouble(0, 0); });
          expectThrow([&] { SetNumber(sample, 0, 0, 1e300); });
          expectThrow([&] { GetNumbers(sample, 0, 99, std::span(&value, 1)); });
+         expectThrow([&] { Field<float>(*h.type, "x"); });
+         expectThrow([&] { Field<int>(*h.type, "x")(Sample()); });
          expectThrow([&] { Expression("x == 1 &&& s"); });
          expectThrow([&] { Stream(&h.ownType, 1).GetLatest([](const Sample&) {}); });
          const BuiltTree wrong(
@@ -412,7 +427,7 @@ const std::regex withoutAllocation(
     "StreamTypeCollectionGroup::(GetPtr|RemoveAllTypesOfVersion)|"
     "Stream::(CheckLayout|CheckSample|GetNumSamples|IsEmpty|LimitLent|Unsubscribe)|"
     "Sample::(EntryId|Get(Bool|Float|U?Int[0-9]+|SerializedSizeInBytes|Size|StreamType)|"
-    "PositionInDerived|Swap)|"
+    "PositionInDerived|SetSpan|Swap)|detail::FieldBase::(IdOf|Stamp)|"
     "StreamSubscription::(NotifyIfRuleApplies|operator==?)|Document::(Document|operator=)|"
     "ScopedSubscription::(Reset|operator=)|CallbackDelegate::(disable|equals|notify)|"
     "Always|GetTypeFromString|IsRuleName|Restamped|SetTimeStamp|SizeOf|TypesAreCompatible");

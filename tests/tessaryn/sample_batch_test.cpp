@@ -3,11 +3,15 @@
 
 #include "tessaryn/sample_batch.h"
 
+#include "support/allocation_probe.h"
 #include "support/ring_model.h"
 #include "support/thrown.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -59,6 +63,20 @@ TEST(PushMany, LeavesWhatItDidNotPush) {
     EXPECT_EQ(batch[1], nullptr);
     ASSERT_NE(batch[2], nullptr);
     EXPECT_EQ(batch[2]->GetInt32(0, 0), 3);
+
+    // The slots grow at the first and at the second sample.
+    for (const long failAt : {0L, 1L}) {
+        Stream growing(&layout.type, 9);
+        batch = BatchOf(layout.type);
+        {
+            const AllocationProbe probe(failAt);
+            EXPECT_THROW(growing.PushMany(batch), std::bad_alloc);
+        }
+        EXPECT_EQ(growing.GetNumSamples(), failAt);
+        EXPECT_EQ(std::count(batch.begin(), batch.end(), nullptr), failAt);
+        growing.PushMany(std::span(batch).subspan(static_cast<std::size_t>(failAt)));
+        EXPECT_EQ(AllOf(growing), ids);
+    }
 
     EXPECT_EQ(MessageOf<std::invalid_argument>([&] { stream.PushMany(batch); }),
               "Sample 0 of the batch is null.");

@@ -15,6 +15,11 @@ namespace velmora::delivery {
 
 /// A change that waits for its handler.
 struct QueuedChange {
+    QueuedChange() = default;
+    /// A copy. A default sample, to be assigned to, would read the clock.
+    explicit QueuedChange(const core::tessaryn::SubscriptionArgs& change)
+        : sample(*change.sample), sender(change.sender), changeType(change.changeType) {}
+
     core::tessaryn::Sample sample;
     void* sender = nullptr;
     std::uint64_t sequence = 0;

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -199,31 +200,29 @@ void Channel::Flush(const Poco::Timestamp& now) {
 
 // Queues a copy, which is made before the lock is taken; what it displaces is freed after.
 void Channel::Emit(SubscriptionArgs& change) {
-    QueuedChange queued;
-    bool isCopied = true;
+    std::optional<QueuedChange> queued;
     try {
-        queued.sample = *change.sample;
+        queued.emplace(change);
     } catch (const std::bad_alloc&) {
-        isCopied = false;
+        // Counted below.
     }
-    queued.sender = change.sender;
-    queued.changeType = change.changeType;
     Lock lock(mutex);
     if (isStopped) {
         return;
     }
     ++counts.accepted;
-    queued.sequence = ++sequence;
+    ++sequence;
     try {
-        if (!isCopied || (!isReadingHistory && !MakeRoom(lock))) {
+        if (!queued || (!isReadingHistory && !MakeRoom(lock))) {
             ++counts.dropped;
             return;
         }
+        queued->sequence = sequence;
         if (isReadingHistory) {
-            history.push_back(std::move(queued));
+            history.push_back(std::move(*queued));
             return;
         }
-        queue.Push(queued);
+        queue.Push(*queued);
     } catch (const std::bad_alloc&) {
         ++counts.dropped;
         return;

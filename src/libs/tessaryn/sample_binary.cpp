@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <cxxabi.h>
 #include <istream>
 #include <memory>
 #include <ostream>
@@ -23,11 +24,58 @@ void CopyBytes(char* to, const char* from, std::size_t bytes) {
     }
 }
 
-// How many bytes came.
-std::size_t Read(std::istream& in, char* to, std::size_t bytes) {
-    in.read(to, static_cast<std::streamsize>(bytes));
-    return static_cast<std::size_t>(in.gcount());
-}
+// Reads as `std::istream::read` does, with the same states and exceptions, but prepares the stream
+// once for all blocks of a sample and leaves `gcount()` alone.
+class BlockSource {
+  public:
+    explicit BlockSource(std::istream& in) : in(in), isReady(std::istream::sentry(in, true)) {}
+
+    // How many bytes came.
+    std::size_t Read(char* to, std::size_t bytes) {
+        if (!isReady) {
+            in.setstate(std::ios::failbit);
+            return 0;
+        }
+        std::size_t got = 0;
+        try {
+            got = static_cast<std::size_t>(
+                in.rdbuf()->sgetn(to, static_cast<std::streamsize>(bytes)));
+        } catch (const abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            isReady = false;
+            OnThrow();
+            return 0;
+        }
+        if (got != bytes) {
+            isReady = false;
+            in.setstate(std::ios::eofbit | std::ios::failbit);
+        }
+        return got;
+    }
+
+    // Bytes that the stream says it has.
+    std::size_t GetAvailable() const {
+        const std::streamsize available = in.rdbuf() == nullptr ? 0 : in.rdbuf()->in_avail();
+        return available > 0 ? static_cast<std::size_t>(available) : 0;
+    }
+
+  private:
+    // Passes on what the buffer threw, where the host wants to have it.
+    void OnThrow() {
+        try {
+            in.setstate(std::ios::badbit);
+        } catch (const std::ios::failure&) {
+            isReady = false;
+        }
+        if ((in.exceptions() & std::ios::badbit) != 0) {
+            throw;
+        }
+    }
+
+    std::istream& in;
+    bool isReady;
+};
 
 // A block that is read in one call. A small one is read aside, so that a stream that throws leaves
 // the block as it was; a large one is read in place, which takes no memory.
@@ -37,9 +85,9 @@ class BlockReader {
         : block(block), size(size), isSmall(size <= small.size()) {}
 
     // The block's bytes; those that did not come are the former ones.
-    const char* Read(std::istream& in) {
+    const char* Read(BlockSource& source) {
         char* const target = isSmall ? small.data() : block;
-        const std::size_t got = tessaryn::Read(in, target, size);
+        const std::size_t got = source.Read(target, size);
         if (isSmall) {
             CopyBytes(target + got, block + got, size - got);
         }
@@ -68,16 +116,14 @@ struct Elements {
 //
 // Memory is taken for bytes that have come, that the stream says it has, or that are too few to
 // matter. After a short read, zeros follow up to `formerSize` bytes.
-Elements ReadElements(std::istream& in, std::size_t promised, std::size_t formerSize) {
+Elements ReadElements(BlockSource& source, std::size_t promised, std::size_t formerSize) {
     constexpr std::size_t minChunk = 65536;
     std::size_t size = promised;
     if (promised > std::max(minChunk, formerSize)) {
-        const std::streamsize available = in.rdbuf() == nullptr ? 0 : in.rdbuf()->in_avail();
-        const std::size_t known = available > 0 ? static_cast<std::size_t>(available) : 0;
-        size = std::min(promised, std::max({minChunk, formerSize, known}));
+        size = std::min(promised, std::max({minChunk, formerSize, source.GetAvailable()}));
     }
     auto bytes = std::make_unique_for_overwrite<char[]>(size);
-    std::size_t got = Read(in, bytes.get(), size);
+    std::size_t got = source.Read(bytes.get(), size);
     const auto resize = [&](std::size_t newSize) {
         auto resized = std::make_unique_for_overwrite<char[]>(newSize);
         CopyBytes(resized.get(), bytes.get(), got);
@@ -86,7 +132,7 @@ Elements ReadElements(std::istream& in, std::size_t promised, std::size_t former
     };
     while (got == size && size < promised) {
         resize(std::min(promised, 2 * size));
-        got += Read(in, bytes.get() + got, size - got);
+        got += source.Read(bytes.get() + got, size - got);
     }
     if (const std::size_t kept = std::min(promised, std::max(got, formerSize)); kept < size) {
         resize(kept);
@@ -119,18 +165,19 @@ class Sample::BinaryReader {
     }
 
     void Read(std::istream& in) {
+        BlockSource source(in);
         const std::size_t tableSize = numOffsets * sizeof(unsigned int);
         BlockReader table(reinterpret_cast<char*>(offsets.get()), tableSize);
-        const char* const read = table.Read(in);
+        const char* const read = table.Read(source);
         const std::size_t promised =
             tableSize == 0 ? 0
                            : traits::Load<unsigned int>(read + tableSize - sizeof(unsigned int));
         if (promised == total) {
             BlockReader elements(data.get(), total);
-            elements.Read(in);
+            elements.Read(source);
             elements.Commit();
         } else {
-            Elements elements = ReadElements(in, promised, total);
+            Elements elements = ReadElements(source, promised, total);
             data = std::move(elements.bytes);
             total = static_cast<unsigned int>(elements.size);
         }
