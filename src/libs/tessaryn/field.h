@@ -102,11 +102,12 @@ class Field : public detail::FieldBase {
   public:
     /// \throws EntryNotFoundException when there is no entry of the name
     /// \throws TypeMismatchException when its declared type is not that of `T`; none is converted
-    Field(const StreamType& type, const std::string& name) : Field(type, IdOf(type, name)) {}
+    Field(const StreamType& streamType, const std::string& name)
+        : Field(streamType, IdOf(streamType, name)) {}
     /// \throws std::out_of_range when there is no entry of the id
     /// \throws TypeMismatchException as above
-    Field(const StreamType& type, unsigned short entry)
-        : FieldBase(type, entry, detail::NumberType<T>()) {}
+    Field(const StreamType& streamType, unsigned short id)
+        : FieldBase(streamType, id, detail::NumberType<T>()) {}
 
     /// One element.
     /// \throws std::invalid_argument when the sample is of another stream type, or of none
@@ -156,9 +157,10 @@ template <>
 class Field<std::string> : public detail::FieldBase {
   public:
     /// \throws EntryNotFoundException, TypeMismatchException as the other fields
-    Field(const StreamType& type, const std::string& name) : Field(type, IdOf(type, name)) {}
+    Field(const StreamType& streamType, const std::string& name)
+        : Field(streamType, IdOf(streamType, name)) {}
     /// \throws std::out_of_range, TypeMismatchException as the other fields
-    Field(const StreamType& type, unsigned short entry) : FieldBase(type, entry, String) {}
+    Field(const StreamType& streamType, unsigned short id) : FieldBase(streamType, id, String) {}
 
     /// The text.
     /// \return \ownership lends: until the sample changes
