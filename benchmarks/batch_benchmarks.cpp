@@ -5,10 +5,13 @@
 // times of their own.
 
 #include "floor_stream.h"
+#include "serializer/node_tree.h"
+#include "serializer/serializer.h"
 #include "streams.h"
 #include "tessaryn/column.h"
 #include "tessaryn/field.h"
 #include "tessaryn/sample_batch.h"
+#include "tessaryn/sample_texts.h"
 
 #include <benchmark/benchmark.h>
 
@@ -19,6 +22,7 @@
 #include <span>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -190,6 +194,43 @@ void PushDecoded(benchmark::State& state) {
     }
 }
 
+// A sample of many texts, and its node.
+struct ManyTexts {
+    explicit ManyTexts(std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            type.Add("entry" + std::to_string(i), core::tessaryn::String, 0);
+            texts.push_back("text " + std::to_string(i));
+        }
+        views.assign(texts.begin(), texts.end());
+    }
+    StreamType type;
+    std::vector<std::string> texts;
+    std::vector<std::string_view> views;
+};
+
+void SetManyTexts(benchmark::State& state, std::size_t count) {
+    ManyTexts many(count);
+    for (auto _ : state) {
+        Sample sample(&many.type, Poco::Timestamp(1));
+        SetTexts(sample, 0, many.views);
+        benchmark::DoNotOptimize(sample);
+    }
+}
+
+void ReadManyTexts(benchmark::State& state, std::size_t count) {
+    ManyTexts many(count);
+    Sample sample(&many.type, Poco::Timestamp(1));
+    SetTexts(sample, 0, many.views);
+    const core::serialization::NodeTree tree;
+    core::serialization::NodeRef node = tree.GetRoot();
+    const core::serialization::NodeSerializer serializer;
+    sample.Serialize(serializer, node);
+    for (auto _ : state) {
+        const Sample read(&many.type, serializer, node);
+        benchmark::DoNotOptimize(&read);
+    }
+}
+
 }  // namespace
 
 void RegisterBatchBenchmarks() {
@@ -203,6 +244,11 @@ void RegisterBatchBenchmarks() {
         const std::string op = "F3." + std::to_string(size);
         benchmark::RegisterBenchmark((op + "/ours").c_str(), SetArray, size);
         benchmark::RegisterBenchmark((op + "/floor").c_str(), SetArrayFloor, size);
+    }
+    for (const std::size_t count : {std::size_t{600}, std::size_t{60'000}}) {
+        const std::string size = '.' + std::to_string(count) + "/ours";
+        benchmark::RegisterBenchmark(("X1" + size).c_str(), ReadManyTexts, count);
+        benchmark::RegisterBenchmark(("X2" + size).c_str(), SetManyTexts, count);
     }
     benchmark::RegisterBenchmark("B1/ours", PushColumns);
     benchmark::RegisterBenchmark("B2/ours", PushDecoded);

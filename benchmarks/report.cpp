@@ -61,7 +61,7 @@ constexpr Op ops[] = {
     {"F3", "F3.100", "`Set` of a span of 100 `Double`", 1.3},
     {"F3", "F3.100000", "`Set` of a span of 100,000 `Double`", 1.3},
     {"E1", "E1", "binary encode, 60 bytes", 1.5},
-    {"E2", "E2", "binary decode, 60 bytes", 1.5},
+    {"E2", "E2", "binary decode, 60 bytes", 1.2},
     {"L1", "L1", "one of 1,000 streams by path", 1.2},
     {"D1", "D1", "push through a delivery, a rule that matches", 1.3},
     {"D2", "D2", "99.9th percentile of a push, handler of 50 ms", 2.0},
@@ -112,6 +112,14 @@ std::function<Value(const Times&)> BatchAgainst(const char* batch, const char* p
     return [=](const Times& times) {
         return Quotient(PerSample(times, std::string(batch) + "/ours", 100),
                         TimeOf(times, std::string(push) + "/ours"));
+    };
+}
+
+// What one of 60,000 costs beside one of 600.
+std::function<Value(const Times&)> ManyAgainstFew(const std::string& op) {
+    return [=](const Times& times) {
+        return Quotient(PerSample(times, op + ".60000/ours", 60'000),
+                        PerSample(times, op + ".600/ours", 600));
     };
 }
 
@@ -202,6 +210,10 @@ std::vector<Derived> DerivedLines() {
          }},
         {"F1", "one read of a `Field<double>`", "ns", 1.0,
          [](const Times& times) { return PerSample(times, "F1.Double/ours", 101); }},
+        {"X1", "a text of 60,000 of a sample, read from a node, against one of 600", "x", 2.0,
+         ManyAgainstFew("X1")},
+        {"X2", "a text of 60,000 set by `SetTexts` against one of 600", "x", 2.0,
+         ManyAgainstFew("X2")},
         {"B1", "`PushMany` of 100 rows from columns against as many of P0", "x", 0.5,
          BatchAgainst("B1", "P0")},
         {"B2", "`PushMany` of 100 encoded samples against as many of P0", "x", 0.5,

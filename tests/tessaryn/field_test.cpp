@@ -7,6 +7,7 @@
 #include "support/thrown.h"
 #include "tessaryn/column.h"
 #include "tessaryn/errors.h"
+#include "tessaryn/sample_texts.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -128,6 +130,25 @@ TEST(Field, OfATextReplacesIt) {
     text.Set(sample, "now");
     EXPECT_NE(sample.GetTimeStamp(), longAgo);
     EXPECT_EQ(sample.GetString(0), "now");
+}
+
+TEST(SetTexts, SetsAllOrNone) {
+    TestType layout{{"x", Int32, 2}, {"a", String, 9}, {"b", String, 0}, {"y", Double, 1}};
+    Sample sample(&layout.type, longAgo);
+    sample.Set(0, 1, 5);
+    sample.Set(3, 0, 2.5);
+    Sample expected = sample;
+    expected.Set(1, std::string("long and longer"));
+    expected.Set(2, std::string(1, '\0'));
+    sample = Restamped(sample, longAgo);
+    const std::vector<std::string_view> texts{"long and longer", std::string_view("\0", 1), "c"};
+    EXPECT_THROW(SetTexts(sample, 1, texts), TypeMismatchException);
+    EXPECT_THROW(SetTexts(sample, 2, std::span(texts).first(2)), TypeMismatchException);
+    EXPECT_THROW(SetTexts(sample, 4, std::span(texts).first(1)), std::out_of_range);
+    EXPECT_EQ(sample.GetTimeStamp(), longAgo);
+    SetTexts(sample, 1, std::span(texts).first(2));
+    EXPECT_EQ(BinaryOf(sample), BinaryOf(expected));
+    EXPECT_NE(sample.GetTimeStamp(), longAgo);
 }
 
 TEST(Column, BeginsWithTheSampleThatWasPushedFirst) {

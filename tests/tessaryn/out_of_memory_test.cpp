@@ -19,6 +19,7 @@
 #include "tessaryn/sample_batch.h"
 #include "tessaryn/sample_check.h"
 #include "tessaryn/sample_numbers.h"
+#include "tessaryn/sample_texts.h"
 #include "tessaryn/scoped_subscription.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
@@ -243,6 +244,7 @@ const Operation operations[] = {
          const Sample read(h.type, serializer, node);
          SetNumbers(moved, 0, 0, std::vector<double>(9, 7.0));
          GetNumber<std::uint8_t>(moved, 0, 1);
+         SetTexts(moved, 1, std::vector<std::string_view>{"other"});
          std::stringstream bytes;
          moved.Serialize(bytes);
          moved.Deserialize(bytes);

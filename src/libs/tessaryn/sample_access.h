@@ -74,6 +74,14 @@ class SampleAccess {
         return {&type, timestamp, sizes};
     }
 
+    /// A sample of the same type whose entries have these element counts, all bytes zero.
+    /// \param sizes one for each entry of the type
+    /// \throws std::length_error when the sample would exceed 2^32-1 bytes
+    static Sample MakeLike(const Sample& sample, const Poco::Timestamp& timestamp,
+                           const std::vector<unsigned int>& sizes) {
+        return {sample.streamType, timestamp, sizes};
+    }
+
     /// A sample from its binary form.
     /// \pre `CheckSample` accepts the bytes
     static std::unique_ptr<Sample> Decode(StreamType& type, const Poco::Timestamp& timestamp,
