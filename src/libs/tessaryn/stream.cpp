@@ -403,9 +403,10 @@ Stream::KeptSamples Stream::PushAndUse(PushedSample& pushedSample, Callback call
     return Use([&] {
         // A host's destructor may call the stream, and runs before the fill.
         if (overwritten && IsExactSample(*overwritten)) {
-            pushedSample.overwritten = std::move(overwritten);
+            pushedSample.overwritten.swap(overwritten);
+        } else {
+            overwritten.reset();
         }
-        overwritten.reset();
         callback();
     });
 }
