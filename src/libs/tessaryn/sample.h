@@ -174,8 +174,7 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// \throws EntryNotFoundException when there is none
     virtual unsigned short EntryId(const std::string& name) const;
     /// Changes an entry's element count: the first elements stay, new ones are zero, later entries
-    /// move. A change of the count copies the sample's memory once: for many texts see `SetTexts` of
-    /// `sample_texts.h`. An entry that does not exist is
+    /// move. A change of the count copies the sample's memory once. An entry that does not exist is
     /// ignored.
     /// \throws std::length_error when the sample would exceed 2^32-1 bytes; it is as it was
     virtual void Resize(unsigned short entry, unsigned int count);

@@ -68,9 +68,7 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// What `Clear` empties; may be combined.
     enum ClearFlags : unsigned int { clearSamples = 1, clearSubscriptions = 2 };
 
-    /// An empty stream. Its slots grow as it fills: a push that finds them full copies them, which
-    /// takes up to 0.3 ms at 100,000 samples, 2 ms at 1,000,000 and 20 ms at 10,000,000, with the
-    /// stream locked, about once each time the number of samples has doubled.
+    /// An empty stream.
     /// \param streamType \ownership observes: the type of every sample; must outlive the stream
     /// \param maxSize samples that the stream keeps, 1 to 2^31-1
     /// \throws std::invalid_argument for a size out of that range, and when the type is null
