@@ -48,6 +48,7 @@ int Run(int argc, char** argv) {
     velmora::benchmarks::RegisterSampleBenchmarks();
     velmora::benchmarks::RegisterLookupBenchmarks();
     velmora::benchmarks::RegisterDocumentBenchmarks();
+    velmora::benchmarks::RegisterSnapshotBenchmarks();
     velmora::benchmarks::RegisterDeliveryBenchmarks();
     velmora::benchmarks::RegisterHistoryBenchmarks();
     velmora::benchmarks::RegisterExchangeBenchmarks();

@@ -92,6 +92,10 @@ std::function<Value(const Times&)> RatioOf(const char* dividend, const char* div
     };
 }
 
+std::function<Value(const Times&)> ValueOf(const char* name) {
+    return [=](const Times& times) { return TimeOf(times, name); };
+}
+
 Value PerRule(const Times& times, const std::string& many) {
     const Value with = TimeOf(times, many + "/ours");
     const Value without = TimeOf(times, "P0/ours");
@@ -239,6 +243,24 @@ std::vector<Derived> DerivedLines() {
          RatioOf("S.json.write/tree", "S.json.write/floor")},
         {"S", "read JSON into a node tree only, against the floor", "x", 0.0,
          RatioOf("S.json.read/tree", "S.json.read/floor")},
+        {"K", "read XML into a tree, against expat alone", "x", 1.0,
+         RatioOf("K.xml.tree/ours", "K.xml.tree/parser")},
+        {"K", "read JSON into a tree, against RapidJSON alone", "x", 2.0,
+         RatioOf("K.json.tree/ours", "K.json.tree/parser")},
+        {"K", "a node in a tree, beside its value", "bytes", 48.0, ValueOf("K.node/ours")},
+        {"K", "write XML: memory a sample", "bytes", 64.0, ValueOf("K.xml.write.memory/document")},
+        {"K", "read XML: memory a sample, beside the rings", "bytes", 64.0,
+         ValueOf("K.xml.read.memory/document")},
+        {"K", "write JSON: memory a sample", "bytes", 64.0,
+         ValueOf("K.json.write.memory/document")},
+        {"K", "read JSON: memory a sample, beside the rings", "bytes", 64.0,
+         ValueOf("K.json.read.memory/document")},
+        {"K", "size of a snapshot against XML", "x", 0.1,
+         RatioOf("K.snapshot.size/document", "K.xml.size/document")},
+        {"K", "write a snapshot against XML", "x", 0.05,
+         RatioOf("K.snapshot.write/document", "K.xml.write/document")},
+        {"K", "read a snapshot against XML", "x", 0.05,
+         RatioOf("K.snapshot.read/document", "K.xml.read/document")},
         {"T", "an entry of 10,000 against one of 100, ordinary type", "x", 1.5,
          RatioOf("T.ordinary.10000/ours", "T.ordinary.100/ours")},
         {"T", "an entry of 60,000 against one of 100, ordinary type", "x", 1.5,

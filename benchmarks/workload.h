@@ -97,6 +97,7 @@ void RegisterBatchBenchmarks();
 void RegisterSampleBenchmarks();
 void RegisterLookupBenchmarks();
 void RegisterDocumentBenchmarks();
+void RegisterSnapshotBenchmarks();
 void RegisterDeliveryBenchmarks();
 void RegisterHistoryBenchmarks();
 void RegisterExchangeBenchmarks();

@@ -101,6 +101,12 @@ class SampleAccess {
         return sample;
     }
 
+    /// As above, on the heap: moving a sample would read the clock.
+    static std::unique_ptr<Sample> New(StreamType& type, const Poco::Timestamp& timestamp,
+                                       const std::vector<unsigned int>& sizes) {
+        return std::unique_ptr<Sample>(new Sample(&type, timestamp, sizes));
+    }
+
     /// The element counts of all entries of the sample's type.
     static std::vector<unsigned int> SizesOf(const Sample& sample) {
         std::vector<unsigned int> sizes(sample.streamType->GetNumEntries());

@@ -1,0 +1,340 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#include "tessaryn/snapshot.h"
+
+#include "serializer/json_format.h"
+#include "serializer/serialization_exception.h"
+#include "tessaryn/document_form.h"
+#include "tessaryn/sample_access.h"
+#include "tessaryn/snapshot_block.h"
+#include "tessaryn/stream_reader.h"
+#include "tessaryn/value_traits.h"
+
+#include <Poco/Logger.h>
+
+#include <cstring>
+#include <deque>
+#include <limits>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+
+using serialization::NodeTree;
+using serialization::ReadLimits;
+using utils::Version;
+
+namespace {
+
+class SnapshotWriter {
+  public:
+    explicit SnapshotWriter(std::ostream& out) : block(out) {}
+
+    void WriteTypes(const StreamTypeRepository& types) {
+        const NodeTree tree;
+        serialization::NodeRef root = tree.GetRoot();
+        WriteStreamTypes(types, root);
+        std::ostringstream text;
+        WriteJson(tree, text);
+        const std::string_view view = text.view();
+        for (std::size_t at = 0; at < view.size(); at += maxBlockLength) {
+            const std::string_view part = view.substr(at, maxBlockLength);
+            block.AddBytes(part.data(), part.size());
+            block.End(BlockKind::Types);
+        }
+    }
+
+    void WriteStreams(const StreamRepository& streams) {
+        block.AddByte(static_cast<unsigned char>(streams.groupSeparator()));
+        block.End(BlockKind::Streams);
+        WriteGroup(streams.GetRoot());
+        block.AddNumber(streamCount);
+        block.AddNumber(sampleCount);
+        block.End(BlockKind::End);
+    }
+
+  private:
+    void WriteGroup(StreamGroup& group) {
+        group.AtomicExecute([&] {
+            for (StreamGroup* const child : group.GetAllGroupPtrs()) {
+                path.push_back(child->GetName());
+                AddPath();
+                block.End(BlockKind::Group);
+                WriteGroup(*child);
+                path.pop_back();
+            }
+            for (const std::string& name : group.GetItemNames()) {
+                path.push_back(name);
+                WriteStream(group.GetStream(name));
+                path.pop_back();
+            }
+        });
+    }
+
+    void AddPath() {
+        if (path.size() > maxSnapshotDepth) {
+            throw serialization::SerializationException("Cannot write groups of more than " +
+                                                        std::to_string(maxSnapshotDepth) +
+                                                        " levels.");
+        }
+        block.AddNumber(path.size());
+        for (const std::string& name : path) {
+            block.AddText(name);
+        }
+    }
+
+    void WriteStream(const Stream& stream) {
+        ++streamCount;
+        const StreamType& type = *stream.GetStreamType();
+        const Version version = type.GetVersion();
+        AddPath();
+        block.AddText(type.GetFullName());
+        block.AddText(version.ToString());
+        block.AddNumber(static_cast<std::uint64_t>(stream.GetMaxSize()));
+        block.End(BlockKind::Stream);
+        stream.GetAllInPushOrder([&](const std::vector<Sample*>& samples) {
+            BeginSamples(type);
+            for (const Sample* const sample : samples) {
+                AddSample(type, *sample);
+                if (block.GetLength() >= maxBlockLength) {
+                    block.End(BlockKind::Samples);
+                    BeginSamples(type);
+                }
+            }
+            if (block.GetLength() != 0) {
+                block.End(BlockKind::Samples);
+            }
+        });
+    }
+
+    // Each block can be read by itself.
+    void BeginSamples(const StreamType& type) {
+        lastTime = 0;
+        lastBytes.assign(type.GetNumEntries(), 0);
+        for (std::size_t entry = 0; entry < lastBytes.size(); ++entry) {
+            const SampleEntry declared = type.GetEntry(static_cast<unsigned short>(entry));
+            lastBytes[entry] =
+                std::size_t{traits::ElementSize(declared.type)} * declared.initialSize;
+        }
+    }
+
+    void AddSample(const StreamType& type, const Sample& sample) {
+        ++sampleCount;
+        const std::int64_t time = SampleAccess::TimeOf(sample).epochMicroseconds();
+        block.AddSigned(static_cast<std::int64_t>(static_cast<std::uint64_t>(time) -
+                                                  static_cast<std::uint64_t>(lastTime)));
+        lastTime = time;
+        bool isSame = true;
+        std::size_t total = 0;
+        for (std::size_t entry = 0; entry < lastBytes.size(); ++entry) {
+            // Whole elements: what else a host has put into a sample nobody can read.
+            const std::size_t width =
+                traits::ElementSize(type.GetType(static_cast<unsigned short>(entry)));
+            const std::size_t bytes =
+                SampleAccess::BytesOf(sample, static_cast<unsigned short>(entry)).second / width *
+                width;
+            isSame = isSame && bytes == lastBytes[entry];
+            lastBytes[entry] = bytes;
+            total += bytes;
+        }
+        block.AddByte(isSame ? 0 : 1);
+        for (std::size_t entry = 0; !isSame && entry < lastBytes.size(); ++entry) {
+            block.AddNumber(lastBytes[entry] /
+                            traits::ElementSize(type.GetType(static_cast<unsigned short>(entry))));
+        }
+        AddElements(sample, total);
+    }
+
+    void AddElements(const Sample& sample, std::size_t total) {
+        const auto last = static_cast<unsigned short>(lastBytes.size() - 1);
+        const auto [begin, length] = lastBytes.empty() ? std::pair<std::size_t, std::size_t>()
+                                                       : SampleAccess::BytesOf(sample, last);
+        if (begin + length == total) {
+            block.AddBytes(SampleAccess::DataOf(sample), total);
+            return;
+        }
+        for (std::size_t entry = 0; entry < lastBytes.size(); ++entry) {
+            const std::size_t at =
+                SampleAccess::BytesOf(sample, static_cast<unsigned short>(entry)).first;
+            block.AddBytes(SampleAccess::DataOf(sample) + at, lastBytes[entry]);
+        }
+    }
+
+    BlockWriter block;
+    std::vector<std::string> path;
+    std::uint64_t streamCount = 0;
+    std::uint64_t sampleCount = 0;
+    std::int64_t lastTime = 0;
+    // The bytes of each entry in the sample before.
+    std::vector<std::size_t> lastBytes;
+};
+
+class SnapshotReader {
+  public:
+    SnapshotReader(std::istream& in, const ReadLimits& limits, const DocumentLimits& sampleLimits)
+        : block(in, limits.maxBytes, sampleLimits.maxSampleMemory),
+          limits(limits),
+          budget(sampleLimits.maxSampleMemory) {}
+
+    Document Read() {
+        block.Begin();
+        BlockKind kind = block.Next();
+        std::string text;
+        for (; kind == BlockKind::Types; kind = block.Next()) {
+            text += block.TakeRest();
+        }
+        if (kind != BlockKind::Streams) {
+            block.Fail("The block of the streams is missing.");
+        }
+        std::istringstream json(std::move(text));
+        document.types = ReadTypeNodes(ReadJson(json, limits).GetRoot());
+        const char separator = static_cast<char>(block.TakeByte());
+        document.streams = std::make_unique<StreamRepository>(Poco::Logger::root(), separator);
+        while ((kind = block.Next()) != BlockKind::End) {
+            ReadBlock(kind);
+        }
+        if (block.TakeNumber() != streamCount || block.TakeNumber() != sampleCount) {
+            block.Fail("There are streams or samples too few or too many.");
+        }
+        return std::move(document);
+    }
+
+  private:
+    void ReadBlock(BlockKind kind) {
+        try {
+            if (kind == BlockKind::Group) {
+                TakePath(document.streams->GetRoot(), block.TakeNumber());
+            } else if (kind == BlockKind::Stream) {
+                ReadStream();
+            } else if (kind == BlockKind::Samples && stream != nullptr) {
+                ReadSamples();
+            } else {
+                block.Fail("The block is not expected here.");
+            }
+        } catch (const DocumentException&) {
+            throw;
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const Poco::Exception& error) {
+            block.Fail(error.displayText());
+        } catch (const std::exception& error) {
+            block.Fail(error.what());
+        }
+    }
+
+    // Gets or makes the groups of a path.
+    StreamGroup& TakePath(StreamGroup& root, std::uint64_t count) {
+        StreamGroup* group = &root;
+        if (count > maxSnapshotDepth) {
+            block.Fail("The groups are nested too deeply.");
+        }
+        for (; count > 0; --count) {
+            group = group->AddGroup(std::string(block.TakeText()));
+        }
+        return *group;
+    }
+
+    void ReadStream() {
+        const std::uint64_t count = block.TakeNumber();
+        if (count == 0) {
+            block.Fail("The stream has no name.");
+        }
+        StreamGroup& group = TakePath(document.streams->GetRoot(), count - 1);
+        const std::string name(block.TakeText());
+        const std::string typeName(block.TakeText());
+        const Version version{std::string(block.TakeText())};
+        const std::uint64_t maxSize = block.TakeNumber();
+        if (maxSize == 0 || maxSize > std::numeric_limits<int>::max()) {
+            block.Fail("The stream has a size of " + std::to_string(maxSize) + ".");
+        }
+        if (group.GetStreamPtr(name) != nullptr) {
+            block.Fail("The stream '" + name + "' is there twice.");
+        }
+        stream = group.AddStream(name, &document.types->Resolve(typeName).Get(version),
+                                 static_cast<long>(maxSize));
+        ++streamCount;
+        memory.clear();
+    }
+
+    void ReadSamples() {
+        StreamType& type = *stream->GetStreamType();
+        std::vector<unsigned int> sizes(type.GetNumEntries());
+        for (std::size_t entry = 0; entry < sizes.size(); ++entry) {
+            sizes[entry] = type.GetEntry(static_cast<unsigned short>(entry)).initialSize;
+        }
+        std::uint64_t bytes = SampleAccess::BytesOfElements(type, sizes);
+        std::uint64_t time = 0;
+        while (!block.IsAtEnd()) {
+            time += static_cast<std::uint64_t>(block.TakeSigned());
+            if (block.TakeByte() != 0) {
+                for (unsigned int& size : sizes) {
+                    const std::uint64_t number = block.TakeNumber();
+                    if (number > std::numeric_limits<unsigned int>::max()) {
+                        block.Fail("An entry has " + std::to_string(number) + " elements.");
+                    }
+                    size = static_cast<unsigned int>(number);
+                }
+                bytes = SampleAccess::BytesOfElements(type, sizes);
+            }
+            PushSample(type, static_cast<std::int64_t>(time), sizes, block.TakeBytes(bytes));
+        }
+    }
+
+    void PushSample(StreamType& type, std::int64_t time, const std::vector<unsigned int>& sizes,
+                    std::string_view elements) {
+        const std::uint64_t taken =
+            sizeof(Sample) + (sizes.size() + 1) * sizeof(unsigned int) + elements.size();
+        budget.Take(taken);
+        std::unique_ptr<Sample> sample = SampleAccess::New(type, Poco::Timestamp(time), sizes);
+        if (!elements.empty()) {
+            std::memcpy(SampleAccess::DataOf(*sample), elements.data(), elements.size());
+        }
+        stream->PushNew(sample.release());
+        ++sampleCount;
+        memory.push_back(taken);
+        if (memory.size() > static_cast<std::size_t>(stream->GetMaxSize())) {
+            budget.GiveBack(memory.front());
+            memory.pop_front();
+        }
+    }
+
+    BlockReader block;
+    ReadLimits limits;
+    MemoryBudget budget;
+    Document document;
+    std::uint64_t streamCount = 0;
+    std::uint64_t sampleCount = 0;
+    // The stream of the samples that follow, and the memory of those in it.
+    Stream* stream = nullptr;
+    std::deque<std::uint64_t> memory;
+};
+
+}  // namespace
+
+void WriteSnapshot(const StreamTypeRepository& types, const StreamRepository& streams,
+                   std::ostream& out) {
+    out << snapshotMagic;
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        out.put(static_cast<char>(snapshotVersion >> shift));
+    }
+    SnapshotWriter writer(out);
+    writer.WriteTypes(types);
+    writer.WriteStreams(streams);
+    out.flush();
+    if (!out) {
+        throw serialization::SerializationException(
+            "Cannot write the snapshot: the stream failed.");
+    }
+}
+
+Document ReadSnapshot(std::istream& in, const ReadLimits& limits,
+                      const DocumentLimits& sampleLimits) {
+    return SnapshotReader(in, limits, sampleLimits).Read();
+}
+
+}  // namespace velmora::core::tessaryn
