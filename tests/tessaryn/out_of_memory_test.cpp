@@ -21,6 +21,7 @@
 #include "tessaryn/sample_numbers.h"
 #include "tessaryn/sample_texts.h"
 #include "tessaryn/scoped_subscription.h"
+#include "tessaryn/snapshot.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 #include "tessaryn/subscription_rules.h"
@@ -388,6 +389,24 @@ const Operation operations[] = {
          h.streams.Clear();
          h.types.GetGroup("area").RemoveAllTypesOfVersion(Version(1, 0, 0));
      }},
+    {"XML documents", asItWas,
+     [](Host& h) {
+         std::stringstream text;
+         WriteXmlDocument(h.types, h.streams, text);
+         ReadXmlDocument(text);
+     }},
+    {"JSON documents", asItWas,
+     [](Host& h) {
+         std::stringstream text;
+         WriteJsonDocument(h.types, h.streams, text);
+         ReadJsonDocument(text);
+     }},
+    {"snapshots", asItWas,
+     [](Host& h) {
+         std::stringstream bytes;
+         WriteSnapshot(h.types, h.streams, bytes);
+         ReadSnapshot(bytes);
+     }},
     {"documents", asItWas,
      [](Host& h) {
          const NodeTree tree;
@@ -397,12 +416,6 @@ const Operation operations[] = {
          NodeRef streams = tree.GetRoot().AddNode("Streams", serialization::NodeList);
          WriteStreams(h.streams, streams);
          ReadStreams(*types, streams);
-         std::stringstream xmlText;
-         WriteXmlDocument(h.types, h.streams, xmlText);
-         ReadXmlDocument(xmlText);
-         std::stringstream jsonText;
-         WriteJsonDocument(h.types, h.streams, jsonText);
-         ReadJsonDocument(jsonText);
          NodeRef stream = tree.GetRoot().AddNode("Stream", serialization::NodeList);
          WriteStream(*h.stream, stream);
          const auto read = ReadStream(*types, stream);
