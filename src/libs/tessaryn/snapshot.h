@@ -30,8 +30,8 @@ TESSARYN_API void WriteSnapshot(const StreamTypeRepository& types, const StreamR
 /// \param limits `maxBytes` is that of the snapshot, the others are those of the tree that
 ///     describes its types
 /// \param sampleLimits of the samples
-/// \throws DocumentException when the bytes are no snapshot, were changed or cut off, are of a later
-///     version, or exceed `sampleLimits`; its position is that of the part, such as "byte 4096"
+/// \throws DocumentException when the bytes are no snapshot, were changed or cut off, are of a
+///     later version, or exceed `sampleLimits`; its position is that of the block: "byte 4096"
 /// \throws serialization::SerializationException when the description of the types is malformed or
 ///     exceeds `limits`
 TESSARYN_API Document ReadSnapshot(std::istream& in, const serialization::ReadLimits& limits = {},
