@@ -27,7 +27,7 @@ complete_words() {
     echo "${COMPREPLY[*]}"
 }
 
-commands="watch record replay show convert check"
+commands="watch record replay stats plot show convert check"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --help --version" "$(complete_words "")"
 same "options of show" "--help --max-memory --output" "$(complete_words show --)"

@@ -4,9 +4,11 @@
 #include "command_error.h"
 #include "commands/check_command.h"
 #include "commands/convert_command.h"
+#include "commands/plot_command.h"
 #include "commands/record_command.h"
 #include "commands/replay_command.h"
 #include "commands/show_command.h"
+#include "commands/stats_command.h"
 #include "commands/watch_command.h"
 #include "program_version.h"
 #include "terminal/message.h"
@@ -73,12 +75,16 @@ int Run(int argc, char** argv) {
     WatchOptions watchOptions;
     RecordOptions recordOptions;
     ReplayOptions replayOptions;
+    StatsOptions statsOptions;
+    PlotOptions plotOptions;
     ShowOptions showOptions;
     ConvertOptions convertOptions;
     CheckOptions checkOptions;
     AddWatchCommand(app, watchOptions);
     const CLI::App* const record = AddRecordCommand(app, recordOptions);
     const CLI::App* const replay = AddReplayCommand(app, replayOptions);
+    const CLI::App* const stats = AddStatsCommand(app, statsOptions);
+    const CLI::App* const plot = AddPlotCommand(app, plotOptions);
     const CLI::App* const show = AddShowCommand(app, showOptions);
     const CLI::App* const convert = AddConvertCommand(app, convertOptions);
     const CLI::App* const check = AddCheckCommand(app, checkOptions);
@@ -97,7 +103,11 @@ int Run(int argc, char** argv) {
     if (replay->parsed()) {
         return RunReplay(replayOptions);
     }
-    if (show->parsed()) {
+    if (stats->parsed()) {
+        RunStats(statsOptions);
+    } else if (plot->parsed()) {
+        RunPlot(plotOptions);
+    } else if (show->parsed()) {
         RunShow(showOptions);
     } else if (convert->parsed()) {
         RunConvert(convertOptions);

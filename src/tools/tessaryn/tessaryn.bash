@@ -34,6 +34,9 @@ _tessaryn() {
         choice="all matches events"
     elif [[ "$before" == --dates ]]; then
         choice="day-first month-first"
+    elif [[ "$command $before" == "plot --to" ]]; then
+        _tessaryn_files html svg
+        return
     elif [[ "$command $before" =~ ^(watch\ --(save|load)|check\ --type)$ ]]; then
         _tessaryn_files xml json
         return
@@ -46,7 +49,7 @@ _tessaryn() {
         return
     else
         case "$command" in
-            watch | record)
+            watch | record | stats | plot)
                 _tessaryn_files csv tsv jsonl ndjson json xml db gz zst
                 if [[ host == "$word"* ]]; then
                     COMPREPLY+=(host)

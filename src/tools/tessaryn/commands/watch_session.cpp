@@ -48,7 +48,7 @@ void WatchSession::ReadAll() {
     for (const std::string& path : paths) {
         for (const NamedSource& each : OpenSources(path, paths, settings, signals)) {
             Read(each.stream, *each.source);
-            AddCounts(each.source->GetCounts());
+            counts.Add(each.source->GetCounts());
         }
     }
     for (const auto& [name, stream] : streams) {
@@ -122,15 +122,6 @@ void WatchSession::Push(WatchedStream& stream, SampleSource& source) {
         }
         throw;
     }
-}
-
-void WatchSession::AddCounts(const SourceCounts& more) {
-    if (counts.skipped == 0) {
-        counts.firstSkipped = more.firstSkipped;
-    }
-    counts.skipped += more.skipped;
-    counts.missingTimes += more.missingTimes;
-    counts.missingValues += more.missingValues;
 }
 
 void WatchSession::Run() {

@@ -52,7 +52,6 @@ class WatchSession {
     WatchedStream& GetStream(std::string_view name, const core::tessaryn::StreamType& type,
                              const SampleSource& source);
     void Push(WatchedStream& stream, SampleSource& source);
-    void AddCounts(const SourceCounts& more);
 
     const WatchOptions& options;
     SignalWatcher signals;

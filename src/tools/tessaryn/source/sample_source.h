@@ -29,6 +29,15 @@ struct SourceCounts {
     /// Bad rows that were skipped, and what was wrong with the first of them.
     std::uint64_t skipped = 0;
     std::string firstSkipped;
+
+    void Add(const SourceCounts& more) {
+        if (skipped == 0) {
+            firstSkipped = more.firstSkipped;
+        }
+        skipped += more.skipped;
+        missingTimes += more.missingTimes;
+        missingValues += more.missingValues;
+    }
 };
 
 /// Where samples come from.
