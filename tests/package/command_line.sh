@@ -29,7 +29,7 @@ complete_words() {
 
 commands="watch record replay stats plot show convert check"
 manual="$(sed 's/\\//g' "$page")"
-same "first word" "$commands --help --version" "$(complete_words "")"
+same "first word" "$commands --config --help --version" "$(complete_words "")"
 same "options of show" "--help --max-memory --output" "$(complete_words show --)"
 same "options that begin with s" "--save --since --skip-bad --start --stream --stream-by" "$(complete_words watch --s)"
 for command in $commands; do

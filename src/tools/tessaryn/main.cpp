@@ -13,17 +13,21 @@
 #include "program_version.h"
 #include "terminal/message.h"
 #include "terminal/standard_output.h"
+#include "text/escaped_text.h"
+#include "text/nearest.h"
 
 #include <CLI/CLI.hpp>
 #include <Poco/Exception.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace velmora::tool {
 
@@ -48,12 +52,69 @@ void ReserveStandardDescriptors() {
     }
 }
 
-// Refuses "--option=", for which the parser would take the next argument as the value.
-void CheckOptionValues(int argc, char** argv) {
-    for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
-        const std::string_view argument = argv[i];
-        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
-            throw CommandError(std::string(argument) + " has no value");
+// The arguments, with --config in front, where the parser looks for it. "help" and "help watch"
+// stand for "--help" and "watch --help", as no argument does for "--help".
+std::vector<std::string> GetArguments(int argc, char** argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.empty()) {
+        return {"--help"};
+    }
+    if (arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
+        return arguments;
+    }
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    const auto config = std::find_if(arguments.begin(), end, [](const std::string& argument) {
+        return argument == "--config" || argument.starts_with("--config=");
+    });
+    if (config != end) {
+        const bool hasValue = *config == "--config" && config + 1 != end;
+        std::rotate(arguments.begin(), config, config + (hasValue ? 2 : 1));
+    }
+    return arguments;
+}
+
+// Refuses "--option=", for which the parser would take the next argument as the value, and commands
+// and options that do not exist, with the nearest ones.
+void CheckNames(const CLI::App& app, const std::vector<std::string>& arguments) {
+    std::vector<std::string> commands{"help"};
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        commands.push_back(command->get_name());
+    }
+    std::vector<std::string> options;
+    const auto addOptions = [&options](const CLI::App& owner) {
+        for (const CLI::Option* const option : owner.get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                options.push_back("--" + name);
+            }
+        }
+    };
+    addOptions(app);
+    const CLI::App* command = nullptr;
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    for (auto argument = arguments.begin(); argument != end; ++argument) {
+        const std::string name = argument->substr(0, argument->find('='));
+        if (name == "--config" && name == *argument && argument + 1 != end) {
+            ++argument;
+        } else if (!argument->starts_with('-') && command == nullptr) {
+            const auto found = app.get_subcommands(
+                [&](const CLI::App* each) { return each->get_name() == *argument; });
+            command = found.empty() ? nullptr : found.front();
+            if (command == nullptr) {
+                throw CommandError("there is no command " + Quoted(*argument) +
+                                   SuggestNearest(*argument, commands) +
+                                   "; tessaryn --help lists them");
+            }
+            addOptions(*command);
+        } else if (argument->starts_with("--") && argument->size() == name.size() + 1) {
+            throw CommandError(*argument + " has no value");
+        } else if (argument->starts_with("--") &&
+                   std::find(options.begin(), options.end(), name) == options.end()) {
+            throw CommandError("there is no option " + Quoted(name) +
+                               SuggestNearest(name, options) + "; tessaryn " +
+                               (command == nullptr ? "" : command->get_name() + " ") +
+                               "--help lists them");
         }
     }
 }
@@ -71,6 +132,9 @@ int PrintAnswer(const CLI::App& app, const CLI::ParseError& answer) {
 int Run(int argc, char** argv) {
     CLI::App app("Watch streams of timestamped, typed samples", "tessaryn");
     app.set_version_flag("--version", GetProgramVersion());
+    app.set_config("--config", "", "Read options from a file: a section for each command")
+        ->type_name("FILE");
+    app.allow_config_extras(CLI::config_extras_mode::error);
     app.require_subcommand(1);
     WatchOptions watchOptions;
     RecordOptions recordOptions;
@@ -88,9 +152,11 @@ int Run(int argc, char** argv) {
     const CLI::App* const show = AddShowCommand(app, showOptions);
     const CLI::App* const convert = AddConvertCommand(app, convertOptions);
     const CLI::App* const check = AddCheckCommand(app, checkOptions);
-    CheckOptionValues(argc, argv);
+    std::vector<std::string> arguments = GetArguments(argc, argv);
+    CheckNames(app, arguments);
     try {
-        app.parse(argc, argv);
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
         return error.get_exit_code() == success ? PrintAnswer(app, error) : Fail(error.what());
     }

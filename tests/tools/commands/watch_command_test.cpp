@@ -78,8 +78,9 @@ TEST(WatchCommand, WarnsOfWhatCanNeverMatch) {
 
 TEST(WatchCommand, ReportsABadCommandLine) {
     const std::pair<std::string, std::string> cases[] = {
-        {"", "A subcommand is required"},
-        {"watch - --nonsense", "The following argument was not expected: --nonsense"},
+        {"wach", "there is no command 'wach'; did you mean 'watch'?; tessaryn --help lists them"},
+        {"watch - --rulle x>1", "there is no option '--rulle'; did you mean '--rule'?"},
+        {"--config no/such.toml watch -", "no/such.toml was not readable"},
         {"watch no/such.csv", "cannot open 'no/such.csv': No such file or directory"},
         {"watch - --rule 'x = 5'",
          "rule 'x = 5': Expected: '(', '[' or '.'\n  x = 5\n    ^ write '==' instead of '='"},
@@ -105,7 +106,10 @@ TEST(WatchCommand, ReportsABadCommandLine) {
     }
     EXPECT_THAT(RunTool("--version").out,
                 MatchesRegex("tessaryn " TESSARYN_VERSION "( \\([0-9a-f]{8}(-dirty)?\\))?\n"));
-    EXPECT_EQ(RunTool("watch --help").status, 0);
+    for (const char* const line : {"", "help", "--help"}) {
+        EXPECT_EQ(RunTool(line).out, RunTool("help").out) << line;
+    }
+    EXPECT_EQ(RunTool("help watch").out, RunTool("watch --help").out);
 }
 
 TEST(WatchCommand, MemoryDoesNotGrowWithTheTable) {
@@ -224,6 +228,16 @@ TEST(WatchCommand, ReportsEventsAndThinsOutRows) {
               R"("entries":{"x_min":5,"x_max":5}})"
               "\n");
     EXPECT_EQ(RunTool("watch - --quiet --rule x>9", input).status, 1);
+}
+
+TEST(WatchCommand, ReadsOptionsFromAFile) {
+    const Folder folder;
+    const std::string file = folder.Write(
+        "tessaryn.toml", "[watch]\nquiet = true\nrule = [\"high: x > 4\", \"x < 1\"]\n");
+    EXPECT_EQ(RunTool("watch - --config " + file, Seconds({0, 5})).out,
+              "2020-01-01T00:00:00Z stdin [x < 1] x=0\n2020-01-01T00:00:01Z stdin [high] x=5\n");
+    ExpectFailure("watch - --config " + folder.Write("bad.toml", "[watch]\nrulle = 1\n"),
+                  "watch.rulle");
 }
 
 TEST(WatchCommand, KeepsWhatItReported) {

@@ -42,10 +42,8 @@ std::vector<std::string> SplitList(const std::vector<std::string>& lists) {
 
 CLI::Option* AddListOption(CLI::App& command, const char* option, std::vector<std::string>& values,
                            const char* description, const char* valueName) {
-    return command
-        .add_option_function<std::string>(
-            option, [&values](const std::string& text) { values.push_back(text); }, description)
-        ->trigger_on_parse()
+    return command.add_option(option, values, description)
+        ->allow_extra_args(false)
         ->type_name(valueName);
 }
 
