@@ -4,13 +4,13 @@
 #include "exchange/sample_decoder.h"
 
 #include "exchange/exchange_exception.h"
+#include "tessaryn/sample_time.h"
 #include "tessaryn/stream_type.h"
 
 #include <istream>
 #include <streambuf>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace velmora::exchange {
 
@@ -45,7 +45,7 @@ core::tessaryn::Sample& SampleDecoder::Decode(const Frame& frame,
     const Poco::Timestamp time(frame.header.time);
     // The memory of the sample before is used again where the host left it.
     if (sample.GetStreamType() == &type) {
-        sample = core::tessaryn::Restamped(std::move(sample), time);
+        core::tessaryn::SetTimeStamp(sample, time);
     } else {
         sample = core::tessaryn::Sample(&type, time);
     }

@@ -172,14 +172,14 @@ class Follower::State::Worker {
         const ConsumerInfo info(made);
         if (status == NATS_OK) {
             consumer = info->Name;
-            jsSubOptions options;
-            jsSubOptions_Init(&options);
-            options.Stream = stream;
-            options.Consumer = consumer.c_str();
+            jsSubOptions binding;
+            jsSubOptions_Init(&binding);
+            binding.Stream = stream;
+            binding.Consumer = consumer.c_str();
             natsSubscription* subscribed = nullptr;
             status = js_PullSubscribe(&subscribed, context, subject.c_str(),
                                       durable.empty() ? nullptr : durable.c_str(), nullptr,
-                                      &options, nullptr);
+                                      &binding, nullptr);
             subscription.reset(subscribed);
         }
         if (status != NATS_OK) {

@@ -260,15 +260,15 @@ class BoundRule::Binder {
     std::uint32_t NumInstructions() const { return std::max(slots.back(), 1U); }
     std::uint32_t TextBytes() const { return textBytes; }
 
-    void BindTo(BoundInstruction* code) {
-        nextText = reinterpret_cast<char*>(code + NumInstructions());
+    void BindTo(BoundInstruction* instructions) {
+        nextText = reinterpret_cast<char*>(instructions + NumInstructions());
         if (rule.start < 0) {
-            code->literal = rule.start == CompiledRule::holds ? 1 : 0;
-            code->passes = TestConstant;
+            instructions->literal = rule.start == CompiledRule::holds ? 1 : 0;
+            instructions->passes = TestConstant;
             return;
         }
         for (std::size_t i = 0; i < rule.code.size(); ++i) {
-            BoundInstruction* const bound = code + slots[i];
+            BoundInstruction* const bound = instructions + slots[i];
             Bind(rule.code[i], *bound);
             bound->onTrue = TargetOf(i, rule.code[i].onTrue);
             bound->onFalse = TargetOf(i, rule.code[i].onFalse);

@@ -68,10 +68,10 @@ void ConditionGroup::RankTexts(std::vector<Entry>& entries) {
     for (Entry& entry : entries) {
         const auto place = std::lower_bound(texts.begin(), texts.end(), entry.text);
         const std::uint64_t rank = RankOf(static_cast<std::size_t>(place - texts.begin()));
-        const std::uint64_t lows[] = {0, rank, rank + 1};
-        const std::uint64_t highs[] = {Reading::greatest, rank, rank - 1};
-        entry.low = lows[entry.low];
-        entry.high = highs[entry.high];
+        const std::uint64_t lowOf[] = {0, rank, rank + 1};
+        const std::uint64_t highOf[] = {Reading::greatest, rank, rank - 1};
+        entry.low = lowOf[entry.low];
+        entry.high = highOf[entry.high];
     }
 }
 

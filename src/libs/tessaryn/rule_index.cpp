@@ -72,8 +72,8 @@ class RuleIndex::Builder {
     }
 
     void Finish(Batch& batch) {
-        for (auto& [attributes, entries] : groups) {
-            const auto& [value, interval] = attributes;
+        for (auto& [pair, entries] : groups) {
+            const auto& [value, interval] = pair;
             if (entries.size() < minGroupSize) {
                 for (const ConditionGroup::Entry& entry : entries) {
                     always.push_back(entry.position);

@@ -15,6 +15,8 @@ using Opcode = Instruction::Opcode;
 using Place = CompiledRule::Place;
 
 struct RuleProgram::Binding {
+    Binding(std::uint64_t layout, BoundRule&& rule) : layout(layout), rule(std::move(rule)) {}
+
     std::uint64_t layout;
     BoundRule rule;
     std::atomic<Binding*> next = nullptr;

@@ -101,7 +101,7 @@ class SampleAccess {
         return sample;
     }
 
-    /// As above, on the heap: moving a sample would read the clock.
+    /// As `Make`, on the heap: moving a sample would read the clock.
     static std::unique_ptr<Sample> New(StreamType& type, const Poco::Timestamp& timestamp,
                                        const std::vector<unsigned int>& sizes) {
         return std::unique_ptr<Sample>(new Sample(&type, timestamp, sizes));

@@ -330,8 +330,8 @@ bool SubscriberList::IsIndexed(Notification& notification) {
 }
 
 // Allocates nothing, and takes no longer the more subscribers there are.
-void SubscriberList::RemoveAt(std::size_t index) {
-    Subscriber& subscriber = subscribers[index];
+void SubscriberList::RemoveAt(std::size_t position) {
+    Subscriber& subscriber = subscribers[position];
     subscriber.lastNotification = notifications;
     ++numRemovedSubscribers;
     removedSubscriptions.splice(removedSubscriptions.end(), subscriptions, subscriber.subscription);

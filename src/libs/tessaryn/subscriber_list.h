@@ -85,7 +85,7 @@ class SubscriberList {
     void NotifyEach(Notification& notification, std::size_t begin, std::size_t end);
     bool IsIndexed(Notification& notification);
     void BindTo(const StreamType* type);
-    void RemoveAt(std::size_t index);
+    void RemoveAt(std::size_t position);
     void Compact();
 
     Poco::Mutex mutex;
