@@ -39,7 +39,11 @@ cmd_docs() {
     # A tree that is configured with tests stays so.
     [[ -f build/release/build.ninja ]] ||
         configure release -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_EXAMPLES=OFF
-    build release -t velmora_common_headers velmora_serializer_headers velmora_tessaryn_headers
+    local library targets=()
+    for library in src/libs/*/; do
+        targets+=("velmora_$(basename "$library")_headers")
+    done
+    build release -t "${targets[@]}"
     begin "generate the reference"
     rm -rf build/docs
     mkdir -p build/docs

@@ -36,19 +36,21 @@ struct TESSARYN_API Document {
     std::unique_ptr<StreamRepository> streams;
 };
 
-/// \name Writing
+/// \name Writing documents
 /// The locks are those of `WriteStreamTypes` and `WriteStreams`. A call that fails leaves a part of
 /// the document in the output.
 /// \throws serialization::SerializationException when the output fails, or the groups are nested
 ///     too deeply for a document
 ///@{
+/// Writes types and streams as XML.
 TESSARYN_API void WriteXmlDocument(const StreamTypeRepository& types,
                                    const StreamRepository& streams, std::ostream& out);
+/// Writes types and streams as JSON.
 TESSARYN_API void WriteJsonDocument(const StreamTypeRepository& types,
                                     const StreamRepository& streams, std::ostream& out);
 ///@}
 
-/// \name Reading
+/// \name Reading documents
 /// The rest of the input must be one document. A repository that it does not have is empty; one of
 /// the two must be there.
 /// \param limits of the document's text and tree; `maxMemory` counts the nodes that are needed at
@@ -58,9 +60,11 @@ TESSARYN_API void WriteJsonDocument(const StreamTypeRepository& types,
 ///     `limits`; the message gives line and column
 /// \throws DocumentException for whatever else is wrong with the document, `sampleLimits` included
 ///@{
+/// Reads types and streams from XML.
 TESSARYN_API Document ReadXmlDocument(std::istream& in,
                                       const serialization::ReadLimits& limits = {},
                                       const DocumentLimits& sampleLimits = {});
+/// Reads types and streams from JSON.
 TESSARYN_API Document ReadJsonDocument(std::istream& in,
                                        const serialization::ReadLimits& limits = {},
                                        const DocumentLimits& sampleLimits = {});
