@@ -66,6 +66,30 @@ TEST(ShowCommand, FindsGroupsTypesAndStreamsByPath) {
     }
 }
 
+TEST(ShowCommand, ListsTheSamplesThatAreAskedFor) {
+    const Folder folder;
+    const std::string xml = folder.PathOf("a.xml");
+    ASSERT_EQ(RunTool("watch - --quiet --stream plant/a --save " + xml,
+                      "time,x,y\n2020-01-01,1,5\n2020-01-02,2,6\n2020-01-03,3,7\n")
+                  .status,
+              0);
+    ASSERT_EQ(RunTool("convert " + xml + " " + folder.PathOf("a.db")).status, 0);
+    const auto line = [](int day) {
+        const std::string number = std::to_string(day);
+        return "2020-01-0" + number + "T00:00:00Z plant/a [*] x=" + number +
+               " y=" + std::to_string(day + 4) + "\n";
+    };
+    for (const char* const file : {"a.xml", "a.db"}) {
+        const std::string show = "show " + folder.PathOf(file);
+        EXPECT_EQ(RunTool(show + " --head 2").out, line(1) + line(2));
+        EXPECT_EQ(RunTool(show + " plant/a --tail 1").out, line(3));
+        EXPECT_EQ(RunTool(show + " --tail 0").out, "");
+        EXPECT_EQ(RunTool(show + " --since 2020-01-02 --until 2020-01-03").out, line(2));
+        EXPECT_EQ(RunTool(show + " --rule x>2 --columns y").out,
+                  "2020-01-03T00:00:00Z plant/a [x>2] y=7\n");
+    }
+}
+
 TEST(ShowCommand, PrintsWhatAHistoryHas) {
     const Folder folder;
     const std::string xml = folder.PathOf("a.xml");

@@ -35,6 +35,9 @@ first and the last time and, for each element of a numeric entry, the minimum, t
 maximum and the last value in the order of time. A chart shows up to 40 means of the values over
 time; where the locale is not UTF-8, with the characters "_.-~=+*#".
 
+With --head, --tail or an option that selects samples, the samples are listed, a line each as
+"tessaryn watch" prints them, those of a history in the order of time; PATH is the stream then.
+
 The format ndjson has one object per line: "kind" is "type group", "type",
 "stream group" or "stream", "path" is its position, and null is a missing value.)";
 
@@ -117,12 +120,21 @@ CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
         ->check(CLI::IsMember({"text", "ndjson"}))
         ->type_name("FORMAT")
         ->capture_default_str();
+    AddListOptions(*show, options.list);
     AddMemoryOption(*show, options.maxMemory);
     show->footer(details);
     return show;
 }
 
 void RunShow(const ShowOptions& options) {
+    if (options.list.IsAsked()) {
+        ListOptions list = options.list;
+        if (list.filter.stream.empty()) {
+            list.filter.stream = options.path;
+        }
+        ListSamples(options.file, list, options.output == "ndjson", options.maxMemory);
+        return;
+    }
     if (IsDatabase(options.file)) {
         ShowHistory(options.file, options.path, options.output == "ndjson");
         return;

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "commands/list_samples.h"
 #include "commands/memory_option.h"
 
 #include <CLI/CLI.hpp>
@@ -17,6 +18,7 @@ struct ShowOptions {
     std::string file;
     std::string path;
     std::string output = "text";
+    ListOptions list;
     std::uint64_t maxMemory = defaultMaxMemory;
 };
 
