@@ -30,7 +30,8 @@ complete_words() {
 commands="watch record replay stats plot show convert check"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --config --help --version" "$(complete_words "")"
-same "options of show" "--help --max-memory --output" "$(complete_words show --)"
+same "options of show" "--columns --head --help --max-memory --out-zone --output --rule --since
+    --stream --tail --until" "$(complete_words show --)"
 same "options that begin with s" "--save --since --skip-bad --start --stream --stream-by" "$(complete_words watch --s)"
 for command in $commands; do
     for option in $(complete_words "$command" --); do
