@@ -42,9 +42,9 @@ class NameTable {
         if (name.empty()) {
             return 0;
         }
-        const auto first = static_cast<unsigned char>(name.front());
-        const auto last = static_cast<unsigned char>(name.back());
-        return (name.size() * 7U + first * 3U + last) % cacheSize;
+        const std::size_t first = static_cast<unsigned char>(name.front());
+        const std::size_t last = static_cast<unsigned char>(name.back());
+        return (name.size() * 7 + first * 3 + last) % cacheSize;
     }
     std::uint32_t Find(std::string_view name);
 

@@ -60,15 +60,16 @@ RowWriter& BatchWriter::RowsFor(const QueuedSample& queued) {
         throw std::invalid_argument("A sample without a stream type cannot be kept.");
     }
     Target& target = targets[queued.path];
-    if (target.rows == nullptr || target.layoutNumber != type->GetLayoutNumber()) {
-        const auto layout = connection.catalogue.FindOrAdd(*queued.path, *type);
-        target = {type->GetLayoutNumber(), &RowsOf(layout)};
+    RowWriter* rows = target.rows;
+    if (rows == nullptr || target.layoutNumber != type->GetLayoutNumber()) {
+        rows = &RowsOf(connection.catalogue.FindOrAdd(*queued.path, *type));
+        target = {type->GetLayoutNumber(), rows};
     }
-    if (!target.rows->IsCounting()) {
-        touched.push_back(target.rows);
-        target.rows->LoadCounts();
+    if (!rows->IsCounting()) {
+        touched.push_back(rows);
+        rows->LoadCounts();
     }
-    return *target.rows;
+    return *rows;
 }
 
 RowWriter& BatchWriter::RowsOf(const std::shared_ptr<const StoredLayout>& layout) {

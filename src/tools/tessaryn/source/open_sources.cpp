@@ -71,7 +71,7 @@ std::string GetDefaultName(const std::string& path, const std::vector<std::strin
         return keepFolder ? name : name.substr(base);
     };
     for (const bool keepFolder : {false, true}) {
-        const std::string name = withoutEndings(path, keepFolder);
+        std::string name = withoutEndings(path, keepFolder);
         const auto uses = std::count_if(paths.begin(), paths.end(), [&](const std::string& other) {
             return withoutEndings(other, keepFolder) == name;
         });
