@@ -55,6 +55,7 @@ class Connection::State {
         const Options options(made);
         const std::vector<std::string> list = SplitUrls(urls);
         std::vector<const char*> pointers;
+        pointers.reserve(list.size());
         for (const std::string& url : list) {
             pointers.push_back(url.c_str());
         }

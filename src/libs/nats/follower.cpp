@@ -280,7 +280,7 @@ class Follower::State::Worker {
         }
         const bool wasHolding = gate.gate.IsHolding();
         core::tessaryn::Sample& sample = decoder.Decode(*frame, *type);
-        gate.gate.Offer({frame->header, std::move(sample), std::move(message)},
+        gate.gate.Offer({frame->header, std::move(sample), std::exchange(message, nullptr)},
                         SequenceGate::Clock::now());
         if (!wasHolding) {
             holding.push_back(&gate);

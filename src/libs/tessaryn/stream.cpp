@@ -398,7 +398,7 @@ Stream::KeptSamples Stream::PushAndUse(PushedSample& pushedSample, Callback call
     CallbackScope* const keeper = ring.IsFull() ? PrepareRemoval(ring.GetBegin(), 1) : nullptr;
     std::unique_ptr<Sample> overwritten = ring.Push(std::move(pushedSample.sample));
     if (keeper != nullptr) {
-        keeper->Keep(std::move(overwritten));
+        keeper->Keep(std::exchange(overwritten, nullptr));
     }
     return Use([&] {
         // A host's destructor may call the stream, and runs before the fill.
