@@ -150,10 +150,10 @@ constexpr std::array<BoundInstruction::Passes, 6> elementTestsOf = {
 bool TestRange(const BoundInstruction& range, const SampleView& sample,
                const SubscriptionArgs& /*args*/) {
     const BoundInstruction& elements = (&range)[1];
-    const std::string_view bytes =
-        range.ElementsOf(sample.BytesOfExisting(range.entry), elements.test);
     const Comparison compare = ComparisonOf(static_cast<BaseType>(elements.test), elements);
-    return compare != nullptr && compare(elements, bytes);
+    // Without one, there may be no such entry.
+    return compare != nullptr &&
+           compare(elements, range.ElementsOf(sample.BytesOfExisting(range.entry), elements.test));
 }
 
 bool TestChangeType(const BoundInstruction& instruction, const SampleView& /*sample*/,
