@@ -9,13 +9,14 @@
 #include "support/random.h"
 #include "support/samples.h"
 
+#include <Poco/RegularExpression.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace velmora::exchange {
 namespace {
@@ -44,11 +45,11 @@ std::string EncodedSample() {
 // The bytes of the page's example: each line begins with them, and four blanks end them.
 std::string ReadPage() {
     std::ifstream page(EXCHANGE_PAGE);
-    const std::regex line("((?:[0-9A-F]{2} ){1,16})   .*");
+    const Poco::RegularExpression line("^((?:[0-9A-F]{2} ){1,16})   ");
     std::string bytes;
     std::string text;
-    for (std::smatch match; std::getline(page, text);) {
-        if (std::regex_match(text, match, line)) {
+    for (std::vector<std::string> match; std::getline(page, text); match.clear()) {
+        if (line.split(text, match) != 0) {
             for (std::istringstream digits(match[1]); digits >> text;) {
                 bytes += static_cast<char>(std::stoi(text, nullptr, 16));
             }

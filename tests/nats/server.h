@@ -7,10 +7,11 @@
 #include <Poco/TemporaryFile.h>
 
 #include <csignal>
+#include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -37,10 +38,13 @@ class NatsServer {
             "nats-server", {"-a", "127.0.0.1", "-p", port, "-js", "-sd", folder.path() + "/store",
                             "--ports_file_dir", ports, "-l", folder.path() + "/log"}));
         const std::string file = ports + "/nats-server_" + std::to_string(process->id()) + ".ports";
-        std::smatch match;
+        const std::string prefix = "nats://127.0.0.1:";
         std::string text;
+        std::size_t begin = 0;
+        std::size_t end = 0;
         // The file comes when the server listens; without it the test times out.
-        while (!std::regex_search(text, match, std::regex("nats://127.0.0.1:([0-9]+)\""))) {
+        while ((begin = text.find(prefix)) == std::string::npos ||
+               (end = text.find('"', begin)) == std::string::npos) {
             if (!Poco::Process::isRunning(*process)) {
                 throw std::runtime_error("nats-server has ended");
             }
@@ -48,7 +52,8 @@ class NatsServer {
             std::ifstream in(file);
             text.assign(std::istreambuf_iterator<char>(in), {});
         }
-        port = match[1];
+        begin += prefix.size();
+        port = text.substr(begin, end - begin);
     }
 
     /// As a crash.
