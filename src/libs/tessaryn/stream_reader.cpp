@@ -160,7 +160,9 @@ void StreamReader::Push(PartialStream& partial, const NodeRef& node) {
 PartialStream StreamReader::MakeStream(const INode& node) {
     int maxSize = 0;
     serializer.Deserialize(node["MaxSize"], maxSize, serialization::GreaterThan(0), Raise());
-    return {std::make_unique<Stream>(&TypeOf(node), maxSize), {}};
+    PartialStream partial;
+    partial.stream = std::make_unique<Stream>(&TypeOf(node), maxSize);
+    return partial;
 }
 
 StreamType& StreamReader::TypeOf(const INode& node) {
