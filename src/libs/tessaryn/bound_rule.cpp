@@ -168,7 +168,10 @@ bool TestConstant(const BoundInstruction& instruction, const SampleView& /*sampl
 
 bool TestFallback(const BoundInstruction& instruction, const SampleView& /*sample*/,
                   const SubscriptionArgs& args) {
-    return valueOf(reinterpret_cast<const RLExpr*>(instruction.literal), args).convert<bool>();
+    // A literal holds the pointer, as the field is for all instructions.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    const auto* const expression = reinterpret_cast<const RLExpr*>(instruction.literal);
+    return valueOf(expression, args).convert<bool>();
 }
 
 BoundInstruction::Passes PassesOf(const BoundInstruction& instruction) {
