@@ -13,6 +13,7 @@
 
 #include <Poco/Logger.h>
 
+#include <algorithm>
 #include <cstring>
 #include <deque>
 #include <limits>
@@ -124,6 +125,10 @@ class SnapshotWriter {
     }
 
     void AddSample(const StreamType& type, const Sample& sample) {
+        const auto widthOf = [&type](std::size_t entry) {
+            const BaseType declared = type.GetType(static_cast<unsigned short>(entry));
+            return std::max(std::size_t{traits::ElementSize(declared)}, std::size_t{1});
+        };
         ++sampleCount;
         const std::int64_t time = SampleAccess::TimeOf(sample).epochMicroseconds();
         block.AddSigned(static_cast<std::int64_t>(static_cast<std::uint64_t>(time) -
@@ -133,8 +138,7 @@ class SnapshotWriter {
         std::size_t total = 0;
         for (std::size_t entry = 0; entry < lastBytes.size(); ++entry) {
             // Whole elements: what else a host has put into a sample nobody can read.
-            const std::size_t width =
-                traits::ElementSize(type.GetType(static_cast<unsigned short>(entry)));
+            const std::size_t width = widthOf(entry);
             const std::size_t bytes =
                 SampleAccess::BytesOf(sample, static_cast<unsigned short>(entry)).second / width *
                 width;
@@ -144,8 +148,7 @@ class SnapshotWriter {
         }
         block.AddByte(isSame ? 0 : 1);
         for (std::size_t entry = 0; !isSame && entry < lastBytes.size(); ++entry) {
-            block.AddNumber(lastBytes[entry] /
-                            traits::ElementSize(type.GetType(static_cast<unsigned short>(entry))));
+            block.AddNumber(lastBytes[entry] / widthOf(entry));
         }
         AddElements(sample, total);
     }

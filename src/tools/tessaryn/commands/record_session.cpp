@@ -45,11 +45,11 @@ class RecordSession::Recorder {
           session(session),
           type(TypeName(path), firstVersion),
           kept(TypeName(path), firstVersion) {
-        const std::vector<std::string>& columns = session.columns;
+        const std::vector<std::string>& wanted = session.columns;
         for (unsigned short id = 0; id < entries.GetNumEntries(); ++id) {
             const tsn::SampleEntry entry = entries.GetEntry(id);
             type.Get().Add(entry.key, entry.type, entry.initialSize);
-            if (columns.empty() || std::count(columns.begin(), columns.end(), entry.key) > 0) {
+            if (wanted.empty() || std::count(wanted.begin(), wanted.end(), entry.key) > 0) {
                 kept.Get().Add(entry.key, entry.type, entry.initialSize);
                 keptIds.push_back(id);
             }
@@ -123,8 +123,9 @@ class RecordSession::Recorder {
             return;
         }
         tsn::Sample part(&kept.Get(), Poco::Timestamp());
-        for (unsigned short id = 0; id < keptIds.size(); ++id) {
-            CopyEntry(sample, keptIds[id], part, id);
+        unsigned short to = 0;
+        for (const unsigned short from : keptIds) {
+            CopyEntry(sample, from, part, to++);
         }
         session.writer->WriteIfNew(path, Restamped(std::move(part), sample.GetTimeStamp()));
     }

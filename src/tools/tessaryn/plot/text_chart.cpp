@@ -6,6 +6,7 @@
 #include "text/escaped_text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <utf8.h>
 
@@ -60,7 +61,7 @@ struct TimeAxis {
     std::size_t GetPlace(std::int64_t time) const {
         const double share = static_cast<double>(time - begin) / static_cast<double>(end - begin);
         const double place = std::clamp(share, 0.0, 1.0) * static_cast<double>(width - 1);
-        return static_cast<std::size_t>(place + 0.5);
+        return static_cast<std::size_t>(std::lround(place));
     }
 };
 
@@ -68,7 +69,7 @@ void DrawPoints(Canvas& canvas, const Chart& chart, const TimeAxis& axis, double
     const auto rowOf = [&](double value) {
         const double share = high > low ? (value - low) / (high - low) : 0.5;
         const double row = (1 - share) * static_cast<double>(Canvas::GetHeight() - 1);
-        return static_cast<std::size_t>(row + 0.5);
+        return static_cast<std::size_t>(std::lround(row));
     };
     std::size_t previous = axis.width;
     std::size_t previousRow = 0;

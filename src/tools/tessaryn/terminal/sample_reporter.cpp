@@ -33,8 +33,8 @@ class LineReporter : public SampleReporter {
         for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
             const tsn::SampleEntry entry = type.GetEntry(id);
             const std::string unit = id < settings.units.size() ? settings.units[id] : "";
-            const auto& columns = settings.columns;
-            if (columns.empty() || std::count(columns.begin(), columns.end(), entry.key) > 0) {
+            const auto& wanted = settings.columns;
+            if (wanted.empty() || std::count(wanted.begin(), wanted.end(), entry.key) > 0) {
                 AddColumn(entry, id, unit);
             }
         }

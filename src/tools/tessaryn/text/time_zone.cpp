@@ -22,7 +22,7 @@ using std::chrono::seconds;
 
 constexpr std::int64_t microsecondsPerSecond = 1'000'000;
 // No zone differs from UTC by more.
-constexpr std::int64_t maxOffset = 26 * 3600 * microsecondsPerSecond;
+constexpr std::int64_t maxOffset = std::int64_t{26} * 3600 * microsecondsPerSecond;
 
 const date::time_zone& Locate(const std::string& name) {
     try {

@@ -71,8 +71,9 @@ class SampleFilter::Projection {
 
     const tsn::Sample& Apply(const tsn::Sample& from) {
         tsn::Sample to(&GetType(), Poco::Timestamp());
-        for (unsigned short id = 0; id < entries.size(); ++id) {
-            CopyEntry(from, entries[id], to, id);
+        unsigned short id = 0;
+        for (const unsigned short entry : entries) {
+            CopyEntry(from, entry, to, id++);
         }
         sample = Restamped(std::move(to), from.GetTimeStamp());
         return sample;
