@@ -14,13 +14,9 @@ FrameWriter::FrameWriter(std::ostream& out) : out(out) {}
 
 void FrameWriter::Write(const core::tessaryn::Sample& sample, const SampleInfo& info) {
     if (const core::tessaryn::StreamType* const type = sample.GetStreamType()) {
-        const Fingerprint& fingerprint = encoder.GetFingerprint(*type);
-        const bool isKnown = isLastDescribed && fingerprint == lastDescribed;
-        if (!isKnown && !described.contains(fingerprint)) {
+        if (!described.contains(encoder.GetFingerprint(*type))) {
             WriteType(*type);
         }
-        lastDescribed = fingerprint;
-        isLastDescribed = described.contains(fingerprint);
     }
     WriteFrame(encoder.Encode(sample, info));
 }
@@ -34,7 +30,6 @@ void FrameWriter::WriteType(const core::tessaryn::StreamType& type) {
 
 void FrameWriter::ForgetTypes() {
     described.clear();
-    isLastDescribed = false;
 }
 
 void FrameWriter::WriteFrame(std::string_view frame) {

@@ -41,8 +41,6 @@ class EXCHANGE_API FrameWriter {
     std::ostream& out;
     FrameEncoder encoder;
     std::unordered_set<Fingerprint> described;
-    Fingerprint lastDescribed;
-    bool isLastDescribed = false;
 };
 
 }  // namespace velmora::exchange
