@@ -10,7 +10,8 @@
 # abi_build <sources> <build folder>: installs libraries and headers in <build folder>/root.
 abi_build() {
     cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMORA_BUILD_TESTS=OFF \
-        -DVELMORA_BUILD_EXAMPLES=OFF -DVELMORA_BUILD_TOOLS=OFF -DCMAKE_INSTALL_LIBDIR=lib
+        -DVELMORA_BUILD_EXAMPLES=OFF -DVELMORA_BUILD_TOOLS=OFF -DVELMORA_PYTHON=OFF \
+        -DCMAKE_INSTALL_LIBDIR=lib
     cmake --build "$2" -j "$jobs"
     rm -rf "$2/root"
     cmake --install "$2" --prefix "$2/root" >"$2/install.log"

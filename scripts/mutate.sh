@@ -36,7 +36,8 @@ mutate_prepare() {
     mutate_copy
     begin "build $1"
     cmake -S "$mutate_place/sources" -B "$mutate_place/$1" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
-        -DVELMORA_BUILD_TOOLS=OFF -DVELMORA_BUILD_EXAMPLES=OFF -DCMAKE_LINK_DEPENDS_NO_SHARED=ON \
+        -DVELMORA_BUILD_TOOLS=OFF -DVELMORA_PYTHON=OFF -DVELMORA_BUILD_EXAMPLES=OFF \
+        -DCMAKE_LINK_DEPENDS_NO_SHARED=ON \
         "${linker[@]}" "${@:2}" >"$mutate_place/$1.log"
     mutate_build "$1" || {
         tail -n 20 "$mutate_place/$1.log" >&2

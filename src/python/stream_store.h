@@ -1,0 +1,88 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "stream_handle.h"
+#include "tessaryn/stream_repository.h"
+#include "type_store.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace velmora::python {
+
+/// A repository of streams whose removal waits for the calls that use a stream.
+///
+/// Everything that is removed is removed through this class. No operation needs the GIL. Call them
+/// without it.
+///
+/// Lock order: this object's mutex, that of the types, then the library's locks.
+///
+/// \threadsafety guarded
+class StreamStore {
+  public:
+    using Stream = core::tessaryn::Stream;
+    using StreamRepository = core::tessaryn::StreamRepository;
+
+    StreamStore(std::shared_ptr<TypeStore> types, char separator);
+    /// A repository that was read, with its types.
+    StreamStore(std::shared_ptr<TypeStore> types, std::unique_ptr<StreamRepository> repository);
+    StreamStore(const StreamStore&) = delete;
+    StreamStore& operator=(const StreamStore&) = delete;
+    ~StreamStore();
+
+    /// Makes a stream; its type is added to the types, under its name, unless it is there.
+    /// \param maxSize samples that the stream keeps
+    /// \throws std::invalid_argument when the path is empty or taken, the size is not 1 to 2^31-1,
+    /// or the types have another type of this name and version
+    /// \throws DeadReference when the repository was closed
+    std::shared_ptr<StreamLink> Add(const std::string& path, const TypeRecord& type, long maxSize);
+    /// The stream of a path.
+    /// \return null when there is none
+    /// \throws DeadReference when the repository was closed
+    std::shared_ptr<StreamLink> Find(const std::string& path);
+    /// The paths of all streams, those of a group before those of its sub-groups.
+    std::vector<std::string> GetPaths() const;
+    /// Removes the stream of a path or, where none is, the group with all that is below it.
+    /// \return whether there was one
+    bool Remove(const std::string& path);
+    /// Removes all streams and groups.
+    void Clear();
+    /// Removes all, and refuses every later use.
+    void Close();
+    bool IsClosed() const;
+
+    const std::shared_ptr<TypeStore>& GetTypes() const { return types; }
+    char GetSeparator() const { return repository->groupSeparator(); }
+
+    /// Calls a function object with the repository, while no other thread adds or removes streams.
+    /// It must not wait for a thread that uses this store.
+    template <class Work>
+    auto Use(Work work) const {
+        const std::lock_guard lock(guard);
+        CheckOpen();
+        return work(*repository);
+    }
+
+  private:
+    using Links = std::unordered_map<const Stream*, std::shared_ptr<StreamLink>>;
+
+    void CheckOpen() const;
+    std::shared_ptr<StreamLink> LinkOf(const std::string& path, Stream& stream);
+    void RemoveLinks(const core::tessaryn::StreamGroup& group);
+    void RemoveLink(const Stream* stream);
+    void RemoveAll();
+
+    std::shared_ptr<TypeStore> types;
+    mutable std::mutex guard;
+    // Guarded by the mutex. The repository is shared with the types, which ask it what is in use.
+    std::shared_ptr<StreamRepository> repository;
+    Links links;
+    bool isClosed = false;
+};
+
+}  // namespace velmora::python

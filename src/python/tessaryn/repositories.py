@@ -1,0 +1,181 @@
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+
+"""Repositories of stream types and of streams."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator, Mapping
+from types import TracebackType
+
+from . import _native
+from ._native import StreamType
+from .errors import PathNotFoundError, VersionNotFoundError
+from .stream import Stream
+
+
+class TypeVersions(Mapping[str, StreamType]):
+    """The versions of a stream type in a repository, ascending."""
+
+    def __init__(self, store: _native.TypeStore, path: str) -> None:
+        self._store = store
+        self._path = path
+
+    @property
+    def path(self) -> str:
+        """The path in the repository, which is the name of the types."""
+        return self._path
+
+    @property
+    def latest(self) -> StreamType:
+        """The type of the highest version."""
+        found = self._store.find(self._path, None)
+        if found is None:
+            self._versions()
+            raise VersionNotFoundError(f"{self._path!r} has no version.")
+        return found
+
+    def _versions(self) -> list[str]:
+        versions = self._store.versions(self._path)
+        if versions is None:
+            raise ReferenceError(f"The types {self._path!r} are no longer in their repository.")
+        return versions
+
+    def __getitem__(self, version: str) -> StreamType:
+        # A version is looked up by its text: "255.255.65535" would mean the latest one.
+        if version not in self._versions():
+            raise VersionNotFoundError(f"{self._path!r} has no version {version!r}.")
+        found = self._store.find(self._path, version)
+        if found is None:
+            raise VersionNotFoundError(f"{self._path!r} has no version {version!r}.")
+        return found
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._versions())
+
+    def __len__(self) -> int:
+        return len(self._versions())
+
+    def __repr__(self) -> str:
+        return f"<TypeVersions of {self._path!r}: {', '.join(self._versions())}>"
+
+
+class TypeRepository(Mapping[str, TypeVersions]):
+    """Stream types by path. A new one holds the type "Any", which has no entries."""
+
+    def __init__(self, separator: str = "/") -> None:
+        self._store = _native.TypeStore(separator)
+
+    @classmethod
+    def _of(cls, store: _native.TypeStore) -> TypeRepository:
+        repository = cls.__new__(cls)
+        repository._store = store
+        return repository
+
+    def add(self, type: StreamType) -> TypeVersions:
+        """Add a version of a type, under its name. One that is there already must be equal."""
+        self._store.add(type.name, type)
+        return self[type.name]
+
+    def remove(self, path: str, version: str | None = None) -> None:
+        """Remove a type, or one version of it. Types that a stream uses cannot be removed."""
+        if not self._store.remove(path, version):
+            raise PathNotFoundError(f"There is no type {path!r}.")
+
+    def __getitem__(self, path: str) -> TypeVersions:
+        if self._store.versions(path) is None:
+            raise PathNotFoundError(f"There is no type {path!r}.")
+        return TypeVersions(self._store, path)
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._store.paths())
+
+    def __len__(self) -> int:
+        return len(self._store.paths())
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, TypeRepository) and self._store is other._store
+
+    def __hash__(self) -> int:
+        return hash(self._store)
+
+    def __repr__(self) -> str:
+        return f"<TypeRepository of {len(self)} types: {', '.join(self)}>"
+
+
+class StreamRepository(Mapping[str, Stream]):
+    """Streams by path, such as "plant/line1". As a context manager it closes itself."""
+
+    def __init__(self, types: TypeRepository | None = None, *, separator: str = "/") -> None:
+        store = TypeRepository(separator)._store if types is None else types._store
+        self._store = _native.StreamStore(store, separator)
+
+    @classmethod
+    def _of(cls, store: _native.StreamStore) -> StreamRepository:
+        repository = cls.__new__(cls)
+        repository._store = store
+        return repository
+
+    @property
+    def types(self) -> TypeRepository:
+        """The repository of the streams' types."""
+        return TypeRepository._of(self._store.types)
+
+    def add(self, path: str, type: StreamType, capacity: int) -> Stream:
+        """Make a stream that keeps as many samples. Its type is added to the types."""
+        self._store.add(path, type, capacity)
+        return self[path]
+
+    def remove(self, path: str) -> None:
+        """Remove a stream, or a group with all streams below it. What holds one of them gets
+        ReferenceError from then on."""
+        if not self._store.remove(path):
+            raise PathNotFoundError(f"There is no stream {path!r}.")
+
+    def clear(self) -> None:
+        """Remove all streams."""
+        self._store.clear()
+
+    def close(self) -> None:
+        """Remove all streams, and let every later use raise ReferenceError."""
+        self._store.close()
+
+    def __enter__(self) -> StreamRepository:
+        return self
+
+    def __exit__(
+        self,
+        kind: type[BaseException] | None,
+        error: BaseException | None,
+        traceback: TracebackType | None,
+    ) -> None:
+        self.close()
+
+    def __getitem__(self, path: str) -> Stream:
+        return Stream._of(self._store, path)
+
+    def __contains__(self, path: object) -> bool:
+        return isinstance(path, str) and self._store.contains(path)
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._store.paths())
+
+    def __len__(self) -> int:
+        return len(self._store.paths())
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, StreamRepository) and self._store is other._store
+
+    def __hash__(self) -> int:
+        return hash(self._store)
+
+    def __bool__(self) -> bool:
+        # An empty repository is not the absence of one.
+        return True
+
+    def __repr__(self) -> str:
+        if self._store.is_closed:
+            return "<StreamRepository, closed>"
+        paths = list(self)
+        shown = ", ".join(paths[:5]) + (", ..." if len(paths) > 5 else "")
+        return f"<StreamRepository of {len(paths)} streams{': ' if paths else ''}{shown}>"

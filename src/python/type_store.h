@@ -1,0 +1,92 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "tessaryn/stream_type_repository.h"
+#include "type_record.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace velmora::core::tessaryn {
+class StreamRepository;
+}
+
+namespace velmora::python {
+
+/// A repository of stream types, and the repositories of streams that use it. Types go in and out
+/// as values; one that a stream uses is not removed.
+///
+/// No operation needs the GIL. Call them without it.
+///
+/// \threadsafety guarded
+class TypeStore {
+  public:
+    using StreamRepository = core::tessaryn::StreamRepository;
+    using StreamType = core::tessaryn::StreamType;
+
+    explicit TypeStore(char separator);
+    /// A repository that was read.
+    explicit TypeStore(std::unique_ptr<core::tessaryn::StreamTypeRepository> repository);
+
+    /// Adds a copy of a type.
+    /// \throws std::invalid_argument when the path is empty, or has this version with other entries
+    void Add(const std::string& path, const TypeRecord& type);
+    /// Adds a copy of a type, and calls a function object with it before another thread can remove
+    /// it.
+    template <class Work>
+    auto AddAndUse(const std::string& path, const TypeRecord& type, Work work) {
+        const std::lock_guard lock(guard);
+        return work(FindOrAdd(path, type));
+    }
+
+    /// The versions at a path, ascending; nothing where no collection is.
+    std::optional<std::vector<utils::Version>> GetVersions(const std::string& path) const;
+    /// A version, or the latest one.
+    /// \return null when there is none
+    std::shared_ptr<const TypeRecord> Find(const std::string& path,
+                                           const std::optional<utils::Version>& version) const;
+    /// A type of this repository as a value.
+    std::shared_ptr<const TypeRecord> RecordOf(const StreamType& type) const;
+    /// The paths of all collections.
+    std::vector<std::string> GetPaths() const;
+    char GetSeparator() const { return repository->groupSeparator(); }
+
+    /// Removes a collection, or one version of it.
+    /// \return whether there was one
+    /// \throws std::invalid_argument when a stream uses it
+    bool Remove(const std::string& path, const std::optional<utils::Version>& version);
+
+    /// Notes a repository whose streams use these types.
+    void Attach(std::weak_ptr<StreamRepository> streams);
+
+    /// Calls a function object with the repository, while no other thread changes it here.
+    template <class Work>
+    auto Use(Work work) const {
+        const std::lock_guard lock(guard);
+        return work(*repository);
+    }
+
+  private:
+    using Records = std::unordered_map<const StreamType*, std::shared_ptr<const TypeRecord>>;
+
+    StreamType* FindOrAdd(const std::string& path, const TypeRecord& type);
+    template <class Visit>
+    void ForEach(Visit visit) const;
+    std::shared_ptr<const TypeRecord> Remember(const std::string& path,
+                                               const StreamType& type) const;
+    void CheckUnused(const std::string& path, StreamType* type) const;
+
+    mutable std::mutex guard;
+    // Guarded by the mutex.
+    std::unique_ptr<core::tessaryn::StreamTypeRepository> repository;
+    std::vector<std::weak_ptr<StreamRepository>> users;
+    mutable Records records;
+};
+
+}  // namespace velmora::python

@@ -1,0 +1,52 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "pybind.h"
+
+#include <utility>
+
+namespace velmora::python {
+
+/// Releases the GIL while it exists. A thread that waits for a lock of the library must not hold
+/// the GIL: the thread that holds the lock may be waiting for the GIL.
+///
+/// \threadsafety external
+class GilRelease {
+  public:
+    GilRelease() : state(PyEval_SaveThread()) {}
+    GilRelease(const GilRelease&) = delete;
+    GilRelease& operator=(const GilRelease&) = delete;
+    ~GilRelease() { PyEval_RestoreThread(state); }
+
+  private:
+    PyThreadState* state;
+};
+
+/// Calls a function object without the GIL.
+/// \pre the calling thread holds the GIL
+/// \return the function object's result
+template <class Work>
+auto Unlocked(Work&& work) {
+    const GilRelease release;
+    return std::forward<Work>(work)();
+}
+
+/// Deletes an object without the GIL, whether the thread holds it or not: the end of a repository
+/// takes locks.
+///
+/// \threadsafety immutable
+struct UnlockedDelete {
+    template <class T>
+    void operator()(T* object) const {
+        if (Py_IsInitialized() != 0 && PyGILState_Check() != 0) {
+            const GilRelease release;
+            delete object;
+        } else {
+            delete object;
+        }
+    }
+};
+
+}  // namespace velmora::python
