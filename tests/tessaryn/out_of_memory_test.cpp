@@ -158,6 +158,12 @@ const Operation operations[] = {
          h.stream->PushNew(in, nullptr);
          h.stream->DeserializeLatest(in, nullptr);
      }},
+    {"push where samples of other sizes are overwritten", addsSome,
+     [](Host& h) {
+         for (int i = 0; i < 5; ++i) {
+             h.stream->PushNew(fill);
+         }
+     }},
     {"push a batch", addsSome,
      [](Host& h) {
          const std::vector<Poco::Timestamp::TimeVal> times{5, 6};
@@ -440,7 +446,7 @@ const Poco::RegularExpression withoutAllocation(
     "^(?:StreamGroup::GetStreamPtr|Stream(Type)?Repository::(GetRoot|IsEmpty|groupSeparator)|"
     "StreamType::(EntryExists|GetHash|HasSameLayout|IsHashCompatible|NextLayoutNumber|Swap)|"
     "StreamTypeCollectionGroup::(GetPtr|RemoveAllTypesOfVersion)|"
-    "Stream::(CheckLayout|CheckSample|GetNumSamples|IsEmpty|LimitLent|Unsubscribe)|"
+    "Stream::(CheckLayout|CheckSample|Discard|GetNumSamples|IsEmpty|LimitLent|Unsubscribe)|"
     "Sample::(EntryId|Get(Bool|Float|U?Int[0-9]+|SerializedSizeInBytes|Size|StreamType)|"
     "PositionInDerived|SetSpan|Swap)|detail::FieldBase::(IdOf|Stamp)|"
     "StreamSubscription::(NotifyIfRuleApplies|operator==?)|Document::(Document|operator=)|"

@@ -4,12 +4,14 @@
 #include "support/allocation_probe.h"
 #include "support/ring_model.h"
 #include "support/thrown.h"
+#include "tessaryn/sample_time.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <climits>
 #include <functional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -91,6 +93,50 @@ TEST(StreamPushes, AllocateForTheirSamplesOnly) {
     EXPECT_EQ(AllocationProbe::Count(), 4);
     stream.PushNew(fill);
     EXPECT_EQ(AllocationProbe::Count(), 4 + 3);
+    // In the memory of the one that it has overwritten.
+    stream.PushNew(fill);
+    EXPECT_EQ(AllocationProbe::Count(), 4 + 3);
+}
+
+TEST(StreamPushes, BeginWithANewSampleInWhateverMemory) {
+    TestType layout{{"first", String, 2}, {"second", String, 3}, {"number", Int32, 2}};
+    Stream stream(&layout.type, 1);
+    const Timestamp begin;
+    const struct {
+        const char* name;
+        std::function<void(Sample&)> fill;
+    } cases[] = {
+        {"same sizes", [](Sample& sample) { sample.Set(0, "ab"); }},
+        {"same sum of sizes",
+         [](Sample& sample) {
+             sample.Set(0, "abc");
+             sample.Set(1, "de");
+         }},
+        {"longer", [](Sample& sample) { sample.Set(1, std::string(90, 'x')); }},
+        {"shorter", [](Sample& sample) { sample.Resize(2, 0); }},
+        {"another time", [](Sample& sample) { SetTimeStamp(sample, Timestamp(5)); }},
+        {"moved from", [](Sample& sample) { sample = Sample(sample); }},
+    };
+    for (const auto& each : cases) {
+        const auto fill = [&](Sample& sample) {
+            sample.Set(2, 1, 77);
+            each.fill(sample);
+        };
+        for (int i = 0; i < 3; ++i) {
+            // The memory of the first is that of the third.
+            stream.PushNew(fill);
+            stream.PushNew(fill);
+            stream.PushNew([&](Sample& sample) {
+                std::ostringstream bytes;
+                std::ostringstream expected;
+                sample.Serialize(bytes);
+                Sample(&layout.type, begin).Serialize(expected);
+                EXPECT_EQ(bytes.str(), expected.str()) << each.name;
+                EXPECT_GE(sample.GetTimeStamp(), begin) << each.name;
+                EXPECT_EQ(sample.GetStreamType(), &layout.type) << each.name;
+            });
+        }
+    }
 }
 
 }  // namespace

@@ -43,6 +43,25 @@ class SampleAccess {
         sample.stampMark = &stampMark;
     }
 
+    /// Gives a sample that nobody uses any more the state of a new one, in its own memory.
+    /// \return false, and the sample is as it was, where a new one has other sizes
+    static bool Renew(Sample& sample, StreamType& type) {
+        const std::vector<unsigned int>& initial = type.GetMemOffsetLookup();
+        if (sample.streamType != &type || sample.numOffsets != initial.size() ||
+            sample.TotalSize() != initial.back()) {
+            return false;
+        }
+        std::memset(sample.data.get(), 0, initial.back());
+        std::memcpy(sample.offsets.get(), initial.data(), initial.size() * sizeof(unsigned int));
+        sample.stampMark = nullptr;
+        return true;
+    }
+    /// Before a sample is renewed or deleted that was not used for long.
+    static void Prefetch(const Sample& sample) {
+        __builtin_prefetch(sample.data.get());
+        __builtin_prefetch(sample.offsets.get());
+    }
+
     static char* DataOf(Sample& sample) { return sample.data.get(); }
     static const char* DataOf(const Sample& sample) { return sample.data.get(); }
 

@@ -34,15 +34,6 @@ SampleRing::~SampleRing() {
     }
 }
 
-Sample* SampleRing::GetLatest() const {
-    const auto slot = static_cast<std::size_t>(currentSampleIdx);
-    return currentSampleIdx >= 0 && slot < samples.size() ? samples[slot] : nullptr;
-}
-
-SampleRing::Position SampleRing::GetEnd() const {
-    return firstPosition + static_cast<Position>(storedSamples);
-}
-
 std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample>&& sample) {
     const int next = IncreasedSampleIdx();
     const auto slot = static_cast<std::size_t>(next);

@@ -66,11 +66,14 @@ class SampleRing {
     /// In storage order; null where a slot is empty.
     const Samples& GetSlots() const { return samples; }
     /// The newest sample; null when there is none.
-    Sample* GetLatest() const;
+    Sample* GetLatest() const {
+        const auto slot = static_cast<std::size_t>(currentSampleIdx);
+        return currentSampleIdx >= 0 && slot < samples.size() ? samples[slot] : nullptr;
+    }
     /// The position of the oldest sample.
     Position GetBegin() const { return firstPosition; }
     /// The position behind the newest sample.
-    Position GetEnd() const;
+    Position GetEnd() const { return PositionOf(storedSamples); }
 
     /// Stores a sample as the newest. An `OrderGuard` has to look at it before the next query.
     /// \return the oldest sample, whose slot it took in a full ring; else null

@@ -38,6 +38,10 @@ using Order = SampleRing::Order;
 
 constexpr unsigned int allParts = 255;
 
+// A larger sample is not kept for the next push: clearing it would take longer, and new memory of
+// this size comes cleared.
+constexpr std::size_t maxSpareSize = 1024;
+
 int CheckedSize(long maxSize) {
     if (maxSize < 1 || maxSize > std::numeric_limits<int>::max()) {
         throw std::invalid_argument("A stream cannot keep " + std::to_string(maxSize) +
@@ -123,18 +127,19 @@ class Stream::CallbackScope {
     KeptSamples kept;
 };
 
-// A sample on its way into the stream, and the one that it overwrites. Stands above the lock, so
-// that other threads needn't wait while memory is taken and given back.
+// A sample on its way into the stream, and the one that goes in its place. Stands above the lock,
+// so that other threads needn't wait while memory is taken and given back.
 struct Stream::PushedSample {
+    // One that the host has made.
     explicit PushedSample(std::unique_ptr<Sample> sample) : sample(std::move(sample)) {}
-
-    Sample& StampNow() {
-        SampleAccess::SetTime(*sample, Poco::Timestamp());
-        return *sample;
-    }
+    // One of the stream's own, which `StampNew` completes.
+    explicit PushedSample(const Stream& stream)
+        : sample(stream.hasSpare.load(std::memory_order_relaxed) ? nullptr : stream.NewSample()),
+          isOwn(true) {}
 
     std::unique_ptr<Sample> sample;
-    std::unique_ptr<Sample> overwritten;
+    std::unique_ptr<Sample> discarded;
+    bool isOwn = false;
 };
 
 Stream::Stream(StreamType* streamType, long maxSize)
@@ -179,9 +184,9 @@ Stream::~Stream() {
 }
 
 void Stream::PushNew(std::function<void(Sample&)> fill) {
-    PushedSample pushedSample(NewSample());
+    PushedSample pushedSample(*this);
     const Lock lock(mutex);
-    Sample& stored = pushedSample.StampNow();
+    Sample& stored = StampNew(pushedSample);
     const KeptSamples kept = PushAndUse(pushedSample, [&] {
         fill(stored);
         CheckSample(stored);
@@ -222,9 +227,9 @@ void Stream::PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender) 
 }
 
 void Stream::PushNew(std::istream& in, void* sender) {
-    PushedSample pushedSample(NewSample());
+    PushedSample pushedSample(*this);
     const Lock lock(mutex);
-    Sample& stored = pushedSample.StampNow();
+    Sample& stored = StampNew(pushedSample);
     const KeptSamples kept = PushAndUse(pushedSample, [&] { DecodeNew(stored, in); });
     Notify(pushed, stored, sender);
 }
@@ -253,8 +258,8 @@ void Stream::DeserializeLatest(std::istream& in, void* sender) {
     const Lock lock(mutex);
     const bool isNew = ring.GetCount() == 0;
     if (isNew) {
-        PushedSample pushedSample(NewSample());
-        pushedSample.StampNow();
+        PushedSample pushedSample(*this);
+        StampNew(pushedSample);
         PushAndUse(pushedSample, [] {});
     }
     Sample& sample = GetLatest();
@@ -385,9 +390,37 @@ void Stream::Fill(const NodeSerializer& serializer, const INode& node) {
     }
 }
 
-// Without a time: that of a push is the time under the lock, so that times ascend.
+// Without a time, which `StampNew` sets.
 std::unique_ptr<Sample> Stream::NewSample() const {
     return std::make_unique<Sample>(streamType, Poco::Timestamp(0));
+}
+
+// Completes a sample of the stream's own, in the memory of one that was overwritten where there is
+// one. Its time is that under the lock, so that times ascend.
+Sample& Stream::StampNew(PushedSample& pushedSample) {
+    if (pushedSample.sample == nullptr) {
+        hasSpare.store(false, std::memory_order_relaxed);
+        if (spare != nullptr && SampleAccess::Renew(*spare, *streamType)) {
+            pushedSample.sample = std::move(spare);
+        } else {
+            pushedSample.discarded = std::move(spare);
+            pushedSample.sample = NewSample();
+        }
+    }
+    SampleAccess::SetTime(*pushedSample.sample, Poco::Timestamp());
+    return *pushedSample.sample;
+}
+
+// Leaves the memory of a sample to the next push, or to the thread that has no lock any more.
+void Stream::Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample) {
+    if (pushedSample.isOwn && spare == nullptr &&
+        streamType->GetExactMemSizeInBytes() <= maxSpareSize) {
+        SampleAccess::Prefetch(*sample);
+        spare = std::move(sample);
+        hasSpare.store(true, std::memory_order_relaxed);
+    } else {
+        pushedSample.discarded = std::move(sample);
+    }
 }
 
 // Stores a sample, deletes the one that it overwrites and runs what uses it. Returns the samples
@@ -403,7 +436,7 @@ Stream::KeptSamples Stream::PushAndUse(PushedSample& pushedSample, Callback call
     return Use([&] {
         // A host's destructor may call the stream, and runs before the fill.
         if (overwritten && IsExactSample(*overwritten)) {
-            pushedSample.overwritten.swap(overwritten);
+            Discard(std::move(overwritten), pushedSample);
         } else {
             overwritten.reset();
         }

@@ -15,6 +15,7 @@
 #include <Poco/Timespan.h>
 #include <Poco/Timestamp.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -232,6 +233,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     struct PushedSample;
 
     std::unique_ptr<Sample> NewSample() const;
+    Sample& StampNew(PushedSample& pushedSample);
+    void Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample);
     template <class Callback>
     KeptSamples PushAndUse(PushedSample& pushedSample, Callback callback);
     template <class Callback>
@@ -246,8 +249,11 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void CheckSample(const Sample& sample) const;
     void Notify(StreamChangeType type, const Sample& sample, void* sender);
 
-    // Guarded by the executor's mutex.
+    // Guarded by the executor's mutex: the ring, and a sample that has left it, whose memory the
+    // next push uses. Whether there is one is also looked at without the mutex.
     SampleRing ring;
+    std::unique_ptr<Sample> spare;
+    std::atomic<bool> hasSpare = false;
     SubscriberList subscribers;
     // Not changed after construction: the type, and the number of the layout that it had.
     StreamType* streamType;
