@@ -342,6 +342,7 @@ const Operation operations[] = {
      [](Host& h) {
          h.streams.PathOf(*h.stream);
          h.streams.ForEachStream([](const std::string&, Stream&) {});
+         h.streams.VisitStream("area/" + longText, [](Stream&) {});
          NodeTree tree;
          NodeRef root = tree.GetRoot();
          h.streams.Serialize(serializer, root);
@@ -446,7 +447,8 @@ const Poco::RegularExpression withoutAllocation(
     "^(?:StreamGroup::GetStreamPtr|Stream(Type)?Repository::(GetRoot|IsEmpty|groupSeparator)|"
     "StreamType::(EntryExists|GetHash|HasSameLayout|IsHashCompatible|NextLayoutNumber|Swap)|"
     "StreamTypeCollectionGroup::(GetPtr|RemoveAllTypesOfVersion)|"
-    "Stream::(CheckLayout|CheckSample|Discard|GetNumSamples|IsEmpty|LimitLent|Unsubscribe)|"
+    "Stream::(CheckLayout|CheckSample|CountSubscriptions|Discard|GetNumSamples|IsEmpty|LimitLent|"
+    "Unsubscribe)|"
     "Sample::(EntryId|Get(Bool|Float|U?Int[0-9]+|SerializedSizeInBytes|Size|StreamType)|"
     "PositionInDerived|SetSpan|Swap)|detail::FieldBase::(IdOf|Stamp)|"
     "StreamSubscription::(NotifyIfRuleApplies|operator==?)|Document::(Document|operator=)|"

@@ -102,6 +102,10 @@ TEST_F(StreamRepositoryTest, VisitsStreamsWithTheirPaths) {
     });
     EXPECT_EQ(visited, paths);
     EXPECT_EQ(streams.PathOf(Stream(pos, 1)), "");
+    const Stream* found = nullptr;
+    const auto find = [&](Stream& stream) { found = &stream; };
+    EXPECT_TRUE(streams.VisitStream("a/s", find) && found == streams.GetStreamPtr("a/s"));
+    EXPECT_FALSE(streams.VisitStream("a/b", find) || streams.VisitStream("", find));
 }
 
 // Deeper than the call stack.

@@ -98,6 +98,19 @@ class GenericRepo : public utils::AtomicExecutor<GenericRepo<Group, Item>> {
         return FindItem(path);
     }
 
+    /// Calls a function object with the item of a path while the repository's mutex is held.
+    /// \return whether there is one
+    template <class Visit>
+    bool VisitItem(const std::string& path, Visit visit) {
+        const Lock lock(this->mutex);
+        Item* const item = FindItem(path);
+        if (item == nullptr) {
+            return false;
+        }
+        visit(*item);
+        return true;
+    }
+
     /// The group of a path, or null when any step is missing; the root for the empty path.
     /// \return \ownership lends
     Group* GetGroupPtr(const std::string& path) {

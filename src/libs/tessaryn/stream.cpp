@@ -342,6 +342,10 @@ int Stream::GetNumSamples() const {
     return ring.GetCount();
 }
 
+std::size_t Stream::CountSubscriptions() const {
+    return subscribers.GetSize();
+}
+
 bool Stream::IsEmpty() const {
     const Lock lock(mutex);
     return ring.GetCount() == 0;

@@ -17,6 +17,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
@@ -201,6 +202,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     bool TryGetLatest(std::function<void(const Sample&)> callback) const;
     /// How many samples the stream holds.
     int GetNumSamples() const;
+    /// How many subscriptions there are. Waits for a notification under way.
+    std::size_t CountSubscriptions() const;
     /// Whether the stream holds no sample.
     bool IsEmpty() const;
     /// Samples that the stream keeps at most. Takes no lock.

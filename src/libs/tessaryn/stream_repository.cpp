@@ -101,6 +101,11 @@ void StreamRepository::ForEachStream(
     });
 }
 
+bool StreamRepository::VisitStream(const std::string& path,
+                                   const std::function<void(Stream&)>& visit) const {
+    return Locking(implementation)->VisitItem(path, visit);
+}
+
 std::string StreamRepository::PathOf(const Stream& stream) const {
     std::string found;
     Locking(implementation)->ForEachItem([&](const std::string& path, const Stream& other) {

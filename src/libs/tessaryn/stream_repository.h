@@ -107,6 +107,11 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     /// `GetStreamPtr` finds the stream by the path, unless a name holds the separator.
     void ForEachStream(
         const std::function<void(const std::string& path, Stream& stream)>& visit) const;
+    /// Calls a function with the stream of a path while the repository's mutex is held, as for
+    /// `ForEachStream`: so that no other thread removes the stream through the repository.
+    /// \return whether there is one
+    bool VisitStream(const std::string& path,
+                     const std::function<void(Stream& stream)>& visit) const;
     /// The path of a stream, such as the sender of a notification; empty when it is not in this
     /// repository. Linear in the number of streams.
     std::string PathOf(const Stream& stream) const;

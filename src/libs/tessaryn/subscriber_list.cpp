@@ -280,6 +280,11 @@ void SubscriberList::Clear() {
     }
 }
 
+std::size_t SubscriberList::GetSize() const {
+    const Lock lock(mutex);
+    return subscriptions.size();
+}
+
 void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* sender,
                             void* stream) {
     Subscriptions removed;

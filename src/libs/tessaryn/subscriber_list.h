@@ -54,6 +54,7 @@ class SubscriberList {
     void Remove(const StreamSubscription& subscription);
     /// Removes all subscriptions.
     void Clear();
+    std::size_t GetSize() const;
 
     /// Notifies the subscribers of a change; the caller holds the lock that guards the sample.
     /// \param sample the stored sample, which stays as it is
@@ -88,7 +89,7 @@ class SubscriberList {
     void RemoveAt(std::size_t position);
     void Compact();
 
-    Poco::Mutex mutex;
+    mutable Poco::Mutex mutex;
 
     // Guarded by the mutex.
     // In order of subscribing, those of removed subscriptions among them: at most half of all when
