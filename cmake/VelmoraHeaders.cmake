@@ -11,7 +11,7 @@ string(REPLACE "," ";" HEADERS "${HEADERS}")
 foreach(header IN LISTS HEADERS)
     set(copy "${OUTPUT_DIR}/${header}")
     file(READ "${SOURCE_DIR}/${header}" text)
-    string(REGEX REPLACE "(#include \")((common|delivery|exchange|nats|serializer|storage|tessaryn)/)" "\\1velmora/\\2" text
+    string(REGEX REPLACE "(#include \")((common|delivery|exchange|inspector|nats|serializer|storage|tessaryn)/)" "\\1velmora/\\2" text
                          "${text}")
     file(WRITE "${copy}.new" "${text}")
     file(COPY_FILE "${copy}.new" "${copy}" ONLY_IF_DIFFERENT)

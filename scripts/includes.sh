@@ -3,7 +3,7 @@
 # shellcheck shell=bash
 
 # Layers from the lowest up: a file includes nothing of a layer above its own.
-include_layers="src/libs/common src/libs/serializer src/libs/tessaryn src/libs/delivery src/libs/storage src/libs/exchange src/libs/nats src/python src/tools"
+include_layers="src/libs/common src/libs/serializer src/libs/tessaryn src/libs/delivery src/libs/storage src/libs/exchange src/libs/nats src/libs/inspector src/python src/tools"
 
 # include_edges <root>: a line "including included" for each include between two of the project's
 # files below <root>/src, which are found in the including file's own folder, in src/libs or in the

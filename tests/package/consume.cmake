@@ -58,6 +58,7 @@ if(MODE STREQUAL "fetched")
         run("${SCRATCH}/${name}/storage_consumer" "${SCRATCH}/${name}/plant.json")
         run("${SCRATCH}/${name}/exchange_consumer")
         run("${SCRATCH}/${name}/nats_consumer")
+        run("${SCRATCH}/${name}/inspector_consumer")
     endforeach()
     return()
 endif()
@@ -90,6 +91,7 @@ foreach(compiler IN LISTS COMPILERS)
     run("${SCRATCH}/${name}/storage_consumer" "${SCRATCH}/${name}/plant.json")
     run("${SCRATCH}/${name}/exchange_consumer")
     run("${SCRATCH}/${name}/nats_consumer")
+    run("${SCRATCH}/${name}/inspector_consumer")
     # The host's own folder comes last: the library's short form must not hide its headers.
     run("${compiler}" -std=c++20 ${warnings} "${CONSUMER}/consumer.cpp" "${SCRATCH}/headers.cpp"
         -o "${SCRATCH}/${name}/by_pkg_config" ${flags} "-I${CONSUMER}/include"

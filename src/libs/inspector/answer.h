@@ -1,0 +1,57 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora::inspector {
+
+class EventQueue;
+
+/// Makes a body in parts, so that neither all of it is in memory nor a stream is locked while it is
+/// sent.
+///
+/// \threadsafety external
+class BodySource {
+  public:
+    BodySource() = default;
+    BodySource(const BodySource&) = delete;
+    BodySource& operator=(const BodySource&) = delete;
+    virtual ~BodySource();
+    /// Appends the next part.
+    /// \return whether there may be more
+    virtual bool Append(std::string& part) = 0;
+};
+
+/// What is sent for a request.
+///
+/// \threadsafety external
+struct Answer {
+    int status = 200;
+    std::string type = "application/json";
+    std::string body;
+    std::vector<std::pair<std::string, std::string>> headers = {};
+    /// The rest of the body; null for none.
+    std::shared_ptr<BodySource> rest = {};
+    /// Events that follow without an end; null for none.
+    std::shared_ptr<EventQueue> events = {};
+};
+
+/// The answer that says why a request is refused.
+Answer MakeError(int status, const std::string& message);
+/// An answer that sends a browser to another place, relative to where it is: a reverse proxy may
+/// have the inspector below a path of its own.
+Answer MakeRedirect(const std::string& place);
+
+/// What of the answer goes over the wire first: the header, and the body unless the request asked
+/// for the header only.
+/// \param isLast whether the connection ends with this answer
+std::string FormatAnswer(const Answer& answer, bool withBody, bool isLast);
+/// A part of a body of unknown length; of length 0: its end.
+std::string FormatChunk(const std::string& part);
+
+}  // namespace velmora::inspector

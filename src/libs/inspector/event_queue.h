@@ -1,0 +1,43 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace velmora::inspector {
+
+/// Events on their way to one client, which may be slow: what finds no room is lost and counted.
+///
+/// \threadsafety guarded: but for destruction
+class EventQueue {
+  public:
+    explicit EventQueue(std::size_t maxBytes) : maxBytes(maxBytes) {}
+    EventQueue(const EventQueue&) = delete;
+    EventQueue& operator=(const EventQueue&) = delete;
+    virtual ~EventQueue();
+
+    /// \param name of the event
+    /// \param data JSON, without line feeds
+    void Push(std::string_view name, std::string_view data);
+    /// Counts changes that were lost before they came here.
+    void AddLost(std::uint64_t count);
+    /// What is to be sent; the client learns first how much was lost before.
+    std::string Take();
+
+  private:
+    void AppendLost();
+
+    const std::size_t maxBytes;
+    std::mutex mutex;
+    // Guarded by the mutex.
+    std::string waiting;
+    std::uint64_t lost = 0;
+};
+
+}  // namespace velmora::inspector
