@@ -1,0 +1,97 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+// Changes of a stream as they come. A hidden page takes none: browsers open few connections to one
+// server, and nobody looks.
+
+import { readAbout, server, toQuery } from "./server.js";
+
+const maxFailures = 3;
+const kinds = ["sample", "match", "lost", "gone"];
+
+export class Live {
+  // Handlers are functions sample, match, lost and gone of an event's data, resumed() after an
+  // interruption, and refused() when the server, which is there, answers none of several attempts.
+  constructor(handlers) {
+    this.handlers = handlers;
+    this.parameters = null;
+    this.source = null;
+    this.wasInterrupted = false;
+    this.isOpen = false;
+    this.failures = 0;
+    this.onVisibility = () => (document.hidden ? this.interrupt() : this.connect());
+    this.onBack = () => this.connect();
+    document.addEventListener("visibilitychange", this.onVisibility);
+    server.addEventListener("back", this.onBack);
+  }
+
+  follow(parameters) {
+    this.disconnect();
+    this.parameters = parameters;
+    this.connect();
+  }
+
+  close() {
+    this.disconnect();
+    document.removeEventListener("visibilitychange", this.onVisibility);
+    server.removeEventListener("back", this.onBack);
+    this.parameters = null;
+  }
+
+  connect() {
+    if (this.source !== null || this.parameters === null || document.hidden) {
+      return;
+    }
+    this.source = new EventSource(`api/events?${toQuery(this.parameters)}`);
+    for (const kind of kinds) {
+      this.source.addEventListener(kind, (event) => this.receive(kind, event));
+    }
+    this.source.onopen = () => {
+      this.isOpen = true;
+      this.failures = 0;
+      if (this.wasInterrupted) {
+        this.wasInterrupted = false;
+        this.handlers.resumed();
+      }
+    };
+    this.source.onerror = () => this.reconnect();
+  }
+
+  receive(kind, event) {
+    const data = JSON.parse(event.data);
+    for (const each of Array.isArray(data) ? data : [data]) {
+      this.handlers[kind](each);
+    }
+    if (kind === "gone") {
+      this.disconnect();
+      this.parameters = null;
+    }
+  }
+
+  interrupt() {
+    this.wasInterrupted = true;
+    this.disconnect();
+  }
+
+  disconnect() {
+    clearTimeout(this.timer);
+    this.source?.close();
+    this.source = null;
+    this.isOpen = false;
+  }
+
+  // The browser's own reconnecting ends at answers that are errors. While the server is gone, its
+  // being back connects.
+  async reconnect() {
+    this.interrupt();
+    this.timer = setTimeout(() => this.connect(), 2000);
+    try {
+      await readAbout();
+      if (++this.failures === maxFailures) {
+        this.handlers.refused();
+      }
+    } catch {
+      this.failures = 0;
+    }
+  }
+}
