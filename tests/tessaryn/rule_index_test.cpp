@@ -55,11 +55,24 @@ class Indexed {
         }
         index.Select(selection, 0, view, args);
         std::string asked;
+        EntryKeys keys;
         for (auto i = selection.Next(0); i < size; i = selection.Next(i + 1)) {
             const bool holds = rules[i].Holds(view, args);
+            EXPECT_EQ(rules[i].Holds(keys, view, args), holds) << i;
             asked += holds || !onlyThoseThatHold ? S(i) + (holds ? "! " : " ") : "";
         }
         return asked;
+    }
+
+    // Those that hold, all asked by keys.
+    std::string HoldByKeys(const Sample& sample) const {
+        const SubscriptionArgs args{pushed, const_cast<Sample*>(&sample), nullptr};
+        EntryKeys keys;
+        std::string held;
+        for (std::size_t i = 0; i < rules.size(); ++i) {
+            held += rules[i].Holds(keys, SampleView(sample), args) ? S(i) + "! " : "";
+        }
+        return held;
     }
 
   private:
@@ -180,7 +193,59 @@ TEST(RuleIndex, ComparesTheLimitsOfNumbersAsRulesDo) {
                 expected += rule->Applies(args) ? std::to_string(i) + "! " : "";
             }
             EXPECT_EQ(rules.Asked(sample, true), expected) << number << " " << integer;
+            EXPECT_EQ(rules.HoldByKeys(sample), expected) << number << " " << integer;
         }
+    }
+}
+
+// No text gives such a literal, but a host's tree may have it.
+TEST(EntryKeys, CompareWithNaNAsRulesDo) {
+    TestType layout({{"d", Double, 1}, {"f", Float, 1}});
+    Sample sample(&layout.type, Poco::Timestamp());
+    const SubscriptionArgs args{pushed, &sample, nullptr};
+    const SampleView view(sample);
+    const Poco::Dynamic::Var nan(std::nan(""));
+    for (const char* name : {"d", "f"}) {
+        const auto entry = std::make_shared<RLIndexExpr>(name, 0, -1);
+        std::string held;
+        for (const std::shared_ptr<RLExpr>& tree : std::initializer_list<std::shared_ptr<RLExpr>>{
+                 std::make_shared<RLEqExpr>(entry, nan), std::make_shared<RLNeExpr>(entry, nan),
+                 std::make_shared<RLLtExpr>(entry, nan), std::make_shared<RLLeExpr>(entry, nan),
+                 std::make_shared<RLGtExpr>(entry, nan), std::make_shared<RLGeExpr>(entry, nan)}) {
+            const CompiledRule code = CompileRule(tree.get());
+            const BoundRule rule(code, &layout.type);
+            EntryKeys keys;
+            held += rule.Holds(keys, view, args) ? "1" : "0";
+            EXPECT_EQ(rule.Holds(view, args), tree->evaluate(args).value.convert<bool>());
+        }
+        EXPECT_EQ(held, "010000") << name;
+    }
+}
+
+// Keys are of the first entries only, and only of those that are one number.
+TEST(EntryKeys, AreReadOfSingleNumbers) {
+    TestType layout({});
+    std::vector<std::string> texts;
+    for (unsigned short id = 0; id < 40; ++id) {
+        const std::string name = "x" + S(id);
+        layout.type.Add(name, static_cast<BaseType>(1 + id % 11), 1);
+        texts.push_back(name + " == 1");
+        texts.push_back(name + " != 0 && x" + S(39 - id) + " < 2");
+    }
+    const Indexed rules(layout.type, texts);
+    Sample sample(&layout.type, Poco::Timestamp());
+    for (unsigned short id = 0; id < 40; ++id) {
+        EXPECT_EQ(rules.HoldByKeys(sample), "") << id;
+        sample.Set(id, 0, "1");
+        EXPECT_EQ(rules.HoldByKeys(sample), S(2 * id) + "! " + S(2 * id + 1) + "! ") << id;
+        sample.Resize(id, 2);
+        EXPECT_EQ(rules.HoldByKeys(sample), "") << id;
+        sample.Set(id, 1, "1");
+        EXPECT_EQ(rules.HoldByKeys(sample), S(2 * id) + "! " + S(2 * id + 1) + "! ") << id;
+        sample.Resize(id, 0);
+        EXPECT_EQ(rules.HoldByKeys(sample), "") << id;
+        sample.Resize(id, 1);
+        sample.Set(id, 0, "0");
     }
 }
 
@@ -228,9 +293,9 @@ TEST(RuleIndex, FindsFewAmongManyInBatches) {
     }
 }
 
-// Thirty rules that do not hold, and a last one that does after a delegate has acted.
+// Rules that do not hold, and a last one that does after a delegate has acted.
 std::string LogAfter(const std::string& others, const std::string& last,
-                     const std::function<void(Stream&, Sample&)>& act) {
+                     const std::function<void(Stream&, Sample&)>& act, int count = 30) {
     TestType layout({{"a", String, 1}, {"b", Int32, 1}});
     Stream stream(&layout.type, 3);
     std::string log;
@@ -244,7 +309,7 @@ std::string LogAfter(const std::string& others, const std::string& last,
                           })});
     };
     subscribe("b == 0", 1);
-    for (int i = 1; i <= 30; ++i) {
+    for (int i = 1; i <= count; ++i) {
         subscribe(others + " \"" + S(i) + '"', 2);
     }
     subscribe(last, 3);
@@ -259,6 +324,17 @@ TEST(RuleIndex, FindsTheRestAgainWhenADelegateChangesAText) {
 }
 
 // Rules like the last one come, so that it is found in another way than when the push began.
+// So few are asked one by one, by keys.
+TEST(EntryKeys, AreReadAgainWhenADelegateChangesTheSample) {
+    for (const int count : {1, 5, 20}) {
+        const auto set = [](Stream&, Sample& copy) { copy.Set(1, 0, 99); };
+        EXPECT_EQ(LogAfter("b == -1 && a !=", "b == 99", set, count), "1 3 ") << count;
+        EXPECT_EQ(LogAfter("b == -1 && a !=", "b == 0", set, count), "1 ") << count;
+        const auto enlarge = [](Stream&, Sample& copy) { copy.Resize(1, 2); };
+        EXPECT_EQ(LogAfter("b == -1 && a !=", "b[1] == 0", enlarge, count), "1 3 ") << count;
+    }
+}
+
 TEST(RuleIndex, FindsTheRestAgainWhenADelegateChangesTheIndex) {
     const auto subscribeAndPush = [](Stream& stream, Sample&) {
         for (int i = 0; i < 40; ++i) {

@@ -3,7 +3,8 @@
 
 #include "tessaryn/bound_rule.h"
 
-#include "tessaryn/private/subscription_rule_expressions.h"
+#include "tessaryn/number_key.h"
+#include "tessaryn/rule_steps.h"
 
 #include <algorithm>
 #include <array>
@@ -19,196 +20,7 @@ namespace velmora::core::tessaryn {
 using Opcode = Instruction::Opcode;
 using Test = BoundInstruction::Test;
 using Place = CompiledRule::Place;
-
-namespace {
-
-// ---- Comparing the bytes of an entry ----
-
-// The character of an `Int8` is a number with a sign.
-template <class Native>
-using NumberOf = std::conditional_t<std::is_same_v<Native, char>, signed char, Native>;
-
-template <class Number>
-Number LiteralOf(const BoundInstruction& instruction) {
-    if constexpr (std::is_floating_point_v<Number>) {
-        return static_cast<Number>(traits::Load<double>(&instruction.literal));
-    } else {
-        return static_cast<Number>(instruction.literal);
-    }
-}
-
-// Elements are compared in blocks without a branch between them, which the compiler turns into
-// vector instructions.
-template <class Number, class Operator>
-bool AllPass(std::string_view bytes, Number literal) {
-    constexpr Operator passes;
-    constexpr std::size_t block = 32;
-    const char* data = bytes.data();
-    std::size_t count = bytes.size() / sizeof(Number);
-    if (count == 0) {
-        return false;
-    }
-    for (; count >= block; count -= block, data += block * sizeof(Number)) {
-        bool pass = true;
-        for (std::size_t i = 0; i < block; ++i) {
-            pass &= passes(traits::Load<Number>(data + i * sizeof(Number)), literal);
-        }
-        if (!pass) {
-            return false;
-        }
-    }
-    for (; count > 0; --count, data += sizeof(Number)) {
-        if (!passes(traits::Load<Number>(data), literal)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Whether the bytes hold an element and each passes.
-template <class Native, class Operator>
-bool ElementsPass(const BoundInstruction& instruction, std::string_view bytes) {
-    constexpr Operator passes;
-    if constexpr (std::is_same_v<Native, std::string>) {
-        // Every element of a text is the entire text.
-        return !bytes.empty() && passes(bytes, instruction.Text());
-    } else {
-        using Number = NumberOf<Native>;
-        const auto literal = LiteralOf<Number>(instruction);
-        if (bytes.size() == sizeof(Number)) [[likely]] {
-            return passes(traits::Load<Number>(bytes.data()), literal);
-        }
-        return AllPass<Number, Operator>(bytes, literal);
-    }
-}
-
-using Comparison = bool (*)(const BoundInstruction&, std::string_view bytes);
-
-// Both by operator.
-template <class Native>
-constexpr std::array<Comparison, 6> comparisonsOf = {
-    ElementsPass<Native, std::equal_to<>>, ElementsPass<Native, std::not_equal_to<>>,
-    ElementsPass<Native, std::less<>>,     ElementsPass<Native, std::less_equal<>>,
-    ElementsPass<Native, std::greater<>>,  ElementsPass<Native, std::greater_equal<>>};
-
-template <class Native, class Operator>
-bool TestEntry(const BoundInstruction& instruction, const SampleView& sample,
-               const SubscriptionArgs& /*args*/) {
-    return ElementsPass<Native, Operator>(instruction, sample.BytesOfExisting(instruction.entry));
-}
-
-template <class Native>
-constexpr std::array<BoundInstruction::Passes, 6> entryTestsOf = {
-    TestEntry<Native, std::equal_to<>>, TestEntry<Native, std::not_equal_to<>>,
-    TestEntry<Native, std::less<>>,     TestEntry<Native, std::less_equal<>>,
-    TestEntry<Native, std::greater<>>,  TestEntry<Native, std::greater_equal<>>};
-
-Comparison ComparisonOf(BaseType type, const BoundInstruction& instruction) {
-    return VisitType(type, [&]<class Native>(std::type_identity<Native> /*type*/) -> Comparison {
-        if constexpr (std::is_void_v<Native>) {
-            return nullptr;
-        } else {
-            return comparisonsOf<Native>[static_cast<std::size_t>(instruction.comparison)];
-        }
-    });
-}
-
-// ---- Tests ----
-
-// Both by operator.
-template <class Operator>
-bool TestSize(const BoundInstruction& instruction, const SampleView& sample,
-              const SubscriptionArgs& /*args*/) {
-    constexpr Operator passes;
-    const std::size_t bytes = sample.BytesOfExisting(instruction.entry).size();
-    const std::size_t size = traits::ElementCount(static_cast<BaseType>(instruction.extra), bytes);
-    return passes(size, std::size_t{instruction.literal});
-}
-
-constexpr std::array<BoundInstruction::Passes, 6> sizeTests = {
-    TestSize<std::equal_to<>>,   TestSize<std::not_equal_to<>>, TestSize<std::less<>>,
-    TestSize<std::less_equal<>>, TestSize<std::greater<>>,      TestSize<std::greater_equal<>>};
-
-// A range of one element.
-template <class Native, class Operator>
-bool TestElement(const BoundInstruction& range, const SampleView& sample,
-                 const SubscriptionArgs& /*args*/) {
-    using Number = NumberOf<Native>;
-    constexpr Operator passes;
-    const std::string_view bytes = sample.BytesOfExisting(range.entry);
-    const std::size_t begin = static_cast<std::uint32_t>(range.literal) * sizeof(Number);
-    return begin + sizeof(Number) <= bytes.size() &&
-           passes(traits::Load<Number>(bytes.data() + begin), LiteralOf<Number>((&range)[1]));
-}
-
-template <class Native>
-constexpr std::array<BoundInstruction::Passes, 6> elementTestsOf = {
-    TestElement<Native, std::equal_to<>>, TestElement<Native, std::not_equal_to<>>,
-    TestElement<Native, std::less<>>,     TestElement<Native, std::less_equal<>>,
-    TestElement<Native, std::greater<>>,  TestElement<Native, std::greater_equal<>>};
-
-bool TestRange(const BoundInstruction& range, const SampleView& sample,
-               const SubscriptionArgs& /*args*/) {
-    const BoundInstruction& elements = (&range)[1];
-    const Comparison compare = ComparisonOf(static_cast<BaseType>(elements.test), elements);
-    // Without one, there may be no such entry.
-    return compare != nullptr &&
-           compare(elements, range.ElementsOf(sample.BytesOfExisting(range.entry), elements.test));
-}
-
-bool TestChangeType(const BoundInstruction& instruction, const SampleView& /*sample*/,
-                    const SubscriptionArgs& args) {
-    return static_cast<std::uint32_t>(args.changeType) == instruction.extra;
-}
-
-bool TestConstant(const BoundInstruction& instruction, const SampleView& /*sample*/,
-                  const SubscriptionArgs& /*args*/) {
-    return instruction.literal != 0;
-}
-
-bool TestFallback(const BoundInstruction& instruction, const SampleView& /*sample*/,
-                  const SubscriptionArgs& args) {
-    // A literal holds the pointer, as the field is for all instructions.
-    // NOLINTNEXTLINE(performance-no-int-to-ptr)
-    const auto* const expression = reinterpret_cast<const RLExpr*>(instruction.literal);
-    return valueOf(expression, args).convert<bool>();
-}
-
-BoundInstruction::Passes PassesOf(const BoundInstruction& instruction) {
-    const auto comparison = static_cast<std::size_t>(instruction.comparison);
-    const bool isRange = instruction.test == Test::range;
-    const std::uint64_t to = instruction.literal >> 32U;
-    const bool isElement =
-        isRange && to < 1U << 31U && to == static_cast<std::uint32_t>(instruction.literal);
-    switch (instruction.test) {
-        case Test::size:
-            return sizeTests[comparison];
-        case Test::changeType:
-            return TestChangeType;
-        case Test::fallback:
-            return TestFallback;
-        case Test::constant:
-        case Test::call:
-            return TestConstant;
-        default:
-            break;
-    }
-    const Test elements = isRange ? (&instruction)[1].test : instruction.test;
-    return VisitType(static_cast<BaseType>(elements),
-                     [&]<class Native>(std::type_identity<Native> /*type*/) {
-                         if constexpr (std::is_void_v<Native>) {
-                             return BoundInstruction::Passes{TestRange};
-                         } else if constexpr (std::is_same_v<Native, std::string>) {
-                             return isRange ? TestRange : entryTestsOf<Native>[comparison];
-                         } else {
-                             return isElement ? elementTestsOf<Native>[comparison]
-                                    : isRange ? TestRange
-                                              : entryTestsOf<Native>[comparison];
-                         }
-                     });
-}
-
-}  // namespace
+using Target = BoundInstruction::Target;
 
 std::string_view BoundInstruction::ElementsOf(std::string_view bytes, Test type) const {
     const auto elementType = static_cast<BaseType>(type);
@@ -229,19 +41,38 @@ std::string_view BoundInstruction::ElementsOf(std::string_view bytes, Test type)
 
 namespace {
 
-// The bits of a literal for comparisons with a number type.
-std::uint64_t BitsOf(const ConvertedLiteral& literal, BaseType type) {
+// The key of a literal for comparisons with a number type.
+std::uint64_t LiteralKeyOf(const ConvertedLiteral& literal, BaseType type) {
     return VisitType(type, [&]<class Native>(std::type_identity<Native> /*type*/) -> std::uint64_t {
-        if constexpr (std::is_void_v<Native> || std::is_same_v<Native, std::string>) {
-            return 0;
-        } else if constexpr (std::is_floating_point_v<Native>) {
-            const double wide = literal.As<Native>();
-            return traits::Load<std::uint64_t>(&wide);
+        if constexpr (std::is_arithmetic_v<Native>) {
+            return KeyOf(static_cast<Wide<Native>>(literal.As<NumberOf<Native>>()));
         } else {
-            // The sign is meant to extend.
-            return static_cast<std::uint64_t>(literal.As<NumberOf<Native>>());
+            return 0;
         }
     });
+}
+
+// The outcomes that an operator accepts, as bits.
+std::uint32_t AcceptedOutcomes(BoundInstruction::Operator comparison) {
+    using Operator = BoundInstruction::Operator;
+    constexpr std::uint32_t greater = 1U << BoundInstruction::KeyOutcome(1, 0);
+    constexpr std::uint32_t less = 1U << BoundInstruction::KeyOutcome(0, 1);
+    constexpr std::uint32_t equal = 1U << BoundInstruction::KeyOutcome(0, 0);
+    switch (comparison) {
+        case Operator::equal:
+            return equal;
+        case Operator::notEqual:
+            return less | greater;
+        case Operator::less:
+            return less;
+        case Operator::lessOrEqual:
+            return less | equal;
+        case Operator::greater:
+            return greater;
+        case Operator::greaterOrEqual:
+            break;
+    }
+    return greater | equal;
 }
 
 }  // namespace
@@ -267,7 +98,7 @@ class BoundRule::Binder {
         nextText = reinterpret_cast<char*>(instructions + NumInstructions());
         if (rule.start < 0) {
             instructions->literal = rule.start == CompiledRule::holds ? 1 : 0;
-            instructions->passes = TestConstant;
+            instructions->step = StepOf(*instructions);
             return;
         }
         for (std::size_t i = 0; i < rule.code.size(); ++i) {
@@ -275,8 +106,22 @@ class BoundRule::Binder {
             Bind(rule.code[i], *bound);
             bound->onTrue = TargetOf(i, rule.code[i].onTrue);
             bound->onFalse = TargetOf(i, rule.code[i].onFalse);
-            bound->passes = PassesOf(*bound);
+            bound->step = StepOf(*bound);
         }
+    }
+
+    // The entries of a rule that compares single numbers only; `noKeys` for another one.
+    std::uint32_t KeyedEntries(const BoundInstruction* instructions) const {
+        std::uint32_t keyed = 0;
+        for (std::uint32_t i = 0; i < NumInstructions(); ++i) {
+            const BoundInstruction& each = instructions[i];
+            if (each.test >= Test::text || each.entry >= EntryKeys::maxEntries ||
+                !BeginsAsOneElement(each)) {
+                return noKeys;
+            }
+            keyed |= 1U << each.entry;
+        }
+        return keyed;
     }
 
   private:
@@ -296,6 +141,12 @@ class BoundRule::Binder {
             instruction.opcode == Opcode::Compare || instruction.opcode == Opcode::CompareRange;
         const BaseType declared = compares ? TypeOf(instruction) : UnknownType;
         return instruction.literal.IsConvertibleTo(declared) ? declared : UnknownType;
+    }
+
+    bool BeginsAsOneElement(const BoundInstruction& bound) const {
+        const unsigned short next = static_cast<unsigned short>(bound.entry + 1);
+        return type->GetMemoryOffset(next) - type->GetMemoryOffset(bound.entry) ==
+               traits::ElementSize(static_cast<BaseType>(bound.test));
     }
 
     BoundInstruction::Target TargetOf(std::size_t from, Instruction::Target target) const {
@@ -347,7 +198,12 @@ class BoundRule::Binder {
             return;
         }
         bound.test = static_cast<Test>(elements);
-        bound.literal = BitsOf(instruction.literal, elements);
+        bound.literal = LiteralKeyOf(instruction.literal, elements);
+        // With NaN no comparison holds but "!=".
+        const bool isNaN = IsKeyOfNaN(bound.literal, elements);
+        bound.extra = isNaN && bound.comparison != BoundInstruction::Operator::notEqual
+                          ? 0
+                          : AcceptedOutcomes(bound.comparison);
         if (elements == String) {
             const std::string& text = instruction.text;
             bound.literal = static_cast<std::uint64_t>(nextText - reinterpret_cast<char*>(&bound));
@@ -375,19 +231,19 @@ class BoundRule::Binder {
 BoundRule::BoundRule(const CompiledRule& rule, const StreamType* type, std::string_view trailer)
     : numVerdicts(rule.numVerdicts & 0x7FFFFFFFU), hasCalls(rule.blocks.empty() ? 0 : 1) {
     Binder binder(rule, type);
-    numInstructions = binder.NumInstructions();
-    textBytes = binder.TextBytes();
-    trailerBytes = static_cast<std::uint32_t>(trailer.size());
-    const std::size_t bytes = std::size_t{textBytes} + trailerBytes;
-    const std::size_t units = (bytes + sizeof(BoundInstruction) - 1) / sizeof(BoundInstruction);
-    code = std::make_unique<BoundInstruction[]>(numInstructions + units);
+    const std::size_t codeBytes = binder.NumInstructions() * sizeof(BoundInstruction);
+    trailerBegin = static_cast<std::uint32_t>(codeBytes + binder.TextBytes());
+    trailerSize = static_cast<std::uint32_t>(trailer.size());
+    const std::size_t bytes = std::size_t{trailerBegin} + trailerSize;
+    code = std::make_unique<BoundInstruction[]>((bytes + sizeof(BoundInstruction) - 1) /
+                                                sizeof(BoundInstruction));
     binder.BindTo(code.get());
-    char* const end = reinterpret_cast<char*>(code.get() + numInstructions) + textBytes;
-    std::copy(trailer.begin(), trailer.end(), end);
+    keyedEntries = hasCalls ? calls : binder.KeyedEntries(code.get());
+    std::copy(trailer.begin(), trailer.end(), reinterpret_cast<char*>(code.get()) + trailerBegin);
 }
 
 std::string_view BoundRule::Trailer() const {
-    return {reinterpret_cast<const char*>(code.get() + numInstructions) + textBytes, trailerBytes};
+    return {reinterpret_cast<const char*>(code.get()) + trailerBegin, trailerSize};
 }
 
 // ---- Evaluation ----
@@ -404,10 +260,9 @@ class BoundRule::Evaluation {
         }
         const BoundInstruction* instruction = rule.code.get() + start;
         while (true) {
-            const bool passes = instruction->test == Test::call
-                                    ? Call(*instruction)
-                                    : instruction->passes(*instruction, sample, args);
-            const auto target = passes ? instruction->onTrue : instruction->onFalse;
+            const Target target = instruction->test == Test::call
+                                      ? TargetOf(*instruction, Call(*instruction))
+                                      : instruction->step(*instruction, sample, args);
             if (target <= 0) {
                 return target == Instruction::holds;
             }
@@ -435,6 +290,12 @@ class BoundRule::Evaluation {
     // Empty, and so not allocated, where the tree shares no part.
     std::vector<std::optional<bool>> verdicts;
 };
+
+bool BoundRule::HoldsByNewKeys(EntryKeys& keys, const SampleView& sample,
+                               const SubscriptionArgs& args) const {
+    return keyedEntries != calls && keys.Read(keyedEntries, sample) ? HoldsByKeys(keys)
+                                                                    : Holds(sample, args);
+}
 
 bool BoundRule::HoldsWithBlocks(const SampleView& sample, const SubscriptionArgs& args) const {
     return Evaluation(*this, sample, args).Run(0);

@@ -3,11 +3,10 @@
 
 #include "tessaryn/rule_conditions.h"
 
+#include "tessaryn/number_key.h"
 #include "tessaryn/value_traits.h"
 
 #include <algorithm>
-#include <cmath>
-#include <type_traits>
 
 namespace velmora::core::tessaryn {
 
@@ -16,55 +15,6 @@ namespace {
 using Kind = Attribute::Kind;
 using Operator = Instruction::Operator;
 using Test = BoundInstruction::Test;
-
-constexpr std::uint64_t signBit = std::uint64_t{1} << 63U;
-
-// ---- Numbers in an order-preserving form ----
-
-std::uint64_t KeyOf(std::int64_t number) {
-    return static_cast<std::uint64_t>(number) ^ signBit;
-}
-
-std::uint64_t KeyOf(std::uint64_t number) {
-    return number;
-}
-
-// Not of NaN. The key between those of the smallest negative number and of 0 belongs to no number.
-std::uint64_t KeyOf(double number) {
-    const double normalised = number == 0 ? 0 : number;
-    const auto bits = traits::Load<std::uint64_t>(&normalised);
-    return (bits & signBit) != 0 ? ~bits : bits | signBit;
-}
-
-template <class Number>
-bool IsNaN(Number number) {
-    if constexpr (std::is_floating_point_v<Number>) {
-        return std::isnan(number);
-    } else {
-        return false;
-    }
-}
-
-// The type whose keys a value type's have; those of `Float` are those of `Double`.
-template <class Native>
-using Wide =
-    std::conditional_t<std::is_floating_point_v<Native>, double,
-                       std::conditional_t<std::is_signed_v<Native> || std::is_same_v<Native, char>,
-                                          std::int64_t, std::uint64_t>>;
-
-// The key of the literal of a comparison of numbers; none for NaN.
-std::optional<std::uint64_t> LiteralKeyOf(const BoundInstruction& instruction, Test type) {
-    return VisitType(
-        static_cast<BaseType>(type),
-        [&]<class Native>(std::type_identity<Native>) -> std::optional<std::uint64_t> {
-            if constexpr (std::is_void_v<Native> || std::is_same_v<Native, std::string>) {
-                return std::nullopt;
-            } else {
-                const auto number = traits::Load<Wide<Native>>(&instruction.literal);
-                return IsNaN(number) ? std::nullopt : std::optional(KeyOf(number));
-            }
-        });
-}
 
 // ---- Texts ----
 
@@ -103,7 +53,14 @@ Reading ReadingOfNothing(bool isAny) {
 
 template <class Native>
 Reading ReadElements(std::string_view bytes, bool isAny, std::size_t maxElements) {
-    using Number = std::conditional_t<std::is_same_v<Native, char>, signed char, Native>;
+    using Number = NumberOf<Native>;
+    if (bytes.size() == sizeof(Number)) [[likely]] {
+        const auto number = traits::Load<Number>(bytes.data());
+        if (!IsNaN(number)) {
+            const std::uint64_t key = KeyOf(static_cast<Wide<Native>>(number));
+            return {key, key, false};
+        }
+    }
     const std::size_t count = bytes.size() / sizeof(Number);
     // What holds for all elements holds for the first ones; what holds for some may not.
     if (count == 0 || (isAny && count > maxElements)) {
@@ -279,12 +236,11 @@ class Finder {
                    CompareText(conjunction, condition, comparison, elements.Text());
         }
         attribute.kind = Kind::elements;
-        const auto key = LiteralKeyOf(elements, elements.test);
         // With NaN no comparison holds but "!=", which always does.
-        if (!key) {
+        if (IsKeyOfNaN(elements.literal, static_cast<BaseType>(elements.test))) {
             return attribute.isAny || comparison == Operator::notEqual;
         }
-        return Compare(conjunction, condition, comparison, *key);
+        return Compare(conjunction, condition, comparison, elements.literal);
     }
 
     static bool Compare(Conjunction& conjunction, Condition& condition, Operator comparison,

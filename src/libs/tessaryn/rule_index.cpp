@@ -285,30 +285,46 @@ void RuleIndex::Select(RuleSelection& selection, std::uint32_t from, const Sampl
         std::lower_bound(always.begin(), always.end(), from) - always.begin());
     selection.end = indexedEnd;
     selection.version = version;
+    selection.isKept = false;
+    if (!selection.found.empty() || selection.nextAlways < always.size()) {
+        selection.Keep(sample, args);
+    }
 }
 
 void RuleIndex::Update(RuleSelection& selection, std::uint32_t from, const SampleView& sample,
                        const SubscriptionArgs& args) const {
-    if (selection.version == version && numTextGroups == 0) {
-        ReadAll(selection.latest, sample, args);
-        if (selection.latest == selection.readings) {
-            return;
-        }
+    const bool isSame = selection.version == version &&
+                        (selection.IsKept(sample, args) ||
+                         (numTextGroups == 0 && AreReadings(selection.readings, sample, args)));
+    if (!isSame) {
+        Select(selection, from, sample, args);
     }
-    Select(selection, from, sample, args);
 }
 
 void RuleIndex::ReadAll(std::vector<Reading>& readings, const SampleView& sample,
                         const SubscriptionArgs& args) const {
     readings.clear();
     for (const UsedAttribute& each : attributes) {
-        Reading reading;
-        if (each.numEntries > 0 && each.attribute.kind != Kind::textOrder) {
-            reading = Read(each.attribute, sample, args,
-                           minElementsRead + elementsReadPerEntry * each.numEntries);
-        }
-        readings.push_back(reading);
+        readings.push_back(ReadOne(each, sample, args));
     }
+}
+
+bool RuleIndex::AreReadings(const std::vector<Reading>& readings, const SampleView& sample,
+                            const SubscriptionArgs& args) const {
+    for (std::size_t i = 0; i < attributes.size(); ++i) {
+        if (ReadOne(attributes[i], sample, args) != readings[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+Reading RuleIndex::ReadOne(const UsedAttribute& used, const SampleView& sample,
+                           const SubscriptionArgs& args) {
+    return used.numEntries > 0 && used.attribute.kind != Kind::textOrder
+               ? Read(used.attribute, sample, args,
+                      minElementsRead + elementsReadPerEntry * used.numEntries)
+               : Reading();
 }
 
 void RuleIndex::Find(const Group& group, RuleSelection& selection, const SampleView& sample) const {
@@ -355,6 +371,20 @@ void RuleIndex::SortByMarks(RuleSelection& selection, std::uint32_t greatest) {
                                       static_cast<std::uint32_t>(std::countr_zero(rest)));
         }
     }
+}
+
+void RuleSelection::Keep(const SampleView& sample, const SubscriptionArgs& args) {
+    if (sample.AllBytes().size() + sample.Offsets().size() <= maxKept) {
+        keptBytes = sample.AllBytes();
+        keptOffsets = sample.Offsets();
+        keptChange = args.changeType;
+        isKept = true;
+    }
+}
+
+bool RuleSelection::IsKept(const SampleView& sample, const SubscriptionArgs& args) const {
+    return isKept && args.changeType == keptChange && sample.Offsets() == keptOffsets &&
+           sample.AllBytes() == keptBytes;
 }
 
 std::uint32_t RuleSelection::Next(std::uint32_t position) {

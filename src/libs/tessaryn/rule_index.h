@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -28,8 +29,14 @@ class RuleSelection {
   private:
     friend class RuleIndex;
 
+    // Keeps a copy of a change that is not large: to see whether it is still the same.
+    void Keep(const SampleView& sample, const SubscriptionArgs& args);
+    bool IsKept(const SampleView& sample, const SubscriptionArgs& args) const;
+
+    // Of larger samples comparing what conditions are about is faster.
+    static constexpr std::size_t maxKept = 1024;
+
     std::vector<Reading> readings;
-    std::vector<Reading> latest;
     /// Ascending.
     std::vector<std::uint32_t> found;
     /// A bit for each position, for sorting many.
@@ -41,6 +48,10 @@ class RuleSelection {
     std::uint32_t end = 0;
     /// State of the index; 0 before the first selection.
     std::uint64_t version = 0;
+    std::string keptBytes;
+    std::string keptOffsets;
+    StreamChangeType keptChange = pushed;
+    bool isKept = false;
 };
 
 /// Finds among many rules those that may hold for a change, without asking the others.
@@ -103,6 +114,10 @@ class RuleIndex {
     void RemoveLastBatch();
     void ReadAll(std::vector<Reading>& readings, const SampleView& sample,
                  const SubscriptionArgs& args) const;
+    bool AreReadings(const std::vector<Reading>& readings, const SampleView& sample,
+                     const SubscriptionArgs& args) const;
+    static Reading ReadOne(const UsedAttribute& used, const SampleView& sample,
+                           const SubscriptionArgs& args);
     void Find(const Group& group, RuleSelection& selection, const SampleView& sample) const;
     static void SortFound(RuleSelection& selection, std::uint32_t from);
     static void SortByMarks(RuleSelection& selection, std::uint32_t greatest);

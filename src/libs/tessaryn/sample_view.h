@@ -48,6 +48,14 @@ class SampleView {
         return {data + begin, offsets[std::size_t{entry} + 1] - begin};
     }
 
+    /// The bytes of all entries, and where each begins, with the end.
+    std::string_view AllBytes() const {
+        return {data, numOffsets > 0 ? offsets[numOffsets - 1] : 0};
+    }
+    std::string_view Offsets() const {
+        return {reinterpret_cast<const char*>(offsets), numOffsets * sizeof(unsigned int)};
+    }
+
   private:
     const char* data;
     const unsigned int* offsets;

@@ -25,6 +25,8 @@ using Lock = OrderedLock<LockRank::subscriptions>;
 
 // Asking fewer subscribers one by one takes no longer than selecting those to be asked.
 constexpr std::size_t minIndexed = 24;
+// Fewer read entries themselves as fast as through keys.
+constexpr std::size_t minKeyed = 3;
 // So many new ones are asked one by one before they are indexed.
 constexpr std::size_t maxNotIndexed = 16;
 
@@ -92,6 +94,22 @@ class SubscriberList::Notification {
         return true;
     }
 
+    // Calls the delegate of the first subscriber in a range whose rule applies. Returns the place
+    // behind it.
+    std::size_t ReachNext(std::size_t begin, std::size_t end) {
+        std::size_t i = begin;
+        const SampleView* const bound = BoundView();
+        if (bound != nullptr && end - begin >= minKeyed) {
+            i = SkipByKeys(*bound, begin, end);
+            if (i < end) {
+                Call(list.subscribers[i]);
+            }
+        } else {
+            Reach(list.subscribers[i]);
+        }
+        return i + 1;
+    }
+
     // Of the sample, if the rules are bound to its type; else null.
     const SampleView* BoundView() {
         if (!isViewed) {
@@ -111,6 +129,20 @@ class SubscriberList::Notification {
     const SubscriptionArgs& Args() const { return args; }
 
   private:
+    // The first subscriber that is to be called. What is asked here only reads.
+    std::size_t SkipByKeys(const SampleView& bound, std::size_t begin, std::size_t end) {
+        const Subscriber* const first = list.subscribers.data();
+        const Subscriber* const last = first + end;
+        const auto present = number;
+        for (const Subscriber* each = first + begin; each != last; ++each) {
+            if (each->lastNotification >= present &&
+                (each->rule == nullptr || each->rule->Holds(keys, bound, args))) {
+                return static_cast<std::size_t>(each - first);
+            }
+        }
+        return end;
+    }
+
     bool Holds(const StoredRule& rule) {
         // One view serves all rules until the host's code runs, which may change the sample.
         if (boundView != nullptr || BoundView() != nullptr) [[likely]] {
@@ -136,6 +168,7 @@ class SubscriberList::Notification {
         }
         isViewed = false;
         boundView = nullptr;
+        keys.Forget();
     }
 
     const Sample& stored;
@@ -148,6 +181,8 @@ class SubscriberList::Notification {
     const SampleView* boundView = nullptr;
     std::optional<SampleView> view;
     std::optional<Sample> copy;
+    // Of the sample that is viewed.
+    EntryKeys keys;
 };
 
 // The way of a notification to those whose rules may hold.
@@ -305,8 +340,8 @@ void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* s
 }
 
 void SubscriberList::NotifyEach(Notification& notification, std::size_t begin, std::size_t end) {
-    for (std::size_t i = begin; i < end; ++i) {
-        notification.Reach(subscribers[i]);
+    for (std::size_t i = begin; i < end;) {
+        i = notification.ReachNext(i, end);
     }
 }
 
