@@ -174,11 +174,16 @@ const Operation operations[] = {
          const std::array numbers{1, 2};
          made[0]->Set(0, 0, std::span(numbers));
          h.stream->PushMany(made);
+         h.stream->PushMany(times, h.bytes + h.bytes);
+         auto sample = std::make_unique<Sample>(h.type, Poco::Timestamp(6));
+         h.stream->TryPush(std::move(sample));
      }},
     {"change, pop, and clear in hand", addsSome,
      [](Host& h) {
          h.stream->ChangeLatest(fill, true);
          h.stream->PopLatest();
+         Sample copy(h.type, Poco::Timestamp(6));
+         h.stream->TryPopLatest(&copy);
          h.stream->GetAll(
              [&](const std::vector<Sample*>&) { h.stream->Clear(Stream::clearSamples); });
      }},

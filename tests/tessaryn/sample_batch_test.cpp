@@ -30,8 +30,33 @@ SampleBatch BatchOf(StreamType& type) {
     return batch;
 }
 
-TEST(PushMany, NotifiesOfEachSampleBeforeTheNext) {
+std::string FormOf(const std::vector<int>& numbers) {
+    std::string bytes;
+    for (const int number : numbers) {
+        bytes += BinaryForm({BytesOf(number)});
+    }
+    return bytes;
+}
+
+class PushMany : public testing::TestWithParam<bool> {
+  protected:
+    // Pushes the batch as samples, or in binary form.
+    void Push(Stream& stream, void* sender = nullptr) {
+        if (GetParam()) {
+            stream.PushMany(times, FormOf(ids), sender);
+        } else {
+            batch = BatchOf(layout.type);
+            stream.PushMany(batch, sender);
+        }
+    }
+
     TestType layout{{"id", Int32, 1}};
+    SampleBatch batch;
+};
+
+INSTANTIATE_TEST_SUITE_P(Forms, PushMany, testing::Bool());
+
+TEST_P(PushMany, NotifiesOfEachSampleBeforeTheNext) {
     Stream stream(&layout.type, 2);
     int sender = 0;
     std::vector<int> seen;
@@ -42,14 +67,71 @@ TEST(PushMany, NotifiesOfEachSampleBeforeTheNext) {
         seen.push_back(args.sample->GetInt32(0, 0));
         EXPECT_EQ(LatestOf(stream), seen.back());
     }));
-    SampleBatch batch = BatchOf(layout.type);
-    stream.PushMany(batch, &sender);
+    Push(stream, &sender);
     EXPECT_EQ(seen, ids);
-    EXPECT_EQ(batch, SampleBatch(3));
+    EXPECT_EQ(std::count(batch.begin(), batch.end(), nullptr), batch.size());
     EXPECT_EQ(Ask([&](auto f) { stream.GetSince(Timestamp(20), f); }), std::vector<int>{3});
 }
 
-TEST(PushMany, LeavesWhatItDidNotPush) {
+TEST_P(PushMany, EndsWhereADelegateThrows) {
+    Stream stream(&layout.type, 9);
+    stream.Subscribe(SubscriptionOf(1, [](Stream&, SubscriptionArgs& args) {
+        if (args.sample->GetInt32(0, 0) == 2) {
+            throw std::runtime_error("enough");
+        }
+    }));
+    EXPECT_EQ(MessageOf<std::runtime_error>([&] { Push(stream); }), "enough");
+    EXPECT_EQ(AllOf(stream), (std::vector<int>{1, 2}));
+}
+
+// Samples of several sizes follow each other in the memory of those that they overwrite, which a
+// callback may have in hand.
+TEST(PushManyForms, DecodesEachIntoFreshMemory) {
+    TestType type{{"id", Int32, 1}, {"text", String, 0}};
+    Stream stream(&type.type, 2);
+    std::string bytes;
+    std::vector<std::string> forms;
+    std::vector<Timestamp::TimeVal> stamps;
+    for (int i = 0; i < 12; ++i) {
+        forms.push_back(BinaryForm({BytesOf(i), std::string(i % 5 < 3 ? 4U : 7U, 'a')}));
+        bytes += forms.back();
+        stamps.push_back(100 - i);
+    }
+    std::size_t seen = 0;
+    const auto look = [&](const Sample& sample) {
+        EXPECT_EQ(BinaryOf(sample), forms.at(seen));
+        EXPECT_EQ(sample.GetTimeStamp(), Timestamp(stamps[seen]));
+    };
+    stream.Subscribe(SubscriptionOf(1, [&](Stream& sender, SubscriptionArgs& args) {
+        look(*args.sample);
+        sender.GetLatest(look);
+        sender.ChangeLatest(
+            [&](Sample& sample) { sample.Resize(1, static_cast<unsigned int>(seen % 3)); }, false);
+        ++seen;
+    }));
+    stream.PushMany(stamps, bytes);
+    EXPECT_EQ(seen, forms.size());
+
+    seen = 0;
+    stream.GetAll([&](const std::vector<Sample*>& lent) {
+        const std::string before = BinaryOf(*lent[0]) + BinaryOf(*lent[1]);
+        stream.PushMany(stamps, bytes);
+        EXPECT_EQ(BinaryOf(*lent[0]) + BinaryOf(*lent[1]), before);
+    });
+    EXPECT_EQ(seen, forms.size());
+}
+
+TEST(PushManyForms, RefusesWhatIsNoBatchOfSamples) {
+    TestType type{{"id", Int32, 1}};
+    Stream stream(&type.type, 9);
+    EXPECT_EQ(MessageOf<std::invalid_argument>([&] {
+                  stream.PushMany(times, FormOf({1, 2}));
+              }),
+              "Sample 2 of the batch: The offsets take 8 bytes, but there are only 0.");
+    EXPECT_TRUE(stream.IsEmpty());
+}
+
+TEST(PushManySamples, LeavesWhatItDidNotPush) {
     TestType layout{{"id", Int32, 1}};
     Stream stream(&layout.type, 9);
     stream.Subscribe(SubscriptionOf(1, [](Stream&, SubscriptionArgs& args) {

@@ -11,6 +11,8 @@
 #include <chrono>
 #include <climits>
 #include <functional>
+#include <memory>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -61,6 +63,53 @@ TEST(StreamQueries, ForTheNewestSampleMayFindNone) {
     EXPECT_TRUE(stream.TryGetLatest(count));
     EXPECT_THROW(stream.TryGetLatest({}), std::bad_function_call);
     EXPECT_EQ(calls, 1);
+}
+
+TEST(StreamPushes, LeaveASampleThatDoesNotFitWithTheCaller) {
+    TestType layout{{"id", Int32, 1}};
+    TestType foreign{{"id", Int32, 1}};
+    Stream stream(&layout.type, 2);
+    auto sample = std::make_unique<Sample>(&foreign.type, Poco::Timestamp(7));
+    const Sample* const raw = sample.get();
+    EXPECT_FALSE(stream.TryPush(std::move(sample)));
+    EXPECT_EQ(sample.get(), raw);
+    EXPECT_FALSE(stream.TryPush(nullptr));
+    EXPECT_TRUE(stream.IsEmpty());
+
+    sample = std::make_unique<Sample>(&layout.type, Poco::Timestamp(7));
+    {
+        // The slots cannot grow.
+        const AllocationProbe probe(0);
+        EXPECT_THROW(stream.TryPush(std::move(sample)), std::bad_alloc);
+    }
+    ASSERT_NE(sample, nullptr);
+    EXPECT_TRUE(stream.TryPush(std::move(sample)));
+    EXPECT_EQ(sample, nullptr);
+    stream.GetLatest(
+        [](const Sample& latest) { EXPECT_EQ(latest.GetTimeStamp(), Poco::Timestamp(7)); });
+}
+
+TEST(StreamPops, TellWhatWent) {
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 2);
+    Sample copy(&layout.type, Poco::Timestamp(1));
+    EXPECT_FALSE(stream.TryPopLatest());
+    EXPECT_FALSE(stream.TryPopLatest(&copy));
+    EXPECT_EQ(copy.GetTimeStamp(), Poco::Timestamp(1));
+    for (const int id : {5, 6}) {
+        stream.PushNew([id](Sample& sample) { sample.Set(0, 0, id); });
+    }
+    int notified = 0;
+    stream.Subscribe(SubscriptionOf(1, [&](Stream&, SubscriptionArgs& args) {
+        EXPECT_EQ(args.changeType, popped);
+        ++notified;
+    }));
+    EXPECT_TRUE(stream.TryPopLatest(&copy));
+    EXPECT_EQ(copy.GetInt32(0, 0), 6);
+    EXPECT_TRUE(stream.TryPopLatest());
+    EXPECT_FALSE(stream.TryPopLatest());
+    EXPECT_EQ(copy.GetInt32(0, 0), 6);
+    EXPECT_EQ(notified, 2);
 }
 
 TEST(StreamMaking, TakesACapacityFromOneTo31Bits) {

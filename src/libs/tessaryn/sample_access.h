@@ -102,21 +102,31 @@ class SampleAccess {
     }
 
     /// A sample from its binary form.
+    /// \param discarded \ownership takes: an exact `Sample`, in whose memory this one is decoded if
+    /// it has the same size; or null
     /// \pre `CheckSample` accepts the bytes
     static std::unique_ptr<Sample> Decode(StreamType& type, const Poco::Timestamp& timestamp,
-                                          std::string_view bytes) {
-        // By hand: the constructor is private, and moving a sample reads the clock.
-        std::unique_ptr<Sample> sample(new Sample(timestamp));
+                                          std::string_view bytes,
+                                          std::unique_ptr<Sample> discarded = nullptr) {
         const std::size_t numOffsets = std::size_t{type.GetNumEntries()} + 1;
         const std::size_t tableSize = numOffsets * sizeof(unsigned int);
-        sample->offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
-        sample->data = std::make_unique_for_overwrite<char[]>(bytes.size() - tableSize);
+        const std::size_t dataSize = bytes.size() - tableSize;
+        std::unique_ptr<Sample> sample = std::move(discarded);
+        if (sample == nullptr || sample->numOffsets != numOffsets ||
+            sample->TotalSize() != dataSize) {
+            // By hand: the constructor is private, and moving a sample reads the clock.
+            sample.reset(new Sample(timestamp));
+            sample->offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
+            sample->data = std::make_unique_for_overwrite<char[]>(dataSize);
+        }
         std::memcpy(sample->offsets.get(), bytes.data(), tableSize);
-        if (bytes.size() > tableSize) {
-            std::memcpy(sample->data.get(), bytes.data() + tableSize, bytes.size() - tableSize);
+        if (dataSize > 0) {
+            std::memcpy(sample->data.get(), bytes.data() + tableSize, dataSize);
         }
         sample->numOffsets = static_cast<std::uint32_t>(numOffsets);
         sample->streamType = &type;
+        sample->timestamp = timestamp;
+        sample->stampMark = nullptr;
         return sample;
     }
 

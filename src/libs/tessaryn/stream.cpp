@@ -5,6 +5,7 @@
 
 #include "serializer/serializer.h"
 #include "tessaryn/checked.h"
+#include "tessaryn/encoded_samples.h"
 #include "tessaryn/errors.h"
 #include "tessaryn/lock_order.h"
 #include "tessaryn/node_fields.h"
@@ -195,13 +196,28 @@ void Stream::PushNew(std::function<void(Sample&)> fill) {
 }
 
 void Stream::PushNew(Sample* sample) {
-    PushedSample pushedSample(std::unique_ptr<Sample>{sample});
+    // Gone, unless it was taken.
+    std::unique_ptr<Sample> owner{sample};
+    TryPush(std::move(owner));
+}
+
+bool Stream::TryPush(std::unique_ptr<Sample>&& sample) {
+    PushedSample pushedSample(std::move(sample));
     const Lock lock(mutex);
-    if (sample == nullptr || streamType == nullptr || sample->GetStreamType() != streamType) {
-        return;
+    const Sample* const stored = pushedSample.sample.get();
+    if (stored == nullptr || streamType == nullptr || stored->GetStreamType() != streamType) {
+        sample = std::move(pushedSample.sample);
+        return false;
     }
-    const KeptSamples kept = PushAndUse(pushedSample, [] {});
-    Notify(pushed, *sample, nullptr);
+    KeptSamples kept;
+    try {
+        kept = PushAndUse(pushedSample, [] {});
+    } catch (...) {
+        sample = std::move(pushedSample.sample);
+        throw;
+    }
+    Notify(pushed, *stored, nullptr);
+    return true;
 }
 
 void Stream::PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender) {
@@ -223,6 +239,20 @@ void Stream::PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender) 
             throw;
         }
         Notify(pushed, stored, sender);
+    }
+}
+
+void Stream::PushMany(std::span<const Poco::Timestamp::TimeVal> times, std::string_view bytes,
+                      void* sender) {
+    EncodedSamples encoded(*CheckedType(streamType), times, bytes);
+    std::unique_ptr<Sample> discarded;
+    const Lock lock(mutex);
+    for (std::size_t i = 0; i < encoded.Count(); ++i) {
+        PushedSample pushedSample(encoded.DecodeNext(std::move(discarded)));
+        const Sample& stored = *pushedSample.sample;
+        const KeptSamples kept = PushAndUse(pushedSample, [] {});
+        Notify(pushed, stored, sender);
+        discarded = std::move(pushedSample.discarded);
     }
 }
 
@@ -268,11 +298,18 @@ void Stream::DeserializeLatest(std::istream& in, void* sender) {
 }
 
 void Stream::PopLatest() {
+    TryPopLatest(nullptr);
+}
+
+bool Stream::TryPopLatest(Sample* copy) {
     const Lock lock(mutex);
     if (ring.GetLatest() == nullptr) {
-        return;
+        return false;
     }
     CallbackScope* const keeper = PrepareRemoval(ring.GetEnd() - 1, 1);
+    if (copy != nullptr) {
+        *copy = *ring.GetLatest();
+    }
     std::unique_ptr<Sample> owner = ring.Pop();
     const Sample& sample = *owner;
     LimitLent();
@@ -280,6 +317,7 @@ void Stream::PopLatest() {
         keeper->Keep(std::move(owner));
     }
     Notify(popped, sample, nullptr);
+    return true;
 }
 
 void Stream::GetLatest(std::function<void(const Sample&)> callback) const {

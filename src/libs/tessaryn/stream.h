@@ -23,6 +23,7 @@
 #include <iosfwd>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -141,6 +142,26 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// the later ones stay with the caller
     void PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender = nullptr);
 
+    /// The same for samples in binary form, which are decoded one by one. Takes only bytes that
+    /// `CheckSample` accepts, of any size.
+    /// \param times of the samples, microseconds since the Unix epoch, UTC; in any order
+    /// \param bytes the binary forms of as many samples as there are times, one after another
+    /// \throws std::invalid_argument, naming the sample by its number from 0, when bytes are not
+    /// those of a sample, or there are bytes of more samples; nothing is pushed then
+    /// \throws std::invalid_argument when a rule or a delegate has changed the stream type so that
+    /// the next sample does not fit it; that one and the later ones are not pushed
+    /// \throws what a rule or a delegate throws: the sample that it was about is in the stream, and
+    /// the later ones are not
+    void PushMany(std::span<const Poco::Timestamp::TimeVal> times, std::string_view bytes,
+                  void* sender = nullptr);
+
+    /// Pushes a sample as `PushNew(Sample*)`, but leaves one that does not fit with the caller.
+    /// \param sample \ownership takes on success: is null then
+    /// \return false for a sample of another stream type, and for null
+    /// \throws std::bad_alloc: the sample stays with the caller
+    /// \throws what a rule or a delegate throws; the sample is then in the stream
+    bool TryPush(std::unique_ptr<Sample>&& sample);
+
     /// Pushes a new sample, stamped now, and reads its binary form; then notifies `pushed`.
     /// \param in its state says whether the sample was read
     /// \param sender passed to rules and delegates as `SubscriptionArgs::sender`
@@ -165,6 +186,11 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// there is none.
     /// \throws what a rule or a delegate throws; the sample is gone all the same
     void PopLatest();
+
+    /// The same, and tells whether there was one.
+    /// \param copy is assigned the sample before it goes, unless null
+    /// \throws std::bad_alloc where it cannot be copied; the sample stays then
+    bool TryPopLatest(Sample* copy = nullptr);
 
     /// \name Queries
     /// Each calls its callback once, under the lock, with the samples in storage order, which is
