@@ -105,8 +105,8 @@ TEST(PushManyForms, DecodesEachIntoFreshMemory) {
     stream.Subscribe(SubscriptionOf(1, [&](Stream& sender, SubscriptionArgs& args) {
         look(*args.sample);
         sender.GetLatest(look);
-        sender.ChangeLatest(
-            [&](Sample& sample) { sample.Resize(1, static_cast<unsigned int>(seen % 3)); }, false);
+        sender.ChangeLatest([&](Sample& sample) { sample.Resize(1, seen % 4 == 0 ? 9 : 4); },
+                            false);
         ++seen;
     }));
     stream.PushMany(stamps, bytes);

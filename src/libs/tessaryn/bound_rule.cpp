@@ -7,9 +7,6 @@
 #include "tessaryn/rule_steps.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
-#include <functional>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -21,21 +18,6 @@ using Opcode = Instruction::Opcode;
 using Test = BoundInstruction::Test;
 using Place = CompiledRule::Place;
 using Target = BoundInstruction::Target;
-
-std::string_view BoundInstruction::ElementsOf(std::string_view bytes, Test type) const {
-    const auto elementType = static_cast<BaseType>(type);
-    const auto last = static_cast<long long>(traits::ElementCount(elementType, bytes.size())) - 1;
-    const auto from = std::max(static_cast<int>(static_cast<std::uint32_t>(literal)), 0);
-    const auto writtenTo = static_cast<int>(literal >> 32U);
-    const long long to = writtenTo < 0 ? last : std::min<long long>(writtenTo, last);
-    if (from > to) {
-        return {};
-    }
-    const std::size_t size = traits::ElementSize(elementType);
-    return type == Test::text ? bytes
-                              : bytes.substr(static_cast<std::size_t>(from) * size,
-                                             static_cast<std::size_t>(to - from + 1) * size);
-}
 
 // ---- Binding ----
 

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "tessaryn/bound_instruction.h"
 #include "tessaryn/entry_keys.h"
 #include "tessaryn/rule_compiler.h"
 #include "tessaryn/sample_view.h"
@@ -14,55 +15,6 @@
 #include <string_view>
 
 namespace velmora::core::tessaryn {
-
-/// One test of a rule that is bound to a stream type: the entry's id and value type are known, and
-/// the literal is of that type.
-struct BoundInstruction {
-    /// The numbers up to `String` are value types: every element of the entry passes.
-    enum class Test : unsigned char {
-        text = String,  ///< the text passes, which has a character at least
-        size,           ///< the number of elements passes
-        range,          ///< a range of elements passes, as the instruction that follows says
-        changeType,     ///< the change is of a kind
-        constant,       ///< true if `literal` is not 0
-        fallback,       ///< the value of a part of the tree converts to true
-        call            ///< another block of the program holds
-    };
-
-    using Operator = Instruction::Operator;
-    using Target = Instruction::Target;
-    /// Tests a change, and returns how many instructions further the rule goes on, or the verdict.
-    using Step = Target (*)(const BoundInstruction&, const SampleView&, const SubscriptionArgs&);
-
-    /// Chosen for the test and the operator, and for what comes next. Not of a `call`.
-    Step step = nullptr;
-    /// The key of a number. Of a text the distance from the instruction to its bytes; of a range
-    /// both indexes, `from` in the low half; of a fallback the address of the expression; of a call
-    /// the place of the block, and in the high half that of its verdict.
-    std::uint64_t literal = 0;
-    Target onTrue = Instruction::holds;
-    Target onFalse = Instruction::fails;
-    unsigned short entry = 0;
-    Test test = Test::constant;
-    Operator comparison = Operator::equal;
-    /// Of a number the outcomes that pass, as bits by `KeyOutcome`; of a text its size; of `size`
-    /// the value type of the entry; of `changeType` the type.
-    std::uint32_t extra = 0;
-
-    /// Whether an entry of a single number passes.
-    bool Passes(std::uint64_t key) const { return ((extra >> KeyOutcome(key, literal)) & 1U) != 0; }
-    /// 0 for a key that is greater than the literal's, 1 for one that is less, 2 for an equal one.
-    static constexpr unsigned int KeyOutcome(std::uint64_t key, std::uint64_t literal) {
-        return (key < literal ? 1U : 0U) + (key == literal ? 2U : 0U);
-    }
-
-    std::string_view Text() const { return {reinterpret_cast<const char*>(this) + literal, extra}; }
-    /// The bytes of the elements in the instruction's range; none where the range is empty. Every
-    /// element of a text is the entire text.
-    std::string_view ElementsOf(std::string_view bytes, Test type) const;
-};
-
-static_assert(sizeof(BoundInstruction) == 32);
 
 /// A compiled rule whose names are bound to the entries of one state of a stream type: the form in
 /// which changes are tested.

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "tessaryn/bound_rule.h"
+#include "tessaryn/bound_instruction.h"
 
 /// What bound instructions do.
 namespace velmora::core::tessaryn {
