@@ -27,7 +27,7 @@ complete_words() {
     echo "${COMPREPLY[*]}"
 }
 
-commands="watch record replay stats plot show convert check"
+commands="watch record replay stats plot show convert check serve"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --config --help --version" "$(complete_words "")"
 same "options of show" "--columns --head --help --max-memory --out-zone --output --rule --since
@@ -46,7 +46,7 @@ folder="$(mktemp -d)"
 trap 'rm -r "$folder"' EXIT
 cd "$folder"
 mkdir more
-touch a.csv a.json a.txt a.xml b.db
+touch a.csv a.json a.txt a.xml b.db p.toml
 same "forms" "text ndjson" "$(complete_words watch - --output "")"
 same "forms that begin with n" "ndjson" "$(complete_words show a.xml --output n)"
 same "sources" "a.csv a.json a.xml b.db host more" "$(complete_words watch "")"
@@ -55,5 +55,6 @@ same "histories" "b.db more" "$(complete_words record host --to "")"
 same "histories to replay" "b.db" "$(complete_words replay b)"
 same "what is converted" "a.csv a.json a.xml" "$(complete_words convert a)"
 same "documents to load" "a.json a.xml more" "$(complete_words watch host --load "")"
+same "configurations" "more p.toml" "$(complete_words serve --config "")"
 same "rules" "" "$(complete_words watch host --rule "")"
 exit "$status"

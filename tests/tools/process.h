@@ -75,6 +75,13 @@ class Process {
         return line;
     }
 
+    /// As `ReadLine`, of standard error.
+    std::string ReadErrorLine() {
+        std::string line;
+        std::getline(err, line);
+        return line;
+    }
+
     void CloseOutput() {
         output.close(Poco::Pipe::CLOSE_READ);
         out.setstate(std::ios::eofbit);

@@ -7,6 +7,7 @@
 #include "commands/plot_command.h"
 #include "commands/record_command.h"
 #include "commands/replay_command.h"
+#include "commands/serve_command.h"
 #include "commands/show_command.h"
 #include "commands/stats_command.h"
 #include "commands/watch_command.h"
@@ -52,6 +53,16 @@ void ReserveStandardDescriptors() {
     }
 }
 
+// Whether the command is "serve", whose --config is its own.
+bool IsServe(const std::vector<std::string>& arguments) {
+    auto argument = arguments.begin();
+    while (argument != arguments.end() && argument->starts_with('-')) {
+        const bool hasValue = *argument == "--config" && argument + 1 != arguments.end();
+        argument += hasValue ? 2 : 1;
+    }
+    return argument != arguments.end() && *argument == "serve";
+}
+
 // The arguments, with --config in front, where the parser looks for it. "help" and "help watch"
 // stand for "--help" and "watch --help", as no argument does for "--help".
 std::vector<std::string> GetArguments(int argc, char** argv) {
@@ -68,7 +79,7 @@ std::vector<std::string> GetArguments(int argc, char** argv) {
     const auto config = std::find_if(arguments.begin(), end, [](const std::string& argument) {
         return argument == "--config" || argument.starts_with("--config=");
     });
-    if (config != end) {
+    if (config != end && !IsServe(arguments)) {
         const bool hasValue = *config == "--config" && config + 1 != end;
         std::rotate(arguments.begin(), config, config + (hasValue ? 2 : 1));
     }
@@ -144,6 +155,7 @@ int Run(int argc, char** argv) {
     ShowOptions showOptions;
     ConvertOptions convertOptions;
     CheckOptions checkOptions;
+    ServeOptions serveOptions;
     AddWatchCommand(app, watchOptions);
     const CLI::App* const record = AddRecordCommand(app, recordOptions);
     const CLI::App* const replay = AddReplayCommand(app, replayOptions);
@@ -152,6 +164,7 @@ int Run(int argc, char** argv) {
     const CLI::App* const show = AddShowCommand(app, showOptions);
     const CLI::App* const convert = AddConvertCommand(app, convertOptions);
     const CLI::App* const check = AddCheckCommand(app, checkOptions);
+    const CLI::App* const serve = AddServeCommand(app, serveOptions);
     std::vector<std::string> arguments = GetArguments(argc, argv);
     CheckNames(app, arguments);
     try {
@@ -162,6 +175,9 @@ int Run(int argc, char** argv) {
     }
     if (check->parsed()) {
         return RunCheck(checkOptions) ? hasFindings : success;
+    }
+    if (serve->parsed()) {
+        return RunServe(serveOptions);
     }
     if (record->parsed()) {
         return RunRecord(recordOptions);

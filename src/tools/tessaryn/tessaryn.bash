@@ -40,6 +40,9 @@ _tessaryn() {
     elif [[ "$command $before" =~ ^(watch\ --(save|load)|check\ --type)$ ]]; then
         _tessaryn_files xml json
         return
+    elif [[ "$command $before" == "serve --config" ]]; then
+        _tessaryn_files toml
+        return
     elif [[ "$command $before" == "record --to" ]]; then
         _tessaryn_files db
         return

@@ -7,38 +7,35 @@
 #include "text/escaped_text.h"
 
 #include <charconv>
+#include <tuple>
 
 namespace velmora::tool {
 
-namespace {
-
-// The interval of --at-most N/DURATION, with its N lines evenly spread.
-std::chrono::microseconds ParseRate(const std::string& text) {
+std::chrono::microseconds ParseRate(const char* option, const std::string& text) {
     unsigned int lines = 0;
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, lines);
     const bool isRate = error == std::errc() && lines > 0 && end != last && *end == '/';
     const auto duration = isRate ? ParseDuration({end + 1, last}) : std::nullopt;
     if (!duration || duration->count() < lines) {
-        throw CommandError("--at-most " + Quoted(text) +
+        throw CommandError(std::string(option) + " " + Quoted(text) +
                            " is not a number of lines in a duration, such as 1/10s");
     }
     return *duration / lines;
 }
 
-void ParseDeadband(const std::string& text, WatchFilter& filter) {
+std::pair<std::string, double> ParseDeadband(const char* option, const std::string& text) {
     const std::size_t colon = text.rfind(':');
     const char* const last = text.data() + text.size();
     const char* const number = text.data() + (colon == std::string::npos ? text.size() : colon + 1);
-    const auto [end, error] = std::from_chars(number, last, filter.limit);
-    if (colon == 0 || error != std::errc() || end != last || !(filter.limit >= 0)) {
-        throw CommandError("--deadband " + Quoted(text) +
+    double limit = 0;
+    const auto [end, error] = std::from_chars(number, last, limit);
+    if (colon == 0 || error != std::errc() || end != last || !(limit >= 0)) {
+        throw CommandError(std::string(option) + " " + Quoted(text) +
                            " is not an entry and a limit, such as temperature:0.5");
     }
-    filter.moved = text.substr(0, colon);
+    return {text.substr(0, colon), limit};
 }
-
-}  // namespace
 
 WatchFilter MakeWatchFilter(const WatchOptions& options) {
     WatchFilter filter;
@@ -49,10 +46,10 @@ WatchFilter MakeWatchFilter(const WatchOptions& options) {
         filter.hold = ParseDurationOption("--hold", options.hold);
     }
     if (!options.atMost.empty()) {
-        filter.interval = ParseRate(options.atMost);
+        filter.interval = ParseRate("--at-most", options.atMost);
     }
     if (!options.deadband.empty()) {
-        ParseDeadband(options.deadband, filter);
+        std::tie(filter.moved, filter.limit) = ParseDeadband("--deadband", options.deadband);
     }
     if (!options.before.empty()) {
         filter.before = ParseDurationOption("--before", options.before);

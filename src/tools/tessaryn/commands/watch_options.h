@@ -8,6 +8,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora::tool {
@@ -54,6 +55,14 @@ struct WatchFilter {
     Duration before{0};
     Duration after{0};
 };
+
+/// The interval of N/DURATION, with its N lines evenly spread.
+/// \throws CommandError that names the option when the text is none
+std::chrono::microseconds ParseRate(const char* option, const std::string& text);
+
+/// The entry and the limit of ENTRY:LIMIT.
+/// \throws CommandError that names the option when the text is none
+std::pair<std::string, double> ParseDeadband(const char* option, const std::string& text);
 
 /// Parses the options that make the filter.
 /// \throws CommandError when one is bad, or two exclude each other

@@ -105,7 +105,8 @@ class LayoutMaker {
         SetRoles();
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
             CsvColumn& column = layout.columns[i];
-            if (column.inferred && column.role == CsvColumn::Role::entry) {
+            if (column.inferred && column.role == CsvColumn::Role::entry &&
+                !SetLikelyType(column)) {
                 column.type = InferType(i);
                 if (reader.IsArray(i) && column.type != BaseType::String) {
                     column.count = 0;
@@ -288,6 +289,18 @@ class LayoutMaker {
         column.type = wanted.type;
         column.count = wanted.count;
         column.inferred = false;
+    }
+
+    // Whether the column has one of the likely types.
+    bool SetLikelyType(CsvColumn& column) const {
+        for (const ColumnType& likely : options.likelyTypes) {
+            if (likely.name == column.entry) {
+                column.type = likely.type;
+                column.count = likely.count;
+                return true;
+            }
+        }
+        return false;
     }
 
     void SetRoles() {

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,7 +34,11 @@ struct CsvOptions {
     /// Name of the time column; empty to find it.
     std::string timeColumn;
     std::vector<ColumnType> types;
+    /// Of columns that may be there, by their entries' names, where `types` has nothing.
+    std::vector<ColumnType> likelyTypes;
     bool skipBad = false;
+    /// Called with what is wrong with a row that is skipped; empty for nothing.
+    std::function<void(const std::string&)> onSkipped;
     /// Names of the columns to read beside the time; empty for all.
     std::vector<std::string> columns;
     /// Name of the column whose values name the streams; empty for one stream.

@@ -53,7 +53,8 @@ bool CsvReader::IsComment(const CsvRow& row) const {
 }
 
 bool CsvReader::ReadHeader() {
-    const CsvDialect dialect = InferDialect(lines.Peek());
+    // The header of a live source waits for the first row.
+    const CsvDialect dialect = InferDialect(lines.Peek(2));
     delimiter = dialect.delimiter;
     csv_set_delim(&parser, static_cast<unsigned char>(delimiter));
     for (std::size_t i = 0; i < dialect.linesBeforeHeader; ++i) {

@@ -295,6 +295,9 @@ void CsvSource::Reject(const CsvRow& row, const RowFault& fault) {
     if (counts.skipped++ == 0) {
         counts.firstSkipped = Describe(row, fault);
     }
+    if (options.onSkipped) {
+        options.onSkipped(Describe(row, fault));
+    }
 }
 
 std::string CsvSource::Describe(const CsvRow& row, const RowFault& fault) const {

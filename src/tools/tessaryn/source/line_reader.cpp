@@ -29,7 +29,7 @@ const LineReader::Line* LineReader::Next() {
         wasGiven = false;
     }
     if (hasMark && first.empty()) {
-        Peek();
+        Peek(1);
     }
     while (true) {
         if (rest.empty()) {
@@ -73,11 +73,10 @@ const LineReader::Line* LineReader::Give(std::string_view text, bool isEnded, bo
     return &line;
 }
 
-std::vector<std::string_view> LineReader::Peek() {
+std::vector<std::string_view> LineReader::Peek(std::ptrdiff_t minLines) {
     while (first.size() < maxPeeked) {
-        // The header of a live source waits for the first row.
-        const bool hasRow = std::count(first.begin(), first.end(), '\n') > 1;
-        if (hasRow && !input.HasMoreWithin(maxPause)) {
+        const bool isEnough = std::count(first.begin(), first.end(), '\n') >= minLines;
+        if (isEnough && !input.HasMoreWithin(maxPause)) {
             break;
         }
         const std::string_view block = input.Read();

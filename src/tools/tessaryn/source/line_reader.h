@@ -38,8 +38,9 @@ class LineReader {
     const Line* Next();
 
     /// The first lines, as far as they arrive without a pause. To be called before `Next`.
+    /// \param minLines lines that are waited for, whatever the pause
     /// \return valid until `Next`
-    std::vector<std::string_view> Peek();
+    std::vector<std::string_view> Peek(std::ptrdiff_t minLines);
 
     /// Whether more input arrives within a time; lines that were read already count.
     bool HasMoreWithin(std::chrono::milliseconds time) {

@@ -82,6 +82,18 @@ std::string GetDefaultName(const std::string& path, const std::vector<std::strin
     return path;
 }
 
+NamedSource MakeTable(std::unique_ptr<InputStream> input, Kind kind, const std::string& defaultName,
+                      const SourceSettings& settings) {
+    std::unique_ptr<RowReader> reader;
+    if (kind == Kind::jsonLines) {
+        reader = std::make_unique<JsonLinesReader>(*input);
+    } else {
+        reader = std::make_unique<CsvReader>(*input);
+    }
+    return {settings.streamName.empty() ? defaultName : settings.streamName,
+            std::make_unique<CsvSource>(std::move(input), std::move(reader), settings.table)};
+}
+
 std::vector<NamedSource> OpenDocument(const std::string& path, const SourceSettings& settings) {
     if (path == "-") {
         throw CommandError("a document is read from a file, not from standard input");
@@ -153,16 +165,18 @@ std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<
     if (kind == Kind::document) {
         return OpenDocument(path, settings);
     }
-    std::unique_ptr<RowReader> reader;
-    if (kind == Kind::jsonLines) {
-        reader = std::make_unique<JsonLinesReader>(*input);
-    } else {
-        reader = std::make_unique<CsvReader>(*input);
-    }
-    sources.push_back(
-        {wanted.empty() ? GetDefaultName(path, paths) : wanted,
-         std::make_unique<CsvSource>(std::move(input), std::move(reader), settings.table)});
+    sources.push_back(MakeTable(std::move(input), kind, GetDefaultName(path, paths), settings));
     return sources;
+}
+
+NamedSource OpenTable(std::unique_ptr<InputFile> file, const std::string& defaultName,
+                      const SourceSettings& settings) {
+    auto input = std::make_unique<InputStream>(std::move(file));
+    const Kind kind = GetKind(*input, input->Peek());
+    if (kind == Kind::document) {
+        throw CommandError(input->GetName() + " gives a document, which is read from a file only");
+    }
+    return MakeTable(std::move(input), kind, defaultName, settings);
 }
 
 }  // namespace velmora::tool

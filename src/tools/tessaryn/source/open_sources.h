@@ -5,6 +5,7 @@
 
 #include "csv/csv_layout.h"
 #include "source/sample_source.h"
+#include "terminal/input_file.h"
 #include "terminal/signal_watcher.h"
 
 #include <chrono>
@@ -46,5 +47,11 @@ std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments
 /// read
 std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<std::string>& paths,
                                      const SourceSettings& settings, SignalWatcher& signals);
+
+/// Opens the table in an input that is open already.
+/// \param defaultName of the stream where the settings have none
+/// \throws CommandError when the content is of a kind that is not read, or a document
+NamedSource OpenTable(std::unique_ptr<InputFile> file, const std::string& defaultName,
+                      const SourceSettings& settings);
 
 }  // namespace velmora::tool

@@ -48,6 +48,9 @@ InputFile::InputFile(const std::string& path, SignalWatcher& signals, bool follo
     }
 }
 
+InputFile::InputFile(int openDescriptor, const std::string& name, SignalWatcher& signals)
+    : signals(signals), name(name), follow(false), descriptor(openDescriptor), block(blockSize) {}
+
 InputFile::~InputFile() {
     if (descriptor != STDIN_FILENO) {
         close(descriptor);

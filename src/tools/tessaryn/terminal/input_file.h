@@ -23,6 +23,10 @@ class InputFile {
     /// when it was cut off, and goes on with the file that takes its name
     /// \throws CommandError when the file cannot be opened or is a directory
     InputFile(const std::string& path, SignalWatcher& signals, bool follow = false);
+    /// Reads what a descriptor gives until its end.
+    /// \param openDescriptor \ownership takes: closed with the object
+    /// \param name for messages
+    InputFile(int openDescriptor, const std::string& name, SignalWatcher& signals);
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
     ~InputFile();

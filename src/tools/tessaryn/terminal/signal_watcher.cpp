@@ -48,8 +48,13 @@ SignalWatcher::SignalWatcher() {
     }
 }
 
+SignalWatcher::SignalWatcher(int endDescriptor)
+    : signalDescriptor(endDescriptor), ownsDescriptor(false) {}
+
 SignalWatcher::~SignalWatcher() {
-    close(signalDescriptor);
+    if (ownsDescriptor) {
+        close(signalDescriptor);
+    }
 }
 
 void SignalWatcher::StopAfter(std::chrono::microseconds duration) {

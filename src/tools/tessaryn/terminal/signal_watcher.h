@@ -20,6 +20,10 @@ class SignalWatcher {
 
     /// \throws CommandError when the system refuses the descriptor
     SignalWatcher();
+    /// For a thread that another one ends: leaves signals alone, and reports the end of the run as
+    /// soon as a descriptor can be read.
+    /// \param endDescriptor must stay open; any number of objects may wait for it
+    explicit SignalWatcher(int endDescriptor);
     SignalWatcher(const SignalWatcher&) = delete;
     SignalWatcher& operator=(const SignalWatcher&) = delete;
     ~SignalWatcher();
@@ -45,6 +49,7 @@ class SignalWatcher {
     Event Poll(int descriptor, short events, std::optional<Clock::time_point> until);
 
     int signalDescriptor = -1;
+    bool ownsDescriptor = true;
     bool stopped = false;
     bool interrupted = false;
     std::optional<Clock::time_point> deadline;

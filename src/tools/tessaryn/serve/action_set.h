@@ -1,0 +1,49 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serve/action.h"
+#include "serve/serve_config.h"
+#include "serve/service_log.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmora::tool {
+
+/// The actions of a configuration by their names: "log", commands and webhooks.
+///
+/// \threadsafety external
+class ActionSet {
+  public:
+    /// Has "log" only.
+    /// \param log \ownership observes
+    explicit ActionSet(ServiceLog& log);
+
+    /// Takes the actions of a configuration; those that are as they were stay.
+    /// \return those that are not of this set any more, to be closed
+    ActionSet Replace(const RulesConfig& config);
+
+    /// \pre there are actions of these names
+    std::vector<std::shared_ptr<Action>> Find(const std::vector<std::string>& names) const;
+
+    /// See `Action::Tick`.
+    void Tick();
+    /// See `Action::Close`.
+    void Close(Action::Clock::time_point until);
+
+  private:
+    struct Entry {
+        CommandConfig command{};
+        WebhookConfig webhook{};
+        std::shared_ptr<Action> action{};
+    };
+
+    ServiceLog* log;
+    std::map<std::string, Entry> entries;
+};
+
+}  // namespace velmora::tool

@@ -1,0 +1,124 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serve/serve_config.h"
+#include "serve/service_log.h"
+#include "storage/history.h"
+#include "storage/history_writer.h"
+#include "tessaryn/document.h"
+#include "tessaryn/stream.h"
+#include "tessaryn/stream_type.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace velmora::tool {
+
+/// A stream of a plant.
+struct PlantStream {
+    std::string path;
+    /// \ownership observes: as long as the plant
+    core::tessaryn::Stream* stream = nullptr;
+    /// The time of the newest sample that the stream had when the service began.
+    std::int64_t known = INT64_MIN;
+    /// Units of entries.
+    std::map<std::string, std::string> units{};
+};
+
+/// The streams of a service with what keeps them: a history, and a checkpoint that they continue
+/// from.
+///
+/// Streams are never removed. A feed that makes streams by itself, in the repositories, needs
+/// `Adopt`, which gives them rules and the history.
+///
+/// \threadsafety guarded, but for `Open`, `Close` and `OnNewStream`
+class Plant {
+  public:
+    /// \param config \ownership observes
+    /// \param log \ownership observes
+    Plant(const ServeConfig& config, ServiceLog& log);
+    Plant(const Plant&) = delete;
+    Plant& operator=(const Plant&) = delete;
+    ~Plant();
+
+    /// Sets what is called with each new stream, before its first sample, with a lock held under
+    /// which no stream can be opened.
+    void OnNewStream(std::function<void(const PlantStream&)> action) {
+        onNewStream = std::move(action);
+    }
+
+    /// Loads the checkpoint, opens the history, continues its streams with their newest samples,
+    /// and makes the streams that the configuration declares.
+    /// \throws std::exception when the history cannot be opened or a stream cannot be made
+    void Open();
+
+    /// The stream of a path, which is made where there is none.
+    /// \param entries what a new stream has, unless the configuration says that
+    /// \param units of the entries, in their order
+    /// \throws CommandError when there would be too many; std::invalid_argument when there cannot
+    /// be a stream of the path
+    const PlantStream& OpenStream(const std::string& path,
+                                  const core::tessaryn::StreamType& entries,
+                                  const std::vector<std::string>& units);
+    /// The types that the configuration, or a stream that is there, gives the entries of a path.
+    std::vector<ColumnType> GetLikelyTypes(const std::string& path) const;
+
+    /// Takes what streams others have made.
+    void Adopt(delivery::Dispatcher& dispatcher);
+
+    /// Pushes a sample, and writes it to the history.
+    /// \param resumes whether the source gives again what it gave before: samples that are not
+    /// newer than what the stream had at the start go to the history only, if they aren't there
+    void Push(const PlantStream& target, std::unique_ptr<core::tessaryn::Sample> sample,
+              bool resumes);
+
+    /// Saves the checkpoint, where there is one. Failures are logged.
+    void Save();
+    /// Commits what the history has been given; nothing is to be pushed any more.
+    void Close(std::chrono::milliseconds timeout);
+
+    core::tessaryn::Document& GetDocument() { return document; }
+    /// The history's file; empty for none.
+    const std::string& GetHistoryFile() const { return historyFile; }
+    storage::HistoryWriterStatistics GetHistoryStatistics() const;
+    std::uint64_t GetPushed() const { return pushed; }
+    std::size_t GetNumStreams() const;
+    /// The unit of an entry; empty for none.
+    std::string GetUnit(const std::string& path, const std::string& entry) const;
+
+  private:
+    void LoadCheckpoint();
+    void ContinueFromHistory();
+    void ContinueStream(const storage::History& history, const storage::HistoryStream& stream);
+    const StreamConfig* FindConfig(const std::string& path) const;
+    long GetCapacity(const std::string& path) const;
+    core::tessaryn::Stream& MakeStream(const std::string& path,
+                                       const core::tessaryn::StreamType& entries);
+    const PlantStream& AddStream(const std::string& path, core::tessaryn::Stream& stream);
+    void WriteToHistory(const std::string& path, core::tessaryn::Sample&& sample, bool ifNew);
+
+    const ServeConfig& config;
+    ServiceLog& log;
+    std::function<void(const PlantStream&)> onNewStream;
+    std::string historyFile;
+    std::string checkpointFile;
+    core::tessaryn::Document document;
+    std::unique_ptr<storage::HistoryWriter> history;
+    std::atomic<std::uint64_t> pushed = 0;
+    mutable std::mutex mutex;
+    /// Guarded by the mutex, as is the structure of the document. Elements stay where they are.
+    std::map<std::string, PlantStream> streams;
+};
+
+/// The place of a file of the service: a relative path is below the folder that systemd gives it.
+std::string InStateFolder(const std::string& path);
+
+}  // namespace velmora::tool

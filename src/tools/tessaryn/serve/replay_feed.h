@@ -1,0 +1,33 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "serve/feed.h"
+#include "source/open_sources.h"
+#include "terminal/signal_watcher.h"
+
+#include <chrono>
+#include <cstdint>
+
+namespace velmora::tool {
+
+/// Pushes what a recording holds at the pace of its times, or faster: a table, a document or a
+/// history, the samples of all its streams in the order of time.
+///
+/// The samples get the times at which they are pushed, unless they are to keep theirs.
+class ReplayFeed : public Feed {
+  public:
+    /// \param context is copied; what it refers to must outlive the feed
+    explicit ReplayFeed(const FeedContext& context) : context(context) {}
+    void Run() override;
+
+  private:
+    /// \return microseconds until the recording may begin anew
+    std::int64_t RunOnce(SignalWatcher& signals, std::int64_t begin,
+                         SignalWatcher::Clock::time_point start);
+
+    FeedContext context;
+};
+
+}  // namespace velmora::tool

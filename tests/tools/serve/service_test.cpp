@@ -1,0 +1,188 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+// The service from its start to its end, however that comes.
+
+#include "serve/served.h"
+#include "storage/document.h"
+#include "storage/history.h"
+#include "tessaryn/stream.h"
+#include "tessaryn/stream_repository.h"
+
+#include <fstream>
+#include <set>
+#include <sys/stat.h>
+#include <thread>
+
+namespace velmora::tool {
+namespace {
+
+using testing::HasSubstr;
+
+std::string Row(int n) {
+    std::ostringstream row;
+    row << "2026-01-01T00:" << std::setfill('0') << std::setw(2) << n / 60 % 60 << ":"
+        << std::setw(2) << n % 60 << "." << std::setw(6) << n << "Z," << n << "\n";
+    return row.str();
+}
+
+std::string SourceOf(const std::string& path) {
+    return "[page]\nlisten = none\n[source.plant]\nfrom = '" + path + "'\ntime = time\n";
+}
+
+TEST(Serve, EndsInOrderAtSigterm) {
+    const Folder folder;
+    const std::string file = folder.Write("rows.csv", "time,n\n" + Row(1) + Row(2) + Row(3));
+    setenv("WATCHDOG_USEC", "2000000", 1);
+    Served served(folder, SourceOf(file) +
+                              "[history]\nfile = plant.db\n[checkpoint]\nfile = plant.json\n"
+                              "[rule.third]\nrule = 'n == 3'\n");
+    unsetenv("WATCHDOG_USEC");
+    served.GetNotify().WaitFor("WATCHDOG=1");
+    served.ReadUntil("n=3");
+    served.Send(SIGTERM);
+    served.GetNotify().WaitFor("STOPPING=1");
+    const Outcome outcome = served.Get().Wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("ended after 3 samples, 3 of them written to the history"));
+    EXPECT_EQ(storage::History(folder.PathOf("plant.db")).GetStreams().at(0).layouts.at(0).rowCount,
+              3U);
+    const core::tessaryn::Document saved = storage::LoadDocument(folder.PathOf("plant.json"));
+    EXPECT_EQ(saved.streams->GetStream("rows").GetNumSamples(), 3);
+}
+
+TEST(Serve, SeesEachSampleOnceWhileRulesAreRead) {
+    constexpr int turns = 30;
+    constexpr int samplesOfTurn = 200;
+    const Folder folder;
+    const std::string fifo = folder.PathOf("lines");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const auto config = [&](int turn) {
+        // Another rule each time, that is true for each sample.
+        return SourceOf(fifo) + "[rule.all]\nrule = 'n >= " + std::to_string(-turn) + "'\n";
+    };
+    Served served(folder, config(0));
+    std::ofstream out(fifo);
+    std::multiset<std::string> seen;
+    int n = 0;
+    for (int turn = 1; turn <= turns; ++turn) {
+        folder.Write("plant.toml", config(turn));
+        served.Send(SIGHUP);
+        // The rules change while samples come.
+        served.GetNotify().WaitFor("RELOADING=1");
+        for (int i = 0; i < samplesOfTurn; ++i, ++n) {
+            out << R"({"time":)" << 1'700'000'000 + n << R"(,"n":)" << n << "}" << std::endl;
+        }
+        for (int i = 0; i < samplesOfTurn; ++i) {
+            const std::string line = served.ReadUntil("[all]");
+            seen.insert(line.substr(line.find(" n=")));
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        ASSERT_EQ(seen.count(" n=" + std::to_string(i)), 1U) << i;
+    }
+    const Outcome outcome = served.End();
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("[all]")));
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(Serve, KeepsItsRulesWhereTheFileIsWrong) {
+    const Folder folder;
+    const std::string fifo = folder.PathOf("lines");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string good = SourceOf(fifo) + "[rule.high]\nrule = 'n > 5'\n";
+    Served served(folder, good);
+    std::ofstream out(fifo);
+    out << R"({"time":1700000000,"n":6})" << std::endl;
+    served.ReadUntil("[high] n=6");
+    folder.Write("plant.toml", SourceOf(fifo) + "[rule.high]\nrule = 'n >'\non = never\n");
+    served.Send(SIGHUP);
+    served.GetNotify().WaitFor("RELOADING=1");
+    EXPECT_THAT(served.ReadUntil("the rules stay"), HasSubstr("plant.toml:7: rule 'n >'"));
+    EXPECT_THAT(served.ReadUntil("plant.toml:8"), HasSubstr("'never'"));
+    served.GetNotify().WaitFor("READY=1");
+    out << R"({"time":1700000001,"n":7})" << std::endl;
+    served.ReadUntil("[high] n=7");
+    folder.Write("plant.toml", good + "on = begin\n[stream.a]\npath = a\n");
+    served.Send(SIGHUP);
+    served.ReadUntil("other parts than rules");
+    served.ReadUntil("read 1 rule again");
+    EXPECT_EQ(served.End().status, 0);
+}
+
+TEST(Serve, HasTheWholeHistoryAfterItWasKilled) {
+    constexpr int count = 20'000;
+    const Folder folder;
+    const std::string file = folder.Write("rows.csv", "time,n\n");
+    const std::string config =
+        SourceOf(file) +
+        "[history]\nfile = plant.db\ncommit-every = 1ms\n[checkpoint]\nfile = plant.json\n"
+        "every = 20ms\n[rule.some]\nrule = 'n[0:0] >= 0'\nat-most = 1/1s\n";
+    std::thread writer([&] {
+        std::ofstream out(file, std::ios::app);
+        for (int n = 0; n < count; ++n) {
+            out << Row(n);
+            if (n % 100 == 0) {
+                out << std::flush;
+            }
+        }
+    });
+    // Each time it is killed somewhere in what was left.
+    for (int i = 0; i < 4; ++i) {
+        Served served(folder, config);
+        served.ReadUntil("[some]");
+        served.Send(SIGKILL);
+        served.Get().Wait();
+        storage::History(folder.PathOf("plant.db")).CheckIntegrity();
+    }
+    writer.join();
+    Served served(folder,
+                  config + "[rule.last]\nrule = 'n == " + std::to_string(count - 1) + "'\n");
+    served.ReadUntil("[last]");
+    EXPECT_EQ(served.End().status, 0);
+    const storage::History stored(folder.PathOf("plant.db"));
+    stored.CheckIntegrity();
+    const storage::HistoryStream stream = stored.GetStreams().at(0);
+    ASSERT_EQ(stream.layouts.size(), 1U);
+    EXPECT_EQ(stream.layouts[0].rowCount, static_cast<std::uint64_t>(count));
+}
+
+TEST(Serve, ContinuesWithoutEventsOfWhatItHadSeen) {
+    const Folder folder;
+    const std::string file = folder.Write("rows.csv", "time,n\n" + Row(1) + Row(2));
+    const std::string config = SourceOf(file) +
+                               "[history]\nfile = plant.db\n"
+                               "[rule.all]\nrule = 'pushed()'\n";
+    {
+        Served served(folder, config);
+        served.ReadUntil("n=2");
+        EXPECT_EQ(served.End().status, 0);
+    }
+    std::ofstream(file, std::ios::app) << Row(3);
+    Served served(folder, config + "[checkpoint]\nfile = plant.json\n");
+    EXPECT_THAT(served.ReadUntil("[all]"), HasSubstr("n=3"));
+    EXPECT_EQ(served.End().status, 0);
+    // What the stream held before comes from the history.
+    const core::tessaryn::Document saved = storage::LoadDocument(folder.PathOf("plant.json"));
+    EXPECT_EQ(saved.streams->GetStream("rows").GetNumSamples(), 3);
+}
+
+TEST(Serve, PutsABadCheckpointAside) {
+    const Folder folder;
+    const std::string file = folder.Write("rows.csv", "time,n\n" + Row(1));
+    folder.Write("plant.json", "{\"Tree\": {");
+    Served served(folder, SourceOf(file) +
+                              "[checkpoint]\nfile = plant.json\n"
+                              "[rule.all]\nrule = 'pushed()'\n");
+    EXPECT_THAT(served.ReadUntil("error"), HasSubstr("the file becomes"));
+    served.ReadUntil("n=1");
+    EXPECT_EQ(served.End().status, 0);
+    EXPECT_EQ(folder.Read("plant.json.bad"), "{\"Tree\": {");
+    EXPECT_EQ(storage::LoadDocument(folder.PathOf("plant.json"))
+                  .streams->GetStream("rows")
+                  .GetNumSamples(),
+              1);
+}
+
+}  // namespace
+}  // namespace velmora::tool
