@@ -9,6 +9,11 @@
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_repository.h"
 
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/URI.h>
+
 #include <fstream>
 #include <set>
 #include <sys/stat.h>
@@ -49,6 +54,46 @@ TEST(Serve, EndsInOrderAtSigterm) {
               3U);
     const core::tessaryn::Document saved = storage::LoadDocument(folder.PathOf("plant.json"));
     EXPECT_EQ(saved.streams->GetStream("rows").GetNumSamples(), 3);
+}
+
+// What the page answers to a request.
+std::string Ask(const std::string& url, const std::string& path, const std::string& token) {
+    const Poco::URI uri(url);
+    Poco::Net::HTTPClientSession session(uri.getHost(), uri.getPort());
+    Poco::Net::HTTPRequest request("GET", path);
+    request.set("Authorization", "Bearer " + token);
+    session.sendRequest(request);
+    Poco::Net::HTTPResponse answer;
+    std::string body;
+    Poco::StreamCopier::copyToString(session.receiveResponse(answer), body);
+    return std::to_string(answer.getStatus()) + " " + body;
+}
+
+TEST(Serve, ShowsWhatItWatches) {
+    const Folder folder;
+    const std::string token = "0123456789abcdef";
+    chmod(folder.Write("token", token + "\n").c_str(), 0600);
+    const std::string file = folder.Write("rows.csv", "time,n [bar]\n" + Row(1) + Row(2));
+    const std::string config = "title = 'Cold store'\n[source.plant]\nfrom = '" + file +
+                               "'\n[page]\nlisten = 127.0.0.1:0\nmetrics = ['rows:n']\n"
+                               "token-file = '" +
+                               folder.PathOf("token") +
+                               "'\n[history]\nfile = plant.db\n"
+                               "[rule.second]\nrule = 'n == 2'\n";
+    Served served(folder, config);
+    const std::string line = served.ReadUntil("watching");
+    const std::string url = line.substr(line.find("http://"));
+    served.ReadUntil("n=2");
+    EXPECT_THAT(Ask(url, "/api/about", "guess"), testing::StartsWith("401 "));
+    const std::string about = Ask(url, "/api/about", token);
+    EXPECT_THAT(about, testing::AllOf(testing::StartsWith("200 "), HasSubstr("Cold store"),
+                                      HasSubstr("\"history\":true"), HasSubstr("n == 2")));
+    EXPECT_THAT(Ask(url, "/api/stream?path=rows", token), HasSubstr("\"unit\":\"bar\""));
+    folder.Write("plant.toml", config + "[rule.first]\nrule = 'n == 1'\n");
+    served.Send(SIGHUP);
+    served.ReadUntil("read 2 rules again");
+    EXPECT_THAT(Ask(url, "/api/about", token), HasSubstr("n == 1"));
+    EXPECT_EQ(served.End().status, 0);
 }
 
 TEST(Serve, SeesEachSampleOnceWhileRulesAreRead) {

@@ -122,6 +122,18 @@ class ConfigBuilder {
             .Text("token-file", page.tokenFile)
             .Text("credential", page.credential)
             .Texts("hosts", page.hosts)
+            .Add("metrics",
+                 [&](const ConfigValue& value) {
+                     for (const std::string& text : value.texts) {
+                         const std::size_t colon = text.find(':');
+                         if (colon == 0 || colon == std::string::npos) {
+                             throw CommandError(Quoted(text) +
+                                                " is not a stream and an entry such as "
+                                                "plant/line1:temperature");
+                         }
+                         page.metrics.emplace_back(text.substr(0, colon), text.substr(colon + 1));
+                     }
+                 })
             .Finish();
         if (!page.tokenFile.empty() && !page.credential.empty()) {
             mistakes.Add(reader.GetLine("credential"),

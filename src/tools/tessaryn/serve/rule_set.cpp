@@ -258,6 +258,15 @@ void RuleSet::Close(Action::Clock::time_point until) {
     actions.Close(until);
 }
 
+std::uint64_t RuleSet::GetEvents(const std::string& name) const {
+    for (const Count& count : GetCounts()) {
+        if (count.name == name) {
+            return count.events;
+        }
+    }
+    return 0;
+}
+
 std::vector<RuleSet::Count> RuleSet::GetCounts() const {
     const std::lock_guard lock(mutex);
     std::vector<Count> counts;

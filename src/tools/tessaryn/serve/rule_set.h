@@ -52,6 +52,9 @@ class RuleSet {
     void Close(Action::Clock::time_point until);
 
     std::vector<Count> GetCounts() const;
+    /// How often the rule of a name has made an event.
+    std::uint64_t GetEvents(const std::string& name) const;
+    delivery::DeliveryStatistics GetStatistics() const { return dispatcher.GetStatistics(); }
 
     /// Logs which rules watch no stream.
     void WarnOfIdle() const;

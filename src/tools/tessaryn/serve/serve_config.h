@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// \file
@@ -37,6 +38,8 @@ struct PageConfig {
     std::string credential;
     /// Further names by which the page may be asked for.
     std::vector<std::string> hosts;
+    /// Stream and entry of values that are metrics.
+    std::vector<std::pair<std::string, std::string>> metrics;
 };
 
 /// [history]

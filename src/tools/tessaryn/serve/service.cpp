@@ -55,7 +55,8 @@ Service::Service(std::string file, ServeConfig config)
       signalDescriptor(OpenSignals()),
       endDescriptor(eventfd(0, EFD_CLOEXEC)),
       plant(this->config, log),
-      rules(log) {
+      rules(log),
+      page(this->config, plant, rules, feeds) {
     if (endDescriptor < 0) {
         throw CommandError("cannot wait for the end of the service");
     }
@@ -65,6 +66,7 @@ Service::~Service() {
     // Where starting failed, feeds may run.
     const std::uint64_t one = 1;
     static_cast<void>(write(endDescriptor, &one, sizeof(one)));
+    page.Stop();
     feeds.clear();
     close(signalDescriptor);
     close(endDescriptor);
@@ -85,6 +87,7 @@ void Service::Start() {
     for (const SourceConfig& source : config.sources) {
         feeds.push_back(std::make_unique<FeedThread>(source, plant, log, manager, endDescriptor));
     }
+    page.Start();
     for (const auto& feed : feeds) {
         feed->Start();
     }
@@ -107,6 +110,9 @@ std::string Service::Describe() const {
     text += ") with " + Counted(config.reactions.rules.size(), "rule");
     if (!plant.GetHistoryFile().empty()) {
         text += ", history in " + plant.GetHistoryFile();
+    }
+    if (!page.GetUrl().empty()) {
+        text += ", page at " + page.GetUrl();
     }
     return text;
 }
@@ -150,6 +156,7 @@ void Service::Reload() {
     try {
         ServeConfig changed = ReadServeConfig(file);
         rules.Replace(changed.reactions);
+        page.ShowRules();
         if (config.rest != changed.rest) {
             log.Write(LogLevel::warning,
                       "other parts than rules, commands and webhooks have changed in " + file +
@@ -180,6 +187,7 @@ void Service::Stop() {
     log.Write(LogLevel::info, "ending");
     const std::uint64_t one = 1;
     static_cast<void>(write(endDescriptor, &one, sizeof(one)));
+    page.Stop();
     feeds.clear();
     rules.Close(until);
     plant.Close(std::max(std::chrono::milliseconds(0),

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "serve/feed_thread.h"
+#include "serve/page.h"
 #include "serve/plant.h"
 #include "serve/rule_set.h"
 #include "serve/serve_config.h"
@@ -20,7 +21,7 @@ namespace velmora::tool {
 
 /// One run of `tessaryn serve`, from its configuration to a signal that ends it.
 ///
-/// The order at the end: sources, rules with their actions, history, checkpoint.
+/// The order at the end: page, sources, rules with their actions, history, checkpoint.
 class Service {
   public:
     /// \param file of the configuration
@@ -53,6 +54,7 @@ class Service {
     Plant plant;
     RuleSet rules;
     std::vector<std::unique_ptr<FeedThread>> feeds;
+    Page page;
     Clock::time_point nextSave;
     /// When rules without a stream are worth a warning.
     std::optional<Clock::time_point> idleWarning;
