@@ -3,74 +3,21 @@
 
 #include "bind_streams.h"
 
-#include "column_reader.h"
+#include "bind_samples.h"
 #include "entry_value.h"
 #include "errors.h"
-#include "rule_record.h"
 #include "stream_store.h"
-#include "tessaryn/sample.h"
-#include "tessaryn/sample_time.h"
 #include "tessaryn/stream.h"
-#include "time_value.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace velmora::python {
 
-using core::tessaryn::Sample;
 using core::tessaryn::Stream;
 
 namespace {
-
-// Keeps a stream where it is while Python objects are converted into a sample of its type.
-class Pinned {
-  public:
-    explicit Pinned(StreamLink& link) : link(link), stream(link.Enter()) {}
-    Pinned(const Pinned&) = delete;
-    Pinned& operator=(const Pinned&) = delete;
-    ~Pinned() { link.Leave(); }
-    Stream& GetStream() const { return stream; }
-
-  private:
-    StreamLink& link;
-    Stream& stream;
-};
-
-void Push(const StreamHandle& self, const py::object& values, const py::object& time,
-          const py::kwargs& more) {
-    const std::optional<std::int64_t> stamp = ToOptionalMicroseconds(time);
-    const Pinned pinned(*self.GetLink());
-    Stream& stream = pinned.GetStream();
-    auto sample = std::make_unique<Sample>(stream.GetStreamType(),
-                                           stamp ? Poco::Timestamp(*stamp) : Poco::Timestamp());
-    if (!values.is_none()) {
-        SetEntries(*sample, *stream.GetStreamType(), py::dict(values));
-    }
-    SetEntries(*sample, *stream.GetStreamType(), more);
-    Unlocked([&] { stream.PushNew(sample.release()); });
-}
-
-// Time and values of a sample: what tessaryn.Sample is made of.
-py::tuple Row(const Sample& sample, const TypeRecord& record) {
-    const core::tessaryn::StreamType& type = *sample.GetStreamType();
-    py::dict values;
-    for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
-        values[ToText(type.GetEntry(id).key)] = GetEntry(sample, type, id);
-    }
-    static_cast<void>(record);
-    return py::make_tuple(FromMicroseconds(sample.GetTimeStamp().epochMicroseconds()), values);
-}
-
-py::object Latest(const StreamHandle& self) {
-    const Pinned pinned(*self.GetLink());
-    std::optional<Sample> sample;
-    Unlocked(
-        [&] { pinned.GetStream().TryGetLatest([&](const Sample& latest) { sample = latest; }); });
-    return sample ? py::object(Row(*sample, self.GetType())) : py::none();
-}
 
 py::list Texts(const std::vector<std::string>& bytes) {
     py::list texts;
@@ -108,21 +55,6 @@ void BindStream(py::module_& module) {
     stream.def("__len__", [](const StreamHandle& self) {
         return self.Use([](Stream& used) { return used.GetNumSamples(); });
     });
-    stream.def("push", &Push, py::arg("values") = py::none(), py::pos_only(), py::kw_only(),
-               py::arg("time") = py::none(),
-               "Push one sample. Entries that are not given are zero or empty.");
-    stream.def("_latest", &Latest);
-    stream.def("_columns", [](const StreamHandle& self, const py::object& since,
-                              const py::object& until, const RuleRecord* rule) {
-        return ReadColumns(self, {ToOptionalMicroseconds(since), ToOptionalMicroseconds(until),
-                                  rule == nullptr ? nullptr : &rule->GetRule()});
-    });
-    stream.def(
-        "clear",
-        [](const StreamHandle& self) {
-            self.Use([](Stream& used) { used.Clear(Stream::clearSamples); });
-        },
-        "Delete all samples. Subscribers are not notified.");
     stream.def(
         "__eq__",
         [](const StreamHandle& self, const StreamHandle& other) {
@@ -132,6 +64,7 @@ void BindStream(py::module_& module) {
     stream.def("__hash__", [](const StreamHandle& self) {
         return std::hash<const void*>()(self.GetLink().get());
     });
+    BindSamples(stream);
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 #include "bind_types.h"
 
 #include "entry_value.h"
-#include "errors.h"
-#include "missing_entry.h"
 #include "type_store.h"
 #include "unlocked.h"
 

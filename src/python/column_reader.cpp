@@ -3,148 +3,108 @@
 
 #include "column_reader.h"
 
-#include "entry_value.h"
-#include "tessaryn/field.h"
+#include "column_buffer.h"
+#include "tessaryn/sample.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/subscription_args.h"
 #include "tessaryn/subscription_rule.h"
-#include "tessaryn/visit_type.h"
 
 #include <algorithm>
 #include <limits>
-#include <string>
-#include <type_traits>
-#include <variant>
+#include <memory>
 #include <vector>
 
 namespace velmora::python {
 
-using core::tessaryn::BaseType;
-using core::tessaryn::Field;
 using core::tessaryn::Sample;
 using core::tessaryn::Stream;
-using core::tessaryn::StreamType;
 
 namespace {
 
-// The values of one entry, copied out of the samples: elements one after another.
-struct EntryValues {
-    std::string bytes;
-    std::vector<std::size_t> ends;
-    bool isUniform = true;
-};
+using Samples = std::vector<Sample*>;
 
-struct Copied {
-    std::vector<std::int64_t> times;
-    std::vector<EntryValues> entries;
-};
+std::int64_t TimeOf(const Sample* sample) {
+    return sample->GetTimeStamp().epochMicroseconds();
+}
 
-void CopyEntry(const std::vector<Sample*>& samples, const StreamType& type, unsigned short id,
-               EntryValues& out) {
-    const std::size_t expected = type.GetEntry(id).initialSize * SizeOf(type.GetType(id));
-    VisitType(type.GetType(id), [&]<class T>(std::type_identity<T>) {
-        if constexpr (!std::is_void_v<T>) {
-            const Field<T> field(type, id);
-            for (const Sample* const sample : samples) {
-                if constexpr (std::is_same_v<T, std::string>) {
-                    out.bytes += field(*sample);
-                } else {
-                    const std::size_t size = field.GetSize(*sample);
-                    for (std::size_t i = 0; i < size; ++i) {
-                        const T value = field(*sample, static_cast<unsigned int>(i));
-                        out.bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
-                    }
-                    out.isUniform = out.isUniform && size * sizeof(T) == expected;
+bool IsEarlier(const Sample* left, const Sample* right) {
+    return TimeOf(left) < TimeOf(right);
+}
+
+// Samples in the order of time, those of equal times in the order of pushing.
+class OrderedSamples {
+  public:
+    OrderedSamples(const Stream& stream, const Selection& selection)
+        : stream(stream), selection(selection) {}
+
+    /// Calls a function object with the samples, under the stream's lock.
+    template <class Visit>
+    void Use(Visit visit) {
+        const Poco::Timestamp since(
+            selection.since.value_or(std::numeric_limits<std::int64_t>::min()));
+        bool isDone = false;
+        if (selection.until) {
+            // By a search. The order of storage is that of pushing unless times are equal.
+            stream.GetBetween(since, Poco::Timestamp(*selection.until), [&](const Samples& found) {
+                Samples samples = found;
+                std::stable_sort(samples.begin(), samples.end(), IsEarlier);
+                const auto equal = [](const Sample* left, const Sample* right) {
+                    return TimeOf(left) == TimeOf(right);
+                };
+                isDone = std::adjacent_find(samples.begin(), samples.end(), equal) == samples.end();
+                if (isDone) {
+                    visit(Filtered(std::move(samples)));
                 }
-                out.ends.push_back(out.bytes.size());
-            }
+            });
         }
-    });
-}
+        if (!isDone) {
+            stream.GetSinceInPushOrder(since, [&](const Samples& found) { UseAll(found, visit); });
+        }
+    }
 
-void Select(std::vector<Sample*>& samples, const Selection& selection) {
-    if (selection.until) {
-        std::erase_if(samples, [&](const Sample* sample) {
-            return sample->GetTimeStamp().epochMicroseconds() > *selection.until;
-        });
+  private:
+    template <class Visit>
+    void UseAll(const Samples& found, Visit& visit) const {
+        const bool isSelected = !selection.until && selection.rule == nullptr;
+        if (isSelected && std::is_sorted(found.begin(), found.end(), IsEarlier)) {
+            visit(found);
+            return;
+        }
+        Samples samples = found;
+        if (selection.until) {
+            std::erase_if(samples,
+                          [&](const Sample* sample) { return TimeOf(sample) > *selection.until; });
+        }
+        std::stable_sort(samples.begin(), samples.end(), IsEarlier);
+        visit(Filtered(std::move(samples)));
     }
-    if (selection.rule != nullptr) {
-        std::erase_if(samples, [&](Sample* sample) {
-            core::tessaryn::SubscriptionArgs args{core::tessaryn::pushed, sample, nullptr};
-            return !selection.rule->Applies(args);
-        });
-    }
-    std::stable_sort(samples.begin(), samples.end(), [](const Sample* left, const Sample* right) {
-        return left->GetTimeStamp() < right->GetTimeStamp();
-    });
-}
 
-Copied Copy(Stream& stream, const Selection& selection) {
-    Copied copied;
-    const Poco::Timestamp since(selection.since.value_or(std::numeric_limits<std::int64_t>::min()));
-    stream.GetSinceInPushOrder(since, [&](const std::vector<Sample*>& found) {
-        std::vector<Sample*> samples = found;
-        Select(samples, selection);
-        for (const Sample* const sample : samples) {
-            copied.times.push_back(sample->GetTimeStamp().epochMicroseconds());
+    Samples Filtered(Samples samples) const {
+        if (selection.rule != nullptr) {
+            std::erase_if(samples, [&](Sample* sample) {
+                core::tessaryn::SubscriptionArgs args{core::tessaryn::pushed, sample, nullptr};
+                return !selection.rule->Applies(args);
+            });
         }
-        const StreamType& type = *stream.GetStreamType();
-        copied.entries.resize(type.GetNumEntries());
-        for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
-            CopyEntry(samples, type, id, copied.entries[id]);
-        }
-    });
-    return copied;
-}
+        return samples;
+    }
 
-py::array ArrayOf(BaseType type, std::string_view bytes, std::vector<py::ssize_t> shape) {
-    py::array result(py::dtype(DtypeName(type)), std::move(shape));
-    std::copy(bytes.begin(), bytes.end(), static_cast<char*>(result.mutable_data()));
-    return result;
-}
-
-py::object ColumnOf(const core::tessaryn::SampleEntry& entry, const EntryValues& values) {
-    const auto rows = static_cast<py::ssize_t>(values.ends.size());
-    if (entry.type != core::tessaryn::String && values.isUniform && entry.initialSize > 0) {
-        std::vector<py::ssize_t> shape{rows};
-        if (entry.initialSize != 1) {
-            shape.push_back(entry.initialSize);
-        }
-        return ArrayOf(entry.type, values.bytes, std::move(shape));
-    }
-    py::list items;
-    std::size_t begin = 0;
-    for (const std::size_t end : values.ends) {
-        const auto bytes = std::string_view(values.bytes).substr(begin, end - begin);
-        if (entry.type == core::tessaryn::String) {
-            items.append(ToText(bytes));
-        } else {
-            const auto count = static_cast<py::ssize_t>(bytes.size() / SizeOf(entry.type));
-            items.append(ArrayOf(entry.type, bytes, {count}));
-        }
-        begin = end;
-    }
-    const py::object column = py::module_::import("numpy").attr("empty")(rows, "object");
-    for (py::ssize_t row = 0; row < rows; ++row) {
-        column[py::int_(row)] = items[static_cast<std::size_t>(row)];
-    }
-    return column;
-}
+    const Stream& stream;
+    const Selection& selection;
+};
 
 }  // namespace
 
-py::object ReadColumns(const StreamHandle& stream, const Selection& selection) {
-    const Copied copied = stream.Use([&](Stream& used) { return Copy(used, selection); });
-    py::array times(py::dtype("M8[us]"), copied.times.size());
-    std::copy(copied.times.begin(), copied.times.end(),
-              static_cast<std::int64_t*>(times.mutable_data()));
-    py::dict columns;
-    const std::vector<core::tessaryn::SampleEntry> entries = stream.GetType().GetEntries();
-    for (std::size_t id = 0; id < entries.size(); ++id) {
-        columns[ToText(entries[id].key)] = ColumnOf(entries[id], copied.entries[id]);
-    }
-    return py::module_::import("tessaryn.columns")
-        .attr("Columns")(times, columns, stream.GetLink()->GetPath());
+py::object ReadColumns(const StreamHandle& handle, const Selection& selection) {
+    std::unique_ptr<ColumnBuffer> buffer;
+    handle.Use([&](Stream& stream) {
+        stream.AtomicExecute([&] {
+            OrderedSamples(stream, selection).Use([&](const Samples& samples) {
+                buffer = std::make_unique<ColumnBuffer>(*stream.GetStreamType(), samples);
+            });
+        });
+    });
+    return buffer->ToPython(handle.GetLink()->GetPath());
 }
 
 }  // namespace velmora::python

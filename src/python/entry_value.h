@@ -3,12 +3,11 @@
 
 #pragma once
 
+#include "entry_access.h"
 #include "pybind.h"
-#include "type_record.h"
 
-namespace velmora::core::tessaryn {
-class Sample;
-}
+#include <string>
+#include <string_view>
 
 namespace velmora::python {
 
@@ -18,25 +17,20 @@ namespace velmora::python {
 /// A number for an entry of one element, `str` or `bytes` for a `String`, else a sequence or an
 /// array of as many elements as the entry has; an entry of initial size 0 takes any number.
 /// \throws py::error_already_set TypeError, ValueError or OverflowError, naming the entry
-void SetEntry(core::tessaryn::Sample& sample, const core::tessaryn::StreamType& type,
-              unsigned short id, py::handle value);
-
-/// Sets the entries that a dictionary names.
-/// \throws PackageError EntryNotFoundError when there is no entry of a name
-void SetEntries(core::tessaryn::Sample& sample, const core::tessaryn::StreamType& type,
-                py::handle values);
+void SetEntry(core::tessaryn::Sample& sample, const EntryAccess& entry, py::handle value);
 
 /// The value of an entry: a number, `str`, or an array of one dimension where the type's entry is
 /// not of one element.
-py::object GetEntry(const core::tessaryn::Sample& sample, const core::tessaryn::StreamType& type,
-                    unsigned short id);
+py::object GetEntry(const core::tessaryn::Sample& sample, const EntryAccess& entry);
+
+/// An array of elements.
+py::array ArrayOf(core::tessaryn::BaseType type, std::string_view bytes);
+/// The dtype of elements; that of objects for `String`.
+py::dtype DtypeOf(core::tessaryn::BaseType type);
 
 /// The text of bytes that may not be UTF-8: those that are not become lone surrogates.
 py::str ToText(std::string_view bytes);
 /// The bytes of a `str`, lone surrogates turned back, or of `bytes`.
 std::string ToBytes(py::handle text);
-
-/// NumPy's name of the type of an element, such as "int8"; "object" for `String`.
-const char* DtypeName(core::tessaryn::BaseType type);
 
 }  // namespace velmora::python

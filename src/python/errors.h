@@ -34,4 +34,8 @@ class DeadReference : public std::runtime_error {
 /// Translates C++ exceptions into Python's.
 void RegisterErrors();
 
+/// Sets Python's error for the C++ exception that is being handled: for functions that Python calls
+/// without bindings.
+void SetPythonError();
+
 }  // namespace velmora::python

@@ -3,7 +3,7 @@
 
 #pragma once
 
-// What every binding includes; precompiled.
+// What every binding includes.
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>

@@ -4,20 +4,25 @@
 #pragma once
 
 #include "tessaryn/rules.h"
+#include "tessaryn/text_span.h"
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace velmora::python {
+
+/// A part of a text in characters, as Python counts, that is given in bytes. Needs the GIL.
+core::tessaryn::TextSpan InCharacters(std::string_view text, core::tessaryn::TextSpan bytes);
 
 /// What Python holds of a rule: its text and what it means.
 ///
 /// \threadsafety immutable
 class RuleRecord {
   public:
-    /// \throws RuleSyntaxException when the text is malformed
-    explicit RuleRecord(const std::string& text)
-        : text(text), rule(core::tessaryn::rules::Expression(text)) {}
+    /// \throws RuleSyntaxException when the text is malformed, and when an operator or the rule
+    /// lacks an operand, so that to ask the rule would throw. Its span is in characters.
+    explicit RuleRecord(const std::string& text);
 
     const std::string& GetText() const { return text; }
     const core::tessaryn::ISubscriptionRule& GetRule() const { return *rule; }

@@ -4,10 +4,17 @@
 #include "stream_handle.h"
 
 #include "errors.h"
+#include "tessaryn/stream.h"
 
 #include <utility>
 
 namespace velmora::python {
+
+namespace {
+
+thread_local unsigned int pinnedStreams = 0;
+
+}  // namespace
 
 StreamLink::StreamLink(Stream& stream, std::string path, std::shared_ptr<const TypeRecord> type)
     : stream(&stream), path(std::move(path)), type(std::move(type)) {}
@@ -36,5 +43,33 @@ void StreamLink::Remove() {
 
 StreamHandle::StreamHandle(std::shared_ptr<StreamStore> store, std::shared_ptr<StreamLink> link)
     : store(std::move(store)), link(std::move(link)) {}
+
+const EntryTable& StreamHandle::GetEntries(const Stream& pinned) const {
+    if (entries == nullptr) {
+        auto made = std::make_shared<const EntryTable>(*pinned.GetStreamType());
+        // Making it may have run other code.
+        if (entries == nullptr) {
+            entries = std::move(made);
+        }
+    }
+    return *entries;
+}
+
+PinnedStream::PinnedStream(const StreamHandle& handle)
+    : handle(handle), stream(handle.GetLink()->Enter()) {
+    ++pinnedStreams;
+}
+
+PinnedStream::~PinnedStream() {
+    --pinnedStreams;
+    handle.GetLink()->Leave();
+}
+
+void PinnedStream::CheckRemoval() {
+    if (pinnedStreams != 0) {
+        throw PackageError("TessarynError",
+                           "Streams cannot be removed while a value is converted for one.");
+    }
+}
 
 }  // namespace velmora::python

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "entry_table.h"
 #include "type_record.h"
 #include "unlocked.h"
 
@@ -73,6 +74,9 @@ class StreamHandle {
         return std::forward<Work>(work)(visit.stream);
     }
 
+    /// The entries of a pinned stream's type. Needs the GIL.
+    const EntryTable& GetEntries(const Stream& pinned) const;
+
     const std::shared_ptr<StreamStore>& GetStore() const { return store; }
     const std::shared_ptr<StreamLink>& GetLink() const { return link; }
     const TypeRecord& GetType() const { return *link->GetType(); }
@@ -89,6 +93,36 @@ class StreamHandle {
 
     std::shared_ptr<StreamStore> store;
     std::shared_ptr<StreamLink> link;
+    // Made when it is needed.
+    mutable std::shared_ptr<const EntryTable> entries;
+};
+
+/// Keeps a stream where it is, so that Python objects can be converted into samples of its type
+/// with the GIL held. Until its end the thread must not remove streams: see `CheckRemoval`.
+///
+/// \threadsafety external
+class PinnedStream {
+  public:
+    using Stream = core::tessaryn::Stream;
+
+    /// \throws DeadReference when the stream was removed
+    explicit PinnedStream(const StreamHandle& handle);
+    PinnedStream(const PinnedStream&) = delete;
+    PinnedStream& operator=(const PinnedStream&) = delete;
+    ~PinnedStream();
+
+    Stream& operator*() const { return stream; }
+    Stream* operator->() const { return &stream; }
+    const EntryTable& GetEntries() const { return handle.GetEntries(stream); }
+
+    /// To be called before streams are removed.
+    /// \throws PackageError TessarynError when the calling thread has a stream pinned: it converts
+    /// an object whose conversion removes streams, and would wait for itself
+    static void CheckRemoval();
+
+  private:
+    const StreamHandle& handle;
+    Stream& stream;
 };
 
 }  // namespace velmora::python

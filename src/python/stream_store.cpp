@@ -70,6 +70,7 @@ std::vector<std::string> StreamStore::GetPaths() const {
 }
 
 bool StreamStore::Remove(const std::string& path) {
+    PinnedStream::CheckRemoval();
     const std::lock_guard lock(guard);
     CheckOpen();
     if (const Stream* const stream = repository->GetStreamPtr(path)) {
@@ -83,12 +84,14 @@ bool StreamStore::Remove(const std::string& path) {
 }
 
 void StreamStore::Clear() {
+    PinnedStream::CheckRemoval();
     const std::lock_guard lock(guard);
     CheckOpen();
     RemoveAll();
 }
 
 void StreamStore::Close() {
+    PinnedStream::CheckRemoval();
     const std::lock_guard lock(guard);
     isClosed = true;
     RemoveAll();

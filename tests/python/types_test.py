@@ -14,7 +14,7 @@ TANK = StreamType("Tank", "1.2.0", level=("Double", 1), valves=("Bool", 4), name
 def test_a_type_tells_what_it_was_made_of():
     assert TANK.name == "Tank"
     assert TANK.version == "1.2.0"
-    assert TANK.entries == {"level": ("Double", 1), "valves": ("Bool", 4), "name": ("String", 1)}
+    assert TANK.entries == {"level": ("Double", 1), "valves": ("Bool", 4), "name": ("String", 0)}
     assert "level" in TANK and "colour" not in TANK
     assert len(TANK) == 3
     assert eval(repr(TANK), {"StreamType": StreamType}) == TANK
@@ -66,7 +66,7 @@ def test_a_dataframe_gives_the_entries():
     assert StreamType.from_dataframe(frame, "Row").entries == {
         "x": ("Double", 1),
         "n": ("Int64", 1),
-        "s": ("String", 1),
+        "s": ("String", 0),
     }
 
 

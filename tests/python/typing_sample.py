@@ -27,3 +27,12 @@ columns: tessaryn.Columns = line.where("level > 3", since="2024-01-01T00:00:00Z"
 levels: npt.NDArray[np.float64] = columns["level"]
 times: npt.NDArray[np.datetime64] = columns.time
 paths: list[str] = list(streams)
+row = np.zeros(3, [("level", "f8")])
+line.push_many(row, time=["2024-01-01", "2024-01-02", "2024-01-03"])
+line.push_many({"level": [1.0, 2.0]}, time=np.datetime64("2024-01-01"))
+line.change_latest(level=5.0, notify=False)
+popped: tessaryn.Sample = line.pop_latest()
+rule: tessaryn.Rule = ~(tessaryn.Rule("level > 3") & tessaryn.Rule("level < 9"))
+holds: bool = rule.matches(popped)
+findings: list[tessaryn.Finding] = tessaryn.check(rule, tank)
+recent: int = line.last("60s").rows

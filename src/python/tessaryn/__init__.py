@@ -26,6 +26,7 @@ from .errors import (
     VersionNotFoundError,
 )
 from .repositories import StreamRepository, TypeRepository, TypeVersions
+from .rules import Finding, check
 from .sample import Sample
 from .stream import Stream
 
@@ -33,6 +34,7 @@ __all__ = [
     "Columns",
     "EmptyStreamError",
     "EntryNotFoundError",
+    "Finding",
     "PathNotFoundError",
     "Rule",
     "RuleSyntaxError",
@@ -45,5 +47,6 @@ __all__ = [
     "TypeVersions",
     "VersionNotFoundError",
     "__version__",
+    "check",
     "errors",
 ]

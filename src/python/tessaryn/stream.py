@@ -5,16 +5,22 @@
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Union
+from collections.abc import Mapping
+from typing import TYPE_CHECKING, Any, Union
+
+import numpy as np
+import numpy.typing as npt
 
 from . import _native
 from ._native import Rule, StreamType
-from ._tables import Span, Time, microseconds, span_microseconds
+from ._tables import Span, Time, Times, rows_of
 from .columns import Columns
 from .errors import EmptyStreamError
 from .sample import Sample
 
 if TYPE_CHECKING:
+    import pandas as pd  # type: ignore[import]
+
     from .repositories import StreamRepository
 
 RuleLike = Union[Rule, str]
@@ -49,12 +55,52 @@ class Stream(_native.StreamHandle):
         """The newest sample, which is the one that was pushed last."""
         latest = self._latest()
         if latest is None:
-            raise EmptyStreamError(f"The stream {self.path!r} has no sample.")
+            raise self._empty()
         return Sample(self.type, *latest)
+
+    def push_many(
+        self,
+        data: pd.DataFrame | Mapping[str, Any] | npt.NDArray[np.void],
+        *,
+        time: Times | None = None,
+    ) -> None:
+        """Push rows that come as columns: a DataFrame, a mapping of arrays, a structured array, or
+        the columns of another stream. Other threads see all of them or none.
+
+        Each column is an entry. The times are those that are given, or the column that ``time``
+        names; else the index of a DataFrame if it holds times, a column "time", or the only column
+        of times that is no entry. Without any of them all rows are stamped now.
+        """
+        self._push_columns(*rows_of(self.type.entries, data, time))
+
+    def change_latest(
+        self,
+        values: Mapping[str, Any] | None = None,
+        /,
+        *,
+        time: Time | None = None,
+        notify: bool = True,
+        **entries: Any,
+    ) -> None:
+        """Set entries of the newest sample; the others stay. Like a push this stamps the sample
+        with the time of the call, unless one is given. Subscribers are notified if ``notify``."""
+        if not self._change_latest({**(values or {}), **entries}, time, notify):
+            raise self._empty()
+
+    def pop_latest(self) -> Sample:
+        """Remove the newest sample."""
+        popped = self._pop_latest()
+        if popped is None:
+            raise self._empty()
+        return Sample(self.type, *popped)
 
     def all(self) -> Columns:
         """All samples."""
         return self._columns(None, None, None)
+
+    def last(self, span: Span, *, until: Time | None = None) -> Columns:
+        """The samples of the last ``span`` of time, such as "60s", before now or before a time."""
+        return self._last(span, until)
 
     def between(self, since: Time | None, until: Time | None) -> Columns:
         """The samples from one time to another, both included; None is no limit."""
@@ -65,6 +111,9 @@ class Stream(_native.StreamHandle):
     ) -> Columns:
         """The samples for which a rule holds, as if each were pushed."""
         return self._columns(since, until, rule if isinstance(rule, Rule) else Rule(rule))
+
+    def _empty(self) -> EmptyStreamError:
+        return EmptyStreamError(f"The stream {self.path!r} has no sample.")
 
     def __bool__(self) -> bool:
         # An empty stream is not the absence of one.
