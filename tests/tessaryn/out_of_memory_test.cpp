@@ -156,6 +156,8 @@ const Operation operations[] = {
      [](Host& h) {
          std::istringstream in(h.bytes + h.bytes);
          h.stream->PushNew(in, nullptr);
+         // One of another size.
+         h.stream->PushNew([](Sample&) {});
          h.stream->DeserializeLatest(in, nullptr);
      }},
     {"push where samples of other sizes are overwritten", addsSome,
@@ -181,6 +183,9 @@ const Operation operations[] = {
     {"change, pop, and clear in hand", addsSome,
      [](Host& h) {
          h.stream->ChangeLatest(fill, true);
+         h.stream->PushNew([](Sample&) {});
+         // To another size than the notification before was of.
+         h.stream->ChangeLatest(fill, false);
          h.stream->PopLatest();
          Sample copy(h.type, Poco::Timestamp(6));
          h.stream->TryPopLatest(&copy);

@@ -4,7 +4,9 @@
 #include "support/allocation_probe.h"
 #include "support/ring_model.h"
 #include "support/thrown.h"
+#include "tessaryn/rules.h"
 #include "tessaryn/sample_time.h"
+#include "tessaryn/scoped_subscription.h"
 
 #include <gtest/gtest.h>
 
@@ -145,6 +147,46 @@ TEST(StreamPushes, AllocateForTheirSamplesOnly) {
     // In the memory of the one that it has overwritten.
     stream.PushNew(fill);
     EXPECT_EQ(AllocationProbe::Count(), 4 + 3);
+}
+
+TEST(StreamPushes, NotifyInTheMemoryOfTheNotificationBefore) {
+    TestType layout{{"id", Int32, 1}, {"label", String, 2}};
+    Stream stream(&layout.type, 2);
+    std::string labels;
+    const ScopedSubscription subscription(stream, rules::Always(), [&](SubscriptionArgs& args) {
+        labels += args.sample->GetString(1) + ' ';
+        switch (args.sample->GetInt32(0, 0)) {
+            case 1:
+                args.sample->Set(1, "of another length");
+                break;
+            case 2:
+                args.sample->Set(1, "zz");
+                break;
+            case 3:
+                static_cast<void>(Sample(std::move(*args.sample)));
+                break;
+            default:
+                break;
+        }
+    });
+    const auto push = [&](int id, const char* label) {
+        stream.PushNew([&](Sample& sample) {
+            sample.Set(0, 0, id);
+            sample.Set(1, label);
+        });
+    };
+    push(1, "aa");
+    push(2, "bb");
+    push(3, "cc");
+    push(0, "dd");
+    push(0, "ee");
+    EXPECT_EQ(labels, "aa bb cc dd ee ");
+    labels.clear();
+    labels.reserve(100);
+    const std::function<void(Sample&)> fill = [](Sample& sample) { sample.Set(0, 0, 0); };
+    const AllocationProbe probe;
+    stream.PushNew(fill);
+    EXPECT_EQ(AllocationProbe::Count(), 0);
 }
 
 TEST(StreamPushes, BeginWithANewSampleInWhateverMemory) {

@@ -56,6 +56,22 @@ class SampleAccess {
         sample.stampMark = nullptr;
         return true;
     }
+    /// Makes a sample a copy of another one, in its own memory.
+    /// \return false, and the sample is as it was, where the other one has another size
+    static bool Overwrite(Sample& sample, const Sample& other) {
+        const std::uint32_t total = other.TotalSize();
+        if (other.numOffsets == 0 || sample.numOffsets != other.numOffsets ||
+            sample.TotalSize() != total) {
+            return false;
+        }
+        std::memcpy(sample.data.get(), other.data.get(), total);
+        std::memcpy(sample.offsets.get(), other.offsets.get(),
+                    std::size_t{other.numOffsets} * sizeof(unsigned int));
+        sample.streamType = other.streamType;
+        sample.timestamp = other.timestamp;
+        return true;
+    }
+    static std::size_t TotalSize(const Sample& sample) { return sample.TotalSize(); }
     /// Before a sample is renewed or deleted that was not used for long.
     static void Prefetch(const Sample& sample) {
         __builtin_prefetch(sample.data.get());

@@ -29,6 +29,8 @@ constexpr std::size_t minIndexed = 24;
 constexpr std::size_t minKeyed = 3;
 // So many new ones are asked one by one before they are indexed.
 constexpr std::size_t maxNotIndexed = 16;
+// A larger copy is not kept for the next notification.
+constexpr std::size_t maxSpareSize = 1024;
 
 }  // namespace
 
@@ -70,7 +72,7 @@ class SubscriberList::Traversal {
 class SubscriberList::Notification {
   public:
     Notification(StreamChangeType type, const Sample& stored, void* sender, void* stream,
-                 const SubscriberList& list)
+                 SubscriberList& list)
         // Only pure rules see the stored sample through the record.
         : stored(stored),
           args{type, const_cast<Sample*>(&stored), sender},
@@ -79,6 +81,13 @@ class SubscriberList::Notification {
           number(list.notifications) {
         if (!IsExactSample(stored)) {
             PrepareForHost();
+        }
+    }
+    Notification(const Notification&) = delete;
+    Notification& operator=(const Notification&) = delete;
+    ~Notification() {
+        if (copy && SampleAccess::TotalSize(*copy) <= maxSpareSize) {
+            list.spareCopy = std::move(copy);
         }
     }
 
@@ -164,7 +173,13 @@ class SubscriberList::Notification {
 
     void PrepareForHost() {
         if (!copy) {
-            args.sample = &copy.emplace(stored);
+            copy = std::move(list.spareCopy);
+            if (!copy) {
+                copy = std::make_unique<Sample>(stored);
+            } else if (!SampleAccess::Overwrite(*copy, stored)) {
+                *copy = stored;
+            }
+            args.sample = copy.get();
         }
         isViewed = false;
         boundView = nullptr;
@@ -173,14 +188,15 @@ class SubscriberList::Notification {
 
     const Sample& stored;
     SubscriptionArgs args;
-    const SubscriberList& list;
+    SubscriberList& list;
     void* stream;
     unsigned long long number;
     // Since the host's code has run last.
     bool isViewed = false;
     const SampleView* boundView = nullptr;
     std::optional<SampleView> view;
-    std::optional<Sample> copy;
+    // In memory that the notification before has left.
+    std::unique_ptr<Sample> copy;
     // Of the sample that is viewed.
     EntryKeys keys;
 };

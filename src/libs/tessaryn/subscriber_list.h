@@ -103,6 +103,8 @@ class SubscriberList {
     // Of the rules of most subscribers, once there are many; else null.
     std::unique_ptr<RuleIndex> index;
     std::unique_ptr<RuleSelection> spareSelection;
+    // Of a sample, for the next notification that is not inside another.
+    std::unique_ptr<Sample> spareCopy;
     // The subscriptions of the subscribers that are not removed, in order of subscribing.
     Subscriptions subscriptions;
     // Subscriptions that were removed since the outermost traversal began; else empty.
