@@ -1,6 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
+#include "bind_delivery.h"
 #include "bind_rules.h"
 #include "bind_streams.h"
 #include "bind_types.h"
@@ -14,4 +15,5 @@ PYBIND11_MODULE(_native, module) {
     velmora::python::BindTypes(module);
     velmora::python::BindStreams(module);
     velmora::python::BindRules(module);
+    velmora::python::BindDelivery(module);
 }

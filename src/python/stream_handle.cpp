@@ -6,6 +6,7 @@
 #include "errors.h"
 #include "tessaryn/stream.h"
 
+#include <stdexcept>
 #include <utility>
 
 namespace velmora::python {
@@ -20,8 +21,9 @@ StreamLink::StreamLink(Stream& stream, std::string path, std::shared_ptr<const T
     : stream(&stream), path(std::move(path)), type(std::move(type)) {}
 
 StreamLink::Stream& StreamLink::Enter() {
-    if ((uses.fetch_add(1, std::memory_order_acquire) & removed) != 0) {
+    if ((uses.fetch_add(1, std::memory_order_acquire) & refused) != 0) {
         Leave();
+        CheckNotAbandoned();
         throw DeadReference("The stream '" + path + "' is no longer in its repository.");
     }
     return *stream;
@@ -34,10 +36,23 @@ void StreamLink::Leave() {
 }
 
 void StreamLink::Remove() {
+    CheckNotAbandoned();
     std::uint32_t present = uses.fetch_or(removed, std::memory_order_acquire) | removed;
     while (present != removed) {
         uses.wait(present, std::memory_order_acquire);
         present = uses.load(std::memory_order_acquire);
+    }
+}
+
+void StreamLink::Abandon() {
+    uses.fetch_or(abandoned, std::memory_order_relaxed);
+}
+
+void StreamLink::CheckNotAbandoned() const {
+    if ((uses.load(std::memory_order_relaxed) & abandoned) != 0) {
+        throw std::runtime_error("The stream '" + path +
+                                 "' had subscriptions when the process was forked, so that this "
+                                 "process cannot use it.");
     }
 }
 

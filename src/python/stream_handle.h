@@ -38,16 +38,24 @@ class StreamLink {
     /// Ends a use.
     void Leave();
     /// Refuses uses from now on, and waits for those under way. Call it without the GIL.
+    /// \throws std::runtime_error after `Abandon`
     void Remove();
+    /// In the child of a fork, where a lock of the stream may be held for ever: refuses uses, and
+    /// the removal, from now on.
+    void Abandon();
+    /// \throws std::runtime_error after `Abandon`
+    void CheckNotAbandoned() const;
 
-    bool IsAlive() const { return (uses.load(std::memory_order_relaxed) & removed) == 0; }
+    bool IsAlive() const { return (uses.load(std::memory_order_relaxed) & refused) == 0; }
     const std::string& GetPath() const { return path; }
     const std::shared_ptr<const TypeRecord>& GetType() const { return type; }
 
   private:
     static constexpr std::uint32_t removed = 0x80000000U;
+    static constexpr std::uint32_t abandoned = 0x40000000U;
+    static constexpr std::uint32_t refused = removed | abandoned;
 
-    // The number of uses, and the flag.
+    // The number of uses, and the flags.
     std::atomic<std::uint32_t> uses{0};
     Stream* stream;
     std::string path;
@@ -70,6 +78,11 @@ class StreamHandle {
     template <class Work>
     auto Use(Work&& work) const {
         const GilRelease release;
+        return UseUnlocked(std::forward<Work>(work));
+    }
+    /// As `Use`, for a thread that does not hold the GIL.
+    template <class Work>
+    auto UseUnlocked(Work&& work) const {
         const Visit visit(*link);
         return std::forward<Work>(work)(visit.stream);
     }

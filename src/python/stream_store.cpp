@@ -78,7 +78,9 @@ bool StreamStore::Remove(const std::string& path) {
     } else if (path.empty()) {
         return false;
     } else if (const StreamGroup* const group = repository->GetGroupPtr(path)) {
-        RemoveLinks(*group);
+        VisitLinks(*group, [](StreamLink& link) { link.CheckNotAbandoned(); });
+        VisitLinks(*group, [](StreamLink& link) { link.Remove(); });
+        std::erase_if(links, [](const auto& link) { return !link.second->IsAlive(); });
     }
     return repository->Remove(path);
 }
@@ -93,8 +95,8 @@ void StreamStore::Clear() {
 void StreamStore::Close() {
     PinnedStream::CheckRemoval();
     const std::lock_guard lock(guard);
-    isClosed = true;
     RemoveAll();
+    isClosed = true;
 }
 
 bool StreamStore::IsClosed() const {
@@ -110,6 +112,9 @@ void StreamStore::CheckOpen() const {
 
 void StreamStore::RemoveAll() {
     for (const auto& [stream, link] : links) {
+        link->CheckNotAbandoned();
+    }
+    for (const auto& [stream, link] : links) {
         link->Remove();
     }
     links.clear();
@@ -124,13 +129,17 @@ void StreamStore::RemoveLink(const Stream* stream) {
     }
 }
 
-void StreamStore::RemoveLinks(const StreamGroup& group) {
+template <class Visit>
+void StreamStore::VisitLinks(const StreamGroup& group, Visit visit) const {
     std::vector<const StreamGroup*> open{&group};
     while (!open.empty()) {
         const StreamGroup* const next = open.back();
         open.pop_back();
         for (const Stream* const stream : next->GetAllItemPtrs()) {
-            RemoveLink(stream);
+            const auto found = links.find(stream);
+            if (found != links.end()) {
+                visit(*found->second);
+            }
         }
         for (const StreamGroup* const below : next->GetAllGroupPtrs()) {
             open.push_back(below);

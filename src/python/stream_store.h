@@ -73,7 +73,8 @@ class StreamStore {
 
     void CheckOpen() const;
     std::shared_ptr<StreamLink> LinkOf(const std::string& path, Stream& stream);
-    void RemoveLinks(const core::tessaryn::StreamGroup& group);
+    template <class Visit>
+    void VisitLinks(const core::tessaryn::StreamGroup& group, Visit visit) const;
     void RemoveLink(const Stream* stream);
     void RemoveAll();
 

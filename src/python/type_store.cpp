@@ -150,6 +150,10 @@ bool TypeStore::Remove(const std::string& path, const std::optional<Version>& ve
 }
 
 void TypeStore::CheckUnused(const std::string& path, StreamType* type) const {
+    if (pinned.count(type) != 0) {
+        throw std::invalid_argument("Version " + type->GetVersion().ToString() + " of '" + path +
+                                    "' cannot be removed: a subscription uses it.");
+    }
     for (const std::weak_ptr<StreamRepository>& user : users) {
         const std::shared_ptr<StreamRepository> streams = user.lock();
         if (streams != nullptr && streams->IsStreamTypeInUse(type)) {
@@ -157,6 +161,16 @@ void TypeStore::CheckUnused(const std::string& path, StreamType* type) const {
                                         path + "' cannot be removed: a stream uses it.");
         }
     }
+}
+
+void TypeStore::Pin(const StreamType& type) {
+    const std::lock_guard lock(guard);
+    pinned.insert(&type);
+}
+
+void TypeStore::Unpin(const StreamType& type) {
+    const std::lock_guard lock(guard);
+    pinned.erase(pinned.find(&type));
 }
 
 void TypeStore::Attach(std::weak_ptr<StreamRepository> streams) {

@@ -9,8 +9,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace velmora::core::tessaryn {
@@ -65,6 +67,10 @@ class TypeStore {
     /// Notes a repository whose streams use these types.
     void Attach(std::weak_ptr<StreamRepository> streams);
 
+    /// Keeps a type from being removed, until as many calls of `Unpin`.
+    void Pin(const StreamType& type);
+    void Unpin(const StreamType& type);
+
     /// Calls a function object with the repository, while no other thread changes it here.
     template <class Work>
     auto Use(Work work) const {
@@ -87,6 +93,25 @@ class TypeStore {
     std::unique_ptr<core::tessaryn::StreamTypeRepository> repository;
     std::vector<std::weak_ptr<StreamRepository>> users;
     mutable Records records;
+    std::multiset<const StreamType*> pinned;
+};
+
+/// Keeps a type in its repository.
+///
+/// \threadsafety external
+class TypePin {
+  public:
+    TypePin(std::shared_ptr<TypeStore> store, const core::tessaryn::StreamType& type)
+        : store(std::move(store)), type(&type) {
+        this->store->Pin(type);
+    }
+    TypePin(const TypePin&) = delete;
+    TypePin& operator=(const TypePin&) = delete;
+    ~TypePin() { store->Unpin(*type); }
+
+  private:
+    std::shared_ptr<TypeStore> store;
+    const core::tessaryn::StreamType* type;
 };
 
 }  // namespace velmora::python

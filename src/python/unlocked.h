@@ -5,6 +5,7 @@
 
 #include "pybind.h"
 
+#include <unistd.h>
 #include <utility>
 
 namespace velmora::python {
@@ -18,7 +19,17 @@ class GilRelease {
     GilRelease() : state(PyEval_SaveThread()) {}
     GilRelease(const GilRelease&) = delete;
     GilRelease& operator=(const GilRelease&) = delete;
-    ~GilRelease() { PyEval_RestoreThread(state); }
+    ~GilRelease() {
+        try {
+            PyEval_RestoreThread(state);
+        } catch (...) {
+            // The interpreter has ended, and ends this thread by an unwinding that would run the
+            // destructors of Python objects. It sleeps instead, until the process ends.
+            for (;;) {
+                ::pause();
+            }
+        }
+    }
 
   private:
     PyThreadState* state;

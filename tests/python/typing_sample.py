@@ -4,6 +4,7 @@
 """A program that mypy reads: the types of what the package gives are the expected ones."""
 
 import datetime
+from typing import Optional
 
 import numpy as np
 import numpy.typing as npt
@@ -36,3 +37,17 @@ rule: tessaryn.Rule = ~(tessaryn.Rule("level > 3") & tessaryn.Rule("level < 9"))
 holds: bool = rule.matches(popped)
 findings: list[tessaryn.Finding] = tessaryn.check(rule, tank)
 recent: int = line.last("60s").rows
+
+with line.subscribe("level > 3", conditions=tessaryn.deadband("level", 0.5)) as changes:
+    for change in changes:
+        kind: str = change.kind
+        sample: tessaryn.Sample = change.sample
+    next_one: Optional[tessaryn.Change] = changes.get(timeout="100ms")
+    counts: tessaryn.Statistics = changes.statistics
+line.subscribe(callback=lambda change: print(change.sample), policy="keep_latest")
+
+
+async def watch() -> None:
+    async with line.subscribe(timeout=1.5) as task_changes:
+        async for change in task_changes:
+            dropped: int = change.dropped

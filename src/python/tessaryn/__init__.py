@@ -17,6 +17,17 @@ Times without a zone are UTC.
 from . import errors as errors
 from ._native import Rule, StreamType, __version__
 from .columns import Columns
+from .conditions import (
+    Condition,
+    deadband,
+    every_nth,
+    falling,
+    held_for,
+    hysteresis,
+    min_interval,
+    on_change,
+    rising,
+)
 from .errors import (
     EmptyStreamError,
     EntryNotFoundError,
@@ -29,9 +40,12 @@ from .repositories import StreamRepository, TypeRepository, TypeVersions
 from .rules import Finding, check
 from .sample import Sample
 from .stream import Stream
+from .subscription import Change, Statistics, Subscription
 
 __all__ = [
+    "Change",
     "Columns",
+    "Condition",
     "EmptyStreamError",
     "EntryNotFoundError",
     "Finding",
@@ -39,14 +53,24 @@ __all__ = [
     "Rule",
     "RuleSyntaxError",
     "Sample",
+    "Statistics",
     "Stream",
     "StreamRepository",
     "StreamType",
+    "Subscription",
     "TessarynError",
     "TypeRepository",
     "TypeVersions",
     "VersionNotFoundError",
     "__version__",
     "check",
+    "deadband",
     "errors",
+    "every_nth",
+    "falling",
+    "held_for",
+    "hysteresis",
+    "min_interval",
+    "on_change",
+    "rising",
 ]

@@ -5,18 +5,19 @@
 
 from __future__ import annotations
 
-from collections.abc import Mapping
+from collections.abc import Callable, Mapping
 from typing import TYPE_CHECKING, Any, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _native
-from ._native import Rule, StreamType
+from ._native import Condition, Rule, StreamType
 from ._tables import Span, Time, Times, rows_of
 from .columns import Columns
 from .errors import EmptyStreamError
 from .sample import Sample
+from .subscription import Change, Policy, Subscription, Timeout
 
 if TYPE_CHECKING:
     import pandas as pd  # type: ignore[import]
@@ -114,6 +115,44 @@ class Stream(_native.StreamHandle):
 
     def _empty(self) -> EmptyStreamError:
         return EmptyStreamError(f"The stream {self.path!r} has no sample.")
+    def subscribe(
+        self,
+        rule: RuleLike | None = None,
+        callback: Callable[[Change], object] | None = None,
+        *,
+        history: bool = False,
+        capacity: int = 1024,
+        policy: Policy = "drop_oldest",
+        max_wait: Span = "100ms",
+        conditions: Condition | None = None,
+        timeout: Timeout = None,
+    ) -> Subscription:
+        """Changes of this stream, now and later, for which a rule holds.
+
+            with stream.subscribe("level > 3") as changes:
+                for change in changes:
+                    print(change.sample["level"])
+
+        With a callback, that is called for each on a thread of its own. No code of Python runs
+        where a sample is pushed, and none while the stream is locked.
+
+        history hands over first what the stream holds. At most capacity changes wait; what happens
+        then is the policy: "drop_oldest", "drop_newest", "keep_latest" (one waits, whatever the
+        capacity), or "wait": the pusher waits up to max_wait with the stream locked, then its own
+        change is dropped. With a timeout, seconds or a length of time, an iteration ends when no
+        change comes for so long; it can be continued.
+        """
+        return Subscription(
+            self,
+            Rule(rule) if isinstance(rule, str) else rule,
+            callback,
+            history=history,
+            capacity=capacity,
+            policy=policy,
+            max_wait=max_wait,
+            conditions=conditions,
+            timeout=timeout,
+        )
 
     def __bool__(self) -> bool:
         # An empty stream is not the absence of one.
