@@ -198,6 +198,8 @@ class Subscription:
     async def _take_async(self, timeout: int | None) -> Change | None:
         loop = asyncio.get_running_loop()
         until = None if timeout is None else loop.time() + timeout / 1e6
+        # Other tasks have their turn, however fast the changes come.
+        await asyncio.sleep(0)
         while True:
             change = _take(self._delivery, self._type, 0)
             if change is not None or self.has_ended:
