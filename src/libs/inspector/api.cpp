@@ -3,9 +3,13 @@
 
 #include "inspector/api.h"
 
+#include "inspector/chart.h"
+#include "inspector/metrics.h"
 #include "inspector/page_files.h"
 #include "inspector/request_error.h"
 #include "inspector/sample_json.h"
+#include "inspector/sample_list.h"
+#include "storage/history_exception.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 
@@ -59,8 +63,20 @@ const Api::Route* Api::FindRoute(const std::string& path) {
          [](Api& api, const Request& r) { return FindStreams(api.model, r); }},
         {"/api/types", false, [](Api& api, const Request& r) { return ListTypes(api.model, r); }},
         {"/api/stream", false,
-         [](Api& api, const Request& r) { return DescribeStream(api.model, r); }},
+         [](Api& api, const Request& r) { return DescribeStream(api.model, api.pushes, r); }},
         {"/api/newest", false, [](Api& api, const Request& r) { return ListNewest(api.model, r); }},
+        {"/api/samples", false,
+         [](Api& api, const Request& r) { return ListSamples(api.model, r); }},
+        {"/api/chart", false, [](Api& api, const Request& r) { return DrawChart(api.model, r); }},
+        {"/api/check", false,
+         [](Api& api, const Request& r) { return CheckClientRule(api.model, r); }},
+        {"/api/events", false, [](Api& api, const Request& r) { return api.events->Watch(r); }},
+        {"/samples.csv", false,
+         [](Api& api, const Request& r) { return DownloadSamples(api.model, r); }},
+        {"/metrics", false,
+         [](Api& api, const Request&) {
+             return WriteMetrics(api.model, api.host, api.pushes, *api.events);
+         }},
     });
     const auto found = std::find_if(routes.begin(), routes.end(),
                                     [&](const Route& route) { return route.path == path; });
@@ -73,7 +89,18 @@ Api::Api(core::tessaryn::StreamRepository& streams, core::tessaryn::StreamTypeRe
       host(host),
       access(options),
       index(streams),
-      model{streams, types, options, index} {}
+      model{streams, types, options, index},
+      pushes(model) {}
+
+void Api::Start() {
+    events = std::make_unique<EventHub>(model);
+    pushes.Update();
+}
+
+void Api::Stop() {
+    events.reset();
+    pushes.Clear();
+}
 
 Answer Api::Handle(const Request& request) {
     access.CheckOrigin(request);
@@ -97,7 +124,11 @@ Answer Api::Handle(const Request& request) {
     if (!route->isOpen && !access.IsAllowed(request)) {
         throw RequestError(401, "The token is missing or wrong.");
     }
-    return route->answer(*this, request);
+    try {
+        return route->answer(*this, request);
+    } catch (const storage::HistoryException& error) {
+        throw RequestError(503, error.what());
+    }
 }
 
 Answer Api::DescribeHost(const Request&) {

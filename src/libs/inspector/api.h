@@ -5,14 +5,17 @@
 
 #include "inspector/access.h"
 #include "inspector/answer.h"
+#include "inspector/event_hub.h"
 #include "inspector/host_metrics.h"
 #include "inspector/inspector_options.h"
+#include "inspector/push_counts.h"
 #include "inspector/request.h"
 #include "inspector/stream_index.h"
 #include "inspector/stream_info.h"
 
 #include <Poco/Timestamp.h>
 
+#include <memory>
 #include <string>
 
 namespace velmora::core::tessaryn {
@@ -31,7 +34,10 @@ class Api {
     Api(core::tessaryn::StreamRepository& streams, core::tessaryn::StreamTypeRepository& types,
         const InspectorOptions& options, const HostMetrics& host);
 
-    /// \throws RequestError
+    /// Begins and ends to follow the streams.
+    void Start();
+    void Stop();
+    /// \throws RequestError, storage::HistoryException
     Answer Handle(const Request& request);
 
   private:
@@ -45,6 +51,8 @@ class Api {
     Access access;
     StreamIndex index;
     Model model;
+    PushCounts pushes;
+    std::unique_ptr<EventHub> events;
     Poco::Timestamp started;
 };
 

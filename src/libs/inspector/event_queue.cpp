@@ -19,14 +19,20 @@ void AppendEvent(std::string& out, std::string_view name, std::string_view data)
 
 EventQueue::~EventQueue() = default;
 
-void EventQueue::Push(std::string_view name, std::string_view data) {
+void EventQueue::Push(std::string_view name, std::string_view data, bool isNeeded) {
     const Lock lock(mutex);
-    if (waiting.size() + data.size() > maxBytes) {
+    lastSize = data.size();
+    if (waiting.size() + data.size() > maxBytes && !isNeeded) {
         ++lost;
         return;
     }
     AppendLost();
     AppendEvent(waiting, name, data);
+}
+
+bool EventQueue::IsFull() {
+    const Lock lock(mutex);
+    return waiting.size() + lastSize > maxBytes;
 }
 
 void EventQueue::AddLost(std::uint64_t count) {

@@ -24,7 +24,10 @@ class EventQueue {
 
     /// \param name of the event
     /// \param data JSON, without line feeds
-    void Push(std::string_view name, std::string_view data);
+    /// \param isNeeded whether it is sent even where there is no room
+    void Push(std::string_view name, std::string_view data, bool isNeeded = false);
+    /// Whether there is no room for an event such as the last one.
+    bool IsFull();
     /// Counts changes that were lost before they came here.
     void AddLost(std::uint64_t count);
     /// What is to be sent; the client learns first how much was lost before.
@@ -38,6 +41,7 @@ class EventQueue {
     // Guarded by the mutex.
     std::string waiting;
     std::uint64_t lost = 0;
+    std::size_t lastSize = 0;
 };
 
 }  // namespace velmora::inspector

@@ -3,6 +3,7 @@
 
 #include "inspector/host_metrics.h"
 
+#include <algorithm>
 #include <prometheus/check_names.h>
 #include <stdexcept>
 #include <utility>
@@ -53,8 +54,14 @@ void HostMetrics::AddValue(const std::string& name, const std::string& help, boo
         name.ends_with("_total") != isCounter) {
         throw std::invalid_argument("The metric cannot be named '" + name + "'.");
     }
+    if (help.empty()) {
+        throw std::invalid_argument("The metric '" + name + "' needs a help text.");
+    }
+    std::string line = help;
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\n' || c == '\\'; }, ' ');
     const Lock lock(mutex);
-    values[name] = {help, isCounter, std::move(value)};
+    values[name] = {std::move(line), isCounter, std::move(value)};
 }
 
 std::vector<HostMetrics::Rule> HostMetrics::GetRules() const {

@@ -29,8 +29,13 @@ class Inspector::Implementation {
         }
     }
 
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+    ~Implementation() { Stop(); }
+
     void Start() {
         if (!server) {
+            api.Start();
             server = std::make_unique<Server>(
                 Poco::Net::SocketAddress(Poco::Net::IPAddress(options.address), options.port),
                 options.limits, options.workers,
@@ -41,6 +46,7 @@ class Inspector::Implementation {
 
     void Stop() {
         server.reset();
+        api.Stop();
         port = 0;
     }
 

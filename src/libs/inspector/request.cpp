@@ -32,6 +32,11 @@ std::string Decode(std::string_view text) {
 
 }  // namespace
 
+bool Request::Has(std::string_view name) const {
+    return std::any_of(parameters.begin(), parameters.end(),
+                       [&](const auto& parameter) { return parameter.first == name; });
+}
+
 std::string_view Request::Get(std::string_view name) const {
     const auto found = std::find_if(parameters.begin(), parameters.end(),
                                     [&](const auto& parameter) { return parameter.first == name; });

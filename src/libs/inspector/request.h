@@ -32,6 +32,8 @@ struct Request {
 
     bool IsHead() const { return method == "HEAD"; }
 
+    /// Whether there is a parameter of the name, if only an empty one.
+    bool Has(std::string_view name) const;
     /// The value of a parameter; empty when there is none.
     std::string_view Get(std::string_view name) const;
     /// All values of a parameter.

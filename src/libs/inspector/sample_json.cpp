@@ -11,6 +11,7 @@
 #include <Poco/Timestamp.h>
 
 #include <algorithm>
+#include <cmath>
 #include <type_traits>
 
 namespace velmora::inspector {
@@ -62,17 +63,33 @@ ShownEntry Describe(const StreamType& type, unsigned short id) {
 
 }  // namespace
 
-std::vector<ShownEntry> SelectEntries(const StreamType& type, std::string_view names,
+double NumberOf(const Sample& sample, const ShownEntry& entry) {
+    return VisitType(entry.type, [&]<class T>(std::type_identity<T>) {
+        if constexpr (!std::is_void_v<T> && !std::is_same_v<T, std::string>) {
+            const Field<T> field(*sample.GetStreamType(), entry.id);
+            if (field.GetSize(sample) > 0) {
+                return static_cast<double>(field(sample));
+            }
+        }
+        return std::nan("");
+    });
+}
+
+std::vector<ShownEntry> SelectEntries(const StreamType& type,
+                                      const std::optional<std::string>& names,
                                       const InspectorLimits& limits) {
     std::vector<ShownEntry> entries;
-    if (names.empty()) {
+    if (!names) {
         const std::size_t count = std::min<std::size_t>(type.GetNumEntries(), limits.maxEntries);
         for (std::size_t id = 0; id < count; ++id) {
             entries.push_back(Describe(type, static_cast<unsigned short>(id)));
         }
         return entries;
     }
-    for (const std::string& name : utils::Split(names, ',')) {
+    // A name may hold a comma itself.
+    const std::vector<std::string> named =
+        type.EntryExists(*names) ? std::vector<std::string>{*names} : utils::Split(*names, ',');
+    for (const std::string& name : named) {
         if (!type.EntryExists(name)) {
             throw RequestError(404, "The stream has no entry '" + name + "'.");
         }

@@ -9,8 +9,8 @@
 #include "tessaryn/stream_type.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace velmora::inspector {
@@ -26,10 +26,14 @@ struct ShownEntry {
 };
 
 /// Entries of a type.
-/// \param names joined with commas; the first ones for the empty text
+/// \param names joined with commas; none for the first entries
 /// \throws RequestError when the type has no such entry
 std::vector<ShownEntry> SelectEntries(const core::tessaryn::StreamType& type,
-                                      std::string_view names, const InspectorLimits& limits);
+                                      const std::optional<std::string>& names,
+                                      const InspectorLimits& limits);
+
+/// The first element of an entry as a number; NaN where there is none.
+double NumberOf(const core::tessaryn::Sample& sample, const ShownEntry& entry);
 
 /// The value of an entry: one value, or an array of the first elements. Null when there is none.
 void AppendValue(JsonText& json, const core::tessaryn::Sample& sample, const ShownEntry& entry,

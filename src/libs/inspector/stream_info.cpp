@@ -3,6 +3,7 @@
 
 #include "inspector/stream_info.h"
 
+#include "inspector/push_counts.h"
 #include "inspector/request_error.h"
 #include "inspector/sample_json.h"
 #include "tessaryn/stream.h"
@@ -130,7 +131,8 @@ void AppendNewest(JsonText& json, const std::optional<Sample>& newest, const Mod
     const std::int64_t time = newest->GetTimeStamp().epochMicroseconds();
     json.BeginObject().Key("time").Integer(time);
     json.Key("age").Number(static_cast<double>(Now() - time) / microseconds);
-    AppendValues(json, *newest, SelectEntries(*newest->GetStreamType(), {}, model.options.limits),
+    AppendValues(json, *newest,
+                 SelectEntries(*newest->GetStreamType(), std::nullopt, model.options.limits),
                  model.options.limits);
     json.EndObject();
 }
@@ -138,7 +140,7 @@ void AppendNewest(JsonText& json, const std::optional<Sample>& newest, const Mod
 void AppendEntries(JsonText& json, const std::string& path, const StreamType& type,
                    const InspectorOptions& options) {
     json.BeginArray();
-    for (const ShownEntry& entry : SelectEntries(type, {}, options.limits)) {
+    for (const ShownEntry& entry : SelectEntries(type, std::nullopt, options.limits)) {
         json.BeginObject().Key("name").Text(entry.name);
         json.Key("type").Text(core::tessaryn::ToString(entry.type));
         json.Key("size").Unsigned(entry.initialSize);
@@ -245,8 +247,9 @@ Answer ListTypes(const Model& model, const Request& request) {
     return ToAnswer(json);
 }
 
-Answer DescribeStream(const Model& model, const Request& request) {
+Answer DescribeStream(const Model& model, PushCounts& pushes, const Request& request) {
     const std::string& path = request.Require("path");
+    pushes.Update();
     StreamState state;
     model.Visit(path, [&](Stream& stream) { state = ReadState(stream); });
     JsonText json;
@@ -255,6 +258,9 @@ Answer DescribeStream(const Model& model, const Request& request) {
     json.Key("version").Text(state.type == nullptr ? "" : state.type->GetVersion().ToString());
     json.Key("capacity").Integer(state.capacity).Key("samples").Integer(state.samples);
     json.Key("subscribers").Unsigned(state.subscribers).Key("rate").Number(*state.rate);
+    if (const auto pushed = pushes.Get(path)) {
+        json.Key("pushed").Unsigned(*pushed);
+    }
     json.Key("history").Bool(!model.options.history.empty());
     json.Key("entries");
     if (state.type == nullptr) {

@@ -21,6 +21,8 @@ class StreamTypeRepository;
 
 namespace velmora::inspector {
 
+class PushCounts;
+
 /// What the answers about streams are made of.
 ///
 /// \threadsafety guarded
@@ -48,7 +50,7 @@ std::size_t CountTypes(const Model& model);
 Answer ListChildren(const Model& model, const Request& request);
 Answer FindStreams(const Model& model, const Request& request);
 Answer ListTypes(const Model& model, const Request& request);
-Answer DescribeStream(const Model& model, const Request& request);
+Answer DescribeStream(const Model& model, PushCounts& pushes, const Request& request);
 Answer ListNewest(const Model& model, const Request& request);
 ///@}
 

@@ -1,0 +1,102 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "delivery/change.h"
+#include "delivery/delivery.h"
+#include "delivery/dispatcher.h"
+#include "inspector/answer.h"
+#include "inspector/client_rule.h"
+#include "inspector/event_queue.h"
+#include "inspector/request.h"
+#include "inspector/sample_json.h"
+#include "inspector/stream_info.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora::inspector {
+
+class EventHub;
+
+/// One client that watches streams. Its end takes it out of the hub.
+///
+/// \threadsafety guarded: but for destruction
+class Watcher : public EventQueue {
+  public:
+    Watcher(EventHub& hub, const Request& request, const InspectorLimits& limits);
+    ~Watcher() override;
+
+    const std::vector<std::string>& GetPaths() const { return paths; }
+    /// Tells the client of a change of one of its streams.
+    /// \param json the event's data, made when it is needed; of all watchers without entries of
+    /// their own
+    void Notify(delivery::Change& change, const std::string& path, std::string& json);
+
+  private:
+    std::string Format(const delivery::Change& change, const std::string& path) const;
+
+    EventHub& hub;
+    const InspectorLimits& limits;
+    std::vector<std::string> paths;
+    std::optional<ClientRule> rule;
+    /// None for all.
+    std::optional<std::string> entries;
+};
+
+/// Hands the changes of streams to those who watch them: one delivery for each stream, however many
+/// they are, so that they cost its pushers no more than one. Rules are asked and texts made on the
+/// delivery's worker.
+///
+/// \threadsafety guarded: but for destruction
+class EventHub {
+  public:
+    /// \param model must outlive the hub
+    explicit EventHub(const Model& model);
+    EventHub(const EventHub&) = delete;
+    EventHub& operator=(const EventHub&) = delete;
+    /// \pre There is no watcher.
+    ~EventHub();
+
+    /// Begins an event stream.
+    /// \throws RequestError
+    Answer Watch(const Request& request);
+
+    std::size_t CountWatchers() const { return watchers; }
+    /// Of the deliveries of streams that are watched.
+    delivery::DeliveryStatistics GetStatistics() const { return dispatcher.GetStatistics(); }
+
+  private:
+    friend class Watcher;
+
+    /// A stream that is watched.
+    struct Feed {
+        std::mutex mutex;
+        std::vector<Watcher*> watchers;  ///< guarded by `mutex`
+        std::atomic<bool> hasEnded = false;
+        delivery::Delivery delivery;
+
+        void Notify(delivery::Change& change, const std::string& path);
+        void End(const std::string& path);
+    };
+
+    void Add(Watcher& watcher, const std::string& path);
+    void Remove(Watcher& watcher);
+    std::shared_ptr<Feed> OpenFeed(const std::string& path);
+
+    const Model& model;
+    std::atomic<std::size_t> watchers = 0;
+    std::mutex mutex;
+    std::map<std::string, std::shared_ptr<Feed>> feeds;  ///< guarded by `mutex`
+    delivery::Dispatcher dispatcher;
+};
+
+}  // namespace velmora::inspector

@@ -1,0 +1,67 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "inspector/client_rule.h"
+#include "inspector/request.h"
+#include "inspector/sample_batches.h"
+#include "inspector/sample_json.h"
+#include "inspector/stream_info.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora::inspector {
+
+/// Which samples a request asks for.
+///
+/// \threadsafety external
+struct SampleQuery {
+    /// \throws RequestError
+    SampleQuery(const Model& model, const Request& request);
+
+    std::string path;
+    TimeRange range;
+    std::optional<ClientRule> rule;
+    bool isFromHistory = false;
+    /// Of the stream as it is; those that samples lack are null.
+    std::vector<ShownEntry> entries;
+
+    /// The samples of the range, whether the rule holds or not.
+    std::unique_ptr<SampleBatches> Open(const Model& model, bool isBackwards) const;
+};
+
+/// The entries as samples of one type after the other have them.
+///
+/// \threadsafety external
+class EntryLookup {
+  public:
+    explicit EntryLookup(const std::vector<ShownEntry>& entries) : entries(entries) {}
+
+    /// The entries in a sample; `UnknownType` for one that it does not have.
+    const std::vector<ShownEntry>& Find(const core::tessaryn::Sample& sample);
+
+  private:
+    const std::vector<ShownEntry>& entries;
+    const core::tessaryn::StreamType* type = nullptr;
+    std::vector<ShownEntry> found;
+};
+
+/// Ends work that takes too long.
+///
+/// \threadsafety external
+class WorkTime {
+  public:
+    explicit WorkTime(const InspectorLimits& limits)
+        : end(std::chrono::steady_clock::now() + limits.workTime) {}
+    bool IsOver() const { return std::chrono::steady_clock::now() >= end; }
+
+  private:
+    std::chrono::steady_clock::time_point end;
+};
+
+}  // namespace velmora::inspector
