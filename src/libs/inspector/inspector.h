@@ -48,8 +48,9 @@ class INSPECTOR_API Inspector {
     /// \throws Poco::Net::NetException when the address or the port cannot be had;
     /// std::system_error when a thread cannot start
     void Start();
-    /// Ends all connections and threads, and waits for them: not to be called inside `AtomicExecute`
-    /// of a repository, nor with a lock held that a function of the host needs. It may start again.
+    /// Ends all connections and threads, and waits for them: not to be called inside
+    /// `AtomicExecute` of a repository, nor with a lock held that a function of the host needs. It
+    /// may start again.
     void Stop();
     /// The port that is listened on; 0 before `Start` and after `Stop`.
     std::uint16_t GetPort() const;

@@ -291,7 +291,10 @@ Outcome Server::MakePart(const std::shared_ptr<BodySource>& rest, bool isChunked
 
 void Server::Wake() const {
     const std::uint64_t one = 1;
-    static_cast<void>(::write(wakeup, &one, sizeof one));
+    // It fails only where the thread has been woken so often that it is awake.
+    if (::write(wakeup, &one, sizeof one) < 0) {
+        return;
+    }
 }
 
 void Server::Finish(Outcome outcome) {
