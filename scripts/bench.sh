@@ -62,6 +62,15 @@ cmd_bench() {
         return
     fi
 
+    if [[ "$filter" == inspector ]]; then
+        need "${build_packages[@]}" libbenchmark-dev libboost-dev zlib1g-dev
+        configure bench
+        build bench -t inspector_benchmark
+        begin "measure"
+        build/bench/bin/inspector_benchmark
+        return
+    fi
+
     need "${build_packages[@]}" libbenchmark-dev libboost-dev libsqlite3-dev zlib1g-dev
     configure bench
     build bench -t stream_benchmark

@@ -120,10 +120,14 @@ void Access::CheckOrigin(const Request& request) const {
 
 // A name of an attacker can be made to lead to any address, but an address can't.
 bool Access::IsKnownHost(const std::string& name, const std::string& localAddress) const {
+    // A socket that takes both kinds of addresses gives one of version 4 in this form.
+    constexpr std::string_view mapped = "::ffff:";
+    const std::string plain =
+        localAddress.substr(localAddress.starts_with(mapped) ? mapped.size() : 0);
     IPAddress address;
     IPAddress local;
     return name == "localhost" || std::find(hosts.begin(), hosts.end(), name) != hosts.end() ||
-           (IPAddress::tryParse(name, address) && IPAddress::tryParse(localAddress, local) &&
+           (IPAddress::tryParse(name, address) && IPAddress::tryParse(plain, local) &&
             (address == local || (address.isLoopback() && local.isLoopback())));
 }
 

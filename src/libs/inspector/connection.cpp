@@ -114,7 +114,7 @@ void Connection::Close() {
 }
 
 bool Connection::TakeRequest(Request& taken) {
-    if (!std::exchange(hasRequest, false)) {
+    if (!std::exchange(hasRequest, false) || state != State::working) {
         return false;
     }
     taken = std::move(request);

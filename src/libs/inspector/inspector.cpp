@@ -34,14 +34,20 @@ class Inspector::Implementation {
     ~Implementation() { Stop(); }
 
     void Start() {
-        if (!server) {
-            api.Start();
+        if (server) {
+            return;
+        }
+        api.Start();
+        try {
             server = std::make_unique<Server>(
                 Poco::Net::SocketAddress(Poco::Net::IPAddress(options.address), options.port),
                 options.limits, options.workers,
                 [this](const Request& request) { return api.Handle(request); });
-            port = server->GetPort();
+        } catch (...) {
+            api.Stop();
+            throw;
         }
+        port = server->GetPort();
     }
 
     void Stop() {
