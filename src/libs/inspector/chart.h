@@ -4,8 +4,8 @@
 #pragma once
 
 #include "inspector/answer.h"
+#include "inspector/model.h"
 #include "inspector/request.h"
-#include "inspector/stream_info.h"
 
 namespace velmora::inspector {
 

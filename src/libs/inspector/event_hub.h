@@ -9,9 +9,9 @@
 #include "inspector/answer.h"
 #include "inspector/client_rule.h"
 #include "inspector/event_queue.h"
+#include "inspector/model.h"
 #include "inspector/request.h"
 #include "inspector/sample_json.h"
-#include "inspector/stream_info.h"
 
 #include <atomic>
 #include <cstddef>

@@ -5,6 +5,7 @@
 
 #include "inspector/json_text.h"
 #include "inspector/sample_json.h"
+#include "inspector/stream_info.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
 

@@ -6,8 +6,8 @@
 #include "inspector/answer.h"
 #include "inspector/event_hub.h"
 #include "inspector/host_metrics.h"
+#include "inspector/model.h"
 #include "inspector/push_counts.h"
-#include "inspector/stream_info.h"
 
 namespace velmora::inspector {
 

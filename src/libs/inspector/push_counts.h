@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "inspector/stream_info.h"
+#include "inspector/model.h"
 #include "tessaryn/scoped_subscription.h"
 
 #include <atomic>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "inspector/stream_info.h"
+#include "inspector/model.h"
 #include "storage/history.h"
 #include "storage/history_reader.h"
 #include "tessaryn/sample.h"

@@ -4,10 +4,10 @@
 #pragma once
 
 #include "inspector/client_rule.h"
+#include "inspector/model.h"
 #include "inspector/request.h"
 #include "inspector/sample_batches.h"
 #include "inspector/sample_json.h"
-#include "inspector/stream_info.h"
 
 #include <chrono>
 #include <memory>

@@ -3,6 +3,7 @@
 
 #include "inspector/stream_info.h"
 
+#include "inspector/json_text.h"
 #include "inspector/push_counts.h"
 #include "inspector/request_error.h"
 #include "inspector/sample_json.h"
@@ -169,18 +170,6 @@ void CollectTypes(const StreamTypeCollectionGroup& root, std::vector<const Strea
 }
 
 }  // namespace
-
-bool Model::TryVisit(const std::string& path, const std::function<void(Stream&)>& visit) const {
-    bool isFound = false;
-    streams.AtomicExecute([&] { isFound = streams.VisitStream(path, visit); });
-    return isFound;
-}
-
-void Model::Visit(const std::string& path, const std::function<void(Stream&)>& visit) const {
-    if (!TryVisit(path, visit)) {
-        throw RequestError(404, "There is no stream '" + path + "'.");
-    }
-}
 
 std::size_t CountTypes(const Model& model) {
     std::vector<const StreamType*> types;

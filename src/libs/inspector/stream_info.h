@@ -4,42 +4,14 @@
 #pragma once
 
 #include "inspector/answer.h"
-#include "inspector/inspector_options.h"
-#include "inspector/json_text.h"
+#include "inspector/model.h"
 #include "inspector/request.h"
-#include "inspector/stream_index.h"
 
 #include <cstddef>
-#include <functional>
-#include <string>
-
-namespace velmora::core::tessaryn {
-class Stream;
-class StreamRepository;
-class StreamTypeRepository;
-}  // namespace velmora::core::tessaryn
 
 namespace velmora::inspector {
 
 class PushCounts;
-
-/// What the answers about streams are made of.
-///
-/// \threadsafety guarded
-struct Model {
-    core::tessaryn::StreamRepository& streams;
-    core::tessaryn::StreamTypeRepository& types;
-    const InspectorOptions& options;
-    StreamIndex& index;
-
-    /// Calls a function with a stream, which is not removed meanwhile. The function must only copy.
-    /// \return whether there is one
-    bool TryVisit(const std::string& path,
-                  const std::function<void(core::tessaryn::Stream&)>& visit) const;
-    /// \throws RequestError when there is no stream of the path
-    void Visit(const std::string& path,
-               const std::function<void(core::tessaryn::Stream&)>& visit) const;
-};
 
 /// How many types there are, in all versions.
 std::size_t CountTypes(const Model& model);
