@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <sstream>
 #include <string>
 
 namespace velmora::core::serialization {
@@ -70,6 +72,34 @@ TEST(JsonFormat, RefusesOtherDocumentsWithLineAndColumn) {
     for (const auto& test : cases) {
         EXPECT_EQ(GetMessage(test.document),
                   "The JSON document cannot be read at " + test.position + ": " + test.reason);
+    }
+}
+
+// At every place of texts of every length, as the writer looks at several bytes at a time.
+TEST(JsonFormat, EscapesEachSpecialCharacter) {
+    const struct {
+        std::string text;
+        std::string written;
+    } cases[] = {{"\"", "\\\""},      {"\\", "\\\\"},           {"\n", "\\n"}, {"\0"s, "\\u0000"},
+                 {"\x1F", "\\u001f"}, {"\x7F", "\\u007f"},      {" ", " "},    {"~", "~"},
+                 {"!", "!"},          {"\xC3\xBC", "\xC3\xBC"}, {"\x80", ""}};
+    for (const auto& each : cases) {
+        for (std::size_t length = 0; length < 20; ++length) {
+            for (std::size_t place = 0; place <= length; ++place) {
+                const std::string before(place, 'a');
+                const std::string after(length - place, 'z');
+                const NodeTree tree;
+                NodeRef node = tree.GetRoot().AddNode("n", NodeFlags::NodeValue);
+                node.SetValue(before + each.text + after);
+                std::ostringstream out;
+                WriteJson(tree, out);
+                const std::string expected = each.written.empty()
+                                                 ? "{\"escaped\": \"" + before + "\\\\x80" + after
+                                                 : "\"" + before + each.written + after;
+                EXPECT_NE(out.str().find("\"n\": " + expected + '"'), std::string::npos)
+                    << out.str();
+            }
+        }
     }
 }
 

@@ -10,6 +10,8 @@
 #include "serializer/text_escapes.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <istream>
 #include <memory>
 #include <vector>
@@ -47,16 +49,52 @@ void WriteEscape(DocumentOutput& out, char character) {
     }
 }
 
+bool NeedsEscape(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte == '"' || byte == '\\' || byte < 0x20U || byte == 0x7FU;
+}
+
+// Whether one of eight bytes needs an escape, or is not ASCII.
+bool IsSpecial(std::uint64_t bytes) {
+    constexpr std::uint64_t each = 0x0101010101010101U;
+    // Sets the uppermost bit of a byte that is 0, and perhaps that of the next one.
+    const auto zero = [](std::uint64_t value) { return (value - each) & ~value; };
+    const std::uint64_t special = bytes | (bytes - each * 0x20U) | zero(bytes ^ each * '"') |
+                                  zero(bytes ^ each * '\\') | zero(bytes ^ each * 0x7FU);
+    return (special & each * 0x80U) != 0;
+}
+
+// Whether the text is ASCII without a character that needs an escape, as most are.
+bool IsPlain(std::string_view text) {
+    constexpr std::size_t word = sizeof(std::uint64_t);
+    if (text.size() < word) {
+        return std::none_of(text.begin(), text.end(), [](char character) {
+            return NeedsEscape(character) || static_cast<unsigned char>(character) >= 0x80U;
+        });
+    }
+    const auto isSpecialAt = [text](std::size_t place) {
+        std::uint64_t bytes = 0;
+        std::memcpy(&bytes, text.data() + place, word);
+        return IsSpecial(bytes);
+    };
+    for (std::size_t place = 0; place + word <= text.size(); place += word) {
+        if (isSpecialAt(place)) {
+            return false;
+        }
+    }
+    return !isSpecialAt(text.size() - word);
+}
+
 // Writes well-formed UTF-8 as a string. Poco::toJSON leaves U+007F as it is and looks at each
 // character by itself.
-void WriteString(DocumentOutput& out, std::string_view text) {
-    const auto needsEscape = [](char character) {
-        const auto byte = static_cast<unsigned char>(character);
-        return byte == '"' || byte == '\\' || byte < 0x20U || byte == 0x7FU;
-    };
+void WriteString(DocumentOutput& out, std::string_view text, bool isPlain) {
     out << '"';
+    if (isPlain) {
+        out << text << '"';
+        return;
+    }
     for (auto at = text.begin(); at != text.end();) {
-        const auto special = std::find_if(at, text.end(), needsEscape);
+        const auto special = std::find_if(at, text.end(), NeedsEscape);
         out << std::string_view(at, special);
         at = special;
         if (at != text.end()) {
@@ -67,12 +105,16 @@ void WriteString(DocumentOutput& out, std::string_view text) {
     out << '"';
 }
 
+void WriteString(DocumentOutput& out, std::string_view text) {
+    WriteString(out, text, IsPlain(text));
+}
+
 // The properties of a node that a string or a list cannot represent.
 struct SpecialProperties {
-    SpecialProperties(const NodeArena& arena, const NodeRecord& record, std::string_view value,
-                      bool isUtf8Name)
+    SpecialProperties(const NodeArena& arena, const NodeRecord& record, bool isUtf8Name,
+                      bool isUtf8Value)
         : escapedName(!isUtf8Name),
-          escapedValue(record.hasValue && !detail::IsUtf8(value)),
+          escapedValue(record.hasValue && !isUtf8Value),
           explicitFlags(record.flags != GetDerivedFlags(arena, record)),
           valueAndChildren(record.hasValue && record.firstChild != noNode) {}
 
@@ -138,7 +180,9 @@ void JsonForm::OpenBodyObject(NodeIndex node, const SpecialProperties& special) 
 void JsonForm::Open(NodeIndex node, std::size_t depth) {
     const NodeRecord& record = arena[node];
     const std::string_view value = arena.GetValue(node);
-    const SpecialProperties special(arena, record, value, names.Get(arena, node, detail::IsUtf8));
+    const bool isPlain = IsPlain(value);
+    const SpecialProperties special(arena, record, names.Get(arena, node, detail::IsUtf8),
+                                    isPlain || detail::IsUtf8(value));
     if (isAfterNode) {
         out << ",\n";
     }
@@ -155,7 +199,7 @@ void JsonForm::Open(NodeIndex node, std::size_t depth) {
     } else if (record.firstChild != noNode) {
         out << "[\n";
     } else if (record.hasValue) {
-        WriteString(out, value);
+        WriteString(out, value, isPlain);
     } else {
         out << "[]";
     }
