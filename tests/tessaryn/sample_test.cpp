@@ -72,6 +72,7 @@ TEST(SampleUse, NamesTheEntryThatDoesNotExist) {
         const auto refused = [&](auto access) { return MessageOf<std::out_of_range>(access); };
         EXPECT_EQ(refused([&] { sample.GetInt32(entry, 0); }), message);
         EXPECT_EQ(refused([&] { sample.GetString(entry); }), message);
+        EXPECT_EQ(refused([&] { ToString(&sample, entry, 0); }), message);
         EXPECT_EQ(refused([&] { sample.Set(entry, 0, 5); }), message);
         EXPECT_EQ(refused([&] { sample.Set(entry, "text"); }), message);
         EXPECT_EQ(sample.GetSize(entry), 0U);

@@ -293,7 +293,7 @@ TESSARYN_API Sample Restamped(Sample sample, const Poco::Timestamp& timestamp);
 /// same in every locale.
 /// \param sample \ownership observes: not null unless `entry` is `StreamType::invalidEntryId`
 /// \param entry the entry's id; `StreamType::invalidEntryId` gives the empty text
-/// \throws std::out_of_range when there is no such entry or element
+/// \throws std::out_of_range when there is no such entry, naming it and the type, or element
 /// \threadsafety external
 TESSARYN_API std::string ToString(const Sample* sample, unsigned short entry, unsigned int index);
 

@@ -3,6 +3,7 @@
 
 #include "tessaryn/sample_text.h"
 
+#include "tessaryn/sample_access.h"
 #include "tessaryn/stream_type.h"
 
 #include <array>
@@ -88,8 +89,10 @@ std::string ToString(const Sample* sample, unsigned short entry, unsigned int in
     if (entry == StreamType::invalidEntryId) {
         return text;
     }
-    // Throws for an id beyond the last.
-    sample->GetStreamType()->GetEntry(entry);
+    const StreamType* const type = sample->GetStreamType();
+    if (type == nullptr || entry >= type->GetNumEntries()) {
+        SampleAccess::ThrowNoEntry(type, entry);
+    }
     AppendElementText(text, *sample, entry, index, Digits::rounded);
     return text;
 }
