@@ -139,6 +139,8 @@ void Push(benchmark::State& state, Rules rules) {
     for (int k = 0; rules == Rules::thousands && k < thousandsOfRules; ++k) {
         table.AddTrigger(Condition(20 + 0.002 * k, StateLimit(k)));
     }
+    // Compiles the triggers.
+    table.Push(source.Next(), Poco::Timestamp());
     for (auto _ : state) {
         table.Push(source.Next(), Poco::Timestamp());
     }
