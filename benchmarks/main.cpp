@@ -1,10 +1,12 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// stream_benchmark [--gate] [Google Benchmark's own arguments]: measures everything beside its
-// floor and prints the ratios as Markdown. With --gate it exits with 1 if a ratio exceeds its goal
-// by more than a tenth; it exits with 2 if something could not be measured.
+// stream_benchmark [--gate] [--plots=FOLDER] [Google Benchmark's own arguments]: measures
+// everything beside its floor and prints the ratios as Markdown; with --plots it writes pictures of
+// how costs grow. With --gate it exits with 1 if a ratio exceeds its goal by more than a tenth; it
+// exits with 2 if something could not be measured.
 
+#include "plots.h"
 #include "report.h"
 #include "workload.h"
 
@@ -24,9 +26,13 @@ int Run(int argc, char** argv) {
     std::vector<std::string> arguments{argv[0], "--benchmark_enable_random_interleaving=true",
                                        "--benchmark_repetitions=16", "--benchmark_min_time=0.05"};
     bool gate = false;
+    std::string plots;
+    const std::string plotsOption = "--plots=";
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--gate") == 0) {
             gate = true;
+        } else if (std::string(argv[i]).starts_with(plotsOption)) {
+            plots = argv[i] + plotsOption.size();
         } else {
             arguments.emplace_back(argv[i]);
         }
@@ -62,6 +68,9 @@ int Run(int argc, char** argv) {
     report.Print(std::cout);
     if (report.HasFailed()) {
         return 2;
+    }
+    if (!plots.empty()) {
+        velmora::benchmarks::WritePlots(report.GetTimes(), plots);
     }
     const std::vector<std::string> failures = report.Failures();
     for (const std::string& failure : failures) {

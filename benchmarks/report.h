@@ -24,6 +24,9 @@ class Report : public benchmark::BenchmarkReporter {
     /// The lines that exceed their goal by more than a tenth.
     std::vector<std::string> Failures() const;
 
+    /// By the benchmark's name.
+    const std::map<std::string, double>& GetTimes() const { return nanoseconds; }
+
     bool HasFailed() const { return failed; }
 
   private:

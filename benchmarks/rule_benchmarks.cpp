@@ -335,7 +335,10 @@ void RegisterRuleBenchmarks() {
         benchmark::RegisterBenchmark((each.name + "/ours").c_str(), PushMany, each);
     }
     benchmark::RegisterBenchmark("R.always/ours", PushAlways);
-    benchmark::RegisterBenchmark("R.10000/floor", PushManyLambdas, 10'000);
+    for (const int count : {10, 100, 1000, 10'000, 100'000}) {
+        const std::string name = "R." + std::to_string(count) + "/floor";
+        benchmark::RegisterBenchmark(name.c_str(), PushManyLambdas, count);
+    }
     benchmark::RegisterBenchmark("R.added/ours", PushAndAdd);
     benchmark::RegisterBenchmark("R.parsed/ours", Parse);
     for (const Shape& shape : Shapes()) {

@@ -1,15 +1,21 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Writing and reading the binary form of a sample of 60 bytes in memory.
+// Writing and reading the binary form of a sample of 60 bytes in memory; samples of many entries.
 
 #include "floor_sample.h"
+#include "floor_stream.h"
 #include "streams.h"
+#include "tessaryn/field.h"
 
 #include <Poco/MemoryStream.h>
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace velmora::benchmarks {
 namespace {
@@ -68,6 +74,71 @@ void DecodeFloor(benchmark::State& state) {
     Decode(state, sample);
 }
 
+// ---- Many entries ----
+
+constexpr int entryRing = 64;
+
+struct ManyEntries {
+    explicit ManyEntries(int count) {
+        floorType.offsets.push_back(0);
+        for (int i = 0; i < count; ++i) {
+            type.Add("e" + std::to_string(i), core::tessaryn::Double, 1);
+            floorType.types.push_back(BaseType::Double);
+            floorType.offsets.push_back(floorType.offsets.back() + sizeof(double));
+        }
+    }
+    StreamType type;
+    FloorType floorType;
+};
+
+template <class AnyStream, class AnySample, class AnyType>
+void PushEntries(benchmark::State& state, AnyType type, int count) {
+    AnyStream stream(type, entryRing);
+    const auto push = [&] {
+        stream.PushNew([count](AnySample& sample) {
+            for (int id = 0; id < count; ++id) {
+                sample.Set(static_cast<unsigned short>(id), 0, 1.5);
+            }
+        });
+    };
+    for (int i = 0; i < 2 * entryRing; ++i) {
+        push();
+    }
+    for (auto _ : state) {
+        push();
+    }
+}
+
+void PushFields(benchmark::State& state, StreamType* type, int count) {
+    std::vector<core::tessaryn::Field<double>> fields;
+    for (int id = 0; id < count; ++id) {
+        fields.emplace_back(*type, static_cast<unsigned short>(id));
+    }
+    Stream stream(type, entryRing);
+    for (auto _ : state) {
+        stream.PushNew([&fields](Sample& sample) {
+            for (const auto& field : fields) {
+                field.SetKeepingTime(sample, 1.5);
+            }
+        });
+    }
+}
+
+void RegisterEntries(int count) {
+    static std::map<int, std::unique_ptr<ManyEntries>> types;
+    types[count] = std::make_unique<ManyEntries>(count);
+    const ManyEntries* const many = types[count].get();
+    StreamType* const type = &types[count]->type;
+    const std::string op = "N." + std::to_string(count);
+    benchmark::RegisterBenchmark((op + "/ours").c_str(), [type, count](benchmark::State& state) {
+        PushEntries<Stream, Sample>(state, type, count);
+    });
+    benchmark::RegisterBenchmark((op + "/floor").c_str(), [many, count](benchmark::State& state) {
+        PushEntries<FloorStream, FloorSample, const FloorType&>(state, many->floorType, count);
+    });
+    benchmark::RegisterBenchmark((op + "/fields").c_str(), PushFields, type, count);
+}
+
 }  // namespace
 
 void RegisterSampleBenchmarks() {
@@ -75,6 +146,9 @@ void RegisterSampleBenchmarks() {
     benchmark::RegisterBenchmark("E1/floor", EncodeFloor);
     benchmark::RegisterBenchmark("E2/ours", DecodeOurs);
     benchmark::RegisterBenchmark("E2/floor", DecodeFloor);
+    for (const int count : {1, 10, 100, 1000, 10'000}) {
+        RegisterEntries(count);
+    }
 }
 
 }  // namespace velmora::benchmarks

@@ -2,10 +2,11 @@
 # SPDX-License-Identifier: BSL-1.0
 # shellcheck shell=bash disable=SC2154
 
-# ./dev bench [--gate] [--save] [FILTER]: runs all benchmarks, or those that match the regular
-# expression, such as 'P[0-3]' or 'Q1.*/(ours|floor)', and prints the tables. --gate fails if a ratio
-# exceeds its goal by more than a tenth. --save writes the tables, with machine and date, between the
-# two marks in docs/performance.md.
+# ./dev bench [--gate] [--save] [--plots] [FILTER]: runs all benchmarks, or those that match the
+# regular expression, such as 'P[0-3]' or 'Q1.*/(ours|floor)', and prints the tables. --gate fails if
+# a ratio exceeds its goal by more than a tenth. --save writes the tables, with machine and date,
+# between the two marks in docs/performance.md. --plots writes pictures of how costs grow with rules,
+# samples, entries and threads to docs/plots; without a filter only what they need is measured.
 
 bench_machine() {
     local poco
@@ -33,11 +34,12 @@ bench_save() {
 }
 
 cmd_bench() {
-    local save="" filter="" arguments=() argument
+    local save="" plots="" filter="" arguments=() argument
     for argument in "$@"; do
         case "$argument" in
             --gate) arguments+=(--gate) ;;
             --save) save=yes ;;
+            --plots) plots=yes ;;
             -*)
                 usage >&2
                 return 2
@@ -48,6 +50,13 @@ cmd_bench() {
     if [[ -n "$save" && -n "$filter" ]]; then
         echo "--save writes complete tables: it cannot be combined with a filter." >&2
         return 2
+    fi
+    if [[ -n "$plots" ]]; then
+        mkdir -p docs/plots
+        arguments+=(--plots=docs/plots)
+        if [[ -z "$save" && -z "$filter" ]]; then
+            filter='^(R\.[0-9]+|Q1\.[0-9]+|N\.[0-9]+|P7\.[0-9]+|P0)/'
+        fi
     fi
     if [[ -n "$filter" ]]; then
         arguments+=("--benchmark_filter=$filter")

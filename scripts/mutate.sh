@@ -153,7 +153,7 @@ cmd_mutate() {
         if [[ "$build" == tsan ]]; then
             mutate_prepare tsan -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" -DVELMORA_SANITIZE=thread
         else
-            mutate_prepare plain -DCMAKE_CXX_FLAGS_DEBUG=-O0
+            mutate_prepare plain -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVELMORA_CHECKED=ON
         fi
     done
     if [[ "${1-}" == --locks ]]; then
