@@ -47,6 +47,27 @@ TEST(WatchCommand, PrintsMatchesAndASummary) {
                                        "rule [pushed()]: 2 matches\nrule [x<0]: 0 matches\n"));
 }
 
+// Many rules are subscriptions to a stream, few are evaluated without one.
+TEST(WatchCommand, ReportsTheSameForFewAndManyRules) {
+    std::string rows = "time,x,s\n";
+    for (int i = 0; i < 200; ++i) {
+        rows += "2020-01-01T00:0" + std::to_string(i / 60) + ":" + (i % 60 < 10 ? "0" : "") +
+                std::to_string(i % 60) + "," + (i % 7 == 0 ? "-" : std::to_string(i % 20)) +
+                (i % 5 == 0 ? ",a\n" : ",bb\n");
+    }
+    const std::string rule = "watch - --quiet --rule 'x > 15 && s == \"bb\"'";
+    std::string never;
+    for (int i = 0; i < 20; ++i) {
+        never += " --rule x==" + std::to_string(1000 + i);
+    }
+    for (const char* const how : {"", " --events", " --edges", " --hold 2s", " --at-most 1/30s",
+                                  " --before 2s --after 1s", " --on-change x"}) {
+        const Outcome few = RunTool(rule + how, rows);
+        EXPECT_EQ(RunTool(rule + how + never, rows).out, few.out) << how;
+        EXPECT_NE(few.out, "") << how;
+    }
+}
+
 TEST(WatchCommand, WritesJsonThatParses) {
     const Outcome run = RunTool(
         "watch - --output ndjson --type three:UInt8:3 --type flag:Bool --rule 'text != \"a\"'",

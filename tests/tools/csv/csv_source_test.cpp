@@ -82,6 +82,18 @@ TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
         {"{\"time\":\"2020-01-01\",\"stream\":\"stdin\",\"rule\":\"*\",\"entries\":{\"a\":1},"
          "\"units\":{\"a\":\"bar\"}}\n",
          "", " a=1bar\n"},
+        // Escapes in names and values, true and null in arrays, members that come twice or in
+        // another order.
+        {R"({"time":"2020-01-01","x\\":1,"a\"b":"q\u00e9\"","l":[true,null,2],"w":true,"w":3})"
+         "\n"
+         R"({"w":1,"l":[7],"a\"b":"","x\\":2,"time":"2020-01-02"})"
+         "\n",
+         "--type l:String",
+         " x_=1 a_b=\"q\xC3\xA9\\\"\" l=\"true;;2\" w=3\n"
+         " x_=2 a_b=\"\" l=7 w=1\n"},
+        {R"({"time":"2020-01-01","l":[1,2],"m":[true,false],"l":[3,4,5]})"
+         "\n",
+         "--type l:Double:3 --type m:Bool:2", " l=[3;4;5] m=[true;false]\n"},
     };
     for (const auto& each : cases) {
         const Outcome run = RunTool("watch - --quiet " + each.arguments, each.input);

@@ -4,6 +4,7 @@
 #include "text/time_text.h"
 
 #include "support/random.h"
+#include "text/time_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace velmora::tool {
 namespace {
@@ -54,6 +56,58 @@ TEST(TimeText, ReadsIsoTimes) {
                              "2020-01-01T00:00:00Zx",
                              "9999-12-31T23:59:59-01:00"}) {
         EXPECT_EQ(ParseIsoTime(text), std::nullopt) << text;
+    }
+}
+
+// The second text is read with what the first one left behind.
+TEST(TimeText, ReadsTimesInARowAsEachAlone) {
+    const std::vector<std::string> texts = {"2020-01-01T00:00:00Z",
+                                            "2020-01-01T23:59:59Z",
+                                            "2020-01-01T23:59:60Z",
+                                            "2016-12-31T23:59:59Z",
+                                            "2016-12-31T23:59:60Z",
+                                            "2020-01-01T12:00:00.5Z",
+                                            "2020-01-01T12:00:00.123456789Z",
+                                            "2020-01-01T12:00:00.456789Z",
+                                            "2020-01-01T12:00:00789Z",
+                                            "2020-01-01T12:00:00,25",
+                                            "2020-01-01T12:00:00.5,25",
+                                            "2020-01-01T12:00:00",
+                                            "2020-01-01T12:00:00.",
+                                            "2020-01-01T12:00",
+                                            "2020-01-01 12:00:00",
+                                            "2020-01-01T12:00:00+01:00",
+                                            "2020-01-01T12:30:00+01:00",
+                                            "2020-01-01T12:00:00-01:00",
+                                            "2020-01-01T24:00:00Z",
+                                            "2020-01-01T12:60:00Z",
+                                            "2020-01-01T1a:00:00Z",
+                                            "2020-01-01T12:00:0Z",
+                                            "2020-01-01T",
+                                            "2020-01-01",
+                                            "9999-12-31T23:30:00-00:10",
+                                            "9999-12-31T23:59:00-00:10",
+                                            "01.02.2020 11:30:00",
+                                            "01.02.2020 11:45:00",
+                                            "01.02.2020 11:30:00 PM",
+                                            "01.02.2020 12:30:00 PM",
+                                            "01.02.2020 11:30:00 AM",
+                                            ""};
+    for (const DateOrder order : {DateOrder::yearFirst, DateOrder::dayFirst}) {
+        for (const std::string& first : texts) {
+            for (const std::string& second : texts) {
+                TimeReader reader(order);
+                reader.Read(first);
+                const std::optional<TimeParts> read = reader.Read(second);
+                const std::optional<TimeParts> alone = ParseTime(second, order);
+                ASSERT_EQ(read.has_value(), alone.has_value()) << first << " " << second;
+                if (alone) {
+                    EXPECT_EQ(read->time, alone->time) << first << " " << second;
+                    EXPECT_EQ(read->hasZone, alone->hasZone) << first << " " << second;
+                    EXPECT_EQ(read->hasClock, alone->hasClock) << first << " " << second;
+                }
+            }
+        }
     }
 }
 

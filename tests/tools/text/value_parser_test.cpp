@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -58,6 +59,40 @@ TEST(ValueParser, RefusesWhatIsNotExactlyAValue) {
         const std::string type(text, std::strchr(text, ' '));
         expectRefused(GetTypeFromString(type), text + type.size() + 1,
                       "is out of range for " + type);
+    }
+}
+
+// Whether `ReadShortNumber` says of a text what `AppendElement` does, unless it says nothing.
+template <class T>
+void ExpectSameNumber(BaseType type, const std::string& text, int& read) {
+    T value{};
+    if (!ReadShortNumber(text, value)) {
+        return;
+    }
+    ++read;
+    std::string bytes;
+    EXPECT_TRUE(AppendElement(type, text, bytes)) << text;
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&value), sizeof value), bytes) << text;
+}
+
+TEST(ValueParser, ReadsShortNumbersAsAllOthers) {
+    test::Random random;
+    int integers = 0;
+    int decimals = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        std::string text;
+        for (unsigned length = random.Below(18); length > 0; --length) {
+            text += "0123456789012345678901234567890123456789.-+e"[random.Below(44)];
+        }
+        ExpectSameNumber<std::int64_t>(Int64, text, integers);
+        ExpectSameNumber<double>(Double, text, decimals);
+        ExpectSameNumber<double>(Double, "-" + text, decimals);
+    }
+    EXPECT_GT(integers, 1000);
+    EXPECT_GT(decimals, 1000);
+    for (const char* text : {"", "-", ".", ".5", "1e3", "1.2.3", "--1", "1-", "1234567890123456"}) {
+        double value = 0;
+        EXPECT_FALSE(ReadShortNumber(text, value)) << text;
     }
 }
 

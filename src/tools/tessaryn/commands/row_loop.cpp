@@ -5,10 +5,10 @@
 
 #include "terminal/message.h"
 #include "terminal/progress_bar.h"
+#include "tessaryn/sample_time.h"
 
 #include <cstdio>
 #include <unistd.h>
-#include <utility>
 
 namespace velmora::tool {
 
@@ -31,7 +31,7 @@ void ReadRows(NamedSource& named, const TimeRange& range, SignalWatcher& signals
             continue;
         }
         source.Fill(sample);
-        sample = tsn::Restamped(std::move(sample), Poco::Timestamp(time));
+        tsn::SetTimeStamp(sample, Poco::Timestamp(time));
         const std::string_view own = source.GetStreamName();
         visit({own.empty() ? std::string_view(named.stream) : own, type, sample, time, units});
         ++result.rows;

@@ -32,7 +32,8 @@ RuleWatch::RuleWatch(NamedRule& rule, const WatchFilter& filter, const tsn::Stre
     : rule(rule),
       filter(filter),
       target(std::move(target)),
-      hasContext(filter.before.count() > 0 || filter.after.count() > 0) {
+      hasContext(filter.before.count() > 0 || filter.after.count() > 0),
+      needsAll(filter.events || filter.edges || filter.hold || hasContext) {
     if (filter.events) {
         delivery::Events events(rule.rule, FindNumericEntries(rule, type));
         eventType = events.GetType();
@@ -52,7 +53,7 @@ RuleWatch::RuleWatch(NamedRule& rule, const WatchFilter& filter, const tsn::Stre
 }
 
 void RuleWatch::Subscribe(tsn::Stream& stream) {
-    if (filter.events || filter.edges || filter.hold || hasContext) {
+    if (needsAll) {
         const std::unique_ptr<tsn::ISubscriptionRule> always(tsn::Always());
         stream.Subscribe({*always, Poco::delegate(this, &RuleWatch::OnChange)});
     } else {
@@ -64,19 +65,16 @@ void RuleWatch::Flush() {
     chain.Flush(Poco::Timestamp(Poco::Timestamp::TIMEVAL_MAX), *this);
 }
 
-std::string RuleWatch::DescribeFailure(const tsn::Stream& stream) const {
+std::string RuleWatch::DescribeFailure(tsn::Sample sample) const {
     std::string reason;
-    stream.GetLatest([&](const tsn::Sample& newest) {
-        tsn::Sample sample(newest);
-        tsn::SubscriptionArgs args{tsn::pushed, &sample, nullptr};
-        try {
-            static_cast<void>(rule.rule.Applies(args));
-        } catch (const Poco::Exception& error) {
-            reason = error.displayText();
-        } catch (const std::exception& error) {
-            reason = error.what();
-        }
-    });
+    tsn::SubscriptionArgs args{tsn::pushed, &sample, nullptr};
+    try {
+        static_cast<void>(rule.rule.Applies(args));
+    } catch (const Poco::Exception& error) {
+        reason = error.displayText();
+    } catch (const std::exception& error) {
+        reason = error.what();
+    }
     return reason.empty() ? "" : "rule " + Quoted(rule.text) + " cannot be evaluated: " + reason;
 }
 

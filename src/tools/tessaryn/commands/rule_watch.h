@@ -42,12 +42,20 @@ class RuleWatch : private delivery::Sink {
     /// Subscribes to a stream.
     void Subscribe(core::tessaryn::Stream& stream);
 
+    /// What a subscription does with a change, for a sample that no stream has.
+    void See(core::tessaryn::SubscriptionArgs& args) {
+        if (needsAll) {
+            OnChange(args);
+        } else if (rule.isEverySample || rule.rule.Applies(args)) {
+            OnMatch(args);
+        }
+    }
+
     /// Reports what is held back, at the end of the stream.
     void Flush();
 
-    /// Why the rule cannot be evaluated for the newest sample of a stream, after a push threw;
-    /// empty when it can.
-    std::string DescribeFailure(const core::tessaryn::Stream& stream) const;
+    /// Why the rule cannot be evaluated for a sample, after that threw; empty when it can.
+    std::string DescribeFailure(core::tessaryn::Sample sample) const;
 
     /// The type of events, as long as this object lives; null where rows are reported.
     core::tessaryn::StreamType* GetEventType() const { return eventType; }
@@ -68,6 +76,8 @@ class RuleWatch : private delivery::Sink {
     delivery::ConditionChain chain;
     core::tessaryn::StreamType* eventType = nullptr;
     bool hasContext;
+    /// Whether samples count for which the rule is false.
+    bool needsAll;
     bool wasTrue = false;
     bool reported = false;
     /// Rows that may come to stand before a match.

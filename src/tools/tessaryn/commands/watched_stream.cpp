@@ -5,6 +5,7 @@
 
 #include "command_error.h"
 #include "common/version.h"
+#include "tessaryn/sample_time.h"
 #include "tessaryn/stream_repository.h"
 #include "text/escaped_text.h"
 
@@ -20,6 +21,9 @@ namespace {
 constexpr long defaultMaxSize = 1000;
 // Of streams that hold only what was selected.
 constexpr long defaultMaxSelected = 1'000'000;
+// A stream finds out of many rules those that a sample may fulfil. Few rules are evaluated one by
+// one, without a stream.
+constexpr std::size_t maxDirectRules = 8;
 
 std::uint64_t CountSamples(const tsn::Stream& stream) {
     std::uint64_t count = 0;
@@ -76,6 +80,8 @@ void WatchedStream::Open() {
     temporary = std::make_unique<tsn::Stream>(
         &type, run.document == nullptr ? run.options.maxSize.value_or(1) : 1);
     stream = temporary.get();
+    isDirect = run.rules.size() <= maxDirectRules;
+    newest = tsn::Sample(&type, Poco::Timestamp());
 }
 
 void WatchedStream::AddRule(NamedRule& rule) {
@@ -102,7 +108,9 @@ void WatchedStream::AddRule(NamedRule& rule) {
                                         *watch->GetEventType(), run.options.maxSize,
                                         defaultMaxSelected));
     }
-    watch->Subscribe(*stream);
+    if (!isDirect) {
+        watch->Subscribe(*stream);
+    }
 }
 
 void WatchedStream::CheckEntries(const tsn::StreamType& entries) const {
@@ -125,11 +133,21 @@ void WatchedStream::CheckEntries(const tsn::StreamType& entries) const {
 }
 
 void WatchedStream::Push(SampleSource& source) {
-    auto sample =
-        std::make_unique<tsn::Sample>(stream->GetStreamType(), Poco::Timestamp(source.GetTime()));
-    source.Fill(*sample);
-    order.Add(source.GetTime());
-    stream->PushNew(sample.release());
+    const std::int64_t time = source.GetTime();
+    order.Add(time);
+    if (isDirect) {
+        source.Fill(newest);
+        tsn::SetTimeStamp(newest, Poco::Timestamp(time));
+        tsn::SubscriptionArgs args{tsn::pushed, &newest, nullptr};
+        for (RuleWatch& rule : rules) {
+            rule.See(args);
+        }
+    } else {
+        auto pushed = std::make_unique<tsn::Sample>(stream->GetStreamType(), Poco::Timestamp(time));
+        source.Fill(*pushed);
+        tsn::SetTimeStamp(*pushed, Poco::Timestamp(time));
+        stream->PushNew(pushed.release());
+    }
     ++samples;
 }
 
@@ -159,8 +177,12 @@ std::uint64_t WatchedStream::GetDropped() const {
 }
 
 std::string WatchedStream::DescribeFailure() const {
+    tsn::Sample failed(newest);
+    if (!isDirect) {
+        stream->TryGetLatest([&](const tsn::Sample& latest) { failed = latest; });
+    }
     for (const RuleWatch& rule : rules) {
-        std::string failure = rule.DescribeFailure(*stream);
+        std::string failure = rule.DescribeFailure(failed);
         if (!failure.empty()) {
             return failure;
         }

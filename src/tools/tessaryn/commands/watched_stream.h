@@ -100,6 +100,9 @@ class WatchedStream {
     WatchRun& run;
     std::unique_ptr<SampleReporter> reporter;
     std::unique_ptr<core::tessaryn::Stream> temporary;
+    /// The sample read last, where the rules look at it without a stream.
+    core::tessaryn::Sample newest;
+    bool isDirect = false;
     /// What is watched: one of the document, or one that ends with the run.
     core::tessaryn::Stream* stream = nullptr;
     // The stream's delegates point to the elements, whose addresses must not change.

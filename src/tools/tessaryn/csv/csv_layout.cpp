@@ -496,13 +496,7 @@ ColumnType ParseColumnType(const std::string& text) {
     return result;
 }
 
-bool IsMissingValue(std::string_view cell) {
-    if (cell.size() > 4) {
-        return false;
-    }
-    if (!cell.empty() && Poco::Ascii::isDigit(cell.back())) {
-        return false;
-    }
+bool IsMissingWord(std::string_view cell) {
     return cell.empty() || cell == "-" || Poco::icompare(cell, "na") == 0 ||
            Poco::icompare(cell, "nan") == 0 || Poco::icompare(cell, "n/a") == 0 ||
            Poco::icompare(cell, "null") == 0;

@@ -84,7 +84,13 @@ struct CsvLayout {
 
 /// Whether a cell stands for a missing value: empty, "-", "NA", "N/A", "NaN" or "null", in any
 /// case.
-bool IsMissingValue(std::string_view cell);
+bool IsMissingWord(std::string_view cell);
+inline bool IsMissingValue(std::string_view cell) {
+    // Numbers, of which most cells are, need no second look.
+    constexpr std::size_t longestWord = 4;
+    const bool isNumber = !cell.empty() && cell.back() >= '0' && cell.back() <= '9';
+    return cell.size() <= longestWord && !isNumber && IsMissingWord(cell);
+}
 
 /// `GuessType` of a cell.
 /// \param hasDecimalComma whether a comma may be the decimal point

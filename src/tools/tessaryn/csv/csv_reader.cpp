@@ -7,7 +7,6 @@
 #include "csv/csv_dialect.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -103,7 +102,7 @@ bool CsvReader::Fill() {
         return false;
     }
     // The incomplete row moves to the front; all rows keep their memory.
-    if (complete > 0) {
+    if (complete > 0 && open) {
         std::swap(rows[0], rows[complete]);
     }
     next = complete = 0;
@@ -132,21 +131,26 @@ void CsvReader::ParseLine(std::string_view text, bool isEnded) {
     if (isEnded && content.ends_with('\r')) {
         content.remove_suffix(1);
     }
-    const bool isPlain = !IsRowOpen() &&
-                         std::memchr(content.data(), '"', content.size()) == nullptr &&
-                         std::memchr(content.data(), '\r', content.size()) == nullptr;
-    if (!isPlain) {
-        if (ParseQuoted(text) && isEnded) {
-            ParseQuoted("\n");
+    if (!IsRowOpen()) {
+        if (IsBlankLine(content)) {
+            return;
         }
-        returned = false;
-        return;
+        if (rows[complete].Split(content, delimiter, rowLine)) {
+            FinishRow();
+            return;
+        }
     }
-    if (content.find_first_not_of(" \t") != std::string_view::npos ||
-        content.find(delimiter) != std::string_view::npos) {
-        rows[complete].Split(content, delimiter, rowLine);
-        FinishRow();
+    if (ParseQuoted(text) && isEnded) {
+        ParseQuoted("\n");
     }
+    returned = false;
+}
+
+// Whether a line has neither a value nor a separator.
+bool CsvReader::IsBlankLine(std::string_view line) const {
+    return line.empty() || ((line.front() == ' ' || line.front() == '\t') &&
+                            line.find_first_not_of(" \t") == std::string_view::npos &&
+                            line.find(delimiter) == std::string_view::npos);
 }
 
 bool CsvReader::IsRowOpen() const {

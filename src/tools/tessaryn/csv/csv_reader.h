@@ -41,6 +41,7 @@ class CsvReader : public RowReader {
     bool IsComment(const CsvRow& row) const;
     bool Fill();
     bool IsRowOpen() const;
+    bool IsBlankLine(std::string_view line) const;
     void ParseLine(std::string_view text, bool isEnded);
     bool ParseQuoted(std::string_view text);
     void ParseEnd();

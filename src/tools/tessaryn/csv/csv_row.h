@@ -5,25 +5,41 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velmora::tool {
 
-/// The fields of one row; a row that replaces another reuses its memory.
+/// The fields of one row: texts of its own, or parts of a line that it refers to. A row that
+/// replaces another reuses its memory; a copy has all texts of its own.
 class CsvRow {
   public:
+    CsvRow() = default;
+    CsvRow(const CsvRow& other)
+        : line(other.line), fault(other.fault), text(other.GetText()), fields(other.fields) {}
+    CsvRow& operator=(const CsvRow& other) {
+        CsvRow copy(other);
+        Swap(copy);
+        return *this;
+    }
+    CsvRow(CsvRow&& other) noexcept { Swap(other); }
+    CsvRow& operator=(CsvRow&& other) noexcept {
+        Swap(other);
+        return *this;
+    }
+    ~CsvRow() = default;
+
     std::size_t Size() const { return fields.size(); }
 
     std::string_view operator[](std::size_t field) const {
         const Field& place = fields[field];
-        return {text.data() + place.begin, place.length};
+        return {(borrowed == nullptr ? text.data() : borrowed) + place.begin, place.length};
     }
 
     /// Bytes of the fields and their separators.
-    std::size_t GetLength() const { return text.size() + fields.size(); }
+    std::size_t GetLength() const { return GetText().size() + fields.size(); }
 
     bool HasSameFields(const CsvRow& other) const {
         if (Size() != other.Size()) {
@@ -36,32 +52,35 @@ class CsvRow {
         return field == Size();
     }
 
+    /// Appends a copy of a text.
     void Add(std::string_view field) {
         fields.push_back(
             {static_cast<std::uint32_t>(text.size()), static_cast<std::uint32_t>(field.size())});
         text += field;
     }
 
-    /// Replaces the row by the fields of a line without quotes, each without blanks around it.
-    void Split(std::string_view newText, char delimiter, std::size_t newLine) {
+    /// Replaces the row by the fields of a line, each without blanks around it. They refer to the
+    /// line: they are valid as long as it is.
+    /// \return false when the line has quotes or carriage returns, which fields then hold as they are
+    bool Split(std::string_view newText, char delimiter, std::size_t newLine);
+
+    /// Replaces the row by fields that refer to parts of a text.
+    void Refer(std::string_view newText, std::size_t newLine) {
         Clear(newLine);
-        text = newText;
-        const char* const begin = text.data();
-        const char* const end = begin + text.size();
-        for (const char* at = begin;; ++at) {
-            const void* const found =
-                std::memchr(at, delimiter, static_cast<std::size_t>(end - at));
-            const char* const stop = found == nullptr ? end : static_cast<const char*>(found);
-            AddTrimmed(begin, at, stop);
-            if (found == nullptr) {
-                return;
-            }
-            at = stop;
-        }
+        borrowed = newText.data();
+        borrowedSize = newText.size();
+    }
+    /// Appends a field.
+    /// \param field a part of the text given to `Refer`, or empty
+    void AddPart(std::string_view field) {
+        const auto begin = field.empty() ? 0 : field.data() - borrowed;
+        fields.push_back(
+            {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(field.size())});
     }
 
     void Clear(std::size_t newLine) {
         text.clear();
+        borrowed = nullptr;
         fields.clear();
         line = newLine;
         fault = nullptr;
@@ -78,18 +97,24 @@ class CsvRow {
         std::uint32_t length;
     };
 
-    void AddTrimmed(const char* begin, const char* from, const char* to) {
-        while (from < to && (*from == ' ' || *from == '\t')) {
-            ++from;
-        }
-        while (from < to && (to[-1] == ' ' || to[-1] == '\t')) {
-            --to;
-        }
-        fields.push_back(
-            {static_cast<std::uint32_t>(from - begin), static_cast<std::uint32_t>(to - from)});
+    std::string_view GetText() const {
+        return borrowed == nullptr ? std::string_view(text)
+                                   : std::string_view(borrowed, borrowedSize);
+    }
+
+    void Swap(CsvRow& other) noexcept {
+        std::swap(line, other.line);
+        std::swap(fault, other.fault);
+        text.swap(other.text);
+        std::swap(borrowed, other.borrowed);
+        std::swap(borrowedSize, other.borrowedSize);
+        fields.swap(other.fields);
     }
 
     std::string text;
+    /// The line that the fields refer to; null where they are in `text`.
+    const char* borrowed = nullptr;
+    std::size_t borrowedSize = 0;
     std::vector<Field> fields;
 };
 

@@ -56,24 +56,27 @@ class ElementSplitter {
 }  // namespace
 
 void CsvSource::RowBuffer::Begin(std::size_t entries) {
+    size = 0;
     tableSize = (entries + 1) * sizeof(std::uint32_t);
-    bytes.assign(tableSize, '\0');
-    written = sizeof(std::uint32_t);
+    Extend(tableSize);
+    written = 0;
+    // The first offset.
+    EndEntry();
 }
 
-void CsvSource::RowBuffer::EndEntry() {
-    const auto end = static_cast<std::uint32_t>(bytes.size() - tableSize);
-    std::memcpy(bytes.data() + written, &end, sizeof end);
-    written += sizeof end;
-}
-
-void CsvSource::RowBuffer::Rewind() {
-    setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
+std::streamsize CsvSource::RowBuffer::xsgetn(char* to, std::streamsize count) {
+    const std::streamsize got = std::min(count, egptr() - gptr());
+    std::memcpy(to, gptr(), static_cast<std::size_t>(got));
+    setg(eback(), gptr() + got, egptr());
+    return got;
 }
 
 CsvSource::CsvSource(std::unique_ptr<InputStream> input, std::unique_ptr<RowReader> reader,
                      CsvOptions options)
-    : input(std::move(input)), reader(std::move(reader)), options(std::move(options)) {
+    : input(std::move(input)),
+      reader(std::move(reader)),
+      options(std::move(options)),
+      times(this->options.dates) {
     if (!this->options.zone.empty()) {
         zone.emplace(this->options.zone);
     }
@@ -90,10 +93,12 @@ bool CsvSource::Open(tsn::StreamType& type) {
         return false;
     }
     layout = MakeCsvLayout(*reader, firstRows, options, input->GetName());
-    for (const CsvColumn& column : layout.columns) {
-        numEntries += column.role == CsvColumn::Role::entry ? 1U : 0U;
+    for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+        if (layout.columns[i].role == CsvColumn::Role::entry) {
+            entryColumns.push_back(i);
+        }
     }
-    if (numEntries > maxEntries) {
+    if (entryColumns.size() > maxEntries) {
         throw CommandError(input->GetName() + ":" + std::to_string(reader->GetHeader().line) +
                            ": " + Counted(layout.columns.size(), "column") + ", allowed are " +
                            std::to_string(maxEntries + 1));
@@ -161,6 +166,11 @@ bool CsvSource::Next() {
 }
 
 void CsvSource::Fill(tsn::Sample& sample) {
+    // Streams of one column's values have types of their own, which would have to be looked at
+    // anew.
+    if (layout.streamColumn == CsvLayout::none && fields.Write(sample, buffer.GetBytes())) {
+        return;
+    }
     buffer.Rewind();
     binary.clear();
     sample.Deserialize(binary);
@@ -196,16 +206,16 @@ CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
         return fault;
     }
     std::uint64_t missing = 0;
-    buffer.Begin(numEntries);
-    for (std::size_t i = 0; i < wanted; ++i) {
+    buffer.Begin(entryColumns.size());
+    for (const std::size_t i : entryColumns) {
         const CsvColumn& column = layout.columns[i];
-        if (column.role != CsvColumn::Role::entry) {
-            continue;
-        }
         const std::string_view cell = i < row.Size() ? row[i] : std::string_view();
-        const bool isMissing = column.type == tsn::String ? cell.empty() : IsMissingValue(cell);
-        missing += isMissing ? 1U : 0U;
-        if (!isMissing && !AppendElements(column, cell)) {
+        double decimal = 0;
+        if (column.type == tsn::Double && column.count == 1 && ReadShortNumber(cell, decimal)) {
+            buffer.Put(decimal);
+        } else if (column.type == tsn::String ? cell.empty() : IsMissingValue(cell)) {
+            ++missing;
+        } else if (!AppendElements(column, cell)) {
             return {RowFault::badValue, i};
         }
         buffer.EndEntry();
@@ -255,7 +265,7 @@ std::optional<std::int64_t> CsvSource::ParseTimeCell(std::string_view cell, std:
         const auto count = ParseEpochTime(cell, options.start ? EpochUnit::seconds : *layout.epoch);
         return count ? std::optional(options.start.value_or(0) + *count) : std::nullopt;
     }
-    const std::optional<TimeParts> parts = ParseTime(cell, options.dates);
+    const std::optional<TimeParts> parts = times.Read(cell);
     if (!parts) {
         return std::nullopt;
     }
@@ -278,14 +288,25 @@ bool CsvSource::AppendElements(const CsvColumn& column, std::string_view text) {
 }
 
 bool CsvSource::AppendOne(const CsvColumn& column, std::string_view text) {
-    const bool mayHaveComma = layout.hasDecimalComma && column.type != tsn::String;
-    const std::size_t comma = mayHaveComma ? text.find(',') : std::string_view::npos;
+    std::int64_t integer = 0;
+    if (column.type == tsn::Int64 && ReadShortNumber(text, integer)) {
+        buffer.Put(integer);
+        return true;
+    }
+    if (column.type == tsn::String) {
+        buffer.Put(text);
+        return true;
+    }
+    const std::size_t comma = layout.hasDecimalComma ? text.find(',') : std::string_view::npos;
     if (comma != std::string_view::npos) {
         number = text;
         number[comma] = '.';
         text = number;
     }
-    return AppendElement(column.type, text, buffer.bytes);
+    elementBytes.clear();
+    const bool isElement = AppendElement(column.type, text, elementBytes);
+    buffer.Put(std::string_view(elementBytes));
+    return isElement;
 }
 
 void CsvSource::Reject(const CsvRow& row, const RowFault& fault) {

@@ -4,16 +4,22 @@
 #pragma once
 
 #include "csv/csv_layout.h"
+#include "csv/sample_fields.h"
 #include "source/input_stream.h"
 #include "source/row_reader.h"
 #include "source/sample_source.h"
+#include "text/time_reader.h"
 #include "text/time_zone.h"
 
+#include <cstdint>
+#include <cstring>
 #include <istream>
 #include <memory>
 #include <optional>
 #include <streambuf>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace velmora::tool {
 
@@ -45,13 +51,40 @@ class CsvSource : public SampleSource {
     /// Stream buffer with the binary form of one sample; all rows share its memory.
     class RowBuffer : public std::streambuf {
       public:
+        /// Begins with a table of the entries' ends.
         void Begin(std::size_t entries);
-        void EndEntry();
-        void Rewind();
-        std::string bytes;
+        template <class T>
+        void Put(T value) {
+            std::memcpy(Extend(sizeof value), &value, sizeof value);
+        }
+        void Put(std::string_view bytes) {
+            std::memcpy(Extend(bytes.size()), bytes.data(), bytes.size());
+        }
+        void EndEntry() {
+            const auto end = static_cast<std::uint32_t>(size - tableSize);
+            std::memcpy(block.data() + written, &end, sizeof end);
+            written += sizeof end;
+        }
+        std::string_view GetBytes() const { return {block.data(), size}; }
+        /// What was put is read next.
+        void Rewind() { setg(block.data(), block.data(), block.data() + size); }
+
+      protected:
+        std::streamsize xsgetn(char* to, std::streamsize count) override;
 
       private:
+        char* Extend(std::size_t bytes) {
+            if (size + bytes > block.size()) {
+                block.resize(2 * (size + bytes));
+            }
+            size += bytes;
+            return block.data() + (size - bytes);
+        }
+
+        std::vector<char> block;
+        std::size_t size = 0;
         std::size_t tableSize = 0;
+        /// Bytes of the table.
         std::size_t written = 0;
     };
 
@@ -69,16 +102,20 @@ class CsvSource : public SampleSource {
     std::unique_ptr<InputStream> input;
     std::unique_ptr<RowReader> reader;
     CsvOptions options;
+    TimeReader times;
     std::optional<TimeZone> zone;
     CsvLayout layout;
-    std::size_t numEntries = 0;
+    /// Places of the columns that are entries.
+    std::vector<std::size_t> entryColumns;
     /// Rows that were read to infer the layout and are not pushed yet.
     std::vector<CsvRow> firstRows;
     std::size_t nextFirstRow = 0;
 
     RowBuffer buffer;
+    SampleFields fields;
     std::istream binary{&buffer};
     std::string number;
+    std::string elementBytes;
     std::string streamName;
     std::int64_t time = 0;
     std::uint64_t rows = 0;

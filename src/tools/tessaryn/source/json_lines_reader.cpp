@@ -13,6 +13,15 @@ namespace {
 constexpr std::size_t maxDepth = 20;
 constexpr std::size_t notNamed = static_cast<std::size_t>(-1);
 
+// Looks at all bytes, which is quicker than to look for one.
+bool IsAscii(std::string_view text) {
+    unsigned int bits = 0;
+    for (const char c : text) {
+        bits |= static_cast<unsigned char>(c);
+    }
+    return bits < 0x80U;
+}
+
 }  // namespace
 
 // Collects the cells of a line. Numbers come as they are written.
@@ -20,8 +29,19 @@ class JsonLinesReader::Handler {
   public:
     explicit Handler(JsonLinesReader& reader) : reader(reader) {}
 
+    rapidjson::ParseResult Parse(rapidjson::InsituStringStream& stream, bool isAscii) {
+        prefix.clear();
+        prefixes.clear();
+        arrays = 0;
+        // The handler bounds the depth, so that a parser that calls itself does no harm.
+        constexpr unsigned int flags =
+            rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
+        constexpr unsigned int checked = flags | rapidjson::kParseValidateEncodingFlag;
+        return isAscii ? parser.Parse<flags>(stream, *this) : parser.Parse<checked>(stream, *this);
+    }
+
     bool Null() { return Add(""); }
-    bool Bool(bool value) { return Add(value ? "true" : "false"); }
+    bool Bool(bool value) { return Add(value ? "true" : "false", true); }
     bool Int(int /*value*/) { return false; }
     bool Uint(unsigned int /*value*/) { return false; }
     bool Int64(std::int64_t /*value*/) { return false; }
@@ -63,7 +83,7 @@ class JsonLinesReader::Handler {
             return false;
         }
         Find();
-        reader.columns[column].isArray = true;
+        reader.columns[column] = {{}, true};
         return ++arrays == 1;
     }
     bool EndArray(rapidjson::SizeType /*elements*/) {
@@ -80,22 +100,43 @@ class JsonLinesReader::Handler {
         }
     }
 
-    bool Add(std::string_view value) {
+    // Adds a value, which is a part of the text unless it is a word.
+    bool Add(std::string_view value, bool isWord = false) {
         if (prefixes.empty()) {
             return false;
         }
         if (column == notNamed) {
             Find();
         }
-        std::string& cell = reader.columns[column].cell;
+        std::string_view& cell = reader.columns[column].cell;
         if (arrays > 0 && !cell.empty()) {
-            cell += ';';
+            cell = Join(cell, value);
+        } else {
+            cell = isWord ? Append(value) : value;
         }
-        cell += value;
         return true;
     }
 
+    // The cell with one more element, behind the line.
+    std::string_view Join(std::string_view cell, std::string_view element) {
+        const std::string& text = reader.text;
+        if (cell.data() + cell.size() != text.data() + text.size()) {
+            cell = Append(cell);
+        }
+        Append(";");
+        Append(element);
+        return {cell.data(), cell.size() + 1 + element.size()};
+    }
+
+    // `Next` reserved the room, so that the text stays where it is.
+    std::string_view Append(std::string_view part) {
+        const std::size_t begin = reader.text.size();
+        reader.text += part;
+        return std::string_view(reader.text).substr(begin);
+    }
+
     JsonLinesReader& reader;
+    rapidjson::Reader parser;
     std::string prefix;
     std::vector<std::size_t> prefixes;
     std::string_view name;
@@ -103,8 +144,13 @@ class JsonLinesReader::Handler {
     int arrays = 0;
 };
 
+JsonLinesReader::JsonLinesReader(InputStream& input)
+    : lines(input), handler(std::make_unique<Handler>(*this)) {}
+
+JsonLinesReader::~JsonLinesReader() = default;
+
 std::size_t JsonLinesReader::FindColumn(std::string_view name) {
-    if (expected < names.size() && names[expected] == name) {
+    if (IsExpected(name)) {
         return expected++;
     }
     const auto [place, isNew] = places.emplace(name, names.size());
@@ -117,29 +163,43 @@ std::size_t JsonLinesReader::FindColumn(std::string_view name) {
     return place->second;
 }
 
-const CsvRow* JsonLinesReader::Next() {
-    const LineReader::Line* line = lines.Next();
-    while (line != nullptr && line->text.find_first_not_of(" \t\r") == std::string_view::npos) {
-        line = lines.Next();
+// Whether a name is the one that probably comes next. What the parser has just written byte by byte
+// is slow to read; the line itself has the same bytes, unless the name is written with escapes.
+bool JsonLinesReader::IsExpected(std::string_view name) const {
+    if (expected >= names.size() || names[expected].size() != name.size()) {
+        return false;
     }
-    if (line == nullptr) {
+    const bool isOfLine = name.data() >= text.data() && name.data() < text.data() + original.size();
+    const std::string_view written =
+        isOfLine ? original.substr(static_cast<std::size_t>(name.data() - text.data()), name.size())
+                 : name;
+    return names[expected] == written && written.find('\\') == std::string_view::npos;
+}
+
+const CsvRow* JsonLinesReader::Next() {
+    const LineReader::Line* next = lines.Next();
+    while (next != nullptr && next->text.find_first_not_of(" \t\r") == std::string_view::npos) {
+        next = lines.Next();
+    }
+    if (next == nullptr) {
         return nullptr;
     }
+    original = next->text;
     for (Column& column : columns) {
-        column.cell.clear();
+        column.cell = {};
     }
     expected = 0;
-    row.Clear(line->number);
-    text = line->text;
     fault = nullptr;
-    Handler handler(*this);
-    rapidjson::Reader parser;
+    text.clear();
+    // Arrays that become cells take no more than the line does.
+    text.reserve(2 * original.size() + 2);
+    text = original;
+    // Ends the line also where arrays follow it.
+    text += '\0';
     rapidjson::InsituStringStream stream(text.data());
-    constexpr unsigned int flags =
-        rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag |
-        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
-    const rapidjson::ParseResult result = parser.Parse<flags>(stream, handler);
-    if (line->isTooLong) {
+    const rapidjson::ParseResult result = handler->Parse(stream, IsAscii(original));
+    row.Refer(text, next->number);
+    if (next->isTooLong) {
         row.fault = "the line is longer than 1 MiB";
     } else if (result.Code() == rapidjson::kParseErrorTermination) {
         row.fault = fault == nullptr ? "the line is not an object with values" : fault;
@@ -147,7 +207,7 @@ const CsvRow* JsonLinesReader::Next() {
         row.fault = rapidjson::GetParseError_En(result.Code());
     }
     for (const Column& column : columns) {
-        row.Add(column.cell);
+        row.AddPart(column.cell);
     }
     return &row;
 }

@@ -7,6 +7,7 @@
 #include "source/row_reader.h"
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -22,7 +23,8 @@ namespace velmora::tool {
 class JsonLinesReader : public RowReader {
   public:
     /// \param input \ownership observes
-    explicit JsonLinesReader(InputStream& input) : lines(input) {}
+    explicit JsonLinesReader(InputStream& input);
+    ~JsonLinesReader() override;
 
     const CsvRow* Next() override;
     const CsvRow& GetHeader() const override { return header; }
@@ -37,13 +39,19 @@ class JsonLinesReader : public RowReader {
     class Handler;
 
     struct Column {
-        std::string cell;
+        /// A part of `text`.
+        std::string_view cell;
         bool isArray = false;
     };
 
     std::size_t FindColumn(std::string_view name);
+    bool IsExpected(std::string_view name) const;
 
     LineReader lines;
+    std::unique_ptr<Handler> handler;
+    /// The line as it is, and as the parser changes it in place; there, arrays that were made one
+    /// cell follow.
+    std::string_view original;
     std::string text;
     /// Why a line is not read; null for none.
     const char* fault = nullptr;

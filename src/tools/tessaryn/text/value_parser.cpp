@@ -7,6 +7,8 @@
 
 #include <Poco/String.h>
 
+#include <array>
+#include <cfloat>
 #include <charconv>
 #include <system_error>
 #include <type_traits>
@@ -66,6 +68,13 @@ Verdict Append(BaseType type, std::string_view text, std::string& bytes) {
     });
 }
 
+// Digits that an integer of 64 bits and a double hold exactly.
+constexpr std::size_t maxShortDigits = 15;
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
 const char* DescribeKind(BaseType type) {
     switch (type) {
         case BaseType::Bool:
@@ -82,6 +91,53 @@ const char* DescribeKind(BaseType type) {
 
 bool AppendElement(BaseType type, std::string_view text, std::string& bytes) {
     return Append(type, text, bytes) == Verdict::valid;
+}
+
+bool ReadShortNumber(std::string_view text, std::int64_t& value) {
+    const bool isNegative = text.starts_with('-');
+    text.remove_prefix(isNegative ? 1 : 0);
+    if (text.empty() || text.size() > maxShortDigits) {
+        return false;
+    }
+    value = 0;
+    for (const char c : text) {
+        if (!IsDigit(c)) {
+            return false;
+        }
+        value = 10 * value + (c - '0');
+    }
+    value = isNegative ? -value : value;
+    return true;
+}
+
+// The digits and the power of ten are exact, so that their quotient is the nearest double, as it is
+// for the parser of all numbers.
+bool ReadShortNumber(std::string_view text, double& value) {
+    constexpr std::array<double, maxShortDigits + 1> powers = {
+        1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    static_assert(FLT_EVAL_METHOD == 0);
+    const bool isNegative = text.starts_with('-');
+    text.remove_prefix(isNegative ? 1 : 0);
+    if (text.empty() || text.size() > maxShortDigits || !IsDigit(text.front())) {
+        return false;
+    }
+    std::int64_t digits = 0;
+    std::size_t at = 0;
+    for (; at < text.size() && IsDigit(text[at]); ++at) {
+        digits = 10 * digits + (text[at] - '0');
+    }
+    std::size_t places = 0;
+    if (at < text.size() && text[at] == '.') {
+        for (++at; at < text.size() && IsDigit(text[at]); ++at, ++places) {
+            digits = 10 * digits + (text[at] - '0');
+        }
+    }
+    if (at < text.size()) {
+        return false;
+    }
+    const double size = static_cast<double>(digits) / powers[places];
+    value = isNegative ? -size : size;
+    return true;
 }
 
 std::string DescribeParseError(BaseType type, std::string_view text) {

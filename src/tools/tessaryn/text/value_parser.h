@@ -5,6 +5,7 @@
 
 #include "tessaryn/base_type.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,13 @@ namespace velmora::tool {
 /// `String` the text itself is appended.
 /// \return whether the text was such an element; if not, nothing is appended
 bool AppendElement(core::tessaryn::BaseType type, std::string_view text, std::string& bytes);
+
+/// Parses a number such as -12.5 or 7, as `AppendElement` does for a `Double`, where it has so few
+/// digits that this is quick.
+/// \return whether it did; if not, the text may be a number all the same
+bool ReadShortNumber(std::string_view text, double& value);
+/// The same for an integer.
+bool ReadShortNumber(std::string_view text, std::int64_t& value);
 
 /// Why a text is not an element of a type: "is not an integer", "is out of range for Int8" and so
 /// on.
