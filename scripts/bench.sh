@@ -7,6 +7,7 @@
 # a ratio exceeds its goal by more than a tenth. --save writes the tables, with machine and date,
 # between the two marks in docs/performance.md. --plots writes pictures of how costs grow with rules,
 # samples, entries and threads to docs/plots; without a filter only what they need is measured.
+# The filter "program" measures the program beside other tools.
 
 bench_machine() {
     local poco
@@ -77,6 +78,16 @@ cmd_bench() {
         build bench -t inspector_benchmark
         begin "measure"
         build/bench/bin/inspector_benchmark
+        return
+    fi
+
+    if [[ "$filter" == program ]]; then
+        need "${build_packages[@]}" datamash gawk jq libbenchmark-dev libboost-dev mawk miller \
+            python3 sqlite3
+        configure bench -DVELMORA_BUILD_TOOLS=ON
+        build bench -t tessaryn program_floors
+        begin "measure"
+        benchmarks/program_benchmark.py build/bench/bin/tessaryn build/bench/bin/program_floors
         return
     fi
 

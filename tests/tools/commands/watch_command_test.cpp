@@ -270,6 +270,23 @@ TEST(WatchCommand, KeepsWhatItReported) {
     EXPECT_EQ(RunTool("watch --quiet " + file + " --rule x>6 --columns x").out,
               "2020-01-01T00:00:04Z stdin [x>6] x=7\n2020-01-01T00:00:05Z stdin [x>6] x=8\n");
     EXPECT_THAT(RunTool("show " + file).out, HasSubstr("  4 of at most 1000000 samples\n"));
+    // Rows before and after are kept, too, each once whichever rules select it.
+    const auto keptOf = [&](const std::string& options) {
+        const std::string rows = "watch - --quiet --save " + file + " --keep matches " + options;
+        EXPECT_EQ(RunTool(rows, Seconds({0, 1, 2, 3, 4, 5, 6, 7})).status, 0);
+        const std::string kept = RunTool("watch --quiet --output ndjson " + file).out;
+        std::string values;
+        for (std::size_t at = kept.find("\"x\":"); at != std::string::npos;
+             at = kept.find("\"x\":", at + 1)) {
+            values += kept[at + 4];
+        }
+        return values;
+    };
+    EXPECT_EQ(keptOf("--rule x==3 --before 2s --after 1s"), "1234");
+    EXPECT_EQ(keptOf("--rule x==2 --rule x==4 --before 3s"), "01234");
+    EXPECT_EQ(keptOf("--rule x>=0 --rule 'x >= 0 && x < 9' --at-most 1/3s"), "0257");
+    ExpectFailure("watch - --rule x>0 --events --keep matches --save " + file,
+                  "--keep events keeps the events");
     RunTool(line + "events --events", Seconds({0, 2, 6, 3, 7, 8}));
     EXPECT_THAT(RunTool("watch --quiet " + file + " --rule count==2").out,
                 HasSubstr(" count=2 x_min=7 x_max=8\n"));

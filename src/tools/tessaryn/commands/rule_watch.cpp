@@ -33,7 +33,8 @@ RuleWatch::RuleWatch(NamedRule& rule, const WatchFilter& filter, const tsn::Stre
       filter(filter),
       target(std::move(target)),
       hasContext(filter.before.count() > 0 || filter.after.count() > 0),
-      needsAll(filter.events || filter.edges || filter.hold || hasContext) {
+      isConditional(filter.events || (filter.hold && !rule.isEverySample)),
+      needsOthers(filter.edges || hasContext) {
     if (filter.events) {
         delivery::Events events(rule.rule, FindNumericEntries(rule, type));
         eventType = events.GetType();
@@ -53,9 +54,11 @@ RuleWatch::RuleWatch(NamedRule& rule, const WatchFilter& filter, const tsn::Stre
 }
 
 void RuleWatch::Subscribe(tsn::Stream& stream) {
-    if (needsAll) {
-        const std::unique_ptr<tsn::ISubscriptionRule> always(tsn::Always());
+    const std::unique_ptr<tsn::ISubscriptionRule> always(tsn::Always());
+    if (needsOthers) {
         stream.Subscribe({*always, Poco::delegate(this, &RuleWatch::OnChange)});
+    } else if (isConditional) {
+        stream.Subscribe({*always, Poco::delegate(this, &RuleWatch::OnMatch)});
     } else {
         stream.Subscribe({rule.rule.Get(), Poco::delegate(this, &RuleWatch::OnMatch)});
     }
@@ -92,22 +95,23 @@ void RuleWatch::OnChange(tsn::SubscriptionArgs& args) {
         return;
     }
     const bool isTrue = rule.rule.Applies(args);
+    const auto row = reinterpret_cast<std::uintptr_t>(args.sender);
     reported = false;
     if (filter.edges) {
         if (isTrue != wasTrue) {
             WriteBefore(args.sample->GetTimeStamp().epochMicroseconds());
             ++rule.matches;
-            Write(isTrue ? "begin" : "end", *args.sample);
+            Write(isTrue ? "begin" : "end", *args.sample, row);
             afterUntil = (args.sample->GetTimeStamp() + filter.after.count()).epochMicroseconds();
             reported = true;
         }
-    } else if (isTrue || filter.events || filter.hold) {
+    } else if (isTrue || isConditional) {
         OnMatch(args);
     }
     wasTrue = isTrue;
     const bool isOfEvent = isTrue && (filter.events || filter.edges);
     if (hasContext && !isOfEvent && (filter.events || !reported)) {
-        AddContext(*args.sample);
+        AddContext(*args.sample, row);
     }
 }
 
@@ -129,45 +133,45 @@ void RuleWatch::Emit(tsn::SubscriptionArgs& change) {
         target.reporter->ReportEvent(target.output->GetBuffer(), {rule.label}, sample);
         target.output->Commit();
         if (target.keep) {
-            target.keep(sample);
+            target.keep(sample, 0);
         }
     } else {
-        Write({}, sample);
+        Write({}, sample, reinterpret_cast<std::uintptr_t>(change.sender));
     }
     afterUntil = end + filter.after.count();
 }
 
-void RuleWatch::Write(std::string_view context, const tsn::Sample& sample) {
+void RuleWatch::Write(std::string_view context, const tsn::Sample& sample, std::uintptr_t row) {
     target.reporter->Report(target.output->GetBuffer(), {rule.label, context}, sample);
     target.output->Commit();
     if (target.keep && !filter.events) {
-        target.keep(sample);
+        target.keep(sample, row);
     }
 }
 
 // Writes the rows before a time.
 void RuleWatch::WriteBefore(std::int64_t time) {
     DropOld(time);
-    for (const tsn::Sample& sample : before) {
-        Write("before", sample);
+    for (const auto& [sample, row] : before) {
+        Write("before", sample, row);
     }
     before.clear();
 }
 
 void RuleWatch::DropOld(std::int64_t time) {
-    while (!before.empty() &&
-           before.front().GetTimeStamp().epochMicroseconds() < time - filter.before.count()) {
+    while (!before.empty() && before.front().sample.GetTimeStamp().epochMicroseconds() <
+                                  time - filter.before.count()) {
         before.pop_front();
     }
 }
 
-void RuleWatch::AddContext(const tsn::Sample& sample) {
+void RuleWatch::AddContext(const tsn::Sample& sample, std::uintptr_t row) {
     const std::int64_t time = sample.GetTimeStamp().epochMicroseconds();
     if (time <= afterUntil) {
-        Write("after", sample);
+        Write("after", sample, row);
     } else if (filter.before.count() > 0) {
         DropOld(time);
-        before.push_back(sample);
+        before.push_back({sample, row});
     }
 }
 

@@ -27,8 +27,8 @@ class RuleWatch : private delivery::Sink {
         const SampleReporter* reporter = nullptr;
         /// \ownership observes
         StandardOutput* output = nullptr;
-        /// Called with each sample that was reported, or with each event.
-        std::function<void(const core::tessaryn::Sample&)> keep{};
+        /// Called with each sample that was reported and its row, or with each event.
+        std::function<void(const core::tessaryn::Sample&, std::uintptr_t row)> keep{};
     };
 
     /// \param rule \ownership observes
@@ -39,16 +39,22 @@ class RuleWatch : private delivery::Sink {
     RuleWatch(const RuleWatch&) = delete;
     RuleWatch& operator=(const RuleWatch&) = delete;
 
-    /// Subscribes to a stream.
+    /// Subscribes to a stream. The sender of its changes is the number of the row.
     void Subscribe(core::tessaryn::Stream& stream);
 
     /// What a subscription does with a change, for a sample that no stream has.
     void See(core::tessaryn::SubscriptionArgs& args) {
-        if (needsAll) {
+        if (needsOthers) {
             OnChange(args);
-        } else if (rule.isEverySample || rule.rule.Applies(args)) {
+        } else if (isConditional || rule.isEverySample || rule.rule.Applies(args)) {
             OnMatch(args);
         }
+    }
+
+    /// The number of a row as the sender of a change, which conditions pass on with what they hold
+    /// back.
+    static void* ToSender(std::uintptr_t row) {
+        return reinterpret_cast<void*>(row);  // NOLINT(performance-no-int-to-ptr)
     }
 
     /// Reports what is held back, at the end of the stream.
@@ -62,13 +68,18 @@ class RuleWatch : private delivery::Sink {
     const NamedRule& GetRule() const { return rule; }
 
   private:
+    struct Waiting {
+        core::tessaryn::Sample sample;
+        std::uintptr_t row;
+    };
+
     void OnMatch(core::tessaryn::SubscriptionArgs& args);
     void OnChange(core::tessaryn::SubscriptionArgs& args);
     void Emit(core::tessaryn::SubscriptionArgs& change) override;
-    void Write(std::string_view context, const core::tessaryn::Sample& sample);
+    void Write(std::string_view context, const core::tessaryn::Sample& sample, std::uintptr_t row);
     void WriteBefore(std::int64_t time);
     void DropOld(std::int64_t time);
-    void AddContext(const core::tessaryn::Sample& sample);
+    void AddContext(const core::tessaryn::Sample& sample, std::uintptr_t row);
 
     NamedRule& rule;
     const WatchFilter& filter;
@@ -76,12 +87,14 @@ class RuleWatch : private delivery::Sink {
     delivery::ConditionChain chain;
     core::tessaryn::StreamType* eventType = nullptr;
     bool hasContext;
-    /// Whether samples count for which the rule is false.
-    bool needsAll;
+    /// Whether the chain asks the rule itself.
+    bool isConditional;
+    /// Whether something is done with samples for which the rule is false.
+    bool needsOthers;
     bool wasTrue = false;
     bool reported = false;
     /// Rows that may come to stand before a match.
-    std::deque<core::tessaryn::Sample> before;
+    std::deque<Waiting> before;
     /// Until when rows follow a match.
     std::int64_t afterUntil = INT64_MIN;
 };

@@ -77,6 +77,11 @@ WatchFilter MakeWatchFilter(const WatchOptions& options) {
     if (options.keep == "events" && !filter.events) {
         throw CommandError("--keep events needs --events");
     }
+    if (options.keep == "matches" && filter.events) {
+        throw CommandError(
+            "--keep matches keeps rows, of which --events writes none; --keep events keeps the "
+            "events, and without --events the rows are kept");
+    }
     return filter;
 }
 

@@ -87,10 +87,8 @@ void WatchedStream::Open() {
 void WatchedStream::AddRule(NamedRule& rule) {
     RuleWatch::Target target{reporter.get(), &run.output};
     if (run.document != nullptr && run.options.keep == "matches") {
-        target.keep = [this, to = keptStreams.front()](const tsn::Sample& sample) {
-            if (std::exchange(keptSample, samples + 1) != samples + 1) {
-                Keep(*to, sample);
-            }
+        target.keep = [this](const tsn::Sample& sample, std::uintptr_t row) {
+            KeepRow(sample, row);
         };
     }
     RuleWatch* watch = nullptr;
@@ -98,7 +96,7 @@ void WatchedStream::AddRule(NamedRule& rule) {
         watch = &rules.emplace_back(rule, run.filter, type, std::move(target));
     } else {
         const std::size_t index = keptStreams.size();
-        target.keep = [this, index](const tsn::Sample& sample) {
+        target.keep = [this, index](const tsn::Sample& sample, std::uintptr_t /*row*/) {
             Keep(*keptStreams[index], sample);
         };
         watch = &rules.emplace_back(rule, run.filter, type, std::move(target));
@@ -135,10 +133,11 @@ void WatchedStream::CheckEntries(const tsn::StreamType& entries) const {
 void WatchedStream::Push(SampleSource& source) {
     const std::int64_t time = source.GetTime();
     order.Add(time);
+    void* const row = RuleWatch::ToSender(samples + 1);
     if (isDirect) {
         source.Fill(newest);
         tsn::SetTimeStamp(newest, Poco::Timestamp(time));
-        tsn::SubscriptionArgs args{tsn::pushed, &newest, nullptr};
+        tsn::SubscriptionArgs args{tsn::pushed, &newest, row};
         for (RuleWatch& rule : rules) {
             rule.See(args);
         }
@@ -146,7 +145,7 @@ void WatchedStream::Push(SampleSource& source) {
         auto pushed = std::make_unique<tsn::Sample>(stream->GetStreamType(), Poco::Timestamp(time));
         source.Fill(*pushed);
         tsn::SetTimeStamp(*pushed, Poco::Timestamp(time));
-        stream->PushNew(pushed.release());
+        stream->PushMany({&pushed, 1}, row);
     }
     ++samples;
 }
@@ -154,6 +153,16 @@ void WatchedStream::Push(SampleSource& source) {
 void WatchedStream::Flush() {
     for (RuleWatch& rule : rules) {
         rule.Flush();
+    }
+}
+
+void WatchedStream::KeepRow(const tsn::Sample& sample, std::uintptr_t row) {
+    tsn::Stream& target = *keptStreams.front();
+    if (keptRows.insert(row).second) {
+        Keep(target, sample);
+    }
+    if (keptRows.size() > static_cast<std::size_t>(target.GetMaxSize())) {
+        keptRows.erase(keptRows.begin());
     }
 }
 

@@ -15,6 +15,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,7 @@ class WatchedStream {
 
     void Open();
     void AddRule(NamedRule& rule);
+    void KeepRow(const core::tessaryn::Sample& sample, std::uintptr_t row);
     void Keep(core::tessaryn::Stream& target, const core::tessaryn::Sample& sample);
 
     StreamName name;
@@ -112,8 +114,9 @@ class WatchedStream {
     std::uint64_t keptBefore = 0;
     std::uint64_t samples = 0;
     std::uint64_t kept = 0;
-    /// Time and number of the sample kept last: of several rules that match it, one keeps it.
-    std::uint64_t keptSample = 0;
+    /// Rows that are kept already: several rules may select one, before or after others. As many as
+    /// the stream holds, the newest of them.
+    std::set<std::uintptr_t> keptRows;
     TimeOrder order;
 };
 

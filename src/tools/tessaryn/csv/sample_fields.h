@@ -18,8 +18,8 @@ namespace velmora::tool {
 class SampleFields {
   public:
     /// \param bytes the binary form of a sample of the type
-    /// \return false when an entry is no number or text that takes its place; the sample has then to
-    /// be read from the entire form
+    /// \return false when an entry is no number or text that takes its place: then the sample has
+    /// to be read from the entire form
     bool Write(core::tessaryn::Sample& sample, std::string_view bytes);
 
   private:

@@ -119,8 +119,7 @@ class JsonLinesReader::Handler {
 
     // The cell with one more element, behind the line.
     std::string_view Join(std::string_view cell, std::string_view element) {
-        const std::string& text = reader.text;
-        if (cell.data() + cell.size() != text.data() + text.size()) {
+        if (cell.data() + cell.size() != reader.text.data() + reader.text.size()) {
             cell = Append(cell);
         }
         Append(";");
