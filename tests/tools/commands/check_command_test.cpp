@@ -54,6 +54,13 @@ TEST(CheckCommand, PrintsTheTreeAndWhatCanNeverMatch) {
           "  x.length == 1\n"
           "    ^~~~~~ did you mean 'size'?\n");
     check("count.exists" + type + "'", 0, "prop: count.exists\n");
+    // The entries of a recording, and of all streams of a document.
+    const std::string table = folder.Write("a.csv", "time,force,s\n2020-01-01,1,a\n");
+    EXPECT_EQ(RunTool("check 'force > 2' --source " + table).status, 0);
+    EXPECT_THAT(RunTool("check 'forse > 2' --source " + table).out,
+                testing::HasSubstr("has no entry 'forse'"));
+    ExpectFailure("check x --source " + table + " --type " + table, "--type excludes --source");
+    ExpectFailure("check x --source " + folder.PathOf("none"), "No such file");
     ExpectFailure("check 'x >'", "rule 'x >': Misplaced token\n  x >\n     ^\n");
     ExpectFailure("check 'force > count'" + type + "'",
                   "rule 'force > count': Misplaced identifier: count\n  force > count\n          "

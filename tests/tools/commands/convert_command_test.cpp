@@ -39,6 +39,31 @@ TEST(ConvertCommand, ThereAndBackIsTheSameDocument) {
     EXPECT_THAT(folder.List(), ElementsAre("a.xml", "b.JSON", "c.xml"));
 }
 
+TEST(ConvertCommand, MakesOneSampleOfEachInterval) {
+    const Folder folder;
+    const std::string from = folder.Write(
+        "a.csv",
+        "time,x [bar],who\n1969-12-31T23:59:30Z,1,a\n1969-12-31T23:59:59Z,3,b\n"
+        "1970-01-01T00:00:00Z,-,c\n1970-01-01T00:05:10Z,2,d\n1970-01-01T00:05:20Z,-1,e\n"
+        "1970-01-01T00:04:00Z,5,f\n1970-01-01T00:05:59Z,,g\n");
+    const std::string to = folder.PathOf("b.csv");
+    const auto resample = [&](const std::string& options) {
+        const Outcome run = RunTool("convert " + from + " " + to + " --every 1m" + options);
+        EXPECT_EQ(run.status, 0) << run.err;
+        return folder.Read("b.csv");
+    };
+    EXPECT_EQ(resample(""),
+              "time,x,who\n1969-12-31T23:59:00Z,2,b\n1970-01-01T00:00:00Z,,c\n"
+              "1970-01-01T00:05:00Z,2,g\n");
+    EXPECT_EQ(resample(" --take min,max,last --rule 'who != \"g\"'"),
+              "time,x_min,x_max,x_last,who\n1969-12-31T23:59:00Z,1,3,3,b\n"
+              "1970-01-01T00:00:00Z,,,,c\n1970-01-01T00:05:00Z,-1,5,5,f\n");
+    const std::string line = "convert " + from + " " + to;
+    ExpectFailure(line + " --every 1m --take median", "--take 'median' is not mean, min, max or");
+    ExpectFailure(line + " --every 1m --take min,min", "--take names 'min' twice");
+    ExpectFailure(line + " --every soon", "--every 'soon' is not a duration");
+}
+
 TEST(ConvertCommand, WritesWhatIsSelected) {
     const Folder folder;
     const std::string from = folder.PathOf("a.json");

@@ -44,6 +44,8 @@ TEST(RecordCommand, KeepsWhatIsSelected) {
         {"--rule 't > 8' --rule 't == 4' --before 2m", "01234"},
         {"--since 2020-01-01T00:04:00Z --columns n", "45"},
         {"--rule 't > 10'", "", 1},
+        {"--rule 't > 10' --keep all", "012345", 1},
+        {"--rule 't > 8' --rule 't < 4' --keep events", "123"},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.options);
@@ -53,6 +55,28 @@ TEST(RecordCommand, KeepsWhatIsSelected) {
         EXPECT_EQ(MinutesOf(history), each.minutes);
         EXPECT_THAT(run.err, HasSubstr("recorded " + std::to_string(each.minutes.size())));
     }
+}
+
+TEST(RecordCommand, KeepsEventsAsSamples) {
+    const Folder folder;
+    const std::string history = folder.PathOf("e.db");
+    ASSERT_EQ(RunTool("record - --stream rig --keep events --rule 'high: t > 3' --rule "
+                      "'low: t < 4 && n != \"a\"' --to " +
+                          history,
+                      rows)
+                  .status,
+              0);
+    const std::string out = RunTool("watch --quiet " + history).out;
+    EXPECT_EQ(out,
+              "2020-01-01T00:01:00Z rig/low [*] begin=1577836860000000 end=1577836860000000 "
+              "count=1 t_min=2 t_max=2\n"
+              "2020-01-01T00:03:00Z rig/low [*] begin=1577836980000000 end=1577836980000000 "
+              "count=1 t_min=3 t_max=3\n"
+              "2020-01-01T00:02:00Z rig/high [*] begin=1577836920000000 end=1577836920000000 "
+              "count=1 t_min=9 t_max=9\n"
+              "2020-01-01T00:05:00Z rig/high [*] begin=1577837040000000 end=1577837100000000 "
+              "count=2 t_min=4 t_max=5\n");
+    ExpectFailure("record - --keep events --to " + history, "--keep events needs a rule", rows);
 }
 
 TEST(RecordCommand, AddsWhatIsNewAndWatchReadsIt) {

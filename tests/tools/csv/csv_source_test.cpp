@@ -201,6 +201,29 @@ TEST(CsvSource, ReadsTimesAsAsked) {
                           "matches\n2 missing values\n1 row without a time left out\n"));
 }
 
+TEST(DocumentSource, ReadsDocumentsPackedAndFromAPipe) {
+    const Folder folder;
+    for (const std::string ending : {".json", ".xml"}) {
+        const std::string file = folder.PathOf("d" + ending);
+        ASSERT_EQ(RunTool("watch - --quiet --save " + file, good).status, 0);
+        const std::string document = folder.Read("d" + ending);
+        const std::string line = "2020-01-01T00:00:00Z stdin [*] x=1\n";
+        EXPECT_EQ(RunTool("watch --quiet -", document).out, line);
+        {
+            std::ofstream out(file + ".gz", std::ios::binary);
+            Poco::DeflatingOutputStream packed(out, Poco::DeflatingStreamBuf::STREAM_GZIP);
+            packed << document;
+            packed.close();
+        }
+        EXPECT_EQ(RunTool("watch --quiet " + file + ".gz").out, line);
+        const std::string table = folder.PathOf("t.csv");
+        EXPECT_EQ(RunTool("convert " + file + ".gz " + table).status, 0);
+        EXPECT_EQ(folder.Read("t.csv"), "time,x\n2020-01-01T00:00:00Z,1\n");
+        ExpectFailure("watch --quiet -", "tessaryn: stdin: The ",
+                      document.substr(0, document.size() / 2));
+    }
+}
+
 TEST(CsvSource, ReadsSeveralFilesPackedOrNot) {
     const Folder folder;
     std::ostringstream sink;

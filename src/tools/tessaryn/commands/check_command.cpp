@@ -4,7 +4,9 @@
 #include "commands/check_command.h"
 
 #include "command_error.h"
+#include "source/open_sources.h"
 #include "storage/document.h"
+#include "terminal/signal_watcher.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/rule_check.h"
 #include "tessaryn/rule_syntax_exception.h"
@@ -15,8 +17,11 @@
 
 #include <Poco/String.h>
 
+#include <algorithm>
 #include <functional>
+#include <optional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace velmora::tool {
@@ -31,7 +36,9 @@ constexpr const char* details =
 --type compares the rule with a type of a document that "tessaryn watch --save" wrote:
 PATH is the path that "tessaryn show" prints; the newest version is used unless
 @VERSION follows. A warning is printed for what can never match or cannot be evaluated,
-with its place in the rule. Without --type, entries are not checked.
+with its place in the rule. --source does so with the entries of a recording, read as
+"tessaryn watch" reads it; where it has several streams, a warning is printed if it is
+true of each. Without both, entries are not checked.
 
 Exit status: 0 without warnings, 1 with warnings, 2 when the text is not a rule or the
 type cannot be read.)";
@@ -96,7 +103,38 @@ bool KeepsInitialSizes(const tsn::StreamType& type) {
     return false;
 }
 
+// What is found with the entries of every stream of a recording.
+std::vector<tsn::RuleFinding> CheckSource(const CheckOptions& options) {
+    SignalWatcher signals;
+    SourceSettings settings;
+    settings.maxMemory = options.maxMemory;
+    std::optional<std::vector<tsn::RuleFinding>> common;
+    for (const NamedSource& each :
+         OpenSources(options.source, {options.source}, settings, signals)) {
+        tsn::StreamType type;
+        if (!each.source->Open(type)) {
+            throw CommandError("interrupted before " + options.source + " was read");
+        }
+        const std::vector<tsn::RuleFinding> found = tsn::CheckRule(options.rule, type);
+        if (!common) {
+            common = found;
+        }
+        std::erase_if(*common, [&](const tsn::RuleFinding& one) {
+            return std::none_of(found.begin(), found.end(), [&](const tsn::RuleFinding& other) {
+                return other.kind == one.kind && other.message == one.message;
+            });
+        });
+    }
+    if (!common) {
+        throw CommandError(options.source + " has no stream");
+    }
+    return *std::move(common);
+}
+
 std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
+    if (!options.source.empty()) {
+        return CheckSource(options);
+    }
     if (options.type.empty()) {
         // A malformed rule gets the hints of one whose type is not known.
         static_cast<void>(tsn::DescribeRule(options.rule));
@@ -134,6 +172,9 @@ CLI::App* AddCheckCommand(CLI::App& app, CheckOptions& options) {
     check->add_option("RULE", options.rule, "Rule such as 'temperature > 8.0'")->required();
     check->add_option("--type", options.type, "Type of the samples")
         ->type_name("FILE:PATH[@VERSION]");
+    check->add_option("--source", options.source, "Recording whose entries the rule is about")
+        ->type_name("FILE")
+        ->excludes("--type");
     AddMemoryOption(*check, options.maxMemory);
     check->footer(details);
     return check;

@@ -17,6 +17,8 @@ struct CheckOptions {
     std::string rule;
     /// FILE:PATH[@VERSION] of the type to check against; empty for none.
     std::string type;
+    /// A recording with whose columns the rule is compared; empty for none.
+    std::string source;
     std::uint64_t maxMemory = defaultMaxMemory;
 };
 

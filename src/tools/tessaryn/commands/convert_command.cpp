@@ -7,9 +7,18 @@
 #include "commands/source_options.h"
 #include "storage/document_file.h"
 #include "terminal/message.h"
+#include "terminal/progress_bar.h"
 #include "terminal/signal_watcher.h"
 #include "text/escaped_text.h"
 #include "transfer/open_transfer.h"
+#include "transfer/resampler.h"
+
+#include <Poco/StringTokenizer.h>
+
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <vector>
 
 namespace velmora::tool {
 
@@ -22,7 +31,12 @@ table, read as "tessaryn watch" does. A document converted to the other form and
 the same, byte for byte, unless samples were selected. A table has the column "stream"
 where there are several streams, which --stream-by stream reads back, and arrays with ";"
 between their elements. What a form cannot hold is reported. A history has the order of
-time. TO is replaced atomically, but a history must be new; on failure it is unchanged.)";
+time. TO is replaced atomically, but a history must be new; on failure it is unchanged.
+
+With --every, an entry of one number gets the figure that --take names or, of several, one
+entry each: x_mean, x_min and so on. Of texts and arrays, the last one stays. Intervals
+are multiples of their length since 1970 in UTC, and their samples have the time of their
+begin; those without a sample are left out.)";
 
 SourceSettings MakeSettings(const ConvertOptions& options) {
     SourceSettings settings;
@@ -39,22 +53,53 @@ SourceSettings MakeSettings(const ConvertOptions& options) {
     return settings;
 }
 
+std::vector<std::string> SplitFigures(const std::string& list) {
+    const Poco::StringTokenizer figures(
+        list, ",", Poco::StringTokenizer::TOK_TRIM | Poco::StringTokenizer::TOK_IGNORE_EMPTY);
+    if (figures.count() == 0) {
+        throw CommandError("--take names no figure: mean, min, max or last");
+    }
+    return {figures.begin(), figures.end()};
+}
+
 void ConvertSamples(const ConvertOptions& options) {
     SignalWatcher signals;
     const auto reader = MakeReader(options.from, MakeSettings(options), signals);
     SampleFilter filter(options.filter, *reader);
-    const auto writer = MakeWriter(options.to, filter.GetStreams(), reader->GetSeparator());
+    std::optional<Resampler> resampler;
+    if (!options.every.empty()) {
+        resampler.emplace(filter.GetStreams(), ParseDurationOption("--every", options.every),
+                          SplitFigures(options.figures));
+    }
+    const auto writer =
+        MakeWriter(options.to, resampler ? resampler->GetStreams() : filter.GetStreams(),
+                   reader->GetSeparator());
+    ProgressBar progress(!options.quiet && isatty(STDERR_FILENO) != 0);
     constexpr unsigned int samplesBetweenPolls = 1000;
-    for (unsigned int count = 1; filter.Next(); ++count) {
-        writer->Write(filter.GetPath(), filter.GetSample());
+    for (std::uint64_t count = 1; filter.Next(); ++count) {
+        if (resampler) {
+            resampler->Add(filter.GetPath(), filter.GetSample(), *writer);
+        } else {
+            writer->Write(filter.GetPath(), filter.GetSample());
+        }
         if (count % samplesBetweenPolls == 0) {
+            const SourceProgress read = reader->GetProgress();
+            if (read.bytes > 0) {
+                progress.Update(read.bytesRead, read.bytes, count);
+            } else {
+                progress.Update(count);
+            }
             signals.WaitReadable(-1, SignalWatcher::Clock::now());
             if (signals.IsStopped()) {
                 throw CommandError("interrupted before " + Quoted(options.to) + " was written");
             }
         }
     }
+    if (resampler) {
+        resampler->Finish(*writer);
+    }
     writer->Finish();
+    progress.Clear();
     if (!options.quiet) {
         for (const std::string& loss : writer->GetLosses()) {
             PrintMessage("note: ", loss);
@@ -84,6 +129,15 @@ CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
         ->type_name("COLUMN");
     convert->add_option("--zone", options.zone, "Zone of a table's times, UTC unless given")
         ->type_name("ZONE");
+    convert
+        ->add_option("--every", options.every,
+                     "Write one sample for each interval such as 1m, of what lies in it")
+        ->type_name("DURATION");
+    convert
+        ->add_option("--take", options.figures,
+                     "What of each number in an interval is written: mean unless given, min, max, "
+                     "last")
+        ->type_name("FIGURE,...");
     convert->add_flag("--quiet", options.quiet, "Print no notes");
     AddMemoryOption(*convert, options.maxMemory);
     convert->footer(details);
@@ -92,7 +146,7 @@ CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options) {
 
 void RunConvert(const ConvertOptions& options) {
     if (GetFileKind(options.to) == FileKind::document && options.filter.IsEmpty() &&
-        storage::IsDocumentPath(options.from)) {
+        options.every.empty() && storage::IsDocumentPath(options.from)) {
         core::serialization::ReadLimits limits;
         limits.maxMemory = options.maxMemory;
         storage::SaveTree(options.to, storage::LoadTree(options.from, limits));

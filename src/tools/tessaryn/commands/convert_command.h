@@ -23,6 +23,10 @@ struct ConvertOptions {
     std::string timeColumn;
     std::string streamColumn;
     std::string zone;
+    /// Interval of which one sample is made; empty to write the samples as they are.
+    std::string every;
+    /// What of each number is written then.
+    std::string figures = "mean";
     bool quiet = false;
     std::uint64_t maxMemory = defaultMaxMemory;
 };

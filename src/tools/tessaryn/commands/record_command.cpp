@@ -19,7 +19,10 @@ those of a stream that it has already, so that a file can be recorded again as i
 Further programs may read it meanwhile, "tessaryn replay" and "tessaryn show" among them.
 
 With --rule, the samples that match one of the rules are recorded; with --before and
---after, also those of the same stream in that time before a match and after one.
+--after, also those of the same stream in that time before a match and after one. --keep all
+records every sample, and lets the rules decide the exit status only; --keep events
+records each time that a rule is true as one sample of a stream STREAM/RULE: begin, end,
+count, and the extremes of the numbers that the rule names.
 
 A signal (SIGINT, SIGTERM, SIGHUP) ends the run in order: what was read is written.
 While the disk is full or the file locked, up to 100000 samples wait.
@@ -61,6 +64,10 @@ CLI::App* AddRecordCommand(CLI::App& app, RecordOptions& options) {
         ->type_name("DURATION");
     record->add_option("--after", options.after, "Record what is read after a match, too")
         ->type_name("DURATION");
+    record->add_option("--keep", options.keep, "What is recorded: matches, events or all")
+        ->check(CLI::IsMember({"matches", "events", "all"}))
+        ->type_name("WHAT")
+        ->capture_default_str();
     record->add_option("--for", options.duration, "End after that time")->type_name("DURATION");
     record->footer(details);
     return record;

@@ -4,6 +4,7 @@
 #include "commands/record_session.h"
 
 #include "command_error.h"
+#include "commands/event_recorder.h"
 #include "terminal/message.h"
 #include "tessaryn/subscription_args.h"
 #include "text/escaped_text.h"
@@ -59,6 +60,11 @@ class RecordSession::Recorder {
         }
         CheckRules(session.rules, type.Get(), session.options.allowUnknown,
                    session.options.source.quiet);
+        for (NamedRule& rule : session.rules) {
+            if (session.options.keep == "events") {
+                events.emplace_back(rule, type.Get(), path, *session.writer);
+            }
+        }
     }
 
     void CheckEntries(const tsn::StreamType& entries) {
@@ -73,8 +79,13 @@ class RecordSession::Recorder {
         tsn::Sample filled(&type.Get(), Poco::Timestamp(time));
         source.Fill(filled);
         tsn::Sample sample = Restamped(std::move(filled), Poco::Timestamp(time));
+        if (!events.empty()) {
+            AddToEvents(sample, source);
+            return;
+        }
         DropBefore(sample.GetTimeStamp() - session.before.count());
-        if (Matches(sample, source)) {
+        const bool isMatch = Matches(sample, source);
+        if (isMatch || session.options.keep == "all") {
             for (tsn::Sample& earlier : waiting) {
                 Write(std::move(earlier));
             }
@@ -88,27 +99,49 @@ class RecordSession::Recorder {
         }
     }
 
+    /// Writes the events that have not ended.
+    void Flush() {
+        for (EventRecorder& each : events) {
+            each.Flush();
+        }
+    }
+
   private:
     bool Matches(tsn::Sample& sample, const SampleSource& source) {
         bool isMatch = false;
         for (NamedRule& rule : session.rules) {
-            std::string failure;
-            try {
-                tsn::SubscriptionArgs args{tsn::pushed, &sample, nullptr};
+            Evaluate(sample, source, rule, [&](tsn::SubscriptionArgs& args) {
                 const bool applies = rule.isEverySample || rule.rule.Applies(args);
                 rule.matches += applies ? 1U : 0U;
                 isMatch = isMatch || applies;
-            } catch (const Poco::Exception& error) {
-                failure = error.displayText();
-            } catch (const std::exception& error) {
-                failure = error.what();
-            }
-            if (!failure.empty()) {
-                throw CommandError(source.GetPosition() + ": rule " + Quoted(rule.text) +
-                                   " cannot be evaluated: " + failure);
-            }
+            });
         }
         return isMatch;
+    }
+
+    void AddToEvents(tsn::Sample& sample, const SampleSource& source) {
+        auto rule = session.rules.begin();
+        for (EventRecorder& each : events) {
+            Evaluate(sample, source, *rule++, [&](tsn::SubscriptionArgs& args) { each.Add(args); });
+        }
+    }
+
+    // Names the row and the rule where evaluating it throws.
+    template <class Action>
+    static void Evaluate(tsn::Sample& sample, const SampleSource& source, const NamedRule& rule,
+                         Action action) {
+        std::string failure;
+        try {
+            tsn::SubscriptionArgs args{tsn::pushed, &sample, nullptr};
+            action(args);
+            return;
+        } catch (const Poco::Exception& error) {
+            failure = error.displayText();
+        } catch (const std::exception& error) {
+            failure = error.what();
+        }
+        throw CommandError(source.GetPosition() + ": rule " + Quoted(rule.text) +
+                           " cannot be evaluated: " + failure);
     }
 
     void DropBefore(const Poco::Timestamp& oldest) {
@@ -135,6 +168,8 @@ class RecordSession::Recorder {
     NamedType type;
     NamedType kept;
     std::vector<unsigned short> keptIds;
+    // One for each rule, where events are kept.
+    std::deque<EventRecorder> events;
     // Samples that may come to stand before a match.
     std::deque<tsn::Sample> waiting;
     std::int64_t writeUntil = INT64_MIN;
@@ -145,7 +180,6 @@ RecordSession::RecordSession(const RecordOptions& options)
       progress(!options.source.quiet && isatty(STDERR_FILENO) != 0),
       settings(MakeSourceSettings(options.source)),
       columns(std::exchange(settings.table.columns, {})),
-      range(MakeTimeRange(options.source)),
       before(ParseWindow("--before", options.before)),
       after(ParseWindow("--after", options.after)),
       rules(ParseRules(options.rules, options.ruleFile)) {
@@ -155,6 +189,11 @@ RecordSession::RecordSession(const RecordOptions& options)
     if (rules.front().isEverySample && (before.count() > 0 || after.count() > 0)) {
         throw CommandError(
             "--before and --after need a rule; --rule 'temperature > 8.0' gives one");
+    }
+    const bool hasWindow = before.count() > 0 || after.count() > 0;
+    if (options.keep == "events" && (rules.front().isEverySample || hasWindow)) {
+        throw CommandError(
+            "--keep events needs a rule, and neither --before nor --after: an event is one sample");
     }
     if (!options.duration.empty()) {
         signals.StopAfter(ParseDurationOption("--for", options.duration));
@@ -202,36 +241,14 @@ void RecordSession::Run() {
 }
 
 void RecordSession::ReadAll() {
-    const std::vector<std::string> paths = ExpandSources(options.source.sources);
-    for (const std::string& path : paths) {
-        for (const NamedSource& each : OpenSources(path, paths, settings, signals)) {
-            Read(each.stream, *each.source);
-        }
-    }
-}
-
-void RecordSession::Read(const std::string& sourceStream, SampleSource& source) {
-    source.BeforeWait([this](const SourceProgress& read) {
-        progress.Update(read.bytesRead, read.bytes, samples);
-    });
-    tsn::StreamType type;
-    if (!source.Open(type)) {
-        return;
-    }
-    if (!options.source.quiet) {
-        for (const std::string& note : source.GetNotes()) {
-            progress.Clear();
-            PrintMessage("note: ", note);
-        }
-    }
-    const bool isJoined = !options.source.stream.empty();
-    while (!signals.IsStopped() && source.Next()) {
-        if (range.Contains(source.GetTime())) {
-            const std::string_view own = source.GetStreamName();
-            GetRecorder(own.empty() || isJoined ? std::string_view(sourceStream) : own, type)
-                .Add(source);
-            ++samples;
-        }
+    RowVisitor visitor;
+    visitor.row = [this](const SourceRow& row) {
+        GetRecorder(row.stream, row.type).Add(row.source);
+        ++samples;
+    };
+    ReadSources(options.source, settings, signals, progress, visitor);
+    for (const auto& [name, recorder] : recorders) {
+        recorder->Flush();
     }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "commands/named_rule.h"
+#include "commands/row_loop.h"
 #include "commands/source_options.h"
 #include "storage/history_writer.h"
 #include "terminal/progress_bar.h"
@@ -31,6 +32,7 @@ struct RecordOptions {
     std::string before;
     std::string after;
     std::string duration;
+    std::string keep = "matches";
 };
 
 /// One run of `tessaryn record`: reads the sources and writes what is selected to a history.
@@ -64,7 +66,6 @@ class RecordSession {
     class Recorder;
 
     void ReadAll();
-    void Read(const std::string& sourceStream, SampleSource& source);
     Recorder& GetRecorder(std::string_view name, const core::tessaryn::StreamType& type);
     void OnError(const std::string& what);
 
@@ -74,7 +75,6 @@ class RecordSession {
     ProgressBar progress;
     SourceSettings settings;
     std::vector<std::string> columns;
-    TimeRange range;
     std::chrono::microseconds before{0};
     std::chrono::microseconds after{0};
     std::deque<NamedRule> rules;

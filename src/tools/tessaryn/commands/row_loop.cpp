@@ -4,10 +4,10 @@
 #include "commands/row_loop.h"
 
 #include "terminal/message.h"
-#include "terminal/progress_bar.h"
 #include "tessaryn/sample_time.h"
 
 #include <cstdio>
+#include <optional>
 #include <unistd.h>
 
 namespace velmora::tool {
@@ -16,50 +16,75 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-void ReadRows(NamedSource& named, const TimeRange& range, SignalWatcher& signals,
-              RowLoopResult& result, const std::function<void(const Row&)>& visit) {
-    SampleSource& source = *named.source;
-    tsn::StreamType type;
-    if (!source.Open(type)) {
-        return;
-    }
-    const std::vector<std::string> units = source.GetUnits();
-    tsn::Sample sample(&type, Poco::Timestamp(0));
-    while (!signals.IsStopped() && source.Next()) {
-        const std::int64_t time = source.GetTime();
-        if (!range.Contains(time)) {
-            continue;
-        }
-        source.Fill(sample);
-        tsn::SetTimeStamp(sample, Poco::Timestamp(time));
-        const std::string_view own = source.GetStreamName();
-        visit({own.empty() ? std::string_view(named.stream) : own, type, sample, time, units});
-        ++result.rows;
+void PrintNotes(const SampleSource& source, ProgressBar& progress) {
+    for (const std::string& note : source.GetNotes()) {
+        progress.Clear();
+        PrintMessage("note: ", note);
     }
 }
 
 }  // namespace
 
-RowLoopResult ForEachRow(const SourceOptions& options, SignalWatcher& signals,
-                         const std::function<void(const Row&)>& visit) {
-    const SourceSettings settings = MakeSourceSettings(options);
+RowLoopResult ReadSources(const SourceOptions& options, const SourceSettings& settings,
+                          SignalWatcher& signals, ProgressBar& progress,
+                          const RowVisitor& visitor) {
     const TimeRange range = MakeTimeRange(options);
-    ProgressBar progress(!options.quiet && isatty(STDERR_FILENO) != 0);
+    const bool isJoined = !options.stream.empty();
     RowLoopResult result;
+    const auto read = [&](const NamedSource& named) {
+        SampleSource& source = *named.source;
+        source.BeforeWait([&](const SourceProgress& done) {
+            if (visitor.beforeWait) {
+                visitor.beforeWait();
+            }
+            progress.Update(done.bytesRead, done.bytes, result.rows);
+        });
+        tsn::StreamType type;
+        if (!source.Open(type)) {
+            return;
+        }
+        if (!options.quiet) {
+            PrintNotes(source, progress);
+        }
+        if (visitor.opened) {
+            visitor.opened({named.stream, type, source});
+        }
+        while (!signals.IsStopped() && !(visitor.isOver && visitor.isOver()) && source.Next()) {
+            if (range.Contains(source.GetTime())) {
+                const std::string_view own = source.GetStreamName();
+                visitor.row(
+                    {own.empty() || isJoined ? std::string_view(named.stream) : own, type, source});
+                ++result.rows;
+            }
+        }
+    };
     const std::vector<std::string> paths = ExpandSources(options.sources);
     for (const std::string& path : paths) {
-        for (NamedSource& each : OpenSources(path, paths, settings, signals)) {
-            each.source->BeforeWait([&](const SourceProgress& read) {
-                progress.Update(read.bytesRead, read.bytes, result.rows);
-            });
-            if (!options.stream.empty()) {
-                each.stream = options.stream;
-            }
-            ReadRows(each, range, signals, result, visit);
+        for (const NamedSource& each : OpenSources(path, paths, settings, signals)) {
+            read(each);
             result.counts.Add(each.source->GetCounts());
         }
     }
     return result;
+}
+
+RowLoopResult ForEachRow(const SourceOptions& options, SignalWatcher& signals,
+                         const std::function<void(const Row&)>& visit) {
+    ProgressBar progress(!options.quiet && isatty(STDERR_FILENO) != 0);
+    std::vector<std::string> units;
+    std::optional<tsn::Sample> sample;
+    RowVisitor visitor;
+    visitor.opened = [&](const SourceRow& opened) {
+        units = opened.source.GetUnits();
+        sample.emplace(&opened.type, Poco::Timestamp(0));
+    };
+    visitor.row = [&](const SourceRow& row) {
+        const std::int64_t time = row.source.GetTime();
+        row.source.Fill(*sample);
+        tsn::SetTimeStamp(*sample, Poco::Timestamp(time));
+        visit({row.stream, row.type, *sample, time, units});
+    };
+    return ReadSources(options, MakeSourceSettings(options), signals, progress, visitor);
 }
 
 void PrintRowSummary(const RowLoopResult& result) {

@@ -5,6 +5,7 @@
 
 #include "commands/source_options.h"
 #include "source/sample_source.h"
+#include "terminal/progress_bar.h"
 #include "terminal/signal_watcher.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
@@ -33,10 +34,33 @@ struct RowLoopResult {
     SourceCounts counts;
 };
 
+/// A row that a source has read, before a sample is made of it.
+struct SourceRow {
+    std::string_view stream;
+    core::tessaryn::StreamType& type;
+    SampleSource& source;
+};
+
+/// What is done while sources are read; each may be empty but `row`.
+struct RowVisitor {
+    std::function<void(const SourceRow&)> row{};
+    /// A source was opened; the stream is that of its rows that name none.
+    std::function<void(const SourceRow&)> opened{};
+    /// The source may wait for data.
+    std::function<void()> beforeWait{};
+    /// Whether to end before the sources do.
+    std::function<bool()> isOver{};
+};
+
 /// Reads all rows of the sources that lie in the range of times, with progress and notes on
 /// standard error.
 /// \param signals \ownership observes: a signal ends reading
-/// \throws CommandError when an option or a source is bad
+/// \throws CommandError when an option or a source is bad, and what the visitor throws
+RowLoopResult ReadSources(const SourceOptions& options, const SourceSettings& settings,
+                          SignalWatcher& signals, ProgressBar& progress, const RowVisitor& visitor);
+
+/// Does so with a sample of each row.
+/// \throws CommandError as above
 RowLoopResult ForEachRow(const SourceOptions& options, SignalWatcher& signals,
                          const std::function<void(const Row&)>& visit);
 

@@ -4,7 +4,6 @@
 #include "commands/watch_session.h"
 
 #include "command_error.h"
-#include "terminal/message.h"
 
 #include <algorithm>
 #include <exception>
@@ -21,7 +20,6 @@ WatchSession::WatchSession(const WatchOptions& options, tsn::Document* document)
       output(signals),
       progress(!options.source.quiet && isatty(STDERR_FILENO) != 0),
       settings(MakeSourceSettings(options.source)),
-      range(MakeTimeRange(options.source)),
       run{options,
           MakeWatchFilter(options),
           ParseRules(options.rules, options.ruleFile),
@@ -44,66 +42,38 @@ bool WatchSession::HasMatches() const {
 }
 
 void WatchSession::ReadAll() {
-    const std::vector<std::string> paths = ExpandSources(options.source.sources);
-    for (const std::string& path : paths) {
-        for (const NamedSource& each : OpenSources(path, paths, settings, signals)) {
-            Read(each.stream, *each.source);
-            counts.Add(each.source->GetCounts());
-        }
-    }
-    for (const auto& [name, stream] : streams) {
-        stream->Flush();
-    }
-}
-
-void WatchSession::Read(const std::string& sourceStream, SampleSource& source) {
-    source.BeforeWait([this](const SourceProgress& read) {
-        // Matches found so far are written before the run waits for more input.
-        output.Flush();
-        progress.Update(read.bytesRead, read.bytes, samples);
-    });
-    tsn::StreamType type;
-    if (!source.Open(type)) {
-        return;
-    }
-    if (!options.source.quiet) {
-        for (const std::string& note : source.GetNotes()) {
-            progress.Clear();
-            PrintMessage("note: ", note);
-        }
-    }
-    const bool isJoined = !options.source.stream.empty();
-    const auto nameOf = [&]() -> std::string_view {
-        const std::string_view own = source.GetStreamName();
-        return own.empty() || isJoined ? std::string_view(sourceStream) : own;
+    RowVisitor visitor;
+    WatchedStream* stream = nullptr;
+    visitor.opened = [&](const SourceRow& opened) {
+        // A source of one stream has it also where it has no row.
+        stream = options.source.streamColumn.empty() ? &GetStream(opened) : nullptr;
     };
-    // A source of one stream has it also where it has no row.
-    WatchedStream* stream =
-        options.source.streamColumn.empty() ? &GetStream(nameOf(), type, source) : nullptr;
-    while (!output.IsClosed() && !signals.IsStopped() && source.Next()) {
-        if (!range.Contains(source.GetTime())) {
-            continue;
+    visitor.row = [&](const SourceRow& row) {
+        if (stream == nullptr || stream->GetName() != row.stream) {
+            stream = &GetStream(row);
         }
-        if (stream == nullptr || stream->GetName() != nameOf()) {
-            stream = &GetStream(nameOf(), type, source);
-        }
-        Push(*stream, source);
-        ++samples;
+        Push(*stream, row.source);
+    };
+    // Matches found so far are written before the run waits for more input.
+    visitor.beforeWait = [this] { output.Flush(); };
+    visitor.isOver = [this] { return output.IsClosed(); };
+    counts = ReadSources(options.source, settings, signals, progress, visitor).counts;
+    for (const auto& [name, each] : streams) {
+        each->Flush();
     }
 }
 
 // The stream of a name; opens it for the entries of a source.
-WatchedStream& WatchSession::GetStream(std::string_view name, const tsn::StreamType& type,
-                                       const SampleSource& source) {
-    const auto place = streams.find(name);
+WatchedStream& WatchSession::GetStream(const SourceRow& row) {
+    const auto place = streams.find(row.stream);
     if (place != streams.end()) {
-        place->second->CheckEntries(type);
+        place->second->CheckEntries(row.type);
         return *place->second;
     }
     try {
-        auto opened =
-            std::make_unique<WatchedStream>(std::string(name), type, source.GetUnits(), run);
-        return *streams.emplace(name, std::move(opened)).first->second;
+        auto opened = std::make_unique<WatchedStream>(std::string(row.stream), row.type,
+                                                      row.source.GetUnits(), run);
+        return *streams.emplace(row.stream, std::move(opened)).first->second;
     } catch (const std::invalid_argument& error) {
         const std::string file = options.load.empty() ? "" : options.load + ": ";
         throw CommandError(file + error.what());

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "commands/row_loop.h"
 #include "commands/source_options.h"
 #include "commands/watch_options.h"
 #include "commands/watched_stream.h"
@@ -48,9 +49,7 @@ class WatchSession {
 
   private:
     void ReadAll();
-    void Read(const std::string& sourceStream, SampleSource& source);
-    WatchedStream& GetStream(std::string_view name, const core::tessaryn::StreamType& type,
-                             const SampleSource& source);
+    WatchedStream& GetStream(const SourceRow& row);
     void Push(WatchedStream& stream, SampleSource& source);
 
     const WatchOptions& options;
@@ -58,11 +57,9 @@ class WatchSession {
     StandardOutput output;
     ProgressBar progress;
     SourceSettings settings;
-    TimeRange range;
     WatchRun run;
     Streams streams;
     SourceCounts counts;
-    std::uint64_t samples = 0;
 };
 
 }  // namespace velmora::tool

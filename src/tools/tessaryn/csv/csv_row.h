@@ -61,7 +61,7 @@ class CsvRow {
 
     /// Replaces the row by the fields of a line, each without blanks around it. They refer to the
     /// line: they are valid as long as it is.
-    /// \return false when the line has quotes or carriage returns, which fields then hold as they are
+    /// \return false when the line has quotes or carriage returns, which the fields then hold
     bool Split(std::string_view newText, char delimiter, std::size_t newLine);
 
     /// Replaces the row by fields that refer to parts of a text.

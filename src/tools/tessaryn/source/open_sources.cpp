@@ -4,14 +4,17 @@
 #include "source/open_sources.h"
 
 #include "command_error.h"
+#include "commands/memory_option.h"
 #include "csv/csv_reader.h"
 #include "csv/csv_source.h"
+#include "source/document_input.h"
 #include "source/document_source.h"
 #include "source/history_source.h"
 #include "source/host_source.h"
 #include "source/input_stream.h"
 #include "source/json_lines_reader.h"
 #include "storage/document.h"
+#include "storage/document_file.h"
 #include "tessaryn/stream_repository.h"
 #include "text/escaped_text.h"
 
@@ -94,14 +97,11 @@ NamedSource MakeTable(std::unique_ptr<InputStream> input, Kind kind, const std::
             std::make_unique<CsvSource>(std::move(input), std::move(reader), settings.table)};
 }
 
-std::vector<NamedSource> OpenDocument(const std::string& path, const SourceSettings& settings) {
-    if (path == "-") {
-        throw CommandError("a document is read from a file, not from standard input");
-    }
-    core::serialization::ReadLimits limits;
-    limits.maxMemory = settings.maxMemory;
+std::vector<NamedSource> OpenDocument(const std::string& path, InputStream& input,
+                                      const SourceSettings& settings) {
     const auto document = std::make_shared<const core::tessaryn::Document>(
-        storage::LoadDocument(path, limits, {settings.maxMemory}));
+        path != "-" && storage::IsDocumentPath(path) ? LoadWithin(settings.maxMemory, path)
+                                                     : ReadDocument(input, settings.maxMemory));
     std::vector<NamedSource> sources;
     document->streams->ForEachStream([&](const std::string& name, core::tessaryn::Stream& stream) {
         sources.push_back({settings.streamName.empty() ? name : settings.streamName,
@@ -163,7 +163,7 @@ std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<
         std::make_unique<InputStream>(std::make_unique<InputFile>(path, signals, settings.follow));
     const Kind kind = GetKind(*input, input->Peek());
     if (kind == Kind::document) {
-        return OpenDocument(path, settings);
+        return OpenDocument(path, *input, settings);
     }
     sources.push_back(MakeTable(std::move(input), kind, GetDefaultName(path, paths), settings));
     return sources;

@@ -5,11 +5,20 @@
 
 #include "terminal/signal_watcher.h"
 
+#include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace velmora::tool {
 
-/// A line on standard error that shows how much of a file was read.
+/// What a bar tells of a run: how much of a file was read, how fast, and how long the rest takes.
+/// \param bytesRead,size of the file; a size of 0 where it is not known
+/// \param samples read so far
+/// \param seconds since the first was read
+std::string DescribeProgress(std::uint64_t bytesRead, std::uint64_t size, std::uint64_t samples,
+                             double seconds);
+
+/// A line on standard error that shows how much was read. It appears after a second.
 class ProgressBar {
   public:
     /// \param enabled whether the bar is ever drawn
@@ -19,15 +28,31 @@ class ProgressBar {
     ~ProgressBar() { Clear(); }
 
     /// Draws the bar, at most ten times a second; draws nothing for a file of size 0.
-    void Update(std::uint64_t bytesRead, std::uint64_t size, std::uint64_t samples);
+    /// \param samples of all files
+    void Update(std::uint64_t bytesRead, std::uint64_t size, std::uint64_t samples) {
+        if (size > 0) {
+            Draw(bytesRead, size, samples);
+        }
+    }
+
+    /// Draws the number of samples and their rate, where no size is known.
+    void Update(std::uint64_t samples) { Draw(0, 0, samples); }
 
     /// Removes the bar from the terminal.
     void Clear();
 
   private:
+    using Clock = SignalWatcher::Clock;
+
+    void Draw(std::uint64_t bytesRead, std::uint64_t size, std::uint64_t samples);
+
     bool enabled;
     bool drawn = false;
-    SignalWatcher::Clock::time_point due = SignalWatcher::Clock::now();
+    Clock::time_point due = Clock::now() + std::chrono::seconds(1);
+    /// When the file was begun, the samples before it, and what was read of it last.
+    Clock::time_point begin = Clock::now();
+    std::uint64_t samplesBefore = 0;
+    std::uint64_t lastRead = 0;
 };
 
 }  // namespace velmora::tool

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "source/sample_source.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/stream_type.h"
 
@@ -65,6 +66,8 @@ class SampleReader {
     /// Reads on.
     /// \return false at the end
     virtual bool Next() = 0;
+    /// How much of the file was read, where that is known.
+    virtual SourceProgress GetProgress() const { return {}; }
     // What `Next` read; valid until it is called again.
     virtual const std::string& GetPath() const = 0;
     virtual const core::tessaryn::Sample& GetSample() const = 0;

@@ -4,6 +4,8 @@
 #include "transfer/source_reader.h"
 
 #include "command_error.h"
+#include "terminal/message.h"
+#include "tessaryn/sample_time.h"
 
 #include <algorithm>
 #include <utility>
@@ -32,7 +34,13 @@ SourceReader::SourceReader(const std::string& file, const SourceSettings& settin
 void SourceReader::Open(const std::string& file, const SourceSettings& settings,
                         SignalWatcher& signals) {
     entries = tsn::StreamType();
-    input = std::move(OpenSources(file, {file}, settings, signals).front());
+    std::vector<NamedSource> sources = OpenSources(file, {file}, settings, signals);
+    if (sources.size() != 1) {
+        throw CommandError(file + " is a document with " + Counted(sources.size(), "stream") +
+                           ", of which one can be read while it is packed: unpack it");
+    }
+    input = std::move(sources.front());
+    input->source->BeforeWait([this](const SourceProgress& read) { progress = read; });
     if (!input->source->Open(entries)) {
         throw CommandError("interrupted before " + file + " was read");
     }
@@ -64,9 +72,12 @@ bool SourceReader::Next() {
     }
     path = GetRowPath();
     const Poco::Timestamp time(input->source->GetTime());
-    tsn::Sample row(&typesByPath.at(path)->Get(), time);
-    input->source->Fill(row);
-    sample = Restamped(std::move(row), time);
+    tsn::StreamType& type = typesByPath.at(path)->Get();
+    if (sample.GetStreamType() != &type) {
+        sample = tsn::Sample(&type, time);
+    }
+    input->source->Fill(sample);
+    tsn::SetTimeStamp(sample, time);
     return true;
 }
 

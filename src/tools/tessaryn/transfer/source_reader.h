@@ -24,6 +24,7 @@ class SourceReader : public SampleReader {
 
     std::vector<StreamLayout> GetStreams() const override { return streams; }
     bool Next() override;
+    SourceProgress GetProgress() const override { return progress; }
     const std::string& GetPath() const override { return path; }
     const core::tessaryn::Sample& GetSample() const override { return sample; }
 
@@ -38,6 +39,7 @@ class SourceReader : public SampleReader {
     std::map<std::string, NamedType*> typesByPath;
     std::vector<StreamLayout> streams;
     std::string path;
+    SourceProgress progress;
     core::tessaryn::Sample sample;
 };
 
