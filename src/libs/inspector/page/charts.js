@@ -172,7 +172,8 @@ class Chart {
 }
 
 export class Charts {
-  // Options: path, stateChanged() when the range or following changes, failed(error).
+  // Options: path, stateChanged() when the range or following changes, failed(error), and
+  // incomplete() when a range was read in part.
   constructor(box, options) {
     this.box = box;
     this.options = options;
@@ -300,6 +301,9 @@ export class Charts {
       chart.rows = toRows(answer.entries[chart.entry.name] ?? { times: [], min: [], max: [] });
     }
     this.matches = answer.matches ?? [];
+    if (answer.complete === false) {
+      this.options.incomplete();
+    }
     this.appended = 0;
     const waiting = this.waiting;
     this.waiting = null;

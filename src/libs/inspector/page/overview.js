@@ -78,7 +78,7 @@ export class Overview {
     }
     setText(this.title, about.title || "Overview");
     this.facts.replaceChildren(
-      fact("Streams", formatCount(about.streams)), fact("Types", formatCount(this.total ?? 0)),
+      fact("Streams", formatCount(about.streams)), fact("Types", formatCount(about.types)),
       fact("Running for", formatSpan(about.uptime)), fact("History", about.history ? "yes" : "no"),
       fact("Version", about.version));
     this.rules.setRows((about.rules ?? []).map(({ name, rule, matches }) =>
@@ -96,8 +96,6 @@ export class Overview {
     const offset = this.types.body.children.length;
     try {
       const { total, types } = await get("types", { offset, limit: typesPage });
-      this.total = total;
-      this.show();
       if (offset === this.types.body.children.length) {
         this.types[offset === 0 ? "setRows" : "addRows"](types.map((type) =>
           [type.name, type.version, formatCount(type.entries)]));

@@ -56,9 +56,14 @@ class Pages {
   }
 }
 
-const makeStreamRow = (row, name, isChosen) => {
-  row.setAttribute("aria-selected", String(isChosen));
-  row.append(make("span", { className: "name" }, ...name), make("span", { className: "age" }));
+// A time is that of the newest sample, null without one, or undefined while it is not known.
+const formatListAge = (time) => (time === undefined ? "" : time === null ? "empty" :
+  formatShortAge((serverNow() - time) / 1e6));
+
+const makeStreamRow = (row, name, path, owner) => {
+  row.setAttribute("aria-selected", String(path === owner.chosen));
+  row.append(make("span", { className: "name" }, ...name),
+    make("span", { className: "age" }, formatListAge(owner.times.get(path))));
 };
 
 // Splits a path around the text that was searched for.
@@ -195,7 +200,7 @@ class Tree {
     row.title = node.path;
     row.classList.add(node.kind);
     if (node.kind === "stream") {
-      makeStreamRow(row, [showUnseen(node.name)], node.path === this.owner.chosen);
+      makeStreamRow(row, [showUnseen(node.name)], node.path, this.owner);
       return;
     }
     row.setAttribute("aria-expanded", String(node.isOpen));
@@ -291,7 +296,7 @@ class Results {
       return;
     }
     row.title = found.path;
-    makeStreamRow(row, markFound(found.path, this.text), found.path === this.owner.chosen);
+    makeStreamRow(row, markFound(found.path, this.text), found.path, this.owner);
   }
 
   choose(index) {
@@ -311,6 +316,7 @@ export class StreamList {
   constructor(choose) {
     this.choose = choose;
     this.chosen = null;
+    this.times = new Map();
     this.box = document.getElementById("tree");
     this.foundBox = document.getElementById("results");
     this.state = document.getElementById("listState");
@@ -323,6 +329,10 @@ export class StreamList {
     server.addEventListener("back", () => this.refresh());
     server.addEventListener("about", () => this.onAbout());
     setInterval(() => this.readAges(), agePeriod);
+    this.readAgesSoon = debounce(100, () => this.readAges());
+    for (const { list } of [this.tree, this.results]) {
+      list.box.addEventListener("scroll", this.readAgesSoon, { passive: true });
+    }
   }
 
   get isSearching() {
@@ -385,6 +395,7 @@ export class StreamList {
 
   // Says how many there are, or why there is nothing to see.
   describe() {
+    this.readAgesSoon?.();
     if (this.isSearching) {
       const total = this.results.pages?.total ?? null;
       const found = total === 1 ? "1 stream" : `${formatCount(total ?? 0)} streams`;
@@ -409,21 +420,20 @@ export class StreamList {
       return;
     }
     try {
-      this.showAges((await get("newest", { path })).newest);
+      this.showAges(await get("newest", { path }));
     } catch {
       // Ages that are not known are not shown.
     }
   }
 
   showAges(newest) {
+    this.times = new Map(Object.entries(newest).map(([path, sample]) =>
+      [path, sample?.time ?? null]));
     const { shown } = this;
     for (const [index, row] of shown.list.rows) {
       const age = row.querySelector(".age");
-      const path = shown.pathAt(index);
-      if (age !== null && path !== null && Object.hasOwn(newest, path)) {
-        const sample = newest[path];
-        const text = sample === null ? "empty" : formatShortAge((serverNow() - sample.time) / 1e6);
-        setText(age, text);
+      if (age !== null) {
+        setText(age, formatListAge(this.times.get(shown.pathAt(index))));
       }
     }
   }

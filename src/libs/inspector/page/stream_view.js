@@ -4,7 +4,7 @@
 // One stream: how it is, its newest values, charts, a rule and what it matches.
 
 import { Charts } from "./charts.js";
-import { make, makeButton, makeTable, setText } from "./elements.js";
+import { debounce, make, makeButton, makeTable, setText } from "./elements.js";
 import { Live } from "./live.js";
 import { RuleBox } from "./rule_box.js";
 import { get, server, ServerError, serverNow, toQuery } from "./server.js";
@@ -56,6 +56,7 @@ class Facts {
     this.set("Subscribers", formatCount(subscribers));
     this.parts.get("Pushed").parentElement.hidden = pushed === undefined || pushed === null;
     this.set("Pushed", formatCount(pushed ?? 0));
+    this.parts.get("Pushed").title = "since the inspector has been counting";
   }
 
   showAge(time) {
@@ -200,6 +201,10 @@ export class StreamView {
       make("a", { className: "up", href: "#", "aria-label": "Back to the streams" }, "‹ Streams"),
       this.title), make("p", { className: "none" }, "Reading…"));
     this.onBack = () => this.resume();
+    this.rereadSoon = debounce(300, () => {
+      this.charts.load();
+      this.readMatches();
+    });
     server.addEventListener("back", this.onBack);
     this.start();
   }
@@ -209,6 +214,7 @@ export class StreamView {
     clearInterval(this.stateTimer);
     clearInterval(this.ageTimer);
     clearTimeout(this.showTimer);
+    this.rereadSoon.cancel();
     server.removeEventListener("back", this.onBack);
     this.live?.close();
     this.charts?.close();
@@ -255,6 +261,8 @@ export class StreamView {
     this.charts = new Charts(this.plots, {
       path: this.path, stateChanged: () => this.describeRange(),
       failed: (error) => this.options.notify("bad", `The chart was not read. ${error.message}`),
+      incomplete: () => this.options.notify("lost",
+        "The range has more samples than the server reads at once: the chart lacks the newer ones."),
     });
     this.typeLine = make("span", { className: "typeName" }, `${type} ${version}`);
     this.download = make("a", { className: "button", download: "" }, "CSV");
@@ -437,7 +445,7 @@ export class StreamView {
   onLost({ count }) {
     const changes = count === 1 ? "1 change was" : `${formatCount(count)} changes were`;
     this.options.notify("lost", `${changes} lost on the way here. The chart has been read again.`);
-    this.charts.loadSoon();
+    this.rereadSoon();
   }
 
   setRule(rule) {
