@@ -6,6 +6,7 @@
 fuzz_length() {
     case "$1" in
         documents) echo 4000 ;;
+        inspector_requests) echo 3000 ;;
         paths) echo 150 ;;
         repositories) echo 16000 ;;
         rule_text) echo 4000 ;;
