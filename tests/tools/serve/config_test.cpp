@@ -5,6 +5,8 @@
 
 #include "process.h"
 
+#include <cctype>
+#include <fstream>
 #include <sys/stat.h>
 
 namespace velmora::tool {
@@ -146,6 +148,22 @@ TEST(ServeConfig, TellsAllMistakesAtOnceInTheOrderOfLines) {
     EXPECT_THAT(run.err, testing::MatchesRegex("p:1: capacity [^\n]*\np:2: [^\n]*'post'[^\n]*\n"
                                                "p:3: rule [^\n]*\n(  [^\n]*\n)*"
                                                "p:5: [^\n]*needs from\np:6: [^\n]*'from'[^\n]*\n"));
+}
+
+TEST(ServeConfig, IsAsTheExampleSays) {
+    std::ifstream file(EXAMPLE_PLANT);
+    std::string asItIs;
+    std::string withAllKeys;
+    for (std::string line; std::getline(file, line);) {
+        asItIs += line + "\n";
+        const bool isExample =
+            line.size() > 1 && line[0] == '#' && (line[1] == '[' || std::islower(line[1]) != 0);
+        withAllKeys += line.substr(isExample ? 1 : 0) + "\n";
+    }
+    EXPECT_EQ(Check(asItIs).out, "p: 1 source and 1 rule, no mistakes\n");
+    const Outcome run = Check(withAllKeys);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out, "p: 5 sources and 2 rules, no mistakes\n");
 }
 
 TEST(ServeConfig, RefusesATokenThatOthersMayRead) {

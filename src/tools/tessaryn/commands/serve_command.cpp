@@ -23,7 +23,8 @@ constexpr const char* details =
     R"(The service reads the sources that FILE names into streams, reports what its rules
 select, keeps a history and checkpoints, and shows all of it on a page. The example of a
 configuration, with a comment on each key, is plant.toml in
-/usr/share/doc/tessaryn-server/examples.
+/usr/share/doc/tessaryn-server/examples. Paths of histories and checkpoints are relative
+to $STATE_DIRECTORY, where systemd gives one.
 
 A source that fails is opened again; it is logged, and counted. Bad rows are skipped.
 What a followed file gives again after a restart goes to the history only, unless it is
