@@ -4,6 +4,7 @@
 #include "serve/plant.h"
 
 #include "command_error.h"
+#include "common/version.h"
 #include "delivery/stream_pattern.h"
 #include "storage/document.h"
 #include "storage/history.h"
@@ -11,6 +12,7 @@
 #include "storage/storage_exception.h"
 #include "terminal/message.h"
 #include "tessaryn/stream_repository.h"
+#include "tessaryn/stream_type_collection.h"
 #include "tessaryn/stream_type_repository.h"
 #include "text/escaped_text.h"
 #include "transfer/copy_entry.h"
@@ -19,6 +21,7 @@
 #include <Poco/File.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 namespace velmora::tool {
@@ -51,6 +54,34 @@ std::unique_ptr<tsn::Sample> Converted(const tsn::Sample& sample, tsn::StreamTyp
         }
     }
     return std::make_unique<tsn::Sample>(Restamped(std::move(converted), sample.GetTimeStamp()));
+}
+
+// Adds a stream with a type of its own. `storage::OpenStream` compares with all types that there
+// are, which takes too long for thousands of streams.
+tsn::Stream& AddNewStream(tsn::Document& document, const std::string& path,
+                          const tsn::StreamType& layout, long capacity) {
+    std::string fullName = path;
+    std::replace(fullName.begin(), fullName.end(), '/', '.');
+    const tsn::StreamTypeCollection* const same = document.types->ResolvePtr(fullName);
+    if (same != nullptr && same != document.types->GetPtr(path)) {
+        throw std::invalid_argument("a stream cannot have the name " + Quoted(path) +
+                                    ": another one has a type of the name " + Quoted(fullName));
+    }
+    tsn::StreamTypeCollection& versions = *document.types->Add(path);
+    tsn::StreamType* type = versions.GetLatestPtr();
+    if (type == nullptr || !type->HasSameLayout(layout) ||
+        type->GetMemOffsetLookup() != layout.GetMemOffsetLookup()) {
+        type = &versions.PushCopy(layout, utils::Version(1, 0, 0));
+    }
+    return *document.streams->AddStream(path, type, capacity);
+}
+
+// Of a name that is empty, the document would lose the stream.
+void CheckPath(const std::string& path) {
+    if (path.empty() || path.front() == '/' || path.back() == '/' ||
+        path.find("//") != std::string::npos) {
+        throw std::invalid_argument("a stream cannot have the name " + Quoted(path));
+    }
 }
 
 }  // namespace
@@ -172,6 +203,10 @@ tsn::Stream& Plant::MakeStream(const std::string& path, const tsn::StreamType& e
                                          " begins anew, as the configuration has other entries "
                                          "than it had");
         document.streams->Remove(path);
+    }
+    if (document.streams->GetStreamPtr(path) == nullptr) {
+        CheckPath(path);
+        return AddNewStream(document, path, wanted, GetCapacity(path));
     }
     return storage::OpenStream(document, path, wanted, GetCapacity(path));
 }
