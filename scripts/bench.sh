@@ -7,7 +7,8 @@
 # a ratio exceeds its goal by more than a tenth. --save writes the tables, with machine and date,
 # between the two marks in docs/performance.md. --plots writes pictures of how costs grow with rules,
 # samples, entries and threads to docs/plots; without a filter only what they need is measured.
-# The filter "program" measures the program beside other tools.
+# The filter "program" measures the program beside other tools, "nats", "inspector" and "python" those
+# parts.
 
 bench_machine() {
     local poco
@@ -35,10 +36,13 @@ bench_save() {
 }
 
 cmd_bench() {
-    local save="" plots="" filter="" arguments=() argument
+    local save="" plots="" filter="" arguments=() python_arguments=() argument
     for argument in "$@"; do
         case "$argument" in
-            --gate) arguments+=(--gate) ;;
+            --gate)
+                arguments+=(--gate)
+                python_arguments+=(--gate)
+                ;;
             --save) save=yes ;;
             --plots) plots=yes ;;
             -*)
@@ -88,6 +92,16 @@ cmd_bench() {
         build bench -t tessaryn program_floors
         begin "measure"
         benchmarks/program_benchmark.py build/bench/bin/tessaryn build/bench/bin/program_floors
+        return
+    fi
+
+    if [[ "$filter" == python ]]; then
+        need "${build_packages[@]}" libbenchmark-dev libboost-dev python3-numpy zlib1g-dev
+        configure bench
+        build bench -t python_floor tessaryn_python
+        begin "measure"
+        PYTHONPATH=build/bench/python /usr/bin/python3 benchmarks/python_benchmark.py \
+            build/bench/bin/python_floor "${python_arguments[@]}"
         return
     fi
 

@@ -18,7 +18,6 @@ namespace velmora::python {
 
 using core::tessaryn::Sample;
 using core::tessaryn::SampleBatch;
-using core::tessaryn::Stream;
 using core::tessaryn::StreamType;
 
 namespace {

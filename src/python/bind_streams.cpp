@@ -72,8 +72,10 @@ void BindStream(py::module_& module) {
 void BindStreams(py::module_& module) {
     py::class_<StreamStore, std::shared_ptr<StreamStore>> store(module, "StreamStore");
     store.def(py::init([](std::shared_ptr<TypeStore> types, char separator) {
-        return std::shared_ptr<StreamStore>(new StreamStore(std::move(types), separator),
-                                            UnlockedDelete());
+        return Unlocked([&] {
+            return std::shared_ptr<StreamStore>(new StreamStore(std::move(types), separator),
+                                                UnlockedDelete());
+        });
     }));
     store.def_property_readonly("types", &StreamStore::GetTypes);
     store.def_property_readonly("separator", &StreamStore::GetSeparator);

@@ -16,7 +16,6 @@
 namespace velmora::python {
 
 using core::tessaryn::SampleEntry;
-using core::tessaryn::StreamType;
 using utils::Version;
 
 namespace {

@@ -12,9 +12,6 @@
 
 namespace velmora::python {
 
-using core::tessaryn::Sample;
-using core::tessaryn::StreamType;
-
 namespace {
 
 void CopyElements(char* out, std::string_view bytes, core::tessaryn::BaseType type) {
@@ -72,7 +69,7 @@ ColumnBuffer::ColumnBuffer(const StreamType& type, const std::vector<Sample*>& s
 void ColumnBuffer::CopyUniform(const std::vector<Sample*>& samples) {
     for (std::size_t row = 0; row < rows; ++row) {
         const Sample& sample = *samples[row];
-        times[row] = sample.GetTimeStamp().epochMicroseconds();
+        times[row] = EntryAccess::TimeOf(sample);
         for (ColumnData& column : columns) {
             if (!column.isUniform) {
                 continue;

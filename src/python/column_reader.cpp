@@ -24,7 +24,7 @@ namespace {
 using Samples = std::vector<Sample*>;
 
 std::int64_t TimeOf(const Sample* sample) {
-    return sample->GetTimeStamp().epochMicroseconds();
+    return EntryAccess::TimeOf(*sample);
 }
 
 bool IsEarlier(const Sample* left, const Sample* right) {

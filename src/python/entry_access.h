@@ -29,6 +29,8 @@ class EntryAccess : private core::tessaryn::detail::FieldBase {
 
     using FieldBase::GetEntry;
     using FieldBase::GetType;
+    /// The time of a sample of any type, without a copy of a Poco::Timestamp, which is a call.
+    using FieldBase::TimeOf;
 
     BaseType GetValueType() const { return valueType; }
     bool IsText() const { return valueType == core::tessaryn::String; }

@@ -13,7 +13,6 @@
 namespace velmora::python {
 
 using core::tessaryn::StreamGroup;
-using core::tessaryn::StreamRepository;
 using core::tessaryn::StreamType;
 
 StreamStore::StreamStore(std::shared_ptr<TypeStore> types, char separator)

@@ -13,7 +13,6 @@
 
 namespace velmora::python {
 
-using core::tessaryn::StreamRepository;
 using core::tessaryn::StreamType;
 using core::tessaryn::StreamTypeCollection;
 using core::tessaryn::StreamTypeCollectionGroup;
