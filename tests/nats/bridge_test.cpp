@@ -109,7 +109,6 @@ TEST_F(BridgeTest, CarriesStreamsWithTheirTypesTimesAndPaths) {
     source.AddStream("elsewhere/tank");
     PushLevel(source.Find("elsewhere/tank"), 1);
     ASSERT_TRUE(publisher.Flush(60s));
-    EXPECT_EQ(publisher.GetLastSequence("plant/line 1/a.b"), 1U);
     EXPECT_EQ(publisher.GetStatistics().acknowledged, 2U);
 
     FollowerOptions options = FromTheBeginning();
@@ -179,15 +178,18 @@ TEST_F(BridgeTest, GoesOnWherePublisherAndFollowerEnded) {
         positions[path] = {header.channel, header.sequence};
     };
     std::uint64_t pushed = 0;
-    int level = 0;
     for (int round = 0; round < 3; ++round) {
         Publisher publisher(source.connection, source.streams, {"plant/*"});
-        EXPECT_EQ(publisher.GetLastSequence("plant/tank"), static_cast<std::uint64_t>(level));
+        const ResumePoint point = publisher.Resume("plant/tank");
         std::optional<Follower> follower(std::in_place, target.connection, target.types,
                                          target.streams, std::vector<std::string>{"plant.>"},
                                          options);
-        for (int i = 0; i < 300; ++i) {
-            PushLevel(tank, ++level);
+        EXPECT_LE(point.sequence, 300U * round);
+        EXPECT_EQ(point.time, Poco::Timestamp(static_cast<std::int64_t>(point.sequence) * 1000));
+        // Some of these are there already.
+        for (int level = static_cast<int>(point.sequence) + 1; level <= 300 * (round + 1);
+             ++level) {
+            PushLevel(tank, level);
         }
         ASSERT_TRUE(publisher.Flush(60s));
         // The follower ends in the middle, with some acknowledged and some not.
@@ -197,6 +199,53 @@ TEST_F(BridgeTest, GoesOnWherePublisherAndFollowerEnded) {
         pushed = positions["plant/tank"].sequence;
     }
     EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(900));
+}
+
+TEST_F(BridgeTest, StartsWhereItIsTold) {
+    Stream& tank = source.AddStream("plant/tank");
+    Publisher publisher(source.connection, source.streams, {"plant/*"});
+    for (int level = 1; level <= 5; ++level) {
+        PushLevel(tank, level);
+    }
+    ASSERT_TRUE(publisher.Flush(60s));
+    // The server's times are those of its clock, which is this machine's.
+    std::this_thread::sleep_for(5ms);
+    const Poco::Timestamp between;
+    std::this_thread::sleep_for(5ms);
+    for (int level = 6; level <= 8; ++level) {
+        PushLevel(tank, level);
+    }
+    ASSERT_TRUE(publisher.Flush(60s));
+    struct Row {
+        Start start;
+        int first;
+    };
+    // The description of the type has the number 1 in the JetStream stream.
+    for (const Row& row : {Row{Start::newest, 8}, Row{Start::all, 1}, Row{Start::time, 6},
+                           Row{Start::sequence, 4}, Row{Start::now, 9}}) {
+        Peer peer(server);
+        FollowerOptions options = FromTheBeginning();
+        options.start = row.start;
+        options.time = between;
+        options.sequence = 5;
+        const Follower follower(peer.connection, peer.types, peer.streams, {"plant.>"}, options);
+        const int last = 8 + (row.start == Start::now ? 1 : 0);
+        const auto hasLast = [&] {
+            const Stream* const stream = peer.streams.GetStreamPtr("plant/tank");
+            return stream != nullptr && !stream->IsEmpty() &&
+                   LevelsOf(peer.Find("plant/tank")).back() >= last;
+        };
+        while (!hasLast()) {
+            if (row.start == Start::now) {
+                // It is not known when the server has the consumer.
+                PushLevel(tank, 9);
+                ASSERT_TRUE(publisher.Flush(60s));
+            }
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(LevelsOf(peer.Find("plant/tank")).front(), row.first);
+        EXPECT_EQ(follower.GetStatistics().missing, 0U);
+    }
 }
 
 TEST_F(BridgeTest, DoesNotGoRoundInCircles) {

@@ -7,34 +7,43 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace velmora::nats {
 namespace {
 
-// Offers numbers, `+` between which 21 s pass, and lists what passes at each.
-std::string Pass(std::optional<std::uint64_t> last, std::size_t maxHeld, const std::string& offers,
+// Offers numbers, and lists what passes at each; after `+` pass 21 s, and after `!` and a number
+// nothing more will come up to that.
+std::string Pass(std::optional<std::uint64_t> last, std::size_t maxHeld, std::string_view offers,
                  std::uint64_t& missing) {
-    SequenceGate gate(last, maxHeld);
+    SequenceGate gate(last, maxHeld, std::chrono::seconds(20));
     SequenceGate::Clock::time_point now;
-    std::string passed;
-    for (const char offer : offers) {
-        if (offer == '+') {
+    std::string text;
+    for (; !offers.empty(); offers.remove_prefix(1)) {
+        std::vector<Numbered> passed;
+        if (offers.front() == '+') {
             now += std::chrono::seconds(21);
+            missing += gate.TakeReady(now, passed);
+        } else if (offers.front() == '!') {
+            offers.remove_prefix(1);
+            gate.SetComplete(static_cast<std::uint64_t>(offers.front() - '0'));
+            continue;
         } else {
             exchange::FrameHeader header;
-            header.sequence = static_cast<std::uint64_t>(offer - '0');
+            header.sequence = static_cast<std::uint64_t>(offers.front() - '0');
             if (gate.IsNew(header.sequence)) {
-                gate.Offer({header, {}, nullptr}, now);
+                missing += gate.Offer({header, nullptr}, now, passed);
             } else {
-                passed += 'x';
+                text += 'x';
             }
         }
-        for (const auto& ready : gate.TakeReady(now, missing)) {
-            passed += std::to_string(ready.header.sequence);
+        for (const Numbered& ready : passed) {
+            text += std::to_string(ready.header.sequence);
         }
-        passed += ' ';
+        text += ' ';
     }
-    return passed;
+    return text;
 }
 
 TEST(SequenceGate, PassesEachNumberOnceAndInOrder) {
@@ -51,6 +60,8 @@ TEST(SequenceGate, PassesEachNumberOnceAndInOrder) {
         {3, 9, "12345", "x x x 4 5 ", 0}, {0, 9, "1133344", "1 x  x x  x ", 0},
         {0, 9, "14+5", "1  4 5 ", 2},     {0, 9, "14+2", "1  4 x ", 2},
         {0, 2, "1579", "1   5 ", 3},      {0, 2, "157+98", "1   5  789 ", 4},
+        {0, 9, "1!34", "1 4 ", 2},        {0, 9, "1!25", "1  ", 0},
+        {0, 9, "15!46", "1  56 ", 3},     {0, 9, "137!28", "1   3 ", 1},
     };
     for (const Row& row : rows) {
         std::uint64_t missing = 0;

@@ -15,13 +15,15 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace velmora::test {
 
 /// A nats-server on loopback with JetStream, whose files are in a temporary folder.
 class NatsServer {
   public:
-    NatsServer() {
+    /// \param arguments beside those
+    explicit NatsServer(Poco::Process::Args arguments = {}) : arguments(std::move(arguments)) {
         folder.createDirectories();
         Start();
     }
@@ -34,9 +36,19 @@ class NatsServer {
     void Start() {
         const std::string ports = folder.path() + "/ports";
         Poco::File(ports).createDirectories();
-        process.emplace(Poco::Process::launch(
-            "nats-server", {"-a", "127.0.0.1", "-p", port, "-js", "-sd", folder.path() + "/store",
-                            "--ports_file_dir", ports, "-l", folder.path() + "/log"}));
+        Poco::Process::Args all = {"-a",
+                                   "127.0.0.1",
+                                   "-p",
+                                   port,
+                                   "-js",
+                                   "-sd",
+                                   folder.path() + "/store",
+                                   "--ports_file_dir",
+                                   ports,
+                                   "-l",
+                                   folder.path() + "/log"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        process.emplace(Poco::Process::launch("nats-server", all));
         const std::string file = ports + "/nats-server_" + std::to_string(process->id()) + ".ports";
         const std::string prefix = "nats://127.0.0.1:";
         std::string text;
@@ -66,6 +78,7 @@ class NatsServer {
     }
 
   private:
+    Poco::Process::Args arguments;
     Poco::TemporaryFile folder;
     std::string port = "-1";
     std::optional<Poco::ProcessHandle> process;

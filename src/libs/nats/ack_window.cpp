@@ -29,12 +29,16 @@ std::string_view TextOf(std::string_view json, std::string_view key) {
 }  // namespace
 
 AckWindow::AckWindow(Connection& connection, std::size_t maxInFlight,
-                     std::chrono::milliseconds acknowledgeWithin)
+                     std::chrono::milliseconds acknowledgeWithin, std::function<void()> onRefused)
     : connection(connection),
       maxInFlight(maxInFlight),
       acknowledgeWithin(acknowledgeWithin),
+      onRefused(std::move(onRefused)),
       progress(Clock::now()),
       lastLogged(Clock::now() - std::chrono::hours(1)) {
+    natsStatistics* counted = nullptr;
+    Check(natsStatistics_Create(&counted), "count reconnections");
+    statistics.reset(counted);
     natsInbox* made = nullptr;
     Check(natsInbox_Create(&made), "make an inbox");
     inbox = made;
@@ -76,8 +80,15 @@ AckWindow::~AckWindow() {
     done.wait(lock, [&] { return isDone; });
 }
 
-bool AckWindow::Send(const std::string& subject, std::string messageId, std::string_view content,
-                     bool isCounted) {
+bool AckWindow::Send(Track& track, std::int64_t time, std::string_view frame) {
+    return Send({&track, {}, track.last, time, std::string(frame)});
+}
+
+bool AckWindow::Send(const std::string& subject, std::string_view content) {
+    return Send({nullptr, subject, 0, 0, std::string(content)});
+}
+
+bool AckWindow::Send(Entry&& entry) {
     std::unique_lock lock(mutex);
     changed.wait(lock, [this] { return isClosed || entries.size() < maxInFlight; });
     if (isClosed) {
@@ -86,8 +97,13 @@ bool AckWindow::Send(const std::string& subject, std::string messageId, std::str
     if (entries.empty()) {
         progress = Clock::now();
     }
-    entries.push_back({subject, std::move(messageId), std::string(content), isCounted});
-    Transmit(first + entries.size() - 1, entries.back());
+    entries.push_back(std::move(entry));
+    // What is lost on a connection is the end of what was sent on it. As long as nothing new passes
+    // it by, the server has no sample without having those before it.
+    if (isInterrupted || isRefused || CountReconnects() != reconnects ||
+        !Transmit(first + entries.size() - 1, entries.back())) {
+        isInterrupted = true;
+    }
     return true;
 }
 
@@ -128,10 +144,7 @@ void AckWindow::Acknowledge(natsMsg* reply) {
         return;
     }
     if (natsMsg_IsNoResponders(reply) || json.find("\"error\"") != std::string_view::npos) {
-        ++counts.refused;
-        isRefused = true;
-        LogRefusal(json.empty() ? "no JetStream stream takes the subject"
-                                : std::string(TextOf(json, "\"description\":\"")));
+        Refuse(json);
         return;
     }
     Entry& entry = entries[number - first];
@@ -139,7 +152,7 @@ void AckWindow::Acknowledge(natsMsg* reply) {
         return;
     }
     entry.isAcknowledged = true;
-    if (entry.isCounted) {
+    if (entry.track != nullptr) {
         ++counts.acknowledged;
         if (json.find("\"duplicate\"") != std::string_view::npos) {
             ++counts.duplicates;
@@ -148,6 +161,9 @@ void AckWindow::Acknowledge(natsMsg* reply) {
     progress = Clock::now();
     const bool wasFull = entries.size() >= maxInFlight;
     while (!entries.empty() && entries.front().isAcknowledged) {
+        if (Track* const track = entries.front().track) {
+            track->stored = {entries.front().sequence, entries.front().time};
+        }
         entries.pop_front();
         ++first;
     }
@@ -156,51 +172,93 @@ void AckWindow::Acknowledge(natsMsg* reply) {
     }
 }
 
-// Errors show as a missing acknowledgement.
-void AckWindow::Transmit(std::uint64_t number, const Entry& entry) {
+void AckWindow::Refuse(std::string_view json) {
+    ++counts.refused;
+    isRefused = true;
+    constexpr std::chrono::seconds interval(60);
+    if (Clock::now() - lastLogged >= interval) {
+        lastLogged = Clock::now();
+        const std::string reason = json.empty() ? "no JetStream stream takes the subject"
+                                                : std::string(TextOf(json, "\"description\":\""));
+        Poco::Logger::get("velmora.nats")
+            .warning("A sample is not stored, and sent again: " + reason + ".");
+    }
+}
+
+// False when the message has surely not left; else an error shows as a missing acknowledgement.
+bool AckWindow::Transmit(std::uint64_t number, Entry& entry) {
+    const std::string& subject = entry.track == nullptr ? entry.subject : entry.track->subject;
     natsMsg* made = nullptr;
-    if (natsMsg_Create(&made, entry.subject.c_str(), (inbox + '.' + std::to_string(number)).c_str(),
+    if (natsMsg_Create(&made, subject.c_str(), (inbox + '.' + std::to_string(number)).c_str(),
                        entry.content.data(), static_cast<int>(entry.content.size())) != NATS_OK) {
-        return;
+        return false;
     }
     const Message message(made);
-    natsMsgHeader_Set(made, "Nats-Msg-Id", entry.messageId.c_str());
-    natsConnection_PublishMsg(connection.Get(), made);
+    std::string messageId = subject;
+    if (entry.track != nullptr) {
+        messageId +=
+            ':' + std::to_string(entry.track->numbering) + ':' + std::to_string(entry.sequence);
+        const Stored& stored = entry.track->stored;
+        const std::string text =
+            std::to_string(stored.sequence) + ' ' + std::to_string(stored.time);
+        natsMsgHeader_Set(made, storedHeader, text.c_str());
+    }
+    natsMsgHeader_Set(made, "Nats-Msg-Id", messageId.c_str());
+    if (natsConnection_PublishMsg(connection.Get(), made) != NATS_OK) {
+        return false;
+    }
+    entry.isSent = true;
+    return true;
+}
+
+void AckWindow::Repeat() {
+    isInterrupted = false;
+    isRefused = false;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        Entry& entry = entries[i];
+        if (entry.isAcknowledged) {
+            continue;
+        }
+        counts.repeated += entry.isSent ? 1U : 0U;
+        if (!Transmit(first + i, entry)) {
+            isInterrupted = true;
+            break;
+        }
+    }
+    progress = Clock::now();
 }
 
 void AckWindow::Watch() {
-    unsigned long long reconnects = connection.GetNumReconnects();
     std::unique_lock lock(mutex);
     while (!isClosed) {
         changed.wait_for(lock, watchInterval);
         if (isClosed || !connection.IsConnected()) {
             continue;
         }
-        const unsigned long long newReconnects = connection.GetNumReconnects();
+        const std::uint64_t newReconnects = CountReconnects();
+        const bool isNew = newReconnects != reconnects;
         const auto waited = Clock::now() - progress;
-        if (entries.empty() || (newReconnects == reconnects && waited < acknowledgeWithin &&
-                                !(isRefused && waited >= refusalWait))) {
+        if (isRefused && !isNew && waited < refusalWait) {
             continue;
         }
-        reconnects = newReconnects;
-        isRefused = false;
-        for (std::size_t i = 0; i < entries.size(); ++i) {
-            if (!entries[i].isAcknowledged) {
-                Transmit(first + i, entries[i]);
-                ++counts.repeated;
-            }
+        if (isRefused && onRefused) {
+            lock.unlock();
+            onRefused();
+            lock.lock();
         }
-        progress = Clock::now();
+        reconnects = newReconnects;
+        if (isNew || isInterrupted || isRefused ||
+            (!entries.empty() && waited >= acknowledgeWithin)) {
+            Repeat();
+        }
     }
 }
 
-void AckWindow::LogRefusal(const std::string& reason) {
-    constexpr std::chrono::seconds interval(60);
-    if (Clock::now() - lastLogged >= interval) {
-        lastLogged = Clock::now();
-        Poco::Logger::get("velmora.nats")
-            .warning("A sample is not stored, and sent again: " + reason + ".");
-    }
+std::uint64_t AckWindow::CountReconnects() {
+    std::uint64_t count = 0;
+    natsConnection_GetStats(connection.Get(), statistics.get());
+    natsStatistics_GetCounts(statistics.get(), nullptr, nullptr, nullptr, nullptr, &count);
+    return count;
 }
 
 }  // namespace velmora::nats

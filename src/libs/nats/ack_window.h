@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -18,8 +19,26 @@
 
 namespace velmora::nats {
 
+/// The last sample of a path up to which the server keeps all.
+struct Stored {
+    std::uint64_t sequence = 0;
+    std::int64_t time = 0;  ///< the sample's, in microseconds since the Unix epoch
+};
+
+/// The header that tells `Stored` as it was when the message was sent.
+inline constexpr const char* storedHeader = "Tessaryn-Stored";
+
+/// How the samples of one path are numbered and sent.
+struct Track {
+    std::string subject;
+    std::uint32_t numbering = 0;
+    std::uint64_t last = 0;  ///< the number given last
+    Stored stored;           ///< the window's while samples are on their way
+};
+
 /// Messages on their way to a JetStream stream: sends them in order, and all that are not
-/// acknowledged again, in order, when the connection was lost or the oldest has waited too long.
+/// acknowledged again, in order and before any other, when the connection was lost, one was refused
+/// or the oldest has waited too long.
 ///
 /// \threadsafety guarded
 class AckWindow {
@@ -32,18 +51,22 @@ class AckWindow {
         std::uint64_t inFlight = 0;
     };
 
+    /// \param onRefused called, without a lock, before messages are sent again that no JetStream
+    ///     stream took
     AckWindow(Connection& connection, std::size_t maxInFlight,
-              std::chrono::milliseconds acknowledgeWithin);
+              std::chrono::milliseconds acknowledgeWithin, std::function<void()> onRefused);
     AckWindow(const AckWindow&) = delete;
     AckWindow& operator=(const AckWindow&) = delete;
     ~AckWindow();
 
-    /// Sends a message; waits for room first.
-    /// \param messageId by which the server knows a message that it has
-    /// \param isCounted whether `Counts` has it
+    /// Sends the sample that the track numbered last; waits for room first.
+    /// \param track must outlive the window
     /// \return false when the window is closed
-    bool Send(const std::string& subject, std::string messageId, std::string_view content,
-              bool isCounted);
+    bool Send(Track& track, std::int64_t time, std::string_view frame);
+
+    /// Sends another message, which `Counts` has not; waits for room first.
+    /// \return false when the window is closed
+    bool Send(const std::string& subject, std::string_view content);
 
     /// Wakes whoever waits; nothing is sent any more.
     void Close();
@@ -55,26 +78,33 @@ class AckWindow {
 
   private:
     using Clock = std::chrono::steady_clock;
+    using Statistics = std::unique_ptr<natsStatistics, Destroyer<natsStatistics_Destroy>>;
 
     struct Entry {
-        std::string subject;
-        std::string messageId;
+        Track* track = nullptr;
+        std::string subject;  // where there is no track
+        std::uint64_t sequence = 0;
+        std::int64_t time = 0;
         std::string content;
-        bool isCounted = true;
+        bool isSent = false;
         bool isAcknowledged = false;
     };
 
     static void OnReply(natsConnection* connection, natsSubscription* subscription, natsMsg* reply,
                         void* closure);
 
+    bool Send(Entry&& entry);
     void Acknowledge(natsMsg* reply);
-    void Transmit(std::uint64_t number, const Entry& entry);
+    void Refuse(std::string_view json);
+    bool Transmit(std::uint64_t number, Entry& entry);
+    void Repeat();
     void Watch();
-    void LogRefusal(const std::string& reason);
+    std::uint64_t CountReconnects();
 
     Connection& connection;
     const std::size_t maxInFlight;
     const std::chrono::milliseconds acknowledgeWithin;
+    const std::function<void()> onRefused;
     std::string inbox;
 
     mutable std::mutex mutex;
@@ -85,6 +115,10 @@ class AckWindow {
     Counts counts;
     Clock::time_point progress;
     Clock::time_point lastLogged;
+    Statistics statistics;
+    std::uint64_t reconnects = 0;
+    // Something that was sent may not have arrived: nothing new is sent before it.
+    bool isInterrupted = false;
     bool isRefused = false;
     bool isClosed = false;
 

@@ -63,11 +63,11 @@ class Connection::State {
               "use the addresses of the NATS servers");
         constexpr int forever = -1;
         constexpr int reconnectWait = 250;
-        constexpr int reconnectBuffer = 1024;
+        constexpr int reconnectBuffer = 0;
         natsOptions_SetMaxReconnect(made, forever);
         natsOptions_SetReconnectWait(made, reconnectWait);
-        // What was not acknowledged is sent again: a copy in the client's buffer would only be in
-        // the way.
+        // What was not acknowledged is sent again, in order: what the client keeps would pass it
+        // by.
         natsOptions_SetReconnectBufSize(made, reconnectBuffer);
         natsOptions_SetRetryOnFailedConnect(made, true, OnConnected, nullptr);
         natsOptions_SetDisconnectedCB(made, OnDisconnected, nullptr);

@@ -16,6 +16,8 @@
 #include <Poco/Logger.h>
 
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 namespace velmora::nats {
 
@@ -84,35 +86,81 @@ StreamType& FollowTarget::AddType(const exchange::DescribedType& described) {
     return type;
 }
 
-void FollowTarget::Apply(const std::string& path, const exchange::FrameHeader& header,
-                         Sample&& sample) {
-    Stream* const stream = streams.AddStream(path, sample.GetStreamType(), options.maxSize);
-    if (stream == nullptr) {
-        throw exchange::ExchangeException("The path '" + path + "' cannot have a stream.");
-    }
-    StreamType* const type = stream->GetStreamType();
-    if (type != sample.GetStreamType()) {
-        sample = Adapt(std::move(sample), *type);
-    }
+FollowTarget::Applied FollowTarget::Apply(const std::string& path, std::span<Numbered> changes) {
+    Applied applied;
     const FollowScope scope;
-    switch (header.changeType) {
-        case core::tessaryn::pushed:
-            stream->PushNew(new Sample(std::move(sample)));
-            break;
-        case core::tessaryn::changed:
-            if (stream->GetNumSamples() == 0) {
-                stream->PushNew(new Sample(std::move(sample)));
+    std::vector<std::unique_ptr<Sample>> samples;
+    for (std::size_t next = 0; next != changes.size();) {
+        // As many as are pushed one after another.
+        std::size_t end = next;
+        samples.clear();
+        while (end != changes.size() && changes[end].header.changeType == core::tessaryn::pushed) {
+            samples.push_back(std::move(changes[end++].sample));
+        }
+        try {
+            if (samples.empty()) {
+                ++end;
+                Change(path, changes[next].header.changeType, std::move(*changes[next].sample));
+                ++applied.pushed;
             } else {
-                stream->ChangeLatest([&](Sample& latest) { latest = sample; }, true);
+                PushAll(path, samples);
+                applied.pushed += samples.size();
             }
-            break;
-        case core::tessaryn::popped:
-            stream->PopLatest();
-            break;
+        } catch (const std::exception& exception) {
+            // A rule or a delegate of the host, a path that cannot be, or a type that does not fit.
+            // What a stream has taken is pushed, but for the one that this is about.
+            const auto taken =
+                static_cast<std::size_t>(std::count(samples.begin(), samples.end(), nullptr));
+            const std::size_t done = taken == 0 ? 0 : taken - 1;
+            applied.pushed += done;
+            ++applied.refused;
+            Poco::Logger::get("velmora.nats")
+                .warning("A sample of '" + path + "': " + exception.what());
+            for (std::size_t i = done + 1; i < samples.size(); ++i) {
+                changes[next + i].sample = std::move(samples[i]);
+            }
+            end = next + done + 1;
+        }
+        next = end;
+    }
+    return applied;
+}
+
+void FollowTarget::PushAll(const std::string& path, std::span<std::unique_ptr<Sample>> samples) {
+    Stream& stream = FindStream(path, samples.front()->GetStreamType());
+    StreamType& type = *stream.GetStreamType();
+    for (const std::unique_ptr<Sample>& sample : samples) {
+        if (sample->GetStreamType() != &type) {
+            Adapt(*sample, type);
+        }
+    }
+    stream.PushMany(samples);
+}
+
+void FollowTarget::Change(const std::string& path, core::tessaryn::StreamChangeType changeType,
+                          Sample&& sample) {
+    Stream& stream = FindStream(path, sample.GetStreamType());
+    if (sample.GetStreamType() != stream.GetStreamType()) {
+        Adapt(sample, *stream.GetStreamType());
+    }
+    if (changeType == core::tessaryn::popped) {
+        stream.PopLatest();
+    } else if (stream.GetNumSamples() == 0) {
+        stream.PushNew(new Sample(std::move(sample)));
+    } else {
+        stream.ChangeLatest([&](Sample& latest) { latest = sample; }, true);
     }
 }
 
-Sample FollowTarget::Adapt(Sample&& sample, StreamType& target) {
+Stream& FollowTarget::FindStream(const std::string& path, StreamType* type) {
+    Stream* const stream = streams.AddStream(path, type, options.maxSize);
+    if (stream == nullptr) {
+        throw exchange::ExchangeException("The path '" + path + "' cannot have a stream.");
+    }
+    return *stream;
+}
+
+void FollowTarget::Adapt(Sample& sample, StreamType& target) {
     const std::lock_guard lock(mutex);
     const StreamType& source = *sample.GetStreamType();
     auto adapter = adapters.find({&source, &target});
@@ -123,7 +171,7 @@ Sample FollowTarget::Adapt(Sample&& sample, StreamType& target) {
                 .warning("Type '" + target.GetFullName() + "': " + loss);
         }
     }
-    return adapter->second.Adapt(sample);
+    sample = adapter->second.Adapt(sample);
 }
 
 }  // namespace velmora::nats

@@ -7,14 +7,18 @@
 #include "exchange/sample_decoder.h"
 #include "nats/follower_options.h"
 #include "nats/jet_stream.h"
+#include "nats/sequence_gate.h"
 
+#include <cstdint>
 #include <map>
 #include <mutex>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <utility>
 
 namespace velmora::core::tessaryn {
+class Stream;
 class StreamRepository;
 class StreamType;
 class StreamTypeRepository;
@@ -43,17 +47,26 @@ class FollowTarget {
     /// another type of that name and version
     core::tessaryn::StreamType* FindType(const exchange::Fingerprint& fingerprint);
 
-    /// Applies a change to the stream of a path, which is made when there is none.
-    /// \throws exchange::ExchangeException when the path cannot have a stream
-    void Apply(const std::string& path, const exchange::FrameHeader& header,
-               core::tessaryn::Sample&& sample);
+    struct Applied {
+        std::uint64_t pushed = 0;
+        std::uint64_t refused = 0;
+    };
+
+    /// Applies changes to the stream of a path, which is made when there is none. What refuses one
+    /// of them, such as a host's rule that throws, is logged.
+    /// \param changes at least one; their samples are taken
+    Applied Apply(const std::string& path, std::span<Numbered> changes);
 
     char GetSeparator() const;
 
   private:
     core::tessaryn::StreamType& AddType(const exchange::DescribedType& described);
-    core::tessaryn::Sample Adapt(core::tessaryn::Sample&& sample,
-                                 core::tessaryn::StreamType& target);
+    void PushAll(const std::string& path,
+                 std::span<std::unique_ptr<core::tessaryn::Sample>> samples);
+    void Change(const std::string& path, core::tessaryn::StreamChangeType changeType,
+                core::tessaryn::Sample&& sample);
+    core::tessaryn::Stream& FindStream(const std::string& path, core::tessaryn::StreamType* type);
+    void Adapt(core::tessaryn::Sample& sample, core::tessaryn::StreamType& target);
 
     core::tessaryn::StreamTypeRepository& types;
     core::tessaryn::StreamRepository& streams;

@@ -27,9 +27,14 @@ class Connection;
 /// Samples that this process published itself are not pushed again, and what a follower pushes no
 /// publisher of the process sends, unless told so.
 ///
-/// A message is acknowledged after its push. When the connection, the server or the consumer on it
-/// goes, the follower begins again where it was. A number that is missing is waited for as long as
-/// its successors are fewer than `FollowerOptions::maxHeld`, and 20 s; then it is counted.
+/// When the connection, the server or the consumer on it goes, the follower begins again where it
+/// was. A number that is missing is waited for while its publisher may still send it again, as long
+/// as its successors are at most `FollowerOptions::maxHeld`, and for `FollowerOptions::maxWait`;
+/// then it is counted.
+///
+/// A durable follower acknowledges what it has pushed, some hundreds of samples at a time, after
+/// `FollowerOptions::beforeAcknowledge`. What was not acknowledged when it ended comes again, in
+/// order: with `FollowerOptions::getPosition` none of it is pushed twice.
 ///
 /// Connection and repositories must outlive the follower.
 ///

@@ -9,6 +9,7 @@
 
 #include <Poco/Timestamp.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -42,21 +43,29 @@ struct FollowerOptions {
     Poco::Timestamp time = 0;    ///< of `Start::time`
     std::uint64_t sequence = 1;  ///< of `Start::sequence`
     /// A name under which the server remembers what was pushed: a follower of that name goes on
-    /// there, whatever `start` says. Empty: the server remembers nothing.
+    /// there, whatever `start` says. One follower at a time. Empty: the server remembers nothing.
     std::string durable = {};
+    /// Of a durable follower: what is not acknowledged in this time comes again, and one that
+    /// begins while something is not acknowledged waits for it as long.
+    std::chrono::milliseconds acknowledgeWithin = std::chrono::seconds(3);
     /// Pushes also what this process has published.
     bool takesOwn = false;
     /// Samples that a new stream keeps.
     long maxSize = 1000;
     exchange::ReaderLimits limits = {};
     exchange::DescriptionLimits descriptions = {};
-    /// Samples of one stream that are held back at most while one before them is missing; not
-    /// below 1,000.
+    /// Samples of one stream that are held back at most while one before them is missing.
     std::size_t maxHeld = 10000;
-    /// Tells what the host has of a path, so that nothing comes twice after a restart.
+    /// How long a missing sample is waited for that its publisher may still send again.
+    std::chrono::milliseconds maxWait = std::chrono::seconds(20);
+    /// Tells what the host has of a path, so that nothing comes twice, and all in order, after a
+    /// restart.
     std::function<std::optional<Position>(const std::string& path)> getPosition = {};
     /// Called after each push and before it is acknowledged, on a thread of the follower.
     std::function<void(const std::string& path, const exchange::FrameHeader& header)> onPushed = {};
+    /// Called by a durable follower before it acknowledges some hundreds of pushes, on its thread:
+    /// where a host writes down what it was told. What it throws is logged, and it is called again.
+    std::function<void()> beforeAcknowledge = {};
 };
 
 /// Counts of a follower.

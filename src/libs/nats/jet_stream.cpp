@@ -69,6 +69,18 @@ Message JetStream::GetLast(const std::string& subject) const {
     return Message(message);
 }
 
+std::uint64_t JetStream::GetLastInStream() const {
+    jsStreamInfo* found = nullptr;
+    const natsStatus status =
+        js_GetStreamInfo(&found, context.get(), name.c_str(), nullptr, nullptr);
+    const StreamInfo info(found);
+    if (status == NATS_NOT_FOUND) {
+        return 0;
+    }
+    Check(status, "ask for the JetStream stream '" + name + "'");
+    return info->State.LastSeq;
+}
+
 std::optional<exchange::Frame> FrameOf(natsMsg* message, std::size_t maxPayload) {
     const std::string_view bytes(natsMsg_GetData(message),
                                  static_cast<std::size_t>(natsMsg_GetDataLength(message)));

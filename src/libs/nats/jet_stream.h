@@ -6,6 +6,7 @@
 #include "exchange/frame.h"
 #include "nats/nats_objects.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,10 @@ class JetStream {
     /// The newest message of a subject; null if there is none, or no such JetStream stream.
     /// \throws NatsException when the server does not answer
     Message GetLast(const std::string& subject) const;
+
+    /// The number of the newest message; 0 if there is none, or no such JetStream stream.
+    /// \throws NatsException when the server does not answer
+    std::uint64_t GetLastInStream() const;
 
     jsCtx* GetContext() const { return context.get(); }
     const std::string& GetName() const { return name; }

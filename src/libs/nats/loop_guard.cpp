@@ -4,6 +4,7 @@
 #include "nats/loop_guard.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <unordered_map>
 
@@ -15,6 +16,7 @@ thread_local int depth = 0;
 
 // The first number of each numbering that publishers of this process have continued.
 struct Numberings {
+    std::atomic<bool> isEmpty = true;
     std::mutex mutex;
     std::unordered_map<std::uint32_t, std::uint64_t> first;
 };
@@ -49,12 +51,16 @@ core::tessaryn::ISubscriptionRule* OwnChangesRule::Clone() const {
 void RememberPublished(std::uint32_t numbering, std::uint64_t firstSequence) {
     Numberings& published = Published();
     const std::lock_guard lock(published.mutex);
+    published.isEmpty = false;
     const auto [place, isNew] = published.first.try_emplace(numbering, firstSequence);
     place->second = std::min(place->second, firstSequence);
 }
 
 bool IsPublishedHere(std::uint32_t numbering, std::uint64_t sequence) {
     Numberings& published = Published();
+    if (published.isEmpty) {
+        return false;
+    }
     const std::lock_guard lock(published.mutex);
     const auto place = published.first.find(numbering);
     return place != published.first.end() && sequence >= place->second;

@@ -14,11 +14,16 @@
 #include "tessaryn/stream_type.h"
 #include "tessaryn/subscription_rules.h"
 
+#include <Poco/Checksum.h>
 #include <Poco/Logger.h>
 
 #include <atomic>
 #include <limits>
+#include <mutex>
+#include <optional>
 #include <random>
+#include <sstream>
+#include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -29,18 +34,32 @@ namespace {
 
 constexpr std::chrono::milliseconds retryInterval(250);
 
-// How the samples of one path are numbered. Another publisher that begins anew takes another
-// numbering, so that its numbers are not taken for those of samples that are known.
-struct Numbering {
-    std::string subject;
-    std::size_t group = 0;
-    std::uint32_t id = 0;
-    std::uint64_t last = 0;
+// The samples of one path on their way, from the first pattern that it matches.
+struct PathTrack {
+    std::optional<std::size_t> group;
+    Track track;
 };
 
 std::uint32_t NewNumbering() {
     std::random_device source;
     return static_cast<std::uint32_t>(source()) | 1U;
+}
+
+// The numbering of a path that was never published: the same each time, in case that what an
+// earlier publisher has sent is still on its way.
+std::uint32_t FirstNumbering(const std::string& subject) {
+    Poco::Checksum checksum(Poco::Checksum::TYPE_CRC32);
+    checksum.update(subject);
+    return checksum.checksum() | 1U;
+}
+
+Stored StoredOf(natsMsg* message, const exchange::FrameHeader& newest) {
+    const char* text = nullptr;
+    Stored stored;
+    if (natsMsgHeader_Get(message, storedHeader, &text) == NATS_OK) {
+        std::istringstream(text) >> stored.sequence >> stored.time;
+    }
+    return stored.sequence <= newest.sequence ? stored : Stored();
 }
 
 delivery::Rule RuleOf(const PublisherOptions& options) {
@@ -61,7 +80,7 @@ class Publisher::State {
           connection(connection),
           separator(repository.groupSeparator()),
           jetStream(connection.Get(), options.jetStream),
-          window(connection, options.maxInFlight, options.acknowledgeWithin),
+          window(connection, options.maxInFlight, options.acknowledgeWithin, [this] { Restore(); }),
           dispatcher(1, "nats publisher") {
         for (const std::string& pattern : patterns) {
             subjects.push_back(ToSubjects(pattern, separator));
@@ -103,10 +122,20 @@ class Publisher::State {
         return window.Wait(deadline);
     }
 
-    std::uint64_t GetLastSequence(const std::string& path) const {
-        const Message message = jetStream.GetLast(ToSubject(path, separator));
+    ResumePoint Resume(const std::string& path) {
+        Track track{ToSubject(path, separator), 0, 0, {}};
+        const Message message = jetStream.GetLast(track.subject);
         const auto frame = message == nullptr ? std::nullopt : FrameOf(message.get(), unlimited);
-        return frame ? frame->header.sequence : 0;
+        track.numbering = frame ? frame->header.channel : FirstNumbering(track.subject);
+        track.stored = frame ? StoredOf(message.get(), frame->header) : Stored();
+        track.last = track.stored.sequence;
+        const ResumePoint point{track.stored.sequence, track.stored.time};
+        const std::lock_guard lock(mutex);
+        if (!tracks.try_emplace(path, PathTrack{std::nullopt, track}).second) {
+            throw std::logic_error("The path '" + path + "' is published already.");
+        }
+        RememberPublished(track.numbering, track.last + 1);
+        return point;
     }
 
     PublisherStatistics GetStatistics() const {
@@ -128,8 +157,8 @@ class Publisher::State {
 
     // On the dispatcher's only worker.
     void Publish(delivery::Change& change, std::size_t group) {
-        Numbering* const numbering = Prepare(change.path, group);
-        if (numbering == nullptr || numbering->group != group) {
+        Track* const track = FindTrack(change.path, group);
+        if (track == nullptr || !Prepare()) {
             return;
         }
         const core::tessaryn::StreamType* const type = change.sample.GetStreamType();
@@ -137,51 +166,69 @@ class Publisher::State {
             return;
         }
         const std::string_view frame =
-            encoder.Encode(change.sample, {change.changeType, numbering->id, numbering->last + 1});
+            encoder.Encode(change.sample, {change.changeType, track->numbering, track->last + 1});
         if (frame.size() > MaxPayload()) {
             ++tooLarge;
             Poco::Logger::get("velmora.nats")
                 .warning("A sample of '" + change.path + "' is larger than the server allows.");
             return;
         }
-        ++numbering->last;
-        window.Send(numbering->subject,
-                    numbering->subject + ':' + std::to_string(numbering->id) + ':' +
-                        std::to_string(numbering->last),
-                    frame, true);
+        ++track->last;
+        window.Send(*track, change.sample.GetTimeStamp().epochMicroseconds(), frame);
     }
 
     bool Describe(const core::tessaryn::StreamType& type) {
-        const std::string subject =
-            ToTypeSubject(options.jetStream, encoder.GetFingerprint(type).ToString());
-        return window.Send(subject, subject, encoder.EncodeType(type), false);
+        return window.Send(
+            ToTypeSubject(options.jetStream, encoder.GetFingerprint(type).ToString()),
+            encoder.EncodeType(type));
     }
 
-    // The numbering of a path, which goes on where the server's newest sample ends; null when the
-    // publisher stops before the server answers.
-    Numbering* Prepare(const std::string& path, std::size_t group) {
-        if (const auto known = numberings.find(path); known != numberings.end()) {
-            return &known->second;
+    // Null when the path belongs to another of the patterns.
+    Track* FindTrack(const std::string& path, std::size_t group) {
+        const std::lock_guard lock(mutex);
+        auto place = tracks.find(path);
+        if (place == tracks.end()) {
+            const Track track{ToSubject(path, separator), NewNumbering(), 0, {}};
+            RememberPublished(track.numbering, 1);
+            place = tracks.emplace(path, PathTrack{group, track}).first;
         }
-        Numbering numbering{ToSubject(path, separator), group, 0, 0};
+        PathTrack& found = place->second;
+        if (!found.group) {
+            found.group = group;
+        }
+        return found.group == group ? &found.track : nullptr;
+    }
+
+    // Waits until there is a JetStream stream; false when the publisher stops before.
+    bool Prepare() {
         for (; !isStopping; std::this_thread::sleep_for(retryInterval)) {
+            if (isPrepared) {
+                return true;
+            }
             if (!connection.IsConnected()) {
                 continue;
             }
             try {
                 jetStream.Ensure(subjects, options.replicas);
-                const Message message = jetStream.GetLast(numbering.subject);
-                const auto frame =
-                    message == nullptr ? std::nullopt : FrameOf(message.get(), unlimited);
-                numbering.id = frame ? frame->header.channel : NewNumbering();
-                numbering.last = frame ? frame->header.sequence : 0;
-                RememberPublished(numbering.id, numbering.last + 1);
-                return &numberings.emplace(path, std::move(numbering)).first->second;
+                described.clear();
+                isPrepared = true;
+                return true;
             } catch (const NatsException& exception) {
                 Poco::Logger::get("velmora.nats").debug(exception.what());
             }
         }
-        return nullptr;
+        return false;
+    }
+
+    // On the window's thread, when messages were refused: the JetStream stream may have gone, and
+    // the descriptions in it.
+    void Restore() {
+        try {
+            jetStream.Ensure(subjects, options.replicas);
+        } catch (const NatsException& exception) {
+            Poco::Logger::get("velmora.nats").debug(exception.what());
+        }
+        isPrepared = false;
     }
 
     std::size_t MaxPayload() const {
@@ -199,10 +246,14 @@ class Publisher::State {
     std::atomic<bool> isStopping = false;
     std::atomic<std::uint64_t> tooLarge = 0;
 
+    std::atomic<bool> isPrepared = false;
+    std::mutex mutex;
+    // The map is guarded by `mutex`, a track's last number is the worker's; tracks stay for good.
+    std::unordered_map<std::string, PathTrack> tracks;
+
     // Of the worker only.
     exchange::FrameEncoder encoder;
     std::unordered_set<exchange::Fingerprint> described;
-    std::unordered_map<std::string, Numbering> numberings;
 
     AckWindow window;
     delivery::Dispatcher dispatcher;
@@ -219,8 +270,8 @@ bool Publisher::Flush(std::chrono::milliseconds timeout) {
     return state->Flush(timeout);
 }
 
-std::uint64_t Publisher::GetLastSequence(const std::string& path) const {
-    return state->GetLastSequence(path);
+ResumePoint Publisher::Resume(const std::string& path) {
+    return state->Resume(path);
 }
 
 PublisherStatistics Publisher::GetStatistics() const {

@@ -7,6 +7,8 @@
 #include "delivery/rule.h"
 #include "nats/export.h"
 
+#include <Poco/Timestamp.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +29,7 @@ class Connection;
 /// \threadsafety external
 struct PublisherOptions {
     /// The JetStream stream that keeps the samples. It is made, kept in files, when there is none
-    /// of that name; else the subjects that it lacks are added.
+    /// of that name, also when it is deleted later; else the subjects that it lacks are added.
     std::string jetStream = "velmora";
     /// Copies that a cluster keeps of a JetStream stream made here.
     int replicas = 1;
@@ -60,14 +62,27 @@ struct PublisherStatistics {
     std::uint64_t inFlight = 0;           ///< messages sent and not acknowledged
 };
 
+/// Where a source goes on, see `Publisher::Resume`.
+///
+/// \threadsafety external
+struct ResumePoint {
+    /// Samples of the path that were published before and are known to have arrived, all of them.
+    std::uint64_t sequence = 0;
+    /// The time of the last of them; 0 if there is none.
+    Poco::Timestamp time = 0;
+};
+
 /// Publishes the changes of streams to a JetStream stream of a NATS server, as frames of
 /// `velmora::exchange`, a subject for each stream (see `ToSubject`).
 ///
 /// A push never waits for the server: it leaves its sample in a bounded queue. What leaves the
 /// queue is numbered stream by stream, sent, and sent again until the server has acknowledged it,
 /// also when the connection or the server is lost meanwhile. The server drops what it has already;
-/// a follower puts into order what arrived out of order. Numbers go on from the newest sample that
-/// the server has of a stream; `GetLastSequence` tells a host that starts again where to go on.
+/// a follower puts into order what arrived out of order.
+///
+/// A publisher numbers the samples of a path anew, from 1, unless `Resume` was called for the path:
+/// then a source that can push its samples again loses and repeats none, though the process was
+/// killed.
 ///
 /// Descriptions of types are kept beside the samples, at `ToTypeSubject`.
 ///
@@ -91,10 +106,18 @@ class NATS_BRIDGE_API Publisher {
     /// \return whether that happened in time
     bool Flush(std::chrono::milliseconds timeout);
 
-    /// The number of the newest sample of a path that the server keeps, 0 if there is none. Asks
-    /// the server.
+    /// Goes on where an earlier publisher of the path ended, in this process or another.
+    ///
+    /// To be called before the first push to the path. The host then pushes the samples that follow
+    /// the last one known to have arrived, the same as before in the same order: they get the
+    /// numbers that they had, by which the server and followers drop those that had arrived, at
+    /// most `PublisherOptions::maxInFlight`. Nothing must be dropped on the way: use
+    /// `Overflow::wait` and a long `maxWait`, and look at `PublisherStatistics::queues`. One
+    /// publisher at a time for each path.
+    /// \return sequence 0 if none is known
     /// \throws NatsException when the server does not answer within 5 s
-    std::uint64_t GetLastSequence(const std::string& path) const;
+    /// \throws std::logic_error when the path has been resumed or published here already
+    ResumePoint Resume(const std::string& path);
 
     PublisherStatistics GetStatistics() const;
 

@@ -7,44 +7,45 @@
 
 namespace velmora::nats {
 
-namespace {
-
-// Longer than a publisher takes to send again, and a server to deliver again.
-constexpr std::chrono::seconds maxWait(20);
-
-}  // namespace
-
-SequenceGate::SequenceGate(std::optional<std::uint64_t> last, std::size_t maxHeld)
-    : last(last), maxHeld(maxHeld) {}
+SequenceGate::SequenceGate(std::optional<std::uint64_t> last, std::size_t maxHeld,
+                           std::chrono::milliseconds maxWait)
+    : last(last), maxHeld(maxHeld), maxWait(maxWait) {}
 
 bool SequenceGate::IsNew(std::uint64_t sequence) const {
     return (!last || sequence > *last) && !held.contains(sequence);
 }
 
-void SequenceGate::Offer(Numbered&& numbered, Clock::time_point now) {
+std::uint64_t SequenceGate::Offer(Numbered&& numbered, Clock::time_point now,
+                                  std::vector<Numbered>& passed) {
+    const std::uint64_t sequence = numbered.header.sequence;
+    if (IsNext(sequence)) {
+        last = sequence;
+        passed.push_back(std::move(numbered));
+        return 0;
+    }
     if (held.empty()) {
         heldSince = now;
     }
-    const std::uint64_t sequence = numbered.header.sequence;
     held.try_emplace(sequence, std::move(numbered));
+    return TakeReady(now, passed);
 }
 
-std::vector<SequenceGate::Numbered> SequenceGate::TakeReady(Clock::time_point now,
-                                                            std::uint64_t& missing) {
-    std::vector<Numbered> ready;
+std::uint64_t SequenceGate::TakeReady(Clock::time_point now, std::vector<Numbered>& passed) {
+    std::uint64_t missing = 0;
     while (!held.empty()) {
         const auto next = held.begin();
         const std::uint64_t skipped = last ? next->first - *last - 1 : 0;
-        if (skipped != 0 && held.size() <= maxHeld && now - heldSince < maxWait) {
+        if (skipped != 0 && next->first - 1 > complete && held.size() <= maxHeld &&
+            now - heldSince < maxWait) {
             break;
         }
         missing += skipped;
         last = next->first;
-        ready.push_back(std::move(next->second));
+        passed.push_back(std::move(next->second));
         held.erase(next);
         heldSince = now;
     }
-    return ready;
+    return missing;
 }
 
 }  // namespace velmora::nats

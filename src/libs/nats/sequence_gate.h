@@ -4,17 +4,24 @@
 #pragma once
 
 #include "exchange/frame.h"
-#include "nats/nats_objects.h"
 #include "tessaryn/sample.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
 namespace velmora::nats {
+
+/// A sample on its way.
+struct Numbered {
+    exchange::FrameHeader header;
+    std::unique_ptr<core::tessaryn::Sample> sample;
+};
 
 /// Lets the samples of one numbering pass in the order of their numbers, each once.
 ///
@@ -23,27 +30,31 @@ class SequenceGate {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// A sample on its way, and the message that it came with, which is acknowledged in the end.
-    struct Numbered {
-        exchange::FrameHeader header;
-        core::tessaryn::Sample sample;
-        Message message;
-    };
-
     /// \param last the number that passed last; unknown, any may be the first
     /// \param maxHeld samples held back at most
-    SequenceGate(std::optional<std::uint64_t> last, std::size_t maxHeld);
+    /// \param maxWait how long a missing one is waited for
+    SequenceGate(std::optional<std::uint64_t> last, std::size_t maxHeld,
+                 std::chrono::milliseconds maxWait);
 
     /// Whether no sample of this number has passed or is held back.
     bool IsNew(std::uint64_t sequence) const;
 
+    /// Whether a sample of this number passes at once, since nothing before it is missing.
+    bool IsNext(std::uint64_t sequence) const {
+        return held.empty() && (!last || sequence == *last + 1);
+    }
+
+    /// Says that up to this number nothing will come any more.
+    void SetComplete(std::uint64_t sequence) { complete = std::max(complete, sequence); }
+
     /// Takes a sample, which passes now or is held back.
     /// \pre its number is new
-    void Offer(Numbered&& numbered, Clock::time_point now);
+    /// \param passed gets what passes now, in order
+    /// \return how many numbers are given up
+    std::uint64_t Offer(Numbered&& numbered, Clock::time_point now, std::vector<Numbered>& passed);
 
-    /// Takes what passes now, in order.
-    /// \param missing grows by the numbers that are given up
-    std::vector<Numbered> TakeReady(Clock::time_point now, std::uint64_t& missing);
+    /// As above, for what was held back long enough.
+    std::uint64_t TakeReady(Clock::time_point now, std::vector<Numbered>& passed);
 
     /// Whether samples are held back.
     bool IsHolding() const { return !held.empty(); }
@@ -51,6 +62,8 @@ class SequenceGate {
   private:
     std::optional<std::uint64_t> last;
     std::size_t maxHeld;
+    std::chrono::milliseconds maxWait;
+    std::uint64_t complete = 0;
     std::map<std::uint64_t, Numbered> held;
     Clock::time_point heldSince;
 };

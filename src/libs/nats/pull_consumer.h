@@ -1,0 +1,100 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "nats/connection.h"
+#include "nats/jet_stream.h"
+#include "nats/nats_objects.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velmora::nats {
+
+/// What the server says of a message that it delivers.
+struct Delivery {
+    std::uint64_t inStream = 0;    ///< its number in the JetStream stream
+    std::uint64_t inConsumer = 0;  ///< counts what the consumer delivered, from 1
+    std::uint64_t behind = 0;      ///< messages after it
+};
+
+/// Reads the reply subject of a delivered message; empty if it is none.
+std::optional<Delivery> ParseDelivery(std::string_view reply);
+
+/// A consumer of one subject on the server, which delivers messages in the order of the JetStream
+/// stream, none left out.
+///
+/// Asks for messages before they are needed, so that the server never waits for a request. Where
+/// something may have been lost, with the connection, the server or the consumer, it is no longer
+/// active: whoever uses it begins again.
+///
+/// A durable one delivers again, and first, what was not acknowledged.
+///
+/// \threadsafety external
+class PullConsumer {
+  public:
+    /// Messages that are asked for at a time.
+    static constexpr std::uint64_t batchSize = 2000;
+
+    struct Delivered {
+        Message message;  ///< null when none has come
+        Delivery delivery;
+    };
+
+    /// \param durable the consumer's name; empty for one that needs no acknowledgements and goes
+    ///     when it is not used
+    PullConsumer(const Connection& connection, const JetStream& jetStream, std::string subject,
+                 std::string durable, std::chrono::milliseconds acknowledgeWithin);
+
+    /// Finds the consumer, or makes it.
+    /// \param setStart where a new one begins
+    /// \return false when the server does not answer or refuses
+    bool Begin(const std::function<void(jsConsumerConfig&)>& setStart);
+    bool IsActive() const { return subscription != nullptr; }
+    void End() { subscription.reset(); }
+
+    /// The next message; null when none comes in time, or the consumer is no longer active.
+    Delivered Next(std::chrono::milliseconds timeout);
+
+    /// Tells the server that a message and all before it need not come again.
+    /// \param reply the message's reply subject
+    void Acknowledge(const std::string& reply);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    natsStatus FindOrMake(const std::function<void(jsConsumerConfig&)>& setStart);
+    bool AskAgain(const jsConsumerInfo& info);
+    bool IsUsable(const jsConsumerConfig& config);
+    void Request();
+    void TakeStatus(natsMsg* status);
+    bool IsInOrder(const Delivery& delivery);
+
+    const Connection& connection;
+    const JetStream& jetStream;
+    const std::string subject;
+    const std::string durable;
+    const std::chrono::milliseconds acknowledgeWithin;
+    std::string requestSubject;
+    std::string inbox;
+    Subscription subscription;
+    unsigned long long reconnects = 0;
+    std::uint64_t requested = 0;
+    std::uint64_t expected = 0;
+    Clock::time_point heard;
+    Clock::time_point asked;
+    // What was delivered and not acknowledged before, which comes first.
+    std::uint64_t outstanding = 0;
+    std::uint64_t outstandingUpTo = 0;
+    bool hasComeAgain = false;
+    Clock::time_point notBefore;
+    int disorders = 0;
+    bool isToldOf = false;
+};
+
+}  // namespace velmora::nats
