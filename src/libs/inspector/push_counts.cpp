@@ -62,7 +62,9 @@ void PushCounts::Subscribe(Counted& counted, const std::string& path) const {
 void PushCounts::Clear() {
     const Lock lock(mutex);
     for (auto& [path, counted] : streams) {
-        counted.subscription.Reset();
+        // The stream must not go meanwhile; one that has gone has taken its subscription along.
+        model.TryVisit(
+            path, [&subscription = counted.subscription](const Stream&) { subscription.Reset(); });
     }
 }
 
