@@ -73,7 +73,8 @@ RingBatches::RingBatches(const Model& model, const std::string& path, const Time
             if (samples.empty()) {
                 return;
             }
-            const auto [from, to] = std::minmax(TimeOf(*samples.front()), TimeOf(*samples.back()));
+            const auto [from, to] =
+                std::minmax({TimeOf(*samples.front()), TimeOf(*samples.back())});
             times = TimeRange{from, to};
             if (samples.size() > maxSize) {
                 step = Distance(from, to) / samples.size() * targetSize;
