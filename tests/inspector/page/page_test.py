@@ -362,10 +362,15 @@ class PageTest(BrowserTest):
     def test_shows_times_in_the_zone_that_is_chosen(self):
         self.open_chart()
         newest = self.rows[self.pushed - 1][0]
-        self.wait_text(".values ~ *, .time", shift(newest, AHEAD) + ", local time")
+        local = shift(newest, AHEAD)
+        self.wait_text(".time", local + ", local time")
+        labels = ".dygraph-axis-label-x"
+        self.wait_text(labels, f"^{local[11:13]}:00$")
         self.find("#zone").click()
         self.wait_text(".time", newest + ", UTC")
         self.wait_text(".rangeText", "UTC")
+        self.wait_text(labels, f"^{newest[11:13]}:00$")
+        self.assertNotIn(local[11:13] + ":00", self.texts(labels))
 
     def test_says_how_many_changes_were_lost(self):
         self.open_page("plant/burst")
