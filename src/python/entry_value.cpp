@@ -237,7 +237,7 @@ void SetEntry(Sample& sample, const EntryAccess& entry, py::handle value) {
     try {
         SetValue(sample, entry, value);
     } catch (py::error_already_set& error) {
-        const py::object raised = error.type();
+        const py::object& raised = error.type();
         if (!raised.is(py::handle(PyExc_TypeError)) &&
             !raised.is(py::handle(PyExc_OverflowError))) {
             throw;
