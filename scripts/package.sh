@@ -75,6 +75,7 @@ package_try() {
     in_root "$host" '
         cd /host
         debian/tests/consumer
+        debian/tests/python
         man --warnings -P cat tessaryn | head -n 12
         doc=/usr/share/doc/libvelmora-tessaryn-dev
         cmake -DSOURCE_DIR=$doc -P tests/docs/links.cmake
@@ -88,7 +89,8 @@ package_try() {
 }
 
 cmd_package() {
-    local try=0 version packages=("${build_packages[@]}" build-essential debhelper dpkg-dev fakeroot lintian)
+    local try=0 version packages=("${build_packages[@]}" build-essential debhelper dh-python dpkg-dev
+        fakeroot lintian)
     case "$*" in
         "") ;;
         --try)

@@ -99,6 +99,21 @@ void BindStreams(py::module_& module) {
     });
     store.def("clear", [](StreamStore& self) { Unlocked([&] { self.Clear(); }); });
     store.def("close", [](StreamStore& self) { Unlocked([&] { self.Close(); }); });
+    store.def("units", [](const StreamStore& self, const py::str& path) {
+        const std::string bytes = ToBytes(path);
+        py::dict units;
+        for (const auto& [entry, unit] : Unlocked([&] { return self.GetUnits(bytes); })) {
+            units[ToText(entry)] = ToText(unit);
+        }
+        return units;
+    });
+    store.def("set_unit", [](StreamStore& self, const py::str& path, const py::str& entry,
+                             const py::str& unit) {
+        const std::string bytes = ToBytes(path);
+        const std::string name = ToBytes(entry);
+        const std::string text = ToBytes(unit);
+        Unlocked([&] { self.SetUnit(bytes, name, text); });
+    });
     BindStream(module);
 }
 

@@ -3,6 +3,7 @@
 
 #include "bind_delivery.h"
 #include "bind_rules.h"
+#include "bind_storage.h"
 #include "bind_streams.h"
 #include "bind_types.h"
 #include "errors.h"
@@ -16,4 +17,5 @@ PYBIND11_MODULE(_native, module) {
     velmora::python::BindStreams(module);
     velmora::python::BindRules(module);
     velmora::python::BindDelivery(module);
+    velmora::python::BindStorage(module);
 }

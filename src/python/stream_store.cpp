@@ -81,7 +81,10 @@ bool StreamStore::Remove(const std::string& path) {
         VisitLinks(*group, [](StreamLink& link) { link.Remove(); });
         std::erase_if(links, [](const auto& link) { return !link.second->IsAlive(); });
     }
-    return repository->Remove(path);
+    const bool isRemoved = repository->Remove(path);
+    std::erase_if(
+        units, [&](const auto& each) { return repository->GetStreamPtr(each.first) == nullptr; });
+    return isRemoved;
 }
 
 void StreamStore::Clear() {
@@ -96,6 +99,18 @@ void StreamStore::Close() {
     const std::lock_guard lock(guard);
     RemoveAll();
     isClosed = true;
+}
+
+std::map<std::string, std::string> StreamStore::GetUnits(const std::string& path) const {
+    const std::lock_guard lock(guard);
+    const auto found = units.find(path);
+    return found == units.end() ? std::map<std::string, std::string>() : found->second;
+}
+
+void StreamStore::SetUnit(const std::string& path, const std::string& entry,
+                          const std::string& unit) {
+    const std::lock_guard lock(guard);
+    units[path][entry] = unit;
 }
 
 bool StreamStore::IsClosed() const {
@@ -117,6 +132,7 @@ void StreamStore::RemoveAll() {
         link->Remove();
     }
     links.clear();
+    units.clear();
     repository->Clear();
 }
 

@@ -7,6 +7,7 @@
 #include "tessaryn/stream_repository.h"
 #include "type_store.h"
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -56,6 +57,10 @@ class StreamStore {
     void Close();
     bool IsClosed() const;
 
+    /// The units of a stream's entries, by their names.
+    std::map<std::string, std::string> GetUnits(const std::string& path) const;
+    void SetUnit(const std::string& path, const std::string& entry, const std::string& unit);
+
     const std::shared_ptr<TypeStore>& GetTypes() const { return types; }
     char GetSeparator() const { return repository->groupSeparator(); }
 
@@ -83,6 +88,7 @@ class StreamStore {
     // Guarded by the mutex. The repository is shared with the types, which ask it what is in use.
     std::shared_ptr<StreamRepository> repository;
     Links links;
+    std::map<std::string, std::map<std::string, std::string>> units;
     bool isClosed = false;
 };
 

@@ -36,6 +36,8 @@ from .errors import (
     TessarynError,
     VersionNotFoundError,
 )
+from .files import read, save
+from .histories import History, HistoryStream, Layout
 from .repositories import StreamRepository, TypeRepository, TypeVersions
 from .rules import Finding, check
 from .sample import Sample
@@ -49,6 +51,9 @@ __all__ = [
     "EmptyStreamError",
     "EntryNotFoundError",
     "Finding",
+    "History",
+    "HistoryStream",
+    "Layout",
     "PathNotFoundError",
     "Rule",
     "RuleSyntaxError",
@@ -72,5 +77,7 @@ __all__ = [
     "hysteresis",
     "min_interval",
     "on_change",
+    "read",
     "rising",
+    "save",
 ]

@@ -5,6 +5,8 @@
 
 from __future__ import annotations
 
+import html
+import os
 from collections.abc import Iterator, Mapping
 from types import TracebackType
 
@@ -126,6 +128,20 @@ class StreamRepository(Mapping[str, Stream]):
         self._store.add(path, type, capacity)
         return self[path]
 
+    @property
+    def only(self) -> Stream:
+        """The stream of a repository that has one; ValueError is raised by others."""
+        paths = list(self)
+        if len(paths) != 1:
+            raise ValueError(f"the repository has {len(paths)} streams, not one")
+        return self[paths[0]]
+
+    def save(self, path: str | os.PathLike[str]) -> None:
+        """As tessaryn.save."""
+        from .files import save
+
+        save(path, self)
+
     def remove(self, path: str) -> None:
         """Remove a stream, or a group with all streams below it. What holds one of them gets
         ReferenceError from then on."""
@@ -179,3 +195,37 @@ class StreamRepository(Mapping[str, Stream]):
         paths = list(self)
         shown = ", ".join(paths[:5]) + (", ..." if len(paths) > 5 else "")
         return f"<StreamRepository of {len(paths)} streams{': ' if paths else ''}{shown}>"
+
+    def _rows(self) -> list[tuple[str, str, str, str]]:
+        rows = []
+        for path in self:
+            try:
+                stream = self[path]
+                time = stream.all().time if len(stream) else None
+            except (LookupError, ReferenceError):
+                continue
+            kind = f"{stream.type.name} {stream.type.version}"
+            span = "" if time is None or not len(time) else f"{time[0]} to {time[-1]}"
+            rows.append((path, kind, str(len(stream)), span))
+        return rows
+
+    def __str__(self) -> str:
+        if self._store.is_closed:
+            return repr(self)
+        rows = [("stream", "type", "samples", "time (UTC)"), *self._rows()]
+        widths = [max(len(row[i]) for row in rows) for i in range(4)]
+        lines = [
+            "  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip()
+            for row in rows
+        ]
+        return "\n".join(lines)
+
+    def _repr_html_(self) -> str:
+        if self._store.is_closed:
+            return f"<p>{html.escape(repr(self))}</p>"
+        head = "<tr><th>stream</th><th>type</th><th>samples</th><th>time (UTC)</th></tr>"
+        rows = [
+            "<tr>" + "".join(f"<td>{html.escape(text)}</td>" for text in row) + "</tr>"
+            for row in self._rows()
+        ]
+        return f"<table>{head}{''.join(rows)}</table>"

@@ -15,7 +15,7 @@ from . import _native
 from ._native import Condition, Rule, StreamType
 from ._tables import Span, Time, Times, rows_of
 from .columns import Columns
-from .errors import EmptyStreamError
+from .errors import EmptyStreamError, EntryNotFoundError
 from .sample import Sample
 from .subscription import Change, Policy, Subscription, Timeout
 
@@ -153,6 +153,44 @@ class Stream(_native.StreamHandle):
             conditions=conditions,
             timeout=timeout,
         )
+
+    @property
+    def units(self) -> dict[str, str]:
+        """The entries' units, of those that have one: what a file told, or set_units."""
+        return self.store.units(self.path)
+
+    def set_units(self, units: Mapping[str, str] | None = None, /, **more: str) -> None:
+        """Tell the units of entries, such as temperature="°C", for tables and pictures."""
+        given = {**(units or {}), **more}
+        for name in given:
+            if name not in self.type:
+                raise EntryNotFoundError(f"{self.type.name!r} has no entry {name!r}.")
+        for name, unit in given.items():
+            self.store.set_unit(self.path, name, unit)
+
+    def plot(
+        self,
+        *entries: str,
+        since: Time | None = None,
+        until: Time | None = None,
+        units: Mapping[str, str] | None = None,
+        axes: Any = None,
+    ) -> list[Any]:
+        """Draw numeric entries over time with matplotlib: those named, or all.
+
+        Entries of one unit share a picture. The result is the list of the pictures' axes; give such
+        a list, or one of them, to draw into it.
+        """
+        from . import _show
+
+        known = {**self.units, **(units or {})}
+        drawn: list[Any] = _show.plot(self.between(since, until), entries, known, axes)
+        return drawn
+
+    def _repr_html_(self) -> str:
+        from . import _show
+
+        return _show.stream_html(self)
 
     def __bool__(self) -> bool:
         # An empty stream is not the absence of one.
