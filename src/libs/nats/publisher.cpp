@@ -129,7 +129,7 @@ class Publisher::State {
         track.numbering = frame ? frame->header.channel : FirstNumbering(track.subject);
         track.stored = frame ? StoredOf(message.get(), frame->header) : Stored();
         track.last = track.stored.sequence;
-        const ResumePoint point{track.stored.sequence, track.stored.time};
+        ResumePoint point{track.stored.sequence, track.stored.time};
         const std::lock_guard lock(mutex);
         if (!tracks.try_emplace(path, PathTrack{std::nullopt, track}).second) {
             throw std::logic_error("The path '" + path + "' is published already.");
