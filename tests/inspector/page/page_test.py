@@ -30,7 +30,7 @@ SERVICE = sys.argv[4] if os.path.isfile("".join(sys.argv[4:5])) else None
 STREAM = "plant/recording"
 HOSTILE = '<img src=x onerror="window.pwned=1">'
 RULE = "temperature > 8.0"
-PATIENCE = 30
+PATIENCE = 60
 # Half an hour off, so that a page that takes one zone for another is noticed.
 ZONE, AHEAD = "Asia/Kolkata", 19800
 
@@ -99,7 +99,7 @@ listen = "127.0.0.1:{port}"
 from = "{RECORDING}"
 stream = "{STREAM}"
 replay = true
-speed = 1200
+speed = 600
 keep-times = true
 [rule.warm]
 rule = "{RULE}"
@@ -204,6 +204,11 @@ class BrowserTest(unittest.TestCase):
 
     def picture(self, name):
         self.browser.save_screenshot(os.path.join(PICTURES, name + ".png"))
+
+    def choose_range(self, value):
+        self.run_script("const select = document.querySelector('.toolbar select');"
+                        "select.value = arguments[0];"
+                        "select.dispatchEvent(new Event('change'))", value)
 
     def write_rule(self, text):
         box = self.find("#rule")
@@ -344,8 +349,7 @@ class PageTest(BrowserTest):
         begin, end = self.shown_range()
         self.assertGreater(begin, to_seconds(self.rows[0][0]))
         self.assertLess(end, to_seconds(self.rows[self.pushed - 1][0]))
-        self.run_script("const select = document.querySelector('.toolbar select');"
-                        "select.value = 'all'; select.dispatchEvent(new Event('change'))")
+        self.choose_range("all")
         # The ring has the newest 200 samples, the history all.
         self.wait(lambda: self.shown_range() == (to_seconds(self.rows[0][0]),
                                                  to_seconds(self.rows[self.pushed - 1][0])), "all")
@@ -561,6 +565,8 @@ class ServiceTest(BrowserTest):
         chart = self.find(".chart")
         before = self.run_script(DRAWN, chart)
         self.wait(lambda: self.run_script(DRAWN, chart) != before, "a chart that moves")
+        # A recording that has just begun is shown with a shorter range.
+        self.choose_range(str(6 * 3600 * 10**6))
         self.write_rule("temperature > 8.0 & humidity < 90")
         self.wait_text(".finding.error", "&")
         self.write_rule(RULE)
