@@ -86,8 +86,7 @@ void ActionQueue::Close(Action::Clock::time_point until) {
         lost = waiting.size() + running;
         givenUp = true;
         changed.notify_all();
-        const std::uint64_t one = 1;
-        static_cast<void>(write(endDescriptor, &one, sizeof(one)));
+        eventfd_write(endDescriptor, 1);
     }
     if (options.onGivenUp) {
         options.onGivenUp();

@@ -45,12 +45,18 @@ ActionSet ActionSet::Replace(const RulesConfig& config) {
     };
     for (const CommandConfig& command : config.commands) {
         if (!keep(command.name, [&](const Entry& entry) { return entry.command == command; })) {
-            entries[command.name] = {command, {}, std::make_shared<CommandAction>(command, *log)};
+            auto action = std::make_shared<CommandAction>(command, *log);
+            Entry& entry = entries[command.name];
+            entry.command = command;
+            entry.action = std::move(action);
         }
     }
     for (const WebhookConfig& webhook : config.webhooks) {
         if (!keep(webhook.name, [&](const Entry& entry) { return entry.webhook == webhook; })) {
-            entries[webhook.name] = {{}, webhook, std::make_shared<WebhookAction>(webhook, *log)};
+            auto action = std::make_shared<WebhookAction>(webhook, *log);
+            Entry& entry = entries[webhook.name];
+            entry.webhook = webhook;
+            entry.action = std::move(action);
         }
     }
     return old;

@@ -64,8 +64,7 @@ Service::Service(std::string file, ServeConfig config)
 
 Service::~Service() {
     // Where starting failed, feeds may run.
-    const std::uint64_t one = 1;
-    static_cast<void>(write(endDescriptor, &one, sizeof(one)));
+    eventfd_write(endDescriptor, 1);
     page.Stop();
     feeds.clear();
     close(signalDescriptor);
@@ -185,8 +184,7 @@ void Service::Stop() {
     const auto until = Clock::now() + config.stopTimeout;
     manager.TellStopping("ending");
     log.Write(LogLevel::info, "ending");
-    const std::uint64_t one = 1;
-    static_cast<void>(write(endDescriptor, &one, sizeof(one)));
+    eventfd_write(endDescriptor, 1);
     page.Stop();
     feeds.clear();
     rules.Close(until);
