@@ -19,16 +19,16 @@ namespace velmora::inspector {
 namespace {
 
 // What a client must take within `InspectorLimits::sendTime`, if there is as much.
-constexpr std::size_t sendStep = 64 * 1024;
+constexpr std::size_t sendStep = 65'536;
 // What is read of a client that has been refused, so that it sees the answer before the end.
-constexpr std::size_t maxDiscarded = 1024 * 1024;
+constexpr std::size_t maxDiscarded = 1'000'000;
 constexpr std::chrono::milliseconds lingerTime(500);
 constexpr std::string_view comment = ":\n\n";
 
 }  // namespace
 
-Connection::Connection(Poco::Net::StreamSocket socket, const InspectorLimits& limits)
-    : socket(std::move(socket)), limits(limits), reader(limits) {
+Connection::Connection(const Poco::Net::StreamSocket& socket, const InspectorLimits& limits)
+    : socket(socket), limits(limits), reader(limits) {
     this->socket.setBlocking(false);
     this->socket.setNoDelay(true);
     this->socket.setKeepAlive(true);

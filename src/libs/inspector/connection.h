@@ -46,7 +46,7 @@ class Connection {
         closed
     };
 
-    Connection(Poco::Net::StreamSocket socket, const InspectorLimits& limits);
+    Connection(const Poco::Net::StreamSocket& socket, const InspectorLimits& limits);
 
     State GetState() const { return state; }
     int GetDescriptor() const;

@@ -34,7 +34,7 @@ struct InspectorLimits {
     std::size_t maxRuleDepth = 50;
     /// Terms of a rule times elements of a sample: what a rule may compare for one sample.
     std::size_t maxRuleWork = 1'000'000;
-    std::size_t maxQueuedBytes = 256 * 1024;      ///< events that wait for a slow client
+    std::size_t maxQueuedBytes = 262'144;         ///< events that wait for a slow client
     std::size_t maxMetricStreams = 1000;          ///< streams that have metrics of their own
     std::chrono::milliseconds requestTime{5000};  ///< until a request has come in full
     std::chrono::milliseconds idleTime{15000};    ///< until the next request of a connection

@@ -16,7 +16,6 @@
 
 namespace velmora::inspector {
 
-using core::tessaryn::BaseType;
 using core::tessaryn::Field;
 using core::tessaryn::Sample;
 using core::tessaryn::StreamType;

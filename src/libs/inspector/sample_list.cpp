@@ -20,7 +20,7 @@ using core::tessaryn::Sample;
 namespace {
 
 // Of the samples of one answer in binary form.
-constexpr std::size_t maxAnswerBytes = 4 * 1024 * 1024;
+constexpr std::size_t maxAnswerBytes = 4'000'000;
 
 // Where an answer ended: the next one begins at this time, behind so many samples of it.
 struct Cursor {
@@ -155,7 +155,7 @@ class CsvSource : public BodySource {
     }
 
   private:
-    static constexpr std::size_t partSize = 64 * 1024;
+    static constexpr std::size_t partSize = 65'536;
 
     SampleQuery query;
     std::unique_ptr<SampleBatches> batches;
