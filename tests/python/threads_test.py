@@ -241,7 +241,9 @@ ENDS = {
         try:
             with tank.subscribe(callback=lambda change: started.set()) as changes:
                 tank.push(level=1.0)
-                time.sleep(1000)
+                # A signal right before a sleep does not end it.
+                while True:
+                    time.sleep(0.01)
         except KeyboardInterrupt:
             sys.exit(0)
     """,
