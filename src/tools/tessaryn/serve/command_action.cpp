@@ -79,6 +79,7 @@ std::vector<std::string> MakeEnvironment(const Event& event) {
 
 std::vector<char*> ToPointers(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         pointers.push_back(text.data());
     }

@@ -69,6 +69,7 @@ std::string DescribeBadSource(const SourceConfig& source) {
         return kind->describeBad(source, source.from.substr(scheme.size() + 1));
     }
     std::vector<std::string> known;
+    known.reserve(kinds.size());
     for (const FeedKind& kind : kinds) {
         known.emplace_back(kind.scheme);
     }

@@ -91,8 +91,9 @@ void Service::Start() {
         feed->Start();
     }
     idleWarning = Clock::now() + idleTime;
-    nextSave = Clock::now() + (config.checkpoint ? config.checkpoint->interval
-                                                 : std::chrono::microseconds::max() / 2);
+    if (config.checkpoint) {
+        nextSave = Clock::now() + config.checkpoint->interval;
+    }
 }
 
 std::string Service::Describe() const {
@@ -144,7 +145,7 @@ void Service::Tick() {
         rules.WarnOfIdle();
         idleWarning.reset();
     }
-    if (Clock::now() >= nextSave) {
+    if (nextSave && Clock::now() >= *nextSave) {
         plant.Save();
         nextSave = Clock::now() + config.checkpoint->interval;
     }

@@ -55,7 +55,8 @@ class Service {
     RuleSet rules;
     std::vector<std::unique_ptr<FeedThread>> feeds;
     Page page;
-    Clock::time_point nextSave;
+    /// Of the checkpoint, where there is one.
+    std::optional<Clock::time_point> nextSave;
     /// When rules without a stream are worth a warning.
     std::optional<Clock::time_point> idleWarning;
 };
