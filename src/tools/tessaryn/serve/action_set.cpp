@@ -64,6 +64,7 @@ ActionSet ActionSet::Replace(const RulesConfig& config) {
 
 std::vector<std::shared_ptr<Action>> ActionSet::Find(const std::vector<std::string>& names) const {
     std::vector<std::shared_ptr<Action>> found;
+    found.reserve(names.size());
     for (const std::string& name : names) {
         found.push_back(entries.at(name).action);
     }
