@@ -78,7 +78,7 @@ class RuleSet::ActiveRule {
         actions = std::move(wanted);
     }
 
-    void Watch(const WatchedStream& watched, delivery::Dispatcher& dispatcher) {
+    void Watch(const WatchedStream& watched, delivery::Dispatcher& usedDispatcher) {
         const tsn::StreamType& type = *watched.stream->GetStreamType();
         if (deliveries.count(watched.path) > 0 || !IsFor(watched.path, type)) {
             return;
@@ -89,7 +89,7 @@ class RuleSet::ActiveRule {
         options.capacity = 10'000;
         options.conditions = std::move(conditions);
         options.onError = [this](const std::exception_ptr& error) { OnError(error); };
-        deliveries[watched.path] = dispatcher.Subscribe(
+        deliveries[watched.path] = usedDispatcher.Subscribe(
             *watched.stream, asksRule ? delivery::Rule(tsn::Always()) : rule,
             [this, maker](delivery::Change& change) {
                 if (change.changeType != tsn::popped) {
