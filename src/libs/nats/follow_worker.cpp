@@ -127,7 +127,7 @@ bool FollowWorker::Begin() try {
 
 // Called when the consumer is made.
 void FollowWorker::SetStart(jsConsumerConfig& config) {
-    constexpr std::int64_t nanosecondsPerMicrosecond = 1000;
+    constexpr std::int64_t nanosecondsPerSecond = 1000000000;
     if (lastInStream != 0) {
         config.DeliverPolicy = js_DeliverByStartSequence;
         config.OptStartSeq = lastInStream + 1;
@@ -145,8 +145,10 @@ void FollowWorker::SetStart(jsConsumerConfig& config) {
             config.DeliverPolicy = js_DeliverNew;
             break;
         case Start::time:
+            // The client library writes a time without the zeros that its fraction begins with:
+            // whole seconds have none. `Take` leaves out what lies before the time.
             config.DeliverPolicy = js_DeliverByStartTime;
-            config.OptStartTime = options.time.epochMicroseconds() * nanosecondsPerMicrosecond;
+            config.OptStartTime = options.time.epochTime() * nanosecondsPerSecond;
             break;
         case Start::sequence:
             config.DeliverPolicy = js_DeliverByStartSequence;
@@ -159,7 +161,11 @@ void FollowWorker::Take(PullConsumer::Delivered& next) {
     ++received;
     ++counts.received;
     counts.behind = next.delivery.behind;
-    if (!Receive(next.message.get())) {
+    constexpr std::int64_t nanosecondsPerMicrosecond = 1000;
+    const bool isBefore =
+        options.start == Start::time &&
+        next.delivery.time < options.time.epochMicroseconds() * nanosecondsPerMicrosecond;
+    if (!isBefore && !Receive(next.message.get())) {
         // The server does not answer: what follows comes again.
         consumer.End();
         return;

@@ -55,12 +55,12 @@ std::optional<Delivery> ParseDelivery(std::string_view reply) {
     }
     const std::size_t stream = count >= longForm ? 4 : 2;
     Delivery delivery;
-    const auto parse = [&](std::size_t word, std::uint64_t& value) {
+    const auto parse = [&](std::size_t word, auto& value) {
         const std::string_view text = words[word];
         return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc();
     };
     if (!parse(stream + 3, delivery.inStream) || !parse(stream + 4, delivery.inConsumer) ||
-        !parse(stream + 6, delivery.behind)) {
+        !parse(stream + 5, delivery.time) || !parse(stream + 6, delivery.behind)) {
         return std::nullopt;
     }
     return delivery;

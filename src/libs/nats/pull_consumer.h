@@ -20,6 +20,7 @@ namespace velmora::nats {
 struct Delivery {
     std::uint64_t inStream = 0;    ///< its number in the JetStream stream
     std::uint64_t inConsumer = 0;  ///< counts what the consumer delivered, from 1
+    std::int64_t time = 0;         ///< when the server stored it: nanoseconds since the Unix epoch
     std::uint64_t behind = 0;      ///< messages after it
 };
 
