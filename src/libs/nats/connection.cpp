@@ -7,7 +7,10 @@
 
 #include <Poco/Logger.h>
 
+#include <chrono>
 #include <sstream>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace velmora::nats {
@@ -77,10 +80,7 @@ class Connection::State {
         if (configure) {
             configure(made);
         }
-        const natsStatus status = natsConnection_Connect(&connection, made);
-        if (status != NATS_NOT_YET_CONNECTED) {
-            Check(status, "connect to a NATS server");
-        }
+        Connect(made);
     }
 
     State(const State&) = delete;
@@ -88,6 +88,44 @@ class Connection::State {
     ~State() { natsConnection_Destroy(connection); }
 
     natsConnection* connection = nullptr;
+
+  private:
+    // Where a server answers and goes before the first connection is complete, as one does that is
+    // killed, or refuses the credentials, the client library closes the connection for good.
+    void Connect(natsOptions* options) {
+        constexpr int maxAttempts = 10;
+        constexpr std::chrono::milliseconds pause(100);
+        for (int attempt = 1;; ++attempt) {
+            const natsStatus status = natsConnection_Connect(&connection, options);
+            if (status != NATS_NOT_YET_CONNECTED) {
+                Check(status, "connect to a NATS server");
+                return;
+            }
+            if (StaysOpen()) {
+                return;
+            }
+            natsConnection_Destroy(std::exchange(connection, nullptr));
+            if (attempt == maxAttempts) {
+                throw NatsException(
+                    "cannot connect to a NATS server: it ends connections before they are "
+                    "complete, or refuses the credentials");
+            }
+            std::this_thread::sleep_for(pause);
+        }
+    }
+
+    // The library's thread closes it at once or not at all.
+    bool StaysOpen() const {
+        constexpr int maxChecks = 20;
+        constexpr std::chrono::milliseconds pause(10);
+        for (int i = 0; i < maxChecks; ++i) {
+            if (natsConnection_Status(connection) == NATS_CONN_STATUS_CLOSED) {
+                return false;
+            }
+            std::this_thread::sleep_for(pause);
+        }
+        return true;
+    }
 };
 
 Connection::Connection(const std::string& urls, const std::function<void(natsOptions*)>& configure)

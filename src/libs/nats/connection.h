@@ -30,7 +30,8 @@ class NATS_BRIDGE_API Connection {
     /// \param configure sets options of the client library before it connects: credentials
     ///     (`natsOptions_SetUserCredentialsFromFiles`), TLS
     ///     (`natsOptions_LoadCATrustedCertificates`) and whatever else its users know
-    /// \throws NatsException when an option is refused
+    /// \throws NatsException when an option is refused, or servers end connections before they are
+    /// complete, ten times in a row within some seconds: as where they refuse the credentials
     explicit Connection(const std::string& urls,
                         const std::function<void(natsOptions*)>& configure = {});
     Connection(const Connection&) = delete;
