@@ -51,10 +51,10 @@ class StreamTypeRepository;
 /// - a subscriber that is added or removed during a notification, the one that is called included,
 ///   is notified or no longer notified from the next notification on, one inside this one included;
 /// - a sample that was in the stream when a fill, a change or a query began, and leaves it
-/// meanwhile,
-///   is deleted when that callback has returned; the notification of a push still gets it. All
-///   other samples are deleted at once when they are popped, overwritten or cleared; the memory of
-///   an overwritten one that is of no derived class is given back when the push has returned.
+///   meanwhile, is deleted when that callback has returned; the notification of a push still gets
+///   it. All other samples are deleted at once when they are popped, overwritten or cleared. The
+///   memory of one that a push has overwritten, if it is of no derived class, serves the next push,
+///   or is given back when the push has returned.
 ///
 /// They must not wait for another thread that needs the stream, nor destroy the stream. Lock order:
 /// repository, groups from the root down, the stream's samples, its subscriptions.
