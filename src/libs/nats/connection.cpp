@@ -8,6 +8,8 @@
 #include <Poco/Logger.h>
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -38,6 +40,32 @@ void OnError(natsConnection* /*connection*/, natsSubscription* /*subscription*/,
              void* /*closure*/) {
     Log().debug(std::string("NATS: ") + natsStatus_GetText(status));
 }
+
+// Counts the connections that the client library has closed: with that its thread has called the
+// last function of such a connection.
+class Closings {
+  public:
+    static void OnClosed(natsConnection* /*connection*/, void* closings) {
+        static_cast<Closings*>(closings)->Add();
+    }
+
+    void WaitFor(int number) {
+        std::unique_lock lock(mutex);
+        added.wait(lock, [&] { return count >= number; });
+    }
+
+  private:
+    void Add() {
+        // Notifies while it holds the lock: who waits may destroy this object right after it.
+        const std::lock_guard lock(mutex);
+        ++count;
+        added.notify_all();
+    }
+
+    std::mutex mutex;
+    std::condition_variable added;
+    int count = 0;
+};
 
 std::vector<std::string> SplitUrls(const std::string& urls) {
     std::vector<std::string> result;
@@ -80,12 +108,18 @@ class Connection::State {
         if (configure) {
             configure(made);
         }
+        natsOptions_SetClosedCB(made, Closings::OnClosed, &closings);
         Connect(made);
     }
 
     State(const State&) = delete;
     State& operator=(const State&) = delete;
-    ~State() { natsConnection_Destroy(connection); }
+    // Returns when the client library's thread is done with the connection: what it logs later, as
+    // the process ends, would go to a logger that is no more.
+    ~State() {
+        natsConnection_Destroy(connection);
+        closings.WaitFor(numMade);
+    }
 
     natsConnection* connection = nullptr;
 
@@ -97,6 +131,7 @@ class Connection::State {
         constexpr std::chrono::milliseconds pause(100);
         for (int attempt = 1;; ++attempt) {
             const natsStatus status = natsConnection_Connect(&connection, options);
+            numMade += connection != nullptr ? 1 : 0;
             if (status != NATS_NOT_YET_CONNECTED) {
                 Check(status, "connect to a NATS server");
                 return;
@@ -106,6 +141,7 @@ class Connection::State {
             }
             natsConnection_Destroy(std::exchange(connection, nullptr));
             if (attempt == maxAttempts) {
+                closings.WaitFor(numMade);
                 throw NatsException(
                     "cannot connect to a NATS server: it ends connections before they are "
                     "complete, or refuses the credentials");
@@ -126,6 +162,9 @@ class Connection::State {
         }
         return true;
     }
+
+    Closings closings;
+    int numMade = 0;
 };
 
 Connection::Connection(const std::string& urls, const std::function<void(natsOptions*)>& configure)

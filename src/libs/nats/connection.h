@@ -29,14 +29,16 @@ class NATS_BRIDGE_API Connection {
     /// \param urls of one or more servers, such as "nats://10.0.0.1:4222", separated by commas
     /// \param configure sets options of the client library before it connects: credentials
     ///     (`natsOptions_SetUserCredentialsFromFiles`), TLS
-    ///     (`natsOptions_LoadCATrustedCertificates`) and whatever else its users know
+    ///     (`natsOptions_LoadCATrustedCertificates`) and whatever else its users know, but for
+    ///     the function that is called when the connection is closed
     /// \throws NatsException when an option is refused, or servers end connections before they are
     /// complete, ten times in a row within some seconds: as where they refuse the credentials
     explicit Connection(const std::string& urls,
                         const std::function<void(natsOptions*)>& configure = {});
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    /// Closes the connection.
+    /// Closes the connection, and returns when the client library has called the last of its
+    /// functions: not to be called in one of these.
     ~Connection();
 
     /// Whether there is a server now.
