@@ -3,8 +3,7 @@
 
 #include "inspector/client.h"
 #include "storage/history_writer.h"
-
-#include <Poco/TemporaryFile.h>
+#include "support/folder.h"
 
 #include <algorithm>
 #include <chrono>
@@ -153,13 +152,13 @@ TEST_F(InspectorSamples, ThinsCharts) {
 }
 
 TEST_F(InspectorSamples, ShowsTheHistoryBeforeTheRing) {
-    const Poco::TemporaryFile file;
-    options.history = file.path();
+    const test::Folder folder;
+    options.history = folder.PathOf("history.db");
     for (int i = 0; i < 10; ++i) {
         Push("a", i, i);
     }
     {
-        storage::HistoryWriter writer(file.path());
+        storage::HistoryWriter writer(options.history);
         streams.GetStream("a").GetAll([&](const std::vector<core::tessaryn::Sample*>& samples) {
             for (const core::tessaryn::Sample* const sample : samples) {
                 writer.Write("a", *sample);

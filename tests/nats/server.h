@@ -3,8 +3,10 @@
 
 #pragma once
 
+#include "support/folder.h"
+
+#include <Poco/File.h>
 #include <Poco/Process.h>
-#include <Poco/TemporaryFile.h>
 
 #include <csignal>
 #include <cstddef>
@@ -24,7 +26,6 @@ class NatsServer {
   public:
     /// \param arguments beside those
     explicit NatsServer(Poco::Process::Args arguments = {}) : arguments(std::move(arguments)) {
-        folder.createDirectories();
         Start();
     }
     NatsServer(const NatsServer&) = delete;
@@ -34,7 +35,7 @@ class NatsServer {
     std::string GetUrl() const { return "nats://127.0.0.1:" + port; }
 
     void Start() {
-        const std::string ports = folder.path() + "/ports";
+        const std::string ports = folder.PathOf("ports");
         Poco::File(ports).createDirectories();
         Poco::Process::Args all = {"-a",
                                    "127.0.0.1",
@@ -42,11 +43,11 @@ class NatsServer {
                                    port,
                                    "-js",
                                    "-sd",
-                                   folder.path() + "/store",
+                                   folder.PathOf("store"),
                                    "--ports_file_dir",
                                    ports,
                                    "-l",
-                                   folder.path() + "/log"};
+                                   folder.PathOf("log")};
         all.insert(all.end(), arguments.begin(), arguments.end());
         process.emplace(Poco::Process::launch("nats-server", all));
         const std::string file = ports + "/nats-server_" + std::to_string(process->id()) + ".ports";
@@ -79,7 +80,7 @@ class NatsServer {
 
   private:
     Poco::Process::Args arguments;
-    Poco::TemporaryFile folder;
+    Folder folder;
     std::string port = "-1";
     std::optional<Poco::ProcessHandle> process;
 };

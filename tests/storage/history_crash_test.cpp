@@ -162,6 +162,7 @@ TEST(History, IsReadInAFolderThatMayNotBeWritten) {
     const std::string file = folder.PathOf("a ?#%.db");
     TestType type{{"n", core::tessaryn::Int32, 1}};
     HistoryWriter(file).Write("s", Number(type, 7, 7));
+    ASSERT_EQ(chmod(folder.GetPath().c_str(), 0755), 0);
     ASSERT_EQ(seteuid(65534), 0);
     const int newest = NewestNumber(file);
     const Reason toWrite = ReasonOf([&] { HistoryWriter writer(file); });

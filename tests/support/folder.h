@@ -3,12 +3,14 @@
 
 #pragma once
 
-#include <Poco/TemporaryFile.h>
-
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace velmora::test {
@@ -16,9 +18,16 @@ namespace velmora::test {
 /// A folder that is there, with its files, as long as the object.
 class Folder {
   public:
-    Folder() { folder.createDirectory(); }
+    Folder() = default;
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    ~Folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
 
-    std::string PathOf(const std::string& name) const { return folder.path() + "/" + name; }
+    const std::string& GetPath() const { return path; }
+    std::string PathOf(const std::string& name) const { return path + "/" + name; }
 
     std::string Write(const std::string& name, const std::string& text) const {
         std::ofstream(PathOf(name), std::ios::binary) << text;
@@ -33,13 +42,25 @@ class Folder {
     /// The names of all that is in it.
     std::vector<std::string> List() const {
         std::vector<std::string> names;
-        folder.list(names);
+        for (const auto& entry : std::filesystem::directory_iterator(path)) {
+            names.push_back(entry.path().filename());
+        }
         std::sort(names.begin(), names.end());
         return names;
     }
 
   private:
-    Poco::TemporaryFile folder;
+    // A name of its own: those that are made of the process's number may be taken by what a process
+    // of the same number left behind.
+    static std::string Make() {
+        std::string name = std::filesystem::temp_directory_path() / "velmora-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), name);
+        }
+        return name;
+    }
+
+    const std::string path = Make();
 };
 
 }  // namespace velmora::test

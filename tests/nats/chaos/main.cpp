@@ -9,9 +9,9 @@
 #include "nats/chaos/peers.h"
 #include "nats/cluster.h"
 #include "nats/nats_objects.h"
+#include "support/folder.h"
 
 #include <Poco/Process.h>
-#include <Poco/TemporaryFile.h>
 
 #include <algorithm>
 #include <chrono>
@@ -23,6 +23,7 @@
 #include <nats/nats.h>
 #include <optional>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -34,6 +35,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using ConsumerInfo = std::unique_ptr<jsConsumerInfo, nats::Destroyer<jsConsumerInfo_Destroy>>;
 using StreamInfo = std::unique_ptr<jsStreamInfo, nats::Destroyer<jsStreamInfo_Destroy>>;
 
 struct Plan {
@@ -112,6 +114,27 @@ class Observer {
         return static_cast<std::size_t>(info->Cluster->Leader[1] - '0');
     }
 
+    // What the servers know of the stream and of the followers.
+    std::string Describe() const {
+        std::ostringstream out;
+        if (const StreamInfo info = GetInfo()) {
+            out << "stream: " << info->State.Msgs << " messages, last " << info->State.LastSeq;
+        }
+        for (const char* const name : {"first", "second"}) {
+            jsConsumerInfo* made = nullptr;
+            js_GetConsumerInfo(&made, jetStream.get(), "velmora", name, nullptr, nullptr);
+            const ConsumerInfo info(made);
+            if (info != nullptr) {
+                out << "\nfollower " << name << ": delivered up to " << info->Delivered.Stream
+                    << " (" << info->Delivered.Consumer << "), acknowledged up to "
+                    << info->AckFloor.Stream << ", not acknowledged " << info->NumAckPending
+                    << ", delivered again " << info->NumRedelivered << ", requests "
+                    << info->NumWaiting << ", not delivered " << info->NumPending;
+            }
+        }
+        return out.str();
+    }
+
   private:
     std::unique_ptr<natsConnection, nats::Destroyer<natsConnection_Destroy>> connection;
     nats::Context jetStream;
@@ -154,11 +177,6 @@ class Chaos {
     }
 
   private:
-    static std::string MakeFolder(Poco::TemporaryFile& folder) {
-        folder.createDirectories();
-        return folder.path();
-    }
-
     // Records in both files when something is killed, ascending.
     std::vector<std::int64_t> ChooseMoments() {
         std::uniform_int_distribution<std::int64_t> choose(1, plan.samples * 19 / 10);
@@ -180,8 +198,18 @@ class Chaos {
 
     void Sleep() const {
         if (Clock::now() > deadline) {
-            throw std::runtime_error("nothing has moved on for too long; records: " +
-                                     std::to_string(GetProgress()));
+            std::cout << Observer(cluster.GetUrls()).Describe() << std::endl;
+            for (const std::string& file : files) {
+                const std::vector<Record> records = ReadRecords(file);
+                std::cout << file << ": " << records.size() << " records; in the tanks";
+                for (std::uint32_t tank = 0; tank < numTanks; ++tank) {
+                    std::cout << ' '
+                              << std::count_if(records.begin(), records.end(),
+                                               [&](auto& record) { return record.tank == tank; });
+                }
+                std::cout << std::endl;
+            }
+            throw std::runtime_error("nothing has moved on for too long");
         }
         std::this_thread::sleep_for(1ms);
     }
@@ -280,10 +308,9 @@ class Chaos {
 
     const Plan plan;
     std::mt19937 random;
-    Poco::TemporaryFile folder;
-    const std::string path = MakeFolder(folder);
-    const std::string report = path + "/published";
-    const std::array<std::string, 2> files{path + "/first", path + "/second"};
+    const Folder folder;
+    const std::string report = folder.PathOf("published");
+    const std::array<std::string, 2> files{folder.PathOf("first"), folder.PathOf("second")};
     NatsCluster cluster;
     Peer publisher;
     std::array<Peer, 2> followers;
