@@ -3,6 +3,7 @@
 
 #include "bind_delivery.h"
 
+#include "call_gate.h"
 #include "condition_record.h"
 #include "delivery/conditions.h"
 #include "entry_table.h"
@@ -59,6 +60,7 @@ std::shared_ptr<Dispatcher> GetDispatcher() {
 }
 
 void CloseHub() {
+    GetCallGate().Close();
     GetHub().isClosed = true;
     std::shared_ptr<Dispatcher> last = std::exchange(GetHub().dispatcher, nullptr);
     Unlocked([&] { last.reset(); });
@@ -68,6 +70,7 @@ void AbandonHub() {
     // What the threads of the parent held cannot be ended here.
     static_cast<void>(new std::shared_ptr<Dispatcher>(std::move(GetHub().dispatcher)));
     GetHub().dispatcher = nullptr;
+    GetCallGate().Reset();
 }
 
 Overflow PolicyOf(const std::string& name) {
@@ -290,6 +293,7 @@ void BindDelivery(py::module_& module) {
     subscription.def("abandon", [](const DeliveryHandle& self) { self->Abandon(); });
     module.def("close_deliveries", &CloseHub);
     module.def("abandon_deliveries", &AbandonHub);
+    module.def("count_other_calls", [] { return GetCallGate().CountUnderWay() - 1; });
 }
 
 }  // namespace velmora::python

@@ -6,6 +6,7 @@
 #include "bind_storage.h"
 #include "bind_streams.h"
 #include "bind_types.h"
+#include "call_gate.h"
 #include "errors.h"
 #include "pybind.h"
 
@@ -18,4 +19,5 @@ PYBIND11_MODULE(_native, module) {
     velmora::python::BindRules(module);
     velmora::python::BindDelivery(module);
     velmora::python::BindStorage(module);
+    velmora::python::GetCallGate().Guard(module);
 }

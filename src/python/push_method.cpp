@@ -3,6 +3,7 @@
 
 #include "push_method.h"
 
+#include "call_gate.h"
 #include "entry_value.h"
 #include "errors.h"
 #include "tessaryn/sample.h"
@@ -70,7 +71,7 @@ void Push(PyObject* self, const Arguments& arguments) {
     Unlocked([&] { stream->PushNew(sample.release()); });
 }
 
-PyObject* CallPush(PyObject* self, PyObject* const* values, Py_ssize_t count, PyObject* names) {
+PyObject* PushOrRaise(PyObject* self, PyObject* const* values, Py_ssize_t count, PyObject* names) {
     try {
         // An object that was not initialised has no handle.
         if (!reinterpret_cast<py::detail::instance*>(self)
@@ -84,6 +85,16 @@ PyObject* CallPush(PyObject* self, PyObject* const* values, Py_ssize_t count, Py
         SetPythonError();
         return nullptr;
     }
+}
+
+PyObject* CallPush(PyObject* self, PyObject* const* values, Py_ssize_t count, PyObject* names) {
+    CallGate& gate = GetCallGate();
+    if (!gate.Enter()) {
+        return nullptr;
+    }
+    PyObject* const result = PushOrRaise(self, values, count, names);
+    gate.Leave();
+    return result;
 }
 
 PyMethodDef pushMethod = {

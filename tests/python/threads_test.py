@@ -254,9 +254,7 @@ ENDS = {
         node.changes = tank.subscribe()
         del streams, node
     """,
-    "a subscription too late": """
-        import atexit
-        def late(): pass
+    "calls too late": """
         tessaryn.subscription._end()
         try:
             tank.subscribe()
@@ -264,6 +262,37 @@ ENDS = {
             assert "ending" in str(error)
         else:
             raise AssertionError
+        # Within a call of the library, the end of the interpreter would take a thread apart.
+        refused = []
+        def late(call):
+            try:
+                call()
+            except SystemExit:
+                refused.append(call)
+                raise
+        calls = [lambda: tank.push(level=1.0), tank.latest, tank.all, tank.subscribe,
+                 lambda: tank.path, tessaryn.StreamRepository]
+        for call in calls:
+            thread = threading.Thread(target=late, args=(call,))
+            thread.start()
+            thread.join()
+        assert refused == calls, refused
+        assert len(tank) == 0
+    """,
+    "a call that takes long": """
+        # The process stays until it is over; the next one is refused, and ends the thread.
+        import numpy
+        numbers = numpy.zeros(1000000)
+        def push():
+            while True:
+                started.set()
+                tank.push_many({"level": numbers})
+        thread = threading.Thread(target=push)
+        thread.start()
+        started.wait()
+        tessaryn.subscription._end()
+        assert tessaryn._native.count_other_calls() == 0
+        thread.join()
     """,
 }
 

@@ -29,7 +29,7 @@ Timeout = Union[float, Span, None]
 Policy = Literal["drop_oldest", "drop_newest", "keep_latest", "wait"]
 
 _LOG = logging.getLogger("tessaryn")
-# How long the end of the interpreter waits for callbacks that are running.
+# How long the end of the interpreter waits for callbacks that run, and for calls under way.
 _LAST_WAIT = 2.0
 
 _deliveries: weakref.WeakSet[_native.Delivery] = weakref.WeakSet()
@@ -311,6 +311,10 @@ def _end() -> None:
         if thread is not threading.current_thread() and thread.is_alive():
             thread.join(max(0.0, until - time.monotonic()))
     _native.close_deliveries()
+    # From here on the calls of other threads raise SystemExit; those under way have to end.
+    until = time.monotonic() + _LAST_WAIT
+    while _native.count_other_calls() > 0 and time.monotonic() < until:
+        time.sleep(0.001)
 
 
 def _abandon() -> None:
