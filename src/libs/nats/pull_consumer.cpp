@@ -240,11 +240,18 @@ bool PullConsumer::IsInOrder(const Delivery& delivery) {
         hasComeAgain = true;
         return true;
     }
-    // The server delivers again all that it can before anything else. If nothing has come again,
-    // it may not have begun with that; or all of it was deleted.
-    if (!hasComeAgain && ++disorders < maxDisorders) {
+    // The server delivers again all that it can before anything else, but may have read a part of
+    // what it was asked for only: what came is acknowledged, and the rest asked for again. If
+    // nothing came, the server may not have begun with that; or all of it was deleted.
+    if (std::exchange(hasComeAgain, false)) {
+        disorders = 0;
         return false;
     }
+    if (++disorders < maxDisorders) {
+        return false;
+    }
+    Log().warning("Messages of '" + subject + "' up to number " + std::to_string(outstandingUpTo) +
+                  " do not come again: " + std::to_string(outstanding) + " are taken as deleted.");
     outstanding = 0;
     disorders = 0;
     return true;

@@ -11,6 +11,8 @@
 #include "nats/nats_objects.h"
 #include "support/folder.h"
 
+#include <Poco/ConsoleChannel.h>
+#include <Poco/Logger.h>
 #include <Poco/Process.h>
 
 #include <algorithm>
@@ -351,6 +353,8 @@ int Run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     try {
+        Poco::Logger::root().setChannel(new Poco::ConsoleChannel);
+        Poco::Logger::root().setLevel(Poco::Message::PRIO_WARNING);
         return velmora::test::Run({argv + 1, argv + argc});
     } catch (const std::exception& error) {
         std::cerr << "nats_chaos: " << error.what() << '\n';
