@@ -3,46 +3,67 @@
 
 #include "csv/csv_row.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace velmora::tool {
 
 namespace {
 
-using Word = std::uint64_t;
+// One bit for each byte of up to 64, the first one's the lowest.
+using Bits = std::uint64_t;
 
-constexpr Word ones = 0x0101010101010101U;
-constexpr Word lowBits = 0x7f * ones;
-
-// The high bit of each byte that is zero; exact, since no byte carries into the next.
-constexpr Word FindZeros(Word word) {
-    return ~(((word & lowBits) + lowBits) | word | lowBits);
-}
-
-constexpr Word FindBytes(Word word, char byte) {
-    return FindZeros(word ^ (ones * static_cast<unsigned char>(byte)));
-}
-
-// The bytes of a text from `at` on, the first one in the lowest bits; zeros follow its end.
-Word Load(std::string_view text, std::size_t at) {
-    static_assert(std::endian::native == std::endian::little);
-    Word word = 0;
-    const std::size_t size = text.size() - at;
-    if (size >= sizeof(Word)) {
-        std::memcpy(&word, text.data() + at, sizeof word);
-    } else if (text.size() >= sizeof(Word)) {
-        std::memcpy(&word, text.data() + text.size() - sizeof word, sizeof word);
-        word >>= 8 * (sizeof word - size);
-    } else {
-        std::memcpy(&word, text.data() + at, size);
+// Bytes that are looked at together. Zeros stand where there are none.
+#ifdef __SSE2__
+struct Chunk {
+    Bits Find(char byte) const {
+        return static_cast<unsigned int>(
+            _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte))));
     }
-    return word;
-}
 
-// One bit for each byte whose high bit is set.
-constexpr Word Gather(Word highBits) {
-    return (highBits >> 7U) * 0x0102040810204080U >> 56U;
+    __m128i bytes = _mm_setzero_si128();
+};
+#else
+struct Chunk {
+    Bits Find(char byte) const {
+        constexpr std::uint64_t ones = 0x0101010101010101U;
+        constexpr std::uint64_t lowBits = 0x7f * ones;
+        const std::uint64_t other = bytes ^ (ones * static_cast<unsigned char>(byte));
+        // The high bit of each byte that is zero; exact, since no byte carries into the next.
+        const std::uint64_t zeros = ~(((other & lowBits) + lowBits) | other | lowBits);
+        return (zeros >> 7U) * 0x0102040810204080U >> 56U;
+    }
+
+    std::uint64_t bytes = 0;
+    static_assert(std::endian::native == std::endian::little);
+};
+#endif
+
+// What stands in a part of a row.
+struct Marks {
+    Bits delimiters = 0;
+    Bits special = 0;
+};
+
+Marks FindMarks(std::string_view text, std::size_t at, char delimiter) {
+    Chunk chunk;
+    const std::size_t size = text.size() - at;
+    std::size_t shift = 0;
+    if (size >= sizeof chunk) {
+        std::memcpy(&chunk, text.data() + at, sizeof chunk);
+    } else if (text.size() >= sizeof chunk) {
+        // The last bytes, with some of those before them, which are shifted out.
+        shift = sizeof chunk - size;
+        std::memcpy(&chunk, text.data() + at - shift, sizeof chunk);
+    } else {
+        std::memcpy(&chunk, text.data() + at, size);
+    }
+    return {chunk.Find(delimiter) >> shift, (chunk.Find('"') | chunk.Find('\r')) >> shift};
 }
 
 bool IsBlank(char c) {
@@ -62,22 +83,19 @@ std::string_view Trim(const char* from, const char* to) {
 }  // namespace
 
 // Finds the separators of 64 bytes before it looks at the fields between them: how many fields a
-// row has can be foretold, how many begin in each of its words cannot.
+// row has can be foretold, how many begin in each of its chunks cannot.
 bool CsvRow::Split(std::string_view newText, char delimiter, std::size_t newLine) {
-    constexpr std::size_t wordsInBlock = 8;
+    constexpr std::size_t blockSize = 64;
     Refer(newText, newLine);
     const char* from = borrowed;
-    Word special = 0;
-    for (std::size_t block = 0; block < newText.size(); block += wordsInBlock * sizeof(Word)) {
-        Word found = 0;
-        for (std::size_t i = 0; i < wordsInBlock; ++i) {
-            const std::size_t at = block + i * sizeof(Word);
-            if (at >= newText.size()) {
-                break;
-            }
-            const Word word = Load(newText, at);
-            special |= FindBytes(word, '"') | FindBytes(word, '\r');
-            found |= Gather(FindBytes(word, delimiter)) << (8 * i);
+    Bits special = 0;
+    for (std::size_t block = 0; block < newText.size(); block += blockSize) {
+        const std::size_t size = std::min(blockSize, newText.size() - block);
+        Bits found = 0;
+        for (std::size_t i = 0; i < size; i += sizeof(Chunk)) {
+            const Marks marks = FindMarks(newText, block + i, delimiter);
+            special |= marks.special;
+            found |= marks.delimiters << i;
         }
         for (; found != 0; found &= found - 1) {
             const char* const stop = borrowed + block + std::countr_zero(found);
