@@ -8,7 +8,7 @@ import struct
 
 import numpy as np
 import pytest
-from hypothesis import given, settings
+from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 import tessaryn
@@ -33,7 +33,7 @@ def bits(value):
     return struct.pack("d", value) if isinstance(value, float) else value
 
 
-@settings(max_examples=60, deadline=None)
+@settings(max_examples=60, deadline=None, suppress_health_check=list(HealthCheck))
 @given(st.data())
 @pytest.mark.parametrize("type_name", ELEMENTS)
 def test_numbers_come_back(type_name, data):
@@ -74,7 +74,7 @@ def test_numbers_come_back(type_name, data):
         assert [bits(v) for v in array.tolist()] == [bits(v) for v in row["any"]]
 
 
-@settings(max_examples=60, deadline=None)
+@settings(max_examples=60, deadline=None, suppress_health_check=list(HealthCheck))
 @given(st.lists(TEXTS, min_size=1, max_size=5))
 def test_texts_of_any_bytes_come_back(texts):
     stream = Stream(StreamType("T", text=str), 10)
