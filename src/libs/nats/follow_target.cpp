@@ -87,6 +87,9 @@ StreamType& FollowTarget::AddType(const exchange::DescribedType& described) {
 }
 
 FollowTarget::Applied FollowTarget::Apply(const std::string& path, std::span<Numbered> changes) {
+    if (options.takeSample) {
+        return Take(path, changes);
+    }
     Applied applied;
     const FollowScope scope;
     std::vector<std::unique_ptr<Sample>> samples;
@@ -122,6 +125,26 @@ FollowTarget::Applied FollowTarget::Apply(const std::string& path, std::span<Num
             end = next + done + 1;
         }
         next = end;
+    }
+    return applied;
+}
+
+FollowTarget::Applied FollowTarget::Take(const std::string& path,
+                                         std::span<Numbered> changes) const {
+    Applied applied;
+    const FollowScope scope;
+    for (Numbered& change : changes) {
+        if (change.header.changeType != core::tessaryn::pushed) {
+            continue;
+        }
+        try {
+            options.takeSample(path, change.header, std::move(change.sample));
+            ++applied.pushed;
+        } catch (const std::exception& exception) {
+            ++applied.refused;
+            Poco::Logger::get("velmora.nats")
+                .warning("A sample of '" + path + "': " + exception.what());
+        }
     }
     return applied;
 }

@@ -52,7 +52,8 @@ class FollowTarget {
         std::uint64_t refused = 0;
     };
 
-    /// Applies changes to the stream of a path, which is made when there is none. What refuses one
+    /// Applies changes to the stream of a path, which is made when there is none, or hands them to
+    /// `FollowerOptions::takeSample`. What refuses one
     /// of them, such as a host's rule that throws, is logged.
     /// \param changes at least one; their samples are taken
     Applied Apply(const std::string& path, std::span<Numbered> changes);
@@ -61,6 +62,7 @@ class FollowTarget {
 
   private:
     core::tessaryn::StreamType& AddType(const exchange::DescribedType& described);
+    Applied Take(const std::string& path, std::span<Numbered> changes) const;
     void PushAll(const std::string& path,
                  std::span<std::unique_ptr<core::tessaryn::Sample>> samples);
     void Change(const std::string& path, core::tessaryn::StreamChangeType changeType,

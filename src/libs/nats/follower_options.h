@@ -13,8 +13,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+
+namespace velmora::core::tessaryn {
+class Sample;
+}
 
 namespace velmora::nats {
 
@@ -61,6 +66,11 @@ struct FollowerOptions {
     /// Tells what the host has of a path, so that nothing comes twice, and all in order, after a
     /// restart.
     std::function<std::optional<Position>(const std::string& path)> getPosition = {};
+    /// Takes the pushed samples, so that no stream is made of them, on a thread of the follower;
+    /// other changes are left out. What it throws is logged, and the sample counted as refused.
+    std::function<void(const std::string& path, const exchange::FrameHeader& header,
+                       std::unique_ptr<core::tessaryn::Sample> sample)>
+        takeSample = {};
     /// Called after each push and before it is acknowledged, on a thread of the follower.
     std::function<void(const std::string& path, const exchange::FrameHeader& header)> onPushed = {};
     /// Called by a durable follower before it acknowledges some hundreds of pushes, on its thread:

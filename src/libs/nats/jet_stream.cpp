@@ -12,6 +12,28 @@ namespace {
 
 using StreamInfo = std::unique_ptr<jsStreamInfo, Destroyer<jsStreamInfo_Destroy>>;
 
+std::string_view TakeToken(std::string_view& subject) {
+    const std::string_view token = subject.substr(0, subject.find('.'));
+    subject.remove_prefix(std::min(token.size() + 1, subject.size()));
+    return token;
+}
+
+// Whether a subject, which may have wildcards, takes all that another takes. The server refuses
+// subjects that overlap.
+bool Covers(std::string_view wide, std::string_view narrow) {
+    while (!wide.empty() && !narrow.empty()) {
+        const std::string_view token = TakeToken(wide);
+        const std::string_view other = TakeToken(narrow);
+        if (token == ">") {
+            return true;
+        }
+        if (token != other && (token != "*" || other == ">")) {
+            return false;
+        }
+    }
+    return wide.empty() && narrow.empty();
+}
+
 }  // namespace
 
 JetStream::JetStream(natsConnection* connection, const std::string& name) : name(name) {
@@ -37,7 +59,7 @@ void JetStream::Ensure(const std::vector<std::string>& subjects, int replicas) c
     const std::size_t there = wanted.size();
     for (const std::string& subject : subjects) {
         if (std::none_of(wanted.begin(), wanted.end(),
-                         [&](const char* known) { return subject == known; })) {
+                         [&](const char* known) { return Covers(known, subject); })) {
             wanted.push_back(subject.c_str());
         }
     }

@@ -22,7 +22,7 @@ class JetStream {
     /// \throws NatsException
     JetStream(natsConnection* connection, const std::string& name);
 
-    /// Makes the JetStream stream, or adds the subjects that it lacks.
+    /// Makes the JetStream stream, or adds the subjects that it does not take yet.
     /// \throws NatsException
     void Ensure(const std::vector<std::string>& subjects, int replicas) const;
 

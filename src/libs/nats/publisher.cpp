@@ -59,6 +59,10 @@ Stored StoredOf(natsMsg* message, const exchange::FrameHeader& newest) {
     if (natsMsgHeader_Get(message, storedHeader, &text) == NATS_OK) {
         std::istringstream(text) >> stored.sequence >> stored.time;
     }
+    if (stored.sequence + 1 == newest.sequence) {
+        // All before it, and itself.
+        return {newest.sequence, newest.time};
+    }
     return stored.sequence <= newest.sequence ? stored : Stored();
 }
 
@@ -83,7 +87,9 @@ class Publisher::State {
           window(connection, options.maxInFlight, options.acknowledgeWithin, [this] { Restore(); }),
           dispatcher(1, "nats publisher") {
         for (const std::string& pattern : patterns) {
-            subjects.push_back(ToSubjects(pattern, separator));
+            if (!BeginsWithWildcard(pattern)) {
+                subjects.push_back(ToSubjects(pattern, separator));
+            }
         }
         subjects.push_back(ToTypeSubject(options.jetStream, "*"));
         delivery::DeliveryOptions queue;
@@ -94,9 +100,11 @@ class Publisher::State {
         const delivery::Rule rule = RuleOf(options);
         for (const std::string& pattern : patterns) {
             const std::size_t group = groups.size();
+            const bool isOpen = BeginsWithWildcard(pattern);
             groups.push_back(dispatcher.SubscribeAll(
                 repository, pattern, rule,
-                [this, group](delivery::Change& change) { Publish(change, group); }, queue));
+                [this, group, isOpen](delivery::Change& change) { Publish(change, group, isOpen); },
+                queue));
         }
     }
 
@@ -107,6 +115,12 @@ class Publisher::State {
         isStopping = true;
         window.Close();
         groups.clear();
+    }
+
+    void Rescan() {
+        for (delivery::DeliveryGroup& group : groups) {
+            group.Rescan();
+        }
     }
 
     bool Flush(std::chrono::milliseconds timeout) {
@@ -122,14 +136,10 @@ class Publisher::State {
         return window.Wait(deadline);
     }
 
+    ResumePoint GetResumePoint(const std::string& path) const { return FindEnd(path).second; }
+
     ResumePoint Resume(const std::string& path) {
-        Track track{ToSubject(path, separator), 0, 0, {}};
-        const Message message = jetStream.GetLast(track.subject);
-        const auto frame = message == nullptr ? std::nullopt : FrameOf(message.get(), unlimited);
-        track.numbering = frame ? frame->header.channel : FirstNumbering(track.subject);
-        track.stored = frame ? StoredOf(message.get(), frame->header) : Stored();
-        track.last = track.stored.sequence;
-        ResumePoint point{track.stored.sequence, track.stored.time};
+        const auto [track, point] = FindEnd(path);
         const std::lock_guard lock(mutex);
         if (!tracks.try_emplace(path, PathTrack{std::nullopt, track}).second) {
             throw std::logic_error("The path '" + path + "' is published already.");
@@ -155,9 +165,28 @@ class Publisher::State {
   private:
     static constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 
+    static bool BeginsWithWildcard(const std::string& pattern) {
+        return pattern.starts_with('*') || pattern.starts_with('>');
+    }
+
+    // How the server's newest sample of a path is numbered.
+    std::pair<Track, ResumePoint> FindEnd(const std::string& path) const {
+        Track track{ToSubject(path, separator), 0, 0, {}};
+        ResumePoint point;
+        const Message message = jetStream.GetLast(track.subject);
+        const auto frame = message == nullptr ? std::nullopt : FrameOf(message.get(), unlimited);
+        track.numbering = frame ? frame->header.channel : FirstNumbering(track.subject);
+        if (frame) {
+            track.stored = StoredOf(message.get(), frame->header);
+            track.last = track.stored.sequence;
+            point = {track.last, track.stored.time, frame->header.sequence, frame->header.time};
+        }
+        return {track, point};
+    }
+
     // On the dispatcher's only worker.
-    void Publish(delivery::Change& change, std::size_t group) {
-        Track* const track = FindTrack(change.path, group);
+    void Publish(delivery::Change& change, std::size_t group, bool isOpen) {
+        Track* const track = FindTrack(change.path, group, isOpen);
         if (track == nullptr || !Prepare()) {
             return;
         }
@@ -177,6 +206,22 @@ class Publisher::State {
         window.Send(*track, change.sample.GetTimeStamp().epochMicroseconds(), frame);
     }
 
+    // Those of a first name of paths, unless they are there; with the mutex held.
+    void AddSubjects(const std::string& name) {
+        if (names.insert(name).second) {
+            subjects.push_back(name);
+            subjects.push_back(name + ".>");
+            isPrepared = false;
+        }
+    }
+
+    void Ensure() {
+        std::unique_lock lock(mutex);
+        const std::vector<std::string> wanted = subjects;
+        lock.unlock();
+        jetStream.Ensure(wanted, options.replicas);
+    }
+
     bool Describe(const core::tessaryn::StreamType& type) {
         return window.Send(
             ToTypeSubject(options.jetStream, encoder.GetFingerprint(type).ToString()),
@@ -184,17 +229,20 @@ class Publisher::State {
     }
 
     // Null when the path belongs to another of the patterns.
-    Track* FindTrack(const std::string& path, std::size_t group) {
+    Track* FindTrack(const std::string& path, std::size_t group, bool isOpen) {
         const std::lock_guard lock(mutex);
         auto place = tracks.find(path);
         if (place == tracks.end()) {
             const Track track{ToSubject(path, separator), NewNumbering(), 0, {}};
             RememberPublished(track.numbering, 1);
-            place = tracks.emplace(path, PathTrack{group, track}).first;
+            place = tracks.emplace(path, PathTrack{std::nullopt, track}).first;
         }
         PathTrack& found = place->second;
         if (!found.group) {
             found.group = group;
+            if (isOpen) {
+                AddSubjects(found.track.subject.substr(0, found.track.subject.find('.')));
+            }
         }
         return found.group == group ? &found.track : nullptr;
     }
@@ -209,12 +257,19 @@ class Publisher::State {
                 continue;
             }
             try {
-                jetStream.Ensure(subjects, options.replicas);
+                Ensure();
                 described.clear();
                 isPrepared = true;
                 return true;
             } catch (const NatsException& exception) {
-                Poco::Logger::get("velmora.nats").debug(exception.what());
+                constexpr std::chrono::seconds interval(60);
+                const auto now = std::chrono::steady_clock::now();
+                if (now - lastWarned >= interval) {
+                    lastWarned = now;
+                    Poco::Logger::get("velmora.nats")
+                        .warning(std::string(exception.what()) +
+                                 "; until that works, nothing is published.");
+                }
             }
         }
         return false;
@@ -224,7 +279,7 @@ class Publisher::State {
     // the descriptions in it.
     void Restore() {
         try {
-            jetStream.Ensure(subjects, options.replicas);
+            Ensure();
         } catch (const NatsException& exception) {
             Poco::Logger::get("velmora.nats").debug(exception.what());
         }
@@ -242,18 +297,22 @@ class Publisher::State {
     Connection& connection;
     const char separator;
     const JetStream jetStream;
-    std::vector<std::string> subjects;
     std::atomic<bool> isStopping = false;
     std::atomic<std::uint64_t> tooLarge = 0;
 
     std::atomic<bool> isPrepared = false;
     std::mutex mutex;
+    // Guarded by `mutex`.
+    std::vector<std::string> subjects;
+    std::unordered_set<std::string> names;
     // The map is guarded by `mutex`, a track's last number is the worker's; tracks stay for good.
     std::unordered_map<std::string, PathTrack> tracks;
 
     // Of the worker only.
     exchange::FrameEncoder encoder;
     std::unordered_set<exchange::Fingerprint> described;
+    std::chrono::steady_clock::time_point lastWarned =
+        std::chrono::steady_clock::now() - std::chrono::hours(1);
 
     AckWindow window;
     delivery::Dispatcher dispatcher;
@@ -266,8 +325,16 @@ Publisher::Publisher(Connection& connection, core::tessaryn::StreamRepository& r
 
 Publisher::~Publisher() = default;
 
+void Publisher::Rescan() {
+    state->Rescan();
+}
+
 bool Publisher::Flush(std::chrono::milliseconds timeout) {
     return state->Flush(timeout);
+}
+
+ResumePoint Publisher::GetResumePoint(const std::string& path) const {
+    return state->GetResumePoint(path);
 }
 
 ResumePoint Publisher::Resume(const std::string& path) {

@@ -70,6 +70,10 @@ struct ResumePoint {
     std::uint64_t sequence = 0;
     /// The time of the last of them; 0 if there is none.
     Poco::Timestamp time = 0;
+    /// The newest sample that the server has, which may have arrived before others; 0 if there is
+    /// none. A source without it at this number, with this time, is another one.
+    std::uint64_t newest = 0;
+    Poco::Timestamp newestTime = 0;
 };
 
 /// Publishes the changes of streams to a JetStream stream of a NATS server, as frames of
@@ -92,7 +96,8 @@ struct ResumePoint {
 class NATS_BRIDGE_API Publisher {
   public:
     /// \param patterns of the paths of streams, see `delivery::StreamPattern`; streams that come
-    ///     later are found
+    ///     later are found. No JetStream stream may take all subjects: where a pattern begins with
+    ///     a wildcard, it gets those below the first name of each path that comes
     /// \throws std::invalid_argument for a malformed pattern, Poco::SyntaxException for a malformed
     /// rule
     Publisher(Connection& connection, core::tessaryn::StreamRepository& repository,
@@ -106,6 +111,10 @@ class NATS_BRIDGE_API Publisher {
     /// \return whether that happened in time
     bool Flush(std::chrono::milliseconds timeout);
 
+    /// Looks for streams that have come, without waiting for `PublisherOptions::rescanInterval`:
+    /// what is pushed to them from now on is published.
+    void Rescan();
+
     /// Goes on where an earlier publisher of the path ended, in this process or another.
     ///
     /// To be called before the first push to the path. The host then pushes the samples that follow
@@ -118,6 +127,10 @@ class NATS_BRIDGE_API Publisher {
     /// \throws NatsException when the server does not answer within 5 s
     /// \throws std::logic_error when the path has been resumed or published here already
     ResumePoint Resume(const std::string& path);
+
+    /// What `Resume` would tell of a path, which is left as it is.
+    /// \throws NatsException as `Resume`
+    ResumePoint GetResumePoint(const std::string& path) const;
 
     PublisherStatistics GetStatistics() const;
 
