@@ -27,7 +27,7 @@ complete_words() {
     echo "${COMPREPLY[*]}"
 }
 
-commands="watch record replay stats plot show convert check serve"
+commands="watch record publish replay stats plot show convert check serve"
 manual="$(sed 's/\\//g' "$page")"
 same "first word" "$commands --config --help --version" "$(complete_words "")"
 same "options of show" "--columns --head --help --max-memory --out-zone --output --rule --since

@@ -5,6 +5,7 @@
 #include "commands/check_command.h"
 #include "commands/convert_command.h"
 #include "commands/plot_command.h"
+#include "commands/publish_command.h"
 #include "commands/record_command.h"
 #include "commands/replay_command.h"
 #include "commands/serve_command.h"
@@ -149,6 +150,7 @@ int Run(int argc, char** argv) {
     app.require_subcommand(1);
     WatchOptions watchOptions;
     RecordOptions recordOptions;
+    PublishOptions publishOptions;
     ReplayOptions replayOptions;
     StatsOptions statsOptions;
     PlotOptions plotOptions;
@@ -158,6 +160,7 @@ int Run(int argc, char** argv) {
     ServeOptions serveOptions;
     AddWatchCommand(app, watchOptions);
     const CLI::App* const record = AddRecordCommand(app, recordOptions);
+    const CLI::App* const publish = AddPublishCommand(app, publishOptions);
     const CLI::App* const replay = AddReplayCommand(app, replayOptions);
     const CLI::App* const stats = AddStatsCommand(app, statsOptions);
     const CLI::App* const plot = AddPlotCommand(app, plotOptions);
@@ -181,6 +184,9 @@ int Run(int argc, char** argv) {
     }
     if (record->parsed()) {
         return RunRecord(recordOptions);
+    }
+    if (publish->parsed()) {
+        return RunPublish(publishOptions);
     }
     if (replay->parsed()) {
         return RunReplay(replayOptions);

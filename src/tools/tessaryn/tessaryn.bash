@@ -52,7 +52,7 @@ _tessaryn() {
         return
     else
         case "$command" in
-            watch | record | stats | plot)
+            watch | record | publish | stats | plot)
                 _tessaryn_files csv tsv jsonl ndjson json xml db gz zst
                 if [[ host == "$word"* ]]; then
                     COMPREPLY+=(host)

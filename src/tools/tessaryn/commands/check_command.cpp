@@ -4,6 +4,7 @@
 #include "commands/check_command.h"
 
 #include "command_error.h"
+#include "remote/nats_address.h"
 #include "source/open_sources.h"
 #include "storage/document.h"
 #include "terminal/signal_watcher.h"
@@ -105,6 +106,9 @@ bool KeepsInitialSizes(const tsn::StreamType& type) {
 
 // What is found with the entries of every stream of a recording.
 std::vector<tsn::RuleFinding> CheckSource(const CheckOptions& options) {
+    if (IsNatsAddress(options.source)) {
+        throw CommandError("a rule is checked with a recording, not with a NATS server");
+    }
     SignalWatcher signals;
     SourceSettings settings;
     settings.maxMemory = options.maxMemory;

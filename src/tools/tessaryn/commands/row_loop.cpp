@@ -46,14 +46,15 @@ RowLoopResult ReadSources(const SourceOptions& options, const SourceSettings& se
         if (!options.quiet) {
             PrintNotes(source, progress);
         }
-        if (visitor.opened) {
+        const bool hasRowTypes = source.HasRowTypes();
+        if (visitor.opened && !hasRowTypes) {
             visitor.opened({named.stream, type, source});
         }
         while (!signals.IsStopped() && !(visitor.isOver && visitor.isOver()) && source.Next()) {
             if (range.Contains(source.GetTime())) {
                 const std::string_view own = source.GetStreamName();
-                visitor.row(
-                    {own.empty() || isJoined ? std::string_view(named.stream) : own, type, source});
+                visitor.row({own.empty() || isJoined ? std::string_view(named.stream) : own,
+                             hasRowTypes ? *source.GetRowType() : type, source});
                 ++result.rows;
             }
         }
@@ -80,6 +81,10 @@ RowLoopResult ForEachRow(const SourceOptions& options, SignalWatcher& signals,
     };
     visitor.row = [&](const SourceRow& row) {
         const std::int64_t time = row.source.GetTime();
+        if (row.source.HasRowTypes() && (!sample || sample->GetStreamType() != &row.type)) {
+            units.clear();
+            sample.emplace(&row.type, Poco::Timestamp(0));
+        }
         row.source.Fill(*sample);
         tsn::SetTimeStamp(*sample, Poco::Timestamp(time));
         visit({row.stream, row.type, *sample, time, units});

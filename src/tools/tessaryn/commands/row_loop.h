@@ -44,7 +44,8 @@ struct SourceRow {
 /// What is done while sources are read; each may be empty but `row`.
 struct RowVisitor {
     std::function<void(const SourceRow&)> row{};
-    /// A source was opened; the stream is that of its rows that name none.
+    /// A source was opened whose rows have one type; the stream is that of its rows that name
+    /// none.
     std::function<void(const SourceRow&)> opened{};
     /// The source may wait for data.
     std::function<void()> beforeWait{};

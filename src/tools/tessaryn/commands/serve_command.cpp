@@ -3,6 +3,7 @@
 
 #include "commands/serve_command.h"
 
+#include "remote/nats_address.h"
 #include "serve/config_reader.h"
 #include "serve/service.h"
 #include "terminal/message.h"
@@ -47,8 +48,8 @@ bool PrintMistakes(const ConfigMistakes& mistakes, ServiceLog* log) {
             continue;
         }
         std::string line;
-        AppendEscaped(line, sentence);
-        std::fprintf(stderr, "%s\n%s", line.c_str(), excerpt.c_str());
+        AppendEscaped(line, WithoutCredentials(sentence));
+        std::fprintf(stderr, "%s\n%s", line.c_str(), WithoutCredentials(excerpt).c_str());
     }
     return !mistakes.IsEmpty();
 }

@@ -4,6 +4,7 @@
 #include "commands/source_options.h"
 
 #include "command_error.h"
+#include "remote/nats_address.h"
 #include "text/escaped_text.h"
 #include "text/time_text.h"
 #include "text/time_zone.h"
@@ -51,7 +52,8 @@ void AddSourceOptions(CLI::App& command, SourceOptions& options, const char* int
     command
         .add_option(
             "SOURCE", options.sources,
-            "CSV, JSON lines or documents, packed or not; - or host; patterns such as '*.csv'")
+            "CSV, JSON lines or documents, packed or not; - or host; patterns such as '*.csv'; "
+            "nats://HOST:PORT/SUBJECT")
         ->required()
         ->option_text("...");
     command
@@ -94,6 +96,29 @@ void AddSourceOptions(CLI::App& command, SourceOptions& options, const char* int
     command.add_flag("--skip-bad", options.skipBad, "Count and skip bad rows instead of failing");
     command.add_flag("--quiet", options.quiet, "Print no progress, notes or summary");
     AddMemoryOption(command, options.maxMemory);
+    command
+        .add_option("--nats-start", options.natsStart,
+                    "Where a NATS source begins: newest, all, now, or when the server got it")
+        ->type_name("WHERE");
+    AddNatsOptions(command, options.nats);
+}
+
+void AddNatsOptions(CLI::App& command, NatsSettings& settings) {
+    command
+        .add_option("--nats-stream", settings.jetStream, "JetStream stream that keeps the samples")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command.add_option("--nats-creds", settings.credentials, "Credentials for the NATS server")
+        ->type_name("FILE");
+    command
+        .add_option("--nats-ca", settings.authority,
+                    "Certificates of authorities that may vouch for the NATS server; turns TLS on")
+        ->type_name("FILE");
+    command
+        .add_option("--nats-cert", settings.certificate,
+                    "Certificate for the NATS server to check; turns TLS on")
+        ->type_name("FILE");
+    command.add_option("--nats-key", settings.key, "Key of that certificate")->type_name("FILE");
 }
 
 std::chrono::microseconds ParseDurationOption(const char* option, const std::string& text) {
@@ -113,7 +138,16 @@ SourceSettings MakeSourceSettings(const SourceOptions& options) {
     if (options.follow && options.sources.size() > 1) {
         throw CommandError("--follow is for one source: the first never ends");
     }
+    for (std::size_t i = 0; i + 1 < options.sources.size(); ++i) {
+        if (IsNatsAddress(options.sources[i])) {
+            throw CommandError("a NATS server never ends as a source: it must be the last one");
+        }
+    }
     SourceSettings settings;
+    settings.nats = options.nats;
+    if (!options.natsStart.empty()) {
+        SetNatsStart(settings.nats, options.natsStart);
+    }
     settings.streamName = options.stream;
     settings.follow = options.follow;
     settings.maxMemory = options.maxMemory;

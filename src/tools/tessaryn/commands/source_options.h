@@ -36,6 +36,8 @@ struct SourceOptions {
     bool skipBad = false;
     bool quiet = false;
     std::uint64_t maxMemory = defaultMaxMemory;
+    NatsSettings nats;
+    std::string natsStart;
 };
 
 /// Times from one, included, to another, excluded.
@@ -50,6 +52,10 @@ struct TimeRange {
 /// \param options \ownership observes: set when the command line is parsed
 /// \param intervalOption the names of the option for rows without a time
 void AddSourceOptions(CLI::App& command, SourceOptions& options, const char* intervalOption);
+
+/// Adds how a NATS server is reached.
+/// \param settings \ownership observes: set when the command line is parsed
+void AddNatsOptions(CLI::App& command, NatsSettings& settings);
 
 /// Adds an option that may be repeated, with one value each time.
 CLI::Option* AddListOption(CLI::App& command, const char* option, std::vector<std::string>& values,

@@ -44,13 +44,16 @@ bool WatchSession::HasMatches() const {
 void WatchSession::ReadAll() {
     RowVisitor visitor;
     WatchedStream* stream = nullptr;
+    const tsn::StreamType* type = nullptr;
     visitor.opened = [&](const SourceRow& opened) {
         // A source of one stream has it also where it has no row.
         stream = options.source.streamColumn.empty() ? &GetStream(opened) : nullptr;
+        type = &opened.type;
     };
     visitor.row = [&](const SourceRow& row) {
-        if (stream == nullptr || stream->GetName() != row.stream) {
+        if (stream == nullptr || stream->GetName() != row.stream || type != &row.type) {
             stream = &GetStream(row);
+            type = &row.type;
         }
         Push(*stream, row.source);
     };

@@ -3,6 +3,11 @@
 
 #include "serve/feed_factory.h"
 
+#include "command_error.h"
+#include "remote/nats_address.h"
+#include "remote/nats_settings.h"
+#include "remote/nats_source.h"
+#include "serve/nats_feed.h"
 #include "serve/replay_feed.h"
 #include "serve/socket_feed.h"
 #include "serve/table_feed.h"
@@ -39,7 +44,29 @@ std::unique_ptr<Feed> MakeSocketFeed(const FeedContext& context, const std::stri
     return std::make_unique<SocketFeed>(context, rest);
 }
 
-constexpr std::array kinds = {FeedKind{"socket", &DescribeBadSocket, &MakeSocketFeed}};
+std::string DescribeBadServer(const SourceConfig& source, const std::string& /*rest*/) {
+    if (!HasNats()) {
+        return "this program was built without NATS";
+    }
+    if (source.replay) {
+        return "a NATS server cannot be replayed";
+    }
+    try {
+        ParseNatsAddress(source.from);
+        CheckNatsSettings(source.nats);
+    } catch (const CommandError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::unique_ptr<Feed> MakeServerFeed(const FeedContext& context, const std::string& /*rest*/) {
+    return MakeNatsFeed(context);
+}
+
+constexpr std::array kinds = {FeedKind{"socket", &DescribeBadSocket, &MakeSocketFeed},
+                              FeedKind{"nats", &DescribeBadServer, &MakeServerFeed},
+                              FeedKind{"tls", &DescribeBadServer, &MakeServerFeed}};
 
 // "socket" of "socket:plant"; empty for a path.
 std::string_view GetScheme(const std::string& from) {

@@ -42,18 +42,9 @@ std::int64_t GetNewestTime(const tsn::Stream& stream) {
 
 // A sample of another type with the entries that both types have.
 std::unique_ptr<tsn::Sample> Converted(const tsn::Sample& sample, tsn::StreamType& target) {
-    const tsn::StreamType& type = *sample.GetStreamType();
-    tsn::Sample converted(&target, sample.GetTimeStamp());
-    for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
-        const tsn::SampleEntry entry = type.GetEntry(id);
-        if (target.EntryExists(entry.key)) {
-            const unsigned short to = target.EntryId(entry.key);
-            if (target.GetType(to) == entry.type) {
-                CopyEntry(sample, id, converted, to);
-            }
-        }
-    }
-    return std::make_unique<tsn::Sample>(Restamped(std::move(converted), sample.GetTimeStamp()));
+    auto converted = std::make_unique<tsn::Sample>(&target, sample.GetTimeStamp());
+    CopyEntries(sample, *converted);
+    return converted;
 }
 
 // Adds a stream with a type of its own. `storage::OpenStream` compares with all types that there
@@ -261,21 +252,6 @@ std::vector<ColumnType> Plant::GetLikelyTypes(const std::string& path) const {
     return types;
 }
 
-void Plant::Adopt(delivery::Dispatcher& dispatcher) {
-    std::vector<std::pair<std::string, tsn::Stream*>> found;
-    document.streams->ForEachStream(
-        [&](const std::string& path, tsn::Stream& stream) { found.emplace_back(path, &stream); });
-    const std::lock_guard lock(mutex);
-    for (const auto& [path, stream] : found) {
-        if (streams.count(path) == 0) {
-            AddStream(path, *stream);
-            if (history) {
-                history->Attach(dispatcher, path, *stream);
-            }
-        }
-    }
-}
-
 void Plant::Push(const PlantStream& target, std::unique_ptr<tsn::Sample> sample, bool resumes) {
     const bool isKnown = resumes && sample->GetTimeStamp().epochMicroseconds() <= target.known;
     std::unique_ptr<tsn::Sample> kept;
@@ -307,6 +283,12 @@ void Plant::WriteToHistory(const std::string& path, tsn::Sample&& sample, bool i
     } catch (const storage::StorageException& error) {
         log.WriteLimited(LogLevel::error, "history lost",
                          std::string("a sample was lost for the history: ") + error.what());
+    }
+}
+
+void Plant::Commit() {
+    if (history) {
+        history->Flush();
     }
 }
 

@@ -36,8 +36,7 @@ struct PlantStream {
 /// The streams of a service with what keeps them: a history, and a checkpoint that they continue
 /// from.
 ///
-/// Streams are never removed. A feed that makes streams by itself, in the repositories, needs
-/// `Adopt`, which gives them rules and the history.
+/// Streams are never removed.
 ///
 /// \threadsafety guarded, but for `Open`, `Close` and `OnNewStream`
 class Plant {
@@ -71,15 +70,15 @@ class Plant {
     /// The types that the configuration, or a stream that is there, gives the entries of a path.
     std::vector<ColumnType> GetLikelyTypes(const std::string& path) const;
 
-    /// Takes what streams others have made.
-    void Adopt(delivery::Dispatcher& dispatcher);
-
     /// Pushes a sample, and writes it to the history.
     /// \param resumes whether the source gives again what it gave before: samples that are not
     /// newer than what the stream had at the start go to the history only, if they aren't there
     void Push(const PlantStream& target, std::unique_ptr<core::tessaryn::Sample> sample,
               bool resumes);
 
+    /// Commits what the history has been given so far, where there is one.
+    /// \throws storage::HistoryException when that fails; it is tried again later
+    void Commit();
     /// Saves the checkpoint, where there is one. Failures are logged.
     void Save();
     /// Commits what the history has been given; nothing is to be pushed any more.

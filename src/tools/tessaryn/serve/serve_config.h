@@ -4,6 +4,7 @@
 #pragma once
 
 #include "csv/csv_layout.h"
+#include "remote/nats_settings.h"
 #include "storage/history_writer_options.h"
 
 #include <chrono>
@@ -56,7 +57,8 @@ struct CheckpointConfig {
 
 /// [source.NAME]
 struct SourceConfig : NamedSection {
-    /// A path, "host", "-", "socket:NAME", or another scheme and what follows it.
+    /// A path, "host", "-", "socket:NAME", "nats://HOST/SUBJECT", or another scheme and what
+    /// follows it.
     std::string from;
     /// Of the samples; empty for one that the source gives.
     std::string stream;
@@ -73,6 +75,7 @@ struct SourceConfig : NamedSection {
     bool loop = false;
     /// Whether replayed samples keep their times.
     bool keepTimes = false;
+    NatsSettings nats{};
 };
 
 /// [stream.NAME]

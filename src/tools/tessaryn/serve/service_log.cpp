@@ -3,6 +3,7 @@
 
 #include "serve/service_log.h"
 
+#include "remote/nats_address.h"
 #include "terminal/message.h"
 #include "text/escaped_text.h"
 
@@ -39,7 +40,7 @@ void ServiceLog::Write(LogLevel level, std::string_view message) {
         line += level == LogLevel::error ? "error: " : "";
         line += level == LogLevel::warning ? "warning: " : "";
     }
-    AppendEscaped(line, message);
+    AppendEscaped(line, WithoutCredentials(message));
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
 }

@@ -65,6 +65,16 @@ void AddTableKeys(ConfigSectionReader& reader, CsvOptions& table) {
         });
 }
 
+void AddNatsKeys(ConfigSectionReader& reader, NatsSettings& settings) {
+    reader.Text("nats-stream", settings.jetStream)
+        .Text("nats-creds", settings.credentials)
+        .Text("nats-ca", settings.authority)
+        .Text("nats-cert", settings.certificate)
+        .Text("nats-key", settings.key)
+        .Text("durable", settings.durable)
+        .Single("nats-start", [&](const std::string& text) { SetNatsStart(settings, text); });
+}
+
 void CheckPath(const std::string& path, bool isPattern, std::size_t line,
                ConfigMistakes& mistakes) {
     try {
@@ -87,6 +97,7 @@ SourceConfig ReadSourceSection(const ConfigSection& section, ConfigSectionReader
     source.line = section.line;
     source.table.skipBad = true;
     AddTableKeys(reader, source.table);
+    AddNatsKeys(reader, source.nats);
     reader.Text("from", source.from)
         .Required("from")
         .Text("stream", source.stream)

@@ -60,20 +60,7 @@ bool HistorySource::Next() {
 }
 
 void HistorySource::Fill(tsn::Sample& sample) {
-    const tsn::Sample& row = reader.GetSample();
-    const tsn::StreamType& type = *row.GetStreamType();
-    const tsn::StreamType& target = *sample.GetStreamType();
-    for (unsigned short id = 0; id < type.GetNumEntries(); ++id) {
-        const tsn::SampleEntry entry = type.GetEntry(id);
-        if (!target.EntryExists(entry.key)) {
-            continue;
-        }
-        const unsigned short to = target.EntryId(entry.key);
-        if (target.GetType(to) == entry.type) {
-            CopyEntry(row, id, sample, to);
-        }
-    }
-    sample = Restamped(std::move(sample), row.GetTimeStamp());
+    CopyEntries(reader.GetSample(), sample);
 }
 
 std::vector<std::string> HistorySource::GetUnits() const {

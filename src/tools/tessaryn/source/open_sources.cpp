@@ -7,6 +7,8 @@
 #include "commands/memory_option.h"
 #include "csv/csv_reader.h"
 #include "csv/csv_source.h"
+#include "remote/nats_address.h"
+#include "remote/nats_source.h"
 #include "source/document_input.h"
 #include "source/document_source.h"
 #include "source/history_source.h"
@@ -126,7 +128,7 @@ std::vector<NamedSource> OpenHistory(const std::string& path, const SourceSettin
 std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments) {
     std::vector<std::string> paths;
     for (const std::string& argument : arguments) {
-        const bool isFile = argument != "-" && argument != "host";
+        const bool isFile = argument != "-" && argument != "host" && !IsNatsAddress(argument);
         struct stat status {};
         if (!isFile || stat(argument.c_str(), &status) == 0) {
             paths.push_back(argument);
@@ -154,6 +156,10 @@ std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<
         const auto interval = settings.table.interval.value_or(std::chrono::seconds(1));
         sources.push_back(
             {wanted.empty() ? path : wanted, std::make_unique<HostSource>(interval, signals)});
+        return sources;
+    }
+    if (IsNatsAddress(path)) {
+        sources.push_back({wanted, OpenNatsSource(path, settings.nats, signals)});
         return sources;
     }
     if (path != "-" && IsDatabase(path)) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "csv/csv_layout.h"
+#include "remote/nats_settings.h"
 #include "source/sample_source.h"
 #include "terminal/input_file.h"
 #include "terminal/signal_watcher.h"
@@ -25,6 +26,7 @@ struct SourceSettings {
     bool follow = false;
     /// Bytes that the nodes of a document may take, and its samples again.
     std::uint64_t maxMemory = 0;
+    NatsSettings nats{};
 };
 
 /// A source and the stream that it is read into.
@@ -33,13 +35,13 @@ struct NamedSource {
     std::unique_ptr<SampleSource> source;
 };
 
-/// The paths that the arguments name: "-", "host", files, and patterns such as "*.csv" where no
-/// file has that name.
+/// The paths that the arguments name: "-", "host", URLs of NATS servers, files, and patterns such
+/// as "*.csv" where no file has that name.
 /// \throws CommandError when a file does not exist, or a pattern matches none
 std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments);
 
-/// Opens what a path names: the machine itself, a table, or each stream of a document. The content
-/// decides, not the name.
+/// Opens what a path names: the machine itself, NATS servers, a table, or each stream of a
+/// document. The content decides, not the name.
 /// \param paths all paths: files of the same name in different folders get streams of different
 /// names
 /// \param signals \ownership observes

@@ -73,6 +73,11 @@ class SampleSource {
     /// Sets the entries of a sample of the source's type; the time may change, but for that of a
     /// sample that was made with `GetTime`.
     virtual void Fill(core::tessaryn::Sample& sample) = 0;
+    /// Whether each row has a type of its own; `Open` adds no entries then.
+    virtual bool HasRowTypes() const { return false; }
+    /// The type of the row where `HasRowTypes`.
+    /// \return \ownership lends: as long as the source
+    virtual core::tessaryn::StreamType* GetRowType() const { return nullptr; }
     /// The stream that the row belongs to; empty for that of the source.
     virtual std::string_view GetStreamName() const { return {}; }
     /// Where it comes from, for messages.

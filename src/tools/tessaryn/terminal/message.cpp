@@ -3,6 +3,7 @@
 
 #include "terminal/message.h"
 
+#include "remote/nats_address.h"
 #include "text/escaped_text.h"
 
 #include <cstdio>
@@ -16,15 +17,16 @@ constexpr std::size_t lengthOfHalf = maxLength / 2 - 50;
 
 }  // namespace
 
-void PrintMessage(std::string_view prefix, std::string_view message) {
+void PrintMessage(std::string_view prefix, std::string_view text) {
+    const std::string message = WithoutCredentials(text);
     std::string line = "tessaryn: ";
     line += prefix;
     if (message.size() <= maxLength) {
         AppendEscaped(line, message);
     } else {
-        AppendEscaped(line, message.substr(0, lengthOfHalf));
+        AppendEscaped(line, std::string_view(message).substr(0, lengthOfHalf));
         line += "[... " + std::to_string(message.size() - 2 * lengthOfHalf) + " bytes ...]";
-        AppendEscaped(line, message.substr(message.size() - lengthOfHalf));
+        AppendEscaped(line, std::string_view(message).substr(message.size() - lengthOfHalf));
     }
     line += '\n';
     std::fputs(line.c_str(), stderr);

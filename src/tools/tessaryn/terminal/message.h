@@ -11,8 +11,8 @@ namespace velmora::tool {
 /// Writes "tessaryn: ", the prefix and the message as one line on standard error.
 ///
 /// What a terminal would act upon is escaped, as a message may quote a file's content; a message
-/// above 2,000 bytes loses its middle.
-void PrintMessage(std::string_view prefix, std::string_view message);
+/// above 2,000 bytes loses its middle. Of URLs of NATS servers, user and password are left out.
+void PrintMessage(std::string_view prefix, std::string_view text);
 
 /// A number and a noun, in the plural unless the number is 1: "1 sample", "2 samples".
 /// \param plural the noun with an "s" unless given

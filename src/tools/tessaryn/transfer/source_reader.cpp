@@ -4,6 +4,7 @@
 #include "transfer/source_reader.h"
 
 #include "command_error.h"
+#include "remote/nats_address.h"
 #include "terminal/message.h"
 #include "tessaryn/sample_time.h"
 
@@ -16,7 +17,7 @@ namespace tsn = core::tessaryn;
 
 SourceReader::SourceReader(const std::string& file, const SourceSettings& settings,
                            SignalWatcher& signals) {
-    if (file == "-" || file == "host") {
+    if (file == "-" || file == "host" || IsNatsAddress(file)) {
         throw CommandError("a file is converted; tessaryn record writes what goes on to a history");
     }
     Open(file, settings, signals);

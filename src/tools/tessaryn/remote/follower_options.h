@@ -1,0 +1,19 @@
+// Copyright (c) 2026 The Velmora Tessaryn authors
+// SPDX-License-Identifier: BSL-1.0
+
+#pragma once
+
+#include "nats/follower_options.h"
+#include "remote/nats_settings.h"
+
+#include <string>
+
+namespace velmora::tool {
+
+/// The library's options for the program's.
+nats::FollowerOptions MakeFollowerOptions(const NatsSettings& settings);
+
+/// What a follower could not read, in words.
+std::string DescribeLosses(const nats::FollowerStatistics& statistics);
+
+}  // namespace velmora::tool
