@@ -34,15 +34,26 @@ std::vector<int> Range(int begin, int end) {
     return numbers;
 }
 
+// With workers that are woken, and with such that look for what has gathered.
+class DispatcherTest : public testing::TestWithParam<std::chrono::milliseconds> {
+  protected:
+    static delivery::DispatcherOptions Workers(std::size_t count = 1) {
+        return {.workers = count, .interval = GetParam()};
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Woken, DispatcherTest, testing::Values(0ms));
+INSTANTIATE_TEST_SUITE_P(Gathering, DispatcherTest, testing::Values(1ms));
+
 void ExpectSumsAdd(const DeliveryStatistics& counts) {
     EXPECT_EQ(counts.accepted, counts.delivered + counts.dropped + counts.waiting);
 }
 
-TEST(Dispatcher, HandsOverMatchingChangesInOrderWithTheirKind) {
+TEST_P(DispatcherTest, HandsOverMatchingChangesInOrderWithTheirKind) {
     NumberStream numbers;
     Log log;
     std::vector<core::tessaryn::StreamChangeType> kinds;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     const Delivery all = dispatcher.Subscribe(numbers.stream, Always(), [&](const Change& change) {
         kinds.push_back(change.changeType);
     });
@@ -61,10 +72,10 @@ TEST(Dispatcher, HandsOverMatchingChangesInOrderWithTheirKind) {
     EXPECT_EQ(dispatcher.GetStatistics().delivered, 9U);
 }
 
-TEST(Dispatcher, PassesStreamSenderAndACopyThatTheHandlerMayKeep) {
+TEST_P(DispatcherTest, PassesStreamSenderAndACopyThatTheHandlerMayKeep) {
     NumberStream numbers;
     std::optional<Change> kept;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     Delivery delivery = dispatcher.Subscribe(numbers.stream, Always(),
                                              [&](Change& change) { kept = std::move(change); });
     numbers.Push(1);
@@ -83,7 +94,7 @@ struct OverflowCase {
     std::vector<std::uint64_t> dropped;
 };
 
-TEST(Dispatcher, DropsByPolicyWhenTheQueueIsFull) {
+TEST_P(DispatcherTest, DropsByPolicyWhenTheQueueIsFull) {
     // A handler is held up in 0 while 1 to 5 are pushed, into a queue of two.
     const std::vector<OverflowCase> cases = {
         {"oldest", {.capacity = 2, .overflow = Overflow::dropOldest}, {0, 4, 5}, {0, 3, 0}},
@@ -96,7 +107,7 @@ TEST(Dispatcher, DropsByPolicyWhenTheQueueIsFull) {
         NumberStream numbers;
         Log log;
         Gate gate;
-        Dispatcher dispatcher;
+        Dispatcher dispatcher(Workers());
         Delivery delivery = dispatcher.Subscribe(
             numbers.stream, Always(),
             [&](const Change& change) {
@@ -122,10 +133,10 @@ TEST(Dispatcher, DropsByPolicyWhenTheQueueIsFull) {
     }
 }
 
-TEST(Dispatcher, LetsAPusherWaitUntilThereIsRoom) {
+TEST_P(DispatcherTest, LetsAPusherWaitUntilThereIsRoom) {
     NumberStream numbers;
     Log log;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     Delivery delivery =
         dispatcher.Subscribe(numbers.stream, Always(), std::ref(log),
                              {.capacity = 1, .overflow = Overflow::wait, .maxWait = patience});
@@ -137,10 +148,10 @@ TEST(Dispatcher, LetsAPusherWaitUntilThereIsRoom) {
     EXPECT_EQ(delivery.GetStatistics().dropped, 0U);
 }
 
-TEST(Dispatcher, RefusesToWaitForAHandlerThatPushesToItsOwnStream) {
+TEST_P(DispatcherTest, RefusesToWaitForAHandlerThatPushesToItsOwnStream) {
     // With a wait of a minute this test would take as long, were the waiting not refused.
     NumberStream numbers;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     Delivery delivery =
         dispatcher.Subscribe(numbers.stream, "n < 100",
                              [&](const Change& change) {
@@ -155,12 +166,12 @@ TEST(Dispatcher, RefusesToWaitForAHandlerThatPushesToItsOwnStream) {
     ExpectSumsAdd(delivery.GetStatistics());
 }
 
-TEST(Dispatcher, GivesHandlersTurnsAndDoesNotLetASlowOneStarveOthers) {
+TEST_P(DispatcherTest, GivesHandlersTurnsAndDoesNotLetASlowOneStarveOthers) {
     NumberStream slowSource;
     NumberStream quickSource;
     Gate gate;
     Log log;
-    Dispatcher dispatcher(2);
+    Dispatcher dispatcher(Workers(2));
     const Delivery slow =
         dispatcher.Subscribe(slowSource.stream, Always(), [&](const Change&) { gate.Pass(); });
     Delivery quick = dispatcher.Subscribe(quickSource.stream, Always(), std::ref(log));
@@ -174,10 +185,10 @@ TEST(Dispatcher, GivesHandlersTurnsAndDoesNotLetASlowOneStarveOthers) {
     gate.Open();
 }
 
-TEST(Dispatcher, GoesOnAfterAHandlerThatThrowsAndReportsEachFailure) {
+TEST_P(DispatcherTest, GoesOnAfterAHandlerThatThrowsAndReportsEachFailure) {
     NumberStream numbers;
     std::vector<std::string> failures;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     DeliveryOptions options;
     options.onError = [&](const std::exception_ptr& failure) {
         try {
@@ -202,7 +213,7 @@ TEST(Dispatcher, GoesOnAfterAHandlerThatThrowsAndReportsEachFailure) {
     EXPECT_EQ(delivery.GetStatistics().delivered, 3U);
 }
 
-TEST(Dispatcher, HandsOverTheHistoryFirstThenEveryLaterChangeOnce) {
+TEST_P(DispatcherTest, HandsOverTheHistoryFirstThenEveryLaterChangeOnce) {
     // The ring has wrapped, and a pusher goes on while the subscription is made.
     for (const long ring : {7L, 1000L}) {
         NumberStream numbers(ring);
@@ -210,7 +221,7 @@ TEST(Dispatcher, HandsOverTheHistoryFirstThenEveryLaterChangeOnce) {
             numbers.Push(i);
         }
         Log log;
-        Dispatcher dispatcher;
+        Dispatcher dispatcher(Workers());
         std::thread pusher([&] {
             for (int i = 10; i < 2000; ++i) {
                 numbers.Push(i);
@@ -228,11 +239,11 @@ TEST(Dispatcher, HandsOverTheHistoryFirstThenEveryLaterChangeOnce) {
     }
 }
 
-TEST(Delivery, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
+TEST_P(DispatcherTest, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
     NumberStream numbers;
     auto alive = std::make_shared<int>(0);
     Gate gate;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     Delivery delivery =
         dispatcher.Subscribe(numbers.stream, Always(), [&gate, alive](const Change& /*change*/) {
             gate.Pass();
@@ -278,10 +289,10 @@ class Load {
     std::thread pusher;
 };
 
-TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
+TEST_P(DispatcherTest, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
     // Hunts a stop that waits for its own handler, or for the pusher that it is called beside.
     NumberStream numbers;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     const Load load(numbers);
     for (int i = 0; i < 200; ++i) {
         Delivery delivery;
@@ -301,9 +312,9 @@ TEST(Delivery, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
     }
 }
 
-TEST(Delivery, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
+TEST_P(DispatcherTest, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
     NumberStream numbers;
-    Dispatcher dispatcher(2);
+    Dispatcher dispatcher(Workers(2));
     const Load load(numbers);
     for (int i = 0; i < 300; ++i) {
         auto target = std::make_unique<std::vector<int>>();
@@ -313,13 +324,13 @@ TEST(Delivery, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
     EXPECT_EQ(dispatcher.GetStatistics().waiting, 0U);
 }
 
-TEST(Delivery, EndsByItselfAfterWhatWasQueuedWhenItsStreamGoes) {
+TEST_P(DispatcherTest, EndsByItselfAfterWhatWasQueuedWhenItsStreamGoes) {
     StreamType type;
     auto stream = std::make_unique<Stream>(NumberStream::Added(type), 10);
     Log log;
     Gate gate;
     std::latch ended(1);
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     DeliveryOptions options;
     options.onEnd = [&] { ended.count_down(); };
     const Delivery delivery = dispatcher.Subscribe(
@@ -340,10 +351,10 @@ TEST(Delivery, EndsByItselfAfterWhatWasQueuedWhenItsStreamGoes) {
     EXPECT_EQ(log.GetNumbers(), Range(0, 4));
 }
 
-TEST(Delivery, EndsWhenTheStreamDropsItsSubscriptions) {
+TEST_P(DispatcherTest, EndsWhenTheStreamDropsItsSubscriptions) {
     NumberStream numbers;
     std::latch ended(1);
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     DeliveryOptions options;
     options.onEnd = [&] { ended.count_down(); };
     const Delivery delivery = dispatcher.Subscribe(
@@ -353,9 +364,9 @@ TEST(Delivery, EndsWhenTheStreamDropsItsSubscriptions) {
     EXPECT_TRUE(delivery.HasEnded());
 }
 
-TEST(Delivery, MayRaceWithTheEndOfItsStream) {
+TEST_P(DispatcherTest, MayRaceWithTheEndOfItsStream) {
     // Hunts a handle that unsubscribes from a stream which is being destroyed.
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     for (int i = 0; i < 500; ++i) {
         StreamType type;
         auto stream = std::make_unique<Stream>(NumberStream::Added(type), 10);
@@ -373,14 +384,14 @@ TEST(Delivery, MayRaceWithTheEndOfItsStream) {
     }
 }
 
-TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
+TEST_P(DispatcherTest, OutlivesItsDispatcherWhichMayGoUnderLoad) {
     NumberStream numbers;
     const Load load(numbers);
     for (int i = 0; i < 50; ++i) {
         std::atomic<int> calls = 0;
         Delivery delivery;
         {
-            Dispatcher dispatcher(2);
+            Dispatcher dispatcher(Workers(2));
             delivery = dispatcher.Subscribe(numbers.stream, Always(), [&](Change&) { ++calls; });
         }
         const int callsThen = calls;
@@ -391,11 +402,11 @@ TEST(Delivery, OutlivesItsDispatcherWhichMayGoUnderLoad) {
     }
 }
 
-TEST(Delivery, LetsHandlersPushIntoEachOthersStreams) {
+TEST_P(DispatcherTest, LetsHandlersPushIntoEachOthersStreams) {
     // With delegates that push, two pushers would wait for each other for ever.
     NumberStream left;
     NumberStream right;
-    Dispatcher dispatcher(2);
+    Dispatcher dispatcher(Workers(2));
     const auto pushTo = [](NumberStream& other) {
         return [&other](const Change& change) { other.Push(NumberOf(change.sample) - 1); };
     };
@@ -410,10 +421,10 @@ TEST(Delivery, LetsHandlersPushIntoEachOthersStreams) {
     EXPECT_EQ(dispatcher.GetStatistics().accepted, 2000U);
 }
 
-TEST(Delivery, AllocatesNothingInTheSteadyStateButTheTwoArraysOfTheCopy) {
+TEST_P(DispatcherTest, AllocatesNothingInTheSteadyStateButTheTwoArraysOfTheCopy) {
     NumberStream numbers(10);
     Gate gate;
-    Dispatcher dispatcher;
+    Dispatcher dispatcher(Workers());
     Delivery delivery = dispatcher.Subscribe(numbers.stream, Always(),
                                              [&](const Change&) { gate.Pass(); }, {.capacity = 16});
     numbers.Push(0);
@@ -438,7 +449,7 @@ TEST(Delivery, AllocatesNothingInTheSteadyStateButTheTwoArraysOfTheCopy) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
+TEST_P(DispatcherTest, TakesLittleMemoryWhileItIsIdle) {
     // 10,000 on 1,000 streams, beside what the streams take for the subscriptions.
     constexpr std::size_t streams = 1000;
     constexpr std::size_t each = 10;
@@ -455,7 +466,7 @@ TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
         }
         return (mallinfo2().uordblks - before) / (streams * each);
     };
-    Dispatcher dispatcher(2);
+    Dispatcher dispatcher(Workers(2));
     std::vector<Delivery> deliveries;
     deliveries.reserve(streams * each);
     NumberStream target;
@@ -471,7 +482,7 @@ TEST(Delivery, TakesLittleMemoryWhileItIsIdle) {
 }
 #endif
 
-TEST(Delivery, CountsEveryChangeThatThereIsNoMemoryFor) {
+TEST_P(DispatcherTest, CountsEveryChangeThatThereIsNoMemoryFor) {
     long failAt = 0;
     for (bool isReached = true; isReached; ++failAt) {
         SCOPED_TRACE(failAt);
@@ -479,7 +490,7 @@ TEST(Delivery, CountsEveryChangeThatThereIsNoMemoryFor) {
         numbers.Push(1);
         numbers.Push(2);
         Log log;
-        Dispatcher dispatcher;
+        Dispatcher dispatcher(Workers());
         std::optional<Delivery> delivery;
         try {
             const AllocationProbe probe(failAt);
@@ -503,11 +514,46 @@ TEST(Delivery, CountsEveryChangeThatThereIsNoMemoryFor) {
     EXPECT_GT(failAt, 10) << "there are allocations";
 }
 
-TEST(Dispatcher, RefusesWhatCannotWork) {
+TEST(Dispatcher, LetsChangesGatherUntilAWorkerLooks) {
     NumberStream numbers;
-    Dispatcher dispatcher;
+    Log log;
+    std::atomic<int> started = 0;
+    Dispatcher dispatcher({.workers = 2, .interval = 1h, .onStart = [&] { ++started; }});
+    Delivery delivery = dispatcher.Subscribe(numbers.stream, Always(), std::ref(log));
+    for (int i = 0; i < 100; ++i) {
+        numbers.Push(i);
+    }
+    EXPECT_EQ(delivery.GetStatistics().waiting, 100U);
+    ASSERT_TRUE(delivery.Drain(patience)) << "who waits for them hurries a worker";
+    EXPECT_EQ(log.GetNumbers(), Range(0, 100));
+    EXPECT_GE(started, 1);
+}
+
+TEST(Dispatcher, GoesOnWithWhatGathersWhileAWorkerIsAtIt) {
+    // Hunts a look of the other worker, during the turn, after which nobody looks again.
+    for (int i = 0; i < 20; ++i) {
+        NumberStream numbers;
+        Gate gate;
+        Dispatcher dispatcher({.workers = 2, .interval = 1h});
+        Delivery delivery =
+            dispatcher.Subscribe(numbers.stream, Always(), [&](const Change&) { gate.Pass(); });
+        numbers.Push(0);
+        EXPECT_FALSE(delivery.Drain(0ms));
+        gate.WaitForHandler();
+        numbers.Push(1);
+        std::thread drainer([&] { EXPECT_TRUE(delivery.Drain(patience)); });
+        std::this_thread::yield();
+        gate.Open();
+        drainer.join();
+    }
+}
+
+TEST_P(DispatcherTest, RefusesWhatCannotWork) {
+    NumberStream numbers;
+    Dispatcher dispatcher(Workers());
     const auto ignore = [](Change&) {};
     EXPECT_THROW(Dispatcher(0), std::invalid_argument);
+    EXPECT_THROW(Dispatcher({.interval = -1ms}), std::invalid_argument);
     EXPECT_THROW((void)dispatcher.Subscribe(numbers.stream, "n >", ignore), Poco::SyntaxException);
     EXPECT_THROW((void)dispatcher.Subscribe(numbers.stream, Always(), nullptr),
                  std::invalid_argument);

@@ -29,12 +29,14 @@ struct QueuedChange {
 /// A queue of changes that takes memory as it fills, a place at a time so that no push is held up
 /// by the growth, and keeps it.
 ///
-/// Changes go in and out by exchange, so that what is in the way is freed by the caller, who need
-/// not hold a lock then.
+/// Changes go in by exchange, so that what is in the way is freed by the caller, who need not hold
+/// a lock then; they go out with their places, all of them in constant time.
 ///
 /// \threadsafety external
 class ChangeQueue {
   public:
+    using Places = std::list<QueuedChange>;
+
     bool IsEmpty() const { return waiting.empty(); }
     std::size_t GetSize() const { return waiting.size(); }
     /// The oldest.
@@ -51,11 +53,23 @@ class ChangeQueue {
         waiting.splice(waiting.end(), spare, spare.begin());
     }
 
-    /// Takes the oldest.
-    /// \pre not empty
-    void Pop(QueuedChange& change) {
-        Exchange(waiting.front(), change);
-        Drop();
+    /// Appends the oldest changes to others, in order.
+    void MoveTo(Places& taken, std::size_t most) {
+        if (waiting.size() <= most) {
+            taken.splice(taken.end(), waiting);
+            return;
+        }
+        for (; most > 0; --most) {
+            taken.splice(taken.end(), waiting, waiting.begin());
+        }
+    }
+
+    /// Keeps places that were taken, and the memory in them, for later changes.
+    /// \param most places that are kept; the others stay with the caller
+    void TakeBack(Places& places, std::size_t most) {
+        if (spare.size() + places.size() <= most) {
+            spare.splice(spare.begin(), places);
+        }
     }
 
     /// Gives up the oldest; its memory goes with what takes its place.
@@ -71,8 +85,8 @@ class ChangeQueue {
     }
 
   private:
-    std::list<QueuedChange> waiting;
-    std::list<QueuedChange> spare;
+    Places waiting;
+    Places spare;
 };
 
 }  // namespace velmora::delivery

@@ -26,6 +26,7 @@ namespace {
 
 // Below this a handler is given several changes at a time.
 constexpr auto fastHandler = std::chrono::microseconds(10);
+constexpr std::size_t maxBatch = 32;
 
 // The channel whose handler the thread is in.
 thread_local const Channel* channelOfThread = nullptr;
@@ -96,6 +97,7 @@ void LogFailure(const std::exception_ptr& failure) {
 Channel::Channel(std::shared_ptr<Scheduler> scheduler, std::string path, Handler handler,
                  DeliveryOptions options)
     : scheduler(std::move(scheduler)),
+      gathers(this->scheduler->Gathers()),
       path(std::move(path)),
       conditions(std::move(options.conditions)),
       handler(std::move(handler)),
@@ -163,12 +165,12 @@ void Channel::ReadHistory(Stream& stream, const Rule& rule) {
     });
     Lock lock(mutex);
     isReadingHistory = false;
-    if (options.overflow == Overflow::keepLatest && history.size() > 1) {
-        counts.dropped += history.size() - 1;
-        history.erase(history.begin(), history.end() - 1);
+    while (options.overflow == Overflow::keepLatest && history.GetSize() > 1) {
+        history.Drop();
+        ++counts.dropped;
     }
-    if (!history.empty()) {
-        Schedule(lock);
+    if (!history.IsEmpty()) {
+        OnAdded(lock);
     }
 }
 
@@ -219,7 +221,7 @@ void Channel::Emit(SubscriptionArgs& change) {
         }
         queued->sequence = sequence;
         if (isReadingHistory) {
-            history.push_back(std::move(*queued));
+            history.Push(*queued);
             return;
         }
         queue.Push(*queued);
@@ -228,7 +230,7 @@ void Channel::Emit(SubscriptionArgs& change) {
         return;
     }
     counts.maxWaiting = std::max<std::uint64_t>(counts.maxWaiting, queue.GetSize());
-    Schedule(lock);
+    OnAdded(lock);
 }
 
 // Whether there is room for one change, when what may be done for it has been done.
@@ -247,7 +249,11 @@ bool Channel::MakeRoom(Lock& lock) {
         case Overflow::wait:
             break;
     }
-    return MayWait() && roomMade.wait_for(lock, options.maxWait, [this] {
+    if (!MayWait()) {
+        return false;
+    }
+    scheduler->Hurry();
+    return roomMade.wait_for(lock, options.maxWait, [this] {
         return isStopped || queue.GetSize() < options.capacity;
     }) && !isStopped;
 }
@@ -256,6 +262,22 @@ bool Channel::MakeRoom(Lock& lock) {
 // waits for the pusher that would wait for it.
 bool Channel::MayWait() const {
     return !scheduler->IsWorker() && !handlerPushesHere.load(std::memory_order_relaxed);
+}
+
+// There is something to do, which a worker that looks for it will find.
+void Channel::OnAdded(Lock& lock) {
+    if (!gathers) {
+        Schedule(lock);
+    }
+}
+
+void Channel::Look() {
+    Lock lock(mutex);
+    if (!isStopped && HasWork()) {
+        // Else the turn under way goes on with it.
+        isLookedAt = true;
+        Schedule(lock);
+    }
 }
 
 // Puts the channel into the scheduler's list, unless it is there or at work. Gives the lock up.
@@ -282,7 +304,7 @@ void Channel::OnDetached() noexcept {
     Lock lock(mutex);
     isAttached = false;
     if (!isStopped) {
-        Schedule(lock);
+        OnAdded(lock);
     }
 }
 
@@ -312,10 +334,9 @@ void Channel::Stop() {
 // Drops what is queued, and destroys the host's functions without the lock.
 void Channel::Release(Lock& lock) {
     ++busy;
-    counts.dropped += HistoryLeft() + queue.GetSize();
-    nextOfHistory = 0;
+    counts.dropped += history.GetSize() + queue.GetSize();
     {
-        const std::vector<QueuedChange> droppedHistory = std::exchange(history, {});
+        const ChangeQueue droppedHistory = std::exchange(history, {});
         const ChangeQueue droppedQueue = std::exchange(queue, {});
         const Handler droppedHandler = std::exchange(handler, nullptr);
         const DeliveryOptions droppedOptions = std::exchange(options, {});
@@ -332,6 +353,7 @@ bool Channel::Drain(std::chrono::milliseconds timeout) {
     }
     Lock lock(mutex);
     const std::uint64_t last = sequence;
+    scheduler->Hurry();
     return quiet.wait_for(lock, timeout, [&] { return IsDone(last); });
 }
 
@@ -339,7 +361,7 @@ bool Channel::Drain(std::chrono::milliseconds timeout) {
 // has come.
 bool Channel::IsDone(std::uint64_t lastSequence) const {
     return (isAttached || hasEnded || isStopped) && (inHand == 0 || firstInHand > lastSequence) &&
-           (HistoryLeft() == 0 || history[nextOfHistory].sequence > lastSequence) &&
+           (history.IsEmpty() || history.Front().sequence > lastSequence) &&
            (queue.IsEmpty() || queue.Front().sequence > lastSequence);
 }
 
@@ -351,7 +373,7 @@ bool Channel::HasEnded() const {
 DeliveryStatistics Channel::GetStatistics() const {
     const Lock lock(mutex);
     DeliveryStatistics now = counts;
-    now.waiting = HistoryLeft() + queue.GetSize() + inHand;
+    now.waiting = history.GetSize() + queue.GetSize() + inHand;
     return now;
 }
 
@@ -372,74 +394,75 @@ bool Channel::Work(Batch& batch) {
         }
         lock.lock();
     }
-    const std::size_t taken = isStopped ? 0 : Take(batch);
+    if (!isStopped) {
+        Take(batch);
+    }
     lock.unlock();
-    const std::size_t handled = Handle(batch, taken);
+    Handle(batch);
     lock.lock();
-    EndTurn(lock, taken, handled);
-    return isScheduled;
+    EndTurn(lock, batch);
+    const bool hasMore = isScheduled;
+    lock.unlock();
+    batch.changes.clear();
+    return hasMore;
 }
 
-// Takes what waits longest into the batch, one change for a slow handler.
-std::size_t Channel::Take(Batch& batch) {
-    const std::size_t most = isFast ? Batch::maxSize : 1;
-    std::size_t taken = 0;
-    for (; taken < most && !IsEmpty(); ++taken) {
-        if (HistoryLeft() == 0) {
-            queue.Pop(batch.changes[taken]);
-        } else {
-            ChangeQueue::Exchange(batch.changes[taken], history[nextOfHistory++]);
-        }
+// Takes what waits longest into the batch: one change for a slow handler, all that has gathered
+// where the workers look for it.
+void Channel::Take(Batch& batch) {
+    std::size_t most = isFast ? maxBatch : 1;
+    if (gathers) {
+        most = history.GetSize() + queue.GetSize();
     }
-    if (!history.empty() && HistoryLeft() == 0) {
-        history = {};
-        nextOfHistory = 0;
-    }
-    inHand = taken;
-    firstInHand = taken == 0 ? 0 : batch.changes.front().sequence;
-    if (taken != 0 && options.overflow == Overflow::wait) {
+    isLookedAt = false;
+    history.MoveTo(batch.changes, most);
+    queue.MoveTo(batch.changes, most - batch.changes.size());
+    inHand = batch.changes.size();
+    firstInHand = inHand == 0 ? 0 : batch.changes.front().sequence;
+    if (inHand != 0 && options.overflow == Overflow::wait) {
         roomMade.notify_all();
     }
-    return taken;
 }
 
-// Calls the handler for each change of the batch until the channel is stopped; returns for how
-// many.
-std::size_t Channel::Handle(Batch& batch, std::size_t count) {
-    std::size_t handled = 0;
-    while (handled < count && !isStopped.load(std::memory_order_acquire)) {
-        QueuedChange& queued = batch.changes[handled++];
+// Calls the handler for each change of the batch until the channel is stopped. What pushers write
+// is left alone meanwhile, so that they find it in their core's cache.
+void Channel::Handle(Batch& batch) {
+    const Stream* const stream = source;
+    std::uint64_t last = lastHandled;
+    for (QueuedChange& queued : batch.changes) {
+        if (isStopped.load(std::memory_order_acquire)) {
+            break;
+        }
         Change& change = batch.handed;
         change.changeType = queued.changeType;
         change.sample = std::move(queued.sample);
-        change.stream = source;
+        change.stream = stream;
         change.path = path;
         change.sender = queued.sender;
         change.sequence = queued.sequence;
-        change.dropped = queued.sequence - lastHandled - 1;
-        lastHandled = queued.sequence;
-        Call(change);
+        change.dropped = queued.sequence - last - 1;
+        last = queued.sequence;
+        Call(batch);
     }
-    return handled;
+    lastHandled = last;
 }
 
-void Channel::Call(Change& change) {
+void Channel::Call(Batch& batch) {
     const auto begin = std::chrono::steady_clock::now();
     std::exception_ptr failure;
     try {
-        handler(change);
+        handler(batch.handed);
     } catch (...) {
         failure = std::current_exception();
     }
-    const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - begin;
+    batch.lastHandler = std::chrono::steady_clock::now() - begin;
     if (failure) {
         ReportFailure(failure);
+        ++batch.counts.failures;
     }
-    const Lock lock(mutex);
-    isFast = took < fastHandler;
-    counts.failures += failure ? 1 : 0;
-    counts.handlerTime += took;
-    counts.longestHandler = std::max(counts.longestHandler, took);
+    ++batch.counts.delivered;
+    batch.counts.handlerTime += batch.lastHandler;
+    batch.counts.longestHandler = std::max(batch.counts.longestHandler, batch.lastHandler);
 }
 
 void Channel::ReportFailure(const std::exception_ptr& failure) {
@@ -455,15 +478,18 @@ void Channel::ReportFailure(const std::exception_ptr& failure) {
 }
 
 // Counts a batch, and ends the turn: the channel stays scheduled while there is more to do.
-void Channel::EndTurn(Lock& lock, std::size_t taken, std::size_t handled) {
+void Channel::EndTurn(Lock& lock, Batch& batch) {
+    batch.counts.dropped = inHand - batch.counts.delivered;
+    counts += batch.counts;
+    isFast = batch.counts.delivered != 0 ? batch.lastHandler < fastHandler : isFast;
+    batch.counts = {};
     inHand = 0;
-    counts.delivered += handled;
-    counts.dropped += taken - handled;
+    queue.TakeBack(batch.changes, options.capacity);
     if (isStopped) {
         isScheduled = false;
         Release(lock);
     } else {
-        isScheduled = !IsEmpty() || (!isAttached && !hasEnded);
+        isScheduled = (!gathers || isLookedAt) && HasWork();
     }
     --busy;
     quiet.notify_all();

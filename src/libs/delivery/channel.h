@@ -17,7 +17,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 namespace velmora::core::tessaryn {
 class Stream;
@@ -36,7 +35,8 @@ class Scheduler;
 /// Who holds on to it: the `Delivery`, the delegate in the stream, and the scheduler's list. The
 /// delegate's end is how the channel learns that the stream has gone.
 ///
-/// Order of locks: a stream's, `conditionsMutex`, `mutex`. `attachMutex` comes before a stream's.
+/// Order of locks: a stream's, `conditionsMutex`, `mutex`, the scheduler's. `attachMutex` comes
+/// before a stream's.
 ///
 /// \threadsafety guarded
 class Channel : public Job, private Sink {
@@ -67,6 +67,7 @@ class Channel : public Job, private Sink {
 
     /// Handles what is waiting, up to a batch.
     bool Work(Batch& batch) override;
+    void Look() override;
 
   private:
     using Lock = std::unique_lock<std::mutex>;
@@ -75,20 +76,28 @@ class Channel : public Job, private Sink {
     void ReadHistory(core::tessaryn::Stream& stream, const Rule& rule);
     bool MakeRoom(Lock& lock);
     bool MayWait() const;
-    bool IsEmpty() const { return HistoryLeft() == 0 && queue.IsEmpty(); }
-    std::size_t HistoryLeft() const { return history.size() - nextOfHistory; }
+    bool HasWork() const { return !IsEmpty() || (!isAttached && !hasEnded); }
+    bool IsEmpty() const { return history.IsEmpty() && queue.IsEmpty(); }
     bool IsDone(std::uint64_t lastSequence) const;
+    void OnAdded(Lock& lock);
     void Schedule(Lock& lock);
     void Unsubscribe();
-    std::size_t Take(Batch& batch);
-    std::size_t Handle(Batch& batch, std::size_t count);
-    void Call(Change& change);
+    void Take(Batch& batch);
+    void Handle(Batch& batch);
+    void Call(Batch& batch);
     void ReportFailure(const std::exception_ptr& failure);
-    void EndTurn(Lock& lock, std::size_t taken, std::size_t handled);
+    void EndTurn(Lock& lock, Batch& batch);
     void Release(Lock& lock);
 
     const std::shared_ptr<Scheduler> scheduler;
+    const bool gathers;
     const std::string path;
+
+    /// Written with `mutex` held; a worker looks between two changes without, and so far from what
+    /// pushers write.
+    std::atomic<bool> isStopped = false;
+    /// The handler has pushed to this very stream: a pusher that waited might wait for itself.
+    std::atomic<bool> handlerPushesHere = false;
 
     std::recursive_mutex attachMutex;
     /// Guarded by `attachMutex`: where the delegate is; null when it is gone. Recursive, for the
@@ -104,8 +113,7 @@ class Channel : public Job, private Sink {
     Handler handler;
     DeliveryOptions options;
     /// What the stream held before the subscription; comes before the queue.
-    std::vector<QueuedChange> history;
-    std::size_t nextOfHistory = 0;
+    ChangeQueue history;
     ChangeQueue queue;
     DeliveryStatistics counts;
     const core::tessaryn::Stream* source = nullptr;  ///< for `Change::stream`; never followed
@@ -116,13 +124,10 @@ class Channel : public Job, private Sink {
     bool isAttached = false;
     bool isReadingHistory = false;
     bool isScheduled = false;  ///< in the scheduler's list, or at work
+    bool isLookedAt = false;   ///< since the turn under way has taken its changes
     int busy = 0;              ///< threads that use or destroy the handler
     bool isFast = false;       ///< the handler is so quick that it may be given several at a time
     bool hasEnded = false;
-    /// Written with `mutex` held; a worker looks between two changes without.
-    std::atomic<bool> isStopped = false;
-    /// The handler has pushed to this very stream: a pusher that waited might wait for itself.
-    std::atomic<bool> handlerPushesHere = false;
     std::condition_variable roomMade;
     std::condition_variable quiet;
 };

@@ -18,11 +18,17 @@ namespace velmora::delivery {
 using core::tessaryn::Stream;
 using core::tessaryn::StreamRepository;
 
-Dispatcher::Dispatcher(std::size_t workers, const std::string& name) {
-    if (workers == 0) {
+Dispatcher::Dispatcher(std::size_t workers, const std::string& name)
+    : Dispatcher(DispatcherOptions{.workers = workers, .name = name}) {}
+
+Dispatcher::Dispatcher(const DispatcherOptions& options) {
+    if (options.workers == 0) {
         throw std::invalid_argument("A dispatcher needs at least one worker.");
     }
-    scheduler = Scheduler::Start(workers, name);
+    if (options.interval.count() < 0) {
+        throw std::invalid_argument("A dispatcher's interval must not be negative.");
+    }
+    scheduler = Scheduler::Start(options);
 }
 
 Dispatcher::~Dispatcher() {

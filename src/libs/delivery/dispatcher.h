@@ -34,7 +34,8 @@ class Scheduler;
 /// stream or another, subscribe, and end their own delivery.
 ///
 /// A worker looks for work about every 100 µs for 2 ms after the last, so that a steady flow of
-/// changes costs the pushers no system call; it sleeps otherwise.
+/// changes costs the pushers no system call; it sleeps otherwise. `DispatcherOptions::interval` has
+/// changes gather instead.
 ///
 /// \threadsafety guarded
 class DELIVERY_API Dispatcher {
@@ -43,6 +44,8 @@ class DELIVERY_API Dispatcher {
     /// \param name the threads' name for debuggers, with a number behind it, cut to 15 characters
     /// \throws std::invalid_argument for 0 workers; std::system_error when a thread cannot start
     explicit Dispatcher(std::size_t workers = 1, const std::string& name = "delivery");
+    /// \throws std::invalid_argument also for a negative interval
+    explicit Dispatcher(const DispatcherOptions& options);
     Dispatcher(const Dispatcher&) = delete;
     Dispatcher& operator=(const Dispatcher&) = delete;
     /// Ends all deliveries, each as `Delivery::Stop`, then the workers.

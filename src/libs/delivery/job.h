@@ -10,16 +10,16 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
-#include <vector>
 
 namespace velmora::delivery {
 
-/// What a worker takes along from job to job, so that handling changes allocates nothing.
+/// What a worker has in hand, and what came of it. The last change is kept from job to job, so that
+/// handling changes allocates nothing.
 struct Batch {
-    static constexpr std::size_t maxSize = 32;
-
-    std::vector<QueuedChange> changes = std::vector<QueuedChange>(maxSize);
+    ChangeQueue::Places changes;
     Change handed;
+    DeliveryStatistics counts;
+    std::chrono::nanoseconds lastHandler{};
 };
 
 /// Something that the workers of a scheduler do bit by bit: a delivery.
@@ -35,6 +35,8 @@ class Job : public std::enable_shared_from_this<Job> {
     /// Does a bit of the work; for workers, one at a time.
     /// \return whether there is more to do
     virtual bool Work(Batch& batch) = 0;
+    /// Schedules the job if there is something to do; where the scheduler has work gather.
+    virtual void Look() = 0;
     /// Ends the job; waits for a worker that is at it.
     virtual void Stop() = 0;
     /// Waits until what there is to do has been done.

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <string>
 
 namespace velmora::delivery {
 
@@ -24,6 +25,21 @@ enum class Overflow : unsigned char {
 
 /// Called with what a handler throws, on the worker's thread.
 using ErrorHandler = std::function<void(std::exception_ptr)>;
+
+/// The workers of a `Dispatcher`.
+///
+/// \threadsafety external
+struct DispatcherOptions {
+    std::size_t workers = 1;  ///< threads, at least 1
+    /// Of the threads, for debuggers; with a number behind it, cut to 15 characters.
+    std::string name = "delivery";
+    /// Where handlers need not be quick: how often workers look for changes, which gather until
+    /// then and are handled together. No push wakes a worker, and hardly one meets it at the queue.
+    /// The capacities must hold what comes meanwhile. Zero: workers are woken.
+    std::chrono::milliseconds interval = std::chrono::milliseconds(0);
+    /// Called first by each worker, such as to set its priority; must not throw.
+    std::function<void()> onStart = {};
+};
 
 /// How changes get from a stream to a handler.
 ///

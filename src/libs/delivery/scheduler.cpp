@@ -29,13 +29,14 @@ thread_local const Scheduler* schedulerOfThread = nullptr;
 
 }  // namespace
 
-std::shared_ptr<Scheduler> Scheduler::Start(std::size_t workers, const std::string& name) {
-    auto scheduler = std::make_shared<Scheduler>();
+std::shared_ptr<Scheduler> Scheduler::Start(const DispatcherOptions& options) {
+    auto scheduler = std::make_shared<Scheduler>(options.interval);
     try {
-        for (std::size_t i = 0; i < workers; ++i) {
-            scheduler->workers.emplace_back([scheduler] { scheduler->Run(); });
+        for (std::size_t i = 0; i < options.workers; ++i) {
+            scheduler->workers.emplace_back(
+                [scheduler, onStart = options.onStart] { scheduler->Run(onStart); });
             pthread_setname_np(scheduler->workers.back().native_handle(),
-                               ThreadName(name, i).c_str());
+                               ThreadName(options.name, i).c_str());
         }
     } catch (...) {
         scheduler->Stop();
@@ -59,9 +60,17 @@ void Scheduler::Schedule(std::shared_ptr<Job> job) {
     }
 }
 
-void Scheduler::AddTimer(std::chrono::milliseconds interval, std::function<bool()> task) {
+void Scheduler::Hurry() {
+    if (Gathers()) {
+        const Lock lock(mutex);
+        isHurried = true;
+        workAdded.notify_one();
+    }
+}
+
+void Scheduler::AddTimer(std::chrono::milliseconds pause, std::function<bool()> task) {
     const Lock lock(mutex);
-    timers.push_back({Clock::now() + interval, interval, std::move(task)});
+    timers.push_back({Clock::now() + pause, pause, std::move(task)});
     workAdded.notify_one();
 }
 
@@ -105,6 +114,9 @@ void Scheduler::Register(Job& job) {
         registered->previousRegistered = &job;
     }
     registered = &job;
+    if (Gathers()) {
+        workAdded.notify_all();
+    }
 }
 
 void Scheduler::Unregister(Job& job, const DeliveryStatistics& counts) {
@@ -142,8 +154,11 @@ DeliveryStatistics Scheduler::GetStatistics() const {
     return sum;
 }
 
-void Scheduler::Run() {
+void Scheduler::Run(const std::function<void()>& onStart) {
     schedulerOfThread = this;
+    if (onStart) {
+        onStart();
+    }
     Batch batch;
     while (std::shared_ptr<Job> job = TakeReady()) {
         if (job->Work(batch)) {
@@ -179,6 +194,10 @@ void Scheduler::WaitForWork(Lock& lock, int& looks) {
     if (isStopping || firstReady) {
         return;
     }
+    if (Gathers()) {
+        LookForWork(lock);
+        return;
+    }
     if (looks < maxLooks) {
         ++looks;
         ++lookers;
@@ -194,6 +213,19 @@ void Scheduler::WaitForWork(Lock& lock, int& looks) {
     }
     --sleepers;
     looks = 0;
+}
+
+void Scheduler::LookForWork(Lock& lock) {
+    const auto isCalled = [this] { return isHurried || isStopping; };
+    // Without a job no worker wakes up.
+    workAdded.wait(lock, [&] { return isCalled() || registered != nullptr || !timers.empty(); });
+    workAdded.wait_for(lock, interval, isCalled);
+    isHurried = false;
+    lock.unlock();
+    for (const std::shared_ptr<Job>& job : GetJobs()) {
+        job->Look();
+    }
+    lock.lock();
 }
 
 Scheduler::Clock::time_point Scheduler::NextTimer() const {
@@ -223,7 +255,7 @@ void Scheduler::RunDueTimer(Lock& lock) {
         Poco::Logger::get("velmora.delivery")
             .warning("A timer failed: " + std::string(error.what()));
     }
-    timer.due = Clock::now() + timer.interval;
+    timer.due = Clock::now() + timer.pause;
     lock.lock();
     if (goesOn && !isStopping) {
         timers.push_back(std::move(timer));

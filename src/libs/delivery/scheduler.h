@@ -22,22 +22,27 @@ class Job;
 /// The workers of a dispatcher, the jobs that have something to do, in order, and timers.
 ///
 /// A worker without work looks again at short intervals for a while before it sleeps, so that a
-/// steady flow of changes costs the pushers no system call to wake it.
+/// steady flow of changes costs the pushers no system call to wake it. With an interval it is not
+/// woken, but looks at each job about so often.
 ///
 /// \threadsafety guarded
 class Scheduler {
   public:
     /// A scheduler with running workers, each of which keeps it alive.
-    static std::shared_ptr<Scheduler> Start(std::size_t workers, const std::string& name);
-    Scheduler() = default;
+    static std::shared_ptr<Scheduler> Start(const DispatcherOptions& options);
+    explicit Scheduler(std::chrono::milliseconds interval) : interval(interval) {}
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
     ~Scheduler();
 
     /// Appends a job to the list; a worker will call its `Work`.
     void Schedule(std::shared_ptr<Job> job);
-    /// Has a worker call something about every interval, for as long as it returns true.
-    void AddTimer(std::chrono::milliseconds interval, std::function<bool()> task);
+    /// Has a worker look for work before its interval is over.
+    void Hurry();
+    /// Whether work gathers until a worker looks for it.
+    bool Gathers() const { return interval.count() > 0; }
+    /// Has a worker call something after each pause, for as long as it returns true.
+    void AddTimer(std::chrono::milliseconds pause, std::function<bool()> task);
     /// Stops all jobs, then the workers. Called on a worker, it leaves that one to end by
     /// itself.
     void Stop();
@@ -57,15 +62,18 @@ class Scheduler {
     using Lock = std::unique_lock<std::mutex>;
     struct Timer {
         Clock::time_point due;
-        std::chrono::milliseconds interval;
+        std::chrono::milliseconds pause;
         std::function<bool()> task;
     };
 
-    void Run();
+    void Run(const std::function<void()>& onStart);
     std::shared_ptr<Job> TakeReady();
     void WaitForWork(Lock& lock, int& looks);
+    void LookForWork(Lock& lock);
     void RunDueTimer(Lock& lock);
     Clock::time_point NextTimer() const;
+
+    const std::chrono::milliseconds interval;
 
     mutable std::mutex mutex;
     // All guarded by the mutex.
@@ -78,6 +86,7 @@ class Scheduler {
     std::vector<std::thread> workers;
     std::size_t sleepers = 0;
     std::size_t lookers = 0;
+    bool isHurried = false;
     bool isStopping = false;
 };
 
