@@ -3,12 +3,14 @@
 
 #include "inspector/event_hub.h"
 
+#include "inspector/background.h"
 #include "inspector/json_text.h"
 #include "inspector/request_error.h"
 #include "tessaryn/rules.h"
 #include "tessaryn/stream.h"
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <utility>
 
@@ -24,6 +26,9 @@ using Lock = std::lock_guard<std::mutex>;
 
 // After which time a browser that has lost the connection tries again.
 constexpr const char* preamble = "retry: 2000\n\n";
+// How long changes gather, and how many do: some 50,000 a second of one stream.
+constexpr std::chrono::milliseconds gatherTime(50);
+constexpr std::size_t maxGathered = 4096;
 
 const char* NameOf(StreamChangeType type) {
     switch (type) {
@@ -126,7 +131,9 @@ void EventHub::Feed::End(const std::string& path) {
     }
 }
 
-EventHub::EventHub(const Model& model) : model(model), dispatcher(1, "inspector") {}
+EventHub::EventHub(const Model& model)
+    : model(model),
+      dispatcher({.name = "inspector", .interval = gatherTime, .onStart = RunInBackground}) {}
 
 EventHub::~EventHub() = default;
 
@@ -165,6 +172,7 @@ void EventHub::Add(Watcher& watcher, const std::string& path) {
 std::shared_ptr<EventHub::Feed> EventHub::OpenFeed(const std::string& path) {
     auto feed = std::make_shared<Feed>();
     delivery::DeliveryOptions deliveryOptions;
+    deliveryOptions.capacity = maxGathered;
     const std::weak_ptr<Feed> weak = feed;
     deliveryOptions.onEnd = [weak, path] {
         if (const std::shared_ptr<Feed> ended = weak.lock()) {

@@ -3,6 +3,7 @@
 
 #include "inspector/server.h"
 
+#include "inspector/background.h"
 #include "inspector/request_error.h"
 
 #include <Poco/Exception.h>
@@ -72,6 +73,7 @@ Server::~Server() {
 }
 
 void Server::Run() {
+    RunInBackground();
     while (!isStopping) {
         try {
             Wait();

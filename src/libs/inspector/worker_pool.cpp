@@ -3,6 +3,8 @@
 
 #include "inspector/worker_pool.h"
 
+#include "inspector/background.h"
+
 #include <pthread.h>
 #include <utility>
 
@@ -31,6 +33,7 @@ void WorkerPool::Post(std::function<void()> job) {
 }
 
 void WorkerPool::Run() {
+    RunInBackground();
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
         added.wait(lock, [this] { return isStopping || !jobs.empty(); });
