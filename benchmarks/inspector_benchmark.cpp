@@ -27,7 +27,10 @@
 #include <iostream>
 #include <memory>
 #include <poll.h>
+#include <pthread.h>
+#include <sched.h>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -38,6 +41,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int watchers = 20;
 constexpr int repetitions = 3;
+// Of the comparison of pushes: each part gives a ratio.
+constexpr int parts = 5;
+constexpr int phases = 8;
+constexpr auto warmUp = std::chrono::milliseconds(100);
+constexpr auto phaseTime = std::chrono::milliseconds(250);
 
 // A host with one stream of workload W, or with many.
 class Host {
@@ -80,16 +88,9 @@ class Host {
 // Clients that read all events of a stream, on a thread of their own.
 class Watchers {
   public:
-    Watchers(const Host& host, int count) {
-        for (int i = 0; i < count; ++i) {
-            sockets.emplace_back(Poco::Net::SocketAddress("127.0.0.1", host.Port()));
-            const std::string request =
-                "GET /api/events?path=plant/line0/tank0&rule=temperature%3E25.5 HTTP/1.1\r\n"
-                "Host: localhost\r\n\r\n";
-            sockets.back().sendBytes(request.data(), static_cast<int>(request.size()));
-            Read(sockets.back());
-        }
-        thread = std::thread([this] { Run(); });
+    // Returns when all of them watch.
+    Watchers(const Host& host, int count) : thread([this, &host, count] { Run(host, count); }) {
+        isWatching.wait(false);
     }
     Watchers(const Watchers&) = delete;
     Watchers& operator=(const Watchers&) = delete;
@@ -100,7 +101,20 @@ class Watchers {
     std::size_t GetBytes() const { return bytes; }
 
   private:
-    void Run() {
+    void Run(const Host& host, int count) {
+        // They stand for other machines, and so take no core from the pusher when they wake up.
+        const sched_param none{};
+        ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &none);
+        for (int i = 0; i < count; ++i) {
+            sockets.emplace_back(Poco::Net::SocketAddress("127.0.0.1", host.Port()));
+            const std::string request =
+                "GET /api/events?path=plant/line0/tank0&rule=temperature%3E25.5 HTTP/1.1\r\n"
+                "Host: localhost\r\n\r\n";
+            sockets.back().sendBytes(request.data(), static_cast<int>(request.size()));
+            Read(sockets.back());
+        }
+        isWatching = true;
+        isWatching.notify_one();
         std::vector<pollfd> polled;
         for (const Poco::Net::StreamSocket& socket : sockets) {
             polled.push_back({socket.impl()->sockfd(), POLLIN, 0});
@@ -115,33 +129,64 @@ class Watchers {
         }
     }
     void Read(Poco::Net::StreamSocket& socket) {
-        std::vector<char> buffer(65536);
         bytes += static_cast<std::size_t>(socket.receiveBytes(buffer.data(), 65536));
     }
 
     std::vector<Poco::Net::StreamSocket> sockets;
+    std::vector<char> buffer = std::vector<char>(65536);
     std::atomic<std::size_t> bytes = 0;
+    std::atomic<bool> isWatching = false;
     std::atomic<bool> isOver = false;
     std::thread thread;
 };
 
-// The time that one push in a thousand exceeds, of pushes so far apart.
-double SlowestOfAThousand(Stream& stream, std::chrono::microseconds period, int pushes) {
-    ValueSource source;
-    std::vector<Clock::duration> times;
-    times.reserve(static_cast<std::size_t>(pushes));
-    Clock::time_point next = Clock::now();
-    for (int i = 0; i < pushes; ++i) {
-        next += period;
-        while (Clock::now() < next) {
-        }
-        const Clock::time_point begin = Clock::now();
-        PushValues<Stream, Sample>(stream, source);
-        times.push_back(Clock::now() - begin);
+// The times of pushes, and how often the pusher lost its core meanwhile.
+struct PushTimes {
+    std::vector<float> ns;
+    long waits = 0;        ///< voluntarily: for a lock
+    long preemptions = 0;  ///< to another thread
+
+    // The time that a share of the pushes exceeds.
+    double Exceeded(double share) {
+        const auto place =
+            ns.end() - static_cast<std::ptrdiff_t>(share * static_cast<double>(ns.size())) - 1;
+        std::nth_element(ns.begin(), place, ns.end());
+        return *place;
     }
-    const auto slow = times.begin() + pushes * 999 / 1000;
-    std::nth_element(times.begin(), slow, times.end());
-    return std::chrono::duration<double, std::nano>(*slow).count();
+    void Add(const PushTimes& other) {
+        ns.insert(ns.end(), other.ns.begin(), other.ns.end());
+        waits += other.waits;
+        preemptions += other.preemptions;
+    }
+};
+
+// Pushes so far apart for a while; a pusher of period 0 does not wait.
+PushTimes MeasurePushes(Stream& stream, std::chrono::microseconds period,
+                        std::chrono::milliseconds duration) {
+    ValueSource source;
+    PushTimes times;
+    times.ns.reserve(1'000'000);
+    rusage before{};
+    ::getrusage(RUSAGE_THREAD, &before);
+    Clock::time_point next = Clock::now();
+    const Clock::time_point end = next + duration;
+    while (next < end && times.ns.size() < times.ns.capacity()) {
+        next += period;
+        Clock::time_point begin = Clock::now();
+        while (begin < next) {
+            begin = Clock::now();
+        }
+        PushValues<Stream, Sample>(stream, source);
+        const Clock::time_point done = Clock::now();
+        times.ns.push_back(std::chrono::duration<float, std::nano>(done - begin).count());
+        // What came late is not made up for.
+        next = std::max(next, begin);
+    }
+    rusage after{};
+    ::getrusage(RUSAGE_THREAD, &after);
+    times.waits = after.ru_nvcsw - before.ru_nvcsw;
+    times.preemptions = after.ru_nivcsw - before.ru_nivcsw;
+    return times;
 }
 
 // Nanoseconds a push, one after the other.
@@ -159,28 +204,58 @@ void PrintRow(const char* what, double ours, double floor) {
     std::printf("| %s | %.0f | %.0f | %.2f |\n", what, ours, floor, ours / floor);
 }
 
-void ComparePushes(std::chrono::microseconds period, int pushes, const char* what) {
-    const Host host(1, true);
-    double alone = 1e12;
-    double watched = 1e12;
-    std::size_t bytes = 0;
-    for (int i = 0; i < repetitions; ++i) {
-        alone = std::min(alone, SlowestOfAThousand(host.First(), period, pushes));
-        const Watchers clients(host, watchers);
-        watched = std::min(watched, SlowestOfAThousand(host.First(), period, pushes));
-        bytes += clients.GetBytes();
+void AwaitSubscriptions(const Stream& stream, std::size_t count) {
+    while (stream.CountSubscriptions() != count) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    PrintRow(what, watched, alone);
-    std::printf("| bytes that the clients read | %zu | | |\n", bytes);
+}
+
+// In turns, so that what else the machine does meets both; each phase begins with the memory and
+// the caches as a client finds them that has watched for a while.
+void ComparePushes(std::chrono::microseconds period) {
+    const Host host(1, true);
+    Stream& stream = host.First();
+    PushTimes alone;
+    PushTimes watched;
+    std::vector<double> ratios;
+    std::size_t bytes = 0;
+    for (int part = 0; part < parts; ++part) {
+        PushTimes aloneInPart;
+        PushTimes watchedInPart;
+        for (int i = 0; i < phases; ++i) {
+            AwaitSubscriptions(stream, 1);
+            MeasurePushes(stream, period, warmUp);
+            aloneInPart.Add(MeasurePushes(stream, period, phaseTime));
+            const Watchers clients(host, watchers);
+            AwaitSubscriptions(stream, 2);
+            MeasurePushes(stream, period, warmUp);
+            watchedInPart.Add(MeasurePushes(stream, period, phaseTime));
+            bytes += clients.GetBytes();
+        }
+        ratios.push_back(watchedInPart.Exceeded(0.001) / aloneInPart.Exceeded(0.001));
+        alone.Add(aloneInPart);
+        watched.Add(watchedInPart);
+    }
+    std::sort(ratios.begin(), ratios.end());
+    const std::string rate =
+        period.count() == 0 ? "no pause" : std::to_string(1'000'000 / period.count());
+    std::printf("| %s | %.0f, %.0f | %.0f, %.0f | %.2f | %.2f-%.2f-%.2f | %ld, %ld | %ld, %ld | ",
+                rate.c_str(), alone.Exceeded(0.5), watched.Exceeded(0.5), alone.Exceeded(0.001),
+                watched.Exceeded(0.001), watched.Exceeded(0.001) / alone.Exceeded(0.001),
+                ratios.front(), ratios[ratios.size() / 2], ratios.back(), alone.waits,
+                watched.waits, alone.preemptions, watched.preemptions);
+    std::printf("%.1f |\n", static_cast<double>(bytes) * 1e-6);
     std::fflush(stdout);
 }
 
 void Run() {
-    std::cout << "| ns | ours | floor | ratio |\n|---|---|---|---|\n";
-    ComparePushes(std::chrono::microseconds(20), 50'000,
-                  "slowest push of 1,000, 50,000 a second, 20 watchers, none");
-    ComparePushes(std::chrono::microseconds(1000), 3000,
-                  "slowest push of 1,000, 1,000 a second, 20 watchers, none");
+    std::cout << "| pushes a second | median, ns: none, 20 watchers | 99.9th percentile, ns "
+                 "| ratio | of parts | waits | preemptions | MB read |\n"
+                 "|---|---|---|---|---|---|---|---|\n";
+    for (const int period : {1000, 100, 20, 0}) {
+        ComparePushes(std::chrono::microseconds(period));
+    }
+    std::cout << "\n| ns | ours | floor | ratio |\n|---|---|---|---|\n";
     double counted = 1e12;
     double uncounted = 1e12;
     const Host counting(1, true);
