@@ -114,6 +114,18 @@ TEST(XmlFormat, ReadsALargeTokenInChunksThatGrow) {
     }
 }
 
+TEST(XmlFormat, RefusesAnElementWithManyAttributesInLinearTime) {
+    std::string document = "<Tree";
+    for (int i = 0; i < 400'000; ++i) {
+        document += " a" + std::to_string(i) + "='1'";
+    }
+    EXPECT_EQ(MessageOf<SerializationException>([&] { Read(xml, document + " a3='1'/>"); }),
+              "The XML document cannot be read at line 1, column " +
+                  std::to_string(document.size() + 2) + ": duplicate attribute");
+    EXPECT_THAT(MessageOf<SerializationException>([&] { Read(xml, document + "/>"); }),
+                testing::HasSubstr("Unexpected attribute 'a0' with value '1'."));
+}
+
 // Wherever something stands that only the parser knows, it goes on as if it had begun.
 TEST(XmlFormat, ReadsAlikeWithAndWithoutTheParser) {
     const std::string document =

@@ -25,6 +25,10 @@ constexpr unsigned lineEnd = 16;
 constexpr unsigned excluded = 32;
 constexpr unsigned bracket = 64;
 
+// No element has more. Each attribute is compared with those before it, so the parser, which has a
+// table of them, decides about an element with many.
+constexpr std::size_t maxAttributes = 8;
+
 constexpr std::array<unsigned char, 256> byteClasses = [] {
     std::array<unsigned char, 256> table{};
     for (unsigned byte = 0; byte < table.size(); ++byte) {
@@ -272,6 +276,9 @@ XmlScanner::Outcome XmlScanner::ReadAttribute(const char*& at) {
         std::memchr(begin, quote, static_cast<std::size_t>(input.end - begin)));
     if (end == nullptr) {
         return Outcome::Incomplete;
+    }
+    if (attributes.size() == maxAttributes) {
+        return Outcome::Unknown;
     }
     XmlAttribute attribute{{name, equals}, {begin, end}};
     const unsigned classes = ClassesOf(attribute.value);
