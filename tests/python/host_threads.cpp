@@ -3,7 +3,8 @@
 
 // The module host_threads: threads of C++ that use a stream of Python's as a host does.
 
-#include "stream_handle.h"
+#include "errors.h"
+#include "stream_store.h"
 #include "tessaryn/rules.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/scoped_subscription.h"
@@ -11,6 +12,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -26,9 +28,10 @@ namespace rules = core::tessaryn::rules;
 
 namespace {
 
-/// Push, query and subscribe from their construction until `Stop`. The stream's entries are a
-/// number and a text as long as the number without its sign, modulo 40: all that is seen is
-/// checked for that. These threads push negative numbers.
+/// Push, query and subscribe from their construction until `Stop`, and push to the streams guest0
+/// to guest2 while there are any. The stream's entries are a number and a text as long as the
+/// number without its sign, modulo 40: all that is seen is checked for that. These threads push
+/// negative numbers.
 class HostThreads {
   public:
     explicit HostThreads(StreamHandle used)
@@ -42,6 +45,7 @@ class HostThreads {
             Start([this] { Query(); });
             Start([this] { SubscribeAndEnd(); });
         }
+        Start([this] { VisitGuests(); });
     }
     HostThreads(const HostThreads&) = delete;
     HostThreads& operator=(const HostThreads&) = delete;
@@ -65,6 +69,7 @@ class HostThreads {
     long CountQueried() const { return queried; }
     long CountSeen() const { return seen; }
     long CountOthersSeen() const { return othersSeen; }
+    long CountVisits() const { return visits; }
     long CountTorn() const { return torn; }
 
   private:
@@ -95,6 +100,24 @@ class HostThreads {
         });
     }
 
+    // Calls of Python's threads rarely meet, since they take turns before and after: these do.
+    void VisitGuests() {
+        for (const char* const path : {"guest0", "guest1", "guest2"}) {
+            const std::shared_ptr<StreamLink> link = handle.GetStore()->Find(path);
+            if (link == nullptr) {
+                continue;
+            }
+            try {
+                StreamHandle(handle.GetStore(), link).UseUnlocked([this](Stream& guest) {
+                    guest.PushNew([](Sample& sample) { sample.Set(0, 0, 1.0); });
+                    ++visits;
+                });
+            } catch (const DeadReference&) {
+                // Removed since it was found.
+            }
+        }
+    }
+
     void SubscribeAndEnd() {
         const long before = seen;
         const ScopedSubscription some(stream, rules::Expression("level < -10"), [this](auto& args) {
@@ -120,6 +143,7 @@ class HostThreads {
     std::atomic<long> queried = 0;
     std::atomic<long> seen = 0;
     std::atomic<long> othersSeen = 0;
+    std::atomic<long> visits = 0;
     std::atomic<long> torn = 0;
     ScopedSubscription all;
     std::vector<std::thread> threads;
@@ -135,6 +159,7 @@ PYBIND11_MODULE(host_threads, module) {
     threads.def_property_readonly("queried", &HostThreads::CountQueried);
     threads.def_property_readonly("seen", &HostThreads::CountSeen);
     threads.def_property_readonly("others_seen", &HostThreads::CountOthersSeen);
+    threads.def_property_readonly("visits", &HostThreads::CountVisits);
     threads.def_property_readonly("torn", &HostThreads::CountTorn);
 }
 

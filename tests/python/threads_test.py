@@ -76,8 +76,10 @@ def test_eight_threads_push_query_and_subscribe_beside_those_of_a_host():
     )
     pushes = 300
     host = HostThreads(tank)
-    while not (host.pushed and host.queried and host.seen):
+    streams.add("guest0", TANK, 10)
+    while not (host.pushed and host.queried and host.seen and host.visits):
         pass
+    streams.remove("guest0")
 
     def push():
         for i in range(pushes):
@@ -90,14 +92,21 @@ def test_eight_threads_push_query_and_subscribe_beside_those_of_a_host():
             lengths = [len(name) for name in columns["name"]]
             assert (abs(columns["level"]) % 40 == lengths).all()
 
+    guests = ["guest0", "guest1", "guest2"]
+
     def subscribe():
+        guest = guests.pop()
         for _ in range(30):
+            streams.add(guest, TANK, 10)
             with tank.subscribe("level > 10 || level < -10", timeout=0.001, capacity=4) as changes:
                 for change in changes:
                     level = abs(change.sample["level"])
                     assert level > 10 and len(change.sample["name"]) == level % 40
+                    counts = changes.statistics
+                    assert counts.accepted >= change.sequence and counts.delivered > 0
                     if change.sequence > 20:
                         break
+            streams.remove(guest)
 
     in_threads(push, push, push, query, query, subscribe, subscribe, subscribe)
     assert counter.drain(timeout=LIMIT)
