@@ -94,7 +94,8 @@ TEST(WatchCommand, WarnsOfWhatCanNeverMatch) {
                            "  y > 1 || x == 300\n  ^\n" + beginning +
                            "literal '300' does not convert to Int8: the comparison never holds\n" +
                            "  y > 1 || x == 300\n                ^~~ Int8 holds -128 to 127\n"));
-    ExpectFailure("watch - --rule y>1", "no entry 'y'; --allow-unknown permits that", twoRows);
+    ExpectFailure("watch - --rule y>1",
+                  "no entry 'y'; the entries are 'x'; --allow-unknown permits another", twoRows);
 }
 
 TEST(WatchCommand, ReportsABadCommandLine) {

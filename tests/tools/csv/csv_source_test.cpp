@@ -142,7 +142,7 @@ TEST(CsvSource, NamesLineColumnAndReasonOfBadInput) {
          "1: column 'when' holds dates such as '29.03.2026': --dates day-first or --dates "
          "month-first reads them"},
         {"{\"time\":\"2020-01-01\",\"x\":1}\n{\"time\":1,,}\n", "", "",
-         "2:3: Missing a name for object member."},
+         "2:3: Missing a name for object member at byte 11, ',}'"},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.error);
@@ -243,6 +243,7 @@ TEST(CsvSource, ReadsSeveralFilesPackedOrNot) {
     ExpectFailure("watch -", "stdin: the compressed data is cut off", sink.str().substr(0, 20));
     ExpectFailure("watch -", "stdin looks like Parquet, which is not read: ", "PAR1....");
     ExpectFailure("watch -", "stdin looks like tar, which", std::string(257, 'a') + "ustar....");
+    ExpectFailure("watch -", "stdin looks like binary data, which", "ELF\x02,time\n");
     folder.Write("c.csv", "time,x\n2020-01-02,2.5\n");
     const Outcome mixed = RunTool(glob + " --as rig");
     EXPECT_THAT(mixed.err,

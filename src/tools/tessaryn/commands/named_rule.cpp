@@ -40,6 +40,16 @@ std::size_t GetNameLength(const std::string& text) {
     return isName ? end : 0;
 }
 
+std::string ListEntries(const tsn::StreamType& type) {
+    constexpr unsigned short maxListed = 20;
+    const unsigned short count = type.GetNumEntries();
+    std::string text = count == 0 ? "it has none" : "the entries are ";
+    for (unsigned short i = 0; i < std::min(count, maxListed); ++i) {
+        text += (i == 0 ? "" : ", ") + Quoted(type.GetEntry(i).key);
+    }
+    return text + (count > maxListed ? ", ..." : "");
+}
+
 }  // namespace
 
 NamedRule ParseNamedRule(const std::string& text) {
@@ -101,7 +111,9 @@ void CheckRules(const std::deque<NamedRule>& rules, const tsn::StreamType& type,
             const std::string sentence = "rule " + Quoted(rule.text) + ": " + finding.message;
             const std::string excerpt = MarkInRule(rule.text, finding.span, finding.hint);
             if (finding.kind == tsn::RuleFinding::missingEntry && !allowUnknown) {
-                throw CommandError(sentence + "; --allow-unknown permits that", excerpt);
+                throw CommandError(
+                    sentence + "; " + ListEntries(type) + "; --allow-unknown permits another",
+                    excerpt);
             }
             if (!quiet || finding.CanThrow()) {
                 PrintMessage("warning: ", sentence);

@@ -6,6 +6,9 @@
 #include "command_error.h"
 #include "text/escaped_text.h"
 
+#include <Poco/Ascii.h>
+
+#include <algorithm>
 #include <array>
 #include <utility>
 #include <zlib.h>
@@ -110,6 +113,11 @@ constexpr std::array kinds = {
     Kind{0, "\xfe\xff"sv, "text in UTF-16", "convert it with iconv -f UTF-16 -t UTF-8"},
 };
 
+// Whether no text begins with a line that has this byte.
+bool IsBinary(char c) {
+    return static_cast<unsigned char>(c) < ' ' && !Poco::Ascii::isSpace(c);
+}
+
 }  // namespace
 
 std::string_view InputStream::Read() {
@@ -179,6 +187,11 @@ void InputStream::CheckKind(std::string_view beginning) const {
             throw CommandError(GetName() + " looks like " + kind.name + container +
                                ", which is not read: " + kind.advice);
         }
+    }
+    const std::string_view line = beginning.substr(0, beginning.find('\n'));
+    if (std::any_of(line.begin(), line.end(), IsBinary)) {
+        throw CommandError(GetName() + " looks like binary data" + container +
+                           ", which is not read: export it as CSV");
     }
 }
 

@@ -3,6 +3,8 @@
 
 #include "source/json_lines_reader.h"
 
+#include "text/escaped_text.h"
+
 #include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 
@@ -175,6 +177,19 @@ bool JsonLinesReader::IsExpected(std::string_view name) const {
     return names[expected] == written && written.find('\\') == std::string_view::npos;
 }
 
+void JsonLinesReader::DescribeFault(const rapidjson::ParseResult& result) {
+    std::string_view reason = rapidjson::GetParseError_En(result.Code());
+    reason.remove_suffix(reason.ends_with('.') ? 1 : 0);
+    faultText = reason;
+    const std::size_t at = result.Offset();
+    faultText += " at byte " + std::to_string(at + 1);
+    if (at < original.size()) {
+        constexpr std::size_t maxLength = 10;
+        faultText += ", " + Quoted(original.substr(at, maxLength));
+    }
+    row.fault = faultText.c_str();
+}
+
 const CsvRow* JsonLinesReader::Next() {
     const LineReader::Line* next = lines.Next();
     while (next != nullptr && next->text.find_first_not_of(" \t\r") == std::string_view::npos) {
@@ -203,7 +218,7 @@ const CsvRow* JsonLinesReader::Next() {
     } else if (result.Code() == rapidjson::kParseErrorTermination) {
         row.fault = fault == nullptr ? "the line is not an object with values" : fault;
     } else if (!result) {
-        row.fault = rapidjson::GetParseError_En(result.Code());
+        DescribeFault(result);
     }
     for (const Column& column : columns) {
         row.AddPart(column.cell);

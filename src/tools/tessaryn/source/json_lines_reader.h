@@ -6,6 +6,8 @@
 #include "source/line_reader.h"
 #include "source/row_reader.h"
 
+#include <rapidjson/error/error.h>
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -46,6 +48,7 @@ class JsonLinesReader : public RowReader {
 
     std::size_t FindColumn(std::string_view name);
     bool IsExpected(std::string_view name) const;
+    void DescribeFault(const rapidjson::ParseResult& result);
 
     LineReader lines;
     std::unique_ptr<Handler> handler;
@@ -55,6 +58,7 @@ class JsonLinesReader : public RowReader {
     std::string text;
     /// Why a line is not read; null for none.
     const char* fault = nullptr;
+    std::string faultText;
     bool isOwnOutput = false;
     CsvRow header;
     CsvRow row;
