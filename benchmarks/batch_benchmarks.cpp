@@ -246,8 +246,8 @@ void RegisterBatchBenchmarks() {
     }
     for (const std::size_t count : {std::size_t{600}, std::size_t{60'000}}) {
         const std::string size = '.' + std::to_string(count) + "/ours";
-        benchmark::RegisterBenchmark(("X1" + size).c_str(), ReadManyTexts, count);
-        benchmark::RegisterBenchmark(("X2" + size).c_str(), SetManyTexts, count);
+        benchmark::RegisterBenchmark(("F4" + size).c_str(), ReadManyTexts, count);
+        benchmark::RegisterBenchmark(("F5" + size).c_str(), SetManyTexts, count);
     }
     benchmark::RegisterBenchmark("B1/ours", PushColumns);
     benchmark::RegisterBenchmark("B2/ours", PushDecoded);
