@@ -5,6 +5,11 @@
 
 #include <Poco/Exception.h>
 
+#include <limits>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
 namespace velmora::core::tessaryn {
 
 namespace {
@@ -12,6 +17,26 @@ namespace {
 // Bits of all integer types.
 constexpr std::uint16_t integerTypes =
     traits::Bits(Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64);
+
+// Whether a conversion is sure to refuse the literal, since it lies beyond the ends of a type whose
+// conversions check them. Most literals do for some type, and the exceptions would take as long as
+// all else that a rule's parsing does.
+template <class Native>
+bool IsBeyond(const Poco::Dynamic::Var& literal) {
+    using Limits = std::numeric_limits<Native>;
+    if (std::is_signed_v<Native> && sizeof(Native) >= sizeof(int)) {
+        return false;
+    }
+    if (literal.type() == typeid(Poco::Int64)) {
+        return !std::in_range<Native>(literal.extract<Poco::Int64>());
+    }
+    if (literal.type() == typeid(double)) {
+        const auto number = literal.extract<double>();
+        return number < static_cast<double>(Limits::min()) ||
+               number > static_cast<double>(Limits::max());
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -53,7 +78,7 @@ template <class Native>
 void ConvertedLiteral::ConvertToInteger(const Poco::Dynamic::Var& literal, BaseType type) {
     const bool isFirst = (convertibleTypes & integerTypes) == 0;
     Native converted{};
-    if (!Convert(literal, type, converted)) {
+    if (IsBeyond<Native>(literal) || !Convert(literal, type, converted)) {
         return;
     }
     // The sign is meant to extend, so that a number is the same in all widths.
