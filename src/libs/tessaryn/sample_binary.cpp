@@ -77,34 +77,39 @@ class BlockSource {
     bool isReady;
 };
 
-// A block that is read in one call. A small one is read aside, so that a stream that throws leaves
-// the block as it was; a large one is read in place, which takes no memory.
-class BlockReader {
-  public:
-    BlockReader(char* block, std::size_t size)
-        : block(block), size(size), isSmall(size <= small.size()) {}
+// A block of this size or less is as it was after a stream has thrown.
+constexpr std::size_t maxKept = 512;
 
-    // The block's bytes; those that did not come are the former ones.
-    const char* Read(BlockSource& source) {
-        char* const target = isSmall ? small.data() : block;
-        const std::size_t got = source.Read(target, size);
-        if (isSmall) {
-            CopyBytes(target + got, block + got, size - got);
+// Elements that are read in place, in one call. Few are kept meanwhile; many are not, which takes
+// no memory. Copying what was read would take longer: it would wait for bytes just written.
+class ElementReader {
+  public:
+    ElementReader(char* elements, std::size_t size)
+        : elements(elements), size(size), isKept(size <= former.size()) {
+        if (isKept) {
+            CopyBytes(former.data(), elements, size);
         }
-        return target;
+    }
+    ElementReader(const ElementReader&) = delete;
+    ElementReader& operator=(const ElementReader&) = delete;
+    // Bytes that did not come are the former ones.
+    ~ElementReader() {
+        if (isKept) {
+            CopyBytes(elements + got, former.data() + got, size - got);
+        }
     }
 
-    void Commit() {
-        if (isSmall) {
-            CopyBytes(block, small.data(), size);
-        }
+    void Read(BlockSource& source) {
+        // No elements have no memory.
+        got = source.Read(elements != nullptr ? elements : former.data(), size);
     }
 
   private:
-    std::array<char, 512> small;
-    char* block;
+    std::array<char, maxKept> former;
+    char* elements;
     std::size_t size;
-    bool isSmall;
+    std::size_t got = 0;
+    bool isKept;
 };
 
 struct Elements {
@@ -157,42 +162,51 @@ class Sample::BinaryReader {
     BinaryReader(const BinaryReader&) = delete;
     BinaryReader& operator=(const BinaryReader&) = delete;
     ~BinaryReader() {
-        RepairOffsets();
+        if (!hasOffsets) {
+            SetOffsets(reinterpret_cast<const char*>(offsets.get()));
+        }
         sample.streamType = streamType;
         sample.data = std::move(data);
         sample.offsets = std::move(offsets);
         sample.numOffsets = numOffsets;
     }
 
-    void Read(std::istream& in) {
+    // A call of its own would cost a tenth of the reading of a small sample.
+    [[gnu::always_inline]] void Read(std::istream& in) {
         BlockSource source(in);
         const std::size_t tableSize = numOffsets * sizeof(unsigned int);
-        BlockReader table(reinterpret_cast<char*>(offsets.get()), tableSize);
-        const char* const read = table.Read(source);
+        char* const former = reinterpret_cast<char*>(offsets.get());
+        // A small table is read aside.
+        std::array<char, maxKept> aside;
+        char* const table = tableSize <= aside.size() ? aside.data() : former;
+        const std::size_t got = source.Read(table, tableSize);
+        if (table != former) {
+            CopyBytes(table + got, former + got, tableSize - got);
+        }
         const std::size_t promised =
             tableSize == 0 ? 0
-                           : traits::Load<unsigned int>(read + tableSize - sizeof(unsigned int));
+                           : traits::Load<unsigned int>(table + tableSize - sizeof(unsigned int));
         if (promised == total) {
-            BlockReader elements(data.get(), total);
-            elements.Read(source);
-            elements.Commit();
+            ElementReader(data.get(), total).Read(source);
         } else {
             Elements elements = ReadElements(source, promised, total);
             data = std::move(elements.bytes);
             total = static_cast<unsigned int>(elements.size);
         }
-        table.Commit();
+        SetOffsets(table);
     }
 
   private:
-    // Makes the offsets ascend up to the end of the data, so that no entry leaves the memory or has
-    // a negative length.
-    void RepairOffsets() {
+    // Sets the offsets to those of a table, but lets them ascend up to the end of the data, so that
+    // no entry leaves the memory or has a negative length.
+    void SetOffsets(const char* table) {
         unsigned int previous = 0;
         for (std::uint32_t i = 0; i < numOffsets; ++i) {
-            previous = std::max(previous, std::min(offsets[i], total));
+            const auto offset = traits::Load<unsigned int>(table + i * sizeof(unsigned int));
+            previous = std::max(previous, std::min(offset, total));
             offsets[i] = previous;
         }
+        hasOffsets = true;
     }
 
     Sample& sample;
@@ -201,6 +215,7 @@ class Sample::BinaryReader {
     std::unique_ptr<char[]> data;
     std::unique_ptr<unsigned int[]> offsets;
     std::uint32_t numOffsets;
+    bool hasOffsets = false;
 };
 
 void Sample::Deserialize(std::istream& in) {
