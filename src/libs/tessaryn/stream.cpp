@@ -110,14 +110,17 @@ class Stream::CallbackScope {
 
     // Makes room, so that keeping so many samples cannot fail.
     void Reserve(std::size_t count) {
-        const std::size_t needed = kept.size() + count;
-        if (needed > kept.capacity()) {
-            kept.reserve(std::max(needed, 2 * kept.capacity()));
+        if (kept == nullptr) {
+            kept = std::make_unique<KeptSamples>();
+        }
+        const std::size_t needed = kept->size() + count;
+        if (needed > kept->capacity()) {
+            kept->reserve(std::max(needed, 2 * kept->capacity()));
         }
     }
-    void Keep(std::unique_ptr<Sample> sample) { kept.push_back(std::move(sample)); }
+    void Keep(std::unique_ptr<Sample> sample) { kept->push_back(std::move(sample)); }
 
-    KeptSamples TakeKept() { return std::move(kept); }
+    KeptSamples TakeKept() { return kept == nullptr ? KeptSamples() : std::move(*kept); }
 
   private:
     const Stream& stream;
@@ -125,7 +128,8 @@ class Stream::CallbackScope {
     // Samples before this position may be in hand. Those of the outer scopes are bounded by it,
     // too: they learn of it when this scope ends.
     SampleRing::Position lentEnd;
-    KeptSamples kept;
+    // Null until there is one, which is rare.
+    std::unique_ptr<KeptSamples> kept;
 };
 
 // A sample on its way into the stream, and the one that goes in its place. Stands above the lock,

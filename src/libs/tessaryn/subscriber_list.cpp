@@ -138,8 +138,10 @@ class SubscriberList::Notification {
     const SubscriptionArgs& Args() const { return args; }
 
   private:
-    // The first subscriber that is to be called. What is asked here only reads.
-    std::size_t SkipByKeys(const SampleView& bound, std::size_t begin, std::size_t end) {
+    // The first subscriber that is to be called. What is asked here only reads. By itself the loop
+    // has registers enough for all that it needs.
+    [[gnu::noinline]] std::size_t SkipByKeys(const SampleView& bound, std::size_t begin,
+                                             std::size_t end) {
         const Subscriber* const first = list.subscribers.data();
         const Subscriber* const last = first + end;
         const auto present = number;
