@@ -9,7 +9,8 @@
 
 #include <Poco/Environment.h>
 
-#include <cstdio>
+#include <climits>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,11 +28,34 @@ bool IsJournal() {
            stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }
 
+// Whether there was room. A pipe that is ready takes so many bytes at once.
+bool TryWrite(std::string line) {
+    if (line.size() > PIPE_BUF) {
+        line.resize(PIPE_BUF - 1);
+        line += '\n';
+    }
+    pollfd polled{STDERR_FILENO, POLLOUT, 0};
+    return ::poll(&polled, 1, 0) > 0 && polled.revents == POLLOUT &&
+           ::write(STDERR_FILENO, line.data(), line.size()) >= 0;
+}
+
 }  // namespace
 
 ServiceLog::ServiceLog() : hasJournal(IsJournal()) {}
 
 void ServiceLog::Write(LogLevel level, std::string_view message) {
+    const std::string line = Format(level, message);
+    const std::lock_guard lock(writeMutex);
+    if (lost > 0 &&
+        TryWrite(Format(LogLevel::warning, Counted(lost, "line") + " of the log found no room"))) {
+        lost = 0;
+    }
+    if (lost > 0 || !TryWrite(line)) {
+        ++lost;
+    }
+}
+
+std::string ServiceLog::Format(LogLevel level, std::string_view message) const {
     std::string line;
     if (hasJournal) {
         line = "<" + std::to_string(static_cast<int>(level)) + ">";
@@ -42,7 +66,7 @@ void ServiceLog::Write(LogLevel level, std::string_view message) {
     }
     AppendEscaped(line, WithoutCredentials(message));
     line += '\n';
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    return line;
 }
 
 void ServiceLog::WriteLimited(LogLevel level, const std::string& topic,

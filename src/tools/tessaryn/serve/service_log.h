@@ -19,6 +19,8 @@ enum class LogLevel : unsigned char { error = 3, warning = 4, notice = 5, info =
 ///
 /// Where the journal reads them, a line begins with its level, as in "<4>", elsewhere with
 /// "tessaryn: " and, for warnings and errors, that word. What a terminal would act upon is escaped.
+/// A service does not wait for who reads its log: lines that find no room are lost and counted, and
+/// of a line of more than 4096 bytes the beginning is written.
 ///
 /// \threadsafety guarded
 class ServiceLog {
@@ -51,9 +53,12 @@ class ServiceLog {
         std::uint64_t held = 0;
     };
 
+    std::string Format(LogLevel level, std::string_view message) const;
     void WriteHeld(Topic& topic);
 
     bool hasJournal;
+    std::mutex writeMutex;
+    std::uint64_t lost = 0;  ///< guarded by `writeMutex`
     std::mutex mutex;
     // Guarded by the mutex.
     std::map<std::string, Topic> topics;
