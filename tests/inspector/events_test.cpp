@@ -21,8 +21,6 @@ class InspectorEvents : public InspectorTest {
     InspectorEvents() {
         streams.AddStream("a", tank, 10);
         streams.AddStream("b", tank, 10);
-        // These subscribe, too.
-        options.countsPushes = false;
     }
 
     /// Begins to watch, and waits until the server does.
@@ -167,7 +165,6 @@ TEST_F(InspectorEvents, BoundsWatchers) {
 
 // Streams come and go, and clients with them, while others push.
 TEST_F(InspectorEvents, LivesThroughChangesOfEverything) {
-    options.countsPushes = true;
     Start();
     std::atomic<bool> isOver = false;
     std::thread pusher([&] {

@@ -114,6 +114,26 @@ TEST(StreamPops, TellWhatWent) {
     EXPECT_EQ(notified, 2);
 }
 
+TEST(StreamPushes, AreCountedWhateverBecameOfTheSamples) {
+    TestType layout{{"id", Int32, 1}};
+    Stream stream(&layout.type, 3);
+    const auto push = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            stream.PushNew([](Sample&) {});
+        }
+        return stream.CountPushes();
+    };
+    EXPECT_EQ(push(5), 5U) << "two were overwritten";
+    stream.PopLatest();
+    EXPECT_EQ(push(0), 5U) << "one was popped";
+    EXPECT_EQ(push(2), 7U);
+    stream.Clear(Stream::clearSamples);
+    EXPECT_EQ(push(0), 7U) << "three were cleared";
+    EXPECT_EQ(push(1), 8U);
+    EXPECT_FALSE(stream.TryPush(nullptr));
+    EXPECT_EQ(push(0), 8U);
+}
+
 TEST(StreamMaking, TakesACapacityFromOneTo31Bits) {
     TestType layout{{"id", Int32, 1}};
     for (const long size : {0L, -1L, LONG_MIN, 2147483648L, 4294967297L}) {

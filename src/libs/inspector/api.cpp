@@ -63,7 +63,7 @@ const Api::Route* Api::FindRoute(const std::string& path) {
          [](Api& api, const Request& r) { return FindStreams(api.model, r); }},
         {"/api/types", false, [](Api& api, const Request& r) { return ListTypes(api.model, r); }},
         {"/api/stream", false,
-         [](Api& api, const Request& r) { return DescribeStream(api.model, api.pushes, r); }},
+         [](Api& api, const Request& r) { return DescribeStream(api.model, r); }},
         {"/api/newest", false, [](Api& api, const Request& r) { return ListNewest(api.model, r); }},
         {"/api/samples", false,
          [](Api& api, const Request& r) { return ListSamples(api.model, r); }},
@@ -74,9 +74,7 @@ const Api::Route* Api::FindRoute(const std::string& path) {
         {"/samples.csv", false,
          [](Api& api, const Request& r) { return DownloadSamples(api.model, r); }},
         {"/metrics", false,
-         [](Api& api, const Request&) {
-             return WriteMetrics(api.model, api.host, api.pushes, *api.events);
-         }},
+         [](Api& api, const Request&) { return WriteMetrics(api.model, api.host, *api.events); }},
     });
     const auto found = std::find_if(routes.begin(), routes.end(),
                                     [&](const Route& route) { return route.path == path; });
@@ -89,17 +87,14 @@ Api::Api(core::tessaryn::StreamRepository& streams, core::tessaryn::StreamTypeRe
       host(host),
       access(options),
       index(streams),
-      model{streams, types, options, index},
-      pushes(model) {}
+      model{streams, types, options, index} {}
 
 void Api::Start() {
     events = std::make_unique<EventHub>(model);
-    pushes.Update();
 }
 
 void Api::Stop() {
     events.reset();
-    pushes.Clear();
 }
 
 Answer Api::Handle(const Request& request) {

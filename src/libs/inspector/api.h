@@ -8,7 +8,6 @@
 #include "inspector/event_hub.h"
 #include "inspector/host_metrics.h"
 #include "inspector/inspector_options.h"
-#include "inspector/push_counts.h"
 #include "inspector/request.h"
 #include "inspector/stream_index.h"
 #include "inspector/stream_info.h"
@@ -51,7 +50,6 @@ class Api {
     Access access;
     StreamIndex index;
     Model model;
-    PushCounts pushes;
     std::unique_ptr<EventHub> events;
     Poco::Timestamp started;
 };

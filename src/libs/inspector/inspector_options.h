@@ -76,10 +76,6 @@ struct InspectorOptions {
     std::function<std::string(const std::string& path, const std::string& entry)> unit = {};
     /// Entries whose newest values are metrics.
     std::vector<EntryGauge> gauges = {};
-    /// Whether the pushes of each stream are counted, of the first
-    /// `InspectorLimits::maxMetricStreams`. This subscribes to them, which costs each push a copy
-    /// of its sample. Streams that come later are found when somebody asks.
-    bool countsPushes = true;
     /// Threads that make answers.
     std::size_t workers = 2;
     InspectorLimits limits = {};

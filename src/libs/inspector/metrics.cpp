@@ -78,13 +78,14 @@ double Seconds(std::chrono::nanoseconds time) {
     return std::chrono::duration<double>(time).count();
 }
 
-void AddStream(Families& families, const Model& model, const PushCounts& pushes,
-               const std::string& path) {
+void AddStream(Families& families, const Model& model, const std::string& path) {
+    std::uint64_t pushes = 0;
     int samples = 0;
     int capacity = 0;
     std::size_t subscriptions = 0;
     std::optional<std::int64_t> newest;
     const bool exists = model.TryVisit(path, [&](const Stream& stream) {
+        pushes = stream.CountPushes();
         samples = stream.GetNumSamples();
         capacity = stream.GetMaxSize();
         subscriptions = stream.CountSubscriptions();
@@ -95,11 +96,8 @@ void AddStream(Families& families, const Model& model, const PushCounts& pushes,
         return;
     }
     const Labels label = Label("stream", path);
-    if (const std::optional<std::uint64_t> count = pushes.Get(path)) {
-        families.Add("velmora_stream_pushes_total",
-                     "Samples pushed since the inspector first saw the stream.", ToDouble(*count),
-                     label);
-    }
+    families.Add("velmora_stream_pushes_total", "Samples pushed since the stream was made.",
+                 ToDouble(pushes), label);
     families.Add("velmora_stream_samples", "Samples in the ring of the stream.", samples, label);
     families.Add("velmora_stream_capacity_samples", "Samples that the ring can hold.", capacity,
                  label);
@@ -148,9 +146,7 @@ std::optional<double> NewestValue(const Model& model, const EntryGauge& gauge) {
 
 }  // namespace
 
-Answer WriteMetrics(const Model& model, const HostMetrics& host, PushCounts& pushes,
-                    const EventHub& events) {
-    pushes.Update();
+Answer WriteMetrics(const Model& model, const HostMetrics& host, const EventHub& events) {
     Families families;
     const std::shared_ptr<const PathList> list = model.index.Get();
     const std::vector<std::string>& paths = list->GetPaths();
@@ -162,7 +158,7 @@ Answer WriteMetrics(const Model& model, const HostMetrics& host, PushCounts& pus
     families.Add("velmora_stream_types", "Stream types of the host, in all versions.",
                  ToDouble(CountTypes(model)));
     for (std::size_t i = 0; i < shown; ++i) {
-        AddStream(families, model, pushes, paths[i]);
+        AddStream(families, model, paths[i]);
     }
     for (const auto& [name, statistics] : host.GetDeliveries()) {
         AddDelivery(families, name, statistics);

@@ -7,12 +7,10 @@
 #include "inspector/event_hub.h"
 #include "inspector/host_metrics.h"
 #include "inspector/model.h"
-#include "inspector/push_counts.h"
 
 namespace velmora::inspector {
 
 /// The metrics in the text form of Prometheus, see docs/inspector.md.
-Answer WriteMetrics(const Model& model, const HostMetrics& host, PushCounts& pushes,
-                    const EventHub& events);
+Answer WriteMetrics(const Model& model, const HostMetrics& host, const EventHub& events);
 
 }  // namespace velmora::inspector

@@ -4,7 +4,6 @@
 #include "inspector/stream_info.h"
 
 #include "inspector/json_text.h"
-#include "inspector/push_counts.h"
 #include "inspector/request_error.h"
 #include "inspector/sample_json.h"
 #include "tessaryn/stream.h"
@@ -86,6 +85,7 @@ struct StreamState {
     int capacity = 0;
     int samples = 0;
     std::size_t subscribers = 0;
+    std::uint64_t pushes = 0;
     std::optional<double> rate;
     std::optional<Sample> newest;
 };
@@ -119,6 +119,7 @@ StreamState ReadState(const Stream& stream) {
     state.capacity = stream.GetMaxSize();
     state.samples = stream.GetNumSamples();
     state.subscribers = stream.CountSubscriptions();
+    state.pushes = stream.CountPushes();
     state.rate = Rate(stream, state.samples);
     stream.TryGetLatest([&](const Sample& sample) { state.newest = sample; });
     return state;
@@ -236,9 +237,8 @@ Answer ListTypes(const Model& model, const Request& request) {
     return ToAnswer(json);
 }
 
-Answer DescribeStream(const Model& model, PushCounts& pushes, const Request& request) {
+Answer DescribeStream(const Model& model, const Request& request) {
     const std::string& path = request.Require("path");
-    pushes.Update();
     StreamState state;
     model.Visit(path, [&](Stream& stream) { state = ReadState(stream); });
     JsonText json;
@@ -247,9 +247,7 @@ Answer DescribeStream(const Model& model, PushCounts& pushes, const Request& req
     json.Key("version").Text(state.type == nullptr ? "" : state.type->GetVersion().ToString());
     json.Key("capacity").Integer(state.capacity).Key("samples").Integer(state.samples);
     json.Key("subscribers").Unsigned(state.subscribers).Key("rate").Number(*state.rate);
-    if (const auto pushed = pushes.Get(path)) {
-        json.Key("pushed").Unsigned(*pushed);
-    }
+    json.Key("pushed").Unsigned(state.pushes);
     json.Key("history").Bool(!model.options.history.empty());
     json.Key("entries");
     if (state.type == nullptr) {

@@ -11,8 +11,6 @@
 
 namespace velmora::inspector {
 
-class PushCounts;
-
 /// How many types there are, in all versions.
 std::size_t CountTypes(const Model& model);
 
@@ -22,7 +20,7 @@ std::size_t CountTypes(const Model& model);
 Answer ListChildren(const Model& model, const Request& request);
 Answer FindStreams(const Model& model, const Request& request);
 Answer ListTypes(const Model& model, const Request& request);
-Answer DescribeStream(const Model& model, PushCounts& pushes, const Request& request);
+Answer DescribeStream(const Model& model, const Request& request);
 Answer ListNewest(const Model& model, const Request& request);
 ///@}
 

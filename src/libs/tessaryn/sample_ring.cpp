@@ -59,6 +59,7 @@ std::unique_ptr<Sample> SampleRing::Pop() {
         samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
         currentSampleIdx = DecreasedSampleIdx();
         --storedSamples;
+        ++positionsGivenAgain;
         runs.DropFrom(GetEnd());
     }
     return newest;
@@ -68,7 +69,7 @@ SampleRing::Samples SampleRing::Clear() {
     Samples cleared;
     cleared.swap(samples);
     currentSampleIdx = noSample;
-    storedSamples = 0;
+    positionsGivenAgain += static_cast<Position>(std::exchange(storedSamples, 0));
     runs.DropFrom(firstPosition);
     return cleared;
 }

@@ -37,7 +37,8 @@ class Sample;
 class SampleRing {
   public:
     using Samples = std::vector<Sample*>;
-    /// A sample's place in the order of pushing. A popped sample's position is given again.
+    /// A sample's place in the order of pushing. That of one that was popped or cleared is given
+    /// again.
     using Position = RunList::Position;
     /// Indices counted from the oldest sample; `end` does not belong to it.
     struct IndexRange {
@@ -74,6 +75,9 @@ class SampleRing {
     Position GetBegin() const { return firstPosition; }
     /// The position behind the newest sample.
     Position GetEnd() const { return PositionOf(storedSamples); }
+
+    /// How many samples were pushed.
+    Position CountPushes() const { return GetEnd() + positionsGivenAgain; }
 
     /// Stores a sample as the newest. An `OrderGuard` has to look at it before the next query.
     /// \return the oldest sample, whose slot it took in a full ring; else null
@@ -119,6 +123,7 @@ class SampleRing {
     int currentSampleIdx;
     int storedSamples = 0;
     Position firstPosition = 0;
+    Position positionsGivenAgain = 0;
     mutable RunList runs;
     // Set by each stamp of a sample of the ring, which may be one that an open guard covers.
     mutable std::atomic<bool> isStamped = false;

@@ -384,6 +384,11 @@ int Stream::GetNumSamples() const {
     return ring.GetCount();
 }
 
+std::uint64_t Stream::CountPushes() const {
+    const Lock lock(mutex);
+    return ring.CountPushes();
+}
+
 std::size_t Stream::CountSubscriptions() const {
     return subscribers.GetSize();
 }

@@ -228,6 +228,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     bool TryGetLatest(std::function<void(const Sample&)> callback) const;
     /// How many samples the stream holds.
     int GetNumSamples() const;
+    /// How many samples have been pushed since the stream was made, those of its node included.
+    std::uint64_t CountPushes() const;
     /// How many subscriptions there are. Waits for a notification under way.
     std::size_t CountSubscriptions() const;
     /// Whether the stream holds no sample.
