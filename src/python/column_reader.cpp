@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace velmora::python {
@@ -31,6 +32,22 @@ bool IsEarlier(const Sample* left, const Sample* right) {
     return TimeOf(left) < TimeOf(right);
 }
 
+// The times are gathered first: a sample's memory is far from the next one's.
+void SortByTime(Samples& samples) {
+    if (std::is_sorted(samples.begin(), samples.end(), IsEarlier)) {
+        return;
+    }
+    std::vector<std::pair<std::int64_t, Sample*>> ordered;
+    ordered.reserve(samples.size());
+    for (Sample* const sample : samples) {
+        ordered.emplace_back(TimeOf(sample), sample);
+    }
+    std::stable_sort(ordered.begin(), ordered.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
+    std::transform(ordered.begin(), ordered.end(), samples.begin(),
+                   [](const auto& each) { return each.second; });
+}
+
 // Samples in the order of time, those of equal times in the order of pushing.
 class OrderedSamples {
   public:
@@ -47,7 +64,7 @@ class OrderedSamples {
             // By a search. The order of storage is that of pushing unless times are equal.
             stream.GetBetween(since, Poco::Timestamp(*selection.until), [&](const Samples& found) {
                 Samples samples = found;
-                std::stable_sort(samples.begin(), samples.end(), IsEarlier);
+                SortByTime(samples);
                 const auto equal = [](const Sample* left, const Sample* right) {
                     return TimeOf(left) == TimeOf(right);
                 };
@@ -75,7 +92,7 @@ class OrderedSamples {
             std::erase_if(samples,
                           [&](const Sample* sample) { return TimeOf(sample) > *selection.until; });
         }
-        std::stable_sort(samples.begin(), samples.end(), IsEarlier);
+        SortByTime(samples);
         visit(Filtered(std::move(samples)));
     }
 

@@ -13,6 +13,8 @@ from typing import TYPE_CHECKING, Any, Union
 import numpy as np
 import numpy.typing as npt
 
+from .columns import Columns
+
 if TYPE_CHECKING:
     import pandas as pd  # type: ignore[import]
 
@@ -23,6 +25,7 @@ EntrySpec = Union[str, type, "np.dtype[Any]", "tuple[Any, int]"]
 
 _EPOCH = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
 _MICROSECOND = datetime.timedelta(microseconds=1)
+_MICROSECONDS = np.dtype("M8[us]")
 _UNITS = {
     "us": 1,
     "ms": 1_000,
@@ -46,7 +49,6 @@ _TYPES = {
     "bool": "Bool",
 }
 _DTYPES = {type_name: dtype for dtype, type_name in _TYPES.items()}
-_DTYPES = {type_name: dtype for dtype, type_name in _TYPES.items()}
 _INTEGERS = ("Int8", "Int16", "Int32", "Int64")
 _PYTHON_TYPES: dict[Any, str] = {
     float: "Double",
@@ -62,6 +64,8 @@ def microseconds(time: Time) -> int:
     if isinstance(time, np.datetime64):
         if np.isnat(time):
             raise ValueError("NaT is no time")
+        if time.dtype == _MICROSECONDS:
+            return int(time.view(np.int64))
         return _counted(time, "datetime64[us]")
     if isinstance(time, str):
         try:
@@ -224,8 +228,6 @@ def rows_of(
 def _columns_of(data: Any) -> tuple[dict[str, Any], Any]:
     """The columns, and the times where they are no column."""
     if isinstance(data, Mapping):
-        from .columns import Columns
-
         return dict(data), data.time if isinstance(data, Columns) else None
     if isinstance(data, np.ndarray) and data.dtype.names is not None:
         if data.ndim != 1:

@@ -7,12 +7,12 @@ from __future__ import annotations
 
 import os
 from collections.abc import Iterator, Mapping
-from types import TracebackType
 from typing import NamedTuple
 
 import numpy as np
 
 from . import _native
+from ._closing import Closing
 from ._native import Rule, StreamType
 from ._tables import Time
 from .columns import Columns
@@ -130,7 +130,7 @@ def _empty(path: str, type: StreamType) -> Columns:
     return Columns(np.empty(0, "M8[us]"), arrays, path)
 
 
-class History(Mapping[str, HistoryStream]):
+class History(Closing, Mapping[str, HistoryStream]):
     """A file of samples, opened to be read: streams by path. As a context manager it closes itself.
 
     Others may write meanwhile; each query sees what was committed when it began.
@@ -176,17 +176,6 @@ class History(Mapping[str, HistoryStream]):
     def close(self) -> None:
         """Close the file. Later queries raise ReferenceError."""
         self._handle.close()
-
-    def __enter__(self) -> History:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        self.close()
 
     def __repr__(self) -> str:
         if self._handle.is_closed():

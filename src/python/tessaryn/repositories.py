@@ -8,9 +8,9 @@ from __future__ import annotations
 import html
 import os
 from collections.abc import Iterator, Mapping
-from types import TracebackType
 
 from . import _native
+from ._closing import Closing
 from ._native import StreamType
 from .errors import PathNotFoundError, VersionNotFoundError
 from .stream import Stream
@@ -105,7 +105,7 @@ class TypeRepository(Mapping[str, TypeVersions]):
         return f"<TypeRepository of {len(self)} types: {', '.join(self)}>"
 
 
-class StreamRepository(Mapping[str, Stream]):
+class StreamRepository(Closing, Mapping[str, Stream]):
     """Streams by path, such as "plant/line1". As a context manager it closes itself."""
 
     def __init__(self, types: TypeRepository | None = None, *, separator: str = "/") -> None:
@@ -155,17 +155,6 @@ class StreamRepository(Mapping[str, Stream]):
     def close(self) -> None:
         """Remove all streams, and let every later use raise ReferenceError."""
         self._store.close()
-
-    def __enter__(self) -> StreamRepository:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        self.close()
 
     def __getitem__(self, path: str) -> Stream:
         return Stream._of(self._store, path)

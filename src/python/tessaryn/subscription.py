@@ -21,6 +21,7 @@ from typing import Literal, NamedTuple, Union
 import numpy as np
 
 from . import _native
+from ._closing import Closing
 from ._native import Condition, Rule, StreamType
 from ._tables import Span, span_microseconds
 from .sample import Sample
@@ -86,7 +87,7 @@ def _take(delivery: _native.Delivery, type: StreamType, timeout: int | None) -> 
     return Change(kind, Sample(type, stamp, values), sequence, dropped)
 
 
-class Subscription:
+class Subscription(Closing):
     """Changes of one stream, which Stream.subscribe makes.
 
     Iterate over it with for or async for, or call get(). It ends when the stream is removed, or its
@@ -251,17 +252,6 @@ class Subscription:
     def _check_no_callback(self) -> None:
         if self._thread is not None:
             raise TypeError("a subscription with a callback hands over by itself")
-
-    def __enter__(self) -> Subscription:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        self.close()
 
     async def __aenter__(self) -> Subscription:
         return self

@@ -1,0 +1,31 @@
+# Copyright (c) 2026 The Velmora Tessaryn authors
+# SPDX-License-Identifier: BSL-1.0
+
+"""What with closes."""
+
+from __future__ import annotations
+
+from types import TracebackType
+from typing import TypeVar
+
+Self = TypeVar("Self", bound="Closing")
+
+
+class Closing:
+    """Closes itself where a with statement ends."""
+
+    __slots__ = ()
+
+    def close(self) -> None:
+        raise NotImplementedError
+
+    def __enter__(self: Self) -> Self:
+        return self
+
+    def __exit__(
+        self,
+        kind: type[BaseException] | None,
+        error: BaseException | None,
+        traceback: TracebackType | None,
+    ) -> None:
+        self.close()
