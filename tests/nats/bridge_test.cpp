@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <nats/nats.h>
 #include <optional>
 #include <string>
 #include <thread>
@@ -249,6 +250,57 @@ TEST_F(BridgeTest, StartsWhereItIsTold) {
         EXPECT_EQ(LevelsOf(peer.Find("plant/tank")).front(), row.first);
         EXPECT_EQ(follower.GetStatistics().missing, 0U);
     }
+}
+
+TEST_F(BridgeTest, GoesOnWhenTheJetStreamStreamIsDeleted) {
+    const auto deleteStream = [&] {
+        jsCtx* context = nullptr;
+        ASSERT_EQ(natsConnection_JetStream(&context, target.connection.Get(), nullptr), NATS_OK);
+        EXPECT_EQ(js_DeleteStream(context, "velmora", nullptr, nullptr), NATS_OK);
+        jsCtx_Destroy(context);
+    };
+    Publisher publisher(source.connection, source.streams, {">"});
+    Stream& tank = source.AddStream("plant/tank");
+    publisher.Rescan();
+    const auto push = [&](int first, int last) {
+        for (int level = first; level <= last; ++level) {
+            PushLevel(tank, level);
+        }
+        ASSERT_TRUE(publisher.Flush(60s));
+    };
+    FollowerOptions options = FromTheBeginning();
+    Position position;
+    options.onPushed = [&](const std::string& /*path*/, const exchange::FrameHeader& header) {
+        position = {header.channel, header.sequence};
+    };
+    options.getPosition = [&](const std::string& /*path*/) { return position; };
+    std::optional<Follower> follower(std::in_place, target.connection, target.types, target.streams,
+                                     std::vector<std::string>{">"}, options);
+    push(1, 50);
+    WaitFor(*follower, 50);
+    deleteStream();
+    push(51, 100);
+    WaitFor(*follower, 100);
+    EXPECT_GE(publisher.GetStatistics().refused, 1U);
+    EXPECT_EQ(publisher.GetStatistics().acknowledged, 100U);
+    EXPECT_GE(follower->GetStatistics().restarts, 1U);
+    EXPECT_EQ(follower->GetStatistics().missing, 0U);
+    EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(100));
+
+    // What nobody has received is lost with it, and counted.
+    follower.reset();
+    push(101, 150);
+    deleteStream();
+    push(151, 160);
+    follower.emplace(target.connection, target.types, target.streams, std::vector<std::string>{">"},
+                     options);
+    WaitFor(*follower, 10);
+    EXPECT_EQ(follower->GetStatistics().missing, 50U);
+    std::vector<int> levels = UpTo(100);
+    for (int level = 151; level <= 160; ++level) {
+        levels.push_back(level);
+    }
+    EXPECT_EQ(LevelsOf(target.Find("plant/tank")), levels);
 }
 
 TEST_F(BridgeTest, DoesNotGoRoundInCircles) {

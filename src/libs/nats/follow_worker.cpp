@@ -114,12 +114,22 @@ void FollowWorker::Run() {
 }
 
 bool FollowWorker::Begin() try {
-    // One that was deleted and made again counts from 1 again.
-    if (lastInStream != 0 && jetStream.GetLastInStream() < lastInStream) {
+    // One that was deleted and made again, or restored, counts anew.
+    const JetStream::State there = jetStream.GetState();
+    if (lastInStream != 0 && (there.created != created || there.last < lastInStream)) {
         lastInStream = 0;
         isFromBeginning = true;
     }
-    return consumer.Begin([this](jsConsumerConfig& config) { SetStart(config); });
+    if (!consumer.Begin([this](jsConsumerConfig& config) { SetStart(config); })) {
+        return false;
+    }
+    if (jetStream.GetState().created != there.created) {
+        // The consumer may be one of the next, and begin at a number of this one.
+        consumer.End();
+        return false;
+    }
+    created = there.created;
+    return true;
 } catch (const NatsException& exception) {
     Log().debug(exception.what());
     return false;

@@ -100,7 +100,8 @@ class FollowWorker {
     // Received since the last push.
     std::uint64_t received = 0;
     FollowerStatistics counts;
-    // The number in the JetStream stream up to which all is received.
+    // Of the JetStream stream, and the number in it up to which all is received.
+    std::int64_t created = 0;
     std::uint64_t lastInStream = 0;
     // The message up to which all is pushed, once what was received is.
     std::string acknowledgement;

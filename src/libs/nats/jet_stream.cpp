@@ -91,16 +91,16 @@ Message JetStream::GetLast(const std::string& subject) const {
     return Message(message);
 }
 
-std::uint64_t JetStream::GetLastInStream() const {
+JetStream::State JetStream::GetState() const {
     jsStreamInfo* found = nullptr;
     const natsStatus status =
         js_GetStreamInfo(&found, context.get(), name.c_str(), nullptr, nullptr);
     const StreamInfo info(found);
     if (status == NATS_NOT_FOUND) {
-        return 0;
+        return {};
     }
     Check(status, "ask for the JetStream stream '" + name + "'");
-    return info->State.LastSeq;
+    return {info->Created, info->State.LastSeq};
 }
 
 std::optional<exchange::Frame> FrameOf(natsMsg* message, std::size_t maxPayload) {

@@ -30,9 +30,14 @@ class JetStream {
     /// \throws NatsException when the server does not answer
     Message GetLast(const std::string& subject) const;
 
-    /// The number of the newest message; 0 if there is none, or no such JetStream stream.
+    struct State {
+        std::int64_t created = 0;  ///< nanoseconds since the Unix epoch; 0 for no JetStream stream
+        std::uint64_t last = 0;    ///< the number of the newest message; 0 if there is none
+    };
+
+    /// Which JetStream stream has the name now.
     /// \throws NatsException when the server does not answer
-    std::uint64_t GetLastInStream() const;
+    State GetState() const;
 
     jsCtx* GetContext() const { return context.get(); }
     const std::string& GetName() const { return name; }

@@ -223,9 +223,14 @@ class Publisher::State {
     }
 
     bool Describe(const core::tessaryn::StreamType& type) {
-        return window.Send(
-            ToTypeSubject(options.jetStream, encoder.GetFingerprint(type).ToString()),
-            encoder.EncodeType(type));
+        const std::string subject =
+            ToTypeSubject(options.jetStream, encoder.GetFingerprint(type).ToString());
+        const std::string frame(encoder.EncodeType(type));
+        {
+            const std::lock_guard lock(mutex);
+            descriptions[subject] = frame;
+        }
+        return window.Send(subject, frame);
     }
 
     // Null when the path belongs to another of the patterns.
@@ -280,6 +285,12 @@ class Publisher::State {
     void Restore() {
         try {
             Ensure();
+            // Before the samples that are sent again: nothing else may follow for long.
+            const std::lock_guard lock(mutex);
+            for (const auto& [subject, frame] : descriptions) {
+                natsConnection_Publish(connection.Get(), subject.c_str(), frame.data(),
+                                       static_cast<int>(frame.size()));
+            }
         } catch (const NatsException& exception) {
             Poco::Logger::get("velmora.nats").debug(exception.what());
         }
@@ -305,6 +316,8 @@ class Publisher::State {
     // Guarded by `mutex`.
     std::vector<std::string> subjects;
     std::unordered_set<std::string> names;
+    // Frames by their subjects.
+    std::unordered_map<std::string, std::string> descriptions;
     // The map is guarded by `mutex`, a track's last number is the worker's; tracks stay for good.
     std::unordered_map<std::string, PathTrack> tracks;
 
