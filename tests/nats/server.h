@@ -51,7 +51,7 @@ class NatsServer {
         all.insert(all.end(), arguments.begin(), arguments.end());
         process.emplace(Poco::Process::launch("nats-server", all));
         const std::string file = ports + "/nats-server_" + std::to_string(process->id()) + ".ports";
-        const std::string prefix = "nats://127.0.0.1:";
+        const std::string prefix = "://127.0.0.1:";
         std::string text;
         std::size_t begin = 0;
         std::size_t end = 0;

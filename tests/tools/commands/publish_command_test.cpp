@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <iomanip>
 #include <set>
@@ -179,6 +180,25 @@ TEST(PublishCommand, WaitsForAServerAndEndsInOrder) {
     EXPECT_THAT(run.err, HasSubstr("11 rows read\n11 acknowledged, 0 duplicates"));
     EXPECT_THAT(run.err, HasSubstr("; interrupted\n"));
     EXPECT_THAT(run.err, Not(HasSubstr("no NATS server answers")));
+}
+
+TEST(PublishCommand, ShowsItsCertificateAndAsksForThatOfTheServer) {
+    const Folder folder;
+    const std::string certificate = folder.PathOf("certificate.pem");
+    const std::string key = folder.PathOf("key.pem");
+    const std::string make =
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 1 -subj "
+        "/CN=127.0.0.1 -addext subjectAltName=IP:127.0.0.1 -keyout " +
+        key + " -out " + certificate + " 2>/dev/null";
+    ASSERT_EQ(std::system(make.c_str()), 0);
+    const NatsServer server({"--tls", "--tlscert", certificate, "--tlskey", key, "--tlsverify",
+                             "--tlscacert", certificate});
+    const std::string publish = "publish " + folder.Write("tank.csv", Rows(1, 3)) + " --to tls://" +
+                                server.GetUrl().substr(7) + " --nats-ca " + certificate;
+    const Outcome run = RunTool(publish + " --nats-cert " + certificate + " --nats-key " + key);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("3 acknowledged"));
+    ExpectFailure(publish, "tls://127.0.0.1:");
 }
 
 TEST(PublishCommand, SaysWhatIsWrong) {

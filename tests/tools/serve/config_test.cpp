@@ -4,6 +4,7 @@
 // The configuration of the service, as "tessaryn serve --check-config" sees it.
 
 #include "process.h"
+#include "remote/nats_source.h"
 
 #include <cctype>
 #include <fstream>
@@ -162,8 +163,13 @@ TEST(ServeConfig, IsAsTheExampleSays) {
     }
     EXPECT_EQ(Check(asItIs).out, "p: 1 source and 1 rule, no mistakes\n");
     const Outcome run = Check(withAllKeys);
+    EXPECT_EQ(run.status == 0, HasNats());
+    if (!HasNats()) {
+        EXPECT_THAT(run.err, HasSubstr("this program was built without NATS"));
+        return;
+    }
     EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.out, "p: 5 sources and 2 rules, no mistakes\n");
+    EXPECT_EQ(run.out, "p: 6 sources and 2 rules, no mistakes\n");
 }
 
 TEST(ServeConfig, RefusesATokenThatOthersMayRead) {

@@ -4,6 +4,7 @@
 #include "serve/service.h"
 
 #include "command_error.h"
+#include "remote/nats_address.h"
 #include "serve/config_reader.h"
 #include "terminal/message.h"
 #include "text/escaped_text.h"
@@ -105,7 +106,7 @@ std::string Service::Describe() const {
             text += "...";
             break;
         }
-        text += config.sources[i].name + " from " + config.sources[i].from;
+        text += config.sources[i].name + " from " + WithoutCredentials(config.sources[i].from);
     }
     text += ") with " + Counted(config.reactions.rules.size(), "rule");
     if (!plant.GetHistoryFile().empty()) {
