@@ -61,21 +61,29 @@ package_try() {
     }
 
     begin "install them in another one"
-    cp "$builder"/velmora-tessaryn/build/packages/*.deb "$host/tmp"
-    mkdir -p "$host/host/debian" "$host/host/tests"
+    mkdir -p "$host/packages" "$host/host/debian" "$host/host/tests"
+    cp "$builder"/velmora-tessaryn/build/packages/*.deb "$host/packages"
+    # A package that is installed by its name brings what it declares, and nothing else.
+    (cd "$host/packages" && dpkg-scanpackages . >Packages)
+    echo "deb [trusted=yes] file:/packages ./" >"$host/etc/apt/sources.list.d/packages.list"
     cp -r debian/tests "$host/host/debian"
     cp -r tests/consumer tests/docs "$host/host/tests"
     in_root "$host" '
+        cd /host
+        install() {
+            apt-get install -q -y --no-install-recommends "$@"
+        }
         apt-get update -q
-        apt-get install -q -y --no-install-recommends /tmp/*.deb
-        tessaryn --version
-        apt-get install -q -y --no-install-recommends cmake g++ man-db ninja-build pkg-config
+        install python3-tessaryn
+        debian/tests/python
+        install man-db systemd tessaryn-server
+        debian/tests/server
+        install /packages/*.deb cmake g++ ninja-build pkg-config
     '
     begin "run the program and build a host there"
     in_root "$host" '
         cd /host
         debian/tests/consumer
-        debian/tests/python
         man --warnings -P cat tessaryn | head -n 12
         doc=/usr/share/doc/libvelmora-tessaryn-dev
         cmake -DSOURCE_DIR=$doc -P tests/docs/links.cmake
