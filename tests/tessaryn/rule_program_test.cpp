@@ -114,6 +114,28 @@ TEST(RuleProgram, HasTheOutcomeOfTheTreeForRandomTexts) {
     EXPECT_TRUE(outcomes["true"] > 500 && outcomes["false"] > 500 && outcomes.size() == 5U);
 }
 
+TEST(RuleProgram, HasTheOutcomeOfTheTreeForLiteralsAtTheEndsOfTypes) {
+    const std::pair<BaseType, std::string> typesAndValues[] = {
+        {Int8, "127"},     {UInt8, "255"},        {Int16, "32767"},
+        {UInt16, "65535"}, {Int32, "2147483647"}, {UInt32, "4294967295"}};
+    for (const auto& [type, value] : typesAndValues) {
+        TestType layout({{"x", type, 1}});
+        Sample sample(&layout.type, Poco::Timestamp());
+        sample.Set(0, 0, value);
+        const SubscriptionArgs args{pushed, &sample, nullptr};
+        for (const std::string literal :
+             {"-129", "-128", "-127", "-1", "0", "127", "128", "255", "256", "32767", "32768",
+              "65535", "65536", "2147483647", "2147483648", "4294967295", "4294967296"}) {
+            for (const std::string fraction : {"", ".0"}) {
+                for (const std::string comparison : {" == ", " > ", " <= "}) {
+                    const std::string text = "x" + comparison + literal + fraction;
+                    ASSERT_NO_FATAL_FAILURE(ExpectOutcomeOfTree(Parse(text), args, text)) << type;
+                }
+            }
+        }
+    }
+}
+
 // A host's operator, which logs that it is evaluated.
 template <class Base>
 class Logged : public Base {

@@ -6,7 +6,6 @@
 #include <Poco/Exception.h>
 
 #include <limits>
-#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -18,15 +17,12 @@ namespace {
 constexpr std::uint16_t integerTypes =
     traits::Bits(Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64);
 
-// Whether a conversion is sure to refuse the literal, since it lies beyond the ends of a type whose
-// conversions check them. Most literals do for some type, and the exceptions would take as long as
-// all else that a rule's parsing does.
+// Whether the conversion is sure to refuse the literal, since it lies beyond the ends of the type.
+// Most literals do for some type, and the exceptions would take as long as all else that a rule's
+// parsing does.
 template <class Native>
 bool IsBeyond(const Poco::Dynamic::Var& literal) {
     using Limits = std::numeric_limits<Native>;
-    if (std::is_signed_v<Native> && sizeof(Native) >= sizeof(int)) {
-        return false;
-    }
     if (literal.type() == typeid(Poco::Int64)) {
         return !std::in_range<Native>(literal.extract<Poco::Int64>());
     }
