@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <mutex>
 #include <nats/nats.h>
 #include <optional>
 #include <string>
@@ -270,7 +271,9 @@ TEST_F(BridgeTest, GoesOnWhenTheJetStreamStreamIsDeleted) {
     };
     FollowerOptions options = FromTheBeginning();
     Position position;
+    std::mutex pause;
     options.onPushed = [&](const std::string& /*path*/, const exchange::FrameHeader& header) {
+        const std::lock_guard lock(pause);
         position = {header.channel, header.sequence};
     };
     options.getPosition = [&](const std::string& /*path*/) { return position; };
@@ -278,26 +281,34 @@ TEST_F(BridgeTest, GoesOnWhenTheJetStreamStreamIsDeleted) {
                                      std::vector<std::string>{">"}, options);
     push(1, 50);
     WaitFor(*follower, 50);
-    deleteStream();
-    push(51, 100);
-    WaitFor(*follower, 100);
+    {
+        // The follower sees the next one only when that has more messages than it received.
+        const std::lock_guard lock(pause);
+        push(51, 51);
+        while (LevelsOf(target.Find("plant/tank")).size() < 51) {
+            std::this_thread::yield();
+        }
+        deleteStream();
+        push(52, 110);
+    }
+    WaitFor(*follower, 110);
     EXPECT_GE(publisher.GetStatistics().refused, 1U);
-    EXPECT_EQ(publisher.GetStatistics().acknowledged, 100U);
+    EXPECT_EQ(publisher.GetStatistics().acknowledged, 110U);
     EXPECT_GE(follower->GetStatistics().restarts, 1U);
     EXPECT_EQ(follower->GetStatistics().missing, 0U);
-    EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(100));
+    EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(110));
 
     // What nobody has received is lost with it, and counted.
     follower.reset();
-    push(101, 150);
+    push(111, 160);
     deleteStream();
-    push(151, 160);
+    push(161, 170);
     follower.emplace(target.connection, target.types, target.streams, std::vector<std::string>{">"},
                      options);
     WaitFor(*follower, 10);
     EXPECT_EQ(follower->GetStatistics().missing, 50U);
-    std::vector<int> levels = UpTo(100);
-    for (int level = 151; level <= 160; ++level) {
+    std::vector<int> levels = UpTo(110);
+    for (int level = 161; level <= 170; ++level) {
         levels.push_back(level);
     }
     EXPECT_EQ(LevelsOf(target.Find("plant/tank")), levels);
