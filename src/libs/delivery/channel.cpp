@@ -112,7 +112,6 @@ Channel::Channel(std::shared_ptr<Scheduler> scheduler, std::string path, Handler
         this->options.capacity = 1;
     }
     this->options.conditions = ConditionChain();
-    this->scheduler->Register(*this);
 }
 
 Channel::~Channel() {
@@ -120,6 +119,8 @@ Channel::~Channel() {
 }
 
 void Channel::Attach(Stream& stream, const Rule& rule, bool withHistory) {
+    // Not in the constructor: a worker that looks at all jobs must find a pointer to this one.
+    scheduler->Register(*this);
     {
         const Lock lock(mutex);
         source = &stream;

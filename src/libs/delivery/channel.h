@@ -45,7 +45,7 @@ class Channel : public Job, private Sink {
             DeliveryOptions options);
     ~Channel() override;
 
-    /// Subscribes to a stream; once.
+    /// Subscribes to a stream; once, and before anything else.
     /// \param withHistory whether what the stream holds comes first
     void Attach(core::tessaryn::Stream& stream, const Rule& rule, bool withHistory);
 
