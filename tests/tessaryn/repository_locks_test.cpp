@@ -7,6 +7,8 @@
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 
+#include <Poco/AutoPtr.h>
+#include <Poco/Channel.h>
 #include <Poco/Logger.h>
 #include <gtest/gtest.h>
 
@@ -96,6 +98,16 @@ struct OpenLock : Lockable {
     }
 };
 
+// Calls a function object at each message to POCO's root logger.
+class RootLoggerWatch : public Poco::Channel {
+  public:
+    explicit RootLoggerWatch(std::function<void()> onMessage) : onMessage(std::move(onMessage)) {}
+    void log(const Poco::Message& /*message*/) override { onMessage(); }
+
+  private:
+    std::function<void()> onMessage;
+};
+
 class RepositoryLocks : public testing::Test {
   protected:
     Poco::Logger& logger = Poco::Logger::get("locks");
@@ -118,6 +130,7 @@ TEST_F(RepositoryLocks, LookUpsAndChangesOfTheStreamsWaitForTheRepository) {
         streams,
         {{"GetItemPtr", [&] { streams.GetItemPtr("a/s"); }},
          {"GetStream", [&] { streams.GetStream("a/s"); }},
+         {"VisitItem", [&] { streams.VisitItem("a/s", [](Stream&) {}); }},
          {"GetGroupPtr", [&] { streams.GetGroupPtr("a"); }},
          {"GetGroupPtr of the root", [&] { streams.GetGroupPtr(""); }},
          {"GetGroup", [&] { streams.GetGroup("a"); }},
@@ -175,6 +188,25 @@ TEST_F(RepositoryLocks, AtomicExecuteOfARepositoryExcludesItsOwnKindOnly) {
                        {"Add", [&] { types.Add("a/b"); }},
                        {"Fill", [&] { types.Fill(serializer, node); }},
                        {"Remove", [&] { types.Remove("a"); }}});
+}
+
+// What is malformed is logged in the middle of reading.
+TEST_F(RepositoryLocks, GroupsAreReadWithTheirLockHeld) {
+    OpenLock<StreamGroup> streams("", nullptr);
+    OpenLock<StreamTypeCollectionGroup> collections("", nullptr);
+    std::string seen;
+    Poco::Logger& root = Poco::Logger::root();
+    root.setChannel(Poco::makeAuto<RootLoggerWatch>([&] {
+        seen += streams.IsFree() ? "free " : "held ";
+        seen += collections.IsFree() ? "free " : "held ";
+    }));
+    const BuiltTree malformed({List("Streams", {List("Stream", {})}),
+                               List("TypeCollections", {List("TypeCollection", {})})});
+    EXPECT_ANY_THROW(streams.Fill(serializer, malformed.Root(), types));
+    EXPECT_ANY_THROW(collections.Fill(serializer, malformed.Root()));
+    root.setChannel(nullptr);
+    EXPECT_EQ(seen, "held free free held ");
+    EXPECT_TRUE(streams.IsFree() && collections.IsFree());
 }
 
 TEST_F(RepositoryLocks, SamplesAreAddedWithTheGroupsLockedFromAboveDown) {

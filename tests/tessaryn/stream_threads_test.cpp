@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -38,6 +39,10 @@ class SharedStream : public testing::Test {
         Sample sample(&layout.type, Poco::Timestamp());
         Fill(number)(sample);
         return sample;
+    }
+    void PushBatch(long long number) {
+        std::unique_ptr<Sample> batch[] = {std::make_unique<Sample>(Filled(number))};
+        stream.PushMany(batch, nullptr);
     }
     void Look(const Sample& sample) {
         torn += sample.GetInt64(0, 0) != sample.GetInt64(2, 0) ? 1 : 0;
@@ -70,6 +75,7 @@ class SharedStream : public testing::Test {
         }
     }
 
+    static constexpr Poco::Timestamp::TimeVal times[] = {1};
     TestType layout{{{"a", Int64, 1}, {"text", String, 0}, {"b", Int64, 1}}};
     Stream stream{&layout.type, 7};
     std::atomic<int> torn = 0;
@@ -101,6 +107,8 @@ TEST_F(SharedStream, RunsEveryOperationBesideEveryOther) {
              stream.PushNew(in, nullptr);
          },
          [&](int) { stream.PushNew(NodeSerializer(), sampleNode); },
+         [&](int i) { PushBatch(i); },
+         [&](int) { stream.PushMany(times, bytes, nullptr); },
          [&](int) { stream.Fill(NodeSerializer(), list.Root()); },
          [&](int i) {
              stream.AtomicExecute([&] {
@@ -130,11 +138,14 @@ TEST_F(SharedStream, RunsEveryOperationBesideEveryOther) {
          [&](int) { stream.GetAll(LookAtAll()); },
          [&](int) { stream.GetAllInPushOrder(LookAtAll()); },
          [&](int) { stream.GetSince(Poco::Timestamp(0), LookAtAll()); },
+         [&](int) { stream.GetSinceInPushOrder(Poco::Timestamp(0), LookAtAll()); },
          [&](int) {
              stream.GetBetween(Poco::Timestamp(0), Poco::Timestamp::TIMEVAL_MAX, LookAtAll());
          },
          [&](int) { stream.GetLast(std::chrono::hours(1), LookAtAll()); },
          [&](int) { EXPECT_LE(stream.GetNumSamples(), 7); },
+         [&](int) { stream.CountPushes(); },
+         [&](int) { stream.CountSubscriptions(); },
          [&](int) { stream.IsEmpty(); },
          [&](int) {
              const NodeTree tree;
@@ -143,18 +154,20 @@ TEST_F(SharedStream, RunsEveryOperationBesideEveryOther) {
              EXPECT_LE(root["Samples"].GetNodes().size(), 7U);
          },
          [&](int i) {
-             const auto other =
-                 SubscriptionOf(2, [&](Stream&, SubscriptionArgs& args) { Look(*args.sample); });
-             stream.Subscribe(other);
-             if (i % 100 == 99) {
+             if (i % 10 == 9) {
                  stream.Clear(Stream::clearSubscriptions);
                  stream.Subscribe(SubscriptionOf(
                      1, [&](Stream&, SubscriptionArgs& args) { ++notified[args.changeType]; }));
              }
+         },
+         [&](int) {
+             const auto other =
+                 SubscriptionOf(2, [&](Stream&, SubscriptionArgs& args) { Look(*args.sample); });
+             stream.Subscribe(other);
              stream.Unsubscribe(other);
          }});
     EXPECT_EQ(torn, 0);
-    EXPECT_LE(notified[pushed], 5 * rounds);
+    EXPECT_LE(notified[pushed], 7 * rounds);
 }
 
 // A host's pushes do not come between the samples of a node.
@@ -208,6 +221,8 @@ TEST_F(SharedStream, LosesNothingOfOneOperationOnManyThreads) {
                   },
                   1},
                  {"node", [&](int) { stream.PushNew(NodeSerializer(), node); }, 1},
+                 {"batch", [&](int i) { PushBatch(i); }, 1},
+                 {"encoded batch", [&](int) { stream.PushMany(times, bytes, nullptr); }, 1},
                  {"change", [&](int i) { stream.ChangeLatest(Fill(i), true); }, 1},
                  {"decode",
                   [&](int) {
