@@ -162,7 +162,7 @@ class PublishSession {
     }
 
     std::string GetPath(const std::string& name) const {
-        const std::string path = options.prefix.empty() ? name : options.prefix + '/' + name;
+        std::string path = options.prefix.empty() ? name : options.prefix + '/' + name;
         if (path.empty() || path.front() == '/' || path.back() == '/' ||
             path.find("//") != std::string::npos) {
             throw CommandError("a stream cannot have the name " + Quoted(path));
