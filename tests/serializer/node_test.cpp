@@ -10,8 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace velmora::core::serialization {
 namespace {
@@ -48,6 +51,29 @@ TEST(NodeTree, HasNoLimitOfDepth) {
         node = node.AddNode("n", NodeElement);
     }
     EXPECT_EQ(node.GetPosition().size(), 2U * levels);
+}
+
+TEST(NodeTree, IsReadByManyThreadsAtOnce) {
+    const NodeTree tree;
+    NodeRef root = tree.GetRoot();
+    for (int i = 0; i < 1000; ++i) {
+        root.AddNode("n", NodeValue).SetValue(std::to_string(i));
+    }
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            int i = 0;
+            for (const NodeRef& node : root.GetNodes()) {
+                wrong += node.GetValue() == std::to_string(i) ? 0 : 1;
+                ++i;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(AbsentNode, HasAbsentChildrenAndCannotBeWrittenTo) {
