@@ -53,8 +53,8 @@ class FollowTarget {
     };
 
     /// Applies changes to the stream of a path, which is made when there is none, or hands them to
-    /// `FollowerOptions::takeSample`. What refuses one
-    /// of them, such as a host's rule that throws, is logged.
+    /// `FollowerOptions::takeSample`. What refuses one of them, such as a host's rule that throws,
+    /// is logged.
     /// \param changes at least one; their samples are taken
     Applied Apply(const std::string& path, std::span<Numbered> changes);
 

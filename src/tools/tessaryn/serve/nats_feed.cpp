@@ -29,9 +29,10 @@ class NatsFeed : public Feed {
   public:
     explicit NatsFeed(const FeedContext& context)
         : context(context), address(ParseNatsAddress(context.config.from)) {
-        LogNatsTo([this](bool isWarning, const std::string& message) {
-            this->context.log.WriteLimited(isWarning ? LogLevel::warning : LogLevel::info,
-                                           "nats " + message, message);
+        // The client library may have something to say after this feed has gone, of another one.
+        LogNatsTo([&log = context.log](bool isWarning, const std::string& message) {
+            log.WriteLimited(isWarning ? LogLevel::warning : LogLevel::info, "nats " + message,
+                             message);
         });
     }
 
