@@ -5,6 +5,7 @@
 #include "support/sample_model.h"
 #include "tessaryn/sample_check.h"
 
+#include <Poco/MemoryStream.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -125,6 +126,131 @@ TEST(SampleBinary, OfTheSameLengthIsReadTwiceWithoutAllocation) {
         EXPECT_EQ(AllocationProbe::Count(), 0) << entries << " entries of " << elements;
         EXPECT_EQ(pipe.reads, 2);
         EXPECT_EQ(BinaryOf(sample), bytes);
+    }
+}
+
+// The sample, the state of the stream, and what the stream still has.
+std::string ReadAll(std::istream& in, const Sample& former) {
+    Sample sample(former);
+    sample.Deserialize(in);
+    const auto state = std::to_string(in.rdstate());
+    std::array<char, 8> rest{};
+    const auto length = in.rdbuf()->sgetn(rest.data(), rest.size());
+    return BinaryOf(sample) + " state " + state + " then " +
+           std::string(rest.data(), static_cast<std::size_t>(length));
+}
+
+TEST(SampleBinary, IsReadFromMemoryAsFromAnyBuffer) {
+    for (const std::size_t texts : {1U, 30U}) {
+        TestType layout({{"x", Int32, 2}});
+        for (std::size_t i = 0; i < texts; ++i) {
+            layout.type.Add("s" + std::to_string(i), String, 0);
+        }
+        const auto form = [texts](const std::string& x, const std::string& text) {
+            std::vector<std::string> entries(texts + 1, text);
+            entries.front() = x;
+            return BinaryForm(entries);
+        };
+        Sample former(&layout.type, longAgo);
+        ReadBinary(former, form("12345678", "abc"));
+        const std::string same = form("87654321", "ABC");
+        std::string descending = same;
+        descending.replace(4, 4, BytesOf(~0U));
+        for (const std::string& bytes :
+             {same, same + "more", form("", ""), form("", "") + "x", form("12345678", "longer"),
+              form("1234", "a") + "more", descending, descending + "more",
+              same.substr(0, same.size() - 1), same.substr(0, 7), std::string()}) {
+            Pipe pipe(bytes);
+            std::istream any(&pipe);
+            const std::string expected = ReadAll(any, former);
+            std::istringstream text(bytes);
+            EXPECT_EQ(ReadAll(text, former), expected);
+            Poco::MemoryInputStream memory(bytes.data(),
+                                           static_cast<std::streamsize>(bytes.size()));
+            EXPECT_EQ(ReadAll(memory, former), expected);
+            std::istringstream waiting(bytes);
+            std::ostringstream tied;
+            waiting.tie(&tied);
+            EXPECT_EQ(ReadAll(waiting, former), expected);
+        }
+    }
+}
+
+TEST(SampleBinary, InMemoryIsNotReadFromAStreamThatFailed) {
+    TestType layout({{"x", UInt8, 3}});
+    Sample sample(&layout.type, longAgo);
+    const std::string before = BinaryOf(sample);
+    std::istringstream in(BinaryForm({"abc"}));
+    in.setstate(std::ios::eofbit);
+    sample.Deserialize(in);
+    EXPECT_EQ(BinaryOf(sample), before);
+    EXPECT_EQ(in.rdstate(), std::ios::eofbit | std::ios::failbit);
+}
+
+// Refuses a write by its number from 0, by a throw or a shorter count, and counts writes and syncs.
+class Refusing : public std::stringbuf {
+  public:
+    Refusing(int refused, bool throws) : refused(refused), throws(throws) {}
+    int writes = 0;
+    int syncs = 0;
+
+  protected:
+    std::streamsize xsputn(const char* from, std::streamsize count) override {
+        if (writes++ != refused) {
+            return std::stringbuf::xsputn(from, count);
+        }
+        if (throws) {
+            throw std::runtime_error("refused");
+        }
+        return std::stringbuf::xsputn(from, count - 1);
+    }
+    int sync() override {
+        ++syncs;
+        return 0;
+    }
+
+  private:
+    int refused;
+    bool throws;
+};
+
+// What two writes of a sample's parts leave, or one of the sample.
+std::string WriteAll(const Sample* sample, Refusing& buffer, std::ios::iostate raised,
+                     std::ios::fmtflags flags) {
+    std::ostream out(&buffer);
+    out.exceptions(raised);
+    out.setf(flags);
+    std::string thrown;
+    try {
+        if (sample != nullptr) {
+            sample->Serialize(out);
+        } else {
+            out.write(golden.data(), 12);
+            out.write(golden.data() + 12, 11);
+        }
+    } catch (const std::exception& error) {
+        thrown = error.what();
+    }
+    return buffer.str() + ' ' + std::to_string(out.rdstate()) + ' ' + thrown + ' ' +
+           std::to_string(buffer.writes) + ' ' + std::to_string(buffer.syncs);
+}
+
+TEST(SampleBinary, IsWrittenAsTwoWritesAre) {
+    TestType layout({{"x", Int32, 2}, {"s", String, 0}});
+    Sample sample(&layout.type, longAgo);
+    ReadBinary(sample, golden);
+    for (const int refused : {-1, 0, 1}) {
+        for (const bool throws : {false, true}) {
+            for (const auto raised : {std::ios::goodbit, std::ios::failbit, std::ios::badbit}) {
+                for (const auto flags : {std::ios::dec, std::ios::unitbuf}) {
+                    Refusing one(refused, throws);
+                    Refusing other(refused, throws);
+                    EXPECT_EQ(WriteAll(&sample, one, raised, flags),
+                              WriteAll(nullptr, other, raised, flags))
+                        << refused << throws << raised << flags;
+                }
+            }
+        }
     }
 }
 
