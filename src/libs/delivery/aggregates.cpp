@@ -25,7 +25,7 @@ std::shared_ptr<StreamType> MakeType() {
     return type;
 }
 
-// Fills a sample of a summary entry by entry, in the order of its type.
+// Fills the sample of a summary, entry by entry in the order of its type.
 class SummaryWriter {
   public:
     explicit SummaryWriter(StreamType* type) : sample(type, Poco::Timestamp(0)) {}

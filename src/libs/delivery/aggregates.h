@@ -19,14 +19,13 @@
 #include <string>
 #include <vector>
 
-/// \file
-/// Conditions that give samples of a stream type of their own in place of those of the stream. The
-/// type lives as long as the condition or a copy of it: a stream of it, and samples that a handler
-/// keeps, must not outlive all of them.
+/// \file Conditions that replace the stream's samples by samples of their own stream type. The type
+/// lives as long as the condition or a copy of it, so streams of that type, and samples that a
+/// handler keeps, must not outlive all of these.
 
 namespace velmora::delivery {
 
-/// Count, extremes, mean and latest of the numbers seen.
+/// Count, extremes, mean and latest of a series of numbers.
 ///
 /// \threadsafety external
 class DELIVERY_API NumberSummary {
@@ -34,7 +33,7 @@ class DELIVERY_API NumberSummary {
     /// \param value NaN is not counted
     void Add(double value);
     std::uint64_t GetCount() const { return count; }
-    /// NaN where nothing was counted, as are the others.
+    /// These are NaN while nothing was counted.
     double GetMin() const;
     double GetMax() const;
     double GetMean() const;
@@ -45,12 +44,12 @@ class DELIVERY_API NumberSummary {
     double minimum = 0;
     double maximum = 0;
     double last = 0;
-    /// In extended precision, so that long windows lose nothing that a `double` shows.
+    /// Extended precision keeps the mean of a long window accurate to a `double`.
     long double sum = 0;
 };
 
-/// Sums up the changes of each window of event time, or of each n changes; windows follow each
-/// other without a gap or an overlap, and those without a change give nothing.
+/// Summarises the changes of each window of event time, or of each n changes. Windows neither
+/// overlap nor leave gaps; a window without a change gives no sample.
 ///
 /// A window of time covers [k × duration, (k + 1) × duration) since the Unix epoch. Its sample
 /// comes with the first change behind it, or at `Flush`. The sample is stamped with the window's
@@ -70,7 +69,7 @@ class DELIVERY_API Window : public CloneableCondition<Window> {
     /// \throws std::invalid_argument when it is 0
     Window(const core::tessaryn::StreamType& source, std::size_t changes);
 
-    /// The type of the samples given.
+    /// The type of the emitted samples.
     /// \return \ownership lends: as long as this condition or a copy lives
     core::tessaryn::StreamType* GetType() const { return type.get(); }
 
@@ -88,10 +87,10 @@ class DELIVERY_API Window : public CloneableCondition<Window> {
 
     std::shared_ptr<core::tessaryn::StreamType> type;
     std::vector<Column> columns;
-    /// One of the two is zero.
+    /// One of the two is 0.
     Poco::Timestamp::TimeDiff duration = 0;
     std::size_t maxCount = 0;
-    /// Of the open window; a count of 0 means that none is open.
+    /// State of the open window; a count of 0 means that none is open.
     std::uint64_t count = 0;
     Poco::Timestamp begin;
     Poco::Timestamp end;
@@ -109,7 +108,7 @@ class DELIVERY_API Events : public CloneableCondition<Events> {
     /// \param entries the entries to take the extremes of
     explicit Events(Rule rule, const std::vector<std::string>& entries = {});
 
-    /// The type of the samples given.
+    /// The type of the emitted samples.
     /// \return \ownership lends: as long as this condition or a copy lives
     core::tessaryn::StreamType* GetType() const { return type.get(); }
 
@@ -125,7 +124,7 @@ class DELIVERY_API Events : public CloneableCondition<Events> {
     std::shared_ptr<core::tessaryn::StreamType> type;
     Rule rule;
     std::vector<Column> columns;
-    /// Of the open event; there is one while the count is not 0.
+    /// State of the open event; a count of 0 means that none is open.
     std::uint64_t count = 0;
     Poco::Timestamp begin;
     Poco::Timestamp end;

@@ -21,18 +21,18 @@ namespace velmora::delivery {
 /// \threadsafety external: belongs to the handler while that runs, which may move the sample out
 struct Change {
     core::tessaryn::StreamChangeType changeType = core::tessaryn::pushed;
-    /// The sample as it was right after the change. Its stream type must outlive it.
+    /// A copy of the sample, made right after the change. Its stream type must outlive it.
     core::tessaryn::Sample sample;
-    /// \ownership observes: the stream that changed. It may be gone by the time the handler runs;
-    /// a handler that uses it relies on the host to keep it.
+    /// \ownership observes: the stream that changed. It may have been destroyed by the time the
+    /// handler runs; a handler that uses it relies on the host to keep it alive.
     const core::tessaryn::Stream* stream = nullptr;
-    /// The stream's path of a delivery that `SubscribeAll` made; else empty.
+    /// The stream's path, for a delivery made by `SubscribeAll`; else empty.
     std::string path = {};
     /// The value that the pusher gave as `SubscriptionArgs::sender`.
     void* sender = nullptr;
     /// Counts the changes of one delivery from 1, dropped ones included.
     std::uint64_t sequence = 0;
-    /// Changes that were dropped between the one handled before and this one.
+    /// Changes that were dropped between the previously handled one and this one.
     std::uint64_t dropped = 0;
 };
 

@@ -16,7 +16,7 @@ namespace velmora::delivery {
 /// A change that waits for its handler.
 struct QueuedChange {
     QueuedChange() = default;
-    /// A copy. A default sample, to be assigned to, would read the clock.
+    /// Copies the sample. Assigning to a default sample would read the clock first.
     explicit QueuedChange(const core::tessaryn::SubscriptionArgs& change)
         : sample(*change.sample), sender(change.sender), changeType(change.changeType) {}
 
@@ -26,11 +26,12 @@ struct QueuedChange {
     core::tessaryn::StreamChangeType changeType = core::tessaryn::pushed;
 };
 
-/// A queue of changes that takes memory as it fills, a place at a time so that no push is held up
-/// by the growth, and keeps it.
+/// A queue of changes. It allocates places one at a time as it fills, so that no push waits for it
+/// to grow, and keeps them.
 ///
-/// Changes go in by exchange, so that what is in the way is freed by the caller, who need not hold
-/// a lock then; they go out with their places, all of them in constant time.
+/// `Push` exchanges the change with the old content of a place, which the caller can then free
+/// without holding a lock. Changes are taken out together with their places, all of them in
+/// constant time.
 ///
 /// \threadsafety external
 class ChangeQueue {
@@ -39,11 +40,11 @@ class ChangeQueue {
 
     bool IsEmpty() const { return waiting.empty(); }
     std::size_t GetSize() const { return waiting.size(); }
-    /// The oldest.
+    /// The oldest change.
     /// \pre not empty
     const QueuedChange& Front() const { return waiting.front(); }
 
-    /// Appends; the change gets what was in its place before.
+    /// Appends a change; the argument gets the old content of its place.
     /// \throws std::bad_alloc; nothing is changed then
     void Push(QueuedChange& change) {
         if (spare.empty()) {
@@ -53,30 +54,30 @@ class ChangeQueue {
         waiting.splice(waiting.end(), spare, spare.begin());
     }
 
-    /// Appends the oldest changes to others, in order.
-    void MoveTo(Places& taken, std::size_t most) {
-        if (waiting.size() <= most) {
+    /// Moves up to `maxCount` of the oldest changes to the end of a list, in order.
+    void MoveTo(Places& taken, std::size_t maxCount) {
+        if (waiting.size() <= maxCount) {
             taken.splice(taken.end(), waiting);
             return;
         }
-        for (; most > 0; --most) {
+        for (; maxCount > 0; --maxCount) {
             taken.splice(taken.end(), waiting, waiting.begin());
         }
     }
 
-    /// Keeps places that were taken, and the memory in them, for later changes.
-    /// \param most places that are kept; the others stay with the caller
-    void TakeBack(Places& places, std::size_t most) {
-        if (spare.size() + places.size() <= most) {
+    /// Takes places back, with the memory in them, for later changes; unless more than `maxSpare`
+    /// places would be kept, which leaves them with the caller.
+    void TakeBack(Places& places, std::size_t maxSpare) {
+        if (spare.size() + places.size() <= maxSpare) {
             spare.splice(spare.begin(), places);
         }
     }
 
-    /// Gives up the oldest; its memory goes with what takes its place.
+    /// Drops the oldest change. Its memory is freed or reused when its place is.
     /// \pre not empty
     void Drop() { spare.splice(spare.begin(), waiting, waiting.begin()); }
 
-    /// Exchanges two changes. Moving a sample by assignment swaps, and reads no clock.
+    /// Exchanges two changes. Move assignment swaps samples, without reading the clock.
     static void Exchange(QueuedChange& a, QueuedChange& b) noexcept {
         a.sample = std::move(b.sample);
         std::swap(a.sender, b.sender);

@@ -24,11 +24,11 @@ using namespace core::tessaryn;
 
 namespace {
 
-// Below this a handler is given several changes at a time.
+// A handler that takes less time than this gets up to `maxBatch` changes in a turn.
 constexpr auto fastHandler = std::chrono::microseconds(10);
 constexpr std::size_t maxBatch = 32;
 
-// The channel whose handler the thread is in.
+// The channel whose handler runs on this thread.
 thread_local const Channel* channelOfThread = nullptr;
 
 class HandlerScope {
@@ -43,7 +43,8 @@ class HandlerScope {
     const Channel* outer;
 };
 
-// Shared by the clones of the delegate: when the last one goes, the stream has none any more.
+// Shared by the clones of the delegate: the destructor runs when the stream has dropped the last
+// one.
 class Attachment {
   public:
     explicit Attachment(std::shared_ptr<Channel> channel) : channel(std::move(channel)) {}
@@ -57,7 +58,8 @@ class Attachment {
     std::shared_ptr<Channel> channel;
 };
 
-// What the stream calls. Without an attachment it only stands for its equals.
+// The delegate that the stream calls. Without an attachment it only serves as a key for
+// `Unsubscribe`.
 class ChannelDelegate : public Poco::AbstractDelegate<SubscriptionArgs> {
   public:
     ChannelDelegate(const Channel* identity, std::shared_ptr<Attachment> attachment)
@@ -119,7 +121,7 @@ Channel::~Channel() {
 }
 
 void Channel::Attach(Stream& stream, const Rule& rule, bool withHistory) {
-    // Not in the constructor: a worker that looks at all jobs must find a pointer to this one.
+    // Not in the constructor: a worker that looks at all jobs needs a shared pointer to this one.
     scheduler->Register(*this);
     {
         const Lock lock(mutex);
@@ -135,7 +137,7 @@ void Channel::Attach(Stream& stream, const Rule& rule, bool withHistory) {
     try {
         const StreamSubscription subscription(rule.Get(), delegate);
         if (withHistory) {
-            // In one go, so that no push comes between.
+            // As one operation, so that no push comes between.
             stream.AtomicExecute([&] {
                 ReadHistory(stream, rule);
                 stream.Subscribe(subscription);
@@ -182,7 +184,7 @@ void Channel::Offer(SubscriptionArgs& change) {
     if (channelOfThread == this) {
         handlerPushesHere.store(true, std::memory_order_relaxed);
     }
-    // Whether there are conditions never changes.
+    // Needs no lock: whether there are conditions never changes.
     if (conditions.IsEmpty()) {
         Emit(change);
         return;
@@ -201,7 +203,8 @@ void Channel::Flush(const Poco::Timestamp& now) {
     conditions.Flush(now, *this);
 }
 
-// Queues a copy, which is made before the lock is taken; what it displaces is freed after.
+// Queues a copy, which is made before the lock is taken; what it replaces is freed after the lock
+// is released.
 void Channel::Emit(SubscriptionArgs& change) {
     std::optional<QueuedChange> queued;
     try {
@@ -234,7 +237,7 @@ void Channel::Emit(SubscriptionArgs& change) {
     OnAdded(lock);
 }
 
-// Whether there is room for one change, when what may be done for it has been done.
+// Applies the overflow policy to a full queue. Returns whether there is room for one change.
 bool Channel::MakeRoom(Lock& lock) {
     if (queue.GetSize() < options.capacity) {
         return true;
@@ -259,13 +262,13 @@ bool Channel::MakeRoom(Lock& lock) {
     }) && !isStopped;
 }
 
-// A worker that waited could be the one to make room, and a handler that pushes to this stream
-// waits for the pusher that would wait for it.
+// A waiting worker could be the one that has to make room; and if the handler pushes to this
+// stream, it needs the lock of a waiting pusher.
 bool Channel::MayWait() const {
     return !scheduler->IsWorker() && !handlerPushesHere.load(std::memory_order_relaxed);
 }
 
-// There is something to do, which a worker that looks for it will find.
+// Schedules the channel, unless workers look for work themselves.
 void Channel::OnAdded(Lock& lock) {
     if (!gathers) {
         Schedule(lock);
@@ -275,13 +278,14 @@ void Channel::OnAdded(Lock& lock) {
 void Channel::Look() {
     Lock lock(mutex);
     if (!isStopped && HasWork()) {
-        // Else the turn under way goes on with it.
+        // If the channel is scheduled, its current turn sees the flag.
         isLookedAt = true;
         Schedule(lock);
     }
 }
 
-// Puts the channel into the scheduler's list, unless it is there or at work. Gives the lock up.
+// Puts the channel into the scheduler's list, unless it is listed or a worker has it. May release
+// the lock.
 void Channel::Schedule(Lock& lock) {
     if (isScheduled) {
         return;
@@ -325,14 +329,14 @@ void Channel::Stop() {
     Unsubscribe();
     Lock lock(mutex);
     if (channelOfThread == this) {
-        // The handler's own call: the worker releases it when it has returned.
+        // Called by the handler itself: the worker releases it after it has returned.
         return;
     }
     quiet.wait(lock, [this] { return busy == 0; });
     Release(lock);
 }
 
-// Drops what is queued, and destroys the host's functions without the lock.
+// Drops the queued changes, and destroys the host's functions without holding the lock.
 void Channel::Release(Lock& lock) {
     ++busy;
     counts.dropped += history.GetSize() + queue.GetSize();
@@ -358,8 +362,8 @@ bool Channel::Drain(std::chrono::milliseconds timeout) {
     return quiet.wait_for(lock, timeout, [&] { return IsDone(last); });
 }
 
-// Whether no change up to a sequence number waits or is in hand; without a stream, whether the end
-// has come.
+// Whether all changes up to a sequence number have been handled or dropped; and, if the stream has
+// gone, whether the delivery has ended.
 bool Channel::IsDone(std::uint64_t lastSequence) const {
     return (isAttached || hasEnded || isStopped) && (inHand == 0 || firstInHand > lastSequence) &&
            (history.IsEmpty() || history.Front().sequence > lastSequence) &&
@@ -408,16 +412,16 @@ bool Channel::Work(Batch& batch) {
     return hasMore;
 }
 
-// Takes what waits longest into the batch: one change for a slow handler, all that has gathered
-// where the workers look for it.
+// Moves the oldest changes into the batch: one for a slow handler, several for a fast one, and all
+// of them when workers collect changes at intervals.
 void Channel::Take(Batch& batch) {
-    std::size_t most = isFast ? maxBatch : 1;
+    std::size_t maxCount = isFast ? maxBatch : 1;
     if (gathers) {
-        most = history.GetSize() + queue.GetSize();
+        maxCount = history.GetSize() + queue.GetSize();
     }
     isLookedAt = false;
-    history.MoveTo(batch.changes, most);
-    queue.MoveTo(batch.changes, most - batch.changes.size());
+    history.MoveTo(batch.changes, maxCount);
+    queue.MoveTo(batch.changes, maxCount - batch.changes.size());
     inHand = batch.changes.size();
     firstInHand = inHand == 0 ? 0 : batch.changes.front().sequence;
     if (inHand != 0 && options.overflow == Overflow::wait) {
@@ -425,8 +429,8 @@ void Channel::Take(Batch& batch) {
     }
 }
 
-// Calls the handler for each change of the batch until the channel is stopped. What pushers write
-// is left alone meanwhile, so that they find it in their core's cache.
+// Calls the handler for each change of the batch until the channel is stopped. Meanwhile it does
+// not touch the fields that pushers write, so that these stay in the cache of the pushers' core.
 void Channel::Handle(Batch& batch) {
     const Stream* const stream = source;
     std::uint64_t last = lastHandled;
@@ -478,7 +482,8 @@ void Channel::ReportFailure(const std::exception_ptr& failure) {
     }
 }
 
-// Counts a batch, and ends the turn: the channel stays scheduled while there is more to do.
+// Adds up the counts of a batch and ends the turn. The channel stays scheduled while there is more
+// to do.
 void Channel::EndTurn(Lock& lock, Batch& batch) {
     batch.counts.dropped = inHand - batch.counts.delivered;
     counts += batch.counts;

@@ -26,14 +26,14 @@ namespace velmora::delivery {
 
 class Scheduler;
 
-/// One delivery: the way of changes from a stream through a bounded queue to a handler.
+/// One delivery: moves changes from a stream through a bounded queue to a handler.
 ///
-/// A push calls `Offer` on the pusher's thread, under the stream's locks. Conditions are asked, the
-/// sample is copied, and the copy queued. A channel with something to do is put into the
-/// scheduler's list once; a worker takes it from there and calls `Work`.
+/// A push calls `Offer` on the pusher's thread, under the stream's locks: conditions are evaluated,
+/// and a copy of the sample is queued. A channel that has work is in the scheduler's list once; a
+/// worker takes it from there and calls `Work`.
 ///
-/// Who holds on to it: the `Delivery`, the delegate in the stream, and the scheduler's list. The
-/// delegate's end is how the channel learns that the stream has gone.
+/// The channel is kept alive by the `Delivery`, the delegate in the stream, and the scheduler's
+/// list. The destruction of the delegate tells it that the stream has gone.
 ///
 /// Order of locks: a stream's, `conditionsMutex`, `mutex`, the scheduler's. `attachMutex` comes
 /// before a stream's.
@@ -46,13 +46,13 @@ class Channel : public Job, private Sink {
     ~Channel() override;
 
     /// Subscribes to a stream; once, and before anything else.
-    /// \param withHistory whether what the stream holds comes first
+    /// \param withHistory whether the samples that the stream holds come first
     void Attach(core::tessaryn::Stream& stream, const Rule& rule, bool withHistory);
 
     /// \name For the delegate
     ///@{
     void Offer(core::tessaryn::SubscriptionArgs& change);
-    /// The stream has no delegate of this channel any more.
+    /// The stream has dropped the delegate of this channel.
     void OnDetached() noexcept;
     ///@}
 
@@ -65,7 +65,7 @@ class Channel : public Job, private Sink {
     DeliveryStatistics GetStatistics() const override;
     ///@}
 
-    /// Handles what is waiting, up to a batch.
+    /// Handles a batch of the waiting changes.
     bool Work(Batch& batch) override;
     void Look() override;
 
@@ -93,15 +93,17 @@ class Channel : public Job, private Sink {
     const bool gathers;
     const std::string path;
 
-    /// Written with `mutex` held; a worker looks between two changes without, and so far from what
-    /// pushers write.
+    /// Written with `mutex` held, but read by a worker between two changes without it; apart from
+    /// the fields that pushers write, so as not to share a cache line.
     std::atomic<bool> isStopped = false;
-    /// The handler has pushed to this very stream: a pusher that waited might wait for itself.
+    /// The handler has pushed to this very stream, so a pusher must not wait: it might wait for
+    /// itself.
     std::atomic<bool> handlerPushesHere = false;
 
     std::recursive_mutex attachMutex;
-    /// Guarded by `attachMutex`: where the delegate is; null when it is gone. Recursive, for the
-    /// delegate may go, and say so, inside the call that removes it.
+    /// Guarded by `attachMutex`: the stream that has the delegate; null if none has. The mutex is
+    /// recursive, since the delegate may be destroyed, and call `OnDetached`, inside the call that
+    /// removes it.
     core::tessaryn::Stream* attachedTo = nullptr;
 
     std::mutex conditionsMutex;
@@ -112,21 +114,21 @@ class Channel : public Job, private Sink {
     // All below guarded by `mutex`. The handler is called without it, by one worker at a time.
     Handler handler;
     DeliveryOptions options;
-    /// What the stream held before the subscription; comes before the queue.
+    /// What the stream held before the subscription; handled before the queue.
     ChangeQueue history;
     ChangeQueue queue;
     DeliveryStatistics counts;
-    const core::tessaryn::Stream* source = nullptr;  ///< for `Change::stream`; never followed
+    const core::tessaryn::Stream* source = nullptr;  ///< for `Change::stream`; never dereferenced
     std::uint64_t sequence = 0;
     std::uint64_t lastHandled = 0;
     std::uint64_t firstInHand = 0;
     std::size_t inHand = 0;
     bool isAttached = false;
     bool isReadingHistory = false;
-    bool isScheduled = false;  ///< in the scheduler's list, or at work
-    bool isLookedAt = false;   ///< since the turn under way has taken its changes
+    bool isScheduled = false;  ///< in the scheduler's list, or in a worker's hands
+    bool isLookedAt = false;   ///< since the current turn has taken its changes
     int busy = 0;              ///< threads that use or destroy the handler
-    bool isFast = false;       ///< the handler is so quick that it may be given several at a time
+    bool isFast = false;       ///< the handler may get several changes in a turn
     bool hasEnded = false;
     std::condition_variable roomMade;
     std::condition_variable quiet;

@@ -29,18 +29,18 @@ class DELIVERY_API Sink {
 
 /// Decides which changes pass, depending on earlier ones.
 ///
-/// Conditions work in event time: only the samples' time stamps count, which never decrease from
-/// one call to the next (see `ConditionChain`). They run on the pusher's thread with the stream
-/// locked, so they must not take long.
+/// Conditions work in event time: only the samples' timestamps count, which never decrease from one
+/// call to the next (see `ConditionChain`). They run on the pusher's thread with the stream locked,
+/// so they must not take long.
 ///
 /// \threadsafety external: the delivery locks; each delivery has a condition of its own
 class DELIVERY_API Condition {
   public:
     virtual ~Condition();
-    /// Emits a change, another one in its place, or nothing.
+    /// Emits the change, another one in its place, or nothing.
     /// \param change of a pushed or changed sample
     virtual void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink) = 0;
-    /// Emits what is held back and due.
+    /// Emits changes that are held back and due.
     /// \param now the latest time that counts as past
     virtual void Flush(const Poco::Timestamp& now, Sink& sink);
     /// A copy with the same state.
@@ -61,12 +61,12 @@ class CloneableCondition : public Condition {
     }
 };
 
-/// Conditions in a row: each receives the changes that pass the one before.
+/// A chain of conditions: each receives the changes that pass the one before.
 ///
-/// A sample whose time lies before the latest one seen is late: no condition is asked, it is not
-/// delivered, and counted. Samples of equal time are not late. Removed samples (`popped`) are no
-/// readings: they neither pass nor count. An empty chain lets everything through, late and
-/// removed samples included.
+/// A sample whose time lies before the latest one seen is late: it is counted, but neither
+/// evaluated nor delivered. Samples of equal time are not late. Removed samples (`popped`) neither
+/// pass nor count as seen. An empty chain lets everything through, late and removed samples
+/// included.
 ///
 /// \threadsafety external: the delivery locks
 class DELIVERY_API ConditionChain {
@@ -74,7 +74,7 @@ class DELIVERY_API ConditionChain {
     ConditionChain();
     /// A chain of one.
     template <std::derived_from<Condition> C>
-    // NOLINTNEXTLINE(google-explicit-constructor): a condition is a chain of one
+    // NOLINTNEXTLINE(google-explicit-constructor): a condition converts to a chain of one
     ConditionChain(C condition) {
         stages.push_back(std::make_unique<C>(std::move(condition)));
     }
@@ -90,7 +90,7 @@ class DELIVERY_API ConditionChain {
     /// Gives a change to the first condition.
     /// \param sink receives the changes that pass the last one
     void Process(core::tessaryn::SubscriptionArgs& change, Sink& sink);
-    /// Has each condition, the first one first, emit what it holds back and is due.
+    /// Lets each condition, in order, emit the changes that it holds back and that are due.
     /// \param now the latest time that counts as past
     void Flush(const Poco::Timestamp& now, Sink& sink);
     /// Number of late samples.

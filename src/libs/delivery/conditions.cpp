@@ -31,7 +31,7 @@ double LimitOf(const PercentOfRange& share) {
     return CheckedLimit(share.percent / 100 * (share.high - share.low));
 }
 
-// The time a duration later; the latest there is where that overflows.
+// The time a duration later; the latest possible time if that overflows.
 Poco::Timestamp Later(const Poco::Timestamp& time, std::chrono::microseconds duration) {
     Poco::Timestamp::TimeVal sum = 0;
     const bool overflows = __builtin_add_overflow(time.epochMicroseconds(), duration.count(), &sum);
@@ -47,7 +47,7 @@ void OnChange::Process(SubscriptionArgs& change, Sink& sink) {
     if (!entry.Find(sample)) {
         return;
     }
-    // A sample of another type has another entry of that name.
+    // In a sample of another type, the entry of that name may be another one.
     if (last && last->GetStreamType() == sample.GetStreamType() && entry.IsEqual(*last, sample)) {
         return;
     }

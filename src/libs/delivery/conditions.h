@@ -16,15 +16,14 @@
 #include <string>
 #include <vector>
 
-/// \file
-/// Conditions that let changes of a stream through as they are. Those that give samples of a type
-/// of their own stand in `delivery/aggregates.h`. A change without the entry that a condition looks
-/// at does not pass and changes nothing.
+/// \file Conditions that let changes through unchanged. Those that emit samples of their own type
+/// are in `delivery/aggregates.h`. A change that lacks the entry of a condition does not pass and
+/// does not affect its state.
 
 namespace velmora::delivery {
 
-/// Lets a change through when an entry's elements differ from those of the change let through
-/// last. The first change goes through. NaN equals NaN.
+/// Lets a change through when an entry's elements differ from those of the last change let through.
+/// The first change passes. NaN equals NaN.
 class DELIVERY_API OnChange : public CloneableCondition<OnChange> {
   public:
     /// \param entry the entry's name; of any type and size
@@ -43,10 +42,10 @@ struct PercentOfRange {
     double high;
 };
 
-/// Lets a change through when an element of a numeric entry is further than a limit from what it
-/// was in the change let through last, when the number of elements differs, or when an element has
-/// become NaN or a number again. One element beyond the limit is enough, as in OPC UA's data change
-/// filter (OPC 10000-4, 7.22.2). The first change goes through.
+/// Compares a numeric entry with that of the last change let through. Lets a change through when an
+/// element differs by more than a limit, when the number of elements differs, or when an element
+/// has become NaN or a number again. One element beyond the limit is enough, as in OPC UA's data
+/// change filter (OPC 10000-4, 7.22.2). The first change passes.
 class DELIVERY_API Deadband : public CloneableCondition<Deadband> {
   public:
     /// \param entry the entry's name
@@ -66,8 +65,9 @@ class DELIVERY_API Deadband : public CloneableCondition<Deadband> {
     std::vector<double> last;
 };
 
-/// Lets a change through when the first element of an entry has reached one threshold, and when it
-/// has come back to the other: a switch with two positions, off at first. NaN changes nothing.
+/// A switch with hysteresis, off at first: lets a change through when the first element of an entry
+/// reaches the threshold that switches it on, and when it returns to the one that switches it off.
+/// NaN is ignored.
 class DELIVERY_API Hysteresis : public CloneableCondition<Hysteresis> {
   public:
     /// \param entry the entry's name
@@ -84,7 +84,8 @@ class DELIVERY_API Hysteresis : public CloneableCondition<Hysteresis> {
     bool isOn = false;
 };
 
-/// Lets the change through with which a rule becomes true. It counts as false before the first.
+/// Lets a change through when a rule becomes true. The rule counts as false before the first
+/// change.
 class DELIVERY_API Rising : public CloneableCondition<Rising> {
   public:
     explicit Rising(Rule rule);
@@ -95,7 +96,7 @@ class DELIVERY_API Rising : public CloneableCondition<Rising> {
     bool wasTrue = false;
 };
 
-/// Lets the change through with which a rule stops being true.
+/// Lets a change through when a rule becomes false.
 class DELIVERY_API Falling : public CloneableCondition<Falling> {
   public:
     explicit Falling(Rule rule);
@@ -106,7 +107,7 @@ class DELIVERY_API Falling : public CloneableCondition<Falling> {
     bool wasTrue = false;
 };
 
-/// Lets a change through when a rule has been true for a time without a break: the first change at
+/// Lets a change through when a rule has been true without a break for a time: the first change at
 /// or after that time, once until the rule has been false again.
 class DELIVERY_API HeldFor : public CloneableCondition<HeldFor> {
   public:
@@ -122,8 +123,8 @@ class DELIVERY_API HeldFor : public CloneableCondition<HeldFor> {
 };
 
 /// Lets at most one change through in an interval of event time. The latest of those held back
-/// follows when the interval is over: right before the next change, or at `Flush`; the next
-/// interval begins where the one before ended.
+/// follows when the interval is over: right before the next change, or at `Flush`. The next
+/// interval begins where this one ended.
 class DELIVERY_API MinInterval : public CloneableCondition<MinInterval> {
   public:
     /// \param interval longer than zero
@@ -140,12 +141,12 @@ class DELIVERY_API MinInterval : public CloneableCondition<MinInterval> {
     };
 
     std::chrono::microseconds interval;
-    /// When the next change may go through; none before the first.
+    /// When the next change may pass; none before the first.
     std::optional<Poco::Timestamp> due;
     std::optional<Held> held;
 };
 
-/// Lets the first change through and each n-th after it.
+/// Lets the first change and each n-th after it through.
 class DELIVERY_API EveryNth : public CloneableCondition<EveryNth> {
   public:
     /// \throws std::invalid_argument when n is 0

@@ -27,27 +27,27 @@ class DELIVERY_API Delivery {
     Delivery();
     explicit Delivery(std::shared_ptr<Channel> channel);
     Delivery(Delivery&& other) noexcept;
-    /// Stops what was held before.
+    /// Stops the delivery held before.
     Delivery& operator=(Delivery&& other) noexcept;
     /// As `Stop`.
     ~Delivery();
 
-    /// Ends the delivery. A handler that is running is waited for; after this it is never called
-    /// again, it has been destroyed, and what it refers to may go. What was queued is dropped.
+    /// Ends the delivery. Waits for a running handler; after this the handler has been destroyed,
+    /// and what it refers to may be destroyed as well. Queued changes are dropped.
     ///
-    /// Called from the handler itself this returns at once, and that call is the last one. Not to
-    /// be called by a thread that the handler waits for, such as one that holds a stream's lock
-    /// which the handler needs; two handlers must not stop each other.
+    /// Called from the handler itself, this returns at once, and that call of the handler is the
+    /// last one. Must not be called by a thread that the handler waits for, such as one that holds
+    /// a stream's lock which the handler needs; two handlers must not stop each other.
     void Stop();
-    /// Waits until what was queued when this was called has been handled or dropped; where the
-    /// stream has gone, until the delivery has ended.
+    /// Waits until the changes that were queued when this was called have been handled or dropped;
+    /// if the stream has gone, until the delivery has ended.
     /// \return whether that happened in time; false at once from the handler itself
     bool Drain(std::chrono::milliseconds timeout);
-    /// Has the conditions deliver what they hold back.
-    /// \param now what is due by this event time; all of it unless given
+    /// Lets the conditions deliver the changes that they hold back.
+    /// \param now the event time by which they are due; all of them unless given
     void Flush(const Poco::Timestamp& now = Poco::Timestamp::TIMEVAL_MAX);
-    /// Whether no change will come any more: after `Stop`, or when the stream has gone or dropped
-    /// its subscriptions and what was queued has been handled.
+    /// Whether the handler will not be called again: after `Stop`, or when the stream has gone or
+    /// dropped its subscriptions and the queued changes have been handled.
     bool HasEnded() const;
     DeliveryStatistics GetStatistics() const;
 

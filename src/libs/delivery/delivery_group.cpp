@@ -62,7 +62,8 @@ bool GroupState::Add(const std::string& path, Stream& stream) {
     return true;
 }
 
-// Those whose streams have gone. A stream of that path that came in their place is found anew.
+// Removes the deliveries whose streams have gone. The visit then finds a new stream of the same
+// path.
 void GroupState::ForgetEnded() {
     std::vector<Delivery> ended;
     const Lock lock(mutex);
@@ -84,7 +85,7 @@ void GroupState::Stop() {
         isStopped = true;
         stopped.swap(members);
     }
-    // A visit on another thread adds nothing any more, but still uses the repository.
+    // A visit on another thread adds nothing more, but still uses the repository.
     const Lock visitLock(visitMutex);
     for (auto& [path, delivery] : stopped) {
         delivery.Stop();

@@ -16,15 +16,15 @@ namespace velmora::delivery {
 
 class GroupState;
 
-/// The deliveries of all streams whose path matches a pattern, one for each stream, with a queue,
-/// counts and conditions of its own. The destructor ends them.
+/// The deliveries of all streams whose path matches a pattern: one for each stream, with its own
+/// queue, counts and conditions. The destructor ends them.
 ///
 /// The handler is called for several streams at a time if the dispatcher has several workers.
 /// The repository must outlive the group, or `Stop` comes first.
 ///
 /// \threadsafety guarded: but for assignment and destruction. Operations take the repository's and
-/// its groups' locks (`Rescan`) or a stream's lock for subscriptions (`Stop`), so they are not to
-/// be called from delegates.
+/// its groups' locks (`Rescan`) or a stream's lock for subscriptions (`Stop`), so they must not be
+/// called from delegates.
 class DELIVERY_API DeliveryGroup {
   public:
     DeliveryGroup();
@@ -34,18 +34,18 @@ class DELIVERY_API DeliveryGroup {
     /// As `Stop`.
     ~DeliveryGroup();
 
-    /// Subscribes to the streams that have come, and forgets those that have gone.
-    /// \return how many have come
+    /// Subscribes to streams that were added, and forgets those that have gone.
+    /// \return how many were added
     std::size_t Rescan();
-    /// Ends all deliveries, each as `Delivery::Stop`, and looks for no more.
+    /// Ends all deliveries, each as `Delivery::Stop`, and stops looking for streams.
     void Stop();
-    /// As `Delivery::Drain`, all within the time.
+    /// As `Delivery::Drain` for all deliveries, within the time as a whole.
     bool Drain(std::chrono::milliseconds timeout);
     /// The paths of the streams that are delivered now, sorted.
     std::vector<std::string> GetPaths() const;
     /// The counts of one stream's delivery; zeros for another path.
     DeliveryStatistics GetStatistics(const std::string& path) const;
-    /// The sum over all streams, those that have gone included.
+    /// The sum over all streams, including those that have gone.
     DeliveryStatistics GetStatistics() const;
 
   private:

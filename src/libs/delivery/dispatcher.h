@@ -24,24 +24,24 @@ namespace velmora::delivery {
 
 class Scheduler;
 
-/// Worker threads that call handlers for changes of streams, so that no pusher waits for them.
+/// Worker threads that call handlers for changes of streams, so that pushers do not wait for them.
 ///
 /// A push to which the rule applies puts a copy of the sample into a bounded queue and returns. The
 /// changes of one delivery reach its handler in order, one at a time; different deliveries run in
-/// parallel, and take turns where there are more of them than workers.
+/// parallel, and take turns if there are more of them than workers.
 ///
-/// One dispatcher serves any number of streams. Handlers may call everything: push to the same
-/// stream or another, subscribe, and end their own delivery.
+/// One dispatcher serves any number of streams. Handlers may call anything: push to the same stream
+/// or another, subscribe, and end their own delivery.
 ///
-/// A worker looks for work about every 100 µs for 2 ms after the last, so that a steady flow of
-/// changes costs the pushers no system call; it sleeps otherwise. `DispatcherOptions::interval` has
-/// changes gather instead.
+/// After its last work a worker polls for more about every 100 µs for 2 ms, so that a steady flow
+/// of changes costs the pushers no system call; then it sleeps. With `DispatcherOptions::interval`,
+/// workers look for changes at that interval instead.
 ///
 /// \threadsafety guarded
 class DELIVERY_API Dispatcher {
   public:
     /// \param workers threads, at least 1
-    /// \param name the threads' name for debuggers, with a number behind it, cut to 15 characters
+    /// \param name the threads' name for debuggers, cut so that it has 15 characters with a number
     /// \throws std::invalid_argument for 0 workers; std::system_error when a thread cannot start
     explicit Dispatcher(std::size_t workers = 1, const std::string& name = "delivery");
     /// \throws std::invalid_argument also for a negative interval
@@ -63,17 +63,17 @@ class DELIVERY_API Dispatcher {
     [[nodiscard]] Delivery Subscribe(core::tessaryn::Stream& stream, const Rule& rule,
                                      Handler handler, DeliveryOptions options = {});
 
-    /// As `Subscribe`, but hands over first what the stream holds, the oldest first, as changes of
-    /// the kind `pushed` that rule and conditions are asked about; then every later change, none
-    /// missing and none twice. What the stream holds does not count towards the capacity; of
-    /// `Overflow::keepLatest` only the newest of it is handed over.
+    /// As `Subscribe`, but first delivers the samples that the stream holds, the oldest first, as
+    /// changes of the kind `pushed` to which rule and conditions are applied; then every later
+    /// change, none missing and none twice. The samples that the stream holds do not count towards
+    /// the capacity; with `Overflow::keepLatest` only the newest of them is delivered.
     /// \throws what the rule throws for a sample of the stream
     [[nodiscard]] Delivery SubscribeWithHistory(core::tessaryn::Stream& stream, const Rule& rule,
                                                 Handler handler, DeliveryOptions options = {});
 
-    /// Subscribes to all streams whose path matches a pattern; those that come later are found by
+    /// Subscribes to all streams whose path matches a pattern; streams added later are found by
     /// `DeliveryGroup::Rescan`, or at `DeliveryOptions::rescanInterval`. A stream whose type lacks
-    /// an entry that the rule needs is left alone.
+    /// an entry that the rule needs is ignored.
     /// \param repository must outlive the group
     /// \param pattern see `StreamPattern`; split at the repository's separator
     /// \throws std::invalid_argument for a malformed pattern, and as `Subscribe`
@@ -81,10 +81,10 @@ class DELIVERY_API Dispatcher {
                                              const std::string& pattern, const Rule& rule,
                                              Handler handler, DeliveryOptions options = {});
 
-    /// Waits until what was queued for any delivery when this was called has been handled.
+    /// Waits until all changes that were queued when this was called have been handled.
     /// \return whether that happened in time
     bool Drain(std::chrono::milliseconds timeout);
-    /// The sum over all deliveries, ended ones included.
+    /// The sum over all deliveries, including ended ones.
     DeliveryStatistics GetStatistics() const;
 
   private:

@@ -13,7 +13,7 @@ using namespace core::tessaryn;
 
 namespace {
 
-// Calls a function with one element in its declared type; entries of texts have none.
+// Calls a function with one element in its declared type; does nothing for a text.
 template <class Use>
 auto WithElement(const Sample& sample, BaseType type, unsigned short id, unsigned int index,
                  Use use) -> decltype(use(0)) {
@@ -57,7 +57,7 @@ bool IsSame(T first, T second) {
     return first == second;
 }
 
-// Of two types: never asked, but compiled.
+// Values of two types: never called, but instantiated.
 template <class T, class U>
 bool IsSame(T /*first*/, U /*second*/) {
     return false;

@@ -21,11 +21,11 @@ class DELIVERY_API EntryReader {
     explicit EntryReader(const std::string& name);
 
     const std::string& GetName() const { return name; }
-    /// Whether the sample has the entry. The calls below are for samples that do.
+    /// Whether the sample has the entry. The functions below require that it does.
     bool Find(const core::tessaryn::Sample& sample);
     /// The entry's number of elements.
     unsigned int GetSize(const core::tessaryn::Sample& sample) const { return sample.GetSize(id); }
-    /// Whether elements are numbers or truth values.
+    /// Whether elements are numbers or Booleans.
     bool IsNumeric() const { return type != core::tessaryn::String; }
     /// One element as a number; integers beyond 2^53 are rounded.
     double GetNumber(const core::tessaryn::Sample& sample, unsigned int index) const;

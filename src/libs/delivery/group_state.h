@@ -54,7 +54,7 @@ class GroupState {
     const Handler handler;
     const DeliveryOptions options;
 
-    /// Held while the repository is visited, so that `Stop` can wait for the end of it.
+    /// Held while the repository is visited, so that `Stop` can wait for the visit to end.
     std::mutex visitMutex;
     mutable std::mutex mutex;
     // All below guarded by the mutex.

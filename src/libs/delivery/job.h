@@ -13,8 +13,8 @@
 
 namespace velmora::delivery {
 
-/// What a worker has in hand, and what came of it. The last change is kept from job to job, so that
-/// handling changes allocates nothing.
+/// The changes that a worker handles in a turn, and their counts. A worker reuses it for all jobs,
+/// so that handling changes allocates nothing.
 struct Batch {
     ChangeQueue::Places changes;
     Change handed;
@@ -22,7 +22,7 @@ struct Batch {
     std::chrono::nanoseconds lastHandler{};
 };
 
-/// Something that the workers of a scheduler do bit by bit: a delivery.
+/// Work that a scheduler's workers do in turns: a delivery.
 ///
 /// \threadsafety guarded
 class Job : public std::enable_shared_from_this<Job> {
@@ -32,14 +32,14 @@ class Job : public std::enable_shared_from_this<Job> {
     Job& operator=(const Job&) = delete;
     virtual ~Job() = default;
 
-    /// Does a bit of the work; for workers, one at a time.
+    /// Does one turn of the work. Called by one worker at a time.
     /// \return whether there is more to do
     virtual bool Work(Batch& batch) = 0;
-    /// Schedules the job if there is something to do; where the scheduler has work gather.
+    /// Schedules the job if it has work. Called when the scheduler collects work at intervals.
     virtual void Look() = 0;
-    /// Ends the job; waits for a worker that is at it.
+    /// Ends the job; waits for a worker that is executing it.
     virtual void Stop() = 0;
-    /// Waits until what there is to do has been done.
+    /// Waits until the present work has been done.
     /// \return whether that happened in time
     virtual bool Drain(std::chrono::milliseconds timeout) = 0;
     virtual DeliveryStatistics GetStatistics() const = 0;

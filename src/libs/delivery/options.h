@@ -15,12 +15,12 @@
 
 namespace velmora::delivery {
 
-/// What happens to a change that finds the queue full.
+/// What happens to a change when the queue is full.
 enum class Overflow : unsigned char {
     dropOldest,  ///< the change that has waited longest makes room
     dropNewest,  ///< the change itself is dropped
     keepLatest,  ///< the queue holds one change, the latest; the capacity is ignored
-    wait  ///< the pusher waits for room up to `DeliveryOptions::maxWait`, then it drops its own
+    wait  ///< the pusher waits up to `DeliveryOptions::maxWait` for room, then drops the change
 };
 
 /// Called with what a handler throws, on the worker's thread.
@@ -31,33 +31,34 @@ using ErrorHandler = std::function<void(std::exception_ptr)>;
 /// \threadsafety external
 struct DispatcherOptions {
     std::size_t workers = 1;  ///< threads, at least 1
-    /// Of the threads, for debuggers; with a number behind it, cut to 15 characters.
+    /// The threads' name for debuggers, cut so that it has 15 characters with a number.
     std::string name = "delivery";
-    /// Where handlers need not be quick: how often workers look for changes, which gather until
-    /// then and are handled together. No push wakes a worker, and hardly one meets it at the queue.
-    /// The capacities must hold what comes meanwhile. Zero: workers are woken.
+    /// The interval at which workers look for changes, for deliveries that may be delayed. Changes
+    /// are collected meanwhile and handled together, so no push wakes a worker, and pushers rarely
+    /// contend with one for a queue. The capacities must hold the changes of an interval. Zero:
+    /// pushes wake workers.
     std::chrono::milliseconds interval = std::chrono::milliseconds(0);
-    /// Called first by each worker, such as to set its priority; must not throw.
+    /// Called by each worker when it starts, such as to set its priority; must not throw.
     std::function<void()> onStart = {};
 };
 
-/// How changes get from a stream to a handler.
+/// How changes are delivered from a stream to a handler.
 ///
 /// \threadsafety external
 struct DeliveryOptions {
-    /// Changes that wait at most. The queue takes memory as it fills.
+    /// The most changes that wait. The queue allocates memory as it fills.
     std::size_t capacity = 1024;
     Overflow overflow = Overflow::dropOldest;
-    /// Of `Overflow::wait`: how long a push may wait, with its stream locked.
+    /// For `Overflow::wait`: how long a push may wait, with its stream locked.
     std::chrono::microseconds maxWait = std::chrono::milliseconds(100);
-    /// Decide which changes are delivered, or what in their place.
+    /// Select, or replace, the changes to deliver.
     ConditionChain conditions = {};
-    /// Called where the handler throws; empty logs a warning to the logger "velmora.delivery".
+    /// Called when the handler throws; if empty, a warning is logged to "velmora.delivery".
     ErrorHandler onError = {};
     /// Called once, on a worker's thread, when the stream has gone or dropped its subscriptions and
-    /// all that was queued has been handled. Not called after `Stop`.
+    /// all queued changes have been handled. Not called after `Stop`.
     std::function<void()> onEnd = {};
-    /// Of `SubscribeAll`: how often streams that have come are looked for; zero: only by `Rescan`.
+    /// For `SubscribeAll`: how often to look for new streams; zero: only in `Rescan`.
     std::chrono::milliseconds rescanInterval = std::chrono::milliseconds(0);
 };
 
@@ -69,10 +70,10 @@ struct DeliveryOptions {
 struct DELIVERY_API DeliveryStatistics {
     std::uint64_t accepted = 0;    ///< changes that rule and conditions let through
     std::uint64_t delivered = 0;   ///< changes that a handler was called with, failures included
-    std::uint64_t dropped = 0;     ///< changes that found the queue full, or were queued at `Stop`
-    std::uint64_t waiting = 0;     ///< changes queued now, with those that a handler has in hand
-    std::uint64_t maxWaiting = 0;  ///< the most that were queued at a time; of several: of any one
-    std::uint64_t late = 0;        ///< changes that conditions ignored, older than one before
+    std::uint64_t dropped = 0;     ///< changes that a full queue dropped, or queued at `Stop`
+    std::uint64_t waiting = 0;     ///< changes queued now, including those in a handler's batch
+    std::uint64_t maxWaiting = 0;  ///< the most that were queued at a time, in any one delivery
+    std::uint64_t late = 0;        ///< changes that conditions ignored as older than an earlier one
     std::uint64_t failures = 0;    ///< calls of a handler that threw
     std::chrono::nanoseconds handlerTime = {};     ///< wall time spent in handlers
     std::chrono::nanoseconds longestHandler = {};  ///< the longest call

@@ -17,10 +17,11 @@ using namespace core::tessaryn;
 
 namespace {
 
-// Whether a part of a rule can be true for a sample without what the type lacks. Only what surely
-// is false counts: a comparison with a missing entry, its existence, and what follows from these.
+// Whether a part of a rule can be true for a sample of the type. Returns false only if it is
+// certainly false: for a comparison with a missing entry, for its existence, and for what follows
+// from these.
 bool CanBeTrue(const RLExpr* expression, const StreamType& type) {
-    // Operands of a chain lie to the left, as deep as the chain is long.
+    // Iterates to the left, where a chain of operands is as deep as it is long.
     for (const RLExpr* node = expression; node != nullptr;) {
         if (const auto* const conjunction = dynamic_cast<const RLAndExpr*>(node)) {
             if (!CanBeTrue(conjunction->rightOperand(), type)) {

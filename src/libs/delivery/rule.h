@@ -16,7 +16,7 @@ class StreamType;
 
 namespace velmora::delivery {
 
-/// A rule to subscribe with: made of a text, or of a rule object.
+/// A rule of a subscription, made from a text or from a rule object.
 ///
 /// \threadsafety external
 class DELIVERY_API Rule {
@@ -27,7 +27,7 @@ class DELIVERY_API Rule {
     /// \throws Poco::SyntaxException when the text is malformed
     Rule(const std::string& text);
     Rule(const char* text);
-    /// \param rule \ownership takes: what `Always()`, `And(...)` and the like give
+    /// \param rule \ownership takes: the result of `Always()`, `And(...)` and the like
     /// \throws std::invalid_argument when it is null
     Rule(core::tessaryn::ISubscriptionRule* rule);
     Rule(std::unique_ptr<core::tessaryn::ISubscriptionRule> rule);
@@ -43,8 +43,8 @@ class DELIVERY_API Rule {
     /// \throws what the rule throws
     bool Applies(core::tessaryn::SubscriptionArgs& args) const { return rule->Applies(args); }
 
-    /// Whether the rule can apply to a sample of a type at all. False only for texts that need an
-    /// entry that the type does not have; rule objects may always apply.
+    /// Whether the rule can apply to samples of a type. False only for texts that need an entry
+    /// which the type does not have; true for all rule objects.
     /// \param type the type of the samples
     bool CanApplyTo(const core::tessaryn::StreamType& type) const;
 

@@ -15,11 +15,11 @@ namespace velmora::delivery {
 
 namespace {
 
-// How often, and how long, a worker looks for work before it sleeps.
+// How often, and how many times, a worker polls for work before it sleeps.
 constexpr auto lookInterval = std::chrono::microseconds(100);
 constexpr int maxLooks = 20;
 
-// Names of threads have at most 15 characters.
+// The system limits names of threads to 15 characters.
 std::string ThreadName(const std::string& name, std::size_t number) {
     const std::string suffix = "-" + std::to_string(number);
     return name.substr(0, 15 - std::min<std::size_t>(suffix.size(), 15)) + suffix;
@@ -90,7 +90,7 @@ void Scheduler::Stop() {
         droppedTimers.swap(timers);
         workAdded.notify_all();
     }
-    // One by one: a chain of owners would end in a call each.
+    // One by one: destroying the list as a whole would recurse once for each job.
     while (dropped) {
         dropped = std::exchange(dropped->nextReady, nullptr);
     }
@@ -133,7 +133,7 @@ std::vector<std::shared_ptr<Job>> Scheduler::GetJobs() const {
     std::vector<std::shared_ptr<Job>> jobs;
     const Lock lock(mutex);
     for (Job* job = registered; job != nullptr; job = job->nextRegistered) {
-        // One that is being destroyed is about to unregister.
+        // A job that is being destroyed is about to unregister.
         if (std::shared_ptr<Job> alive = job->weak_from_this().lock()) {
             jobs.push_back(std::move(alive));
         }
@@ -167,7 +167,7 @@ void Scheduler::Run(const std::function<void()>& onStart) {
     }
 }
 
-// The first job of the list; null at the end.
+// Takes the first job of the list; null when the scheduler stops.
 std::shared_ptr<Job> Scheduler::TakeReady() {
     Lock lock(mutex);
     int looks = 0;
@@ -217,7 +217,7 @@ void Scheduler::WaitForWork(Lock& lock, int& looks) {
 
 void Scheduler::LookForWork(Lock& lock) {
     const auto isCalled = [this] { return isHurried || isStopping; };
-    // Without a job no worker wakes up.
+    // While there are no jobs, workers sleep.
     workAdded.wait(lock, [&] { return isCalled() || registered != nullptr || !timers.empty(); });
     workAdded.wait_for(lock, interval, isCalled);
     isHurried = false;
@@ -234,7 +234,7 @@ Scheduler::Clock::time_point Scheduler::NextTimer() const {
     return next->due;
 }
 
-// Runs a timer that is due, if there is one, without the lock.
+// Runs a timer that is due, if any, without holding the lock.
 void Scheduler::RunDueTimer(Lock& lock) {
     if (timers.empty()) {
         return;
@@ -261,7 +261,7 @@ void Scheduler::RunDueTimer(Lock& lock) {
         timers.push_back(std::move(timer));
         return;
     }
-    // Destroying the task may call the host.
+    // The task's destructor may call the host, so the lock is released.
     lock.unlock();
     timer.task = nullptr;
     lock.lock();

@@ -19,11 +19,11 @@ namespace velmora::delivery {
 
 class Job;
 
-/// The workers of a dispatcher, the jobs that have something to do, in order, and timers.
+/// The workers of a dispatcher, the queue of jobs that have work, and timers.
 ///
-/// A worker without work looks again at short intervals for a while before it sleeps, so that a
-/// steady flow of changes costs the pushers no system call to wake it. With an interval it is not
-/// woken, but looks at each job about so often.
+/// A worker without work polls at short intervals for a while before it sleeps, so that a steady
+/// flow of changes costs the pushers no system call to wake it. With an interval, workers are not
+/// woken, but look at all jobs at that interval.
 ///
 /// \threadsafety guarded
 class Scheduler {
@@ -37,19 +37,18 @@ class Scheduler {
 
     /// Appends a job to the list; a worker will call its `Work`.
     void Schedule(std::shared_ptr<Job> job);
-    /// Has a worker look for work before its interval is over.
+    /// Makes a worker look for work before its interval is over.
     void Hurry();
-    /// Whether work gathers until a worker looks for it.
+    /// Whether workers look for work at intervals instead of being woken.
     bool Gathers() const { return interval.count() > 0; }
-    /// Has a worker call something after each pause, for as long as it returns true.
+    /// Makes a worker call a function after each pause, until it returns false.
     void AddTimer(std::chrono::milliseconds pause, std::function<bool()> task);
-    /// Stops all jobs, then the workers. Called on a worker, it leaves that one to end by
-    /// itself.
+    /// Stops all jobs, then the workers. Called on a worker, it does not wait for that one to end.
     void Stop();
     /// Whether the calling thread is a worker of this scheduler.
     bool IsWorker() const;
 
-    /// \name Jobs that are alive, for sums and for the end
+    /// \name All living jobs, for statistics and for `Stop`
     ///@{
     void Register(Job& job);
     void Unregister(Job& job, const DeliveryStatistics& counts);

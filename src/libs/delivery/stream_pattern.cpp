@@ -9,7 +9,8 @@ namespace velmora::delivery {
 
 namespace {
 
-// Cuts the first name off, and the separator behind it; `hasMore` becomes whether there was one.
+// Cuts off the first name and the separator behind it, if any; `hasMore` tells whether there was
+// one.
 std::string_view CutName(std::string_view& rest, char separator, bool& hasMore) {
     const std::size_t end = rest.find(separator);
     hasMore = end != std::string_view::npos;

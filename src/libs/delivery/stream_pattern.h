@@ -11,8 +11,8 @@
 
 namespace velmora::delivery {
 
-/// Which paths are meant: names joined by the repository's separator, `*` for any one name, and at
-/// the end `>` for one or more names: `plant/*/temperature`, `plant/>`.
+/// A pattern of paths: names joined by the repository's separator, where `*` stands for any one
+/// name, and `>` at the end for one or more names: `plant/*/temperature`, `plant/>`.
 ///
 /// \threadsafety immutable
 class DELIVERY_API StreamPattern {

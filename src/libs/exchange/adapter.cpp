@@ -22,7 +22,7 @@ using core::tessaryn::Sample;
 using core::tessaryn::SampleEntry;
 using core::tessaryn::StreamType;
 
-// Whether each value of one type is a value of the other.
+// Whether the other type can represent each value of the type.
 template <class From, class To>
 constexpr bool IsWidening() {
     if constexpr (std::is_same_v<From, To>) {
@@ -54,7 +54,7 @@ void CopyText(const Sample& from, unsigned short fromEntry, Sample& to, unsigned
 
 using CopyFunction = void (*)(const Sample&, unsigned short, Sample&, unsigned short);
 
-// How an entry is copied; null where that could change a value.
+// The function that copies an entry; null if the copy could change a value.
 CopyFunction FindCopy(BaseType from, BaseType to) {
     return core::tessaryn::VisitType(from, [to](auto fromType) {
         return core::tessaryn::VisitType(to, [](auto toType) -> CopyFunction {

@@ -11,24 +11,24 @@
 
 namespace velmora::exchange {
 
-/// Carries samples from one version of a type to another, by the names of entries.
+/// Converts samples from one version of a type to another, by the names of entries.
 ///
-/// An entry goes to that of its name if the value type is the same or wider, so that each value
-/// stays as it is: signed to wider signed, unsigned to wider unsigned or signed, integers to
-/// floating-point numbers that represent all of them, `Float` to `Double`. `Bool` and `String` stay
-/// what they are. The numbers of elements are those of the source. Entries that the source does
-/// not have are left empty.
+/// An entry is copied to the entry of the same name if that has the same value type or one that
+/// represents all values: signed to wider signed, unsigned to wider unsigned or signed, integers to
+/// floating-point numbers that represent all of them, `Float` to `Double`. `Bool` and `String` are
+/// copied only to themselves. Numbers of elements are those of the source. Entries that the source
+/// lacks are left empty.
 ///
 /// Both types must outlive the adapter and must not change meanwhile.
 ///
 /// \threadsafety immutable
 class EXCHANGE_API Adapter {
   public:
-    /// \param source the type of the samples given
-    /// \param target the type of the samples made. \ownership observes: must outlive them
+    /// \param source the type of the samples to convert
+    /// \param target the type of the results. \ownership observes: must outlive them
     Adapter(const core::tessaryn::StreamType& source, core::tessaryn::StreamType& target);
 
-    /// What the source has and the target has no place for: a sentence for each entry.
+    /// The entries of the source that cannot be copied: a sentence for each.
     const std::vector<std::string>& GetLosses() const { return losses; }
 
     /// A sample of the target type with the time and the entries of a sample of the source type.

@@ -10,7 +10,7 @@
 
 namespace velmora::exchange {
 
-/// Bytes of a peer are not what they should be, or two layouts have nothing in common.
+/// Bytes of a peer are malformed, or two layouts have nothing in common.
 ///
 /// \threadsafety immutable
 class EXCHANGE_API ExchangeException : public BaseException {

@@ -18,8 +18,9 @@ namespace velmora::exchange {
 /// 16 bytes that identify a record layout between processes: its type's full name, its version, and
 /// the keys and value types of its entries in their order. Initial sizes do not matter.
 ///
-/// The first half of a SHA-256 (FIPS 180-4) over the description without initial sizes, whose bytes
-/// `docs/exchange_format.md` gives: nobody can make a second layout with a given fingerprint.
+/// The first half of a SHA-256 (FIPS 180-4) over the description without initial sizes, as
+/// specified in `docs/exchange_format.md`: nobody can construct a second layout with a given
+/// fingerprint.
 ///
 /// \threadsafety external
 struct EXCHANGE_API Fingerprint {

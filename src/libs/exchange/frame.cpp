@@ -29,7 +29,7 @@ FrameScan Incomplete(std::size_t size) {
     return scan;
 }
 
-// Why a header is not one of this version; null if it is.
+// Why a header is not valid in this version; null if it is.
 const char* FindHeaderFault(std::string_view header) {
     const auto kind = static_cast<FrameKind>(header[layout::kindAt]);
     const auto changeType = static_cast<unsigned char>(header[layout::changeTypeAt]);

@@ -20,7 +20,7 @@ namespace velmora::exchange {
 
 namespace {
 
-// Two numbers that follow each other.
+// Two adjacent numbers.
 void StorePair(char* destination, std::uint32_t first, std::uint32_t second) {
     bytes::Store(destination, first | std::uint64_t{second} << 32U);
 }
@@ -113,7 +113,8 @@ std::string_view FrameEncoder::Finish(const FrameHeader& header) {
     buffer->Append("\0\0\0\0\0\0\0", size - buffer->size);
     char* const start = buffer->bytes.data();
     std::memcpy(start + layout::magicAt, layout::magic, sizeof layout::magic);
-    // In words, as the checksum reads them: a load that waits for several smaller stores is slow.
+    // Written in words, as the checksum reads them: a load that spans several smaller stores is
+    // slow.
     const std::uint32_t kinds = layout::frameVersion |
                                 static_cast<std::uint32_t>(header.kind) << 8U |
                                 std::uint32_t{header.changeType} << 16U;

@@ -14,16 +14,16 @@
 
 namespace velmora::exchange {
 
-/// What the writer says of a sample beside its content and its time.
+/// The header fields that the writer chooses for a sample.
 struct SampleInfo {
     core::tessaryn::StreamChangeType changeType = core::tessaryn::pushed;
-    std::uint32_t channel = 0;   ///< which stream, where a connection carries several
+    std::uint32_t channel = 0;   ///< identifies the stream if a connection carries several
     std::uint64_t sequence = 0;  ///< the sample's number in its stream
 };
 
-/// Makes frames in a buffer of its own, which it uses again.
+/// Makes frames in a buffer, which it reuses.
 ///
-/// A sample's frame needs no look-up while samples are of the same type as the one before.
+/// A sample of the same type as the previous one needs no look-up.
 ///
 /// \threadsafety external
 class EXCHANGE_API FrameEncoder {
@@ -33,7 +33,7 @@ class EXCHANGE_API FrameEncoder {
     FrameEncoder& operator=(const FrameEncoder&) = delete;
     ~FrameEncoder();
 
-    /// The frame of a sample, whose time is the sample's.
+    /// The frame of a sample, with the sample's time.
     /// \return \ownership lends: until the next call
     /// \throws std::invalid_argument when the sample has no stream type
     /// \throws std::length_error when the sample takes more than 4 GiB
@@ -44,8 +44,8 @@ class EXCHANGE_API FrameEncoder {
     /// \throws std::length_error when the description takes more than 4 GiB
     std::string_view EncodeType(const core::tessaryn::StreamType& type);
 
-    /// The fingerprint of a type, found again without computing it while the type is that of the
-    /// call before and has not changed.
+    /// The fingerprint of a type, cached while the type is that of the previous call and has not
+    /// changed.
     const Fingerprint& GetFingerprint(const core::tessaryn::StreamType& type);
 
   private:

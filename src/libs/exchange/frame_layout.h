@@ -8,8 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// \file
-/// Where the fields of a frame's header stand, in bytes from its beginning.
+/// \file Offsets of the header's fields, in bytes.
 
 namespace velmora::exchange::layout {
 
@@ -18,14 +17,15 @@ inline constexpr unsigned char frameVersion = 1;
 
 inline constexpr std::size_t magicAt = 0;
 inline constexpr std::size_t checksumAt = 4;
-/// The checksum covers all from here to the end.
+/// The checksum covers everything from here to the end.
 inline constexpr std::size_t checkedFrom = 8;
 inline constexpr std::size_t versionAt = 8;
 inline constexpr std::size_t kindAt = 9;
 inline constexpr std::size_t changeTypeAt = 10;
 inline constexpr std::size_t reservedAt = 11;
 inline constexpr std::size_t lengthAt = 12;
-/// All bits of the length inverted: a reader that waits for a payload has no checksum yet.
+/// The inverted bits of the length protect it until the payload has arrived and the checksum can be
+/// verified.
 inline constexpr std::size_t invertedLengthAt = 16;
 inline constexpr std::size_t channelAt = 20;
 inline constexpr std::size_t fingerprintAt = 24;

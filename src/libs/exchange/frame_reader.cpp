@@ -25,7 +25,7 @@ FrameReader::Result FrameReader::Read() {
     return FindNextFrame() ? Use() : Result::end;
 }
 
-// Leaves the next frame that passes its checks in `scan`.
+// Finds the next valid frame and stores it in `scan`.
 bool FrameReader::FindNextFrame() {
     for (;;) {
         scan = ScanFrame(std::string_view(buffer).substr(position), limits.maxPayload);
@@ -47,7 +47,8 @@ bool FrameReader::FindNextFrame() {
     }
 }
 
-// Reads until the buffer holds so many bytes from the position on; false if they do not come.
+// Reads until the buffer holds this many bytes behind the position; false if the stream ends
+// before.
 bool FrameReader::Fill(std::size_t size) {
     constexpr std::size_t maxStep = 65536;
     if (position >= buffer.size() - position) {
@@ -56,7 +57,7 @@ bool FrameReader::Fill(std::size_t size) {
     }
     while (buffer.size() - position < size) {
         const std::size_t before = buffer.size();
-        // No more memory than twice what has come, whatever a header asks for.
+        // Allocates at most twice what has arrived, whatever length a header claims.
         const std::size_t step = std::max(maxStep, before);
         buffer.resize(std::min(position + size, before + step));
         in.read(buffer.data() + before, static_cast<std::streamsize>(buffer.size() - before));
@@ -70,9 +71,9 @@ bool FrameReader::Fill(std::size_t size) {
     return true;
 }
 
-// Goes on to where the next frame can begin. What looks like a frame with a damaged payload is
-// searched for another one, since a byte that was lost makes the next frame look like that; but
-// only while that does not check the same bytes again and again, as a malicious peer could want.
+// Moves to where the next frame can begin. The inside of a damaged frame is searched as well, since
+// a lost byte makes the next frame appear to lie in it; but only within a budget, so that a
+// malicious peer cannot make the same bytes be checked again and again.
 void FrameReader::Skip(std::size_t damaged) {
     constexpr std::uint64_t maxChecksPerByte = 4;
     statistics.damagedBytes += damaged;

@@ -17,32 +17,31 @@
 
 namespace velmora::exchange {
 
-/// What a reader accepts from a peer that it does not know.
+/// Limits of what a reader accepts from an unknown peer.
 struct ReaderLimits {
     std::size_t maxPayload = std::size_t{1} << 20;  ///< bytes of a frame's payload
     core::tessaryn::SampleLimits sample;
 };
 
-/// What a reader has met so far.
+/// Counts of a reader.
 struct ReaderStatistics {
     std::uint64_t samples = 0;       ///< handed out
     std::uint64_t descriptions = 0;  ///< of types, known ones included
     std::uint64_t unknown = 0;       ///< samples of a layout that nobody described
-    std::uint64_t refused = 0;       ///< frames whose payload is not what the frame says
-    std::uint64_t skippedBytes = 0;  ///< between frames: what is not a frame that passes its checks
-    /// Checked in vain: of what looked like frames with damaged payloads. At most 5 times the bytes
-    /// read.
+    std::uint64_t refused = 0;       ///< frames whose payload does not match the header
+    std::uint64_t skippedBytes = 0;  ///< bytes between valid frames
+    /// Bytes covered by checksums that did not match. At most 5 times the bytes read.
     std::uint64_t damagedBytes = 0;
 };
 
-/// Reads frames, and believes nothing of one before it is checked.
+/// Reads frames from a stream that is not trusted.
 ///
-/// Bytes that are not a frame are skipped and counted, up to the next one that passes its checks. A
-/// sample whose layout nobody described is handed out as `unknownLayout`, so that the host can ask
-/// for the description, and counted. Reads no more from the stream than the frame in hand needs.
+/// Bytes that are not part of a valid frame are skipped and counted. A sample of an unknown layout
+/// is counted and reported as `unknownLayout`, so that the host can ask for the description. Reads
+/// no more from the stream than the current frame needs.
 ///
-/// Work is linear in the bytes that come, whatever a peer sends, and memory is that of the largest
-/// frame within the limits of which bytes came.
+/// Time is linear in the bytes received, whatever a peer sends. Memory is that of the largest
+/// frame, within the limits, of which bytes were received.
 ///
 /// The stream and the registry must outlive the reader.
 ///
@@ -51,24 +50,24 @@ class EXCHANGE_API FrameReader {
   public:
     enum class Result {
         sample,         ///< `GetSample` gives it
-        type,           ///< a description was learnt, or repeats a known one
+        type,           ///< a description, new or known
         unknownLayout,  ///< a sample of the layout that `GetFrame` names; it is skipped
-        refused,        ///< a frame with the wrong content; `GetError` says what
+        refused,        ///< a frame with invalid content; `GetError` says why
         end             ///< nothing more comes
     };
 
     /// \param in \ownership observes: binary
-    /// \param layouts \ownership observes: learns what the stream describes
+    /// \param layouts \ownership observes: layouts that the stream describes are added
     FrameReader(std::istream& in, LayoutRegistry& layouts, const ReaderLimits& limits = {});
     FrameReader(const FrameReader&) = delete;
     FrameReader& operator=(const FrameReader&) = delete;
     ~FrameReader();
 
-    /// Reads up to the next frame that passes its checks. Waits as long as the stream does.
+    /// Reads up to the next valid frame. Blocks while the stream does.
     /// \throws what the stream throws; std::bad_alloc
     Result Read();
 
-    /// The frame that `Read` came to, `end` aside.
+    /// The frame that `Read` found, unless it returned `end`.
     /// \return \ownership lends: until the next `Read`
     const Frame& GetFrame() const { return scan.frame; }
 

@@ -12,27 +12,27 @@
 
 namespace velmora::exchange {
 
-/// Writes samples as frames, the description of each layout before its first sample.
+/// Writes samples as frames; the description of each layout precedes its first sample.
 ///
-/// Errors are left in the stream's state, and a description that was not written is written again.
-/// The stream must outlive the writer.
+/// Errors are reported by the stream's state; a description that could not be written is written
+/// again. The stream must outlive the writer.
 ///
 /// \threadsafety external
 class EXCHANGE_API FrameWriter {
   public:
-    /// \param out \ownership observes: binary; frames are aligned as its position is
+    /// \param out \ownership observes: binary; frames are aligned relative to its position
     explicit FrameWriter(std::ostream& out);
 
     /// Writes a sample and, before the first one of its layout, the layout's description.
-    /// \throws std::invalid_argument, std::length_error as `FrameEncoder::Encode`; nothing of the
-    /// sample is written
+    /// \throws std::invalid_argument, std::length_error as `FrameEncoder::Encode`; the sample is
+    /// then not written
     void Write(const core::tessaryn::Sample& sample, const SampleInfo& info = {});
 
-    /// Writes the description of a type, whether it was written before or not.
+    /// Writes the description of a type, even if it was written before.
     /// \throws std::length_error as `FrameEncoder::EncodeType`
     void WriteType(const core::tessaryn::StreamType& type);
 
-    /// Forgets which descriptions were written, as for a peer that has just come.
+    /// Forgets which descriptions were written, such as for a new peer.
     void ForgetTypes();
 
   private:

@@ -14,32 +14,33 @@
 
 namespace velmora::exchange {
 
-/// The layouts that a reader knows, by fingerprint: those of the host, and those that it was told
-/// by descriptions.
+/// The layouts that a reader knows, by fingerprint: those of the host, and those that peers have
+/// described.
 ///
 /// \threadsafety external
 class EXCHANGE_API LayoutRegistry {
   public:
-    /// \param maxDescribed descriptions kept; a peer cannot fill the memory with more
+    /// \param maxDescribed the most descriptions that are kept, so that a peer cannot exhaust
+    /// memory
     explicit LayoutRegistry(const DescriptionLimits& limits = {}, std::size_t maxDescribed = 1024);
     LayoutRegistry(const LayoutRegistry&) = delete;
     LayoutRegistry& operator=(const LayoutRegistry&) = delete;
     ~LayoutRegistry();
 
-    /// Makes a type of the host known, so that its samples need no description. It wins over a
+    /// Adds a type of the host, whose samples then need no description. It takes precedence over a
     /// description of the same layout.
     /// \param type \ownership observes: must outlive the registry and not change
     void Add(core::tessaryn::StreamType& type);
 
-    /// Learns a layout from its description; one that is known stays as it is.
-    /// \param fingerprint what the sender says that the description has
-    /// \return \ownership lends: the type, until the registry goes
-    /// \throws ExchangeException when the description is none, has another fingerprint, or is one
-    /// too many
+    /// Adds a described layout; a known one is not changed.
+    /// \param fingerprint the description's fingerprint according to the sender
+    /// \return \ownership lends: the type, until the registry is destroyed
+    /// \throws ExchangeException when the description is malformed, has another fingerprint, or
+    /// exceeds the number of descriptions
     core::tessaryn::StreamType& Learn(const Fingerprint& fingerprint, std::string_view description);
 
     /// The type of a layout, or null.
-    /// \return \ownership lends: until the registry goes
+    /// \return \ownership lends: until the registry is destroyed
     core::tessaryn::StreamType* Find(const Fingerprint& fingerprint) const;
 
   private:

@@ -14,13 +14,13 @@
 
 namespace velmora::exchange {
 
-// A payload as a stream, which samples read.
+// A payload as a stream for `Sample::Deserialize`.
 class SampleDecoder::Buffer : private std::streambuf {
   public:
     Buffer() : stream(this) {}
 
     std::istream& Open(std::string_view bytes) {
-        // Nothing is written to what is read.
+        // The get area is never written to.
         char* const begin = const_cast<char*>(bytes.data());
         setg(begin, begin, begin + bytes.size());
         stream.clear();
@@ -43,7 +43,7 @@ core::tessaryn::Sample& SampleDecoder::Decode(const Frame& frame,
         throw ExchangeException("A sample of type '" + type.GetFullName() + "': " + fault);
     }
     const Poco::Timestamp time(frame.header.time);
-    // The memory of the sample before is used again where the host left it.
+    // Reuses the previous sample's memory unless the host has taken it.
     if (sample.GetStreamType() == &type) {
         core::tessaryn::SetTimeStamp(sample, time);
     } else {

@@ -12,7 +12,7 @@
 
 namespace velmora::exchange {
 
-/// Makes samples of frames.
+/// Makes samples from frames.
 ///
 /// \threadsafety external
 class EXCHANGE_API SampleDecoder {
@@ -26,7 +26,8 @@ class EXCHANGE_API SampleDecoder {
     /// \param frame of kind `sample`
     /// \param type that of the frame's fingerprint. \ownership observes: must outlive the sample
     /// \return \ownership lends: until the next call; may be moved from
-    /// \throws ExchangeException when the payload is not a sample of the type, or beyond the limits
+    /// \throws ExchangeException when the payload is not a sample of the type, or exceeds the
+    /// limits
     core::tessaryn::Sample& Decode(const Frame& frame, core::tessaryn::StreamType& type);
 
   private:

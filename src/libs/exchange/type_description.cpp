@@ -28,7 +28,7 @@ std::uint32_t CheckedLength(std::size_t length) {
     return static_cast<std::uint32_t>(length);
 }
 
-// What the fingerprint covers: names, version and value types.
+// The part that the fingerprint covers: names, version and value types.
 std::string DescribeLayout(const StreamType& type) {
     const std::string fullName = type.GetFullName();
     const utils::Version version = type.GetVersion();
@@ -91,7 +91,7 @@ struct DescribedEntry {
 };
 
 std::vector<DescribedEntry> ReadEntries(DescriptionReader& reader, std::size_t count) {
-    // Two numbers, a key of one byte, and the initial size later on.
+    // The shortest entry: two numbers, a key of one byte, and the initial size further on.
     constexpr std::size_t minEntryBytes = 13;
     if (count > reader.GetRemaining() / minEntryBytes) {
         reader.Fail(std::to_string(count) + " entries, but " +

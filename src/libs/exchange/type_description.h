@@ -15,7 +15,7 @@
 
 namespace velmora::exchange {
 
-/// A stream type that came as a description, with the names that its collection had at the writer.
+/// A stream type made from a description, with the names of the writer's collection.
 ///
 /// \threadsafety external: its type must not change while samples of it are used
 class EXCHANGE_API DescribedType : public core::INamedObject {
@@ -41,21 +41,21 @@ class EXCHANGE_API DescribedType : public core::INamedObject {
     core::tessaryn::StreamType type;
 };
 
-/// What is accepted as a description.
+/// Limits of descriptions.
 struct DescriptionLimits {
     std::size_t maxBytes = std::size_t{1} << 20;  ///< of the description
-    /// Bytes of a new sample's elements: what the initial sizes ask for.
+    /// Bytes of a new sample's elements, as given by the initial sizes.
     std::size_t maxSampleBytes = std::size_t{1} << 20;
 };
 
 /// The description of a stream type: full name, version, and key, value type and initial size of
-/// each entry, as `docs/exchange_format.md` gives its bytes.
+/// each entry, in the format of `docs/exchange_format.md`.
 /// \throws std::length_error when it takes more than 4 GiB
 /// \threadsafety external: the type must not change meanwhile
 EXCHANGE_API std::string DescribeType(const core::tessaryn::StreamType& type);
 
-/// Makes a type from its description.
-/// \throws ExchangeException, saying what is wrong at which byte, unless the block is exactly one
+/// Makes a stream type from its description.
+/// \throws ExchangeException, naming the byte and the mistake, unless the block is exactly one
 /// description within the limits
 /// \threadsafety immutable
 EXCHANGE_API std::unique_ptr<DescribedType> ReadDescription(std::string_view description,

@@ -24,7 +24,8 @@ using Poco::Net::IPAddress;
 
 constexpr std::size_t minTokenLength = 16;
 
-// As long for each text of a length: how far it is right must not be measured.
+// Takes the same time for all texts of one length, so that timing does not reveal how many
+// characters match.
 bool IsEqual(std::string_view given, std::string_view secret) {
     unsigned difference = given.size() == secret.size() ? 0U : 1U;
     for (std::size_t i = 0; i < given.size(); ++i) {
@@ -47,7 +48,7 @@ std::string MakeSession() {
     return text;
 }
 
-// Of "name:80", "[::1]:80" and the like, in lower case; empty for what is malformed.
+// The name in "name:80", "[::1]:80" and the like, in lower case; empty if the text is malformed.
 std::string HostName(const std::string& host) {
     std::string name = Poco::toLower(host);
     const std::size_t colon =
@@ -118,9 +119,10 @@ void Access::CheckOrigin(const Request& request) const {
     }
 }
 
-// A name of an attacker can be made to lead to any address, but an address can't.
+// An attacker can make a name of their own resolve to any address, so unknown names are refused; an
+// address needs no resolution.
 bool Access::IsKnownHost(const std::string& name, const std::string& localAddress) const {
-    // A socket that takes both kinds of addresses gives one of version 4 in this form.
+    // A dual-stack socket reports an IPv4 address in this form.
     constexpr std::string_view mapped = "::ffff:";
     const std::string plain =
         localAddress.substr(localAddress.starts_with(mapped) ? mapped.size() : 0);

@@ -12,7 +12,7 @@
 
 namespace velmora::inspector {
 
-/// Who may ask: see docs/inspector.md.
+/// Decides which requests are allowed: see docs/inspector.md.
 ///
 /// \threadsafety immutable
 class Access {
@@ -20,7 +20,7 @@ class Access {
     /// \throws std::invalid_argument for options that are not safe
     explicit Access(const InspectorOptions& options);
 
-    /// Refuses requests that a page of elsewhere has made a browser send.
+    /// Refuses requests that a page of another site has made a browser send.
     /// \throws RequestError
     void CheckOrigin(const Request& request) const;
     /// Whether the request shows that its sender knows the token; true without a token.
@@ -34,7 +34,7 @@ class Access {
     std::string token;
     std::vector<std::string> hosts;
     std::string cookieName;
-    /// What the cookie holds in place of the token; made anew for each inspector.
+    /// The cookie's value, which stands for the token; random, and different for each inspector.
     std::string session;
 };
 

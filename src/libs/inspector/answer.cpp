@@ -16,7 +16,7 @@ namespace {
 
 using Poco::Net::HTTPResponse;
 
-// Nothing from elsewhere is loaded, nothing is shown elsewhere, and no script stands in a page.
+// The page loads nothing from other sites, cannot be framed by them, and has no inline scripts.
 constexpr const char* contentSecurity =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
     "img-src 'self' data:; base-uri 'none'; form-action 'self'; frame-ancestors 'none'";
@@ -54,7 +54,7 @@ std::string FormatAnswer(const Answer& answer, bool withBody, bool isLast) {
     response.set("Cache-Control", "no-store");
     response.set("Content-Security-Policy", contentSecurity);
     response.set("X-Content-Type-Options", "nosniff");
-    // With none at all, browsers do not say from where a form was sent either.
+    // With "no-referrer", browsers would also hide the origin of a form.
     response.set("Referrer-Policy", "same-origin");
     response.set("Cross-Origin-Resource-Policy", "same-origin");
     response.set("X-Frame-Options", "DENY");

@@ -12,8 +12,8 @@ namespace velmora::inspector {
 
 class EventQueue;
 
-/// Makes a body in parts, so that neither all of it is in memory nor a stream is locked while it is
-/// sent.
+/// Makes a body in parts, so that it is never in memory as a whole, and no stream is locked while
+/// it is sent.
 ///
 /// \threadsafety external
 class BodySource {
@@ -37,21 +37,20 @@ struct Answer {
     std::vector<std::pair<std::string, std::string>> headers = {};
     /// The rest of the body; null for none.
     std::shared_ptr<BodySource> rest = {};
-    /// Events that follow without an end; null for none.
+    /// An event stream that follows and does not end; null for none.
     std::shared_ptr<EventQueue> events = {};
 };
 
 /// The answer that says why a request is refused.
 Answer MakeError(int status, const std::string& message);
-/// An answer that sends a browser to another place, relative to where it is: a reverse proxy may
-/// have the inspector below a path of its own.
+/// An answer that redirects a browser to a relative address: a reverse proxy may serve the
+/// inspector below a path of its own.
 Answer MakeRedirect(const std::string& place);
 
-/// What of the answer goes over the wire first: the header, and the body unless the request asked
-/// for the header only.
+/// The first bytes to send: the header and, unless the request asked for the header only, the body.
 /// \param isLast whether the connection ends with this answer
 std::string FormatAnswer(const Answer& answer, bool withBody, bool isLast);
-/// A part of a body of unknown length; of length 0: its end.
+/// A chunk of a body of unknown length; an empty part ends the body.
 std::string FormatChunk(const std::string& part);
 
 }  // namespace velmora::inspector

@@ -49,7 +49,7 @@ Answer MakeText(std::string_view text, std::string_view type) {
 
 struct Api::Route {
     std::string_view path;
-    /// Of those that show nothing of the host.
+    // Whether it is answered without a token, since it shows nothing of the host.
     bool isOpen;
     Answer (*answer)(Api& api, const Request& request);
 };

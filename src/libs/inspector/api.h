@@ -24,7 +24,7 @@ class StreamTypeRepository;
 
 namespace velmora::inspector {
 
-/// Answers requests, whoever carries them.
+/// Answers requests, independently of how they are transported.
 ///
 /// \threadsafety guarded
 class Api {
@@ -33,7 +33,7 @@ class Api {
     Api(core::tessaryn::StreamRepository& streams, core::tessaryn::StreamTypeRepository& types,
         const InspectorOptions& options, const HostMetrics& host);
 
-    /// Begins and ends to follow the streams.
+    /// Starts and stops following the streams.
     void Start();
     void Stop();
     /// \throws RequestError, storage::HistoryException

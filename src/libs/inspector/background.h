@@ -8,8 +8,9 @@
 
 namespace velmora::inspector {
 
-/// Has the calling thread take no core from a thread that runs when it wakes up: who pushes comes
-/// first, and has no less than before of what cores are shared. It needs no privilege.
+/// Gives the calling thread a scheduling policy under which it does not preempt a running thread
+/// when it wakes up, so that threads which push come first. Their share of the processor stays as
+/// it was. Needs no privilege.
 inline void RunInBackground() {
     const sched_param none{};
     ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &none);

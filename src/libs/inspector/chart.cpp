@@ -21,7 +21,7 @@ constexpr std::size_t defaultPoints = 1000;
 constexpr std::size_t defaultEntries = 8;
 constexpr std::size_t maxMatches = 1000;
 
-// What is drawn of one entry: of each interval with samples one number of each list.
+// The line of one entry. Each list has one number for each interval that has samples.
 struct Line {
     std::vector<std::int64_t> times;
     std::vector<double> min;
@@ -35,7 +35,7 @@ struct Line {
             min.push_back(value);
             max.push_back(value);
         } else {
-            // A number takes the place of what is none.
+            // `fmin` and `fmax` prefer a number to NaN.
             min.back() = std::fmin(min.back(), value);
             max.back() = std::fmax(max.back(), value);
         }
@@ -114,7 +114,8 @@ class Chart {
     bool isComplete = true;
 };
 
-// Unless told otherwise: the range that the ring has, and entries that can be drawn.
+// Fills in what the request leaves open: the range of the ring, and the first entries that can be
+// drawn.
 void Complete(const Model& model, const Request& request, SampleQuery& query) {
     std::erase_if(query.entries,
                   [](const ShownEntry& entry) { return entry.type == core::tessaryn::String; });
@@ -131,7 +132,7 @@ void Complete(const Model& model, const Request& request, SampleQuery& query) {
     }
 }
 
-// The history up to where the ring begins, then the ring.
+// The history up to the beginning of the ring, then the ring.
 std::unique_ptr<SampleBatches> OpenAll(const Model& model, const SampleQuery& query) {
     auto ring = std::make_unique<RingBatches>(model, query.path, query.range, false);
     const std::optional<TimeRange> times = ring->GetTimes();

@@ -26,7 +26,7 @@ const std::string& Checked(const std::string& text, const InspectorLimits& limit
     return text;
 }
 
-// An operator, function, entry or literal each.
+// The number of operators, functions, entries and literals.
 std::size_t CountTerms(const std::string& text) {
     const std::string description = core::tessaryn::DescribeRule(text);
     return static_cast<std::size_t>(std::count(description.begin(), description.end(), '\n'));
@@ -39,7 +39,7 @@ void CheckRuleLimits(const std::string& text, const InspectorLimits& limits) {
         throw RequestError(
             400, "The rule is longer than " + std::to_string(limits.maxRuleBytes) + " bytes.");
     }
-    // Those of texts count as well: nobody needs so many there either.
+    // Parentheses within string literals count as well, which no reasonable rule notices.
     std::size_t depth = 0;
     for (const char c : text) {
         depth += c == '(' ? 1U : 0U;

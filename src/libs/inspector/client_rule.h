@@ -21,8 +21,8 @@ class ClientRule {
     /// \throws core::tessaryn::RuleSyntaxException when it is malformed
     ClientRule(const std::string& text, const InspectorLimits& limits);
 
-    /// Whether it holds for a sample, as for one that is pushed.
-    /// \throws RequestError when the sample has so many elements that asking takes too long
+    /// Whether the rule holds for a sample that is pushed.
+    /// \throws RequestError when the sample has so many elements that evaluation takes too long
     bool Holds(core::tessaryn::Sample& sample) const;
 
   private:
@@ -31,11 +31,11 @@ class ClientRule {
     std::size_t maxWork;
 };
 
-/// A rule as above.
+/// As above.
 /// \throws RequestError also when it is malformed
 ClientRule ParseClientRule(const std::string& text, const InspectorLimits& limits);
 
-/// Refuses a text that is too long, or nested too deeply, to be looked at as a rule.
+/// Refuses a text that is too long or too deeply nested to be parsed.
 /// \throws RequestError
 void CheckRuleLimits(const std::string& text, const InspectorLimits& limits);
 

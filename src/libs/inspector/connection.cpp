@@ -18,9 +18,10 @@ namespace velmora::inspector {
 
 namespace {
 
-// What a client must take within `InspectorLimits::sendTime`, if there is as much.
+// Bytes that a client must accept within `InspectorLimits::sendTime`, if that many are left.
 constexpr std::size_t sendStep = 65'536;
-// What is read of a client that has been refused, so that it sees the answer before the end.
+// After a refusal, up to this many bytes are read and discarded, so that the client can read the
+// answer before the connection closes.
 constexpr std::size_t maxDiscarded = 1'000'000;
 constexpr std::chrono::milliseconds lingerTime(500);
 constexpr std::string_view comment = ":\n\n";
@@ -33,7 +34,7 @@ Connection::Connection(const Poco::Net::StreamSocket& socket, const InspectorLim
     this->socket.setNoDelay(true);
     this->socket.setKeepAlive(true);
     BeginReading();
-    // A client that connects has something to say.
+    // A client is expected to send a request as soon as it has connected.
     Extend(limits.requestTime);
 }
 
@@ -70,7 +71,7 @@ void Connection::OnReadable() {
             Parse();
         }
     } else if (state == State::watching || state == State::closing) {
-        // Nothing more is expected.
+        // The client should send nothing more.
         discarded += Receive(bytes.data(), bytes.size());
         if (discarded > maxDiscarded) {
             Close();
@@ -219,7 +220,7 @@ void Connection::BeginReading() {
     Extend(reader.IsEmpty() ? limits.idleTime : limits.requestTime);
 }
 
-// With bytes unread, an end at once would take the answer away from the client.
+// Closing a socket with unread input resets the connection, and the client could lose the answer.
 void Connection::BeginClosing() {
     state = State::closing;
     since = Clock::now();

@@ -19,7 +19,7 @@
 
 namespace velmora::inspector {
 
-/// What a worker made for a connection.
+/// What a worker has made for a connection.
 ///
 /// \threadsafety external
 struct Outcome {
@@ -31,7 +31,7 @@ struct Outcome {
     bool isLast = false;
 };
 
-/// One client: reads requests and sends answers, as far as that goes without waiting.
+/// The connection to one client: reads requests and sends answers without blocking.
 ///
 /// \threadsafety external
 class Connection {
@@ -42,7 +42,7 @@ class Connection {
         working,   ///< a worker makes the answer, or its next part
         sending,   ///< waits for the client to take it
         watching,  ///< sends events
-        closing,   ///< has sent its last, and waits for the client to see it
+        closing,   ///< has sent the last answer and waits for the client to close
         closed
     };
 
@@ -54,12 +54,13 @@ class Connection {
     short GetEvents() const;
     /// When `OnTime` is to be called.
     Clock::time_point GetDeadline() const { return deadline; }
-    /// When it last did something that counts against idle clients.
+    /// When it began to wait for a request, or for the client to close. When connections run out,
+    /// the one that has waited longest is closed.
     Clock::time_point GetSince() const { return since; }
 
-    /// Reads what has come.
+    /// Reads what has arrived.
     void OnReadable();
-    /// Sends what the client takes.
+    /// Sends as much as the client accepts.
     void OnWritable();
     /// The deadline has passed.
     void OnTime();
@@ -67,17 +68,17 @@ class Connection {
     void SendEvents();
     void Close();
 
-    /// The next request that has come in full, if any; a worker is then to answer it.
+    /// The next complete request, if any, for a worker to answer.
     bool TakeRequest(Request& request);
-    /// The rest of an answer whose next part is wanted, if any; a worker is to make it.
+    /// The source of an answer's next part, if one is due, for a worker to make.
     std::shared_ptr<BodySource> TakeRest();
     bool IsChunked() const { return isChunked; }
     bool IsLast() const { return isLast; }
     /// Sends what a worker has made.
     void Send(Outcome outcome);
-    /// Refuses what comes, and ends.
+    /// Answers with an error and closes the connection.
     void Refuse(int status, const std::string& reason);
-    /// Hands over what the connection no longer needs: its end may have to wait.
+    /// Hands over the event queue, whose destructor may have to wait.
     std::shared_ptr<EventQueue> TakeEvents() { return std::move(events); }
 
   private:
@@ -97,7 +98,7 @@ class Connection {
     bool hasRequest = false;
     std::string out;
     std::size_t sent = 0;           ///< of `out`
-    std::size_t sinceExtended = 0;  ///< bytes taken since the deadline was set
+    std::size_t sinceExtended = 0;  ///< bytes sent since the deadline was set
     std::shared_ptr<BodySource> rest;
     bool isChunked = false;
     std::shared_ptr<EventQueue> events;

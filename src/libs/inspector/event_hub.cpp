@@ -24,9 +24,9 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-// After which time a browser that has lost the connection tries again.
+// Milliseconds after which a browser reconnects.
 constexpr const char* preamble = "retry: 2000\n\n";
-// How long changes gather, and how many do: some 50,000 a second of one stream.
+// Changes are collected for this time, and up to this number: about 80,000 a second of one stream.
 constexpr std::chrono::milliseconds gatherTime(50);
 constexpr std::size_t maxGathered = 4096;
 
@@ -79,7 +79,7 @@ Watcher::~Watcher() {
 void Watcher::Notify(Change& change, const std::string& path, std::string& json) {
     AddLost(change.dropped);
     if (IsFull()) {
-        // Nothing is made of what would be lost.
+        // The event would be dropped, so it is not formatted.
         AddLost(1);
         return;
     }
@@ -95,7 +95,7 @@ void Watcher::Notify(Change& change, const std::string& path, std::string& json)
                 Push("match", data);
             }
         } catch (const RequestError&) {
-            // The sample is so large that the rule is not asked.
+            // The sample is too large for the rule to be evaluated.
         }
     }
 }
@@ -108,7 +108,7 @@ std::string Watcher::Format(const Change& change, const std::string& path) const
     try {
         shown = SelectEntries(*change.sample.GetStreamType(), entries, limits);
     } catch (const RequestError&) {
-        // Not each stream that is watched has each entry.
+        // Not every stream has the entries that the client selected.
     }
     AppendValues(json, change.sample, shown, limits);
     json.EndObject();
@@ -192,7 +192,8 @@ std::shared_ptr<EventHub::Feed> EventHub::OpenFeed(const std::string& path) {
 }
 
 void EventHub::Remove(Watcher& watcher) {
-    // Their ends wait for the handler, which must not need a lock that is held here.
+    // Destroyed after the lock is released, since a destructor waits for the handler, which takes
+    // locks.
     std::vector<std::shared_ptr<Feed>> unused;
     const Lock lock(mutex);
     for (auto place = feeds.begin(); place != feeds.end();) {

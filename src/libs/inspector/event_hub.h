@@ -27,7 +27,7 @@ namespace velmora::inspector {
 
 class EventHub;
 
-/// One client that watches streams. Its end takes it out of the hub.
+/// A client that watches streams. The destructor removes it from the hub.
 ///
 /// \threadsafety guarded: but for destruction
 class Watcher : public EventQueue {
@@ -36,9 +36,9 @@ class Watcher : public EventQueue {
     ~Watcher() override;
 
     const std::vector<std::string>& GetPaths() const { return paths; }
-    /// Tells the client of a change of one of its streams.
-    /// \param json the event's data, made when it is needed; of all watchers without entries of
-    /// their own
+    /// Sends the client a change of one of its streams.
+    /// \param json the event's data, shared by all watchers that select no entries; the first one
+    /// that needs it fills it in
     void Notify(delivery::Change& change, const std::string& path, std::string& json);
 
   private:
@@ -52,8 +52,8 @@ class Watcher : public EventQueue {
     std::optional<std::string> entries;
 };
 
-/// Hands the changes of streams to those who watch them: one delivery for each stream, however many
-/// they are, so that they cost its pushers no more than one. Rules are asked and texts made on the
+/// Distributes the changes of streams to watchers. Each watched stream has one delivery, so that
+/// its pushers pay the same for any number of watchers. Rules are evaluated and texts made on the
 /// delivery's worker.
 ///
 /// \threadsafety guarded: but for destruction
@@ -66,12 +66,12 @@ class EventHub {
     /// \pre There is no watcher.
     ~EventHub();
 
-    /// Begins an event stream.
+    /// Starts an event stream.
     /// \throws RequestError
     Answer Watch(const Request& request);
 
     std::size_t CountWatchers() const { return watchers; }
-    /// Of the deliveries of streams that are watched.
+    /// The counts of the deliveries of watched streams.
     delivery::DeliveryStatistics GetStatistics() const { return dispatcher.GetStatistics(); }
 
   private:

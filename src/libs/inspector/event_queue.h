@@ -12,7 +12,7 @@
 
 namespace velmora::inspector {
 
-/// Events on their way to one client, which may be slow: what finds no room is lost and counted.
+/// Events that wait to be sent to one client. An event that does not fit is dropped and counted.
 ///
 /// \threadsafety guarded: but for destruction
 class EventQueue {
@@ -24,13 +24,13 @@ class EventQueue {
 
     /// \param name of the event
     /// \param data JSON, without line feeds
-    /// \param isNeeded whether it is sent even where there is no room
+    /// \param isNeeded whether it is queued even when there is no room
     void Push(std::string_view name, std::string_view data, bool isNeeded = false);
     /// Whether there is no room for an event such as the last one.
     bool IsFull();
-    /// Counts changes that were lost before they came here.
+    /// Counts changes that were lost before they reached the queue.
     void AddLost(std::uint64_t count);
-    /// What is to be sent; the client learns first how much was lost before.
+    /// The text to send. Lost changes are reported in their place.
     std::string Take();
 
   private:

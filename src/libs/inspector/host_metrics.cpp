@@ -61,7 +61,7 @@ void HostMetrics::AddValue(const std::string& name, const std::string& help, boo
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\n' || c == '\\'; }, ' ');
     const Lock lock(mutex);
-    values[name] = {std::move(line), isCounter, std::move(value)};
+    values[name] = {std::move(line), std::move(value)};
 }
 
 std::vector<HostMetrics::Rule> HostMetrics::GetRules() const {
@@ -86,7 +86,7 @@ std::vector<HostMetrics::Value> HostMetrics::GetValues() const {
     std::vector<Value> list;
     const Lock lock(mutex);
     for (const auto& [name, source] : values) {
-        list.push_back({name, source.help, source.isCounter, source.value()});
+        list.push_back({name, source.help, source.value()});
     }
     return list;
 }

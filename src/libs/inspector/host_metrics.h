@@ -31,7 +31,6 @@ class HostMetrics {
     struct Value {
         std::string name;
         std::string help;
-        bool isCounter = false;
         double value = 0;
     };
 
@@ -55,12 +54,11 @@ class HostMetrics {
     };
     struct ValueSource {
         std::string help;
-        bool isCounter = false;
         std::function<double()> value;
     };
 
     mutable std::mutex mutex;
-    // Guarded by the mutex, under which the functions are called. By name.
+    // By name. Guarded by the mutex, which is held while the functions are called.
     std::map<std::string, std::function<delivery::DeliveryStatistics()>> deliveries;
     std::map<std::string, RuleSource> rules;
     std::map<std::string, ValueSource> values;

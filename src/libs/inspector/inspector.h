@@ -26,9 +26,9 @@ namespace velmora::inspector {
 ///     Inspector inspector(streams, types);
 ///     inspector.Start();
 ///
-/// Answers are made from copies, on threads of the inspector's own. Streams may come and go
-/// meanwhile, as long as they are removed through the repository, or inside its `AtomicExecute`.
-/// Types must outlive the inspector, or `Stop` comes first.
+/// Answers are made from copies, on the inspector's own threads. Streams may be added meanwhile,
+/// and removed through the repository or inside its `AtomicExecute`. Types must outlive the
+/// inspector, or at least the call of `Stop`.
 ///
 /// \threadsafety guarded: but for destruction, and `Start` and `Stop`, which one thread calls
 class INSPECTOR_API Inspector {
@@ -44,22 +44,22 @@ class INSPECTOR_API Inspector {
     /// As `Stop`.
     ~Inspector();
 
-    /// Listens, and starts the threads. Nothing happens when it has started.
-    /// \throws Poco::Net::NetException when the address or the port cannot be had;
+    /// Listens, and starts the threads. Does nothing when it is already running.
+    /// \throws Poco::Net::NetException when the address or the port is not available;
     /// std::system_error when a thread cannot start
     void Start();
-    /// Ends all connections and threads, and waits for them: not to be called inside
-    /// `AtomicExecute` of a repository, nor with a lock held that a function of the host needs. It
-    /// may start again.
+    /// Ends all connections and threads, and waits for them. Must not be called inside
+    /// `AtomicExecute` of a repository, nor with a lock held that a function of the host needs. The
+    /// inspector can be started again.
     void Stop();
     /// The port that is listened on; 0 before `Start` and after `Stop`.
     std::uint16_t GetPort() const;
-    /// Where the page is, such as "http://127.0.0.1:8080/".
+    /// The page's address, such as "http://127.0.0.1:8080/".
     std::string GetUrl() const;
 
-    /// \name What the host adds to the page and to the metrics
-    /// The functions are called by the inspector's threads, one at a time, until what was added is
-    /// removed or the inspector ends. What has the name of another takes its place.
+    /// \name What the host adds to the page and to the metrics The functions are called by the
+    /// inspector's threads, one at a time, until the item is removed or the inspector is destroyed.
+    /// Adding an item replaces the one of the same name.
     ///@{
     /// \param name of the delivery, such as "alarms"
     /// \throws std::invalid_argument for an empty function
@@ -74,7 +74,7 @@ class INSPECTOR_API Inspector {
                  std::function<std::uint64_t()> matches);
     void RemoveRule(const std::string& name);
     /// A metric that never decreases.
-    /// \param name as Prometheus has them, such as "plant_events_total"
+    /// \param name a metric name of Prometheus, such as "plant_events_total"
     /// \param help a sentence
     /// \throws std::invalid_argument for an empty function, and for a name that is not allowed,
     /// does not end in "_total" or begins with "velmora_"

@@ -12,7 +12,7 @@
 
 namespace velmora::inspector {
 
-/// What clients may take at most. What exceeds a limit is refused or answered in pages.
+/// Limits for clients. A request that exceeds one is refused or answered in pages.
 ///
 /// \threadsafety external
 struct InspectorLimits {
@@ -29,20 +29,20 @@ struct InspectorLimits {
     std::size_t maxPoints = 4000;     ///< intervals of one chart
     std::size_t maxEntries = 100;     ///< entries of a sample in one answer
     std::size_t maxElements = 16;     ///< elements of an entry in one answer
-    std::size_t maxTextBytes = 1024;  ///< of one text in an answer; the rest is left out
+    std::size_t maxTextBytes = 1024;  ///< of one text in an answer; the rest is cut
     std::size_t maxRuleBytes = 2000;
     std::size_t maxRuleDepth = 50;
     /// Terms of a rule times elements of a sample: what a rule may compare for one sample.
     std::size_t maxRuleWork = 1'000'000;
     std::size_t maxQueuedBytes = 262'144;         ///< events that wait for a slow client
     std::size_t maxMetricStreams = 1000;          ///< streams that have metrics of their own
-    std::chrono::milliseconds requestTime{5000};  ///< until a request has come in full
+    std::chrono::milliseconds requestTime{5000};  ///< until a request is complete
     std::chrono::milliseconds idleTime{15000};    ///< until the next request of a connection
-    /// Until an answer, or the next 64 KiB of it, have been taken.
+    /// Until a client has accepted an answer, or the next 64 KiB of it.
     std::chrono::milliseconds sendTime{10000};
-    /// What the work for one answer may take; what has been found by then is the answer.
+    /// Time for the work on one answer, which then has what was found so far.
     std::chrono::milliseconds workTime{2000};
-    /// Between two signs of life on an event stream.
+    /// Between two keep-alive comments on an event stream.
     std::chrono::milliseconds heartbeat{10000};
 };
 
@@ -51,7 +51,7 @@ struct InspectorLimits {
 /// \threadsafety external
 struct EntryGauge {
     std::string path;   ///< of the stream
-    std::string entry;  ///< of its first element the metric is the value
+    std::string entry;  ///< whose first element is the metric's value
 };
 
 /// How an `Inspector` serves.
@@ -62,15 +62,15 @@ struct InspectorOptions {
     std::string address = "127.0.0.1";
     /// 0 for any that is free: see `Inspector::GetPort`.
     std::uint16_t port = 8080;
-    /// What clients must know: at least 16 characters, printable ASCII without blanks. None is
-    /// asked for where it is empty.
+    /// What clients must send: at least 16 characters, printable ASCII without blanks. Empty:
+    /// clients need no token.
     std::string token = {};
-    /// Names, beside "localhost" and the addresses of this machine, under which clients may ask:
-    /// those of a reverse proxy. Without ports.
+    /// Host names, without ports, that requests may be sent to beside "localhost" and the addresses
+    /// of this machine, such as that of a reverse proxy.
     std::vector<std::string> hosts = {};
-    /// Of the page; the host's name unless given.
+    /// The page's title; the machine's name unless given.
     std::string title = {};
-    /// A file that a `storage::HistoryWriter` writes; empty for none. It may come later.
+    /// A file that a `storage::HistoryWriter` writes; empty for none. It need not exist yet.
     std::string history = {};
     /// The unit of an entry; empty for none. Called by the inspector's threads, several at a time.
     std::function<std::string(const std::string& path, const std::string& entry)> unit = {};

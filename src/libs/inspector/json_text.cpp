@@ -129,7 +129,7 @@ std::string JsonText::Take() const {
 
 std::string CleanText(std::string_view text, std::size_t maxBytes) {
     std::string_view kept = text.substr(0, maxBytes);
-    // Not in the middle of a character.
+    // Cuts between two characters.
     while (kept.size() < text.size() && !kept.empty() &&
            (static_cast<unsigned char>(text[kept.size()]) & 0xC0U) == 0x80U) {
         kept.remove_suffix(1);

@@ -28,10 +28,10 @@ class JsonText {
     JsonText& Text(std::string_view text);
     JsonText& Bool(bool value);
     JsonText& Null();
-    /// Beyond 2^53, which numbers of JavaScript don't hold, as a text.
+    /// Beyond ±2^53, where numbers of JavaScript are inexact, written as a text.
     JsonText& Integer(std::int64_t value);
     JsonText& Unsigned(std::uint64_t value);
-    /// As short as gives the same number; null for what is not finite.
+    /// The shortest text that reads back as the same number; null for NaN and infinities.
     JsonText& Number(double value);
     JsonText& Number(float value);
     /// A value that is JSON already.
@@ -39,7 +39,7 @@ class JsonText {
 
     /// What has been written so far, in bytes.
     std::size_t GetSize() const;
-    /// The text. Nothing may be written any more.
+    /// The text. Must be the last call.
     std::string Take() const;
 
   private:
@@ -47,7 +47,7 @@ class JsonText {
     std::unique_ptr<Writer> writer;
 };
 
-/// A text without bytes that are not UTF-8, cut after so many bytes.
+/// The text as valid UTF-8, cut to at most this many bytes.
 std::string CleanText(std::string_view text, std::size_t maxBytes = std::string_view::npos);
 
 }  // namespace velmora::inspector

@@ -37,11 +37,11 @@ class Families {
         for (const ClientMetric::Label& label : labels) {
             key.append(1, '\0').append(label.value);
         }
-        // Names that were cleaned may be the same ones, and who reads the metrics refuses them all.
+        // Cleaned names may collide, and a scraper refuses all metrics when one comes twice.
         if (!seen.insert(key).second) {
             return;
         }
-        const auto [place, isNew] = numbers.emplace(name, families.size());
+        const auto [index, isNew] = indexes.emplace(name, families.size());
         const bool isCounter = name.ends_with("_total");
         if (isNew) {
             families.push_back(
@@ -50,7 +50,7 @@ class Families {
         ClientMetric metric;
         metric.label = std::move(labels);
         (isCounter ? metric.counter.value : metric.gauge.value) = value;
-        families[place->second].metric.push_back(std::move(metric));
+        families[index->second].metric.push_back(std::move(metric));
     }
 
     std::string GetText() const {
@@ -61,7 +61,7 @@ class Families {
 
   private:
     std::vector<MetricFamily> families;
-    std::map<std::string, std::size_t> numbers;
+    std::map<std::string, std::size_t> indexes;
     std::set<std::string> seen;
 };
 
@@ -127,7 +127,7 @@ void AddDelivery(Families& families, const std::string& name,
                  ToDouble(statistics.waiting), label);
 }
 
-// None of a stream, an entry or an element that is not there.
+// Nothing if the stream, the entry or the element does not exist, or the entry is a text.
 std::optional<double> NewestValue(const Model& model, const EntryGauge& gauge) {
     std::optional<Sample> newest;
     model.TryVisit(gauge.path, [&](const Stream& stream) {

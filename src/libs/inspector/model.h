@@ -26,7 +26,8 @@ struct Model {
     const InspectorOptions& options;
     StreamIndex& index;
 
-    /// Calls a function with a stream, which is not removed meanwhile. The function must only copy.
+    /// Calls a function with a stream, which cannot be removed during the call. The function must
+    /// only copy data.
     /// \return whether there is one
     bool TryVisit(const std::string& path,
                   const std::function<void(core::tessaryn::Stream&)>& visit) const;

@@ -8,7 +8,7 @@
 
 namespace velmora::inspector {
 
-/// A file that belongs to the page.
+/// A file of the page.
 ///
 /// \threadsafety immutable
 struct PageFile {
@@ -16,7 +16,7 @@ struct PageFile {
     std::string_view text;
 };
 
-/// The files, as they were when the library was built.
+/// The page's files, embedded when the library was built.
 extern const std::span<const PageFile> pageFiles;
 
 }  // namespace velmora::inspector

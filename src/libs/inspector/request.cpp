@@ -19,7 +19,7 @@ constexpr std::size_t maxParameters = 300;
 
 std::string Decode(std::string_view text) {
     std::string encoded(text);
-    // POCO does this behind a question mark only.
+    // POCO decodes "+" only behind a question mark.
     std::replace(encoded.begin(), encoded.end(), '+', ' ');
     std::string decoded;
     try {
@@ -68,7 +68,7 @@ std::optional<std::int64_t> Request::GetInteger(std::string_view name) const {
         return std::nullopt;
     }
     Poco::Int64 number = 0;
-    // The separator of thousands is not accepted.
+    // POCO's parser would accept a separator of thousands.
     if (!Poco::NumberParser::tryParse64(std::string(text), number, '\0')) {
         throw RequestError(400, "The parameter '" + std::string(name) + "' is not an integer.");
     }

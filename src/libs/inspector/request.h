@@ -13,26 +13,26 @@
 
 namespace velmora::inspector {
 
-/// A request that came in full.
+/// A complete request.
 ///
 /// \threadsafety external
 struct Request {
     std::string method;
     std::string path;  ///< of the address, as it was sent
-    /// Of the address, or of the body of a form: names and values, decoded.
+    /// From the address or the body of a form: names and values, decoded.
     std::vector<std::pair<std::string, std::string>> parameters;
     std::string host;     ///< as it was sent
-    std::string origin;   ///< of the page that asks; empty unless the browser says
-    std::string site;     ///< "cross-site" and the like; empty unless the browser says
+    std::string origin;   ///< of the page that sent it; empty if the browser did not send one
+    std::string site;     ///< "cross-site" and the like; empty if the browser did not send it
     std::string bearer;   ///< the token that a program sent
     std::string cookies;  ///< as they were sent
     std::string body;
-    std::string localAddress;   ///< of this machine, to which the client has connected
-    bool isPersistent = false;  ///< whether the client wants to go on
+    std::string localAddress;   ///< the address of this machine to which the client has connected
+    bool isPersistent = false;  ///< whether the client keeps the connection open
 
     bool IsHead() const { return method == "HEAD"; }
 
-    /// Whether there is a parameter of the name, if only an empty one.
+    /// Whether there is a parameter of the name, which may be empty.
     bool Has(std::string_view name) const;
     /// The value of a parameter; empty when there is none.
     std::string_view Get(std::string_view name) const;
@@ -44,7 +44,7 @@ struct Request {
     /// An integer; none when there is no such parameter.
     /// \throws RequestError when it is not one
     std::optional<std::int64_t> GetInteger(std::string_view name) const;
-    /// A number of things, at most `maximum`.
+    /// A count, at most `maximum`.
     /// \throws RequestError when it is not an integer, or negative
     std::size_t GetCount(std::string_view name, std::size_t defaultCount,
                          std::size_t maximum) const;

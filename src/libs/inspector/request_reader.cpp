@@ -87,7 +87,7 @@ void CheckHead(std::string_view head, std::size_t maxHeaders) {
     }
 }
 
-// A header that must not be there twice, since two readers might choose different ones.
+// A field that must not occur twice, since two readers could choose different ones.
 std::string Single(const HTTPRequest& parsed, const std::string& name) {
     const auto first = parsed.find(name);
     if (first == parsed.end()) {
@@ -148,7 +148,7 @@ bool RequestReader::Read(Request& request) {
     return true;
 }
 
-// Of the header: an empty line.
+// The header ends with an empty line.
 bool RequestReader::FindEnd() {
     for (std::size_t i = buffer.find('\n', searched); i != std::string::npos;
          i = buffer.find('\n', i + 1)) {
@@ -160,7 +160,7 @@ bool RequestReader::FindEnd() {
         }
     }
     CheckSizes(buffer.size());
-    // The end may have come in part.
+    // Part of the end may have arrived.
     searched = buffer.size() - std::min<std::size_t>(buffer.size(), 3);
     return false;
 }

@@ -12,26 +12,26 @@
 
 namespace velmora::inspector {
 
-/// Reads the requests of a connection from its bytes, however they are cut.
+/// Reads the requests of a connection from its bytes, which may arrive in parts of any size.
 ///
-/// Stricter than HTTP: what no browser and no program of good will sends is refused, before
-/// anything else reads it. A body must have a length that is said beforehand.
+/// Stricter than HTTP: what no browser and no well-behaved program sends is refused before it is
+/// interpreted. A body needs a Content-Length.
 ///
 /// \threadsafety external
 class RequestReader {
   public:
     explicit RequestReader(const InspectorLimits& limits) : limits(limits) {}
 
-    /// Takes bytes in, at most as many as a request may have.
+    /// Appends bytes, at most as many as a request may have.
     void Append(std::string_view bytes) { buffer.append(bytes); }
-    /// Whether nothing has come of the next request.
+    /// Whether nothing of the next request has arrived.
     bool IsEmpty() const { return buffer.empty(); }
-    /// Bytes that it keeps at most before it refuses.
+    /// The most bytes that it buffers before it refuses.
     std::size_t GetCapacity() const {
         return limits.maxLineBytes + limits.maxHeaderBytes + limits.maxBodyBytes;
     }
-    /// Reads a request, if it has come in full.
-    /// \return whether it has
+    /// Reads a request if it is complete.
+    /// \return whether there was one
     /// \throws RequestError: what follows on the connection must not be read
     bool Read(Request& request);
 
@@ -44,9 +44,9 @@ class RequestReader {
     std::string buffer;
     /// Bytes that have been searched for the end of the header.
     std::size_t searched = 0;
-    /// Of the header, with the empty line; 0 until it has been found.
+    /// Length of the header with the empty line; 0 until its end has been found.
     std::size_t headSize = 0;
-    /// What the header says, once it has come.
+    /// The header's content, once it is complete.
     Request next;
     std::size_t bodySize = 0;
 };

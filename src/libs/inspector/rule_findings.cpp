@@ -26,8 +26,8 @@ using core::tessaryn::TextSpan;
 
 namespace {
 
-// Of texts as JavaScript has them: how many units the first bytes are. Requests hold UTF-8; a byte
-// that is none is one unit, which takes its place.
+// The number of UTF-16 code units, as JavaScript counts them, of the first bytes of a text. An
+// invalid byte counts as one unit, that of its replacement character.
 std::size_t CountUnits(std::string_view text) {
     const std::string valid = CleanText(text);
     return static_cast<std::size_t>(
@@ -57,7 +57,7 @@ void AppendFinding(JsonText& json, std::string_view rule, const Finding& finding
     json.EndObject();
 }
 
-// A rule that can throw is as wrong as a malformed one: what it would throw ends a push.
+// A rule that can throw is reported like a malformed one, since it would throw out of a push.
 std::vector<Finding> Check(const std::string& rule, const StreamType& type,
                            const InspectorLimits& limits) {
     std::vector<Finding> findings;

@@ -19,7 +19,7 @@ using core::tessaryn::Stream;
 
 namespace {
 
-// What a stream is locked for at a time.
+// Samples that are copied while a stream is locked.
 constexpr std::size_t targetSize = 250;
 constexpr std::size_t maxSize = 1000;
 
@@ -31,7 +31,7 @@ std::uint64_t Distance(std::int64_t from, std::int64_t to) {
     return static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from);
 }
 
-// Without leaving the range.
+// A time one step later or earlier, but not beyond the limit.
 std::int64_t After(std::int64_t time, std::uint64_t step, std::int64_t limit) {
     return Distance(time, limit) > step
                ? static_cast<std::int64_t>(static_cast<std::uint64_t>(time) + step)
@@ -94,7 +94,7 @@ bool RingBatches::Next(std::vector<Sample>& samples) {
             return false;
         }
         if (!isCopied) {
-            // Half of it, without an overflow.
+            // Halved without an overflow.
             const auto half = static_cast<std::int64_t>(Distance(window.from, window.to) / 2);
             (isBackwards ? window.from : window.to) = window.from + half + (isBackwards ? 1 : 0);
             step = Distance(window.from, window.to);
@@ -103,8 +103,8 @@ bool RingBatches::Next(std::vector<Sample>& samples) {
     return Pass(window, samples.size());
 }
 
-// The next part of what is left: what comes before the times of the ring, in which there are only
-// samples that were late, a part of these times, or what comes after them.
+// The next part of the remaining range: what lies before the times of the ring, where only late
+// samples are; a part of those times; or what lies after them.
 TimeRange RingBatches::ChooseWindow() const {
     TimeRange window = rest;
     if (skipped > 0) {
@@ -126,7 +126,7 @@ TimeRange RingBatches::ChooseWindow() const {
     return window;
 }
 
-// \return false where there are too many: the window has to be smaller
+// Returns false when there are too many samples, and the window has to be smaller.
 bool RingBatches::Copy(const Stream& stream, const TimeRange& window,
                        std::vector<Sample>& samples) const {
     bool isCopied = true;
@@ -151,7 +151,7 @@ bool RingBatches::Copy(const Stream& stream, const TimeRange& window,
     return isCopied;
 }
 
-// \return whether something is left
+// Returns whether something is left.
 bool RingBatches::Pass(const TimeRange& window, std::size_t count) {
     if (window.from == window.to && count == maxSize) {
         skipped += count;
@@ -182,7 +182,7 @@ bool HistoryBatches::Next(std::vector<Sample>& samples) {
     samples.clear();
     bool hasMore = true;
     while (samples.size() < targetSize && (hasMore = reader.Next())) {
-        // A name may be taken for a pattern.
+        // The path may also be a pattern, which matches others.
         if (reader.GetPath() == path) {
             samples.push_back(reader.GetSample());
         }

@@ -32,8 +32,8 @@ struct TimeRange {
     std::int64_t to = std::numeric_limits<std::int64_t>::max();
 };
 
-/// Copies samples of a range of time, some hundreds at a time: nothing is locked while they are
-/// used.
+/// Copies the samples of a range of time, some hundreds at a time, so that nothing is locked while
+/// they are used.
 ///
 /// \threadsafety external
 class SampleBatches {
@@ -42,26 +42,27 @@ class SampleBatches {
     SampleBatches(const SampleBatches&) = delete;
     SampleBatches& operator=(const SampleBatches&) = delete;
     virtual ~SampleBatches();
-    /// Replaces the samples by the next ones, in the order of time. The samples' type may live only
-    /// as long as this.
+    /// Replaces the samples by the next ones, in the order of time. Their type may live only as
+    /// long as this object.
     /// \return whether there may be more
     virtual bool Next(std::vector<core::tessaryn::Sample>& samples) = 0;
 };
 
-/// The samples in the ring of a stream. Each batch looks the stream up anew, in a span of time that
-/// is chosen so that not too many lie in it.
+/// The samples in the ring of a stream. Each batch looks the stream up again, and covers a span of
+/// time that is chosen so that it holds few enough samples.
 ///
 /// \threadsafety external
 class RingBatches : public SampleBatches {
   public:
-    /// \param isBackwards whether the last batch comes first; each is in the order of time
+    /// \param isBackwards whether the last batch comes first; within a batch, samples ascend in
+    /// time
     /// \throws RequestError when there is no such stream
     RingBatches(const Model& model, const std::string& path, const TimeRange& range,
                 bool isBackwards);
 
     bool Next(std::vector<core::tessaryn::Sample>& samples) override;
 
-    /// The times between those of the samples that were pushed first and last; none of an empty
+    /// From the time of the sample pushed first to that of the one pushed last; none for an empty
     /// ring.
     std::optional<TimeRange> GetTimes() const { return times; }
 
@@ -78,7 +79,7 @@ class RingBatches : public SampleBatches {
     std::optional<TimeRange> times;
     /// Of a window, in microseconds.
     std::uint64_t step = std::numeric_limits<std::uint64_t>::max();
-    /// Samples of a window of one time that have been copied.
+    /// Samples copied so far from a window of a single time.
     std::size_t skipped = 0;
 };
 
@@ -100,7 +101,7 @@ class HistoryBatches : public SampleBatches {
     bool isBackwards;
 };
 
-/// What is in the first, then what is in the second.
+/// The samples of the first source, then those of the second.
 ///
 /// \threadsafety external
 class ChainedBatches : public SampleBatches {

@@ -35,11 +35,12 @@ std::vector<ShownEntry> SelectEntries(const core::tessaryn::StreamType& type,
 /// The first element of an entry as a number; NaN where there is none.
 double NumberOf(const core::tessaryn::Sample& sample, const ShownEntry& entry);
 
-/// The value of an entry: one value, or an array of the first elements. Null when there is none.
+/// The value of an entry: a single value, or an array of the first elements. Null when there is
+/// none.
 void AppendValue(JsonText& json, const core::tessaryn::Sample& sample, const ShownEntry& entry,
                  const InspectorLimits& limits);
-/// An object of the entries' values. What does not hold all elements of an entry is followed by an
-/// object "sizes".
+/// Appends an object "values" with the entries and, if some were cut, an object "sizes" with the
+/// full sizes of these.
 void AppendValues(JsonText& json, const core::tessaryn::Sample& sample,
                   const std::vector<ShownEntry>& entries, const InspectorLimits& limits);
 

@@ -19,10 +19,11 @@ using core::tessaryn::Sample;
 
 namespace {
 
-// Of the samples of one answer in binary form.
+// Bytes of one answer's samples in binary form.
 constexpr std::size_t maxAnswerBytes = 4'000'000;
 
-// Where an answer ended: the next one begins at this time, behind so many samples of it.
+// Where an answer ended: the next one begins at this time, after skipping this number of its
+// samples.
 struct Cursor {
     std::int64_t time = 0;
     std::uint64_t passed = 0;
@@ -44,14 +45,14 @@ Cursor ParseCursor(std::string_view text) {
     return {time, passed};
 }
 
-// Goes through samples forwards, and knows where it is.
+// The position in a forward pass over samples.
 class Progress {
   public:
     explicit Progress(const std::optional<Cursor>& begin) : cursor(begin.value_or(Cursor())) {
         skip = begin ? begin->passed : 0;
         begins = begin.has_value();
     }
-    // Whether the sample was part of an answer before.
+    // Whether an earlier answer has the sample.
     bool Skips(const Sample& sample) {
         const std::int64_t time = sample.GetTimeStamp().epochMicroseconds();
         if (begins && time == cursor.time && skip > 0) {
@@ -131,7 +132,7 @@ Found FindBackwards(const Model& model, const SampleQuery& query, std::size_t li
     return found;
 }
 
-// A part of some samples of a download.
+// A part of a download, with some samples.
 class CsvSource : public BodySource {
   public:
     CsvSource(const Model& model, SampleQuery given)

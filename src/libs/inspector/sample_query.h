@@ -17,7 +17,7 @@
 
 namespace velmora::inspector {
 
-/// Which samples a request asks for.
+/// The samples that a request asks for.
 ///
 /// \threadsafety external
 struct SampleQuery {
@@ -31,18 +31,18 @@ struct SampleQuery {
     /// Of the stream as it is; those that samples lack are null.
     std::vector<ShownEntry> entries;
 
-    /// The samples of the range, whether the rule holds or not.
+    /// All samples of the range, whether the rule holds or not.
     std::unique_ptr<SampleBatches> Open(const Model& model, bool isBackwards) const;
 };
 
-/// The entries as samples of one type after the other have them.
+/// The entries, looked up in the types of successive samples.
 ///
 /// \threadsafety external
 class EntryLookup {
   public:
     explicit EntryLookup(const std::vector<ShownEntry>& entries) : entries(entries) {}
 
-    /// The entries in a sample; `UnknownType` for one that it does not have.
+    /// The entries in a sample; the type is `UnknownType` for one that the sample lacks.
     const std::vector<ShownEntry>& Find(const core::tessaryn::Sample& sample);
 
   private:
@@ -51,7 +51,7 @@ class EntryLookup {
     std::vector<ShownEntry> found;
 };
 
-/// Ends work that takes too long.
+/// Stops work that takes too long.
 ///
 /// \threadsafety external
 class WorkTime {

@@ -20,7 +20,7 @@ using core::tessaryn::Sample;
 
 namespace {
 
-// Quoted where a reader would take a part of it for something else.
+// Quoted if it contains a character with a meaning in CSV.
 void AppendQuoted(std::string& text, std::string_view value) {
     if (value.find_first_of("\",;\r\n") == std::string_view::npos) {
         text += value;
@@ -50,7 +50,7 @@ void AppendElement(std::string& text, T value) {
     }
 }
 
-// Years that a date has; beyond, the microseconds.
+// Dates have years of four digits; other times are written in microseconds.
 void AppendTime(std::string& text, const Poco::Timestamp& time) {
     constexpr std::int64_t firstYear = -62135596800LL * 1'000'000;
     constexpr std::int64_t lastYear = 253402300800LL * 1'000'000;

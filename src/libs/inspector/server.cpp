@@ -28,9 +28,9 @@ namespace {
 using State = Connection::State;
 
 constexpr int backlog = 128;
-// How long clients wait where no socket is to be had.
+// How long new clients wait when no connection can be accepted.
 constexpr std::chrono::milliseconds acceptPause(100);
-// Events are sent in groups, which costs one call of the system for all that has come meanwhile.
+// Events are sent in groups, so that one system call sends all that were queued meanwhile.
 constexpr std::chrono::milliseconds eventInterval(50);
 
 int MakeWakeup() {
@@ -78,7 +78,7 @@ void Server::Run() {
         try {
             Wait();
         } catch (const std::exception& error) {
-            // Want of memory, as a rule, of which a little comes back so.
+            // Usually out of memory: closing the connections frees some.
             Poco::Logger::get("velmora.inspector").error(std::string(error.what()));
             connections.clear();
         }
@@ -146,7 +146,7 @@ void Server::SendEvents() {
     }
 }
 
-// Until the next deadline, in milliseconds.
+// The time until the next deadline, in milliseconds.
 int Server::WaitTime() const {
     auto next = Clock::now() + std::chrono::hours(1);
     if (acceptFrom > Clock::now()) {
@@ -171,12 +171,12 @@ void Server::Accept() {
         const Poco::Net::StreamSocket socket = listener.acceptConnection();
         connections.try_emplace(++lastNumber, socket, limits);
     } catch (const Poco::Exception&) {
-        // The client has gone again, or the process has no descriptor left.
+        // The client has gone, or the process has no descriptor left.
         acceptFrom = Clock::now() + acceptPause;
     }
 }
 
-// Closes the connection that has been idle, or incomplete, for longest.
+// Closes the connection that has been idle, or has had an incomplete request, for longest.
 bool Server::MakeRoom() {
     auto oldest = connections.end();
     for (auto place = connections.begin(); place != connections.end(); ++place) {
@@ -192,7 +192,7 @@ bool Server::MakeRoom() {
     return true;
 }
 
-// Gives the workers what there is to do for a connection.
+// Passes the next job of a connection, if any, to the workers.
 void Server::PassOn(std::uint64_t number, Connection& connection) {
     if (auto request = std::make_shared<Request>(); connection.TakeRequest(*request)) {
         pool->Post([this, number, request] {
@@ -216,7 +216,7 @@ void Server::Remove(Connections::iterator place) {
     connections.erase(place);
 }
 
-// Their end waits for handlers, which this thread must not.
+// Destroyed by a worker: the destructor waits for handlers, which this thread must not do.
 void Server::Release(std::shared_ptr<EventQueue> events) {
     if (events) {
         pool->Post([events = std::move(events)]() mutable { events.reset(); });
@@ -264,7 +264,8 @@ Outcome Server::MakeAnswer(const Request& request) {
     return outcome;
 }
 
-// An answer that fails in the middle ends with the connection, so that the client sees it.
+// If making a part fails, the connection is closed, so that the client notices the incomplete
+// answer.
 Outcome Server::MakePart(const std::shared_ptr<BodySource>& rest, bool isChunked) {
     Outcome outcome;
     outcome.isChunked = isChunked;
@@ -293,7 +294,7 @@ Outcome Server::MakePart(const std::shared_ptr<BodySource>& rest, bool isChunked
 
 void Server::Wake() const {
     const std::uint64_t one = 1;
-    // It fails only where the thread has been woken so often that it is awake.
+    // Fails only when the counter is at its maximum, and then the thread is being woken anyway.
     if (::write(wakeup, &one, sizeof one) < 0) {
         return;
     }

@@ -24,8 +24,8 @@
 
 namespace velmora::inspector {
 
-/// Answers the requests of all clients. One thread waits for all of them at once, so that a slow
-/// one occupies no thread; workers make the answers.
+/// Serves all clients. One thread waits for all connections, so that a slow client occupies no
+/// thread; workers make the answers.
 ///
 /// \threadsafety guarded: but for construction and destruction
 class Server {
@@ -47,7 +47,7 @@ class Server {
 
   private:
     using Clock = Connection::Clock;
-    /// By their numbers, the oldest first.
+    /// By number, the oldest first.
     using Connections = std::map<std::uint64_t, Connection>;
 
     void Run();
@@ -73,7 +73,7 @@ class Server {
     int wakeup;  ///< an eventfd
     std::atomic<bool> isStopping = false;
 
-    // Of the waiting thread.
+    // Used only by the waiting thread.
     Connections connections;
     std::uint64_t lastNumber = 0;
     Clock::time_point acceptFrom;

@@ -37,7 +37,7 @@ PathList::Page PathList::GetChildren(const std::string& group, std::size_t offse
     const auto end = EndOf(prefix);
     while (place != end) {
         const std::size_t nameEnd = std::min(place->find(separator, prefix.size()), place->size());
-        // A separator at the very end belongs to an empty name.
+        // A separator at the end is followed by an empty name.
         const bool isGroup = nameEnd + 1 < place->size();
         Child child;
         child.path = isGroup ? place->substr(0, nameEnd) : *place;
@@ -69,7 +69,7 @@ PathList::Matches PathList::Find(const std::string& text, std::size_t offset,
     return matches;
 }
 
-// Behind the paths that begin with a text, from the first that does on.
+// The position behind the paths that begin with a prefix.
 std::vector<std::string>::const_iterator PathList::EndOf(std::string_view prefix) const {
     return std::partition_point(paths.begin(), paths.end(), [&](const std::string& path) {
         return path.starts_with(prefix) || IsBefore(path, prefix);

@@ -23,7 +23,7 @@ namespace velmora::inspector {
 /// \threadsafety immutable
 class PathList {
   public:
-    /// What is directly below a group: a stream, or a group of streams.
+    /// A child of a group: a stream, or a group of streams.
     struct Child {
         std::string name;
         std::string path;
@@ -51,13 +51,14 @@ class PathList {
     bool IsBefore(std::string_view left, std::string_view right) const;
 
     char separator;
-    /// With the separator before all other characters, so that all below a group stand together.
+    /// Sorted with the separator before all other characters, so that all paths below a group are
+    /// adjacent.
     std::vector<std::string> paths;
     std::vector<std::string> folded;  ///< in lower case
 };
 
-/// Keeps the list of paths up to date. It is made anew where groups have changed, but not so often
-/// that this takes more than a twentieth of the time.
+/// Keeps the list of paths up to date. The list is rebuilt when groups have changed, but rebuilding
+/// takes at most a twentieth of the time.
 ///
 /// \threadsafety guarded
 class StreamIndex {

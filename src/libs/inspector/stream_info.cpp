@@ -30,10 +30,10 @@ using core::tessaryn::StreamTypeCollectionGroup;
 namespace {
 
 constexpr double microseconds = 1e6;
-// The time whose samples give the rate.
+// Seconds over which the rate of samples is measured.
 constexpr std::int64_t rateSpan = 10;
 
-// What a stream's line of a list shows, copied.
+// A copy of what a list shows of a stream.
 struct StreamLine {
     std::string type;
     int samples = 0;
@@ -79,7 +79,7 @@ std::size_t Offset(const Request& request) {
     return request.GetCount("offset", 0, std::string::npos);
 }
 
-// What is shown of one stream, copied.
+// A copy of what the page of one stream shows.
 struct StreamState {
     const StreamType* type = nullptr;
     int capacity = 0;
@@ -90,7 +90,7 @@ struct StreamState {
     std::optional<Sample> newest;
 };
 
-// Samples a second of the time before now, by their own stamps.
+// Samples a second in the time before now, by their own timestamps.
 std::optional<double> Rate(const Stream& stream, int samples) {
     std::optional<double> rate;
     stream.GetLast(Poco::Timespan(rateSpan, 0), [&](const std::vector<Sample*>& recent) {
@@ -100,7 +100,7 @@ std::optional<double> Rate(const Stream& stream, int samples) {
         } else if (static_cast<int>(recent.size()) < samples) {
             rate = count / static_cast<double>(rateSpan);
         } else {
-            // The ring may have been overwritten since: it says how long that took.
+            // When the ring does not reach back that far, its own span of time is used.
             const auto [oldest, newest] = std::minmax_element(
                 recent.begin(), recent.end(), [](const Sample* left, const Sample* right) {
                     return left->GetTimeStamp() < right->GetTimeStamp();
@@ -155,7 +155,7 @@ void AppendEntries(JsonText& json, const std::string& path, const StreamType& ty
     json.EndArray();
 }
 
-// All types of a group and of those below it.
+// All types of a group and of its sub-groups.
 void CollectTypes(const StreamTypeCollectionGroup& root, std::vector<const StreamType*>& types) {
     std::vector<const StreamTypeCollectionGroup*> open = {&root};
     while (!open.empty()) {

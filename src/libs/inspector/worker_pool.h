@@ -13,7 +13,7 @@
 
 namespace velmora::inspector {
 
-/// Threads that run functions in the order of their coming.
+/// Threads that run functions in the order in which they were posted.
 ///
 /// \threadsafety guarded: but for construction and destruction
 class WorkerPool {
@@ -21,7 +21,7 @@ class WorkerPool {
     explicit WorkerPool(std::size_t threads);
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
-    /// Runs what has been posted, and waits for it.
+    /// Waits until everything posted has run.
     ~WorkerPool();
 
     /// \param job must not throw

@@ -13,7 +13,7 @@ namespace velmora::nats {
 namespace {
 
 constexpr std::chrono::milliseconds watchInterval(50);
-// A message that was refused is sent again after this time.
+// A refused message is sent again after this time.
 constexpr std::chrono::milliseconds refusalWait(500);
 
 // The value of a text in the flat JSON that the server replies with; empty if there is none.
@@ -56,8 +56,8 @@ AckWindow::AckWindow(Connection& connection, std::size_t maxInFlight,
 AckWindow::~AckWindow() {
     Close();
     watcher.join();
-    // Replies run on a thread of the client library, which is done with this object only when it
-    // says so.
+    // Replies run on a thread of the client library, which may use this object until it reports
+    // that it has finished.
     std::mutex doneMutex;
     std::condition_variable done;
     bool isDone = false;
@@ -98,8 +98,8 @@ bool AckWindow::Send(Entry&& entry) {
         progress = Clock::now();
     }
     entries.push_back(std::move(entry));
-    // What is lost on a connection is the end of what was sent on it. As long as nothing new passes
-    // it by, the server has no sample without having those before it.
+    // A lost connection loses the last messages sent on it. As long as no new message overtakes
+    // them, the server has every sample that precedes one it has.
     if (isInterrupted || isRefused || CountReconnects() != reconnects ||
         !Transmit(first + entries.size() - 1, entries.back())) {
         isInterrupted = true;
@@ -185,7 +185,8 @@ void AckWindow::Refuse(std::string_view json) {
     }
 }
 
-// False when the message has surely not left; else an error shows as a missing acknowledgement.
+// Returns false only if the message has certainly not been sent; otherwise an error shows as a
+// missing acknowledgement.
 bool AckWindow::Transmit(std::uint64_t number, Entry& entry) {
     const std::string& subject = entry.track == nullptr ? entry.subject : entry.track->subject;
     natsMsg* made = nullptr;

@@ -19,26 +19,26 @@
 
 namespace velmora::nats {
 
-/// The last sample of a path up to which the server keeps all.
+/// The last sample of a path of which the server has all predecessors.
 struct Stored {
     std::uint64_t sequence = 0;
     std::int64_t time = 0;  ///< the sample's, in microseconds since the Unix epoch
 };
 
-/// The header that tells `Stored` as it was when the message was sent.
+/// The header that holds the state of `Stored` when the message was sent.
 inline constexpr const char* storedHeader = "Tessaryn-Stored";
 
 /// How the samples of one path are numbered and sent.
 struct Track {
     std::string subject;
     std::uint32_t numbering = 0;
-    std::uint64_t last = 0;  ///< the number given last
-    Stored stored;           ///< the window's while samples are on their way
+    std::uint64_t last = 0;  ///< the number assigned last
+    Stored stored;           ///< written by the window while samples are in flight
 };
 
-/// Messages on their way to a JetStream stream: sends them in order, and all that are not
-/// acknowledged again, in order and before any other, when the connection was lost, one was refused
-/// or the oldest has waited too long.
+/// The messages in flight to a JetStream stream. Sends messages in order. When the connection was
+/// lost, a message was refused or the oldest has waited too long, sends all unacknowledged ones
+/// again, in order and before any new one.
 ///
 /// \threadsafety guarded
 class AckWindow {
@@ -51,24 +51,24 @@ class AckWindow {
         std::uint64_t inFlight = 0;
     };
 
-    /// \param onRefused called, without a lock, before messages are sent again that no JetStream
-    ///     stream took
+    /// \param onRefused called, without a lock, before messages that no JetStream stream accepted
+    /// are sent again
     AckWindow(Connection& connection, std::size_t maxInFlight,
               std::chrono::milliseconds acknowledgeWithin, std::function<void()> onRefused);
     AckWindow(const AckWindow&) = delete;
     AckWindow& operator=(const AckWindow&) = delete;
     ~AckWindow();
 
-    /// Sends the sample that the track numbered last; waits for room first.
+    /// Sends the sample with the track's last number; waits for room first.
     /// \param track must outlive the window
     /// \return false when the window is closed
     bool Send(Track& track, std::int64_t time, std::string_view frame);
 
-    /// Sends another message, which `Counts` has not; waits for room first.
+    /// Sends another message, which `Counts` does not include; waits for room first.
     /// \return false when the window is closed
     bool Send(const std::string& subject, std::string_view content);
 
-    /// Wakes whoever waits; nothing is sent any more.
+    /// Wakes all waiting threads; nothing more is sent.
     void Close();
 
     /// Waits until everything sent is acknowledged.
@@ -117,7 +117,7 @@ class AckWindow {
     Clock::time_point lastLogged;
     Statistics statistics;
     std::uint64_t reconnects = 0;
-    // Something that was sent may not have arrived: nothing new is sent before it.
+    // A sent message may not have arrived, so it must be sent again before any new one.
     bool isInterrupted = false;
     bool isRefused = false;
     bool isClosed = false;

@@ -35,14 +35,14 @@ void OnConnected(natsConnection* /*connection*/, void* /*closure*/) {
     Log().information("There is a connection to a NATS server.");
 }
 
-// Errors of subscriptions, such as a consumer that has gone: followers meet them themselves.
+// Errors of subscriptions, such as a deleted consumer; followers detect these themselves.
 void OnError(natsConnection* /*connection*/, natsSubscription* /*subscription*/, natsStatus status,
              void* /*closure*/) {
     Log().debug(std::string("NATS: ") + natsStatus_GetText(status));
 }
 
-// Counts the connections that the client library has closed: with that its thread has called the
-// last function of such a connection.
+// Counts the connections that the client library has closed. The call that reports it is the last
+// one for a connection.
 class Closings {
   public:
     static void OnClosed(natsConnection* /*connection*/, void* closings) {
@@ -56,7 +56,8 @@ class Closings {
 
   private:
     void Add() {
-        // Notifies while it holds the lock: who waits may destroy this object right after it.
+        // Notifies while holding the lock, since the waiting thread may destroy this object right
+        // afterwards.
         const std::lock_guard lock(mutex);
         ++count;
         added.notify_all();
@@ -97,8 +98,8 @@ class Connection::State {
         constexpr int reconnectBuffer = 0;
         natsOptions_SetMaxReconnect(made, forever);
         natsOptions_SetReconnectWait(made, reconnectWait);
-        // What was not acknowledged is sent again, in order: what the client keeps would pass it
-        // by.
+        // Unacknowledged messages are sent again in order; the client's buffer would let new ones
+        // overtake them.
         natsOptions_SetReconnectBufSize(made, reconnectBuffer);
         natsOptions_SetRetryOnFailedConnect(made, true, OnConnected, nullptr);
         natsOptions_SetDisconnectedCB(made, OnDisconnected, nullptr);
@@ -114,8 +115,8 @@ class Connection::State {
 
     State(const State&) = delete;
     State& operator=(const State&) = delete;
-    // Returns when the client library's thread is done with the connection: what it logs later, as
-    // the process ends, would go to a logger that is no more.
+    // Waits until the client library's thread has finished with the connection: if it logged while
+    // the process ends, the logger might be destroyed already.
     ~State() {
         natsConnection_Destroy(connection);
         closings.WaitFor(numMade);
@@ -124,8 +125,8 @@ class Connection::State {
     natsConnection* connection = nullptr;
 
   private:
-    // Where a server answers and goes before the first connection is complete, as one does that is
-    // killed, or refuses the credentials, the client library closes the connection for good.
+    // If the server ends the first connection before it is complete, since it was killed or refuses
+    // the credentials, the client library closes the connection for good.
     void Connect(natsOptions* options) {
         constexpr int maxAttempts = 10;
         constexpr std::chrono::milliseconds pause(100);
@@ -150,7 +151,7 @@ class Connection::State {
         }
     }
 
-    // The library's thread closes it at once or not at all.
+    // The library's thread closes the connection at once or not at all.
     bool StaysOpen() const {
         constexpr int maxChecks = 20;
         constexpr std::chrono::milliseconds pause(10);

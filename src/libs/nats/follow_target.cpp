@@ -94,7 +94,7 @@ FollowTarget::Applied FollowTarget::Apply(const std::string& path, std::span<Num
     const FollowScope scope;
     std::vector<std::unique_ptr<Sample>> samples;
     for (std::size_t next = 0; next != changes.size();) {
-        // As many as are pushed one after another.
+        // Consecutive pushes are pushed together.
         std::size_t end = next;
         samples.clear();
         while (end != changes.size() && changes[end].header.changeType == core::tessaryn::pushed) {
@@ -110,8 +110,9 @@ FollowTarget::Applied FollowTarget::Apply(const std::string& path, std::span<Num
                 applied.pushed += samples.size();
             }
         } catch (const std::exception& exception) {
-            // A rule or a delegate of the host, a path that cannot be, or a type that does not fit.
-            // What a stream has taken is pushed, but for the one that this is about.
+            // Thrown by a rule or a delegate of the host, for an invalid path, or for a type that
+            // does not fit. The samples that the stream has taken were pushed, except for the last
+            // one, which failed.
             const auto taken =
                 static_cast<std::size_t>(std::count(samples.begin(), samples.end(), nullptr));
             const std::size_t done = taken == 0 ? 0 : taken - 1;

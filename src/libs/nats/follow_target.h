@@ -26,10 +26,10 @@ class StreamTypeRepository;
 
 namespace velmora::nats {
 
-/// Where followed samples go: finds or makes their types and streams, and pushes.
+/// The destination of followed samples: finds or adds their types and streams, and pushes.
 ///
-/// Types are found by their fingerprints: among those of the repository, or from the descriptions
-/// that publishers keep on the server.
+/// Types are found by their fingerprints: in the repository, or from the descriptions that
+/// publishers keep on the server.
 ///
 /// \threadsafety guarded
 class FollowTarget {
@@ -52,10 +52,9 @@ class FollowTarget {
         std::uint64_t refused = 0;
     };
 
-    /// Applies changes to the stream of a path, which is made when there is none, or hands them to
-    /// `FollowerOptions::takeSample`. What refuses one of them, such as a host's rule that throws,
-    /// is logged.
-    /// \param changes at least one; their samples are taken
+    /// Applies changes to the stream of a path, which is added if it is missing, or passes them to
+    /// `FollowerOptions::takeSample`. Exceptions, such as those of a host's rule, are logged.
+    /// \param changes at least one; their samples are moved from
     Applied Apply(const std::string& path, std::span<Numbered> changes);
 
     char GetSeparator() const;

@@ -28,7 +28,8 @@ Poco::Logger& Log() {
     return Poco::Logger::get("velmora.nats");
 }
 
-// The number up to which the server had all samples of a message's numbering when it was sent.
+// The number up to which the server had all samples of a message's numbering when the message was
+// sent.
 std::optional<std::uint64_t> StoredUpTo(natsMsg* message) {
     const char* text = nullptr;
     std::uint64_t sequence = 0;
@@ -114,7 +115,7 @@ void FollowWorker::Run() {
 }
 
 bool FollowWorker::Begin() try {
-    // One that was deleted and made again, or restored, counts anew.
+    // A JetStream stream that was recreated or restored numbers its messages from the beginning.
     const JetStream::State there = jetStream.GetState();
     if (lastInStream != 0 && (there.created != created || there.last < lastInStream)) {
         lastInStream = 0;
@@ -124,7 +125,8 @@ bool FollowWorker::Begin() try {
         return false;
     }
     if (jetStream.GetState().created != there.created) {
-        // The consumer may be one of the next, and begin at a number of this one.
+        // The JetStream stream was recreated meanwhile: the consumer may belong to the new one, but
+        // start at a number of the old one.
         consumer.End();
         return false;
     }
@@ -135,7 +137,7 @@ bool FollowWorker::Begin() try {
     return false;
 }
 
-// Called when the consumer is made.
+// Called when the consumer is created.
 void FollowWorker::SetStart(jsConsumerConfig& config) {
     constexpr std::int64_t nanosecondsPerSecond = 1000000000;
     if (lastInStream != 0) {
@@ -155,8 +157,8 @@ void FollowWorker::SetStart(jsConsumerConfig& config) {
             config.DeliverPolicy = js_DeliverNew;
             break;
         case Start::time:
-            // The client library writes a time without the zeros that its fraction begins with:
-            // whole seconds have none. `Take` leaves out what lies before the time.
+            // The client library drops leading zeros of the fraction of a time, so the start is a
+            // full second; `Take` ignores messages before the exact time.
             config.DeliverPolicy = js_DeliverByStartTime;
             config.OptStartTime = options.time.epochTime() * nanosecondsPerSecond;
             break;
@@ -176,7 +178,7 @@ void FollowWorker::Take(PullConsumer::Delivered& next) {
         options.start == Start::time &&
         next.delivery.time < options.time.epochMicroseconds() * nanosecondsPerMicrosecond;
     if (!isBefore && !Receive(next.message.get())) {
-        // The server does not answer: what follows comes again.
+        // The server does not answer. The consumer is opened again and redelivers this message.
         consumer.End();
         return;
     }
@@ -227,7 +229,7 @@ bool FollowWorker::Offer(natsMsg* message, const exchange::Frame& frame,
         return true;
     }
     if (!gate.gate.IsNext(frame.header.sequence)) {
-        // All that was stored before this message has come, or never will.
+        // Everything stored before this message has been received, or was lost.
         gate.gate.SetComplete(StoredUpTo(message).value_or(0));
     }
     const bool wasHolding = gate.gate.IsHolding();
@@ -271,7 +273,7 @@ FollowWorker::Gate& FollowWorker::FindGate(natsMsg* message, std::uint32_t numbe
     return place->second;
 }
 
-// The number before the first that is expected; empty if any may come first.
+// The number before the first expected one; empty if any number may be the first.
 std::optional<std::uint64_t> FollowWorker::FindLast(natsMsg* message, const std::string& path,
                                                     std::uint32_t numbering) const {
     if (options.getPosition) {

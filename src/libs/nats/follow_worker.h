@@ -21,15 +21,15 @@
 
 namespace velmora::nats {
 
-/// What the threads of a follower share.
+/// State that the threads of a follower share.
 ///
 /// \threadsafety guarded
 class FollowControl {
   public:
-    /// Ends all waiting.
+    /// Stops all threads, also those that wait.
     void Stop();
     bool IsStopping() const;
-    /// \return true when the follower stops
+    /// \return whether the follower stops
     bool Wait(std::chrono::milliseconds time);
     void Add(const FollowerStatistics& counts);
     FollowerStatistics Get() const;
@@ -42,7 +42,7 @@ class FollowControl {
     bool isStopping = false;
 };
 
-/// Follows one subject, on a thread of the host's.
+/// Follows one subject, on the calling thread.
 ///
 /// \threadsafety external
 class FollowWorker {
@@ -58,7 +58,8 @@ class FollowWorker {
     void Run();
 
   private:
-    // The samples of one subject and numbering, those that passed not pushed yet.
+    // The gate of one subject and numbering, and the samples that have passed it but were not
+    // pushed yet.
     struct Gate {
         std::string path;
         SequenceGate gate;
@@ -100,10 +101,11 @@ class FollowWorker {
     // Received since the last push.
     std::uint64_t received = 0;
     FollowerStatistics counts;
-    // Of the JetStream stream, and the number in it up to which all is received.
+    // When the JetStream stream was created, and the number of its last message received.
     std::int64_t created = 0;
     std::uint64_t lastInStream = 0;
-    // The message up to which all is pushed, once what was received is.
+    // The reply subject of the last message that may be acknowledged once all received samples are
+    // pushed.
     std::string acknowledgement;
     bool isFromBeginning = false;
 };

@@ -19,35 +19,36 @@ namespace velmora::nats {
 
 class Connection;
 
-/// Pushes what publishers send into streams of this process, with the times of the source, each
+/// Pushes samples from publishers into streams of this process, with their original times, each
 /// sample once and in the order of its stream.
 ///
-/// Types and streams are made as they come, in paths that the subjects give; a stream that exists
-/// keeps its type, and samples of other versions are adapted to it (see `exchange::Adapter`).
-/// Samples that this process published itself are not pushed again, and what a follower pushes no
-/// publisher of the process sends, unless told so.
+/// Types and streams are added when their first samples arrive, at the paths that the subjects
+/// give; an existing stream keeps its type, and samples of other versions are adapted to it (see
+/// `exchange::Adapter`). Unless configured otherwise, samples that this process has published are
+/// not pushed again, and publishers of this process do not send samples that a follower has pushed.
 ///
-/// When the connection, the server or the consumer on it goes, the follower begins again where it
-/// was. A number that is missing is waited for while its publisher may still send it again, as long
-/// as its successors are at most `FollowerOptions::maxHeld`, and for `FollowerOptions::maxWait`;
-/// then it is counted.
+/// When the connection, the server or its consumer is lost, the follower continues where it was.
+/// While the publisher may still repeat a missing number, its successors are held back: at most
+/// `FollowerOptions::maxHeld` of them, and for `FollowerOptions::maxWait`. After that the number is
+/// counted as missing.
 ///
-/// A durable follower acknowledges what it has pushed, some hundreds of samples at a time, after
-/// `FollowerOptions::beforeAcknowledge`. What was not acknowledged when it ended comes again, in
-/// order: with `FollowerOptions::getPosition` none of it is pushed twice.
+/// A durable follower acknowledges pushed samples, some hundreds at a time, after calling
+/// `FollowerOptions::beforeAcknowledge`. Samples that were not acknowledged when it ended are
+/// delivered again, in order; with `FollowerOptions::getPosition` none of them is pushed twice.
 ///
 /// Connection and repositories must outlive the follower.
 ///
 /// \threadsafety guarded
 class NATS_BRIDGE_API Follower {
   public:
-    /// \param subjects such as "plant.>", which must not overlap; a thread for each
+    /// \param subjects such as "plant.>", which must not overlap; each gets a thread
     Follower(Connection& connection, core::tessaryn::StreamTypeRepository& types,
              core::tessaryn::StreamRepository& streams, const std::vector<std::string>& subjects,
              const FollowerOptions& options = {});
     Follower(const Follower&) = delete;
     Follower& operator=(const Follower&) = delete;
-    /// Ends following. What is not acknowledged comes again to a durable follower.
+    /// Stops following. Unacknowledged messages are delivered again to the next durable follower of
+    /// the name.
     ~Follower();
 
     FollowerStatistics GetStatistics() const;

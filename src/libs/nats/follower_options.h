@@ -23,58 +23,60 @@ class Sample;
 
 namespace velmora::nats {
 
-/// Where a follower begins.
+/// Where a follower starts.
 enum class Start : unsigned char {
     newest,   ///< with the newest sample of each stream
     all,      ///< with the oldest sample that the server keeps
-    now,      ///< with what is published from now on
-    time,     ///< with what the server received from `FollowerOptions::time` on
+    now,      ///< with the first sample published from now on
+    time,     ///< with what the server received at `FollowerOptions::time` or later
     sequence  ///< at the number `FollowerOptions::sequence` of the JetStream stream
 };
 
-/// The last sample of a stream that a host has already.
+/// The last sample of a stream that a host already has.
 struct Position {
     std::uint32_t numbering = 0;  ///< `FrameHeader::channel`
     std::uint64_t sequence = 0;   ///< `FrameHeader::sequence`
 };
 
-/// How samples are followed.
+/// Options of a follower.
 ///
 /// \threadsafety external
 struct FollowerOptions {
     /// The JetStream stream that keeps the samples.
     std::string jetStream = "velmora";
     Start start = Start::newest;
-    Poco::Timestamp time = 0;    ///< of `Start::time`
-    std::uint64_t sequence = 1;  ///< of `Start::sequence`
-    /// A name under which the server remembers what was pushed: a follower of that name goes on
-    /// there, whatever `start` says. One follower at a time. Empty: the server remembers nothing.
+    Poco::Timestamp time = 0;    ///< for `Start::time`
+    std::uint64_t sequence = 1;  ///< for `Start::sequence`
+    /// A name under which the server remembers what was acknowledged. A follower of a known name
+    /// continues there, and `start` is ignored. Only one follower may use a name at a time. Empty:
+    /// the server remembers nothing.
     std::string durable = {};
-    /// Of a durable follower: what is not acknowledged in this time comes again, and one that
-    /// begins while something is not acknowledged waits for it as long.
+    /// For a durable follower: messages that are not acknowledged within this time are delivered
+    /// again. A follower that starts while messages are unacknowledged waits this long for them.
     std::chrono::milliseconds acknowledgeWithin = std::chrono::seconds(3);
-    /// Pushes also what this process has published.
+    /// Also pushes samples that this process has published.
     bool takesOwn = false;
-    /// Samples that a new stream keeps.
+    /// The capacity of new streams.
     long maxSize = 1000;
     exchange::ReaderLimits limits = {};
     exchange::DescriptionLimits descriptions = {};
-    /// Samples of one stream that are held back at most while one before them is missing.
+    /// The most samples of one stream that are held back while one before them is missing.
     std::size_t maxHeld = 10000;
-    /// How long a missing sample is waited for that its publisher may still send again.
+    /// How long to wait for a missing sample that its publisher may still send again.
     std::chrono::milliseconds maxWait = std::chrono::seconds(20);
-    /// Tells what the host has of a path, so that nothing comes twice, and all in order, after a
-    /// restart.
+    /// Returns the last sample of a path that the host has, so that after a restart samples arrive
+    /// once and in order.
     std::function<std::optional<Position>(const std::string& path)> getPosition = {};
-    /// Takes the pushed samples, so that no stream is made of them, on a thread of the follower;
-    /// other changes are left out. What it throws is logged, and the sample counted as refused.
+    /// Gets the pushed samples in place of streams, on a thread of the follower; other changes are
+    /// ignored. Exceptions are logged, and the sample is counted as refused.
     std::function<void(const std::string& path, const exchange::FrameHeader& header,
                        std::unique_ptr<core::tessaryn::Sample> sample)>
         takeSample = {};
     /// Called after each push and before it is acknowledged, on a thread of the follower.
     std::function<void(const std::string& path, const exchange::FrameHeader& header)> onPushed = {};
-    /// Called by a durable follower before it acknowledges some hundreds of pushes, on its thread:
-    /// where a host writes down what it was told. What it throws is logged, and it is called again.
+    /// Called by a durable follower before it acknowledges some hundreds of pushes, on its thread,
+    /// so that the host can save the samples first. If it throws, the exception is logged and it is
+    /// called again.
     std::function<void()> beforeAcknowledge = {};
 };
 
@@ -82,15 +84,15 @@ struct FollowerOptions {
 ///
 /// \threadsafety external
 struct FollowerStatistics {
-    std::uint64_t received = 0;    ///< messages, descriptions and repeated ones included
+    std::uint64_t received = 0;    ///< messages, including descriptions and repeated ones
     std::uint64_t pushed = 0;      ///< samples
-    std::uint64_t duplicates = 0;  ///< samples that were there already
-    std::uint64_t missing = 0;     ///< numbers that never came
+    std::uint64_t duplicates = 0;  ///< samples that had been pushed before
+    std::uint64_t missing = 0;     ///< numbers that were never received
     std::uint64_t own = 0;         ///< samples that this process published
     std::uint64_t unknown = 0;     ///< samples of a layout that nobody described
-    std::uint64_t refused = 0;     ///< messages that are no frames, or none that the streams take
-    std::uint64_t restarts = 0;    ///< times that following had to begin again
-    std::uint64_t behind = 0;      ///< messages that the server has ready
+    std::uint64_t refused = 0;     ///< malformed messages, and samples that a stream refused
+    std::uint64_t restarts = 0;    ///< how often following was interrupted and restarted
+    std::uint64_t behind = 0;      ///< messages that the server has not delivered yet
 };
 
 }  // namespace velmora::nats

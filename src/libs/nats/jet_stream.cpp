@@ -18,8 +18,7 @@ std::string_view TakeToken(std::string_view& subject) {
     return token;
 }
 
-// Whether a subject, which may have wildcards, takes all that another takes. The server refuses
-// subjects that overlap.
+// Whether a subject with wildcards covers another one. The server refuses subjects that overlap.
 bool Covers(std::string_view wide, std::string_view narrow) {
     while (!wide.empty() && !narrow.empty()) {
         const std::string_view token = TakeToken(wide);

@@ -13,7 +13,7 @@
 
 namespace velmora::nats {
 
-/// What publishers and followers ask JetStream for.
+/// The JetStream requests of publishers and followers.
 ///
 /// \threadsafety guarded
 class JetStream {
@@ -22,7 +22,7 @@ class JetStream {
     /// \throws NatsException
     JetStream(natsConnection* connection, const std::string& name);
 
-    /// Makes the JetStream stream, or adds the subjects that it does not take yet.
+    /// Creates the JetStream stream, or adds the subjects that it lacks.
     /// \throws NatsException
     void Ensure(const std::vector<std::string>& subjects, int replicas) const;
 
@@ -35,7 +35,7 @@ class JetStream {
         std::uint64_t last = 0;    ///< the number of the newest message; 0 if there is none
     };
 
-    /// Which JetStream stream has the name now.
+    /// The current state of the JetStream stream of the name.
     /// \throws NatsException when the server does not answer
     State GetState() const;
 
@@ -47,7 +47,7 @@ class JetStream {
     Context context;
 };
 
-/// The frame that a message is; empty if it is none.
+/// The frame in a message; nothing if the message is not a valid frame.
 std::optional<exchange::Frame> FrameOf(natsMsg* message, std::size_t maxPayload);
 
 }  // namespace velmora::nats

@@ -14,7 +14,7 @@ namespace {
 
 thread_local int depth = 0;
 
-// The first number of each numbering that publishers of this process have continued.
+// The first number of each numbering that publishers of this process have used.
 struct Numberings {
     std::atomic<bool> isEmpty = true;
     std::mutex mutex;

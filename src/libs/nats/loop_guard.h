@@ -7,12 +7,11 @@
 
 #include <cstdint>
 
-/// \file
-/// What keeps a sample from going round in circles between publishers and followers.
+/// \file Prevents samples from looping between publishers and followers.
 
 namespace velmora::nats {
 
-/// While one lives, this thread pushes what a follower received.
+/// While one exists, the pushes of this thread come from a follower.
 ///
 /// \threadsafety external
 class FollowScope {
@@ -22,7 +21,7 @@ class FollowScope {
     FollowScope& operator=(const FollowScope&) = delete;
     ~FollowScope();
 
-    /// Whether this thread is in such a scope.
+    /// Whether this thread has such a scope.
     static bool IsActive();
 };
 
@@ -35,7 +34,7 @@ class OwnChangesRule : public core::tessaryn::ISubscriptionRule {
     ISubscriptionRule* Clone() const override;
 };
 
-/// Remembers that this process publishes the samples of a numbering from a number on.
+/// Records that this process publishes the samples of a numbering, starting with a number.
 /// \threadsafety guarded
 void RememberPublished(std::uint32_t numbering, std::uint64_t firstSequence);
 

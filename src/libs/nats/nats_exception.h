@@ -12,8 +12,8 @@ namespace velmora::nats {
 
 /// A request to the server failed, or an option is not allowed.
 ///
-/// The message says what was tried and what the client library says of it; it holds no address and
-/// no credentials.
+/// The message has the failed action and the client library's reason, but no address and no
+/// credentials.
 ///
 /// \threadsafety immutable
 class NATS_BRIDGE_API NatsException : public BaseException {

@@ -9,8 +9,7 @@
 #include <nats/nats.h>
 #include <string>
 
-/// \file
-/// Objects of the client library, owned.
+/// \file Owning pointers to objects of the client library.
 
 namespace velmora::nats {
 

@@ -34,7 +34,7 @@ namespace {
 
 constexpr std::chrono::milliseconds retryInterval(250);
 
-// The samples of one path on their way, from the first pattern that it matches.
+// The track of one path, and the first pattern that the path matches.
 struct PathTrack {
     std::optional<std::size_t> group;
     Track track;
@@ -45,8 +45,8 @@ std::uint32_t NewNumbering() {
     return static_cast<std::uint32_t>(source()) | 1U;
 }
 
-// The numbering of a path that was never published: the same each time, in case that what an
-// earlier publisher has sent is still on its way.
+// The numbering of a path that the server does not know. Derived from the subject, since samples of
+// an earlier publisher may still be in flight.
 std::uint32_t FirstNumbering(const std::string& subject) {
     Poco::Checksum checksum(Poco::Checksum::TYPE_CRC32);
     checksum.update(subject);
@@ -60,7 +60,7 @@ Stored StoredOf(natsMsg* message, const exchange::FrameHeader& newest) {
         std::istringstream(text) >> stored.sequence >> stored.time;
     }
     if (stored.sequence + 1 == newest.sequence) {
-        // All before it, and itself.
+        // All samples before it, and itself.
         return {newest.sequence, newest.time};
     }
     return stored.sequence <= newest.sequence ? stored : Stored();
@@ -169,7 +169,7 @@ class Publisher::State {
         return pattern.starts_with('*') || pattern.starts_with('>');
     }
 
-    // How the server's newest sample of a path is numbered.
+    // The numbering of the server's newest sample of a path.
     std::pair<Track, ResumePoint> FindEnd(const std::string& path) const {
         Track track{ToSubject(path, separator), 0, 0, {}};
         ResumePoint point;
@@ -184,7 +184,7 @@ class Publisher::State {
         return {track, point};
     }
 
-    // On the dispatcher's only worker.
+    // Called on the dispatcher's only worker.
     void Publish(delivery::Change& change, std::size_t group, bool isOpen) {
         Track* const track = FindTrack(change.path, group, isOpen);
         if (track == nullptr || !Prepare()) {
@@ -206,7 +206,8 @@ class Publisher::State {
         window.Send(*track, change.sample.GetTimeStamp().epochMicroseconds(), frame);
     }
 
-    // Those of a first name of paths, unless they are there; with the mutex held.
+    // Adds the subjects of all paths with a first name, unless they are known. Called with the
+    // mutex held.
     void AddSubjects(const std::string& name) {
         if (names.insert(name).second) {
             subjects.push_back(name);
@@ -233,7 +234,7 @@ class Publisher::State {
         return window.Send(subject, frame);
     }
 
-    // Null when the path belongs to another of the patterns.
+    // Null if another pattern has the path.
     Track* FindTrack(const std::string& path, std::size_t group, bool isOpen) {
         const std::lock_guard lock(mutex);
         auto place = tracks.find(path);
@@ -252,7 +253,7 @@ class Publisher::State {
         return found.group == group ? &found.track : nullptr;
     }
 
-    // Waits until there is a JetStream stream; false when the publisher stops before.
+    // Waits until the JetStream stream exists; false if the publisher stops before.
     bool Prepare() {
         for (; !isStopping; std::this_thread::sleep_for(retryInterval)) {
             if (isPrepared) {
@@ -280,12 +281,12 @@ class Publisher::State {
         return false;
     }
 
-    // On the window's thread, when messages were refused: the JetStream stream may have gone, and
-    // the descriptions in it.
+    // Called on the window's thread when messages were refused: the JetStream stream may have been
+    // deleted, with the descriptions in it.
     void Restore() {
         try {
             Ensure();
-            // Before the samples that are sent again: nothing else may follow for long.
+            // Sent before the repeated samples, since no new description may follow for long.
             const std::lock_guard lock(mutex);
             for (const auto& [subject, frame] : descriptions) {
                 natsConnection_Publish(connection.Get(), subject.c_str(), frame.data(),
@@ -298,7 +299,7 @@ class Publisher::State {
     }
 
     std::size_t MaxPayload() const {
-        // Headers count, too.
+        // The limit includes headers.
         constexpr std::size_t headers = 1024;
         const auto max = static_cast<std::size_t>(natsConnection_GetMaxPayload(connection.Get()));
         return max > headers ? max - headers : unlimited;
@@ -318,10 +319,11 @@ class Publisher::State {
     std::unordered_set<std::string> names;
     // Frames by their subjects.
     std::unordered_map<std::string, std::string> descriptions;
-    // The map is guarded by `mutex`, a track's last number is the worker's; tracks stay for good.
+    // The map is guarded by `mutex`; a track's last number belongs to the worker. Tracks are never
+    // removed.
     std::unordered_map<std::string, PathTrack> tracks;
 
-    // Of the worker only.
+    // Used by the worker only.
     exchange::FrameEncoder encoder;
     std::unordered_set<exchange::Fingerprint> described;
     std::chrono::steady_clock::time_point lastWarned =

@@ -24,29 +24,29 @@ namespace velmora::nats {
 
 class Connection;
 
-/// How samples are published.
+/// Options of a publisher.
 ///
 /// \threadsafety external
 struct PublisherOptions {
-    /// The JetStream stream that keeps the samples. It is made, kept in files, when there is none
-    /// of that name, also when it is deleted later; else the subjects that it lacks are added.
+    /// The JetStream stream that keeps the samples. If it does not exist, or is deleted later, it
+    /// is created with storage in files; if it exists, missing subjects are added.
     std::string jetStream = "velmora";
-    /// Copies that a cluster keeps of a JetStream stream made here.
+    /// Replicas of a JetStream stream that the publisher creates.
     int replicas = 1;
-    /// Which changes are published, beside being pushes of this process.
+    /// Selects changes to publish, among the pushes of this process.
     std::string rule = "pushed()";
-    /// Each stream's queue between its pushers and the connection.
+    /// The capacity of each stream's queue between pushers and the connection.
     std::size_t capacity = 10000;
     delivery::Overflow overflow = delivery::Overflow::dropOldest;
-    /// Of `Overflow::wait`: how long a push may wait.
+    /// For `Overflow::wait`: how long a push may wait.
     std::chrono::microseconds maxWait = std::chrono::milliseconds(100);
-    /// Messages that are sent and not acknowledged yet, at most.
+    /// The most messages that are sent but not acknowledged yet.
     std::size_t maxInFlight = 4096;
-    /// A message that is not acknowledged in this time is sent again.
+    /// A message that is not acknowledged within this time is sent again.
     std::chrono::milliseconds acknowledgeWithin = std::chrono::seconds(5);
-    /// How often streams that have come are looked for.
+    /// How often to look for new streams.
     std::chrono::milliseconds rescanInterval = std::chrono::seconds(1);
-    /// Publishes also what a follower of this process has pushed. Beware of loops.
+    /// Also publishes samples that a follower of this process has pushed. Beware of loops.
     bool relaysFollowed = false;
 };
 
@@ -56,79 +56,81 @@ struct PublisherOptions {
 struct PublisherStatistics {
     delivery::DeliveryStatistics queues;  ///< between pushers and connection, summed
     std::uint64_t acknowledged = 0;       ///< messages that the server keeps
-    std::uint64_t duplicates = 0;         ///< of these, acknowledged as known already
-    std::uint64_t repeated = 0;           ///< times a message was sent again
-    std::uint64_t refused = 0;            ///< times the server refused a message, or nobody took it
+    std::uint64_t duplicates = 0;         ///< of these, acknowledged as already known
+    std::uint64_t repeated = 0;           ///< how often a message was sent again
+    std::uint64_t refused = 0;            ///< how often a message was not accepted
     std::uint64_t inFlight = 0;           ///< messages sent and not acknowledged
 };
 
-/// Where a source goes on, see `Publisher::Resume`.
+/// Where a source continues, see `Publisher::Resume`.
 ///
 /// \threadsafety external
 struct ResumePoint {
-    /// Samples of the path that were published before and are known to have arrived, all of them.
+    /// The number of the last sample of the path that is known to have arrived with all before it;
+    /// 0 if there is none.
     std::uint64_t sequence = 0;
-    /// The time of the last of them; 0 if there is none.
+    /// The time of that sample; 0 if there is none.
     Poco::Timestamp time = 0;
     /// The newest sample that the server has, which may have arrived before others; 0 if there is
-    /// none. A source without it at this number, with this time, is another one.
+    /// none. If the source does not have a sample of this time at this number, it is a different
+    /// source.
     std::uint64_t newest = 0;
     Poco::Timestamp newestTime = 0;
 };
 
 /// Publishes the changes of streams to a JetStream stream of a NATS server, as frames of
-/// `velmora::exchange`, a subject for each stream (see `ToSubject`).
+/// `velmora::exchange`, with a subject for each stream (see `ToSubject`).
 ///
-/// A push never waits for the server: it leaves its sample in a bounded queue. What leaves the
-/// queue is numbered stream by stream, sent, and sent again until the server has acknowledged it,
-/// also when the connection or the server is lost meanwhile. The server drops what it has already;
-/// a follower puts into order what arrived out of order.
+/// A push does not wait for the server: it puts its sample into a bounded queue. Samples from the
+/// queue are numbered stream by stream, and sent repeatedly until the server has acknowledged them,
+/// even if the connection or the server is lost meanwhile. The server drops duplicates; a follower
+/// restores the order.
 ///
-/// A publisher numbers the samples of a path anew, from 1, unless `Resume` was called for the path:
-/// then a source that can push its samples again loses and repeats none, though the process was
+/// A publisher starts a new numbering of a path, from 1, unless `Resume` was called for the path:
+/// then a source that can push its samples again loses and repeats none, even if the process was
 /// killed.
 ///
-/// Descriptions of types are kept beside the samples, at `ToTypeSubject`.
+/// Descriptions of types are stored with the samples, at `ToTypeSubject`.
 ///
 /// Connection and repository must outlive the publisher.
 ///
 /// \threadsafety guarded
 class NATS_BRIDGE_API Publisher {
   public:
-    /// \param patterns of the paths of streams, see `delivery::StreamPattern`; streams that come
-    ///     later are found. No JetStream stream may take all subjects: where a pattern begins with
-    ///     a wildcard, it gets those below the first name of each path that comes
+    /// \param patterns of the paths of streams, see `delivery::StreamPattern`; streams added later
+    /// are found. A JetStream stream cannot take all subjects: for a pattern that begins with a
+    /// wildcard, it takes those below the first name of each path
     /// \throws std::invalid_argument for a malformed pattern, Poco::SyntaxException for a malformed
     /// rule
     Publisher(Connection& connection, core::tessaryn::StreamRepository& repository,
               const std::vector<std::string>& patterns, const PublisherOptions& options = {});
     Publisher(const Publisher&) = delete;
     Publisher& operator=(const Publisher&) = delete;
-    /// Drops what is queued or not acknowledged; `Flush` before keeps it.
+    /// Drops samples that are queued or not acknowledged, unless `Flush` is called before.
     ~Publisher();
 
-    /// Waits until all that was pushed before is acknowledged.
+    /// Waits until all samples pushed before are acknowledged.
     /// \return whether that happened in time
     bool Flush(std::chrono::milliseconds timeout);
 
-    /// Looks for streams that have come, without waiting for `PublisherOptions::rescanInterval`:
-    /// what is pushed to them from now on is published.
+    /// Looks for new streams, without waiting for `PublisherOptions::rescanInterval`; samples
+    /// pushed to them from now on are published.
     void Rescan();
 
-    /// Goes on where an earlier publisher of the path ended, in this process or another.
+    /// Continues where an earlier publisher of the path ended, in this process or another.
     ///
-    /// To be called before the first push to the path. The host then pushes the samples that follow
-    /// the last one known to have arrived, the same as before in the same order: they get the
-    /// numbers that they had, by which the server and followers drop those that had arrived, at
-    /// most `PublisherOptions::maxInFlight`. Nothing must be dropped on the way: use
-    /// `Overflow::wait` and a long `maxWait`, and look at `PublisherStatistics::queues`. One
-    /// publisher at a time for each path.
-    /// \return sequence 0 if none is known
+    /// Call this before the first push to the path. The host then pushes the samples that follow
+    /// the last one known to have arrived, the same as before and in the same order. They get the
+    /// same numbers as before, so the server and followers drop those that had arrived, at most
+    /// `PublisherOptions::maxInFlight`. The queue must not drop any: use `Overflow::wait` with a
+    /// long `maxWait`, and check `PublisherStatistics::queues`. A path must have only one publisher
+    /// at a time.
+    /// \return the sequence is 0 if no sample is known to have arrived
     /// \throws NatsException when the server does not answer within 5 s
     /// \throws std::logic_error when the path has been resumed or published here already
     ResumePoint Resume(const std::string& path);
 
-    /// What `Resume` would tell of a path, which is left as it is.
+    /// What `Resume` would return for a path, without resuming it.
     /// \throws NatsException as `Resume`
     ResumePoint GetResumePoint(const std::string& path) const;
 

@@ -19,13 +19,13 @@ namespace {
 using ConsumerInfo = std::unique_ptr<jsConsumerInfo, Destroyer<jsConsumerInfo_Destroy>>;
 
 constexpr std::int64_t nanosecondsPerMillisecond = 1000000;
-// Short, since a server that has just started may forget a request.
+// Short, since a server that has just started may lose a request.
 constexpr std::chrono::seconds requestExpires(1);
-// An expired request is answered, too: after this time there is none.
+// An expired request is answered as well, so after this time none is pending.
 constexpr std::chrono::milliseconds requestForgotten(1200);
 constexpr std::chrono::seconds maxSilence(4);
 constexpr std::chrono::minutes inactiveThreshold(1);
-// Times that what was not acknowledged does not come first before it is given up.
+// How often redelivered messages may fail to come first before they are given up.
 constexpr int maxDisorders = 3;
 
 Poco::Logger& Log() {
@@ -34,8 +34,8 @@ Poco::Logger& Log() {
 
 }  // namespace
 
-// $JS.ACK.STREAM.CONSUMER.TIMES.IN_STREAM.IN_CONSUMER.TIME.BEHIND, or two words before the stream
-// and perhaps one after the rest.
+// $JS.ACK.STREAM.CONSUMER.TIMES.IN_STREAM.IN_CONSUMER.TIME.BEHIND, or with two words before STREAM
+// and perhaps one at the end.
 std::optional<Delivery> ParseDelivery(std::string_view reply) {
     constexpr std::size_t maxWords = 12;
     std::array<std::string_view, maxWords> words;
@@ -122,8 +122,8 @@ natsStatus PullConsumer::FindOrMake(const std::function<void(jsConsumerConfig&)>
             config.AckPolicy = js_AckNone;
             config.InactiveThreshold = std::chrono::nanoseconds(inactiveThreshold).count();
         } else {
-            // Requests limit what is not acknowledged: the server's default could keep back the
-            // very message that is waited for.
+            // Requests already limit the unacknowledged messages; the server's default limit could
+            // hold back the very message that is missing.
             constexpr std::int64_t unlimited = 10000000;
             config.Durable = durable.c_str();
             config.AckPolicy = js_AckAll;
@@ -146,7 +146,7 @@ natsStatus PullConsumer::FindOrMake(const std::function<void(jsConsumerConfig&)>
     hasComeAgain = false;
     notBefore = Clock::now();
     if (outstanding != 0 && (disorders != 0 || !AskAgain(*info))) {
-        // The server keeps times in seconds.
+        // The server rounds times to seconds.
         constexpr std::chrono::milliseconds margin(1300);
         notBefore +=
             margin + std::chrono::milliseconds(info->Config->AckWait / nanosecondsPerMillisecond);
@@ -154,8 +154,8 @@ natsStatus PullConsumer::FindOrMake(const std::function<void(jsConsumerConfig&)>
     return NATS_OK;
 }
 
-// Asks for what was delivered and not acknowledged, so that nobody need wait until the server gives
-// up waiting itself. False where that may be too much.
+// Requests redelivery of unacknowledged messages at once, rather than after the server's timeout.
+// False if there may be too many.
 bool PullConsumer::AskAgain(const jsConsumerInfo& info) {
     constexpr std::uint64_t maxRange = 20000;
     if (info.Delivered.Stream - info.AckFloor.Stream > maxRange) {
@@ -166,7 +166,7 @@ bool PullConsumer::AskAgain(const jsConsumerInfo& info) {
     const std::string after = '.' + std::to_string(info.Delivered.Consumer) + ".0.0";
     for (std::uint64_t number = info.AckFloor.Stream + 1; number <= info.Delivered.Stream;
          ++number) {
-        // Numbers of other subjects are not looked at.
+        // The server ignores numbers of other subjects.
         if (natsConnection_PublishString(connection.Get(),
                                          (before + std::to_string(number) + after).c_str(),
                                          "-NAK") != NATS_OK) {
@@ -230,7 +230,7 @@ PullConsumer::Delivered PullConsumer::Next(std::chrono::milliseconds timeout) {
     return next;
 }
 
-// What was not acknowledged before comes first.
+// Whether the message is in order: redelivered messages come first.
 bool PullConsumer::IsInOrder(const Delivery& delivery) {
     if (outstanding == 0) {
         return true;
@@ -240,9 +240,9 @@ bool PullConsumer::IsInOrder(const Delivery& delivery) {
         hasComeAgain = true;
         return true;
     }
-    // The server delivers again all that it can before anything else, but may have read a part of
-    // what it was asked for only: what came is acknowledged, and the rest asked for again. If
-    // nothing came, the server may not have begun with that; or all of it was deleted.
+    // The server redelivers before it delivers anything else, but may have read only a part of the
+    // requests: the consumer then acknowledges what was received and requests the rest again. If
+    // nothing was redelivered, the server may not have started yet, or the messages were deleted.
     if (std::exchange(hasComeAgain, false)) {
         disorders = 0;
         return false;
@@ -271,7 +271,7 @@ void PullConsumer::Request() {
     }
 }
 
-// A request that has expired, or one that cannot be met.
+// Handles the status of a request that expired or cannot be served.
 void PullConsumer::TakeStatus(natsMsg* status) {
     const char* code = nullptr;
     if (natsMsgHeader_Get(status, "Status", &code) != NATS_OK) {

@@ -16,53 +16,53 @@
 
 namespace velmora::nats {
 
-/// What the server says of a message that it delivers.
+/// What the server reports about a delivered message.
 struct Delivery {
     std::uint64_t inStream = 0;    ///< its number in the JetStream stream
-    std::uint64_t inConsumer = 0;  ///< counts what the consumer delivered, from 1
+    std::uint64_t inConsumer = 0;  ///< its number among the consumer's deliveries, from 1
     std::int64_t time = 0;         ///< when the server stored it: nanoseconds since the Unix epoch
     std::uint64_t behind = 0;      ///< messages after it
 };
 
-/// Reads the reply subject of a delivered message; empty if it is none.
+/// Parses the reply subject of a delivered message; nothing if it is not one.
 std::optional<Delivery> ParseDelivery(std::string_view reply);
 
-/// A consumer of one subject on the server, which delivers messages in the order of the JetStream
-/// stream, none left out.
+/// A consumer of one subject on the server, which delivers all messages in the order of the
+/// JetStream stream.
 ///
-/// Asks for messages before they are needed, so that the server never waits for a request. Where
-/// something may have been lost, with the connection, the server or the consumer, it is no longer
-/// active: whoever uses it begins again.
+/// Requests messages before they are needed, so that the server never waits for a request. When
+/// messages may have been lost, with the connection, the server or the consumer, it becomes
+/// inactive, and the caller has to call `Begin` again.
 ///
-/// A durable one delivers again, and first, what was not acknowledged.
+/// A durable consumer delivers unacknowledged messages again, before all others.
 ///
 /// \threadsafety external
 class PullConsumer {
   public:
-    /// Messages that are asked for at a time.
+    /// Messages of a request.
     static constexpr std::uint64_t batchSize = 2000;
 
     struct Delivered {
-        Message message;  ///< null when none has come
+        Message message;  ///< null if none has arrived
         Delivery delivery;
     };
 
-    /// \param durable the consumer's name; empty for one that needs no acknowledgements and goes
-    ///     when it is not used
+    /// \param durable the consumer's name; empty for one that needs no acknowledgements and is
+    /// deleted when it is not used
     PullConsumer(const Connection& connection, const JetStream& jetStream, std::string subject,
                  std::string durable, std::chrono::milliseconds acknowledgeWithin);
 
-    /// Finds the consumer, or makes it.
-    /// \param setStart where a new one begins
+    /// Finds the consumer, or creates it.
+    /// \param setStart sets the start of a new consumer
     /// \return false when the server does not answer or refuses
     bool Begin(const std::function<void(jsConsumerConfig&)>& setStart);
     bool IsActive() const { return subscription != nullptr; }
     void End() { subscription.reset(); }
 
-    /// The next message; null when none comes in time, or the consumer is no longer active.
+    /// The next message; null if none arrives in time, or the consumer is no longer active.
     Delivered Next(std::chrono::milliseconds timeout);
 
-    /// Tells the server that a message and all before it need not come again.
+    /// Acknowledges a message and all before it.
     /// \param reply the message's reply subject
     void Acknowledge(const std::string& reply);
 
@@ -89,7 +89,7 @@ class PullConsumer {
     std::uint64_t expected = 0;
     Clock::time_point heard;
     Clock::time_point asked;
-    // What was delivered and not acknowledged before, which comes first.
+    // Unacknowledged messages of earlier deliveries, which come first.
     std::uint64_t outstanding = 0;
     std::uint64_t outstandingUpTo = 0;
     bool hasComeAgain = false;

@@ -17,22 +17,22 @@
 
 namespace velmora::nats {
 
-/// A sample on its way.
+/// A sample with the header of its frame.
 struct Numbered {
     exchange::FrameHeader header;
     std::unique_ptr<core::tessaryn::Sample> sample;
 };
 
-/// Lets the samples of one numbering pass in the order of their numbers, each once.
+/// Passes the samples of one numbering on in the order of their numbers, each once.
 ///
 /// \threadsafety external
 class SequenceGate {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// \param last the number that passed last; unknown, any may be the first
-    /// \param maxHeld samples held back at most
-    /// \param maxWait how long a missing one is waited for
+    /// \param last the number that passed last; if unknown, any number may be the first
+    /// \param maxHeld the most samples that are held back
+    /// \param maxWait how long to wait for a missing one
     SequenceGate(std::optional<std::uint64_t> last, std::size_t maxHeld,
                  std::chrono::milliseconds maxWait);
 
@@ -44,16 +44,16 @@ class SequenceGate {
         return held.empty() && (!last || sequence == *last + 1);
     }
 
-    /// Says that up to this number nothing will come any more.
+    /// Declares that no more samples up to this number will arrive.
     void SetComplete(std::uint64_t sequence) { complete = std::max(complete, sequence); }
 
-    /// Takes a sample, which passes now or is held back.
+    /// Adds a sample, which passes now or is held back.
     /// \pre its number is new
-    /// \param passed gets what passes now, in order
-    /// \return how many numbers are given up
+    /// \param passed the samples that pass now are appended, in order
+    /// \return how many missing numbers are given up
     std::uint64_t Offer(Numbered&& numbered, Clock::time_point now, std::vector<Numbered>& passed);
 
-    /// As above, for what was held back long enough.
+    /// As above, for samples that were held back for `maxWait`.
     std::uint64_t TakeReady(Clock::time_point now, std::vector<Numbered>& passed);
 
     /// Whether samples are held back.

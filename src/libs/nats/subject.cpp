@@ -31,7 +31,7 @@ void AppendToken(std::string& subject, std::string_view name) {
     }
 }
 
-// Appends the name of a token; false if none has it.
+// Appends the name that a token stands for; false if it stands for none.
 bool AppendName(std::string& path, std::string_view token, char separator) {
     if (token == "=") {
         return true;

@@ -8,10 +8,9 @@
 #include <string>
 #include <string_view>
 
-/// \file
-/// Paths of streams as subjects, one to one: `plant/line 1/tank` is `plant.line=201.tank`. Letters,
-/// digits, `-` and `_` stand for themselves, each other byte for `=` and two hexadecimal digits in
-/// upper case; an empty name is a lone `=`.
+/// \file A one-to-one mapping of stream paths to subjects: `plant/line 1/tank` is
+/// `plant.line=201.tank`. Letters, digits, `-` and `_` stand for themselves, each other byte is
+/// written as `=` and two hexadecimal digits in upper case; an empty name is a lone `=`.
 
 namespace velmora::nats {
 
@@ -22,16 +21,15 @@ NATS_BRIDGE_API std::string ToSubject(std::string_view path, char separator);
 
 /// The path of a subject.
 /// \param separator joins the names
-/// \throws std::invalid_argument when no path has the subject
+/// \throws std::invalid_argument when the subject is not that of a path
 /// \threadsafety immutable
 NATS_BRIDGE_API std::string ToPath(std::string_view subject, char separator);
 
-/// The subjects of a pattern such as `plant/*/tank` or `plant/>`, whose wildcards are those of
-/// NATS.
+/// The subject of a pattern such as `plant/*/tank` or `plant/>`, whose wildcards work as in NATS.
 /// \threadsafety immutable
 NATS_BRIDGE_API std::string ToSubjects(std::string_view pattern, char separator);
 
-/// Where the description of a layout is kept; not the subject of any path.
+/// The subject of a layout's description, which is never that of a path.
 /// \param jetStream the name of the JetStream stream
 /// \param fingerprint its hexadecimal digits
 /// \threadsafety immutable

@@ -28,10 +28,10 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-// Not ".", which the name of a file and thus of a stream may contain.
+// Not ".", which a stream that is named after a file may contain.
 constexpr char newSeparator = '/';
 
-// The collection that every repository has from the start.
+// The collection that every new repository has.
 constexpr const char* reservedType = "Any";
 
 const utils::Version nextVersion(1, 0, 0);
@@ -60,7 +60,7 @@ std::string DifferenceBetween(const tsn::StreamType& kept, const tsn::StreamType
     return "does not have " + Describe(layout.GetEntry(shared)) + ", which the layout has";
 }
 
-// Whether new samples of the two types are alike.
+// Whether new samples of the two types have the same layout and sizes.
 bool AreAlike(const tsn::StreamType& one, const tsn::StreamType& other) {
     return one.HasSameLayout(other) && one.GetMemOffsetLookup() == other.GetMemOffsetLookup();
 }

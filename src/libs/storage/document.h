@@ -10,9 +10,8 @@
 
 #include <string>
 
-/// \file
-/// Documents of types and streams as files, XML or JSON by the ending of their path. A host that
-/// continues with what it had, however often it is started:
+/// \file Types and streams as files, XML or JSON by the ending of the path. A host that continues
+/// with its data after each restart:
 ///
 ///     Document document = OpenDocument("plant.json");
 ///     Stream& line = OpenStream(document, "plant/line1", layout, 1000);
@@ -26,7 +25,7 @@ class StreamType;
 
 namespace velmora::storage {
 
-/// A document without streams, and with no type but "Any". Its paths are split at "/".
+/// A document without streams whose only type is "Any". Its paths are split at "/".
 STORAGE_API core::tessaryn::Document NewDocument();
 
 /// Reads the types and streams of a file.
@@ -43,11 +42,12 @@ STORAGE_API core::tessaryn::Document OpenDocument(
     const std::string& path, const core::serialization::ReadLimits& limits = {},
     const core::tessaryn::DocumentLimits& sampleLimits = {});
 
-/// The stream that a host continues; a new one, with a type of the same path, when there is none.
+/// Opens a stream; if there is none of the path, adds it, with a type of the same path.
 ///
-/// A new stream has the newest version of that type where its entries and initial sizes are those
-/// of the layout, else a new version of it. A stream with other initial sizes or another maximum
-/// size is replaced by one that has them and the newest of its samples, without its subscriptions.
+/// A new stream gets the newest version of that type if its entries and initial sizes are those of
+/// the layout, else a new version. A stream with other initial sizes or another maximum size is
+/// replaced by one with the requested sizes and the newest of its samples, but without its
+/// subscriptions.
 /// \param path of the stream and its type, such as "plant/line1"
 /// \param layout gives entries and initial sizes
 /// \param maxSize samples to keep
@@ -61,11 +61,11 @@ STORAGE_API core::tessaryn::Stream& OpenStream(core::tessaryn::Document& documen
 
 /// Replaces a file by these types and streams in one step, as `FileReplacement` does.
 ///
-/// Nothing is lost: initial sizes, times, digits, infinities, the order of pushing and the
-/// separators are those that `LoadDocument` gives back. Each stream is locked while it is read, so
-/// that other threads may push; they must not add or remove types and streams.
+/// `LoadDocument` restores everything: initial sizes, times, digits, infinities, the order of
+/// pushing and the separators. Each stream is locked while it is written, so other threads may
+/// push; they must not add or remove types and streams.
 /// \throws StorageException when a stream's type would not be found again by its full name and
-/// version, or the file cannot be written; it is as it was
+/// version, or the file cannot be written; the old file stays
 STORAGE_API void SaveDocument(const std::string& path,
                               const core::tessaryn::StreamTypeRepository& types,
                               const core::tessaryn::StreamRepository& streams);

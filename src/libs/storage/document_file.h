@@ -25,8 +25,8 @@ STORAGE_API core::serialization::NodeTree LoadTree(
     const std::string& path, const core::serialization::ReadLimits& limits = {});
 
 /// Replaces a file by a tree in one step, as `FileReplacement` does.
-/// \throws StorageException when the path has another ending, or the file cannot be written; it is
-/// as it was
+/// \throws StorageException when the path has another ending, or the file cannot be written; the
+/// old file stays
 STORAGE_API void SaveTree(const std::string& path, const core::serialization::NodeTree& tree);
 
 }  // namespace velmora::storage

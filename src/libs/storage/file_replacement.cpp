@@ -31,7 +31,7 @@ constexpr int maxLinks = 40;
 constexpr std::string_view temporaryPrefix = ".tessaryn-";
 constexpr std::string_view temporarySuffix = ".tmp";
 
-// The path behind symbolic links, whether or not there is a file; empty for too many links.
+// The path that symbolic links lead to, whether or not the file exists; empty for too many links.
 fs::path FollowLinks(fs::path path) {
     std::error_code error;
     for (int links = 0; links <= maxLinks; ++links) {
@@ -59,7 +59,7 @@ bool IsOwnFile(int descriptor) {
            status.st_uid == geteuid();
 }
 
-// Removes the temporary files of processes that ended, which hold no locks any more.
+// Removes the temporary files of ended processes, which are no longer locked.
 void RemoveStaleFiles(const std::string& folder) {
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
@@ -79,8 +79,8 @@ void RemoveStaleFiles(const std::string& folder) {
     }
 }
 
-// The mask of new files. It is read from the kernel's table, since umask() can only be asked by
-// changing it for a moment, for all threads; 0077 where there is no such table.
+// The mask for new files, read from /proc: umask() would have to change it for a moment, for all
+// threads. 0077 if /proc is not available.
 mode_t GetFileMask() {
     std::ifstream status("/proc/self/status");
     for (std::string word; status >> word;) {
@@ -237,7 +237,7 @@ void FileReplacement::Implementation::CreateTemporary() {
         } else if (!IsLockedByOther(buffer.descriptor) && IsOwnFile(buffer.descriptor)) {
             temporary = path;
         } else {
-            // Before it was locked, another process removed it as stale.
+            // Another process removed the file as stale before it was locked.
             close(buffer.descriptor);
         }
     }
@@ -251,7 +251,7 @@ void FileReplacement::Implementation::CopyPermissions() {
         mode = oldStatus.st_mode & 0777U;
         if (fchown(buffer.descriptor, oldStatus.st_uid, oldStatus.st_gid) != 0 &&
             fchown(buffer.descriptor, static_cast<uid_t>(-1), oldStatus.st_gid) != 0) {
-            // Another group gets no more than everybody.
+            // The group may be another one, so it gets no more rights than everybody.
             mode &= 0707U | ((mode & 07U) << 3U);
         }
     } else {
@@ -281,7 +281,7 @@ void FileReplacement::Implementation::Rename() {
     SyncFolder();
 }
 
-// Makes the new name durable. A folder that may be written, but not read, cannot be synced.
+// Makes the new name durable. A folder without read permission cannot be synced.
 void FileReplacement::Implementation::SyncFolder() const {
     const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) {

@@ -13,12 +13,12 @@ namespace velmora::storage {
 
 /// Replaces a file in one step: writes a temporary file in the same folder, syncs and renames it.
 ///
-/// The old file is unchanged until `Commit` returns, whatever fails or ends the process before.
-/// Symbolic links are followed, also those that lead to no file yet. The temporary file is readable
-/// by its owner alone; the new file gets owner, group and permissions of the old one where the
-/// system allows it, but not its access list. SIGINT, SIGTERM, SIGHUP and SIGXFSZ are blocked for
-/// the thread as long as the object lives, so that none leaves the temporary file behind; one that
-/// a killed process left is removed by the next replacement in that folder.
+/// The old file is unchanged until `Commit` returns, even if the process is killed before. Symbolic
+/// links are followed, also those that lead to no file yet. The temporary file is readable by its
+/// owner alone; the new file gets owner, group and permissions of the old one where the system
+/// allows it, but not its access list. SIGINT, SIGTERM, SIGHUP and SIGXFSZ are blocked for the
+/// thread as long as the object lives, so that none leaves the temporary file behind; one that a
+/// killed process left is removed by the next replacement in that folder.
 ///
 /// \threadsafety external: made, used and destroyed by one thread
 class STORAGE_API FileReplacement {
@@ -36,9 +36,9 @@ class STORAGE_API FileReplacement {
     std::ostream& GetStream();
 
     /// Syncs the new content, puts it in the place of the old and syncs the folder.
-    /// \throws StorageException when that, or writing before, fails. The old file is then as it
-    /// was, unless the message says that the folder could not be synced: then the new one is in its
-    /// place, but may not survive a loss of power.
+    /// \throws StorageException when that, or writing before, fails. The old file is then
+    /// unchanged, unless the message says that the folder could not be synced: then the new one has
+    /// replaced it, but may not survive a loss of power.
     void Commit();
 
   private:

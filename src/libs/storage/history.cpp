@@ -24,7 +24,7 @@ const std::string& History::GetPath() const {
 std::vector<HistoryStream> History::GetStreams() const {
     const Database& database = connection->database;
     Transaction transaction(database, Transaction::Kind::read);
-    // Texts may have changed, which no version tells.
+    // Texts may have changed, which no version number shows.
     connection->catalogue.Forget();
     connection->catalogue.Refresh();
     std::vector<HistoryStream> streams;

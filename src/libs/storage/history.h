@@ -16,21 +16,21 @@ namespace velmora::storage {
 
 class HistoryConnection;
 
-/// A file of samples beyond memory: an SQLite database with a table for each type of each stream,
-/// and a view named like the stream's path. Other programs read it as it is; its layout is that of
-/// docs/history_format.md.
+/// A file with the samples of streams: an SQLite database with a table for each type of each
+/// stream, and a view named like the stream's path. Other programs can read it;
+/// docs/history_format.md describes the layout.
 ///
 /// An object is one connection. Any number of them, of any process, may read while one
 /// `HistoryWriter` writes.
 ///
-/// \threadsafety external: with all readers made of it
+/// \threadsafety external: together with all readers made from it
 class STORAGE_API History {
   public:
     /// Opens a history.
     /// \param lockTimeout how long this and later operations wait where another process holds the
     /// whole file
-    /// \throws HistoryException when there is no such file, and when it is not a history, of a
-    /// later version, locked or corrupt; the file is as it was
+    /// \throws HistoryException when there is no such file, or it is not a history, of a later
+    /// version, locked or corrupt; the file is not changed
     explicit History(const std::string& path, HistoryMode mode = HistoryMode::read,
                      std::chrono::milliseconds lockTimeout = std::chrono::seconds(5));
     History(History&& other) noexcept;
@@ -39,15 +39,15 @@ class STORAGE_API History {
 
     /// The file, as the caller named it.
     const std::string& GetPath() const;
-    /// What the history holds now, in the order of the streams' arrival. The cost is that of a few
-    /// look-ups for each layout, whatever the number of rows.
+    /// What the history holds now, in the order in which streams were added. Costs a few look-ups
+    /// for each layout, independent of the number of rows.
     /// \throws HistoryException
     std::vector<HistoryStream> GetStreams() const;
-    /// Bytes of the file that are in use; others are free for rows to come.
+    /// Bytes of the file that are in use; the others are free for new rows.
     /// \throws HistoryException
     std::uint64_t GetUsedBytes() const;
 
-    /// \name Texts for those who read the file. They are kept for later layouts, too.
+    /// \name Descriptions for readers of the file. Later layouts of the stream inherit them.
     /// \throws HistoryException also when there is no such stream or entry
     ///@{
     void SetText(const std::string& path, const std::string& text);
@@ -55,8 +55,8 @@ class STORAGE_API History {
                       const std::string& text);
     ///@}
 
-    /// Reads all of the file and compares its parts.
-    /// \throws HistoryException when they contradict each other
+    /// Reads the whole file and checks its consistency.
+    /// \throws HistoryException when it is inconsistent
     void CheckIntegrity() const;
 
   private:

@@ -29,21 +29,21 @@ struct QueuedSample {
     core::tessaryn::Sample sample;
     /// \ownership observes: the stream's path, one address for each stream
     const std::string* path;
-    /// Not to be written where there is a row of the same time and values.
+    /// Whether the sample is skipped if there is a row of the same time and values.
     bool isOnlyIfNew;
 };
 
-/// Writes samples in transactions, and deletes what is too old or too much.
+/// Writes samples in transactions, and deletes rows that exceed the limits.
 ///
 /// \threadsafety external
 class BatchWriter {
   public:
-    /// What became of a batch.
+    /// The result of writing a batch.
     struct Result {
         std::uint64_t written = 0;
-        std::uint64_t skipped = 0;  ///< rows that were there already
+        std::uint64_t skipped = 0;  ///< samples that the history already had
         std::uint64_t refused = 0;  ///< samples that a history cannot hold
-        std::string refusal = {};   ///< why the last of these was
+        std::string refusal = {};   ///< why the last refused sample was refused
     };
 
     /// \param isSynced whether each transaction waits for the disk
@@ -60,7 +60,7 @@ class BatchWriter {
                          std::uint64_t maxRows);
 
   private:
-    /// Where samples of one stream and state of a type go.
+    /// The table for samples of one stream and one state of a type.
     struct Target {
         std::uint64_t layoutNumber = 0;
         RowWriter* rows = nullptr;
@@ -73,9 +73,9 @@ class BatchWriter {
     HistoryConnection connection;
     std::map<std::int64_t, RowWriter> rowsByLayout;
     std::unordered_map<const std::string*, Target> targets;
-    /// By layout, the last row of before this writer. Kept when a batch fails.
+    /// By layout, the last row that existed before this writer. Kept when a batch fails.
     std::map<std::int64_t, std::int64_t> formerRows;
-    /// Rows that the present batch adds to.
+    /// The tables that the current batch adds rows to.
     std::vector<RowWriter*> touched;
 };
 

@@ -143,7 +143,7 @@ void Catalogue::SetEntryText(const std::string& path, const std::string& entry,
     transaction.Commit();
 }
 
-// Of a table only the name and the statement count; one that is virtual has another statement.
+// Names and statements are enough to check: a virtual table of the same name has another statement.
 void Catalogue::CheckTables() {
     tables.clear();
     Statement statement = database.Prepare(

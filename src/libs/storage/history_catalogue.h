@@ -43,22 +43,22 @@ struct StoredStream {
     std::vector<std::shared_ptr<const StoredLayout>> layouts = {};
 };
 
-/// The streams and layouts that a history lists, as they were when it was last looked at.
+/// The streams and layouts of a history, as of the last `Refresh`.
 ///
-/// Everything is checked when it is read: a table that is not the one that the catalogue's entries
-/// make, to the byte, is not read.
+/// Everything is checked when it is read: the statement that created a table must be, to the byte,
+/// the one that the catalogue's entries give.
 ///
 /// \threadsafety external
 class Catalogue {
   public:
-    /// Entries of a type that fit a table.
+    /// The most entries of a type that a table can hold.
     static constexpr std::size_t maxEntries = 1900;
-    /// Bytes of a sample of initial sizes that is made for reading.
+    /// The most bytes of a sample of initial sizes, which readers allocate.
     static constexpr std::uint64_t maxInitialBytes = std::uint64_t{64} * 1024 * 1024;
 
     explicit Catalogue(const Database& database) : database(database) {}
 
-    /// Looks at the file if tables have come. Types that were there before stay.
+    /// Reads the catalogue again if tables were added. Types read before stay valid.
     /// \throws HistoryException when the catalogue contradicts itself or the tables
     void Refresh();
     /// Forgets what was added in a transaction that has been rolled back.
@@ -69,8 +69,8 @@ class Catalogue {
     /// The stream of a path, or null.
     const StoredStream* Find(const std::string& path) const;
 
-    /// The layout for samples of a type in a stream, made if need be. In a transaction that writes,
-    /// after `Refresh`.
+    /// The layout for samples of a type in a stream, added if it is missing. Must be called in a
+    /// writing transaction, after `Refresh`.
     /// \throws std::length_error when the type has too many entries, or too large ones
     std::shared_ptr<const StoredLayout> FindOrAdd(const std::string& path,
                                                   const core::tessaryn::StreamType& type);
@@ -94,7 +94,7 @@ class Catalogue {
     std::int64_t schemaVersion = -1;
     std::map<std::int64_t, StoredStream> streams;
     std::map<std::string, std::int64_t> idsByPath;
-    /// Of the tables whose names begin as the library's own do: the statements that made them.
+    /// The statements that created the tables named "velmora_...", by name.
     std::map<std::string, std::string> tables;
 };
 

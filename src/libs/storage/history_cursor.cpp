@@ -45,7 +45,8 @@ bool HistoryCursor::IsInOrder() const {
     return statement.Step() && statement.GetInt(0) != 0;
 }
 
-// The rows of the range that are not passed. The plus signs keep the index to the times alone.
+// Selects the rows of the range that have not been passed. The unary plus keeps SQLite from using
+// the index for these terms.
 std::string HistoryCursor::Where() const {
     return " FROM " + layout->Get().table + " WHERE time_us BETWEEN ?1 AND ?2 AND " +
            (range.isBackwards ? "(+time_us < ?2 OR +seq < ?3)" : "(+time_us > ?1 OR +seq > ?3)");
@@ -64,8 +65,8 @@ void HistoryCursor::StartByIndex() {
     BindRange(row);
 }
 
-// Where the order of arrival is that of time, the index is needed for the ends alone, and the rows
-// lie one behind the other.
+// When rows arrived in the order of time, only the ends of the range are looked up in the index,
+// and the rows between are read in sequence.
 void HistoryCursor::StartBySequence() {
     std::int64_t ends[] = {0, -1};
     bool isEmpty = true;

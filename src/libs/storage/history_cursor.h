@@ -14,10 +14,10 @@
 
 namespace velmora::storage {
 
-/// The rows of one layout's table in the order of time, those of one time in the order of arrival;
-/// or all the other way round.
+/// The rows of one layout's table in the order of time, and of arrival where times are equal; or in
+/// the reverse order.
 ///
-/// While it has a row, its connection sees the file as it was, and the write-ahead log grows;
+/// While it has a row, its connection reads a snapshot of the file, and the write-ahead log grows;
 /// `Suspend` ends that.
 ///
 /// \threadsafety external
@@ -35,8 +35,8 @@ class HistoryCursor {
 
     bool IsBackwards() const { return range.isBackwards; }
 
-    /// Goes to the first row that has not been passed. In a transaction, so that several cursors
-    /// see the same.
+    /// Goes to the first row that has not been passed. Call it in a transaction if several cursors
+    /// are to see the same state.
     void Start();
     bool HasRow() const { return hasRow; }
     std::int64_t GetTime() const { return time; }
@@ -46,8 +46,8 @@ class HistoryCursor {
     /// Passes the row.
     void Advance();
     void Suspend();
-    /// Has `Start` go to the first row behind a time and sequence number; the direction decides
-    /// which side that is.
+    /// Makes `Start` go to the first row behind a time and sequence number, in the direction of
+    /// reading.
     void Pass(std::int64_t newTime, std::int64_t newSequence);
 
   private:

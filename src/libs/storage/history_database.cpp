@@ -18,7 +18,7 @@ namespace {
 
 using Reason = HistoryException::Reason;
 
-// SQLite reports a write beyond a limit of the file's size as one that failed, without the error.
+// SQLite reports a write beyond the limit of the file's size as a general I/O error.
 bool HasFileSizeLimit() {
     rlimit limit{};
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
@@ -53,7 +53,7 @@ Reason ReasonOf(int extendedStatus, int systemError) {
     }
 }
 
-// A file URI, in which "?" and "%" of the path mean themselves.
+// A file URI in which special characters of the path are escaped.
 std::string ImmutableUri(const std::string& path) {
     std::string uri = "file:";
     for (const char character : path) {
@@ -92,7 +92,8 @@ void Database::Open(HistoryMode mode) {
     int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     flags |= mode == HistoryMode::read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     flags |= mode == HistoryMode::create ? SQLITE_OPEN_CREATE : 0;
-    // A path that begins with "file:" is no URI, and ":memory:" is a file.
+    // The prefix keeps SQLite from taking "file:..." for a URI and ":memory:" for a database in
+    // memory.
     const std::string plain = std::filesystem::path(path).is_relative() ? "./" + path : path;
     if (path.empty() || sqlite3_open_v2(plain.c_str(), &handle, flags, nullptr) != SQLITE_OK) {
         Throw("opening");
@@ -100,8 +101,8 @@ void Database::Open(HistoryMode mode) {
     if (mode != HistoryMode::read || TryRun("SELECT 1 FROM sqlite_schema")) {
         return;
     }
-    // Reading needs the write-ahead log's files, which in a folder that may not be written can't be
-    // made. Where there is no log, nobody writes, and the file can be read by itself.
+    // Reading needs the files of the write-ahead log, which cannot be created in a read-only
+    // folder. Without a log nobody is writing, and the file can be read by itself.
     std::error_code ignored;
     const bool hasLog = std::filesystem::exists(plain + "-wal", ignored);
     const int status = sqlite3_errcode(handle) & 0xFF;
@@ -153,7 +154,7 @@ void Database::CheckFormat(HistoryMode mode) {
 void Database::CreateFormat() {
     Run("PRAGMA journal_mode=WAL");
     Transaction transaction(*this, Transaction::Kind::write);
-    // Another process may have been quicker.
+    // Another process may have created the tables meanwhile.
     if (GetNumber("PRAGMA application_id") == 0) {
         for (const SchemaTable& table : catalogueTables) {
             Run(table.sql);
@@ -256,7 +257,7 @@ void Statement::BindNull(int index) {
 }
 
 void Statement::BindText(int index, std::string_view text) {
-    // A null pointer would be NULL.
+    // SQLite would store a null pointer as NULL.
     const char* const data = text.empty() ? "" : text.data();
     Check(sqlite3_bind_text64(handle.get(), index + 1, data, text.size(), SQLITE_STATIC,
                               SQLITE_UTF8));
@@ -288,7 +289,7 @@ Transaction::Transaction(const Database& database, Kind kind) : database(databas
 }
 
 Transaction::~Transaction() {
-    // Some errors have rolled it back already.
+    // Some errors roll the transaction back themselves.
     if (isOpen && sqlite3_get_autocommit(database.handle) == 0) {
         database.TryRun("ROLLBACK");
     }

@@ -21,18 +21,18 @@ class Statement;
 
 /// A connection to a history's file.
 ///
-/// Opening checks that the file is a history of a version that this library knows. Whoever made it
-/// is not trusted: no trigger and no view of the file runs, its schema may call no function with
-/// side effects, and lengths are limited.
+/// Opening checks that the file is a history of a version that this library knows. The file is not
+/// trusted: its triggers and views do not run, its schema cannot call functions with side effects,
+/// and lengths are limited.
 ///
 /// \threadsafety external
 class Database {
   public:
-    /// The format's version that is written, the highest that is read.
+    /// The format version that is written, and the highest that is read.
     static constexpr int formatVersion = 1;
-    /// "VTHi": tells a history from other databases.
+    /// "VTHi", which marks a database as a history.
     static constexpr int applicationId = 0x56544869;
-    /// Bytes of the longest text or blob that is written or read.
+    /// The most bytes of a text or blob.
     static constexpr int maxLength = 256 * 1024 * 1024;
 
     /// \param lockTimeout how long an operation waits for other connections
@@ -50,10 +50,10 @@ class Database {
     std::int64_t GetNumber(std::string_view sql) const;
     /// Bytes of the pages that are not free.
     std::uint64_t GetUsedBytes() const;
-    /// Changes whenever a table or a view is added or removed, by whichever connection.
+    /// Changes whenever any connection adds or removes a table or a view.
     std::int64_t GetSchemaVersion() const { return GetNumber("PRAGMA schema_version"); }
 
-    /// Reports the error of the operation that has just failed.
+    /// Throws the error of the operation that has just failed.
     /// \param action what was tried, such as "reading"
     [[noreturn]] void Throw(const std::string& action) const;
     [[noreturn]] void ThrowCorrupt(const std::string& message) const;
@@ -94,7 +94,7 @@ class Statement {
     void Bind(int index, std::int64_t value);
     void Bind(int index, double value);
     void BindNull(int index);
-    /// \name The bytes must stay until the next `Bind` or `Reset`.
+    /// \name The bytes are not copied: they must stay valid until the next `Bind` or `Reset`.
     ///@{
     void BindText(int index, std::string_view text);
     void BindBlob(int index, std::string_view bytes);

@@ -10,7 +10,7 @@
 
 namespace velmora::storage {
 
-/// A history that cannot be opened, read or written, and why.
+/// A history cannot be opened, read or written.
 ///
 /// The message names the file: "History 'plant.db': the disk is full."
 ///

@@ -25,7 +25,7 @@ bool HasLimits(const HistoryRetention& retention) {
     return retention.maxAge.count() > 0 || retention.maxRows > 0 || retention.maxBytes > 0;
 }
 
-// Errors after which another attempt with the same connection is as good as with a new one.
+// Whether the error may pass, so that the same connection can be used for another attempt.
 bool IsPassing(const std::exception& error) {
     const auto* const known = dynamic_cast<const HistoryException*>(&error);
     return known == nullptr || known->GetReason() == HistoryException::Reason::full ||
@@ -45,7 +45,7 @@ HistoryQueue::~HistoryQueue() {
     try {
         Close();
     } catch (const std::exception&) {
-        // What is lost was reported to `onError`.
+        // The failure was reported to `onError`.
     }
 }
 
@@ -81,14 +81,14 @@ void HistoryQueue::TryPush(const std::string& path, Sample&& sample, bool isOnly
     EndPush();
 }
 
-// Whether there is some. There is none to be had while writing fails, or ends.
+// Returns whether there is room. Does not wait while writing fails or ends.
 bool HistoryQueue::WaitForRoom(Lock& lock) {
     const auto isFull = [&] { return appended - processed >= options.capacity; };
     workDone.wait(lock, [&] { return !isFull() || failure || isStopping; });
     return !isFull() && !isStopping;
 }
 
-// Where a sample of a path goes, which is `lastPath` then.
+// The chunk for the next sample; sets `lastPath` to the stored copy of the path.
 std::vector<QueuedSample>& HistoryQueue::GetChunk(const std::string& path) {
     constexpr std::size_t maxReserved = 16384;
     if (lastPath == nullptr || *lastPath != path) {
@@ -165,7 +165,7 @@ HistoryWriterStatistics HistoryQueue::GetStatistics() const {
 
 void HistoryQueue::Run() {
     Lock lock(mutex);
-    // After `Close` one failure ends it.
+    // After `Close`, the first failure ends the loop.
     while (!isStopping || !(IsEmpty() || (failure && retryTime == Clock::time_point::max()))) {
         const Clock::time_point next = std::min(NextWrite(), NextRetention());
         if (next == Clock::time_point::max()) {
@@ -261,7 +261,7 @@ void HistoryQueue::Fail(const std::exception_ptr& error, const std::string& mess
     isFlushing = false;
 }
 
-// One step, so that samples need not wait for long.
+// Deletes one step only, so that samples do not wait long.
 void HistoryQueue::Retain(Lock& lock) {
     const std::uint64_t maxRows = std::max(options.retention.stepSize, lastBatch);
     lock.unlock();
@@ -289,7 +289,7 @@ void HistoryQueue::Report(const std::exception& error) const noexcept {
             options.onError(error);
         }
     } catch (...) {
-        // The writer goes on whatever the host's function does.
+        // An exception of the host's function must not stop the writer.
     }
 }
 

@@ -22,7 +22,7 @@
 
 namespace velmora::storage {
 
-/// The samples that wait for a history, and the thread that writes them.
+/// The samples that wait to be written to a history, and the thread that writes them.
 ///
 /// Samples wait in chunks of a transaction's size. The thread takes one, writes it without the
 /// lock, and keeps it until it is committed.
@@ -40,7 +40,7 @@ class HistoryQueue {
     ~HistoryQueue();
 
     /// As `HistoryWriter::Write`.
-    /// \param sample copied, or moved from: a move makes another sample, which reads the clock
+    /// \param sample copied, or moved from; forwarded, since each further move would read the clock
     template <class AnySample>
     void Push(const std::string& path, AnySample&& sample, bool isOnlyIfNew) {
         Lock lock(mutex);
@@ -48,7 +48,7 @@ class HistoryQueue {
         GetChunk(path).emplace_back(std::forward<AnySample>(sample), lastPath, isOnlyIfNew);
         EndPush();
     }
-    /// As `Push`, but where that throws a HistoryException or the queue is closed this only counts.
+    /// As `Push`, but a sample that finds no room or a closed queue is only counted.
     void TryPush(const std::string& path, core::tessaryn::Sample&& sample, bool isOnlyIfNew);
     void Flush();
     void Close();
@@ -57,7 +57,7 @@ class HistoryQueue {
   private:
     struct Chunk {
         std::vector<QueuedSample> samples = {};
-        Clock::time_point begin = {};  ///< when the first came
+        Clock::time_point begin = {};  ///< when the first one was added
     };
 
     bool WaitForRoom(Lock& lock);
@@ -78,22 +78,22 @@ class HistoryQueue {
     const std::string file;
     const HistoryWriterOptions options;
 
-    // Of the thread alone, but for construction and the end: null after a failure that may need the
-    // file to be opened again; and what is being written.
+    // Used by the thread only, except during construction and at the end. `writer` is null after a
+    // failure that may require opening the file again; `inHand` is being written.
     std::unique_ptr<BatchWriter> writer;
     Chunk inHand;
 
     mutable std::mutex mutex;
     // All below guarded by the mutex.
     std::deque<Chunk> chunks;
-    /// The keys are what the samples' paths point to.
+    /// The queued samples point to these.
     std::unordered_set<std::string> paths;
     const std::string* lastPath = nullptr;
     HistoryWriterStatistics counts;
-    /// Samples that came into the queue, and that left it, since the beginning.
+    /// Samples that have entered and left the queue so far.
     std::uint64_t appended = 0;
     std::uint64_t processed = 0;
-    /// Somebody waits for the queue to be written.
+    /// A call of `Flush` is waiting.
     bool isFlushing = false;
     /// There may be rows that exceed the limits.
     bool hasSurplus = false;

@@ -23,7 +23,7 @@ namespace {
 constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
-// The cursor with the next row; null when none has one.
+// The cursor with the newest row; null when none has a row.
 HistoryCursor* Newest(std::deque<HistoryCursor>& cursors) {
     HistoryCursor* newest = nullptr;
     for (HistoryCursor& cursor : cursors) {
@@ -51,7 +51,7 @@ struct HistoryReader::Source {
     const std::string path;
     const std::size_t rank;  ///< of the layout among those of the stream
     HistoryCursor cursor;
-    // What lies before the query's first row.
+    // The position before the query's first row.
     std::int64_t beginTime;
     std::int64_t beginSequence;
 };
@@ -90,7 +90,7 @@ void HistoryReader::AddStream(const StoredStream& stream) {
     }
 }
 
-// Goes backwards to the first of the newest rows, so that they can be read forwards.
+// Searches backwards for the first of the newest rows, from which reading then goes forwards.
 void HistoryReader::FindNewest(const StoredStream& stream, std::size_t firstSource) {
     std::deque<HistoryCursor> cursors;
     std::map<const HistoryCursor*, std::size_t> ranks;
@@ -185,7 +185,8 @@ void HistoryReader::Add(Source& source) {
     }
 }
 
-// The order of a heap, whose first is the last in it. Sources lie in the order of their making.
+// The order of the heap, whose front is the source with the next row. Rows of equal times are in
+// the order of streams, then of layouts.
 bool HistoryReader::ComesLater(const Source* a, const Source* b) {
     const auto place = [](const Source* source) {
         return std::tuple(source->cursor.GetTime(), source->stream, source->rank);

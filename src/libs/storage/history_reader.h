@@ -34,19 +34,19 @@ struct HistoryQuery {
     char separator = '/';
     std::optional<Poco::Timestamp> from = {};  ///< the samples stamped then or later
     std::optional<Poco::Timestamp> to = {};    ///< the samples stamped then or before
-    /// Asked about each sample, as of one that was pushed; none lets all through.
+    /// Selects samples, each as if it was pushed; null selects all.
     std::optional<delivery::Rule> rule = {};
-    /// Of each stream only so many of the newest that the above select; 0 for all.
+    /// The maximum number of samples of each stream, the newest of those selected above; 0 for all.
     std::uint64_t newest = 0;
     bool isBackwards = false;  ///< the newest sample first
 };
 
-/// Reads samples of one or several streams in the order of time; those of one time in the order of
-/// streams, and of arrival.
+/// Reads samples of one or several streams in the order of time; samples of equal times in the
+/// order of streams, then of arrival.
 ///
-/// The range of time is looked up in an index. Memory does not depend on the number of rows: there
-/// is one sample for each stream. A reader sees what was committed when it began, or went on after
-/// `Suspend`; meanwhile others write.
+/// The range of time is looked up in an index. Memory does not depend on the number of rows: the
+/// reader holds one sample for each stream. A reader sees what was committed when it started, or
+/// continued after `Suspend`; others may write meanwhile.
 ///
 /// \threadsafety external: with the history
 class STORAGE_API HistoryReader {
@@ -60,7 +60,7 @@ class STORAGE_API HistoryReader {
 
     /// Goes to the next sample.
     /// \return whether there is one
-    /// \throws HistoryException when the file cannot be read, or a row is not one of its layout;
+    /// \throws HistoryException when the file cannot be read, or a row does not fit its layout;
     /// what the rule throws
     bool Next();
     /// The sample that `Next` went to; changed by the next call. Its type lives as long as the
@@ -70,12 +70,12 @@ class STORAGE_API HistoryReader {
     /// The path of the sample's stream.
     const std::string& GetPath() const { return *path; }
 
-    /// Begins anew, at a time.
+    /// Restarts at a time.
     /// \param time the least time of samples, the greatest where they are read backwards; those
-    /// outside of the query's range still aren't read
+    /// outside of the query's range are still left out
     void Seek(const Poco::Timestamp& time);
-    /// Lets go of the file until the next call of `Next`, so that the write-ahead log does not grow
-    /// while the reader waits for something else. What is committed meanwhile will be seen.
+    /// Releases the file until the next call of `Next`, so that the write-ahead log does not grow
+    /// while the reader is idle. The reader then sees what was committed meanwhile.
     void Suspend();
 
   private:
@@ -92,9 +92,9 @@ class STORAGE_API HistoryReader {
     HistoryQuery query;
     /// In the order of streams, then of layouts.
     std::vector<std::unique_ptr<Source>> sources;
-    /// A heap of those that have a row; the first is the next.
+    /// A heap of the sources that have a row; the front has the next one.
     std::vector<Source*> heap;
-    /// Samples of each stream so far.
+    /// Samples returned so far, by stream.
     std::map<std::int64_t, std::uint64_t> counts;
     Source* current = nullptr;
     core::tessaryn::Sample* sample = nullptr;

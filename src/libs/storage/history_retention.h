@@ -14,7 +14,8 @@ namespace velmora::storage {
 class Catalogue;
 class Database;
 
-/// Deletes up to a number of rows that exceed the limits, the oldest first. In a transaction.
+/// Deletes up to `maxRows` rows that exceed the limits, the oldest first. Must be called in a
+/// transaction.
 /// \return how many
 std::uint64_t DeleteSurplus(const Database& database, const Catalogue& catalogue,
                             const HistoryRetention& limits, const Poco::Timestamp& now,

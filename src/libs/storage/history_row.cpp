@@ -25,14 +25,14 @@ using core::tessaryn::Sample;
 
 namespace {
 
-// Rows that one statement inserts, and its parameters, of which SQLite allows 32,766.
+// The most rows that one statement inserts, and the most parameters; SQLite allows 32,766.
 constexpr std::size_t maxGroup = 16;
 constexpr std::size_t maxParameters = 4000;
 
 constexpr auto maxInteger =
     static_cast<unsigned long long>(std::numeric_limits<std::int64_t>::max());
 
-// 20 digits, so that texts of numbers above 2^63 - 1 are in the order of the numbers.
+// Padded to 20 digits, so that the texts sort like the numbers.
 std::string LargeNumber(unsigned long long value) {
     const std::string digits = std::to_string(value);
     return std::string(20 - digits.size(), '0') + digits;
@@ -210,7 +210,7 @@ void RowWriter::Insert(const Sample& sample) {
     ++added;
 }
 
-// Those that are no complete group.
+// Inserts the rows of an incomplete group.
 void RowWriter::InsertPending() {
     for (const Sample* const sample : pending) {
         binders.front().Bind(insert, 0, *sample);
@@ -225,7 +225,8 @@ bool RowWriter::ContainsFormer(const Sample& sample) {
     }
     if (select.Get() == nullptr) {
         const HistoryLayout& stored = layout->Get();
-        // The time alone, for the index; a row value, since a chain of comparisons has a limit.
+        // The time is compared separately, so that the index is used; the row value avoids SQLite's
+        // limit on the depth of expressions.
         select =
             database.Prepare("SELECT 1 FROM " + stored.table + " WHERE (" + ColumnList(stored) +
                              ") IS (" + Parameters(stored.entries.size() + 1) +

@@ -19,15 +19,15 @@
 
 namespace velmora::storage {
 
-/// Binds samples to the parameters of a statement, each entry to one.
+/// Binds samples to the parameters of a statement, one for each entry.
 ///
 /// \threadsafety external
 class RowBinder {
   public:
     explicit RowBinder(const StoredLayout& layout);
 
-    /// Binds the time and all entries, from a parameter on. The statement must be run before the
-    /// next call: texts are lent to it.
+    /// Binds the time and all entries, starting at parameter `first`. The statement must run before
+    /// the next call, since it refers to texts in this object.
     /// \throws std::length_error when an entry is too long for a history
     void Bind(Statement& statement, int first, const core::tessaryn::Sample& sample);
 
@@ -43,7 +43,7 @@ class RowBinder {
     std::vector<std::string> texts;
 };
 
-/// The rows of one layout's table, as one writer adds them.
+/// Adds rows to one layout's table.
 ///
 /// \threadsafety external
 class RowWriter {
@@ -53,15 +53,16 @@ class RowWriter {
               std::int64_t lastFormer);
 
     const StoredLayout& GetLayout() const { return *layout; }
-    /// Adds a row. In a transaction, which `SaveCounts` must end: rows and counts may wait for it.
-    /// \param sample must stay until then
+    /// Adds a row. Must be called in a transaction, which must end with `SaveCounts`: rows and
+    /// counts may be written only then.
+    /// \param sample must stay valid until then
     void Insert(const core::tessaryn::Sample& sample);
     /// Whether there is a former row of the same time and values.
     bool ContainsFormer(const core::tessaryn::Sample& sample);
-    /// Reads the counts at the transaction's begin, and writes them at its end.
+    /// Reads the counts at the beginning of a transaction and writes them at its end.
     void LoadCounts();
     void SaveCounts();
-    /// Whether it is between the two.
+    /// Whether `LoadCounts` was called, but not `SaveCounts`.
     bool IsCounting() const { return isCounting; }
 
   private:
@@ -70,7 +71,7 @@ class RowWriter {
     const Database& database;
     std::shared_ptr<const StoredLayout> layout;
     std::int64_t lastFormer;
-    /// Of one row, and of several at a time, which cost less.
+    /// For one row, and for a group of rows, which is cheaper per row.
     Statement insert;
     Statement insertGroup;
     /// One for each row of the group.
@@ -85,7 +86,7 @@ class RowWriter {
     bool isInOrder = true;
 };
 
-/// Makes samples of rows.
+/// Makes samples from rows.
 ///
 /// \threadsafety external
 class RowReader {
@@ -94,7 +95,7 @@ class RowReader {
     RowReader(const Database& database, const StoredLayout& layout);
 
     /// Reads a row of a statement whose columns are the sequence number, the time and the entries.
-    /// \throws HistoryException when a value is not one of its entry
+    /// \throws HistoryException when a value does not fit its entry
     void Read(const Statement& row);
     /// The sample read last; changed by the next `Read`.
     const core::tessaryn::Sample& GetSample() const { return sample; }

@@ -16,7 +16,7 @@ using core::tessaryn::BaseType;
 namespace {
 
 constexpr std::size_t maxNameLength = 200;
-// Terms of a view; SQLite's own limit is 500.
+// Terms of a view's compound SELECT; SQLite's own limit is 500.
 constexpr std::size_t maxViewTables = 100;
 constexpr std::size_t maxViewColumns = 1900;
 
@@ -28,7 +28,7 @@ std::string Folded(std::string_view name) {
     return folded;
 }
 
-// As SQLite accepts it: UTF-8 without zero bytes, not too long.
+// The name as UTF-8 without zero bytes, cut to the maximum length.
 std::string Readable(std::string_view name) {
     std::string readable(name);
     std::replace(readable.begin(), readable.end(), '\0', '?');
@@ -57,7 +57,8 @@ const char* DeclaredType(const HistoryEntry& entry) {
     if (entry.type == core::tessaryn::Float || entry.type == core::tessaryn::Double) {
         return "REAL";
     }
-    // Numbers above 2^63 - 1 are texts there, which a column of integers would make inexact.
+    // Numbers above 2^63 - 1 are stored as texts, which an INTEGER column would convert to inexact
+    // REALs.
     return entry.type == core::tessaryn::UInt64 ? "" : "INTEGER";
 }
 
@@ -66,7 +67,8 @@ const char* const isoTime =
     "strftime('%Y-%m-%dT%H:%M:%S', (time_us - (time_us % 1000000 + 1000000) % 1000000) / 1000000,"
     " 'unixepoch') || printf('.%06dZ', (time_us % 1000000 + 1000000) % 1000000)";
 
-// Whether the values of two columns of one name can stand below each other.
+// Whether two entries store their values in the same form, so that a view can show both in one
+// column.
 bool Agree(const HistoryEntry& entry, const HistoryEntry& other) {
     return FormOf(entry.type, entry.initialSize) == FormOf(other.type, other.initialSize);
 }

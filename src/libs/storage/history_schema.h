@@ -40,8 +40,8 @@ inline constexpr std::array<SchemaTable, 3> catalogueTables = {{
 
 /// How an entry's elements are kept in its column.
 enum class CellForm : unsigned char {
-    number,  ///< one element as a number; any other count as a JSON array
-    array,   ///< a JSON array, whatever the count
+    number,  ///< a number, if there is one element; otherwise a JSON array
+    array,   ///< a JSON array
     text     ///< a text, or a blob where the bytes are no text
 };
 
@@ -51,12 +51,12 @@ CellForm FormOf(core::tessaryn::BaseType type, unsigned int initialSize);
 bool IsText(std::string_view bytes);
 /// A name in double quotes, for SQL.
 std::string QuoteName(std::string_view name);
-/// Names taken, compared as SQLite does, without regard to the case of ASCII letters.
+/// A set of names, compared like in SQLite: ASCII letters regardless of case.
 class NameSet {
   public:
-    /// \return whether it was not taken yet
+    /// \return whether it was new
     bool Add(std::string_view name);
-    /// A name that SQLite accepts, like the one wanted, and not taken; it is then.
+    /// Adds a name that SQLite accepts, derived from the wanted one and not in the set yet.
     std::string AddUnique(std::string_view wanted);
 
   private:

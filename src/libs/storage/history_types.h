@@ -32,13 +32,13 @@ struct HistoryEntry {
     std::string name;
     core::tessaryn::BaseType type = core::tessaryn::UnknownType;
     unsigned int initialSize = 1;
-    std::string column = {};  ///< the entry's name unless SQLite has no column of that name
+    std::string column = {};  ///< the entry's name, unless SQLite does not accept it or it is taken
     std::string unit = {};    ///< such as "°C"; empty unless it was set
     std::string text = {};    ///< what the entry means; empty unless it was set
 };
 
-/// One type of a stream's samples, and the table that keeps them. A stream whose type got a new
-/// version has one for each.
+/// One type of a stream's samples, and the table that keeps them. A stream has a layout for each
+/// type and version that its samples had.
 ///
 /// \threadsafety external
 struct HistoryLayout {
@@ -48,7 +48,7 @@ struct HistoryLayout {
     std::vector<HistoryEntry> entries;
     std::string table;
     std::uint64_t rowCount = 0;
-    /// The samples' least and greatest time stamp; none of an empty table.
+    /// The earliest and the latest time of the samples; none for an empty table.
     std::optional<Poco::Timestamp> oldest = {};
     std::optional<Poco::Timestamp> newest = {};
 };
@@ -59,9 +59,9 @@ struct HistoryLayout {
 struct HistoryStream {
     std::int64_t id = 0;
     std::string path;
-    std::string view;  ///< the path unless SQLite has no view of that name, or has another one
+    std::string view;  ///< the path, unless SQLite does not accept it or it is taken
     std::string text;  ///< what the stream is; empty unless it was set
-    std::vector<HistoryLayout> layouts = {};  ///< in the order of their first samples' arrival
+    std::vector<HistoryLayout> layouts = {};  ///< in the order in which their first samples arrived
 };
 
 }  // namespace velmora::storage

@@ -112,7 +112,7 @@ void HistoryWriter::Attach(delivery::Dispatcher& dispatcher, StreamRepository& r
 void HistoryWriter::Attach(delivery::Dispatcher& dispatcher, const std::string& path,
                            Stream& stream, const delivery::Rule& rule, DeliveryOptions options) {
     HistoryQueue& queue = implementation->queue;
-    // Only what the stream holds now can be in the history already.
+    // Only samples that the stream holds now can already be in the history.
     Poco::Timestamp newest = Poco::Timestamp::TIMEVAL_MIN;
     stream.GetAll([&](const std::vector<Sample*>& samples) {
         for (const Sample* const sample : samples) {

@@ -40,11 +40,11 @@ microseconds SteadyTime() {
         std::chrono::steady_clock::now().time_since_epoch());
 }
 
-// A type of the same full name and version, made if need be.
+// A type of the same full name and version, added if it is missing.
 StreamType& TypeLike(const StreamType& type, StreamTypeRepository& types) {
     StreamTypeCollection* collection = types.FindByFullName(type.GetFullName());
     if (collection == nullptr) {
-        // Full names are joined by dots, whatever the repository splits paths at.
+        // Full names are joined by dots, whatever the repository's separator.
         std::string path = type.GetFullName();
         for (char& character : path) {
             character = character == '.' ? types.groupSeparator() : character;
@@ -105,7 +105,7 @@ class Replay::Implementation {
     std::uint64_t changes = 0;
     std::condition_variable changed;
 
-    // Of the thread that replays.
+    // Used by the replaying thread only.
     HistoryReader reader;
     bool hasSample = false;
     /// The time that the replay has reached, in microseconds; none before the first sample.
@@ -113,7 +113,7 @@ class Replay::Implementation {
     std::map<std::pair<std::string, const StreamType*>, Target> targets;
 };
 
-// Whether there is a sample to push; it is the reader's.
+// Moves the reader to the next sample to push; false if there is none.
 bool Replay::Implementation::Fetch() {
     std::optional<Poco::Timestamp> target;
     {
@@ -149,7 +149,7 @@ void Replay::Implementation::Push() {
     const Sample& sample = reader.GetSample();
     Target& target = TargetOf(reader.GetPath(), *sample.GetStreamType());
     auto converted = target.converter.IsPossible() ? target.converter.Convert(sample) : nullptr;
-    // The sample is done with, whatever a subscriber throws.
+    // The sample counts as replayed even if a subscriber throws.
     hasSample = false;
     {
         const std::lock_guard lock(mutex);
@@ -188,14 +188,14 @@ std::optional<microseconds> Replay::Implementation::Advance(microseconds elapsed
             return due < 1e15 ? microseconds(static_cast<std::int64_t>(due))
                               : microseconds(1'000'000'000'000'000);
         }
-        // At once: the time of the replay is that of its samples.
+        // At speed 0 the replay's position is the time of its samples.
         position = factor > 0 ? *position : next;
         Push();
     }
     return {};
 }
 
-// Until a sample is due, or something has been changed since.
+// Waits until a sample is due, or another thread has changed something.
 void Replay::Implementation::Wait(microseconds due, std::uint64_t seenChanges) {
     if (due > std::chrono::milliseconds(100)) {
         reader.Suspend();

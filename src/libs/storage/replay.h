@@ -21,15 +21,15 @@ class StreamTypeRepository;
 
 namespace velmora::storage {
 
-/// How samples are pushed again.
+/// Options of a replay.
 ///
 /// \threadsafety external
 struct ReplayOptions {
-    /// How much faster than they came; 0 pushes all at once.
+    /// The pace relative to the samples' times; 0 pushes all of them without waiting.
     double speed = 1;
-    /// Samples that a stream keeps, where the replay makes it.
+    /// The capacity of streams that the replay adds.
     long maxSize = 1000;
-    /// Time that passes, for `Run`; the steady clock unless given.
+    /// The clock of `Run`; the steady clock unless given.
     std::function<std::chrono::microseconds()> now = {};
 };
 
@@ -40,39 +40,39 @@ struct ReplayStatistics {
     std::uint64_t skipped = 0;
 };
 
-/// Pushes the samples of a history into streams again, with their own times, those of several
-/// streams in the order of time.
+/// Pushes the samples of a history into streams again, with their own times, all streams together
+/// in the order of time.
 ///
-/// A stream of the same path gets them; where there is none, it is made, with a type of the same
-/// full name and version, which is made, too, where the repository has none. Where a stream's type
-/// has another layout than the sample's, entries of the same name and value type are taken over,
-/// the others keep their initial values.
+/// Samples are pushed into the stream of the same path. A missing stream is added, with the type of
+/// the same full name and version, which is added as well if it is missing. If a stream's type has
+/// another layout than the sample's, entries of the same name and value type are copied; the others
+/// keep their initial values.
 ///
-/// Pushes happen on the thread that calls `Step`, `Advance` or `Run`, and nowhere else.
+/// Pushes happen only on the thread that calls `Step`, `Advance` or `Run`.
 ///
-/// \threadsafety external, but for `Pause`, `Resume`, `Stop`, `Seek` and `SetSpeed`, which other
-/// threads may call, and delegates of the streams, too
+/// \threadsafety external, except for `Pause`, `Resume`, `Stop`, `Seek` and `SetSpeed`, which other
+/// threads and delegates of the streams may call
 class STORAGE_API Replay {
   public:
-    /// \param history must outlive the replay, as must the repositories; streams that are pushed to
+    /// \param history must outlive the replay, as must the repositories; streams that it pushes to
     /// must not be removed meanwhile
-    /// \param query as of `HistoryReader`; forwards
-    /// \throws as `HistoryReader`; std::invalid_argument for a query backwards, and for a speed
-    /// that is negative or not a number
+    /// \param query as for `HistoryReader`; must read forwards
+    /// \throws as `HistoryReader`; std::invalid_argument for a query that reads backwards, and for
+    /// a speed that is negative or not a number
     Replay(const History& history, HistoryQuery query, core::tessaryn::StreamTypeRepository& types,
            core::tessaryn::StreamRepository& streams, ReplayOptions options = {});
     Replay(const Replay&) = delete;
     Replay& operator=(const Replay&) = delete;
     ~Replay();
 
-    /// Pushes the next sample, whatever the time, paused or not.
+    /// Pushes the next sample at once, even while paused.
     /// \return whether there was one
-    /// \throws HistoryException; what a rule or a delegate of the stream throws, when the sample is
-    /// in the stream
+    /// \throws HistoryException; what a rule or a delegate of the stream throws, after the sample
+    /// was stored
     bool Step();
-    /// Pushes what is due after some time has passed; nothing while paused. The first sample is due
-    /// at once.
-    /// \param elapsed since the call before
+    /// Pushes the samples that are due after some time has passed; none while paused. The first
+    /// sample is due at once.
+    /// \param elapsed time since the previous call
     /// \return how long until the next sample is due; nothing at the end, or after `Stop`
     /// \throws as `Step`
     std::optional<std::chrono::microseconds> Advance(std::chrono::microseconds elapsed);
@@ -82,14 +82,14 @@ class STORAGE_API Replay {
 
     void Pause();
     void Resume();
-    /// Ends `Run`, after the push under way; then only `Step` pushes.
+    /// Ends `Run` after the current push; after that only `Step` pushes.
     void Stop();
-    /// Goes on with the first sample stamped at a time or later.
+    /// Continues with the first sample stamped at a time or later.
     void Seek(const Poco::Timestamp& time);
     /// \throws std::invalid_argument as the constructor
     void SetSpeed(double speed);
     bool IsPaused() const;
-    /// The time of the sample pushed last, or to which `Seek` went; nothing before.
+    /// The time of the sample pushed last, or that of the last `Seek`; nothing before the first.
     std::optional<Poco::Timestamp> GetTime() const;
     ReplayStatistics GetStatistics() const;
 

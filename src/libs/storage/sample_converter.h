@@ -14,8 +14,8 @@
 
 namespace velmora::storage {
 
-/// Makes samples of one type from samples of another: entries of the same name and value type keep
-/// their elements, the others have their initial ones.
+/// Makes samples of one type from samples of another: entries of the same name and value type are
+/// copied, the others keep their initial elements.
 ///
 /// \threadsafety external
 class SampleConverter {
@@ -23,7 +23,7 @@ class SampleConverter {
     /// \param target must outlive this
     SampleConverter(const core::tessaryn::StreamType& source, core::tessaryn::StreamType& target);
 
-    /// Whether there is an entry to take over, or neither type has one.
+    /// Whether there is an entry to copy, or neither type has entries.
     bool IsPossible() const { return isPossible; }
     std::unique_ptr<core::tessaryn::Sample> Convert(const core::tessaryn::Sample& sample);
 
@@ -32,7 +32,7 @@ class SampleConverter {
 
     core::tessaryn::StreamType& target;
     std::size_t sourceEntries;
-    /// By entry of the target: the source's, or none.
+    /// By entry of the target: that of the source, or none.
     std::vector<std::size_t> origins;
     bool isPossible;
     bool isSame;

@@ -10,7 +10,7 @@
 
 namespace velmora::storage {
 
-/// A file that cannot be read or written, and why.
+/// A file cannot be read or written.
 ///
 /// \threadsafety immutable
 class STORAGE_API StorageException : public BaseException {

@@ -1,8 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Elements whose contents are text, whatever a stream is called: nothing here or elsewhere in the
-// page reads markup.
+// Makes elements from text, never from markup: the name of a stream may contain anything.
 
 // make("td", { className: "number", "aria-label": "age" }, text or element...)
 export const make = (tag, properties = {}, ...children) => {
@@ -31,7 +30,7 @@ export const makeTable = (caption, columns, className = "") => {
 export const makeButton = (text, title, onclick) =>
   make("button", { type: "button", title, onclick }, text);
 
-// Sets a text only if it is another one, so that selections and readers are left in peace.
+// Sets a text only if it differs, so as not to disturb selections and screen readers.
 export const setText = (element, text) => {
   if (element.textContent !== text) {
     element.textContent = text;

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Changes of a stream as they come. A hidden page takes none: browsers open few connections to one
-// server, and nobody looks.
+// Live changes of a stream. A hidden page does not connect, since browsers limit the connections to
+// one server.
 
 import { readAbout, server, toQuery } from "./server.js";
 
@@ -10,8 +10,9 @@ const maxFailures = 3;
 const kinds = ["sample", "match", "lost", "gone"];
 
 export class Live {
-  // Handlers are functions sample, match, lost and gone of an event's data, resumed() after an
-  // interruption, and refused() when the server, which is there, answers none of several attempts.
+  // Handlers are the functions sample, match, lost and gone, which get an event's data; resumed(),
+  // called after an interruption; and refused(), called when a running server has refused several
+  // attempts.
   constructor(handlers) {
     this.handlers = handlers;
     this.parameters = null;
@@ -80,8 +81,8 @@ export class Live {
     this.isOpen = false;
   }
 
-  // The browser's own reconnecting ends at answers that are errors. While the server is gone, its
-  // being back connects.
+  // Browsers do not reconnect after an error status. While the server is unreachable, its return
+  // triggers the connection.
   async reconnect() {
     this.interrupt();
     this.timer = setTimeout(() => this.connect(), 2000);

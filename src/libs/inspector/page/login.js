@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The page goes on at its place after the token; the server leads back here with ?wrong after one
-// that was not its own.
+// After the login the page returns to where it was. The server redirects a wrong token here with
+// ?wrong.
 if (location.hash !== "") {
   sessionStorage.setItem("place", location.hash);
 }

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// What the host says of itself while no stream is chosen.
+// The overview of the host, shown while no stream is selected.
 
 import { make, makeButton, makeTable, setText } from "./elements.js";
 import { get, getAbout, server } from "./server.js";
@@ -14,7 +14,7 @@ const fact = (title, value) =>
 
 const cell = (text, isNumber) => make("td", { className: isNumber ? "number" : "" }, text);
 
-// A table whose rows are made anew, or a sentence if there are none.
+// Rebuilds the rows of a table; shows a sentence if there are none.
 class Section {
   constructor(title, columns, none) {
     this.columns = columns;
@@ -102,7 +102,7 @@ export class Overview {
       }
       this.more.hidden = this.types.body.children.length >= total || types.length === 0;
     } catch {
-      // The notice of the lost connection says it.
+      // The notice of the lost connection is enough.
     }
   }
 }

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The page: header, connection, notices, and what the address names. The part of the address behind
-// # has the stream and the rule, so that it can be kept and sent.
+// The page: header, connection, notices and the selected view. The fragment of the address holds
+// the stream and the rule, so that a link leads back to them.
 
 import { make, makeButton, setText } from "./elements.js";
 import { Overview } from "./overview.js";
@@ -17,7 +17,7 @@ const noticeTime = 6000;
 let view = null;
 let goneNotice = null;
 
-// Shows a notice; a second one of its kind takes the place of the first.
+// Shows a notice, which replaces an earlier one of its kind.
 const notify = (kind, text) => {
   const close = makeButton("×", "Close", () => notice.remove());
   close.setAttribute("aria-label", "Close");
@@ -151,7 +151,7 @@ const onKey = (event) => {
   event.preventDefault();
 };
 
-// A page that asked for the token goes on where it was.
+// After a login the page returns to where it was.
 const place = sessionStorage.getItem("place");
 if (place !== null) {
   sessionStorage.removeItem("place");

@@ -1,21 +1,21 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// A box for a rule, which is checked while it is written. What is wrong is underlined by a copy of
-// the text behind the box, of which only the lines are seen.
+// An input for a rule, which is checked while it is typed. Mistakes are underlined by a transparent
+// copy of the text behind the input.
 
 import { debounce, make, makeButton } from "./elements.js";
 import { get } from "./server.js";
 
 const maxRuleLength = 2000;
 
-// The text in parts, those of findings marked. Offsets are those of JavaScript's texts.
+// The text in parts, with those of findings marked. Offsets count UTF-16 code units.
 const markFindings = (text, findings) => {
   const parts = [];
   let at = 0;
   for (const { severity, begin, end } of [...findings].sort((a, b) => a.begin - b.begin)) {
     const from = Math.max(begin, at);
-    // A finding behind the last character, or of none, is shown at a blank of its own.
+    // A finding of no characters, or behind the last one, is shown at an added blank.
     const to = Math.max(end, from);
     parts.push(text.slice(at, from));
     parts.push(make("span", { className: `finding ${severity}` },
@@ -74,7 +74,7 @@ export class RuleBox {
     this.input.focus();
   }
 
-  // A rule is a line, however long.
+  // A rule is a single line: Enter checks it.
   onKey(event) {
     if (event.key === "Enter") {
       event.preventDefault();

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// Questions to the server, and whether it is there. Paths are relative, so that a reverse proxy may
-// put the page below a path of its own.
+// Requests to the server, and the state of the connection. Paths are relative, so that a reverse
+// proxy may serve the page below a path of its own.
 
 export class ServerError extends Error {
   constructor(status, message) {
@@ -13,7 +13,7 @@ export class ServerError extends Error {
 
 const patience = 10000;
 
-// Events: "gone", "back", "about" with the server's account of itself.
+// Events: "gone", "back", and "about" with the answer of /api/about.
 export const server = new EventTarget();
 
 let isGone = false;
@@ -85,7 +85,8 @@ const ask = async (address, signal) => {
   }
 };
 
-// Asks; throws a ServerError for an answer that is none, another error if there is no answer.
+// Sends a request. Throws a ServerError for an error status, and another error if there is no
+// answer.
 export const get = async (name, parameters = {}, signal = undefined) => {
   try {
     const answer = await ask(`api/${name}?${toQuery(parameters)}`, signal);
@@ -120,8 +121,8 @@ const tryAgain = async () => {
 
 const period = 3000;
 
-// Asks how the server is for as long as somebody looks. A connection that is broken without a word
-// is noticed this way, too.
+// Polls the server while the page is visible, which also detects a connection that was lost
+// silently.
 export const watchServer = () => {
   const turn = async () => {
     if (!document.hidden && !isGone) {

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The tree of groups and streams, and the streams that a search finds. Both are read by the page as
-// they come into view.
+// The tree of groups and streams, and the streams that a search finds. Both are loaded page by page
+// as they come into view.
 
 import { debounce, make, setText } from "./elements.js";
 import { get, getAbout, server, serverNow } from "./server.js";
@@ -10,12 +10,12 @@ import { formatCount, formatShortAge, showUnseen } from "./text.js";
 import { VirtualList } from "./virtual_list.js";
 
 const pageSize = 100;
-// Fingers need more room than a pointer.
+// Touch screens need taller rows.
 const rowHeight = matchMedia("(pointer: coarse)").matches ? 42 : 30;
 const maxNewest = 200;
 const agePeriod = 2000;
 
-// Rows that are read by pages: load(offset, limit) gives {total, items}.
+// Rows that are loaded page by page: load(offset, limit) gives {total, items}.
 class Pages {
   constructor(load, changed) {
     this.load = load;
@@ -27,12 +27,12 @@ class Pages {
     this.read = new Map();
   }
 
-  // What is shown stays until it has been read again.
+  // Shown rows stay until they have been reloaded.
   refresh() {
     ++this.generation;
   }
 
-  // Reads what holds a row, unless that has been done.
+  // Loads the page of a row unless that has been done.
   async want(index) {
     const offset = Math.floor(index / pageSize) * pageSize;
     const begin = index in this.items || index === offset ? offset : index;
@@ -49,7 +49,8 @@ class Pages {
       items.forEach((item, position) => (this.items[begin + position] = item));
       this.changed();
     } catch {
-      // The notice of the lost connection says it; its end asks again.
+      // The notice of the lost connection is enough; the rows are loaded again when the server is
+      // back.
     } finally {
       this.loading.delete(begin);
     }
@@ -102,7 +103,7 @@ class Tree {
     return node;
   }
 
-  // A group that is read again stays open.
+  // A group that is reloaded stays open.
   keep(item, parent) {
     const key = `${item.kind} ${item.path}`;
     const node = this.known.get(key);
@@ -116,7 +117,7 @@ class Tree {
   async load(node, offset, limit) {
     const { total, children } = await get("tree", { path: node.path, offset, limit });
     const items = children.map((child) => this.keep(child, node));
-    // A way without a choice is gone down at once.
+    // A group that is an only child is opened at once.
     if (total === 1 && items.length === 1 && items[0].kind === "group" && node.level < 4) {
       items[0].isOpen = true;
     }
@@ -124,7 +125,7 @@ class Tree {
     return { total, items };
   }
 
-  // Opens the groups around a stream as far as they are known, the others when they are read.
+  // Opens the groups around a stream: loaded ones at once, the others when they have been loaded.
   reveal(path) {
     this.wanted = path;
     const visit = (node) => {
@@ -278,7 +279,7 @@ class Results {
     this.pages?.want(0);
   }
 
-  // Answers to what is no longer searched for are left out.
+  // Answers to an outdated search are ignored.
   show(pages) {
     if (pages === this.pages) {
       this.list.setCount(pages.total);
@@ -312,7 +313,7 @@ class Results {
 }
 
 export class StreamList {
-  // choose(path) is called with the stream that was chosen.
+  // choose(path) is called when a stream is selected.
   constructor(choose) {
     this.choose = choose;
     this.chosen = null;
@@ -393,7 +394,7 @@ export class StreamList {
     event.preventDefault();
   }
 
-  // Says how many there are, or why there is nothing to see.
+  // Shows how many there are, or why there are none.
   describe() {
     this.readAgesSoon?.();
     if (this.isSearching) {
@@ -422,7 +423,7 @@ export class StreamList {
     try {
       this.showAges(await get("newest", { path }));
     } catch {
-      // Ages that are not known are not shown.
+      // Unknown ages are not shown.
     }
   }
 

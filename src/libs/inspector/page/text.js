@@ -14,7 +14,7 @@ export const setUtc = (value) => {
 
 const pad = (number, digits = 2) => String(number).padStart(digits, "0");
 
-// The clock of the chosen zone, as a date whose UTC parts are to be read.
+// A date whose UTC fields show the clock of the chosen zone.
 const shown = (ms) =>
   isUtc ? new Date(ms) : new Date(ms - new Date(ms).getTimezoneOffset() * 60000);
 
@@ -74,7 +74,7 @@ export const formatShortAge = (seconds) => {
 
 export const formatCount = (number) => Number(number).toLocaleString("en");
 
-// Seven digits are what a screen has a use for; the full number is in the title.
+// Seven digits are enough on a screen; the title has the full number.
 export const formatNumber = (number) => {
   if (Number.isSafeInteger(number)) {
     return String(number);
@@ -83,7 +83,7 @@ export const formatNumber = (number) => {
   return isLong ? number.toExponential(6) : String(Number(number.toPrecision(7)));
 };
 
-// A label of an axis has room for some eight characters.
+// An axis label has room for about eight characters.
 export const formatTick = (number) => {
   const text = String(Number(number.toPrecision(6)));
   return text.length <= 8 ? text : number.toExponential(2);
@@ -91,14 +91,15 @@ export const formatTick = (number) => {
 
 const maxTextLength = 200;
 
-// Characters that are not seen, or turn the text around them, are shown as their numbers.
+// Invisible characters, and those that change the direction of the text around them, are shown as
+// escapes.
 const unseen = new RegExp("[\\u0000-\\u0009\\u000b-\\u001f\\u007f-\\u009f\\u061c\\u200b-\\u200f" +
   "\\u2028-\\u202e\\u2060-\\u206f\\ufeff]", "g");
 
 export const showUnseen = (text) => text.replace(unseen, (character) =>
   `\\u${character.charCodeAt(0).toString(16).padStart(4, "0")}`);
 
-// Of texts only the first characters are shown, or come at all.
+// Long texts are cut. Of a text that the server has cut, `size` is the full length.
 export const formatScalar = (value, size = null) => {
   if (value === null || value === undefined) {
     return "—";
@@ -114,7 +115,7 @@ export const formatScalar = (value, size = null) => {
 
 const firstElements = 3;
 
-// A value, or the first ones of an array.
+// A value, or the first elements of an array.
 export const formatValue = (value, size = null) => {
   if (!Array.isArray(value)) {
     return formatScalar(value, size);
@@ -124,7 +125,7 @@ export const formatValue = (value, size = null) => {
   return count === 0 ? "empty" : count <= firstElements ? begin : `${begin}, …`;
 };
 
-// How many elements an array has, and the least and the greatest of those that came with it.
+// The number of elements of an array, and the range of those that the server sent.
 export const formatSpread = (value, size) => {
   if (!Array.isArray(value) || size <= firstElements) {
     return "";

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// A list of any length of which only the rows in view are elements. The box has the focus and names
-// its active row, so that rows may come and go.
+// A list of any length that keeps elements only for the rows in view. The list itself has the focus
+// and names its active row, so that rows can be removed.
 
 import { make } from "./elements.js";
 
@@ -29,7 +29,7 @@ export class VirtualList {
     new ResizeObserver(() => this.render()).observe(box);
   }
 
-  // Shows `count` rows anew.
+  // Shows `count` rows, all filled again.
   setCount(count) {
     this.count = count;
     this.space.style.height = `${count * this.options.rowHeight}px`;

@@ -57,15 +57,15 @@ WatchFilter MakeWatchFilter(const WatchOptions& options) {
     if (!options.after.empty()) {
         filter.after = ParseDurationOption("--after", options.after);
     }
-    const bool isOfTimes = filter.events || filter.edges;
-    if (isOfTimes && options.rules.empty() && options.ruleFile.empty()) {
+    const bool reportsEvents = filter.events || filter.edges;
+    if (reportsEvents && options.rules.empty() && options.ruleFile.empty()) {
         throw CommandError(
             "--events and --edges need a rule; --rule 'temperature > 8.0' gives one");
     }
     if (filter.events && filter.edges) {
         throw CommandError("--events and --edges exclude each other");
     }
-    if (isOfTimes && !(filter.changed.empty() && filter.moved.empty())) {
+    if (reportsEvents && !(filter.changed.empty() && filter.moved.empty())) {
         throw CommandError("--on-change and --deadband are for rows, not for events");
     }
     if (filter.edges && filter.hold) {
@@ -79,8 +79,8 @@ WatchFilter MakeWatchFilter(const WatchOptions& options) {
     }
     if (options.keep == "matches" && filter.events) {
         throw CommandError(
-            "--keep matches keeps rows, of which --events writes none; --keep events keeps the "
-            "events, and without --events the rows are kept");
+            "--keep matches keeps rows, which --events does not report; use --keep events, or "
+            "leave out --events");
     }
     return filter;
 }
