@@ -529,6 +529,19 @@ class PageTest(BrowserTest):
         self.find(".up").click()
         self.wait(lambda: self.find("#search").is_displayed(), "the list")
 
+    # The console tells of what still goes on with a chart that has gone.
+    def test_leaves_a_chart_that_has_just_changed_its_size(self):
+        self.open_chart()
+        self.browser.execute_async_script("""
+            const done = arguments[0];
+            document.querySelector(".plots").style.width = "300px";
+            const leave = () => {
+              location.hash = "";
+              setTimeout(done, 500);
+            };
+            requestAnimationFrame(() => requestAnimationFrame(leave));""")
+        self.wait_text(".overview h1", ".")
+
     def test_follows_dark_and_light(self):
         def ground():
             colour = self.run_script("return getComputedStyle(document.body).backgroundColor")

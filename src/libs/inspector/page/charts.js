@@ -189,21 +189,25 @@ export class Charts {
     this.turn = 0;
     this.colours = readColours();
     this.loadSoon = debounce(200, () => this.load());
-    this.observer = new ResizeObserver(debounce(100, () => this.onResize()));
+    this.resizeSoon = debounce(100, () => this.onResize());
+    this.observer = new ResizeObserver(this.resizeSoon);
     this.observer.observe(box);
     if (Dygraph.PLUGINS.includes(Dygraph.Plugins.Legend)) {
       leaveOutLegend();
     }
   }
 
+  // Leaves no chart that a late answer or event could draw.
   close() {
     clearTimeout(this.drawTimer);
     this.loadSoon.cancel();
+    this.resizeSoon.cancel();
     this.observer.disconnect();
     ++this.turn;
     for (const { graph } of this.charts) {
       graph?.destroy();
     }
+    this.charts = [];
   }
 
   setEntries(entries) {

@@ -221,7 +221,12 @@ export class StreamView {
     this.ruleBox?.close();
   }
 
+  // The first answer of a server that is back says so, which asks to start again.
   async start() {
+    if (this.isStarting) {
+      return;
+    }
+    this.isStarting = true;
     try {
       this.stream = await get("stream", { path: this.path }, this.abort.signal);
     } catch (error) {
@@ -229,6 +234,8 @@ export class StreamView {
         this.fail(error);
       }
       return;
+    } finally {
+      this.isStarting = false;
     }
     this.build();
     this.showState(this.stream);
@@ -328,7 +335,11 @@ export class StreamView {
   // A range in which some hundreds of samples lie is what a stream is shown with at first.
   async begin() {
     this.charts.newest = this.newest?.time ?? serverNow();
-    this.charts.setFollowing(await this.chooseSpan());
+    const span = await this.chooseSpan();
+    if (this.abort.signal.aborted) {
+      return;
+    }
+    this.charts.setFollowing(span);
     this.live = new Live({
       sample: (data) => this.onSample(data), match: (data) => this.onMatch(data),
       lost: (data) => this.onLost(data), resumed: () => this.resume(),
@@ -496,7 +507,9 @@ export class StreamView {
         this.charts.setRange(times[0], this.newest.time);
       }
     } catch (error) {
-      this.options.notify("bad", `The oldest sample was not found. ${error.message}`);
+      if (!this.abort.signal.aborted) {
+        this.options.notify("bad", `The oldest sample was not found. ${error.message}`);
+      }
     }
   }
 
