@@ -269,10 +269,21 @@ class BrowserTest(unittest.TestCase):
     # The time that the page shows for a column of a chart, in UTC.
     def time_at(self, chart, column):
         plot = chart.find_element(By.CSS_SELECTOR, "canvas:last-of-type")
-        ActionChains(self.browser).move_to_element_with_offset(
-            plot, int(column) - plot.size["width"] // 2, 10).perform()
-        text = chart.find_element(By.CSS_SELECTOR, "output.value").text
-        return shift(re.search(r"at ([-0-9]+ [:0-9]+)", text).group(1), -AHEAD)
+        def point():
+            ActionChains(self.browser).move_to_element_with_offset(
+                plot, int(column) - plot.size["width"] // 2, 10).perform()
+            text = chart.find_element(By.CSS_SELECTOR, "output.value").text
+            return re.search(r"at ([-0-9]+ [:0-9]+)", text)
+        return shift(self.wait(point, "a value that is pointed at").group(1), -AHEAD)
+
+    # The picture of a chart that stands still: its range has been read and drawn.
+    def settled(self, chart):
+        pictures = []
+        def is_same():
+            pictures.append(self.run_script(DRAWN, chart))
+            return len(pictures) > 10 and len(set(pictures[-10:])) == 1
+        self.wait(is_same, "a chart that stands still")
+        return pictures[-1]
 
     # The page compares the marks of its first chart with the samples that match.
     def check_marks(self, first, last, what, tolerance=120):
@@ -382,12 +393,10 @@ class PageTest(BrowserTest):
         chart = self.open_chart()
         self.find(".follow").click()
         self.wait_text(".follow", "Go live")
-        time.sleep(1)
-        before = self.run_script(DRAWN, chart)
+        before = self.settled(chart)
         self.push(5)
         self.wait_text(".facts", "200 of 200")
-        time.sleep(1)
-        self.assertEqual(before, self.run_script(DRAWN, chart))
+        self.assertEqual(before, self.settled(chart))
         self.find(".follow").click()
         self.wait(lambda: self.run_script(DRAWN, chart) != before, "a chart that moves")
         plot = chart.find_element(By.CSS_SELECTOR, "canvas:last-of-type")
@@ -427,16 +436,18 @@ class PageTest(BrowserTest):
     def test_says_how_many_changes_were_lost(self):
         self.open_page("plant/burst")
         self.find(".chart")
-        time.sleep(1)
-        self.host.tell("burst 30000")
-        self.wait_text(".notice", r"\d changes were lost")
+        # Until the page listens, nothing is lost on the way to it.
+        def is_told():
+            self.host.tell("burst 30000")
+            time.sleep(1)
+            return any(re.search(r"\d changes were lost", text) for text in self.texts(".notice"))
+        self.wait(is_told, "lost changes")
         self.picture("lost")
 
     def test_says_that_a_stream_was_removed(self):
         self.allowed += ["404"]
         self.open_page("plant/burst")
         self.find(".chart")
-        time.sleep(1)
         self.host.tell("remove plant/burst")
         self.wait_text(".notice", "removed")
         self.open_page()

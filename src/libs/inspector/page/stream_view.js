@@ -345,7 +345,7 @@ export class StreamView {
       lost: (data) => this.onLost(data), resumed: () => this.resume(),
       refused: () => this.options.notify("lost", "The server sends no live changes at present. " +
         "It may have too many readers; this page goes on asking."),
-      gone: () => this.options.notify("bad", "This stream was removed by its host."),
+      gone: () => this.onGone(),
     });
     this.listen();
     await this.drawChosen();
@@ -390,8 +390,19 @@ export class StreamView {
     try {
       const state = await get("stream", { path: this.path }, this.abort.signal);
       this.showState(state);
-    } catch {
-      // The notice of the lost connection says it, or the stream's end.
+    } catch (error) {
+      // The notice of the lost connection says the rest.
+      if (error instanceof ServerError && error.status === 404) {
+        this.onGone();
+      }
+    }
+  }
+
+  // The live changes end with it; one that is removed before they begin is missed by its state.
+  onGone() {
+    if (!this.isGone) {
+      this.isGone = true;
+      this.options.notify("bad", "This stream was removed by its host.");
     }
   }
 
