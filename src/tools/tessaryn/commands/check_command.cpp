@@ -49,7 +49,7 @@ struct TypeAddress {
     std::string path;
 };
 
-// Splits FILE:PATH after the file's ending, as both may contain colons.
+// Splits FILE:PATH behind the file's ending, since both may contain colons.
 TypeAddress SplitAddress(const std::string& text) {
     for (std::size_t colon = text.find(':'); colon != std::string::npos;
          colon = text.find(':', colon + 1)) {
@@ -87,14 +87,14 @@ const tsn::StreamType& FindType(const tsn::Document& document, const TypeAddress
     return *type;
 }
 
-// Whether a finding is true of every type.
+// Whether a finding holds for every type.
 bool IsOfEveryType(const tsn::RuleFinding& finding) {
     return finding.kind == tsn::RuleFinding::missingOperand ||
            finding.kind == tsn::RuleFinding::unknownProperty ||
            finding.kind == tsn::RuleFinding::unknownFunction;
 }
 
-// Whether the document had the initial sizes of the type: where it does not, each is 1.
+// Whether the document has the type's initial sizes; a size that is missing is read as 1.
 bool KeepsInitialSizes(const tsn::StreamType& type) {
     for (unsigned short entry = 0; entry < type.GetNumEntries(); ++entry) {
         if (type.GetEntry(entry).initialSize != 1) {
@@ -104,7 +104,7 @@ bool KeepsInitialSizes(const tsn::StreamType& type) {
     return false;
 }
 
-// What is found with the entries of every stream of a recording.
+// The findings that all streams of a recording have in common.
 std::vector<tsn::RuleFinding> CheckSource(const CheckOptions& options) {
     if (IsNatsAddress(options.source)) {
         throw CommandError("a rule is checked with a recording, not with a NATS server");
@@ -140,7 +140,7 @@ std::vector<tsn::RuleFinding> Check(const CheckOptions& options) {
         return CheckSource(options);
     }
     if (options.type.empty()) {
-        // A malformed rule gets the hints of one whose type is not known.
+        // A malformed rule gets the hints that need no type.
         static_cast<void>(tsn::DescribeRule(options.rule));
         std::vector<tsn::RuleFinding> findings = tsn::CheckRule(options.rule, tsn::StreamType());
         std::erase_if(findings, std::not_fn(IsOfEveryType));

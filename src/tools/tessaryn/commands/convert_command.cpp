@@ -47,7 +47,7 @@ SourceSettings MakeSettings(const ConvertOptions& options) {
     for (const std::string& text : options.types) {
         settings.table.types.push_back(ParseColumnType(text));
     }
-    // A table without names of streams has one, which may be named.
+    // A table without a column of streams has one stream, which the user may name.
     const bool isName = options.filter.stream.find_first_of("*>") == std::string::npos;
     settings.streamName = isName ? options.filter.stream : "";
     return settings;

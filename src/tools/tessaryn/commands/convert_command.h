@@ -23,9 +23,9 @@ struct ConvertOptions {
     std::string timeColumn;
     std::string streamColumn;
     std::string zone;
-    /// Interval of which one sample is made; empty to write the samples as they are.
+    /// Interval whose samples are combined into one; empty to write the samples unchanged.
     std::string every;
-    /// What of each number is written then.
+    /// The figures of each number that are written then.
     std::string figures = "mean";
     bool quiet = false;
     std::uint64_t maxMemory = defaultMaxMemory;
@@ -35,8 +35,8 @@ struct ConvertOptions {
 /// \param options \ownership observes: set when the command line is parsed
 CLI::App* AddConvertCommand(CLI::App& app, ConvertOptions& options);
 
-/// Writes the samples of one file as another. All of a document as a document is its tree, whether
-/// or not it is one of types and streams.
+/// Converts the samples of one file to another. A document that is written as a whole to another
+/// document is copied as a tree, whatever it contains.
 /// \throws CommandError, storage::StorageException when one cannot be read or the other cannot be
 /// written
 void RunConvert(const ConvertOptions& options);

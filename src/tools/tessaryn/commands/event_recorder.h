@@ -18,7 +18,7 @@ namespace velmora::tool {
 class EventRecorder : private delivery::Sink {
   public:
     /// \param rule \ownership observes
-    /// \param type of the samples that will be added
+    /// \param type of the samples to add
     /// \param stream path of their stream; that of the events is STREAM/RULE
     /// \param writer \ownership observes: must not outlive the recorder
     EventRecorder(NamedRule& rule, const core::tessaryn::StreamType& type,
@@ -28,7 +28,7 @@ class EventRecorder : private delivery::Sink {
 
     /// \throws what the rule throws
     void Add(core::tessaryn::SubscriptionArgs& change) { chain.Process(change, *this); }
-    /// Writes the event that has not ended.
+    /// Writes the open event.
     void Flush();
 
   private:

@@ -28,7 +28,7 @@ struct ListOptions {
 void AddListOptions(CLI::App& command, ListOptions& options);
 
 /// Prints the samples of a document or a history, a line each.
-/// \param file of either kind
+/// \param file a document or a history
 /// \param maxMemory of the document
 /// \throws CommandError when the file cannot be read, or an option is bad
 void ListSamples(const std::string& file, const ListOptions& options, bool asJson,

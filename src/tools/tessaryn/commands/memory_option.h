@@ -12,7 +12,7 @@
 
 namespace velmora::tool {
 
-/// Value of --max-memory unless given: 1 GiB.
+/// The default of --max-memory: 1 GiB.
 inline constexpr std::uint64_t defaultMaxMemory = std::uint64_t{1} << 30U;
 
 /// Adds --max-memory to a command that reads a document.
@@ -27,7 +27,7 @@ inline void AddMemoryOption(CLI::App& command, std::uint64_t& maxMemory) {
         ->type_name("SIZE");
 }
 
-/// Reads a document within that memory.
+/// Reads a document within a limit of memory.
 /// \throws storage::StorageException
 inline core::tessaryn::Document LoadWithin(std::uint64_t maxMemory, const std::string& path) {
     core::serialization::ReadLimits limits;

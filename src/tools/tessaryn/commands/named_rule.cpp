@@ -30,7 +30,7 @@ bool IsNameCharacter(char c) {
     return Poco::Ascii::isAlphaNumeric(c) || c == '_' || c == '-' || c == '.';
 }
 
-// The length of the name that a colon ends; 0 for none.
+// The length of the name before a colon; 0 if there is none.
 std::size_t GetNameLength(const std::string& text) {
     const std::size_t colon = text.find(':');
     const std::size_t end = std::min(colon, text.size());
@@ -128,7 +128,7 @@ std::vector<std::string> FindNumericEntries(const NamedRule& rule, const tsn::St
     if (rule.isEverySample) {
         return names;
     }
-    // A type without entries lacks all that the rule names.
+    // A type without entries lacks every entry that the rule names.
     for (const tsn::RuleFinding& finding : tsn::CheckRule(rule.text, tsn::StreamType())) {
         if (type.EntryExists(finding.name) &&
             type.GetEntry(type.EntryId(finding.name)).type != tsn::String &&

@@ -109,7 +109,7 @@ class Plotter {
   private:
     struct Stream {
         std::string name;
-        /// Of each entry, those of its elements.
+        /// For each entry, the points of its elements.
         std::vector<std::vector<Chart>> charts;
         std::deque<EventCollector> collectors;
     };

@@ -87,7 +87,7 @@ class PublishSession {
             nats::PublisherOptions publishing;
             publishing.jetStream = settings.nats.jetStream;
             publishing.capacity = capacity;
-            // `WaitForRoom` sees to it that no push has to wait.
+            // No push has to wait: `WaitForRoom` is called before.
             publishing.overflow = delivery::Overflow::wait;
             publishing.maxWait = std::chrono::hours(1);
             publisher.emplace(link.Get(), streams, std::vector<std::string>{">"}, publishing);
@@ -107,7 +107,7 @@ class PublishSession {
     }
 
   private:
-    // A stream, and how far it was published before.
+    // A stream, and the point up to which it was already published.
     struct Target {
         tsn::Stream* stream = nullptr;
         const tsn::StreamType* checked = nullptr;
@@ -116,7 +116,7 @@ class PublishSession {
         std::unique_ptr<tsn::Sample> last{};
     };
 
-    // What the sources have of a stream, compared with what the server has.
+    // How a stream of the sources compares with the server's.
     struct Comparison {
         nats::ResumePoint point;
         std::uint64_t rows = 0;
@@ -134,8 +134,8 @@ class PublishSession {
         tsn::Sample filled(target.stream->GetStreamType(), time);
         row.source.Fill(filled);
         auto sample = std::make_unique<tsn::Sample>(Restamped(std::move(filled), time));
-        // Each sample tells up to which one all have arrived. The last one waits for the others, so
-        // that a repeated command knows that it has nothing to send.
+        // Each sample carries the number up to which all samples have arrived. The last one is sent
+        // after the others, so that a repeated command finds out that nothing is left to send.
         if (isRepeatable && !settings.follow) {
             sample.swap(target.last);
         }
@@ -184,7 +184,7 @@ class PublishSession {
         return target;
     }
 
-    // How many samples of the stream were published before.
+    // How many samples of the stream were already published.
     std::uint64_t Resume(const std::string& name, const std::string& path) {
         if (!isCompared && GetResumePoint(path).newest == 0) {
             return 0;
@@ -205,7 +205,7 @@ class PublishSession {
         return 0;
     }
 
-    // Reads the sources once, to see whether they have what the server has.
+    // Reads the sources once, to check that they have the server's samples.
     void Compare() {
         if (std::exchange(isCompared, true)) {
             return;
@@ -238,7 +238,7 @@ class PublishSession {
         return Retry([&] { return publisher->GetResumePoint(path); });
     }
 
-    // Asks the server again until it answers, or the run ends.
+    // Repeats the request until the server answers, or the run ends.
     template <class Ask>
     nats::ResumePoint Retry(Ask ask) {
         constexpr std::chrono::milliseconds interval(250);
@@ -278,7 +278,7 @@ class PublishSession {
         return true;
     }
 
-    // Sends the rest.
+    // Sends the last samples.
     void Finish() {
         bool isOpen = Flush();
         for (auto& [name, target] : targets) {
@@ -295,7 +295,7 @@ class PublishSession {
         }
     }
 
-    // Waits until all is acknowledged; false when the run ends before.
+    // Waits until all samples are acknowledged; false if the run ends before.
     bool Flush() {
         constexpr std::chrono::milliseconds interval(50);
         constexpr std::chrono::seconds patience(10);
@@ -312,7 +312,7 @@ class PublishSession {
     }
 
     const PublishOptions& options;
-    // Before there are threads, which then leave the signals to it.
+    // Constructed before threads start, so that they inherit the signal mask.
     SignalWatcher signals;
     ProgressBar progress;
     SourceSettings settings;

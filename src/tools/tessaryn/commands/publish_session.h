@@ -19,16 +19,17 @@ struct PublishOptions {
     std::string duration;
 };
 
-/// What a run of `tessaryn publish` led to.
+/// The result of a run of `tessaryn publish`.
 struct PublishReport {
     RowLoopResult read;
-    /// Samples that a run before had published.
+    /// Samples that an earlier run had published.
     std::uint64_t before = 0;
-    /// Samples that the server keeps, those of them that it had, and times that one was sent again.
+    /// Samples that the server acknowledged, those of them that it already had, and how often a
+    /// sample was sent again.
     std::uint64_t acknowledged = 0;
     std::uint64_t duplicates = 0;
     std::uint64_t repeated = 0;
-    /// Samples that were read and not acknowledged.
+    /// Samples that were read, but not acknowledged.
     std::uint64_t unsent = 0;
     bool isInterrupted = false;
 };

@@ -17,7 +17,7 @@ CLI::App* AddRecordCommand(CLI::App& app, RecordOptions& options);
 /// arrives.
 /// \return the exit status
 /// \throws CommandError, storage::HistoryException when a source is bad, or the history cannot be
-/// written; what was read before is in the history as far as it can be written
+/// written; samples read before are written to the history if possible
 int RunRecord(const RecordOptions& options);
 
 }  // namespace velmora::tool

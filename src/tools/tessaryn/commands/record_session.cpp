@@ -30,7 +30,7 @@ std::chrono::microseconds ParseWindow(const char* option, const std::string& tex
     return text.empty() ? std::chrono::microseconds(0) : ParseDurationOption(option, text);
 }
 
-// The full name of a stream's type: the path, with "." in place of "/".
+// The full name of a stream's type: the path with "." instead of "/".
 std::string TypeName(std::string path) {
     std::replace(path.begin(), path.end(), '/', '.');
     return path;
@@ -99,7 +99,7 @@ class RecordSession::Recorder {
         }
     }
 
-    /// Writes the events that have not ended.
+    /// Writes the open events.
     void Flush() {
         for (EventRecorder& each : events) {
             each.Flush();
@@ -126,7 +126,7 @@ class RecordSession::Recorder {
         }
     }
 
-    // Names the row and the rule where evaluating it throws.
+    // Adds the row and the rule to the message when evaluation throws.
     template <class Action>
     static void Evaluate(tsn::Sample& sample, const SampleSource& source, const NamedRule& rule,
                          Action action) {
@@ -168,9 +168,9 @@ class RecordSession::Recorder {
     NamedType type;
     NamedType kept;
     std::vector<unsigned short> keptIds;
-    // One for each rule, where events are kept.
+    // One for each rule, if events are kept.
     std::deque<EventRecorder> events;
-    // Samples that may come to stand before a match.
+    // Samples that may turn out to precede a match.
     std::deque<tsn::Sample> waiting;
     std::int64_t writeUntil = INT64_MIN;
 };
@@ -210,7 +210,7 @@ std::string RecordSession::GetError() const {
     return error;
 }
 
-// Is called by the writer's thread; while writing is tried again, the reason is printed once.
+// Called on the writer's thread. While writing is tried again, the reason is printed only once.
 void RecordSession::OnError(const std::string& what) {
     const std::lock_guard lock(errorMutex);
     if (what != error) {
@@ -233,7 +233,7 @@ void RecordSession::Run() {
         failure = std::current_exception();
     }
     progress.Clear();
-    // What was read before the failure is kept.
+    // Samples read before the failure are kept.
     writer->Close();
     if (failure) {
         std::rethrow_exception(failure);

@@ -35,10 +35,10 @@ struct RecordOptions {
     std::string keep = "matches";
 };
 
-/// One run of `tessaryn record`: reads the sources and writes what is selected to a history.
+/// One run of `tessaryn record`: reads the sources and writes the selected samples to a history.
 class RecordSession {
   public:
-    /// Opens or makes the history.
+    /// Opens or creates the history.
     /// \param options \ownership observes
     /// \throws CommandError when an option is bad
     /// \throws storage::HistoryException
@@ -47,19 +47,20 @@ class RecordSession {
     RecordSession& operator=(const RecordSession&) = delete;
     ~RecordSession();
 
-    /// Runs until the sources end, the time is over, or a signal arrives; then writes what waits.
+    /// Runs until the sources end, the time is over, or a signal arrives; then writes the samples
+    /// that wait.
     /// \throws CommandError when a source is bad or a rule cannot be evaluated
     /// \throws storage::HistoryException when the history cannot be written
     void Run();
 
-    // What the run led to.
+    // The result of the run.
     /// Samples read.
     std::uint64_t GetSamples() const { return samples; }
     storage::HistoryWriterStatistics GetStatistics() const { return writer->GetStatistics(); }
-    /// Why writing failed last.
+    /// Why writing failed the last time.
     std::string GetError() const;
     bool IsInterrupted() const { return signals.IsInterrupted(); }
-    /// Whether a rule matched, or there is none.
+    /// Whether a rule matched, or there are no rules.
     bool HasMatches() const;
 
   private:
@@ -70,7 +71,7 @@ class RecordSession {
     void OnError(const std::string& what);
 
     const RecordOptions& options;
-    // Before the writer's thread, which then leaves the signals to it.
+    // Constructed before the writer's thread, which inherits the signal mask.
     SignalWatcher signals;
     ProgressBar progress;
     SourceSettings settings;
@@ -80,7 +81,7 @@ class RecordSession {
     std::deque<NamedRule> rules;
     mutable std::mutex errorMutex;
     std::string error;
-    // Their types outlive what the writer holds.
+    // The types must outlive the samples in the writer.
     std::map<std::string, std::unique_ptr<Recorder>, std::less<>> recorders;
     std::unique_ptr<storage::HistoryWriter> writer;
     std::uint64_t samples = 0;

@@ -22,7 +22,7 @@ namespace {
 
 using Clock = SignalWatcher::Clock;
 
-// What a shell reports of a program that SIGPIPE ended.
+// The exit status that a shell reports for a program killed by SIGPIPE.
 constexpr int readerGone = 128 + SIGPIPE;
 
 constexpr const char* details =
@@ -37,10 +37,10 @@ is bad; 141 when nobody reads the output any more.)";
 // Waits for the times of samples.
 class Pace {
   public:
-    /// \param speed how much faster than they came; 0 for no waiting
+    // `speed` is the factor on the original pace; 0 does not wait.
     Pace(double speed, SignalWatcher& signals) : speed(speed), signals(signals) {}
 
-    /// \return when a sample is due, if that is in the future
+    // When a sample is due; nothing if that is not in the future.
     std::optional<Clock::time_point> DueAt(const Poco::Timestamp& time) {
         if (!begin) {
             begin = time;
@@ -50,14 +50,14 @@ class Pace {
             return std::nullopt;
         }
         const double wait = static_cast<double>(time - *begin) / speed;
-        // Longer than any run lasts; and a clock can count it.
-        constexpr double longest = 1e15;
-        const auto due = start + std::chrono::microseconds(std::llround(std::min(wait, longest)));
+        // Longer than any run, but still within the range of the clock.
+        constexpr double maxWait = 1e15;
+        const auto due = start + std::chrono::microseconds(std::llround(std::min(wait, maxWait)));
         return due > Clock::now() ? std::optional(due) : std::nullopt;
     }
 
     void WaitUntil(Clock::time_point due) { signals.WaitReadable(-1, due); }
-    /// Notices a signal.
+    // Checks for a signal.
     void Poll() { signals.WaitReadable(-1, Clock::now()); }
 
   private:

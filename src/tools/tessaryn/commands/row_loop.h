@@ -28,39 +28,38 @@ struct Row {
     const std::vector<std::string>& units;
 };
 
-/// What reading rows led to.
+/// The result of reading rows.
 struct RowLoopResult {
     std::uint64_t rows = 0;
     SourceCounts counts;
 };
 
-/// A row that a source has read, before a sample is made of it.
+/// A row that a source has read, before it becomes a sample.
 struct SourceRow {
     std::string_view stream;
     core::tessaryn::StreamType& type;
     SampleSource& source;
 };
 
-/// What is done while sources are read; each may be empty but `row`.
+/// Callbacks while sources are read. All but `row` may be empty.
 struct RowVisitor {
     std::function<void(const SourceRow&)> row{};
-    /// A source was opened whose rows have one type; the stream is that of its rows that name
-    /// none.
+    /// A source was opened whose rows have one type. The stream is used for rows that name none.
     std::function<void(const SourceRow&)> opened{};
-    /// The source may wait for data.
+    /// The source may block, waiting for data.
     std::function<void()> beforeWait{};
     /// Whether to end before the sources do.
     std::function<bool()> isOver{};
 };
 
-/// Reads all rows of the sources that lie in the range of times, with progress and notes on
+/// Reads all rows of the sources within the range of times; prints progress and warnings on
 /// standard error.
 /// \param signals \ownership observes: a signal ends reading
 /// \throws CommandError when an option or a source is bad, and what the visitor throws
 RowLoopResult ReadSources(const SourceOptions& options, const SourceSettings& settings,
                           SignalWatcher& signals, ProgressBar& progress, const RowVisitor& visitor);
 
-/// Does so with a sample of each row.
+/// As above, with a sample for each row.
 /// \throws CommandError as above
 RowLoopResult ForEachRow(const SourceOptions& options, SignalWatcher& signals,
                          const std::function<void(const Row&)>& visit);

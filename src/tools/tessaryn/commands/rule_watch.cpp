@@ -89,7 +89,7 @@ void RuleWatch::OnMatch(tsn::SubscriptionArgs& args) {
     }
 }
 
-// Is called for each sample, whether or not the rule is true.
+// Called for every sample, whether or not the rule is true.
 void RuleWatch::OnChange(tsn::SubscriptionArgs& args) {
     if (args.changeType == tsn::popped) {
         return;

@@ -42,7 +42,7 @@ class RuleWatch : private delivery::Sink {
     /// Subscribes to a stream. The sender of its changes is the number of the row.
     void Subscribe(core::tessaryn::Stream& stream);
 
-    /// What a subscription does with a change, for a sample that no stream has.
+    /// Handles a sample that is not in a stream, as the subscription would.
     void See(core::tessaryn::SubscriptionArgs& args) {
         if (needsOthers) {
             OnChange(args);
@@ -51,19 +51,19 @@ class RuleWatch : private delivery::Sink {
         }
     }
 
-    /// The number of a row as the sender of a change, which conditions pass on with what they hold
-    /// back.
+    /// The number of a row as the sender of a change; conditions keep it with samples that they
+    /// hold back.
     static void* ToSender(std::uintptr_t row) {
         return reinterpret_cast<void*>(row);  // NOLINT(performance-no-int-to-ptr)
     }
 
-    /// Reports what is held back, at the end of the stream.
+    /// Reports the samples held back, at the end of the stream.
     void Flush();
 
-    /// Why the rule cannot be evaluated for a sample, after that threw; empty when it can.
+    /// Why evaluating the rule for a sample has thrown; empty if it does not throw.
     std::string DescribeFailure(core::tessaryn::Sample sample) const;
 
-    /// The type of events, as long as this object lives; null where rows are reported.
+    /// The type of events, which lives as long as this object; null if rows are reported.
     core::tessaryn::StreamType* GetEventType() const { return eventType; }
     const NamedRule& GetRule() const { return rule; }
 
@@ -87,15 +87,15 @@ class RuleWatch : private delivery::Sink {
     delivery::ConditionChain chain;
     core::tessaryn::StreamType* eventType = nullptr;
     bool hasContext;
-    /// Whether the chain asks the rule itself.
+    /// Whether the chain evaluates the rule itself.
     bool isConditional;
-    /// Whether something is done with samples for which the rule is false.
+    /// Whether samples for which the rule is false are needed.
     bool needsOthers;
     bool wasTrue = false;
     bool reported = false;
-    /// Rows that may come to stand before a match.
+    /// Rows that may turn out to precede a match.
     std::deque<Waiting> before;
-    /// Until when rows follow a match.
+    /// Up to which time rows follow a match.
     std::int64_t afterUntil = INT64_MIN;
 };
 

@@ -27,7 +27,7 @@ struct ShowOptions {
 CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options);
 
 /// Prints the types and streams of a document.
-/// \throws CommandError when it cannot be read, or has nothing at the path
+/// \throws CommandError when the document cannot be read, or has nothing at the path
 void RunShow(const ShowOptions& options);
 
 }  // namespace velmora::tool

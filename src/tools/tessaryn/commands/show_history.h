@@ -7,8 +7,7 @@
 
 namespace velmora::tool {
 
-/// Prints what a history's catalogue lists: streams, types, entries, and how many samples of which
-/// times there are.
+/// Prints the catalogue of a history: streams, types, entries, and the number and times of samples.
 /// \param path of a stream or a group; empty for everything
 /// \throws CommandError when there is no such stream
 /// \throws storage::HistoryException when the file cannot be read

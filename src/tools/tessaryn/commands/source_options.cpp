@@ -17,7 +17,7 @@ namespace velmora::tool {
 
 namespace {
 
-// A time of the command line, in a zone unless it names one.
+// A time of the command line, in the given zone unless it names its own.
 std::int64_t ParseTimeOption(const char* option, const std::string& text, const std::string& zone) {
     const std::optional<TimeParts> parts = ParseTime(text);
     if (!parts) {

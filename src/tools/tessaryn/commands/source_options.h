@@ -40,7 +40,7 @@ struct SourceOptions {
     std::string natsStart;
 };
 
-/// Times from one, included, to another, excluded.
+/// Times from `since`, inclusive, to `until`, exclusive.
 struct TimeRange {
     std::int64_t since = INT64_MIN;
     std::int64_t until = INT64_MAX;
@@ -48,12 +48,12 @@ struct TimeRange {
     bool Contains(std::int64_t time) const { return time >= since && time < until; }
 };
 
-/// Adds the sources and how they are read to a command.
+/// Adds the sources, and the options for reading them, to a command.
 /// \param options \ownership observes: set when the command line is parsed
 /// \param intervalOption the names of the option for rows without a time
 void AddSourceOptions(CLI::App& command, SourceOptions& options, const char* intervalOption);
 
-/// Adds how a NATS server is reached.
+/// Adds the options for connecting to a NATS server.
 /// \param settings \ownership observes: set when the command line is parsed
 void AddNatsOptions(CLI::App& command, NatsSettings& settings);
 
@@ -62,15 +62,15 @@ CLI::Option* AddListOption(CLI::App& command, const char* option, std::vector<st
                            const char* description, const char* valueName);
 
 /// The value of an option that is a duration.
-/// \throws CommandError that names the option when it is none
+/// \throws CommandError that names the option when the text is not a duration
 std::chrono::microseconds ParseDurationOption(const char* option, const std::string& text);
 
-/// How the sources are read.
-/// \throws CommandError when an option is bad, or not for these sources
+/// The settings for reading the sources.
+/// \throws CommandError when an option is bad, or does not apply to these sources
 SourceSettings MakeSourceSettings(const SourceOptions& options);
 
 /// The times to read.
-/// \throws CommandError when one is no time
+/// \throws CommandError when an option is not a timestamp
 TimeRange MakeTimeRange(const SourceOptions& options);
 
 }  // namespace velmora::tool

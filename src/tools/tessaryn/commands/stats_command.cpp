@@ -52,7 +52,7 @@ std::array<Figure, 6> GetFigures(NumberStats& numbers) {
              {"p99", numbers.GetQuantile(0.99)}}};
 }
 
-// Six significant digits are enough to look at.
+// Six significant digits are enough for people.
 std::string FormatShort(double value) {
     if (value != value) {
         return "-";
@@ -80,7 +80,7 @@ void AppendTable(std::string& out, const std::vector<std::vector<std::string>>& 
         std::string line = " ";
         for (std::size_t i = 0; i < row.size(); ++i) {
             const std::string padding(widths[i] - CountColumns(row[i]), ' ');
-            // Names and units to the left, numbers to the right.
+            // Aligns names and units to the left, numbers to the right.
             const bool isText = i == 0 || i + 1 == row.size();
             line += " " + (isText ? row[i] + padding : " " + padding + row[i]);
         }
@@ -89,13 +89,13 @@ void AppendTable(std::string& out, const std::vector<std::vector<std::string>>& 
     }
 }
 
-// Prints the figures of streams as they are complete.
+// Prints the figures of streams as soon as they are complete.
 class StatsPrinter {
   public:
     StatsPrinter(StandardOutput& output, TimePrinter& times, bool isJson)
         : output(output), times(times), isJson(isJson) {}
 
-    /// \param window begin of the interval; nothing for all rows
+    // `window` is the beginning of the interval; nothing for all rows.
     void Print(const std::string& stream, StreamStats& stats, const GapFinder::Gaps* gaps,
                std::optional<std::int64_t> window) {
         std::string& out = output.GetBuffer();
@@ -185,12 +185,12 @@ class StatsPrinter {
 struct StreamReport {
     StreamStats stats{};
     GapFinder gaps{};
-    /// Of the interval that the figures are of.
+    /// The interval of the figures.
     std::int64_t window = 0;
     std::int64_t windowEnd = INT64_MAX;
 };
 
-// The begin of the interval that a time lies in, by the clocks of a zone.
+// The beginning of the interval that contains a time, by the clock of a zone.
 std::int64_t GetWindow(std::int64_t time, std::int64_t length, TimePrinter& times) {
     const std::int64_t offset = times.GetOffset(time);
     const std::int64_t local = time + offset;

@@ -21,7 +21,7 @@ namespace velmora::tool {
 
 namespace {
 
-// What a shell reports of a program that SIGPIPE ended.
+// The exit status that a shell reports for a program killed by SIGPIPE.
 constexpr int readerGone = 128 + SIGPIPE;
 
 constexpr const char* details =
@@ -173,7 +173,7 @@ int RunWatch(const WatchOptions& options) {
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
         PrintSummary(session, !options.save.empty(), elapsed.count());
     }
-    // Where no source opened, the document has nothing new.
+    // If no source was opened, the document has nothing new.
     if (!options.save.empty() && !session.GetStreams().empty()) {
         Save(*document, session, options);
     }

@@ -14,7 +14,7 @@ namespace velmora::tool {
 CLI::App* AddWatchCommand(CLI::App& app, WatchOptions& options);
 
 /// Reads the sources into streams and reports matches, until the sources end, the time is over, a
-/// signal arrives, or nobody reads the output any more; then saves the document, if asked to.
+/// signal arrives, or the reader of the output has gone; then saves the document if requested.
 /// \return the exit status
 /// \throws CommandError when an option or the input is bad
 int RunWatch(const WatchOptions& options);

@@ -35,33 +35,33 @@ struct WatchOptions {
     std::string after;
 };
 
-/// What is reported of that which matches a rule, and with what around it.
+/// Which matches of a rule are reported, and with which rows around them.
 struct WatchFilter {
     using Duration = std::chrono::microseconds;
 
-    /// One line for each time that a rule is true, or one for its begin and one for its end.
+    /// One line for each event, or one for its beginning and one for its end.
     bool events = false;
     bool edges = false;
     /// How long a rule must have been true.
     std::optional<Duration> hold;
-    /// Interval in which one line at most is written.
+    /// Interval in which at most one line is written.
     std::optional<Duration> interval;
     /// Entry that must have changed; empty for none.
     std::string changed;
     /// Entry that must have moved by more than a limit; empty for none.
     std::string moved;
     double limit = 0;
-    /// Rows that are written before and after.
+    /// How long before and after a match rows are written.
     Duration before{0};
     Duration after{0};
 };
 
-/// The interval of N/DURATION, with its N lines evenly spread.
-/// \throws CommandError that names the option when the text is none
+/// The interval between lines that N/DURATION gives.
+/// \throws CommandError that names the option when the text is malformed
 std::chrono::microseconds ParseRate(const char* option, const std::string& text);
 
 /// The entry and the limit of ENTRY:LIMIT.
-/// \throws CommandError that names the option when the text is none
+/// \throws CommandError that names the option when the text is malformed
 std::pair<std::string, double> ParseDeadband(const char* option, const std::string& text);
 
 /// Parses the options that make the filter.

@@ -46,7 +46,7 @@ void WatchSession::ReadAll() {
     WatchedStream* stream = nullptr;
     const tsn::StreamType* type = nullptr;
     visitor.opened = [&](const SourceRow& opened) {
-        // A source of one stream has it also where it has no row.
+        // A source of a single stream opens it even if it has no rows.
         stream = options.source.streamColumn.empty() ? &GetStream(opened) : nullptr;
         type = &opened.type;
     };

@@ -25,26 +25,26 @@ namespace velmora::tool {
 class WatchSession {
   public:
     /// \param options \ownership observes
-    /// \param document \ownership observes: where the streams are kept; null for nowhere
+    /// \param document \ownership observes: where the streams are kept; null if they are not kept
     /// \throws CommandError when an option is bad or a source does not exist
     WatchSession(const WatchOptions& options, core::tessaryn::Document* document);
     WatchSession(const WatchSession&) = delete;
     WatchSession& operator=(const WatchSession&) = delete;
 
-    /// Runs until the sources end, the time is over, a signal arrives, or nobody reads the output
-    /// any more. What matched before a failure is still written.
+    /// Runs until the sources end, the time is over, a signal arrives, or the reader of the output
+    /// has gone. Matches before a failure are still written.
     /// \throws CommandError when a source is bad or a rule cannot be evaluated
     void Run();
 
-    // What the run led to.
+    // The result of the run.
     using Streams = std::map<std::string, std::unique_ptr<WatchedStream>, std::less<>>;
     const Streams& GetStreams() const { return streams; }
     const std::deque<NamedRule>& GetRules() const { return run.rules; }
-    /// What the sources met, summed up.
+    /// The counts of the sources, summed up.
     const SourceCounts& GetCounts() const { return counts; }
     bool IsInterrupted() const { return signals.IsInterrupted(); }
     bool IsOutputClosed() const { return output.IsClosed(); }
-    /// Whether a rule reported something, or there is none.
+    /// Whether a rule reported something, or there are no rules.
     bool HasMatches() const;
 
   private:

@@ -19,9 +19,9 @@ namespace tsn = core::tessaryn;
 namespace {
 
 constexpr long defaultMaxSize = 1000;
-// Of streams that hold only what was selected.
+// The capacity of streams that hold only selected samples.
 constexpr long defaultMaxSelected = 1'000'000;
-// A stream finds out of many rules those that a sample may fulfil. Few rules are evaluated one by
+// Of many rules, a stream finds those that a sample may satisfy. A few rules are evaluated one by
 // one, without a stream.
 constexpr std::size_t maxDirectRules = 8;
 
@@ -76,7 +76,7 @@ void WatchedStream::Open() {
             &OpenKept(*run.document, GetName(), type, run.options.maxSize, defaultMaxSelected));
         keptBefore = CountSamples(*keptStreams.front());
     }
-    // Rules see a sample when it is pushed, so one is enough.
+    // Rules see a sample only when it is pushed, so a capacity of one is enough.
     temporary = std::make_unique<tsn::Stream>(
         &type, run.document == nullptr ? run.options.maxSize.value_or(1) : 1);
     stream = temporary.get();

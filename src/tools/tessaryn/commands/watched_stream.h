@@ -21,24 +21,24 @@
 
 namespace velmora::tool {
 
-/// What all streams of a run share.
+/// The state that all streams of a run share.
 struct WatchRun {
     const WatchOptions& options;
     WatchFilter filter;
     std::deque<NamedRule> rules;
-    /// \ownership observes: where streams are kept; null for nowhere
+    /// \ownership observes: where streams are kept; null if they are not
     core::tessaryn::Document* document = nullptr;
     StandardOutput& output;
     TimePrinter times;
     std::vector<std::string> columns;
 };
 
-/// How the times of a stream's rows follow each other.
+/// Counts of rows that are out of order.
 struct TimeOrder {
     std::int64_t newest = INT64_MIN;
     /// Rows whose time lies before that of an earlier row.
     std::uint64_t late = 0;
-    /// Rows with the time of the row before.
+    /// Rows with the same time as the previous one.
     std::uint64_t repeated = 0;
 
     void Add(std::int64_t time) {
@@ -66,13 +66,13 @@ class WatchedStream {
     /// \throws CommandError
     void CheckEntries(const core::tessaryn::StreamType& entries) const;
 
-    /// Pushes what a source has read.
+    /// Pushes the row that a source has read.
     void Push(SampleSource& source);
 
-    /// Reports what is held back, at the end of the run.
+    /// Reports the samples held back, at the end of the run.
     void Flush();
 
-    /// Why a push threw; empty when no rule did.
+    /// Why a push has thrown; empty if it was not a rule.
     std::string DescribeFailure() const;
 
     const std::string& GetName() const { return name.name; }
@@ -102,10 +102,10 @@ class WatchedStream {
     WatchRun& run;
     std::unique_ptr<SampleReporter> reporter;
     std::unique_ptr<core::tessaryn::Stream> temporary;
-    /// The sample read last, where the rules look at it without a stream.
+    /// The sample read last, if rules are evaluated without a stream.
     core::tessaryn::Sample newest;
     bool isDirect = false;
-    /// What is watched: one of the document, or one that ends with the run.
+    /// The watched stream: one of the document, or one that ends with the run.
     core::tessaryn::Stream* stream = nullptr;
     // The stream's delegates point to the elements, whose addresses must not change.
     std::deque<RuleWatch> rules;
@@ -114,8 +114,8 @@ class WatchedStream {
     std::uint64_t keptBefore = 0;
     std::uint64_t samples = 0;
     std::uint64_t kept = 0;
-    /// Rows that are kept already: several rules may select one, before or after others. As many as
-    /// the stream holds, the newest of them.
+    /// Rows that are already kept, since several rules may select one. The newest ones, up to the
+    /// stream's capacity.
     std::set<std::uintptr_t> keptRows;
     TimeOrder order;
 };

@@ -13,7 +13,7 @@ namespace velmora::tool {
 /// The library's options for the program's.
 nats::FollowerOptions MakeFollowerOptions(const NatsSettings& settings);
 
-/// What a follower could not read, in words.
+/// Describes the messages that a follower could not read.
 std::string DescribeLosses(const nats::FollowerStatistics& statistics);
 
 }  // namespace velmora::tool

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::array<std::string_view, 2> schemes = {"nats://", "tls://"};
 
-// "nats://" where the text begins with that; empty for no scheme.
+// The scheme at the beginning of the text, such as "nats://"; empty if there is none.
 std::string_view GetScheme(std::string_view text) {
     const auto* const found =
         std::find_if(schemes.begin(), schemes.end(),
@@ -61,7 +61,7 @@ bool IsSubjectCharacter(char c) {
            c == '=';
 }
 
-// What may stand where a character stands that may not.
+// Replaces a character that is not allowed.
 std::string DescribeInstead(char c) {
     switch (c) {
         case '>':
@@ -152,7 +152,7 @@ std::string WithoutCredentials(std::string_view text) {
         }
         result += text.substr(0, begin);
         text.remove_prefix(begin);
-        // Up to the next blank; what follows a comma may be another server, with another user.
+        // Up to the next blank: further servers, with their own users, may follow a comma.
         const std::string_view url = text.substr(0, text.find_first_of(" \t\n"));
         if (const std::size_t at = url.rfind('@'); at != std::string_view::npos) {
             result += "***";

@@ -88,7 +88,7 @@ std::unique_ptr<jsCtx, ContextDestroyer> MakeContext(const nats::Connection& con
     return std::unique_ptr<jsCtx, ContextDestroyer>(made);
 }
 
-// Whether the server says that it has none; one that is starting may say nothing.
+// Whether the server reports that it has no JetStream; one that is starting may not answer.
 bool LacksJetStream(const nats::Connection& connection) {
     const auto context = MakeContext(connection);
     jsAccountInfo* info = nullptr;

@@ -23,18 +23,18 @@ class NatsLink {
     NatsLink& operator=(const NatsLink&) = delete;
 
     /// Waits until there is a server.
-    /// \param warn is told, once, when there is none
+    /// \param warn called once if no server is reachable
     /// \return false at the end of the run
     /// \throws CommandError when the server has no JetStream
     bool WaitForServer(SignalWatcher& signals, const std::function<void(const std::string&)>& warn);
 
-    /// Tells when the JetStream stream that is to be read is not there.
+    /// Calls `warn` if the JetStream stream to read does not exist.
     void CheckJetStream(const std::function<void(const std::string&)>& warn);
 
     nats::Connection& Get() { return connection; }
 
   private:
-    // While there is one, what happens to connections is told.
+    // While it exists, events of connections are reported.
     struct Presence {
         Presence();
         Presence(const Presence&) = delete;
@@ -48,7 +48,7 @@ class NatsLink {
     Presence presence;
 };
 
-/// Sets what is told what happens to connections, but for their end, on any thread.
+/// Sets a function that gets the events of connections, except for their end, on any thread.
 void LogNatsTo(std::function<void(bool isWarning, const std::string& message)> action);
 
 }  // namespace velmora::tool

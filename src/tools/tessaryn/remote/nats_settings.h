@@ -9,7 +9,7 @@
 
 namespace velmora::tool {
 
-/// How NATS servers are reached, and what of theirs is read.
+/// How to connect to NATS servers, and what to read from them.
 struct NatsSettings {
     /// The JetStream stream that keeps the samples.
     std::string jetStream = "velmora";
@@ -19,7 +19,7 @@ struct NatsSettings {
     std::string certificate;
     std::string key;
 
-    /// Where reading begins: "newest", "all", "now", or the time below.
+    /// Where reading starts: "newest", "all", "now", or the time below.
     std::string start = "newest";
     /// Microseconds since the Unix epoch.
     std::int64_t startTime = 0;
@@ -27,12 +27,12 @@ struct NatsSettings {
     std::string durable;
 };
 
-/// Sets where reading begins.
+/// Sets where reading starts.
 /// \throws CommandError when the text is neither one of the words nor a time
 void SetNatsStart(NatsSettings& settings, const std::string& text);
 
-/// Refuses settings that cannot be: files that cannot be read, a key without its certificate, names
-/// that no JetStream stream and no consumer has.
+/// Refuses invalid settings: files that cannot be read, a key without its certificate, and invalid
+/// names of JetStream streams and consumers.
 /// \throws CommandError
 void CheckNatsSettings(const NatsSettings& settings);
 

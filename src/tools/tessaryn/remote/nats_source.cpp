@@ -128,7 +128,7 @@ class NatsSource : public SampleSource {
         std::unique_ptr<tsn::Sample> sample;
     };
 
-    // On the follower's thread, which waits for room.
+    // Called on the follower's thread, which waits for room.
     void Take(Row&& row) {
         constexpr std::size_t maxWaiting = 10'000;
         std::unique_lock lock(mutex);
@@ -147,7 +147,7 @@ class NatsSource : public SampleSource {
     std::function<void(const SourceProgress&)> beforeWait;
     tsn::StreamTypeRepository types{Poco::Logger::root(), '/'};
     tsn::StreamRepository streams{Poco::Logger::root(), '/'};
-    // Taken from the queue; the first is the row.
+    // Taken from `waiting`; the first one is the current row.
     std::deque<Row> rows;
     std::mutex mutex;
     std::condition_variable hasRoom;

@@ -12,10 +12,10 @@
 
 namespace velmora::tool {
 
-/// Whether the program was built with NATS; else all that needs it throws CommandError.
+/// Whether the program was built with NATS; if not, the functions that need it throw CommandError.
 bool HasNats();
 
-/// Follows the streams of a NATS server, each with a type of its own, until the run ends.
+/// Follows the streams of a NATS server, each with its own type, until the run ends.
 /// \param url see `ParseNatsAddress`; all subjects where it names none
 /// \param signals \ownership observes
 /// \throws CommandError when URL or settings are bad

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// What the program does where it was built without NATS.
+// Replaces the functions for NATS in a program that was built without it.
 
 #include "command_error.h"
 #include "commands/publish_session.h"

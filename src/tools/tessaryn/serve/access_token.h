@@ -7,12 +7,12 @@
 
 namespace velmora::tool {
 
-/// Reads the token that the page asks for: the first line of a file.
-/// \throws CommandError when it cannot be read, others than its owner and group may read it, or the
-/// token is shorter than 16 characters or has others than printable ASCII
+/// Reads the token that protects the page: the first line of a file.
+/// \throws CommandError when the file cannot be read, or users other than its owner and group may
+/// read it, or the token is shorter than 16 characters or not printable ASCII
 std::string ReadTokenFile(const std::string& path);
 
-/// The file of a credential that systemd hands over.
+/// The path of a credential that systemd has passed to the service.
 /// \throws CommandError when there is none of the name
 std::string FindCredential(const std::string& name);
 

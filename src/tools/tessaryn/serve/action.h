@@ -26,7 +26,7 @@ struct Event {
     std::vector<std::pair<std::string, std::string>> values{};
 };
 
-/// What is done with events.
+/// An action of the service on events.
 ///
 /// \threadsafety guarded
 class Action {
@@ -38,13 +38,14 @@ class Action {
     Action& operator=(const Action&) = delete;
     virtual ~Action() = default;
 
-    /// Takes an event; does not wait for what is done with it.
+    /// Takes an event; does not wait until it has been handled.
     virtual void Take(const std::shared_ptr<const Event>& event) = 0;
 
-    /// Is called about once a second; ends what takes too long.
+    /// Called about once a second; ends work that takes too long.
     virtual void Tick() {}
 
-    /// Ends: what waits is done until a time, and given up then. No event comes any more.
+    /// Ends the action: handles waiting events until a time, then drops the rest. No more events
+    /// may be added.
     virtual void Close(Clock::time_point until) = 0;
 };
 

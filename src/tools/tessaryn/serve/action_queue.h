@@ -19,8 +19,8 @@
 
 namespace velmora::tool {
 
-/// Threads that do something with each event of a bounded queue; events that find it full are
-/// dropped, counted and logged.
+/// Threads that handle the events of a bounded queue; events that do not fit are dropped, counted
+/// and logged.
 ///
 /// \threadsafety guarded
 class ActionQueue {
@@ -28,11 +28,11 @@ class ActionQueue {
     using Work = std::function<void(const Event&)>;
 
     struct Options {
-        /// Of the action, for messages: "command 'mail'".
+        /// The action's name for messages: "command 'mail'".
         std::string name;
         std::size_t maxRunning = 1;
         std::size_t maxWaiting = 1;
-        /// Called when work under way is to end at once.
+        /// Called to end running work at once.
         std::function<void()> onGivenUp{};
     };
 
@@ -45,15 +45,15 @@ class ActionQueue {
 
     void Push(const std::shared_ptr<const Event>& event);
 
-    /// Waits for the work until a time; then gives up what is left.
+    /// Waits for the work until a time, then drops the rest.
     void Close(Action::Clock::time_point until);
 
-    /// Whether work under way is to end at once.
+    /// Whether running work has to end at once.
     bool IsGivenUp() const;
-    /// Can be read from then on.
+    /// A descriptor that is readable from then on.
     int GetEndDescriptor() const { return endDescriptor; }
-    /// Waits for a time, or until work is to end.
-    /// \return whether it is not
+    /// Waits for a time, or until work has to end.
+    /// \return whether work may continue
     bool Pause(std::chrono::milliseconds time) const;
 
   private:

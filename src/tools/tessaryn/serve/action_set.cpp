@@ -12,7 +12,7 @@ namespace velmora::tool {
 
 namespace {
 
-/// Writes events to the log.
+// Writes events to the log.
 class LogAction : public Action {
   public:
     explicit LogAction(ServiceLog& log) : log(log) {}

@@ -14,17 +14,17 @@
 
 namespace velmora::tool {
 
-/// The actions of a configuration by their names: "log", commands and webhooks.
+/// The actions of a configuration by name: "log", commands and webhooks.
 ///
 /// \threadsafety external
 class ActionSet {
   public:
-    /// Has "log" only.
+    /// A set with "log" only.
     /// \param log \ownership observes
     explicit ActionSet(ServiceLog& log);
 
-    /// Takes the actions of a configuration; those that are as they were stay.
-    /// \return those that are not of this set any more, to be closed
+    /// Replaces the actions by those of a configuration; unchanged ones stay.
+    /// \return the removed actions, which the caller has to close
     ActionSet Replace(const RulesConfig& config);
 
     /// \pre there are actions of these names

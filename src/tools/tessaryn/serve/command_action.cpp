@@ -31,13 +31,13 @@ namespace velmora::tool {
 
 namespace {
 
-// The kernel refuses more in one variable, and in all together.
+// The kernel limits the length of a variable, and of all variables together.
 constexpr std::size_t maxEvent = 60'000;
 constexpr std::size_t maxValue = 4'000;
 constexpr std::size_t maxValues = 200;
 constexpr std::chrono::seconds grace(2);
 
-// What the service manager says to the service is not for the program.
+// Variables from the service manager to the service are not passed on.
 bool IsPrivate(std::string_view variable) {
     constexpr std::array<std::string_view, 9> names = {
         "NOTIFY_SOCKET=", "WATCHDOG_PID=",   "WATCHDOG_USEC=",  "LISTEN_PID=",
@@ -110,8 +110,8 @@ class TextFile {
     int descriptor;
 };
 
-/// How the program is started: signals as by default, in a group of its own, with an input, and
-/// with the log as its output.
+/// Attributes of the new process: default signal handling, its own process group, the given input,
+/// and the log as its output.
 class SpawnSettings {
   public:
     explicit SpawnSettings(int input) {
@@ -166,7 +166,7 @@ pid_t CommandAction::Start(const Event& event) const {
     return child;
 }
 
-// Waits until the program ends, and ends it when it takes too long or the service stops.
+// Waits until the program ends; kills it when it takes too long or the service stops.
 void CommandAction::WaitFor(pid_t child) const {
     const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
     const auto wait = [&](std::chrono::microseconds time, int end) {

@@ -14,9 +14,9 @@ namespace velmora::tool {
 
 /// Runs a program for each event, without a shell.
 ///
-/// Its environment has TESSARYN_RULE, TESSARYN_STREAM, TESSARYN_TIME, TESSARYN_EVENT (JSON), and
-/// TESSARYN_VALUE_name for each entry, beside what the service's has; its standard input has the
-/// JSON as one line. What it prints goes to the log.
+/// The program gets the service's environment, with TESSARYN_RULE, TESSARYN_STREAM, TESSARYN_TIME,
+/// TESSARYN_EVENT (JSON), and TESSARYN_VALUE_name for each entry; and the JSON as one line on
+/// standard input. Its output goes to the log.
 class CommandAction : public Action {
   public:
     CommandAction(const CommandConfig& config, ServiceLog& log);
@@ -29,7 +29,7 @@ class CommandAction : public Action {
     void WaitFor(pid_t child) const;
 
     CommandConfig config;
-    // Last, as its threads use the above.
+    // The last member, since its threads use the others.
     ActionQueue queue;
 };
 

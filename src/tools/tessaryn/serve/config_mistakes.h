@@ -11,7 +11,7 @@
 
 namespace velmora::tool {
 
-/// What is wrong with a configuration, each with its line.
+/// The mistakes of a configuration, each with its line.
 class ConfigMistakes {
   public:
     explicit ConfigMistakes(std::string file) : file(std::move(file)) {}

@@ -26,7 +26,7 @@ namespace velmora::tool {
 
 namespace {
 
-// Makes a configuration of sections.
+// Makes a configuration from its sections.
 class ConfigBuilder {
   public:
     explicit ConfigBuilder(ConfigMistakes& mistakes) : mistakes(mistakes) {}
@@ -233,7 +233,7 @@ class ConfigBuilder {
 ServeConfig ReadServeConfig(const std::string& path, ConfigMistakes& mistakes) {
     errno = 0;
     std::ifstream file(path);
-    // A folder can be opened, but not read.
+    // Opening a folder succeeds, but reading it fails.
     const bool isReadable =
         file && (file.peek() != std::ifstream::traits_type::eof() || errno == 0);
     if (!isReadable) {

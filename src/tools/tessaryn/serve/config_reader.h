@@ -11,11 +11,11 @@
 namespace velmora::tool {
 
 /// Reads the configuration of `tessaryn serve`.
-/// \param mistakes gets all that is wrong; what is returned is of use where there is nothing
+/// \param mistakes gets all mistakes; the result is valid only if there are none
 ServeConfig ReadServeConfig(const std::string& path, ConfigMistakes& mistakes);
 
 /// As above.
-/// \throws CommandError with the first mistake as its message, and all others below
+/// \throws CommandError with the first mistake as its message, and the others as details
 ServeConfig ReadServeConfig(const std::string& path);
 
 }  // namespace velmora::tool

@@ -16,15 +16,15 @@
 
 namespace velmora::tool {
 
-/// Reads the values of one section by their keys, and reports what is wrong with its line.
+/// Reads the values of one section by key, and reports mistakes with their lines.
 ///
 ///     ConfigSectionReader reader(section, mistakes);
 ///     reader.Text("file", config.file).Required("file").Duration("every", config.interval);
 ///     reader.Finish();
 class ConfigSectionReader {
   public:
-    /// Sets what the value says.
-    /// \throws CommandError when it cannot be that
+    /// Sets the option from a value.
+    /// \throws CommandError when the value is not valid
     using Setter = std::function<void(const ConfigValue&)>;
 
     /// \param section \ownership observes
@@ -56,7 +56,7 @@ class ConfigSectionReader {
     /// Reads the section.
     void Finish();
 
-    /// The line of a key that was read; that of the section where it is not there.
+    /// The line of a key; that of the section if it has no such key.
     std::size_t GetLine(const std::string& key) const;
 
   private:

@@ -17,21 +17,22 @@ namespace velmora::tool {
 
 namespace {
 
-// A statement: a line, or several where a list goes on.
+// A statement: one line, or several if it has a list that spans them.
 struct Statement {
     std::size_t line = 0;
     /// Without comments and, in a list, without blanks outside of quotes.
     std::string text;
-    /// Where the first "=" outside of quotes stands.
+    /// The position of the first "=" outside of quotes.
     std::size_t equals = std::string::npos;
 };
 
-// Joins and cleans lines, as the parser of values knows neither lines nor quotes around "#".
+// Joins the lines of a statement and removes comments, since the parser of values handles neither
+// lists over several lines nor "#" in quotes.
 class StatementReader {
   public:
     StatementReader(std::istream& in, ConfigMistakes& mistakes) : in(in), mistakes(mistakes) {}
 
-    // False at the end of the file.
+    // Returns false at the end of the file.
     bool Next(Statement& statement) {
         statement = {};
         depth = 0;
@@ -67,7 +68,8 @@ class StatementReader {
         return static_cast<bool>(std::getline(in, line));
     }
 
-    // Whether a line within a list is rather one that follows a list without an end.
+    // Whether a line within a list looks like the next statement, so that the list was never
+    // closed.
     bool LooksLikeStatement() const {
         const std::string text = Poco::trim(line);
         if (text.empty() || text.front() == '"' || text.front() == '\'' || text.front() == '#') {
@@ -76,7 +78,7 @@ class StatementReader {
         return text.front() == '[' || text.find('=') != std::string::npos;
     }
 
-    // False when the line is malformed, which is reported.
+    // Reports a malformed line and returns false.
     bool Append(Statement& statement) {
         char quote = '\0';
         char before = '\0';
@@ -111,7 +113,7 @@ class StatementReader {
         return true;
     }
 
-    // What is wrong with a quote, or with a character outside of quotes; null for nothing.
+    // The mistake in a quoted text, or in a character outside of quotes; null if there is none.
     const char* FindFault(char c, char before, char quote) const {
         if (c != '"' && c != '\'') {
             const bool mayFollow = last != '"' || c == ',' || c == ']' || c == '=';
@@ -149,8 +151,7 @@ class StatementReader {
     std::size_t number = 0;
     bool isRead = false;
     int depth = 0;
-    /// The last character of the statement that is not blank; a double quote for any text in
-    /// quotes.
+    /// The statement's last non-blank character; a double quote stands for any quoted text.
     char last = '\0';
 };
 
@@ -182,7 +183,7 @@ bool ReadHeader(const Statement& statement, ConfigSection& section, ConfigMistak
 // The value of a statement, as the parser of the command line's configuration splits it.
 std::vector<std::string> SplitValue(const std::string& text) {
     CLI::ConfigTOML parser;
-    // Comments are gone; what looks like one is in quotes.
+    // Comments were removed before; a "#" that is left is in quotes.
     parser.comment('\x01');
     std::istringstream line("value=" + text);
     const std::vector<CLI::ConfigItem> items = parser.from_config(line);
@@ -229,7 +230,7 @@ bool ReadValue(const Statement& statement, ConfigValue& value, ConfigMistakes& m
 std::vector<ConfigSection> ReadConfigText(std::istream& in, ConfigMistakes& mistakes) {
     std::vector<ConfigSection> sections(1);
     StatementReader reader(in, mistakes);
-    // What follows a malformed header is read for its mistakes only.
+    // The section of a malformed header is read only to report its mistakes.
     ConfigSection lost;
     ConfigSection* section = &sections.front();
     for (Statement statement; reader.Next(statement);) {

@@ -12,16 +12,17 @@
 
 namespace velmora::tool {
 
-/// "key = value" of a configuration.
+/// A "key = value" of a configuration.
 struct ConfigValue {
     std::size_t line = 0;
     std::string key;
     std::vector<std::string> texts;
-    /// Whether it stands in brackets; otherwise there is one text.
+    /// Whether the value is a list in brackets; otherwise there is one text.
     bool isList = false;
 };
 
-/// What stands below "[kind.name]", "[kind]" or, with an empty kind, above the first of them.
+/// The values below a header "[kind.name]" or "[kind]"; the kind is empty for those above the first
+/// header.
 struct ConfigSection {
     std::size_t line = 0;
     std::string kind;
@@ -29,11 +30,11 @@ struct ConfigSection {
     std::vector<ConfigValue> values;
 };
 
-/// Reads the sections of a configuration in a part of TOML: "key = value" lines, where a value is a
-/// text in single or double quotes, a bare word, or a list of them in brackets, over several lines
-/// too; sections "[kind]" and "[kind.name]"; comments that begin with "#".
+/// Reads the sections of a configuration in a subset of TOML: "key = value" lines, where a value is
+/// a text in single or double quotes, a bare word, or a list of these in brackets, also over
+/// several lines; sections "[kind]" and "[kind.name]"; comments that begin with "#".
 ///
-/// Backslashes mean themselves, so that one before a double quote is refused.
+/// A backslash has no special meaning; one before a double quote is refused.
 std::vector<ConfigSection> ReadConfigText(std::istream& in, ConfigMistakes& mistakes);
 
 }  // namespace velmora::tool

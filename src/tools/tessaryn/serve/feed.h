@@ -13,30 +13,29 @@
 
 namespace velmora::tool {
 
-/// What a source has led to; its thread counts, others read.
+/// The counts of a source, written by its thread and read by others.
 struct FeedCounts {
     std::atomic<std::uint64_t> rows = 0;
-    /// Bad rows, which were skipped.
+    /// Bad rows that were skipped.
     std::atomic<std::uint64_t> skipped = 0;
-    /// Times that the source could not be read.
+    /// How often the source could not be read.
     std::atomic<std::uint64_t> failures = 0;
 };
 
-/// What a feed works with. Everything outlives it.
+/// The objects that a feed uses. All of them outlive it.
 struct FeedContext {
     const SourceConfig& config;
     Plant& plant;
     ServiceLog& log;
     ServiceManager& manager;
     FeedCounts& counts;
-    /// Can be read as soon as feeds are to end.
+    /// A descriptor that is readable as soon as feeds have to end.
     int endDescriptor;
 };
 
 /// Reads one source of the configuration and pushes its samples into the plant.
 ///
-/// `FeedThread` calls `Run` on a thread of its own: again after a while where it throws, until it
-/// returns.
+/// `FeedThread` calls `Run` on its own thread; if it throws, again after a while, until it returns.
 class Feed {
   public:
     Feed() = default;

@@ -25,10 +25,10 @@ namespace velmora::tool {
 
 namespace {
 
-/// A kind of sources that `from` names by "scheme:".
+// A kind of source, selected by the "scheme:" of `from`.
 struct FeedKind {
     std::string_view scheme;
-    /// What is wrong with what follows the scheme; empty for nothing.
+    // Describes the mistake behind the scheme; empty if there is none.
     std::string (*describeBad)(const SourceConfig& source, const std::string& rest);
     std::unique_ptr<Feed> (*make)(const FeedContext& context, const std::string& rest);
 };

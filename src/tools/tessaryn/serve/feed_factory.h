@@ -10,13 +10,14 @@
 
 namespace velmora::tool {
 
-/// What is wrong with a source's `from`; empty for nothing. The source need not be there yet.
+/// Describes the mistake in a source's `from`; empty if there is none. The source need not exist
+/// yet.
 std::string DescribeBadSource(const SourceConfig& source);
 
-/// Makes the feed of a source: its kind is the scheme of `from`, that of a file unless there is
-/// one.
-/// \pre there is nothing wrong with it
-/// \throws CommandError when it lacks what the service was to be given
+/// Makes the feed of a source. The scheme of `from` selects its kind; without a scheme it is a
+/// file.
+/// \pre `DescribeBadSource` finds no mistake
+/// \throws CommandError when the service manager has not passed the descriptor that it needs
 std::unique_ptr<Feed> MakeFeed(const FeedContext& context);
 
 }  // namespace velmora::tool

@@ -18,7 +18,7 @@ class FeedThread {
                int endDescriptor);
     FeedThread(const FeedThread&) = delete;
     FeedThread& operator=(const FeedThread&) = delete;
-    /// Waits for the thread, which ends as soon as the descriptor can be read.
+    /// Waits for the thread, which ends as soon as the descriptor is readable.
     ~FeedThread();
 
     void Start();

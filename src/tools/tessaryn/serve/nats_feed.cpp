@@ -29,7 +29,8 @@ class NatsFeed : public Feed {
   public:
     explicit NatsFeed(const FeedContext& context)
         : context(context), address(ParseNatsAddress(context.config.from)) {
-        // The client library may have something to say after this feed has gone, of another one.
+        // Keeps the log alive: the client library may log for another feed after this one was
+        // destroyed.
         LogNatsTo([&log = context.log](bool isWarning, const std::string& message) {
             log.WriteLimited(isWarning ? LogLevel::warning : LogLevel::info, "nats " + message,
                              message);
@@ -66,7 +67,7 @@ class NatsFeed : public Feed {
     }
 
   private:
-    // What could not be read.
+    // Describes messages that could not be read.
     nats::FollowerStatistics Count(const nats::FollowerStatistics& before,
                                    const nats::FollowerStatistics& now) const {
         const std::uint64_t lost = now.missing + now.unknown + now.refused - before.missing -
@@ -80,7 +81,7 @@ class NatsFeed : public Feed {
         return now;
     }
 
-    // On the follower's thread.
+    // Called on the follower's thread.
     void Push(const std::string& path, const tsn::Sample& sample) {
         const std::string& own = context.config.stream;
         try {
@@ -92,7 +93,7 @@ class NatsFeed : public Feed {
             auto pushed = std::make_unique<tsn::Sample>(target->stream->GetStreamType(),
                                                         sample.GetTimeStamp());
             CopyEntries(sample, *pushed);
-            // What was not acknowledged before the end of a service comes again.
+            // Samples that were not acknowledged when the service ended are delivered again.
             context.plant.Push(*target, std::move(pushed), true);
             ++context.counts.rows;
         } catch (const std::exception& error) {
@@ -106,7 +107,7 @@ class NatsFeed : public Feed {
     NatsAddress address;
     tsn::StreamTypeRepository types{Poco::Logger::root(), '/'};
     tsn::StreamRepository streams{Poco::Logger::root(), '/'};
-    // Of the follower's thread.
+    // Used by the follower's thread only.
     std::map<std::pair<std::string, const tsn::StreamType*>, const PlantStream*> targets;
 };
 

@@ -11,7 +11,7 @@ namespace velmora::tool {
 
 /// Makes a feed that follows the streams of a NATS server.
 ///
-/// With a history, what is acknowledged to the server is committed there before.
+/// If there is a history, samples are committed to it before they are acknowledged to the server.
 /// \throws CommandError when the program was built without NATS
 std::unique_ptr<Feed> MakeNatsFeed(const FeedContext& context);
 

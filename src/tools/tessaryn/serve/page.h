@@ -16,12 +16,12 @@
 
 namespace velmora::tool {
 
-/// The page of a service, where its configuration has one, with its rules and counts.
+/// The service's page, if the configuration has one, with its rules and counts.
 ///
 /// \threadsafety external
 class Page {
   public:
-    /// All parameters are observed, and outlive the page or its `Stop`.
+    /// All parameters are observed, and must outlive the page or the call of `Stop`.
     Page(const ServeConfig& config, Plant& plant, const RuleSet& rules,
          const std::vector<std::unique_ptr<FeedThread>>& feeds);
     Page(const Page&) = delete;
@@ -29,12 +29,12 @@ class Page {
     ~Page();
 
     /// Listens.
-    /// \throws CommandError when the token cannot be read, or the address cannot be had
+    /// \throws CommandError when the token cannot be read, or the address is not available
     void Start();
-    /// Shows the rules that there are now.
+    /// Shows the current rules.
     void ShowRules();
     void Stop();
-    /// Empty for no page.
+    /// Empty if there is no page.
     std::string GetUrl() const;
 
   private:

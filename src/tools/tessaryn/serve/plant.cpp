@@ -40,15 +40,15 @@ std::int64_t GetNewestTime(const tsn::Stream& stream) {
     return newest;
 }
 
-// A sample of another type with the entries that both types have.
+// Converts a sample to another type, with the entries that both types have.
 std::unique_ptr<tsn::Sample> Converted(const tsn::Sample& sample, tsn::StreamType& target) {
     auto converted = std::make_unique<tsn::Sample>(&target, sample.GetTimeStamp());
     CopyEntries(sample, *converted);
     return converted;
 }
 
-// Adds a stream with a type of its own. `storage::OpenStream` compares with all types that there
-// are, which takes too long for thousands of streams.
+// Adds a stream with its own type. `storage::OpenStream` compares it with all existing types, which
+// takes too long for thousands of streams.
 tsn::Stream& AddNewStream(tsn::Document& document, const std::string& path,
                           const tsn::StreamType& layout, long capacity) {
     std::string fullName = path;
@@ -67,7 +67,7 @@ tsn::Stream& AddNewStream(tsn::Document& document, const std::string& path,
     return *document.streams->AddStream(path, type, capacity);
 }
 
-// Of a name that is empty, the document would lose the stream.
+// A document cannot keep a stream with an empty name.
 void CheckPath(const std::string& path) {
     if (path.empty() || path.front() == '/' || path.back() == '/' ||
         path.find("//") != std::string::npos) {
@@ -106,7 +106,7 @@ void Plant::Open() {
             OpenStream(stream.path, {}, {});
         }
     }
-    // Those of the checkpoint.
+    // The streams of the checkpoint.
     std::vector<std::pair<std::string, tsn::Stream*>> found;
     document.streams->ForEachStream(
         [&](const std::string& path, tsn::Stream& stream) { found.emplace_back(path, &stream); });
@@ -143,7 +143,7 @@ void Plant::ContinueFromHistory() {
     }
 }
 
-// Pushes the newest samples that the checkpoint did not have.
+// Pushes the newest samples of the history that the checkpoint lacks.
 void Plant::ContinueStream(const storage::History& stored, const storage::HistoryStream& stream) {
     tsn::StreamType type;
     for (const storage::HistoryEntry& entry : stream.layouts.back().entries) {
@@ -177,7 +177,7 @@ long Plant::GetCapacity(const std::string& path) const {
     return found == nullptr ? config.capacity : found->capacity;
 }
 
-// The stream that continues, or a new one; with the mutex held, or before there are threads.
+// Finds a stream to continue, or adds one. Called with the mutex held, or before threads start.
 tsn::Stream& Plant::MakeStream(const std::string& path, const tsn::StreamType& entries) {
     const StreamConfig* const declared = FindConfig(path);
     tsn::StreamType declaredType;
@@ -222,7 +222,7 @@ const PlantStream& Plant::OpenStream(const std::string& path, const tsn::StreamT
     return place->second;
 }
 
-// With the mutex held.
+// Called with the mutex held.
 const PlantStream& Plant::AddStream(const std::string& path, tsn::Stream& stream) {
     PlantStream& added = streams[path];
     added = {path, &stream, GetNewestTime(stream)};
@@ -263,7 +263,7 @@ void Plant::Push(const PlantStream& target, std::unique_ptr<tsn::Sample> sample,
         try {
             target.stream->PushNew(sample.release());
         } catch (const std::exception& error) {
-            // The sample is in the stream; a rule could not be evaluated.
+            // The sample was stored; a rule could not be evaluated.
             log.WriteLimited(LogLevel::error, "push " + target.path,
                              "stream " + Quoted(target.path) + ": " + error.what());
         }

@@ -25,16 +25,15 @@ namespace velmora::tool {
 /// A stream of a plant.
 struct PlantStream {
     std::string path;
-    /// \ownership observes: as long as the plant
+    /// \ownership observes: lives as long as the plant
     core::tessaryn::Stream* stream = nullptr;
-    /// The time of the newest sample that the stream had when the service began.
+    /// The time of the newest sample that the stream had when the service started.
     std::int64_t known = INT64_MIN;
     /// Units of entries.
     std::map<std::string, std::string> units{};
 };
 
-/// The streams of a service with what keeps them: a history, and a checkpoint that they continue
-/// from.
+/// The streams of a service, with their history and the checkpoint from which they continue.
 ///
 /// Streams are never removed.
 ///
@@ -48,40 +47,40 @@ class Plant {
     Plant& operator=(const Plant&) = delete;
     ~Plant();
 
-    /// Sets what is called with each new stream, before its first sample, with a lock held under
-    /// which no stream can be opened.
+    /// Sets a function that is called with each new stream before its first sample. A lock is held
+    /// meanwhile, so the function must not open streams.
     void OnNewStream(std::function<void(const PlantStream&)> action) {
         onNewStream = std::move(action);
     }
 
     /// Loads the checkpoint, opens the history, continues its streams with their newest samples,
-    /// and makes the streams that the configuration declares.
-    /// \throws std::exception when the history cannot be opened or a stream cannot be made
+    /// and adds the streams that the configuration declares.
+    /// \throws std::exception when the history cannot be opened or a stream cannot be added
     void Open();
 
-    /// The stream of a path, which is made where there is none.
-    /// \param entries what a new stream has, unless the configuration says that
+    /// The stream of a path, which is added if it does not exist.
+    /// \param entries of a new stream, unless the configuration gives them
     /// \param units of the entries, in their order
-    /// \throws CommandError when there would be too many; std::invalid_argument when there cannot
-    /// be a stream of the path
+    /// \throws CommandError when there would be too many streams; std::invalid_argument for an
+    /// invalid path
     const PlantStream& OpenStream(const std::string& path,
                                   const core::tessaryn::StreamType& entries,
                                   const std::vector<std::string>& units);
-    /// The types that the configuration, or a stream that is there, gives the entries of a path.
+    /// The types of a path's entries, from the configuration or an existing stream.
     std::vector<ColumnType> GetLikelyTypes(const std::string& path) const;
 
     /// Pushes a sample, and writes it to the history.
-    /// \param resumes whether the source gives again what it gave before: samples that are not
-    /// newer than what the stream had at the start go to the history only, if they aren't there
+    /// \param resumes whether the source repeats its earlier samples: one that is not newer than
+    /// the stream's newest at the start is only written to the history, unless it is there already
     void Push(const PlantStream& target, std::unique_ptr<core::tessaryn::Sample> sample,
               bool resumes);
 
-    /// Commits what the history has been given so far, where there is one.
-    /// \throws storage::HistoryException when that fails; it is tried again later
+    /// Commits all samples written to the history so far, if there is a history.
+    /// \throws storage::HistoryException when that fails; the history tries again later
     void Commit();
-    /// Saves the checkpoint, where there is one. Failures are logged.
+    /// Saves the checkpoint, if the configuration has one. Failures are logged.
     void Save();
-    /// Commits what the history has been given; nothing is to be pushed any more.
+    /// Commits the samples written to the history. Nothing must be pushed after that.
     void Close(std::chrono::milliseconds timeout);
 
     core::tessaryn::Document& GetDocument() { return document; }
@@ -113,11 +112,12 @@ class Plant {
     std::unique_ptr<storage::HistoryWriter> history;
     std::atomic<std::uint64_t> pushed = 0;
     mutable std::mutex mutex;
-    /// Guarded by the mutex, as is the structure of the document. Elements stay where they are.
+    /// Guarded by the mutex, like the structure of the document. Addresses of elements do not
+    /// change.
     std::map<std::string, PlantStream> streams;
 };
 
-/// The place of a file of the service: a relative path is below the folder that systemd gives it.
+/// The path of a file of the service: a relative path is below the folder that systemd provides.
 std::string InStateFolder(const std::string& path);
 
 }  // namespace velmora::tool

@@ -19,7 +19,7 @@ namespace {
 
 using Clock = SignalWatcher::Clock;
 
-// One source of a recording, with the row that comes next.
+// One source of a recording, with its next row.
 struct Recording {
     Recording(NamedSource opened, const FeedContext& context)
         : named(std::move(opened)), pump(context, named.stream, false) {}
@@ -33,7 +33,7 @@ struct Recording {
     }
 };
 
-// The one whose row comes first; null where none has one.
+// The source with the earliest row; null if none has a row.
 Recording* FindFirst(std::deque<Recording>& recordings) {
     Recording* first = nullptr;
     for (Recording& each : recordings) {
@@ -70,16 +70,16 @@ std::int64_t ReplayFeed::RunOnce(SignalWatcher& signals, std::int64_t begin,
         }
     }
     std::optional<std::int64_t> first;
-    // After the last sample of a loop, the first follows like the second did.
+    // In a loop, the first sample follows the last one after the time between the first two.
     std::int64_t gap = std::chrono::microseconds(std::chrono::seconds(1)).count();
     std::int64_t passed = 0;
     while (Recording* const next = FindFirst(recordings)) {
         const std::int64_t time = next->named.source->GetTime();
         first = first.value_or(time);
-        // Longer than any run lasts; and a clock can count it.
-        constexpr double longest = 1e15;
+        // Longer than any run, but still within the range of the clock.
+        constexpr double maxWait = 1e15;
         const double wait = static_cast<double>(time - *first) / config.speed;
-        const std::int64_t due = std::llround(std::min(wait, longest));
+        const std::int64_t due = std::llround(std::min(wait, maxWait));
         gap = due > passed ? due - passed : gap;
         passed = due;
         const Clock::time_point dueTime = start + std::chrono::microseconds(due);

@@ -12,10 +12,10 @@
 
 namespace velmora::tool {
 
-/// Pushes what a recording holds at the pace of its times, or faster: a table, a document or a
-/// history, the samples of all its streams in the order of time.
+/// Pushes the samples of a recording at the pace of their times, or faster. A recording is a table,
+/// a document or a history; the samples of all its streams are pushed in the order of time.
 ///
-/// The samples get the times at which they are pushed, unless they are to keep theirs.
+/// The samples get the times at which they are pushed, unless the configuration keeps their own.
 class ReplayFeed : public Feed {
   public:
     /// \param context is copied; what it refers to must outlive the feed
@@ -23,7 +23,7 @@ class ReplayFeed : public Feed {
     void Run() override;
 
   private:
-    /// \return microseconds until the recording may begin anew
+    /// \return microseconds until the recording may start again
     std::int64_t RunOnce(SignalWatcher& signals, std::int64_t begin,
                          SignalWatcher::Clock::time_point start);
 

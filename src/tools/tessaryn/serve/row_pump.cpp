@@ -75,7 +75,7 @@ void RowPump::Push(std::int64_t time) {
     try {
         target = &FindTarget();
     } catch (const std::exception& error) {
-        // Rows may name streams that cannot be.
+        // Rows may have invalid names of streams.
         ++context.counts.skipped;
         context.log.WriteLimited(LogLevel::warning, "stream of " + context.config.name,
                                  source->GetPosition() + ": " + error.what());

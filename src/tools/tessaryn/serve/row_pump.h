@@ -21,7 +21,7 @@ namespace velmora::tool {
 class RowPump {
   public:
     /// \param context \ownership observes
-    /// \param stream of rows that name none
+    /// \param stream the stream of rows that name none
     /// \param resumes see `Plant::Push`
     RowPump(const FeedContext& context, std::string stream, bool resumes)
         : context(context), defaultStream(std::move(stream)), resumes(resumes) {}
@@ -39,7 +39,7 @@ class RowPump {
     void PushAll(const SignalWatcher& signals);
 
   private:
-    /// A stream, and which of a row's entries are its.
+    /// A stream, and the entries that rows have for it.
     struct Target {
         const PlantStream* stream = nullptr;
         bool isSameLayout = false;

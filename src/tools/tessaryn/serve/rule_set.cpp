@@ -23,7 +23,7 @@ namespace tsn = core::tessaryn;
 namespace {
 
 constexpr std::size_t workers = 2;
-// For handlers, which only pass events on.
+// Enough for handlers, which only pass events on.
 constexpr std::chrono::seconds drainTimeout(5);
 
 std::chrono::milliseconds TimeUntil(Action::Clock::time_point until) {
@@ -32,7 +32,7 @@ std::chrono::milliseconds TimeUntil(Action::Clock::time_point until) {
         std::chrono::duration_cast<std::chrono::milliseconds>(until - Action::Clock::now()));
 }
 
-// The conditions of a rule, and whether they ask the rule themselves.
+// The conditions of a rule, and whether they evaluate the rule themselves.
 std::pair<delivery::ConditionChain, bool> MakeConditions(const RuleConfig& config,
                                                          const delivery::Rule& rule) {
     delivery::ConditionChain chain;
@@ -99,7 +99,7 @@ class RuleSet::ActiveRule {
             std::move(options));
     }
 
-    // Hands over what the rule has selected on a stream, and lets go of that.
+    // Passes on the samples that the rule has selected on a stream, and ends the subscription.
     void Unwatch(const std::string& path) {
         const auto place = deliveries.find(path);
         if (place != deliveries.end()) {
@@ -131,7 +131,7 @@ class RuleSet::ActiveRule {
     }
 
   private:
-    // Whether the rule can be asked about the samples of a stream.
+    // Whether the rule can be evaluated for the samples of a stream.
     bool IsFor(const std::string& path, const tsn::StreamType& type) const {
         const bool isMeant =
             std::any_of(patterns.begin(), patterns.end(),
@@ -184,7 +184,7 @@ class RuleSet::ActiveRule {
     std::mutex actionsMutex;
     // Guarded by that mutex.
     std::vector<std::shared_ptr<Action>> actions;
-    // By path. Last, as the handlers use all above.
+    // By path. The last member, since the handlers use the others.
     std::map<std::string, delivery::Delivery> deliveries;
 };
 
@@ -207,7 +207,8 @@ void RuleSet::Replace(const RulesConfig& config) {
     }
     old.erase(std::remove(old.begin(), old.end(), nullptr), old.end());
     for (const WatchedStream& each : streams) {
-        // No sample can come between the end of the old rules and the begin of the new ones.
+        // Locked, so that no sample comes between the end of the old rules and the start of the new
+        // ones.
         each.stream->AtomicExecute([&] {
             for (const auto& rule : old) {
                 rule->Unwatch(each.path);

@@ -18,12 +18,12 @@
 
 namespace velmora::tool {
 
-/// The rules of a service, on all streams that they are for, and the actions that they lead to.
+/// The rules of a service, subscribed to their streams, and the actions that they trigger.
 ///
 /// \threadsafety guarded
 class RuleSet {
   public:
-    /// A rule and how often it has made an event.
+    /// A rule and the number of its events.
     struct Count {
         std::string name;
         std::string rule;
@@ -37,22 +37,21 @@ class RuleSet {
     RuleSet& operator=(const RuleSet&) = delete;
     ~RuleSet();
 
-    /// Takes new rules and actions in place of those before; those that are as they were go on with
-    /// the state that they have. Of each stream, every sample is seen by the old rules or by the
-    /// new ones, by none of them twice.
+    /// Replaces rules and actions; unchanged ones keep their state. Every sample of a stream is
+    /// seen either by the old rules or by the new ones, and only once.
     void Replace(const RulesConfig& config);
 
-    /// Has the rules watch a stream that is new.
+    /// Subscribes the rules to a new stream.
     void Watch(const PlantStream& stream);
 
-    /// Delivers what conditions hold back and is due.
+    /// Delivers samples that conditions hold back and that are due.
     void Flush();
 
-    /// Ends: the rules' events are made, and the actions closed.
+    /// Ends the rules: makes their remaining events and closes the actions.
     void Close(Action::Clock::time_point until);
 
     std::vector<Count> GetCounts() const;
-    /// How often the rule of a name has made an event.
+    /// The number of events of the rule of a name.
     std::uint64_t GetEvents(const std::string& name) const;
     delivery::DeliveryStatistics GetStatistics() const { return dispatcher.GetStatistics(); }
 

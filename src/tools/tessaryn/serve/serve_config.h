@@ -15,17 +15,16 @@
 #include <utility>
 #include <vector>
 
-/// \file
-/// What the configuration of `tessaryn serve` says, and where.
+/// \file The configuration of `tessaryn serve`, with the lines of its parts.
 
 namespace velmora::tool {
 
-/// What the sections that have a name have in common.
+/// The common part of sections with a name.
 struct NamedSection {
     std::string name;
     std::size_t line = 0;
 
-    /// The line does not count: it changes with what stands above.
+    /// Ignores the line, which changes when lines above are added or removed.
     bool operator==(const NamedSection& other) const { return name == other.name; }
 };
 
@@ -37,7 +36,7 @@ struct PageConfig {
     std::string tokenFile;
     /// Name of a credential that systemd hands over, instead of a file.
     std::string credential;
-    /// Further names by which the page may be asked for.
+    /// Further host names under which the page may be requested.
     std::vector<std::string> hosts;
     /// Stream and entry of values that are metrics.
     std::vector<std::pair<std::string, std::string>> metrics;
@@ -60,16 +59,16 @@ struct SourceConfig : NamedSection {
     /// A path, "host", "-", "socket:NAME", "nats://HOST/SUBJECT", or another scheme and what
     /// follows it.
     std::string from;
-    /// Of the samples; empty for one that the source gives.
+    /// The stream of the samples; empty if the source names it.
     std::string stream;
     CsvOptions table;
-    /// Whether a file is read on as it grows.
+    /// Whether a file is followed as it grows.
     bool follow = true;
-    /// Whether what a file holds at the start is left out.
+    /// Whether the rows that a file has at the start are skipped.
     bool onlyNew = false;
-    /// How long to wait before a source that has failed is opened again.
+    /// How long to wait before a failed source is opened again.
     std::chrono::microseconds retry = std::chrono::seconds(1);
-    /// Whether a recording is pushed at its pace.
+    /// Whether a recording is pushed at the pace of its times.
     bool replay = false;
     double speed = 1;
     bool loop = false;
@@ -80,7 +79,7 @@ struct SourceConfig : NamedSection {
 
 /// [stream.NAME]
 struct StreamConfig : NamedSection {
-    /// Of a stream, or a pattern.
+    /// The path of a stream, or a pattern.
     std::string path;
     long capacity = 0;
     std::vector<ColumnType> entries;
@@ -123,14 +122,14 @@ struct CommandConfig : NamedSection {
 struct WebhookConfig : NamedSection {
     std::string url;
     std::chrono::microseconds timeout = std::chrono::seconds(10);
-    /// Requests that are tried before an event is given up.
+    /// How many requests are tried before an event is dropped.
     std::size_t tries = 3;
     std::size_t maxWaiting = 1000;
 
     bool operator==(const WebhookConfig&) const = default;
 };
 
-/// What SIGHUP reads again.
+/// The part of the configuration that SIGHUP reloads.
 struct RulesConfig {
     std::vector<RuleConfig> rules;
     std::vector<CommandConfig> commands;
@@ -142,7 +141,7 @@ struct ServeConfig {
     std::string title;
     std::size_t maxStreams = 10'000;
     long capacity = 1000;
-    /// How long the end of the service may take.
+    /// How long the service may take to end.
     std::chrono::microseconds stopTimeout = std::chrono::seconds(20);
     PageConfig page;
     std::optional<HistoryConfig> history;
@@ -150,7 +149,7 @@ struct ServeConfig {
     std::vector<SourceConfig> sources;
     std::vector<StreamConfig> streams;
     RulesConfig reactions;
-    /// All other sections in one form, to compare.
+    /// All other sections as a text, for comparison.
     std::string rest;
 };
 

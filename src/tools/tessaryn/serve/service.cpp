@@ -25,13 +25,13 @@ namespace velmora::tool {
 
 namespace {
 
-// How often limits, conditions and new streams are looked after.
+// How often limits, conditions and new streams are checked.
 constexpr std::chrono::milliseconds tickInterval(500);
-// In which sources make their streams.
+// The time in which sources are expected to have added their streams.
 constexpr std::chrono::seconds idleTime(10);
 
-// A descriptor that signals are read from. To be opened before there are threads, which then leave
-// the signals to it.
+// Opens a descriptor from which signals are read. Must be called before threads start, so that they
+// inherit the mask.
 int OpenSignals() {
     sigset_t set;
     sigemptyset(&set);
@@ -43,7 +43,7 @@ int OpenSignals() {
     if (descriptor < 0) {
         throw CommandError("cannot wait for signals");
     }
-    // A peer that closes a connection is an error of that connection.
+    // A connection that a peer has closed is an error of writing to it, not a signal.
     std::signal(SIGPIPE, SIG_IGN);
     return descriptor;
 }
@@ -64,7 +64,7 @@ Service::Service(std::string file, ServeConfig config)
 }
 
 Service::~Service() {
-    // Where starting failed, feeds may run.
+    // If the start failed, feeds may be running.
     eventfd_write(endDescriptor, 1);
     page.Stop();
     feeds.clear();
@@ -169,7 +169,7 @@ void Service::Reload() {
                   "read " + Counted(config.reactions.rules.size(), "rule") + " again from " + file);
     } catch (const CommandError& error) {
         log.Write(LogLevel::error, "the rules stay as they were: " + std::string(error.what()));
-        // Further mistakes, a line each.
+        // Further mistakes, one on each line.
         const Poco::StringTokenizer lines(
             error.GetDetails(), "\n",
             Poco::StringTokenizer::TOK_TRIM | Poco::StringTokenizer::TOK_IGNORE_EMPTY);

@@ -21,7 +21,8 @@ namespace velmora::tool {
 
 /// One run of `tessaryn serve`, from its configuration to a signal that ends it.
 ///
-/// The order at the end: page, sources, rules with their actions, history, checkpoint.
+/// At the end it stops, in this order: page, sources, rules with their actions, history,
+/// checkpoint.
 class Service {
   public:
     /// \param file of the configuration
@@ -30,8 +31,8 @@ class Service {
     Service& operator=(const Service&) = delete;
     ~Service();
 
-    /// Runs until SIGTERM or SIGINT; SIGHUP reads the rules again.
-    /// \throws CommandError, storage::StorageException when the service cannot begin
+    /// Runs until SIGTERM or SIGINT; SIGHUP reloads the rules.
+    /// \throws CommandError, storage::StorageException when the service cannot start
     void Run();
 
   private:
@@ -49,15 +50,15 @@ class Service {
     ServiceLog log;
     ServiceManager manager;
     int signalDescriptor = -1;
-    /// Can be read as soon as the feeds are to end.
+    /// A descriptor that is readable as soon as the feeds have to end.
     int endDescriptor = -1;
     Plant plant;
     RuleSet rules;
     std::vector<std::unique_ptr<FeedThread>> feeds;
     Page page;
-    /// Of the checkpoint, where there is one.
+    /// The time of the next checkpoint, if there is one.
     std::optional<Clock::time_point> nextSave;
-    /// When rules without a stream are worth a warning.
+    /// When to warn about rules without a stream.
     std::optional<Clock::time_point> idleWarning;
 };
 

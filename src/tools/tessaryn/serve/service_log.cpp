@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::chrono::seconds limitInterval(10);
 
-// Whether systemd has connected standard error with the journal: it names device and inode.
+// Whether standard error is connected to the journal: systemd gives its device and inode.
 bool IsJournal() {
     struct stat status {};
     const std::string stream = Poco::Environment::get("JOURNAL_STREAM", "");
@@ -28,7 +28,8 @@ bool IsJournal() {
            stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }
 
-// Whether there was room. A pipe that is ready takes so many bytes at once.
+// Writes a line; returns whether there was room. A pipe that is ready accepts PIPE_BUF bytes at
+// once.
 bool TryWrite(std::string line) {
     if (line.size() > PIPE_BUF) {
         line.resize(PIPE_BUF - 1);
@@ -101,7 +102,7 @@ void ServiceLog::Flush(bool all) {
     }
 }
 
-// With the mutex held.
+// Called with the mutex held.
 void ServiceLog::WriteHeld(Topic& topic) {
     if (topic.held > 0) {
         const std::string more =

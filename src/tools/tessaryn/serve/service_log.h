@@ -12,15 +12,15 @@
 
 namespace velmora::tool {
 
-/// Levels of the journal.
+/// The journal's log levels.
 enum class LogLevel : unsigned char { error = 3, warning = 4, notice = 5, info = 6 };
 
-/// Writes the lines of a service to standard error, each in one piece.
+/// Writes the lines of a service to standard error, each with a single write.
 ///
-/// Where the journal reads them, a line begins with its level, as in "<4>", elsewhere with
-/// "tessaryn: " and, for warnings and errors, that word. What a terminal would act upon is escaped.
-/// A service does not wait for who reads its log: lines that find no room are lost and counted, and
-/// of a line of more than 4096 bytes the beginning is written.
+/// For the journal, a line begins with its level, as in "<4>"; otherwise with "tessaryn: " and, for
+/// warnings and errors, that word. Control characters are escaped. The service does not wait for
+/// the reader of its log: lines that do not fit are dropped and counted, and lines are cut to 4096
+/// bytes.
 ///
 /// \threadsafety guarded
 class ServiceLog {
@@ -34,15 +34,15 @@ class ServiceLog {
 
     void Write(LogLevel level, std::string_view message);
 
-    /// Writes a line unless there was one of the same topic in the ten seconds before: then the
-    /// line is counted, and what comes last follows with the count when the time is over.
-    /// \param topic such as the name of a source; one of a bounded number
+    /// Writes a line unless one of the same topic was written in the last ten seconds. Such lines
+    /// are counted, and the last one is written with the count when the time is over.
+    /// \param topic such as the name of a source; the number of topics must be bounded
     void WriteLimited(LogLevel level, const std::string& topic, const std::string& message);
-    /// Forgets what was held back of a topic: it is over.
-    /// \return whether there was something of the topic
+    /// Forgets the lines held back of a topic, since its cause is over.
+    /// \return whether the topic was known
     bool Forget(const std::string& topic);
-    /// Writes what was held back and is due.
-    /// \param all whether the rest, too
+    /// Writes the lines held back that are due.
+    /// \param all whether to write the others as well
     void Flush(bool all = false);
 
   private:

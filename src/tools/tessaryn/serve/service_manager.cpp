@@ -13,7 +13,7 @@ namespace velmora::tool {
 
 namespace {
 
-// Without systemd this does nothing; a lost message is none that could be sent again.
+// Does nothing without systemd. Errors are ignored: sending again would not help.
 void Notify(const std::string& state) {
     static_cast<void>(sd_notify(0, state.c_str()));
 }

@@ -10,7 +10,7 @@
 
 namespace velmora::tool {
 
-/// What connects a service with systemd, as far as that has started it; elsewhere nothing happens.
+/// The connection of a service to systemd. Without systemd the functions do nothing.
 ///
 /// \threadsafety external
 class ServiceManager {
@@ -18,22 +18,22 @@ class ServiceManager {
     ServiceManager();
     ServiceManager(const ServiceManager&) = delete;
     ServiceManager& operator=(const ServiceManager&) = delete;
-    /// Closes the descriptors that nobody took.
+    /// Closes the descriptors that were not taken.
     ~ServiceManager();
 
-    /// The service is up.
+    /// Reports that the service has started.
     void TellReady(const std::string& status);
-    /// The configuration is being read again; `TellReady` follows.
+    /// Reports that the configuration is being reloaded; `TellReady` must follow.
     void TellReloading();
     void TellStopping(const std::string& status);
-    /// Keeps the watchdog quiet, where there is one.
+    /// Triggers the watchdog, if it is enabled.
     void TellAlive();
-    /// How often `TellAlive` is expected; nothing where no watchdog is.
+    /// How often `TellAlive` must be called; nothing if there is no watchdog.
     std::optional<std::chrono::microseconds> GetWatchdogInterval() const {
         return watchdogInterval;
     }
 
-    /// A descriptor that systemd handed over, by the name that FileDescriptorName= gave it.
+    /// A descriptor passed by systemd, by the name that FileDescriptorName= gave it.
     /// \return \ownership gives; -1 when there is none
     int TakeDescriptor(const std::string& name);
 

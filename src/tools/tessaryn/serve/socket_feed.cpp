@@ -62,7 +62,8 @@ void SocketFeed::Run() {
     if (sd_is_socket(descriptor, AF_UNSPEC, SOCK_STREAM, 1) > 0) {
         Accept(signals);
     } else {
-        // A copy, as the source closes what it reads, also when it fails and is opened again.
+        // A duplicate, since the source closes its descriptor, also when it fails and is opened
+        // again.
         Read(fcntl(descriptor, F_DUPFD_CLOEXEC, 0), signals);
     }
 }

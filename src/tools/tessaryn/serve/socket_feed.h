@@ -10,12 +10,12 @@
 
 namespace velmora::tool {
 
-/// Reads JSON lines, or a table, from a descriptor that systemd hands over: a FIFO, a connection,
-/// or a socket that others connect to, each connection on a thread of its own.
+/// Reads JSON lines or a table from a descriptor passed by systemd: a FIFO, a connection, or a
+/// listening socket, whose connections each get a thread.
 class SocketFeed : public Feed {
   public:
     /// \param context is copied; what it refers to must outlive the feed
-    /// \param name that FileDescriptorName= gives
+    /// \param name the name that FileDescriptorName= gives
     /// \throws CommandError when there is no such descriptor
     SocketFeed(const FeedContext& context, const std::string& name);
     ~SocketFeed() override;

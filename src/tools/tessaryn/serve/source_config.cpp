@@ -25,7 +25,7 @@ std::vector<ColumnType> ParseTypes(const std::vector<std::string>& texts) {
         try {
             types.push_back(ParseColumnType(text));
         } catch (const CommandError& error) {
-            // Its option of the command line is a key here.
+            // The option of the command line has the same name as the key.
             throw CommandError(Poco::replace(std::string(error.what()), "--type ", ""));
         }
         const auto same = std::count_if(types.begin(), types.end(), [&](const ColumnType& each) {

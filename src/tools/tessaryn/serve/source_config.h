@@ -13,7 +13,7 @@ SourceConfig ReadSourceSection(const ConfigSection& section, ConfigSectionReader
                                ConfigMistakes& mistakes);
 
 /// Reads a section [stream.NAME].
-/// \param capacity what the stream has unless the section says it
+/// \param capacity the stream's capacity unless the section gives one
 StreamConfig ReadStreamSection(const ConfigSection& section, ConfigSectionReader& reader,
                                long capacity, ConfigMistakes& mistakes);
 

@@ -20,13 +20,13 @@ namespace velmora::tool {
 
 namespace {
 
-// The kind of a file; none for what is not there.
+// The kind of a file; none if it does not exist.
 mode_t GetKind(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
-// The name of a stream: that of the file without folders and ending.
+// The name of a stream: the file's name without folders and ending.
 std::string GetDefaultStream(const std::string& path) {
     return std::filesystem::path(path).stem().string();
 }
@@ -50,7 +50,8 @@ std::vector<NamedSource> TableFeed::Open(SignalWatcher& signals, bool isFifo) co
     if (!isFifo) {
         return OpenSources(from, {from}, settings, signals);
     }
-    // Open for writing, too, the FIFO does not end with its writer, and loses nothing between two.
+    // Also opened for writing, so that the FIFO does not end with its writer, and nothing is lost
+    // between two writers.
     const int descriptor = open(from.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
         throw CommandError("cannot open " + Quoted(from) + ": " + std::strerror(errno));
@@ -69,7 +70,7 @@ void TableFeed::Read(NamedSource& named, const SignalWatcher& signals, bool isRe
     }
     bool isOld = isRegular && context.config.onlyNew;
     std::uint64_t oldRows = 0;
-    // From here on, the source waits only when all rows that the file had are read.
+    // From here on the source waits only after all rows in the file have been read.
     source.BeforeWait([&](const SourceProgress& read) {
         if (isOld && read.bytesRead >= read.bytes) {
             isOld = false;

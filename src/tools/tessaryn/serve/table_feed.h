@@ -12,7 +12,7 @@
 
 namespace velmora::tool {
 
-/// Reads a file, which it follows, a FIFO, standard input, or this machine's figures.
+/// Reads a file and follows it, or reads a FIFO, standard input, or this machine's figures.
 class TableFeed : public Feed {
   public:
     /// \param context is copied; what it refers to must outlive the feed

@@ -33,7 +33,7 @@ void WebhookAction::Tick() {
     Abort(true);
 }
 
-// Ends the request under way, as timeouts count each of its steps anew.
+// Ends the current request: its timeouts apply to each step, not to the whole.
 void WebhookAction::Abort(bool onlyLate) {
     const std::lock_guard lock(sessionMutex);
     if (session != nullptr && (!onlyLate || Clock::now() > due)) {
@@ -56,7 +56,7 @@ void WebhookAction::Post(const Event& event) {
     throw CommandError(config.url + ": " + failure);
 }
 
-// False when the request is to be tried again.
+// Returns false if the request should be tried again.
 bool WebhookAction::TryPost(const Event& event, std::string& failure) {
     Poco::Net::HTTPClientSession request(url.getHost(), url.getPort());
     const Poco::Timespan timeout(config.timeout.count());

@@ -18,10 +18,10 @@ class HTTPClientSession;
 
 namespace velmora::tool {
 
-/// Posts each event as JSON to an address, on a thread of its own.
+/// Posts each event as JSON to an address, on its own thread.
 ///
-/// An answer of 2xx is a success. Others of 4xx than 408 and 429 are final; else the request is
-/// tried again after a while.
+/// A status of 2xx is a success; 4xx, except for 408 and 429, is a final failure. Otherwise the
+/// request is tried again after a pause.
 class WebhookAction : public Action {
   public:
     WebhookAction(const WebhookConfig& config, ServiceLog& log);
@@ -38,10 +38,10 @@ class WebhookAction : public Action {
     WebhookConfig config;
     Poco::URI url;
     std::mutex sessionMutex;
-    // Guarded by that mutex: the request under way.
+    // The current request. Guarded by that mutex.
     Poco::Net::HTTPClientSession* session = nullptr;
     Clock::time_point due;
-    // Last, as its thread uses the above.
+    // The last member, since its thread uses the others.
     ActionQueue queue;
 };
 

@@ -16,7 +16,7 @@ namespace velmora::tool {
 /// Reads the streams of a document, each in the order of pushing.
 class DocumentReader : public SampleReader {
   public:
-    /// \param maxMemory bytes that the document's nodes may take, and its samples again
+    /// \param maxMemory bytes that the document's nodes may take, and as many for its samples
     /// \throws storage::StorageException when the document cannot be read
     DocumentReader(const std::string& file, std::uint64_t maxMemory);
 
@@ -34,9 +34,9 @@ class DocumentReader : public SampleReader {
 
     core::tessaryn::Document document;
     std::vector<NamedStream> streams;
-    // Counts the streams; at first there is none.
+    // The index of the current stream.
     std::size_t current = static_cast<std::size_t>(-1);
-    // Nobody else has the document: the samples stay.
+    // Only this object uses the document, so the samples stay.
     std::vector<core::tessaryn::Sample*> samples;
     std::size_t next = 0;
 };

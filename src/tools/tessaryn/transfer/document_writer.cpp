@@ -21,8 +21,8 @@ namespace {
 
 const utils::Version nextVersion(1, 0, 0);
 
-// Samples that a stream keeps, where its source does not say how many, unless it has more.
-constexpr long leastSize = 1000;
+// The minimum capacity of a stream whose source does not give one.
+constexpr long minSize = 1000;
 
 }  // namespace
 
@@ -37,7 +37,7 @@ DocumentWriter::DocumentWriter(const std::string& file, const std::vector<Stream
     }
 }
 
-// A stream of a document has samples of one type: those of another one get a stream of their own.
+// A stream of a document has samples of one type; samples of another type get another stream.
 void DocumentWriter::AddTarget(const StreamLayout& layout) {
     const auto isTaken = [this](const std::string& path) {
         return std::any_of(targets.begin(), targets.end(),
@@ -55,8 +55,8 @@ void DocumentWriter::AddTarget(const StreamLayout& layout) {
     targets.push_back({std::move(path), &AddType(layout.path, *layout.type), layout.maxSize, {}});
 }
 
-// A type of the same full name, version and entries: under the path of the stream where the type
-// is named like it.
+// Adds a type of the same full name, version and entries; at the path of the stream if the type has
+// the same name.
 tsn::StreamType& DocumentWriter::AddType(const std::string& path, const tsn::StreamType& type) {
     const std::string name = type.GetFullName();
     std::string pathAsName = path;
@@ -88,7 +88,7 @@ void DocumentWriter::Write(const std::string& path, const tsn::Sample& sample) {
 
 void DocumentWriter::Finish() {
     for (Target& target : targets) {
-        const long count = std::max(leastSize, static_cast<long>(target.samples.size()));
+        const long count = std::max(minSize, static_cast<long>(target.samples.size()));
         tsn::Stream* const stream = document.streams->AddStream(
             target.path, target.type, target.maxSize > 0 ? target.maxSize : count);
         for (std::unique_ptr<tsn::Sample>& sample : target.samples) {

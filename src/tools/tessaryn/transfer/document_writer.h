@@ -41,7 +41,7 @@ class DocumentWriter : public SampleWriter {
     core::tessaryn::Document document;
     std::vector<StreamLayout> streams;
     LayoutIndex layouts{streams};
-    // The streams do not exist before their number of samples is known.
+    // Streams are added at the end, when their numbers of samples are known.
     std::vector<Target> targets;
     std::vector<std::string> losses;
 };

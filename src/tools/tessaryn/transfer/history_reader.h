@@ -24,7 +24,7 @@ class HistoryFileReader : public SampleReader {
     std::vector<StreamLayout> GetStreams() const override { return streams; }
     void Restrict(const std::string& pattern, std::int64_t since, std::int64_t until) override;
     bool Next() override;
-    /// Lets go of the file until the next call of `Next`.
+    /// Releases the file until the next call of `Next`.
     void Suspend() { reader->Suspend(); }
     const std::string& GetPath() const override { return reader->GetPath(); }
     const core::tessaryn::Sample& GetSample() const override { return reader->GetSample(); }

@@ -17,9 +17,9 @@ namespace velmora::tool {
 /// Writes a new history.
 class HistoryFileWriter : public SampleWriter {
   public:
-    /// \throws CommandError when there is such a file: other programs may have it open
+    /// \throws CommandError when the file exists: other programs may have it open
     explicit HistoryFileWriter(const std::string& file);
-    /// Removes what was written, unless `Finish` returned.
+    /// Removes the file, unless `Finish` has returned.
     ~HistoryFileWriter() override;
 
     void Write(const std::string& path, const core::tessaryn::Sample& sample) override;
@@ -30,7 +30,7 @@ class HistoryFileWriter : public SampleWriter {
     void RemovePart() const;
 
     std::string file;
-    /// The file until it is finished.
+    /// The temporary file.
     std::string part;
     std::unique_ptr<storage::HistoryWriter> writer;
     std::map<std::string, std::int64_t> newest;

@@ -11,7 +11,7 @@
 
 namespace velmora::tool {
 
-/// A stream type that is in no repository, and has a name all the same.
+/// A stream type that has a name without being in a repository.
 class NamedType : private core::INamedObject {
   public:
     NamedType(const std::string& name, const utils::Version& version)

@@ -26,8 +26,8 @@ FileKind GetFileKind(const std::string& path);
 std::unique_ptr<SampleReader> MakeReader(const std::string& path, const SourceSettings& settings,
                                          SignalWatcher& signals);
 
-/// Begins a new file.
-/// \param streams what will be written
+/// Creates a writer for a new file.
+/// \param streams that will be written
 /// \param separator splits the paths of the streams
 /// \throws CommandError, storage::StorageException when it cannot be written
 std::unique_ptr<SampleWriter> MakeWriter(const std::string& path,

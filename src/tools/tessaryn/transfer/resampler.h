@@ -18,32 +18,32 @@
 
 namespace velmora::tool {
 
-/// Makes one sample of those of each interval: of an entry of one number the figures that are asked
-/// for, of each other entry its last value.
+/// Combines the samples of each interval into one: it has the requested figures of each entry that
+/// is a number, and the last value of the others.
 ///
-/// Intervals begin at multiples of their length since the Unix epoch; the sample has the time of
-/// the begin. A sample that is out of order counts for the interval before it.
+/// Intervals begin at multiples of their length since the Unix epoch; the sample gets the time of
+/// the beginning. A sample that is out of order counts for the current interval.
 class Resampler {
   public:
-    /// \param sources what will be added
-    /// \param figures "mean", "min", "max" or "last"; of one, entries keep their names, of several
-    /// they are "x_mean" and so on
+    /// \param sources the layouts of the samples that will be added
+    /// \param figures "mean", "min", "max" or "last"; with one figure entries keep their names,
+    /// with several they become "x_mean" and so on
     /// \throws CommandError when there is no such figure, or one comes twice
     Resampler(const std::vector<StreamLayout>& sources, std::chrono::microseconds interval,
               const std::vector<std::string>& figures);
 
-    /// What is written.
+    /// The layouts of the results.
     const std::vector<StreamLayout>& GetStreams() const { return layouts; }
 
-    /// Adds a sample, and writes the interval before it where that is over.
+    /// Adds a sample; writes the previous interval if that is over.
     void Add(const std::string& path, const core::tessaryn::Sample& sample, SampleWriter& writer);
-    /// Writes the intervals that are not over.
+    /// Writes the open intervals.
     void Finish(SampleWriter& writer);
 
   private:
     enum class Figure { mean, min, max, last };
 
-    /// An entry of the samples and, of a number, what is known of its values.
+    /// An entry of the samples and, for a number, the figures of its values.
     struct Column {
         unsigned short id;
         bool isNumber;
@@ -57,7 +57,7 @@ class Resampler {
         NamedType type;
         std::vector<Column> columns{};
         std::int64_t begin = 0;
-        /// The sample that was added last; none in an interval without one.
+        /// The last sample of the interval; none if it has no sample.
         std::optional<core::tessaryn::Sample> last{};
     };
 

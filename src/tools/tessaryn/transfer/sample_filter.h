@@ -18,7 +18,7 @@
 
 namespace velmora::tool {
 
-/// What a command takes of the samples that it reads.
+/// Which samples and entries a command selects.
 struct FilterOptions {
     std::string stream;
     std::string since;
@@ -26,7 +26,7 @@ struct FilterOptions {
     std::vector<std::string> columns;
     std::string rule;
 
-    /// Whether everything is taken.
+    /// Whether everything is selected.
     bool IsEmpty() const {
         return stream.empty() && since.empty() && until.empty() && columns.empty() && rule.empty();
     }
@@ -36,7 +36,7 @@ struct FilterOptions {
 /// \param options \ownership observes: set when the command line is parsed
 void AddFilterOptions(CLI::App& command, FilterOptions& options);
 
-/// Selects streams and samples, and leaves entries out.
+/// Selects streams, samples and entries.
 class SampleFilter {
   public:
     /// \param reader \ownership observes: must outlive the filter
@@ -46,14 +46,14 @@ class SampleFilter {
     SampleFilter& operator=(const SampleFilter&) = delete;
     ~SampleFilter();
 
-    /// The streams that are selected, with the types of the samples that are left of them.
+    /// The selected streams, with the types of the samples reduced to the selected entries.
     const std::vector<StreamLayout>& GetStreams() const { return selected; }
 
-    /// Reads on to the next sample that is selected.
+    /// Reads up to the next selected sample.
     /// \return false at the end
     /// \throws CommandError when the rule cannot be evaluated, and what the reader throws
     bool Next();
-    // What `Next` found; valid until it is called again.
+    // The sample that `Next` found; valid until it is called again.
     const std::string& GetPath() const { return reader.GetPath(); }
     const core::tessaryn::Sample& GetSample() const { return *sample; }
 

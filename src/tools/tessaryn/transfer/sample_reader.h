@@ -25,8 +25,8 @@ struct StreamLayout {
     std::vector<std::string> units{};
 };
 
-/// Finds the layout of a sample among those that were announced. Readers and filters may hand out
-/// samples of a type object that is not the announced one, but equals it.
+/// Finds the layout of a sample among those that were announced. The type objects of samples may be
+/// others than the announced ones, but equal them.
 class LayoutIndex {
   public:
     /// \param layouts \ownership observes
@@ -38,7 +38,7 @@ class LayoutIndex {
 
   private:
     const std::vector<StreamLayout>& layouts;
-    // Most samples are of the stream of the one before.
+    // Most samples belong to the same stream as the previous one.
     std::string lastPath;
     const core::tessaryn::StreamType* lastType = nullptr;
     std::size_t lastIndex = 0;
@@ -52,23 +52,23 @@ class SampleReader {
     SampleReader& operator=(const SampleReader&) = delete;
     virtual ~SampleReader() = default;
 
-    /// The streams; one that has samples of several types is there for each of them.
+    /// The streams; one with samples of several types is listed for each of these.
     virtual std::vector<StreamLayout> GetStreams() const = 0;
     /// Separates the names in a path.
     virtual char GetSeparator() const { return '/'; }
 
-    /// What of the samples is needed at all, as a hint before the first call of `Next`.
+    /// Hints, before the first call of `Next`, which samples are needed.
     /// \param pattern of the streams' paths; empty for all
     /// \param since,until microseconds since the Unix epoch; the second is excluded
     virtual void Restrict(const std::string& /*pattern*/, std::int64_t /*since*/,
                           std::int64_t /*until*/) {}
 
-    /// Reads on.
+    /// Reads the next sample.
     /// \return false at the end
     virtual bool Next() = 0;
-    /// How much of the file was read, where that is known.
+    /// How much of the file was read, if that is known.
     virtual SourceProgress GetProgress() const { return {}; }
-    // What `Next` read; valid until it is called again.
+    // The sample that `Next` read; valid until it is called again.
     virtual const std::string& GetPath() const = 0;
     virtual const core::tessaryn::Sample& GetSample() const = 0;
 };

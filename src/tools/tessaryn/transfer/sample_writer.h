@@ -11,7 +11,7 @@
 
 namespace velmora::tool {
 
-/// Writes samples to a new file, which takes the place of an old one at the end.
+/// Writes samples to a new file, which replaces an old one at the end.
 class SampleWriter {
   public:
     SampleWriter() = default;
@@ -21,10 +21,10 @@ class SampleWriter {
 
     /// \throws CommandError when the file cannot hold the sample
     virtual void Write(const std::string& path, const core::tessaryn::Sample& sample) = 0;
-    /// Puts the file into its place.
+    /// Completes the file and moves it into place.
     /// \throws storage::StorageException when it cannot be written
     virtual void Finish() = 0;
-    /// What the file does not tell its reader, a sentence each; known after `Finish`.
+    /// Warnings about information that the format loses, one sentence each; known after `Finish`.
     virtual std::vector<std::string> GetLosses() const { return {}; }
 };
 

@@ -33,7 +33,7 @@ bool NeedsQuotes(std::string_view text) {
            text.find_first_of(",\"\r\n\t;|") != std::string_view::npos;
 }
 
-// Whether a value reads back: CSV knows infinities, but NaN is a missing value.
+// Whether a value can be read back: CSV has infinities, but NaN is a missing value.
 template <class T>
 bool IsRead(T value, bool isJson) {
     if constexpr (std::is_floating_point_v<T>) {
@@ -206,7 +206,8 @@ void TableWriter::AppendCsvText(const std::string& text) {
     out += '"';
 }
 
-// What a reader infers: text if the first value is not a number, else integers or decimals.
+// The type that a reader infers: text if the first value is not a number, else integers or
+// decimals.
 void TableWriter::NoteCell(Column& column, std::string_view text, unsigned int size) const {
     column.minSize = std::min(column.minSize, size);
     column.maxSize = std::max(column.maxSize, size);

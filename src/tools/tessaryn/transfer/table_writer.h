@@ -13,11 +13,11 @@
 
 namespace velmora::tool {
 
-/// Writes a row a sample: CSV with a header, or JSON lines.
+/// Writes a row for each sample: CSV with a header, or JSON lines.
 ///
-/// The columns are the time, the stream where there are several, and all entries by name. Several
-/// elements have ";" between them in CSV, and are an array in JSON lines. A value that is missing
-/// leaves the cell empty, or is null.
+/// The columns are the time, the stream if there are several, and all entries by name. Several
+/// elements are joined with ";" in CSV, and are an array in JSON lines. A missing value is an empty
+/// cell or null.
 class TableWriter : public SampleWriter {
   public:
     enum class Form { csv, jsonLines };
@@ -29,7 +29,7 @@ class TableWriter : public SampleWriter {
     std::vector<std::string> GetLosses() const override;
 
   private:
-    /// A column, and what its cells look like to a reader who does not know its type.
+    /// A column, and the type that its cells suggest to a reader.
     struct Column {
         std::string name;
         core::tessaryn::BaseType type;
