@@ -75,7 +75,7 @@ void SetRow(Sample& sample, std::size_t row, const std::vector<Elements>& column
     }
 }
 
-// Some samples at a time, so that they are filled while the processor's cache holds them.
+// Fills some samples at a time, while they are in the processor's cache.
 SampleBatch MakeBatch(StreamType& type, std::span<const std::int64_t> times,
                       const std::vector<Elements>& columns) {
     constexpr std::size_t chunk = 256;

@@ -10,10 +10,10 @@
 
 namespace velmora::python {
 
-/// Pushes rows that come as columns, all or none.
+/// Pushes rows given as columns, all or none.
 /// \param times of the rows, in microseconds since the Unix epoch
 /// \param columns pairs of an entry's name and its values: an array of the entry's own dtype, or a
-/// list of what `SetEntry` takes; each with as many rows as there are times
+/// list of objects that `SetEntry` accepts; each with as many rows as there are times
 /// \throws as `EntryTable::SetEntries`, naming the row; nothing is pushed then
 void PushColumns(const StreamHandle& handle,
                  const py::array_t<std::int64_t, py::array::c_style>& times,

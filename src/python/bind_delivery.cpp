@@ -33,11 +33,11 @@ using std::chrono::microseconds;
 namespace {
 
 constexpr std::size_t workers = 2;
-// How long a thread waits before it looks whether the user interrupts.
+// How long a thread waits before it checks for an interrupt of the user.
 constexpr microseconds slice = std::chrono::milliseconds(100);
 
-// The dispatcher that subscriptions share. What it holds is used with the GIL only, and left alone
-// when the process ends: the workers may be gone then.
+// The dispatcher that subscriptions share. Used with the GIL only, and not destroyed when the
+// process ends: the workers may be gone then.
 struct Hub {
     std::shared_ptr<Dispatcher> dispatcher;
     bool isClosed = false;
@@ -51,7 +51,7 @@ Hub& GetHub() {
 std::shared_ptr<Dispatcher> GetDispatcher() {
     Hub& hub = GetHub();
     if (hub.isClosed) {
-        throw std::runtime_error("The interpreter is ending: nothing is delivered any more.");
+        throw std::runtime_error("The interpreter is ending: nothing more is delivered.");
     }
     if (hub.dispatcher == nullptr) {
         hub.dispatcher = std::make_shared<Dispatcher>(workers, "python");
@@ -67,7 +67,7 @@ void CloseHub() {
 }
 
 void AbandonHub() {
-    // What the threads of the parent held cannot be ended here.
+    // The objects of the parent's threads cannot be destroyed here.
     static_cast<void>(new std::shared_ptr<Dispatcher>(std::move(GetHub().dispatcher)));
     GetHub().dispatcher = nullptr;
     GetCallGate().Reset();
@@ -92,7 +92,8 @@ delivery::Rule RuleOf(const RuleRecord* record) {
                              : delivery::Rule(record->GetText());
 }
 
-// What Python holds of a subscription. Ends with the GIL held, which the names of the entries need.
+// Python's handle of a subscription. Destroyed with the GIL held, which the names of the entries
+// need.
 struct DeliveryHandle {
     std::shared_ptr<const EntryTable> entries;
     std::shared_ptr<Subscription> subscription;
@@ -127,7 +128,7 @@ const char* KindOf(core::tessaryn::StreamChangeType change) {
     return kinds[change];
 }
 
-// What tessaryn.Change is made of.
+// The fields of a tessaryn.Change.
 py::tuple Describe(const Subscription::Change& change, const EntryTable& entries) {
     return py::make_tuple(KindOf(change.changeType),
                           FromMicroseconds(change.sample.GetTimeStamp().epochMicroseconds()),
@@ -138,9 +139,9 @@ std::optional<std::chrono::steady_clock::time_point> DeadlineOf(std::optional<st
     if (!span) {
         return std::nullopt;
     }
-    // A year is for ever, and does not overflow.
-    const auto longest = microseconds(std::chrono::hours(24 * 365));
-    return std::chrono::steady_clock::now() + std::min(microseconds(*span), longest);
+    // A year stands for infinity, and does not overflow.
+    const auto maxSpan = microseconds(std::chrono::hours(24 * 365));
+    return std::chrono::steady_clock::now() + std::min(microseconds(*span), maxSpan);
 }
 
 // Waits in slices, so that the user can interrupt.

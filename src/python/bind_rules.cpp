@@ -95,8 +95,8 @@ void BindOperators(py::class_<RuleRecord>& rule) {
 void BindRules(py::module_& module) {
     py::class_<RuleRecord> rule(
         module, "Rule",
-        "What selects samples and changes, such as Rule(\"level > 3 && alarm == 1\").\n\n"
-        "Rules are combined with &, |, ^ and ~. A text that is no rule raises RuleSyntaxError.");
+        "A rule that selects samples and changes, such as Rule(\"level > 3 && alarm == 1\").\n\n"
+        "Rules are combined with &, |, ^ and ~. A malformed text raises RuleSyntaxError.");
     rule.def(py::init([](const py::str& text) { return RuleRecord(ToBytes(text)); }),
              py::arg("text"));
     rule.def_property_readonly(

@@ -7,7 +7,7 @@
 
 namespace velmora::python {
 
-/// Adds the classes of rules and what is found in them.
+/// Adds the classes of rules and findings.
 void BindRules(py::module_& module);
 
 }  // namespace velmora::python

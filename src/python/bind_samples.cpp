@@ -25,7 +25,7 @@ using core::tessaryn::Stream;
 
 namespace {
 
-// Time and values: what a tessaryn.Sample is made of.
+// Time and values, from which a tessaryn.Sample is made.
 py::tuple Row(const Sample& sample, const EntryTable& entries) {
     return py::make_tuple(FromMicroseconds(sample.GetTimeStamp().epochMicroseconds()),
                           entries.GetValues(sample));

@@ -8,7 +8,7 @@
 
 namespace velmora::python {
 
-/// Adds what pushes, changes, removes and reads samples.
+/// Adds the operations that push, change, remove and read samples.
 void BindSamples(py::class_<StreamHandle>& stream);
 
 }  // namespace velmora::python

@@ -51,7 +51,7 @@ void BindStream(py::module_& module) {
         [](const StreamHandle& self) {
             return self.Use([](Stream& used) { return used.GetMaxSize(); });
         },
-        "How many samples the stream keeps.");
+        "The maximum number of samples.");
     stream.def("__len__", [](const StreamHandle& self) {
         return self.Use([](Stream& used) { return used.GetNumSamples(); });
     });

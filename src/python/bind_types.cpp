@@ -28,15 +28,15 @@ py::object Tables(const char* function) {
     return py::module_::import("tessaryn._tables").attr(function);
 }
 
-// An entry from its name and the pair of type name and size that _tables.entry_spec makes of what
-// the caller gave.
+// Makes an entry from its name and the pair of type name and size that _tables.entry_spec returns
+// for the caller's argument.
 SampleEntry EntryOf(py::handle key, py::handle spec) {
     const py::tuple parts = Tables("entry_spec")(spec);
     const std::string typeName = ToBytes(parts[0]);
     const core::tessaryn::BaseType type = core::tessaryn::GetTypeFromString(typeName);
     if (type == core::tessaryn::UnknownType) {
         throw std::invalid_argument("entry '" + ToBytes(key) + "': '" + typeName +
-                                    "' is no type of entries");
+                                    "' is not a value type");
     }
     return {ToBytes(key), type, parts[1].cast<unsigned int>()};
 }
@@ -55,7 +55,7 @@ std::shared_ptr<TypeRecord> MakeType(const std::string& name, const std::string&
     return std::make_shared<TypeRecord>(name, Version(version), list);
 }
 
-// Name, version and entries come by position, so that an entry may have any of these names.
+// Name, version and entries are positional, so that an entry may have any of these names.
 std::shared_ptr<TypeRecord> MakeOfArguments(const py::args& arguments, const py::kwargs& more) {
     if (arguments.empty() || arguments.size() > 3) {
         throw py::type_error("StreamType takes a name, a version and entries by position, not " +
@@ -164,7 +164,7 @@ void BindTypes(py::module_& module) {
     store.def("find", [](TypeStore& self, const py::str& path, const py::object& version) {
         const std::string bytes = ToBytes(path);
         const std::optional<Version> number = OptionalVersion(version);
-        // Nothing of a record changes, so that the const of C++ says nothing to Python.
+        // Records are immutable, so the const of C++ has no meaning in Python.
         return std::const_pointer_cast<TypeRecord>(
             Unlocked([&] { return self.Find(bytes, number); }));
     });

@@ -7,7 +7,7 @@ namespace velmora::python {
 
 namespace {
 
-// What the bindings have called for each function: one for all of them.
+// The wrapper that the bindings call for every function.
 PyCFunctionWithKeywords dispatch = nullptr;
 
 PyObject* CallGuarded(PyObject* self, PyObject* arguments, PyObject* names) {

@@ -9,12 +9,12 @@
 
 namespace velmora::python {
 
-/// What every call of Python into this module passes.
+/// Guards every call from Python into this module.
 ///
-/// An interpreter that ends stops its other threads by unwinding them, where they next run code of
-/// Python. That would run destructors of Python objects without the GIL in a thread that is within
-/// a function of this module, and leave one within the library running while the process takes
-/// it down. So the end waits until no call is under way, and refuses others.
+/// When the interpreter ends, it unwinds other threads where they next acquire the GIL. In a thread
+/// that is inside a function of this module, that would run destructors of Python objects without
+/// the GIL; a thread inside the library would continue while the process destroys it. Therefore the
+/// end of the interpreter waits until no call is running, and refuses new ones.
 ///
 /// \threadsafety external: needs the GIL
 class CallGate {
@@ -23,7 +23,7 @@ class CallGate {
     CallGate(const CallGate&) = delete;
     CallGate& operator=(const CallGate&) = delete;
 
-    /// Has all functions of a module and its classes pass this gate, which exists as long as they.
+    /// Wraps all functions of a module and its classes; the gate must live as long as they do.
     void Guard(const py::module_& module);
 
     /// Begins a call.
@@ -34,9 +34,9 @@ class CallGate {
 
     /// Refuses calls of other threads from now on. SystemExit ends a thread without a message.
     void Close();
-    /// To be called in the child of a fork, by the only thread that there is.
+    /// Must be called in the child of a fork, by its only thread.
     void Reset();
-    /// The calls that have begun and not ended.
+    /// The number of running calls.
     unsigned int CountUnderWay() const { return underWay; }
 
   private:
@@ -46,7 +46,7 @@ class CallGate {
 };
 
 /// The gate of this module.
-/// \return \ownership lends: for ever
+/// \return \ownership lends: lives as long as the process
 CallGate& GetCallGate();
 
 }  // namespace velmora::python

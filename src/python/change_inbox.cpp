@@ -116,7 +116,7 @@ int ChangeInbox::GetDescriptor() {
     return descriptor;
 }
 
-// Neither can fail: the descriptor is open, and its counter far from its end.
+// Neither can fail: the descriptor is open, and its counter far from its maximum.
 void ChangeInbox::Signal() {
     if (descriptor >= 0) {
         static_cast<void>(::eventfd_write(descriptor, 1));

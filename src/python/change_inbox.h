@@ -16,10 +16,11 @@
 
 namespace velmora::python {
 
-/// Where the workers of a delivery leave changes for a thread of Python, so that no worker ever
-/// needs the GIL.
+/// A queue in which the workers of a delivery leave changes for threads of Python, so that no
+/// worker needs the GIL.
 ///
-/// Its mutex is the last of all: nothing is locked, and no foreign code called, under it.
+/// Its mutex is the last in the lock order: while it is held, nothing else is locked and no foreign
+/// code is called.
 ///
 /// \threadsafety guarded
 class ChangeInbox {
@@ -31,34 +32,34 @@ class ChangeInbox {
         std::uint64_t dropped = 0;
     };
 
-    /// \param capacity changes that wait at most
-    /// \param overflow what happens to one change more; `wait` has `Put` wait
+    /// \param capacity the most changes that wait
+    /// \param overflow what happens to a further change; with `wait`, `Put` waits
     ChangeInbox(std::size_t capacity, delivery::Overflow overflow);
     ChangeInbox(const ChangeInbox&) = delete;
     ChangeInbox& operator=(const ChangeInbox&) = delete;
     ~ChangeInbox();
 
-    /// Leaves a change; the sample is moved out. Called by a worker.
+    /// Adds a change, whose sample is moved from. Called by a worker.
     void Put(Change& change);
-    /// No change will come any more; those that wait can still be taken.
+    /// Declares that no more changes will come; waiting ones can still be taken.
     void End();
-    /// Ends, drops what waits, and has all waiting calls return.
+    /// As `End`, and drops waiting changes; all waiting calls return.
     void Close();
 
-    /// Waits for a change and takes it. The one taken before counts as handled from now on.
-    /// `Change::dropped` is what was dropped since that one.
-    /// \return nothing when the time is over, or at the end
+    /// Waits for a change and takes it. The previous one counts as handled from now on.
+    /// `Change::dropped` is the number dropped since that one.
+    /// \return nothing on timeout, or at the end
     std::optional<Change> Take(std::chrono::microseconds timeout);
-    /// Whether `Take` will give nothing any more.
+    /// Whether `Take` will give no more changes.
     bool HasEnded() const;
-    /// Waits until what was put in before this call has been handled or dropped.
+    /// Waits until all changes added before this call have been handled or dropped.
     /// \return whether that happened in time
     bool Drain(std::chrono::microseconds timeout);
     Counts GetCounts() const;
 
-    /// A descriptor that is readable while there is something to take, the end included.
-    /// \return it belongs to this object
-    /// \throws std::system_error when there is none left
+    /// A descriptor that is readable while `Take` would return at once, also at the end.
+    /// \return the descriptor, which belongs to this object
+    /// \throws std::system_error when the process has no descriptor left
     int GetDescriptor();
 
   private:

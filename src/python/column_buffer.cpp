@@ -16,7 +16,7 @@ namespace {
 
 void CopyElements(char* out, std::string_view bytes, core::tessaryn::BaseType type) {
     if (type == core::tessaryn::Bool) {
-        // A byte that was read from a file may be neither 0 nor 1.
+        // A Boolean from a file may be a byte other than 0 and 1.
         for (const char byte : bytes) {
             *out++ = static_cast<char>(byte != 0);
         }
@@ -65,7 +65,7 @@ ColumnBuffer::ColumnBuffer(const StreamType& type, const std::vector<Sample*>& s
     }
 }
 
-// Row by row, since a sample's memory is far from the next one's.
+// Row by row, since samples are scattered in memory.
 void ColumnBuffer::CopyUniform(const std::vector<Sample*>& samples) {
     for (std::size_t row = 0; row < rows; ++row) {
         const Sample& sample = *samples[row];
@@ -110,7 +110,7 @@ py::object ColumnBuffer::ToArray(ColumnData& column) const {
 py::object ColumnBuffer::ToObjects(const ColumnData& column) {
     const std::string_view all = column.ragged.bytes;
     const auto count = static_cast<py::ssize_t>(column.ragged.ends.size());
-    // New arrays of objects are full of None.
+    // New arrays of objects are filled with None.
     py::array result(py::dtype("O"), count);
     auto** const out = static_cast<PyObject**>(result.mutable_data());
     std::size_t begin = 0;

@@ -14,8 +14,8 @@
 
 namespace velmora::python {
 
-/// Copies of times and entries of samples as columns, in memory that NumPy's arrays then own.
-/// Filled under a stream's lock, thus without the GIL.
+/// Copies the times and entries of samples into columns, in memory that NumPy's arrays then own.
+/// Filled under a stream's lock, and therefore without the GIL.
 ///
 /// \threadsafety external
 class ColumnBuffer {
@@ -31,12 +31,12 @@ class ColumnBuffer {
     py::object ToPython(const std::string& name);
 
   private:
-    // Every sample has the entry's declared size: the elements one after another.
+    // For entries of a fixed size: the elements of all samples in sequence.
     struct Uniform {
         std::unique_ptr<char[]> bytes;
         std::size_t bytesPerRow = 0;
     };
-    // Texts and arrays of different lengths.
+    // For texts and arrays of different lengths.
     struct Ragged {
         std::string bytes;
         std::vector<std::size_t> ends;

@@ -32,7 +32,7 @@ bool IsEarlier(const Sample* left, const Sample* right) {
     return TimeOf(left) < TimeOf(right);
 }
 
-// The times are gathered first: a sample's memory is far from the next one's.
+// Collects the times first, since samples are scattered in memory.
 void SortByTime(Samples& samples) {
     if (std::is_sorted(samples.begin(), samples.end(), IsEarlier)) {
         return;
@@ -54,14 +54,15 @@ class OrderedSamples {
     OrderedSamples(const Stream& stream, const Selection& selection)
         : stream(stream), selection(selection) {}
 
-    /// Calls a function object with the samples, under the stream's lock.
+    // Calls a function object with the samples, under the stream's lock.
     template <class Visit>
     void Use(Visit visit) {
         const Poco::Timestamp since(
             selection.since.value_or(std::numeric_limits<std::int64_t>::min()));
         bool isDone = false;
         if (selection.until) {
-            // By a search. The order of storage is that of pushing unless times are equal.
+            // Found by a search, in the order of storage, which is that of pushing except for equal
+            // times.
             stream.GetBetween(since, Poco::Timestamp(*selection.until), [&](const Samples& found) {
                 Samples samples = found;
                 SortByTime(samples);

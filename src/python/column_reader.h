@@ -16,12 +16,12 @@ class ISubscriptionRule;
 
 namespace velmora::python {
 
-/// Which samples of a stream are wanted.
+/// Selects samples of a stream.
 struct Selection {
     /// The first and the last time, in microseconds since the Unix epoch.
     std::optional<std::int64_t> since;
     std::optional<std::int64_t> until;
-    /// Null, or a rule that the samples fulfil, as if each were pushed. \ownership observes
+    /// A rule that the samples satisfy, as if each were pushed, or null. \ownership observes
     const core::tessaryn::ISubscriptionRule* rule = nullptr;
 };
 

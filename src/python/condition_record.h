@@ -17,8 +17,8 @@ namespace velmora::python {
 
 class EntryTable;
 
-/// What Python holds of a chain of conditions: the chain, what it needs of a type, and how it is
-/// written.
+/// Python's representation of a chain of conditions: the chain, what it needs of a type, and its
+/// text.
 ///
 /// \threadsafety immutable
 class ConditionRecord {

@@ -11,7 +11,7 @@
 
 namespace velmora::python {
 
-/// The bytes of one entry in samples of one stream type, whatever the entry's type is.
+/// The bytes of one entry of any value type, in samples of one stream type.
 ///
 /// The stream type must outlive it.
 ///
@@ -29,24 +29,25 @@ class EntryAccess : private core::tessaryn::detail::FieldBase {
 
     using FieldBase::GetEntry;
     using FieldBase::GetType;
-    /// The time of a sample of any type, without a copy of a Poco::Timestamp, which is a call.
+    /// The time of a sample of any type. Avoids copying a Poco::Timestamp, which is a function
+    /// call.
     using FieldBase::TimeOf;
 
     BaseType GetValueType() const { return valueType; }
     bool IsText() const { return valueType == core::tessaryn::String; }
     /// Bytes of an element.
     std::size_t GetWidth() const { return width; }
-    /// Elements in a new sample: 0 where samples have as many as their pusher gave them.
+    /// Elements in a new sample; 0 if the number varies.
     unsigned int GetSize() const { return size; }
-    /// Whether the entry is a number, not an array or a text.
+    /// Whether the entry is a single number, not an array or a text.
     bool IsScalar() const { return size == 1 && !IsText(); }
 
     /// The elements of a sample.
     /// \throws std::invalid_argument when the sample is of another type
     std::string_view BytesOf(const Sample& sample) const { return FindAll(sample); }
-    /// The same, to be written.
+    /// The same, for writing.
     char* ElementsOf(Sample& sample) const { return const_cast<char*>(FindAll(sample).data()); }
-    /// Replaces the text of a `String`, and leaves the time.
+    /// Replaces the text of a `String`, without changing the time.
     void SetText(Sample& sample, std::string_view text) const { Replace(sample, text); }
 
   private:

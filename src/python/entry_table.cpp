@@ -16,7 +16,7 @@ using core::tessaryn::StreamType;
 
 namespace {
 
-// Names the entries that there are: a type of few entries is easy to look at.
+// The message lists the first entries of the type.
 std::string DescribeMissing(const StreamType& type, const std::string& name) {
     constexpr std::size_t maxNames = 10;
     const std::vector<std::string> names = type.GetEntryNames();

@@ -38,7 +38,7 @@ class EntryTable {
   private:
     const core::tessaryn::StreamType* type;
     std::vector<EntryAccess> entries;
-    // Interned, as the names of keyword arguments are.
+    // Interned, like the names of keyword arguments.
     std::vector<py::str> names;
     py::dict ids;
 };

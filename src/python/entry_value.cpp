@@ -138,7 +138,7 @@ void SetCount(Sample& sample, const EntryAccess& entry, std::size_t count) {
     if (entry.GetSize() == 0) {
         sample.Resize(entry.GetEntry(), static_cast<unsigned int>(count));
     }
-    // A sample of a stream may have been read with another size.
+    // A sample that was read may have another size.
     const std::size_t expected = entry.BytesOf(sample).size() / entry.GetWidth();
     if (count != expected) {
         throw py::value_error("expected " + std::to_string(expected) + " elements, not " +
@@ -146,7 +146,7 @@ void SetCount(Sample& sample, const EntryAccess& entry, std::size_t count) {
     }
 }
 
-// Whether the array's memory is what the sample's is.
+// Whether the array has the same layout in memory as the sample.
 bool HasElementsOf(const py::array& array, BaseType type) {
     const bool isContiguous = (array.flags() & py::array::c_style) != 0;
     return array.ndim() == 1 && isContiguous && array.dtype().equal(DtypeOf(type));
@@ -176,7 +176,7 @@ void SetElements(Sample& sample, const EntryAccess& entry, py::handle value) {
     const auto count = static_cast<std::size_t>(PySequence_Fast_GET_SIZE(items.ptr()));
     SetCount(sample, entry, count);
     for (std::size_t i = 0; i < count; ++i) {
-        // A list that the conversion of an item shortens.
+        // Converting an item may have shortened the list.
         if (static_cast<Py_ssize_t>(i) >= PySequence_Fast_GET_SIZE(items.ptr())) {
             throw py::value_error("the sequence changed");
         }
@@ -212,7 +212,7 @@ void SetValue(Sample& sample, const EntryAccess& entry, py::handle value) {
 template <class T>
 py::object NumberOf(const char* bytes) {
     if constexpr (std::is_same_v<T, bool>) {
-        // A byte that was read from a file may be neither 0 nor 1.
+        // A Boolean from a file may be a byte other than 0 and 1.
         return py::bool_(*bytes != 0);
     } else {
         T value;

@@ -11,16 +11,15 @@
 
 namespace velmora::python {
 
-/// Sets an entry of a sample to what a Python object holds, and leaves the time. May run Python
-/// code.
+/// Sets an entry of a sample from a Python object, without changing the time. May run Python code.
 ///
 /// A number for an entry of one element, `str` or `bytes` for a `String`, else a sequence or an
 /// array of as many elements as the entry has; an entry of initial size 0 takes any number.
 /// \throws py::error_already_set TypeError, ValueError or OverflowError, naming the entry
 void SetEntry(core::tessaryn::Sample& sample, const EntryAccess& entry, py::handle value);
 
-/// The value of an entry: a number, `str`, or an array of one dimension where the type's entry is
-/// not of one element.
+/// The value of an entry: a number, a `str`, or, unless the entry has one element, an array of one
+/// dimension.
 py::object GetEntry(const core::tessaryn::Sample& sample, const EntryAccess& entry);
 
 /// An array of elements.
@@ -28,7 +27,7 @@ py::array ArrayOf(core::tessaryn::BaseType type, std::string_view bytes);
 /// The dtype of elements; that of objects for `String`.
 py::dtype DtypeOf(core::tessaryn::BaseType type);
 
-/// The text of bytes that may not be UTF-8: those that are not become lone surrogates.
+/// Converts bytes to a text; bytes that are not UTF-8 become lone surrogates.
 py::str ToText(std::string_view bytes);
 /// The bytes of a `str`, lone surrogates turned back, or of `bytes`.
 std::string ToBytes(py::handle text);

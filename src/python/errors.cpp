@@ -28,7 +28,7 @@ py::object ErrorClass(const char* name) {
     return py::module_::import("tessaryn.errors").attr(name);
 }
 
-// Messages quote texts, which may not be UTF-8.
+// Messages may quote texts that are not UTF-8.
 void Raise(py::handle kind, const char* message) {
     PyErr_SetObject(kind.ptr(), ToText(message).ptr());
 }
@@ -76,7 +76,7 @@ void Translate(std::exception_ptr thrown) {
     }
 }
 
-// As the bindings do it.
+// As pybind11 translates them.
 void TranslateStandard(std::exception_ptr thrown) {
     try {
         std::rethrow_exception(thrown);

@@ -8,8 +8,8 @@
 
 namespace velmora::python {
 
-/// A Python exception of the package's own that C++ throws by the name of its class in
-/// `tessaryn.errors`. `RegisterErrors` has it, and the libraries' exceptions, raised.
+/// Thrown in C++ to raise the exception of the given name in `tessaryn.errors`. `RegisterErrors`
+/// installs the translation of this and of the libraries' exceptions.
 ///
 /// \threadsafety immutable
 class PackageError : public std::runtime_error {
@@ -24,7 +24,7 @@ class PackageError : public std::runtime_error {
     const char* className;
 };
 
-/// What is used has been removed from its repository, or its repository was closed.
+/// An object was used after it was removed from its repository, or the repository was closed.
 /// \threadsafety immutable
 class DeadReference : public std::runtime_error {
   public:
@@ -34,8 +34,8 @@ class DeadReference : public std::runtime_error {
 /// Translates C++ exceptions into Python's.
 void RegisterErrors();
 
-/// Sets Python's error for the C++ exception that is being handled: for functions that Python calls
-/// without bindings.
+/// Sets Python's error from the C++ exception that is being handled, for functions that Python
+/// calls without pybind11.
 void SetPythonError();
 
 }  // namespace velmora::python

@@ -13,7 +13,7 @@
 
 namespace velmora::python {
 
-/// What Python holds of a history: one that can be closed, for one thread at a time.
+/// Python's handle of a history, which can be closed, and is used by one thread at a time.
 ///
 /// No operation needs the GIL. Call them without it.
 ///

@@ -35,7 +35,7 @@ bool IsTime(py::handle name) {
     return PyUnicode_CompareWithASCIIString(name.ptr(), "time") == 0;
 }
 
-// The time that is given; the time of the call if none is.
+// The given time, or else the time of the call.
 Poco::Timestamp TimeOf(const Arguments& arguments) {
     for (Py_ssize_t i = 0; i < arguments.CountNames(); ++i) {
         if (IsTime(arguments.Name(i))) {

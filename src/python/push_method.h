@@ -8,8 +8,8 @@
 
 namespace velmora::python {
 
-/// Adds the method `push`, which is called for each sample: it takes its arguments as the
-/// interpreter has them, without a search for an overload.
+/// Adds the method `push`. Since it is called for each sample, it takes the interpreter's arguments
+/// directly, without overload resolution.
 void BindPush(py::class_<StreamHandle>& stream);
 
 }  // namespace velmora::python

@@ -3,7 +3,7 @@
 
 #pragma once
 
-// What every binding includes.
+// Included by every binding.
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>

@@ -12,16 +12,16 @@
 
 namespace velmora::python {
 
-/// A part of a text in characters, as Python counts, that is given in bytes. Needs the GIL.
+/// Converts a span of a text from bytes to characters, which Python counts. Needs the GIL.
 core::tessaryn::TextSpan InCharacters(std::string_view text, core::tessaryn::TextSpan bytes);
 
-/// What Python holds of a rule: its text and what it means.
+/// Python's representation of a rule: its text and its compiled form.
 ///
 /// \threadsafety immutable
 class RuleRecord {
   public:
     /// \throws RuleSyntaxException when the text is malformed, and when an operator or the rule
-    /// lacks an operand, so that to ask the rule would throw. Its span is in characters.
+    /// lacks an operand, so that evaluation would throw. Its span is in characters.
     explicit RuleRecord(const std::string& text);
 
     const std::string& GetText() const { return text; }

@@ -62,7 +62,7 @@ StreamHandle::StreamHandle(std::shared_ptr<StreamStore> store, std::shared_ptr<S
 const EntryTable& StreamHandle::GetEntries(const Stream& pinned) const {
     if (entries == nullptr) {
         auto made = std::make_shared<const EntryTable>(*pinned.GetStreamType());
-        // Making it may have run other code.
+        // Constructing it may have run other code.
         if (entries == nullptr) {
             entries = std::move(made);
         }

@@ -20,8 +20,8 @@ namespace velmora::python {
 
 class StreamStore;
 
-/// A stream of a repository, as long as it is there: counts the calls that use it, so that its
-/// removal waits for them and later ones are refused.
+/// A link to a stream of a repository. Counts the calls that use the stream, so that its removal
+/// waits for them and later calls are refused.
 ///
 /// \threadsafety guarded
 class StreamLink {
@@ -33,15 +33,15 @@ class StreamLink {
 
     /// Begins a use.
     /// \return \ownership lends: until `Leave`
-    /// \throws DeadReference when the stream was removed; nothing is then to be left
+    /// \throws DeadReference when the stream was removed; `Leave` must not be called then
     Stream& Enter();
     /// Ends a use.
     void Leave();
-    /// Refuses uses from now on, and waits for those under way. Call it without the GIL.
+    /// Refuses further uses, and waits for the running ones. Call it without the GIL.
     /// \throws std::runtime_error after `Abandon`
     void Remove();
-    /// In the child of a fork, where a lock of the stream may be held for ever: refuses uses, and
-    /// the removal, from now on.
+    /// For the child of a fork, where a lock of the stream may never be released: refuses further
+    /// uses and the removal.
     void Abandon();
     /// \throws std::runtime_error after `Abandon`
     void CheckNotAbandoned() const;
@@ -62,7 +62,7 @@ class StreamLink {
     std::shared_ptr<const TypeRecord> type;
 };
 
-/// What Python holds of a stream: the link, and the repository, which lives as long.
+/// Python's handle of a stream: the link, and a reference to the repository.
 ///
 /// \threadsafety guarded
 class StreamHandle {
@@ -106,12 +106,12 @@ class StreamHandle {
 
     std::shared_ptr<StreamStore> store;
     std::shared_ptr<StreamLink> link;
-    // Made when it is needed.
+    // Made on first use.
     mutable std::shared_ptr<const EntryTable> entries;
 };
 
-/// Keeps a stream where it is, so that Python objects can be converted into samples of its type
-/// with the GIL held. Until its end the thread must not remove streams: see `CheckRemoval`.
+/// Keeps a stream in its repository, so that Python objects can be converted into samples of its
+/// type with the GIL held. While it exists, the thread must not remove streams: see `CheckRemoval`.
 ///
 /// \threadsafety external
 class PinnedStream {
@@ -128,9 +128,9 @@ class PinnedStream {
     Stream* operator->() const { return &stream; }
     const EntryTable& GetEntries() const { return handle.GetEntries(stream); }
 
-    /// To be called before streams are removed.
-    /// \throws PackageError TessarynError when the calling thread has a stream pinned: it converts
-    /// an object whose conversion removes streams, and would wait for itself
+    /// Must be called before streams are removed.
+    /// \throws PackageError TessarynError when the calling thread has a stream pinned, since the
+    /// conversion of an object removes streams: it would wait for itself
     static void CheckRemoval();
 
   private:

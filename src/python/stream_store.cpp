@@ -25,7 +25,7 @@ StreamStore::StreamStore(std::shared_ptr<TypeStore> types,
     this->types->Attach(this->repository);
 }
 
-// Handles hold the store: when it ends, no link is in use.
+// Handles keep the store alive, so no link is in use here.
 StreamStore::~StreamStore() = default;
 
 std::shared_ptr<StreamLink> StreamStore::Add(const std::string& path, const TypeRecord& type,

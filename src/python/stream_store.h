@@ -18,8 +18,7 @@ namespace velmora::python {
 
 /// A repository of streams whose removal waits for the calls that use a stream.
 ///
-/// Everything that is removed is removed through this class. No operation needs the GIL. Call them
-/// without it.
+/// Streams are removed only through this class. Call all operations without the GIL.
 ///
 /// Lock order: this object's mutex, that of the types, then the library's locks.
 ///
@@ -30,14 +29,14 @@ class StreamStore {
     using StreamRepository = core::tessaryn::StreamRepository;
 
     StreamStore(std::shared_ptr<TypeStore> types, char separator);
-    /// A repository that was read, with its types.
+    /// Takes a repository that was read, with its types.
     StreamStore(std::shared_ptr<TypeStore> types, std::unique_ptr<StreamRepository> repository);
     StreamStore(const StreamStore&) = delete;
     StreamStore& operator=(const StreamStore&) = delete;
     ~StreamStore();
 
-    /// Makes a stream; its type is added to the types, under its name, unless it is there.
-    /// \param maxSize samples that the stream keeps
+    /// Adds a stream, and its type to the types, under its name, unless it exists.
+    /// \param maxSize the stream's capacity
     /// \throws std::invalid_argument when the path is empty or taken, the size is not 1 to 2^31-1,
     /// or the types have another type of this name and version
     /// \throws DeadReference when the repository was closed
@@ -48,12 +47,12 @@ class StreamStore {
     std::shared_ptr<StreamLink> Find(const std::string& path);
     /// The paths of all streams, those of a group before those of its sub-groups.
     std::vector<std::string> GetPaths() const;
-    /// Removes the stream of a path or, where none is, the group with all that is below it.
+    /// Removes the stream of a path or, if there is none, the group with everything below it.
     /// \return whether there was one
     bool Remove(const std::string& path);
     /// Removes all streams and groups.
     void Clear();
-    /// Removes all, and refuses every later use.
+    /// Removes all streams and groups, and refuses every later use.
     void Close();
     bool IsClosed() const;
 
@@ -65,7 +64,7 @@ class StreamStore {
     char GetSeparator() const { return repository->groupSeparator(); }
 
     /// Calls a function object with the repository, while no other thread adds or removes streams.
-    /// It must not wait for a thread that uses this store.
+    /// The function must not wait for a thread that uses this store.
     template <class Work>
     auto Use(Work work) const {
         const std::lock_guard lock(guard);
@@ -85,7 +84,8 @@ class StreamStore {
 
     std::shared_ptr<TypeStore> types;
     mutable std::mutex guard;
-    // Guarded by the mutex. The repository is shared with the types, which ask it what is in use.
+    // Guarded by the mutex. The repository is shared with the types, which query it for types in
+    // use.
     std::shared_ptr<StreamRepository> repository;
     Links links;
     std::map<std::string, std::map<std::string, std::string>> units;

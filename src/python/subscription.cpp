@@ -16,7 +16,8 @@ using delivery::Overflow;
 
 namespace {
 
-// Of an inbox whose worker waits for room: the queue before it is the one that the caller sized.
+// The capacity of an inbox whose worker waits for room: the caller has given that of the queue
+// before it.
 constexpr std::size_t waitingInbox = 16;
 
 std::size_t InboxCapacity(const DeliveryOptions& options) {
@@ -26,7 +27,7 @@ std::size_t InboxCapacity(const DeliveryOptions& options) {
 
 }  // namespace
 
-// Ends from the last to the first: no queued sample outlives its type.
+// Members are destroyed from last to first, so that no queued sample outlives its type.
 struct Subscription::Parts {
     std::shared_ptr<StreamStore> store;
     std::optional<TypePin> pin;
@@ -62,7 +63,7 @@ Subscription::~Subscription() {
 }
 
 void Subscription::Close() {
-    // First the inbox: a worker may be waiting for room in it.
+    // The inbox first: a worker may be waiting for room in it.
     const Parts& used = Use();
     used.inbox->Close();
     parts->delivery.Stop();
@@ -91,7 +92,7 @@ void Subscription::Flush() {
 }
 
 delivery::DeliveryStatistics Subscription::GetStatistics() const {
-    // The inbox first, so that what is in it has been accepted.
+    // The inbox first, so that its changes are included in the accepted ones.
     const ChangeInbox::Counts counts = Use().inbox->GetCounts();
     delivery::DeliveryStatistics statistics = Use().delivery.GetStatistics();
     statistics.delivered = counts.taken;

@@ -17,9 +17,9 @@
 
 namespace velmora::python {
 
-/// A delivery of a stream's changes to a thread of Python, by way of an inbox.
+/// A delivery of a stream's changes to threads of Python, through an inbox.
 ///
-/// Call its operations without the GIL. None of its threads needs it.
+/// Call its operations without the GIL. Its threads do not need it.
 ///
 /// \threadsafety guarded: but for construction and destruction
 class Subscription {
@@ -29,12 +29,12 @@ class Subscription {
     struct Request {
         delivery::Rule rule;
         delivery::DeliveryOptions options;
-        /// Whether what the stream holds comes first.
+        /// Whether the samples that the stream holds come first.
         bool withHistory = false;
     };
 
-    /// \param dispatcher serves it, but a delivery whose pushers wait for room, which has a worker
-    /// of its own
+    /// \param dispatcher serves the delivery, unless pushers wait for room: such a delivery has its
+    /// own worker
     /// \throws DeadReference when the stream was removed; as `delivery::Dispatcher::Subscribe`
     Subscription(const StreamHandle& stream, std::shared_ptr<delivery::Dispatcher> dispatcher,
                  Request request);
@@ -43,7 +43,7 @@ class Subscription {
     /// As `Close`.
     ~Subscription();
 
-    /// Ends the delivery and drops what waits.
+    /// Ends the delivery and drops waiting changes.
     void Close();
     /// As `ChangeInbox::Take`.
     std::optional<Change> Take(std::chrono::microseconds timeout);
@@ -55,8 +55,8 @@ class Subscription {
     int GetDescriptor();
     const TypeRecord& GetType() const { return *link->GetType(); }
 
-    /// To be called in the child of a fork, where the threads are gone and their locks may be held:
-    /// refuses the stream and this object from now on, and leaves alone what they are made of.
+    /// Must be called in the child of a fork, where the threads do not exist and their locks may be
+    /// held: refuses later uses of the stream and this object, and destroys nothing.
     void Abandon();
 
   private:

@@ -12,8 +12,8 @@ namespace velmora::python {
 
 namespace {
 
-// What is left to Python. The function is looked up once, and never given back: the interpreter may
-// end before this module does.
+// A function that is written in Python. It is looked up once, and never released: the interpreter
+// may end before this module does.
 py::handle Function(PyObject*& cache, const char* name) {
     if (cache == nullptr) {
         cache = py::object(py::module_::import("tessaryn._tables").attr(name)).release().ptr();
@@ -23,7 +23,7 @@ py::handle Function(PyObject*& cache, const char* name) {
 
 // Days from the Unix epoch to a day of the Gregorian calendar.
 std::int64_t DaysTo(int year, int month, int day) {
-    // Years begin with March, so that the leap day is the last one.
+    // Counts years from March, so that the leap day is the last day.
     const std::int64_t y = month > 2 ? year : year - 1;
     const std::int64_t monthFromMarch = (month + 9) % 12;
     const std::int64_t dayOfYear = (153 * monthFromMarch + 2) / 5 + day - 1;
@@ -46,7 +46,7 @@ std::int64_t ToMicroseconds(py::handle time) {
     if (PyDateTimeAPI == nullptr) {
         PyDateTime_IMPORT;
     }
-    // A class that is derived may mean something else.
+    // A derived class may have another meaning.
     if (PyDateTime_CheckExact(time.ptr())) {
         PyObject* const zone = PyDateTime_DATE_GET_TZINFO(time.ptr());
         if (zone == Py_None || zone == PyDateTime_TimeZone_UTC) {

@@ -10,17 +10,17 @@
 
 namespace velmora::python {
 
-/// The time that a Python object means, in microseconds since the Unix epoch: a `datetime`, also
-/// one of pandas, a `datetime64`, or a text in ISO 8601. One without a zone is UTC.
+/// Converts a Python object to a time in microseconds since the Unix epoch: a `datetime`, also that
+/// of pandas, a `datetime64`, or a text in ISO 8601. Without a zone it is UTC.
 /// \throws py::type_error for any other object
-/// \throws py::value_error for a text that is no time, and for "not a time"
+/// \throws py::value_error for a text that is not a timestamp, and for NaT
 std::int64_t ToMicroseconds(py::handle time);
 
 /// As above; nothing for None.
 std::optional<std::int64_t> ToOptionalMicroseconds(py::handle time);
 
-/// The length of time that a Python object means, in microseconds: a `timedelta`, also one of
-/// pandas, a `timedelta64`, or a text of a number and a unit: "60s", "1.5h", "250 ms".
+/// Converts a Python object to a duration in microseconds: a `timedelta`, also that of pandas, a
+/// `timedelta64`, or a text with a number and a unit: "60s", "1.5h", "250 ms".
 /// \throws py::type_error, py::value_error as above
 std::int64_t ToSpan(py::handle span);
 

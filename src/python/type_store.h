@@ -21,8 +21,8 @@ class StreamRepository;
 
 namespace velmora::python {
 
-/// A repository of stream types, and the repositories of streams that use it. Types go in and out
-/// as values; one that a stream uses is not removed.
+/// A repository of stream types, and the repositories of streams that use it. Types are passed by
+/// value; a type that a stream uses cannot be removed.
 ///
 /// No operation needs the GIL. Call them without it.
 ///
@@ -33,21 +33,21 @@ class TypeStore {
     using StreamType = core::tessaryn::StreamType;
 
     explicit TypeStore(char separator);
-    /// A repository that was read.
+    /// Takes a repository that was read.
     explicit TypeStore(std::unique_ptr<core::tessaryn::StreamTypeRepository> repository);
 
     /// Adds a copy of a type.
     /// \throws std::invalid_argument when the path is empty, or has this version with other entries
     void Add(const std::string& path, const TypeRecord& type);
-    /// Adds a copy of a type, and calls a function object with it before another thread can remove
-    /// it.
+    /// Adds a copy of a type, and calls a function object with it; no other thread can remove it
+    /// before.
     template <class Work>
     auto AddAndUse(const std::string& path, const TypeRecord& type, Work work) {
         const std::lock_guard lock(guard);
         return work(FindOrAdd(path, type));
     }
 
-    /// The versions at a path, ascending; nothing where no collection is.
+    /// The versions at a path, ascending; empty if there is no collection.
     std::optional<std::vector<utils::Version>> GetVersions(const std::string& path) const;
     /// A version, or the latest one.
     /// \return null when there is none
@@ -64,14 +64,15 @@ class TypeStore {
     /// \throws std::invalid_argument when a stream uses it
     bool Remove(const std::string& path, const std::optional<utils::Version>& version);
 
-    /// Notes a repository whose streams use these types.
+    /// Registers a repository whose streams use these types.
     void Attach(std::weak_ptr<StreamRepository> streams);
 
-    /// Keeps a type from being removed, until as many calls of `Unpin`.
+    /// Keeps a type from being removed until `Unpin` was called as often.
     void Pin(const StreamType& type);
     void Unpin(const StreamType& type);
 
-    /// Calls a function object with the repository, while no other thread changes it here.
+    /// Calls a function object with the repository, while no other thread changes it through this
+    /// object.
     template <class Work>
     auto Use(Work work) const {
         const std::lock_guard lock(guard);

@@ -23,8 +23,8 @@ class GilRelease {
         try {
             PyEval_RestoreThread(state);
         } catch (...) {
-            // The interpreter has ended, and ends this thread by an unwinding that would run the
-            // destructors of Python objects. It sleeps instead, until the process ends.
+            // The interpreter is ending and unwinds this thread, which would run destructors of
+            // Python objects. The thread sleeps instead, until the process ends.
             for (;;) {
                 ::pause();
             }
@@ -44,7 +44,7 @@ auto Unlocked(Work&& work) {
     return std::forward<Work>(work)();
 }
 
-/// Deletes an object without the GIL, whether the thread holds it or not: the end of a repository
+/// Deletes an object without the GIL, whether or not the thread holds it: destroying a repository
 /// takes locks.
 ///
 /// \threadsafety immutable

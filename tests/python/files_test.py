@@ -131,7 +131,7 @@ def test_lines_of_json_give_streams(tmp_path):
         ("x.csv", "", ValueError, "x.csv: the file has no header"),
         ("x.csv", "a,b\n1,x\n", ValueError, "no column holds times"),
         ("x.csv", "time,b\n2024-01-01,1\n2024-01-02\n", ValueError, "row 2 has 1 fields, not 2"),
-        ("x.csv", "time,b\nsoon,1\n", ValueError, "row 1: 'soon' is not a time"),
+        ("x.csv", "time,b\nsoon,1\n", ValueError, "row 1: 'soon' is not a timestamp"),
         ("x.csv", "time,b\n2024-01-01,1\n2024-01-02,x\n", ValueError, "row 2: b: 'x'"),
         ("x.csv", "time,b,b\n2024-01-01,1,2\n", ValueError, "two columns are named 'b'"),
         ("x.csv", 'time,b\n2024-01-01,"1\n', ValueError, "x.csv: "),

@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The module host_threads: threads of C++ that use a stream of Python's as a host does.
+// The module host_threads: C++ threads that use a stream of Python, as a host does.
 
 #include "errors.h"
 #include "stream_store.h"
@@ -100,7 +100,8 @@ class HostThreads {
         });
     }
 
-    // Calls of Python's threads rarely meet, since they take turns before and after: these do.
+    // Calls of Python threads rarely overlap, since these take turns before and after; those of
+    // these threads do.
     void VisitGuests() {
         for (const char* const path : {"guest0", "guest1", "guest2"}) {
             const std::shared_ptr<StreamLink> link = handle.GetStore()->Find(path);
@@ -113,7 +114,7 @@ class HostThreads {
                     ++visits;
                 });
             } catch (const DeadReference&) {
-                // Removed since it was found.
+                // The stream was removed after it was found.
             }
         }
     }

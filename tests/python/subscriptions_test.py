@@ -39,14 +39,14 @@ def levels_of(changes):
 
 
 def taken(subscription):
-    """What there is, without waiting for more."""
+    """The waiting changes."""
     changes = []
     while subscription.waiting:
         changes.append(subscription.get(timeout=10))
     return changes
 
 
-def test_changes_come_in_order_until_the_stream_goes(streams, tank):
+def test_changes_arrive_in_order_until_the_stream_is_removed(streams, tank):
     with tank.subscribe("level > 3") as changes:
         push_levels(tank, [1.0, 3.5, 2.0, 4.5])
         tank.push(level=5.5, alarm=True, name="full")
@@ -62,11 +62,11 @@ def test_changes_come_in_order_until_the_stream_goes(streams, tank):
         assert changes.statistics == (3, 3, 0, 0, 0)
 
 
-def test_an_iteration_ends_when_nothing_comes_in_time_and_continues(tank):
+def test_an_iteration_ends_after_the_timeout_and_can_be_continued(tank):
     changes = tank.subscribe(timeout="20ms")
     assert list(changes) == [] and not changes.has_ended
     push_levels(tank, [1.0])
-    # It may end again before the change comes.
+    # An iteration may end again before the change arrives.
     got = []
     while not got:
         got = levels_of(changes)
@@ -92,7 +92,7 @@ def test_a_full_queue_follows_the_policy(tank, policy, delivered):
     changes = tank.subscribe(policy=policy, capacity=3)
     for level in range(10):
         push_levels(tank, [float(level)], start=level)
-        # The workers leave the change with the subscription.
+        # Waits until a worker has passed the change to the subscription.
         while changes.statistics.accepted != level + 1:
             pass
         while changes.waiting > len(delivered):
@@ -114,7 +114,7 @@ def test_a_pusher_may_wait_for_room(tank):
     assert levels_of(got) == [float(i) for i in range(50)]
     assert changes.dropped == 0
     changes.close()
-    # Nobody takes: the pusher gives up.
+    # Nobody takes changes, so the pusher gives up.
     impatient = tank.subscribe(policy="wait", capacity=1, max_wait="1ms")
     push_levels(tank, [float(i) for i in range(10)], start=50)
     counts = impatient.statistics
@@ -164,7 +164,7 @@ def test_a_callback_may_push_to_its_stream_and_close_its_subscription(tank):
     assert tank.latest()["level"] == 5.0
 
 
-def test_a_callback_that_is_not_kept_goes_on_and_others_end(tank):
+def test_without_references_callbacks_continue_and_other_subscriptions_end(tank):
     got = threading.Event()
     tank.subscribe(callback=lambda change: got.set())
     gone = weakref.ref(tank.subscribe())
@@ -243,7 +243,7 @@ def test_conditions_choose_changes(tank, conditions, levels, delivered):
     assert levels_of(taken(changes)) == delivered
 
 
-def test_what_a_condition_holds_back_comes_with_flush_and_late_samples_do_not(tank):
+def test_flush_delivers_held_back_changes_but_no_late_samples(tank):
     changes = tank.subscribe(conditions=tessaryn.min_interval("1min"))
     push_levels(tank, [1.0, 2.0, 3.0], start=10)
     assert levels_of(taken(changes)) == [1.0]
@@ -253,7 +253,7 @@ def test_what_a_condition_holds_back_comes_with_flush_and_late_samples_do_not(ta
     assert taken(changes) == [] and changes.statistics.late == 1
 
 
-def test_conditions_tell_how_they_are_written():
+def test_repr_of_conditions_is_their_expression():
     chain = tessaryn.deadband("level", 0.5) | tessaryn.held_for("level > 3", "2s")
     assert repr(chain) == "deadband('level', 0.5) | held_for('level > 3', '2s')"
 
@@ -296,7 +296,7 @@ def test_wrong_conditions_are_refused(make):
         make()
 
 
-def test_a_subscription_keeps_the_type_of_what_waits(streams, tank):
+def test_a_subscription_keeps_the_type_of_waiting_changes(streams, tank):
     changes = tank.subscribe()
     tank.push(level=1.0, name="a text that is longer than any small one")
     streams.remove("tank")
@@ -311,7 +311,7 @@ def test_a_subscription_keeps_the_type_of_what_waits(streams, tank):
     streams.types.remove("Tank")
 
 
-def test_the_state_is_told(streams, tank):
+def test_repr_shows_the_counts_and_a_removed_stream_refuses(streams, tank):
     changes = tank.subscribe()
     push_levels(tank, [1.0])
     assert repr(changes) == "<Subscription to 'tank': 0 delivered, 0 dropped, 1 waiting>"

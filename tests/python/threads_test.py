@@ -22,14 +22,14 @@ LIMIT = 60
 
 @pytest.fixture(autouse=True)
 def time_limit():
-    # Shows where all threads are, and ends the process: a deadlock cannot be ended otherwise.
+    # Prints the stacks of all threads and ends the process: only that ends a deadlock.
     faulthandler.dump_traceback_later(2 * LIMIT, exit=True)
     yield
     faulthandler.cancel_dump_traceback_later()
 
 
 def run(program, count=1):
-    """Runs a program in interpreters of their own, side by side, which have to end by themselves."""
+    """Runs a program in several interpreters at the same time; each has to end by itself."""
     runs = [
         subprocess.Popen(
             [sys.executable, "-B", "-X", "faulthandler", "-c", textwrap.dedent(program)],
@@ -141,7 +141,7 @@ def test_streams_come_and_go_beside_their_users():
 
 
 def test_a_callback_that_uses_its_stream_does_not_lock_it():
-    # A callback under the stream's lock would wait for the GIL, whose holder waits for the lock.
+    # A callback under the stream's lock would deadlock: it would wait for the GIL.
     streams = StreamRepository()
     tank = streams.add("tank", TANK, 100)
     other = streams.add("other", TANK, 100)
@@ -164,7 +164,7 @@ def test_a_callback_that_uses_its_stream_does_not_lock_it():
 
 
 def test_a_pusher_that_waits_for_room_holds_no_gil():
-    # If it did, the thread that makes the room could not run.
+    # If the pusher held the GIL, the thread that makes room could not run.
     tank = StreamRepository().add("tank", TANK, 100)
     with tank.subscribe(policy="wait", capacity=1, max_wait="30s") as changes:
 
@@ -325,7 +325,7 @@ ENDS = {
 }
 
 
-# Where no thread races with the end.
+# Cases in which no thread races with the end.
 ALWAYS_THE_SAME = ("a callback that does not return", "subscriptions in a cycle", "calls too late")
 
 

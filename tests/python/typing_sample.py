@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""A program that mypy reads: the types of what the package gives are the expected ones."""
+"""A program for mypy: checks that the package's types are the expected ones."""
 
 import datetime
 from typing import Optional

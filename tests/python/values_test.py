@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""Values of all types, there and back."""
+"""Round trips of values of all types."""
 
 import math
 import struct
@@ -29,7 +29,7 @@ TEXTS = st.binary(max_size=40).map(lambda raw: raw.decode("utf-8", "surrogateesc
 
 
 def bits(value):
-    """What distinguishes numbers: NaN from NaN and 0.0 from -0.0, too."""
+    """A key that distinguishes numbers, also NaN from NaN and 0.0 from -0.0."""
     return struct.pack("d", value) if isinstance(value, float) else value
 
 

@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""What with closes."""
+"""A base class for context managers that close themselves."""
 
 from __future__ import annotations
 
@@ -12,7 +12,7 @@ Self = TypeVar("Self", bound="Closing")
 
 
 class Closing:
-    """Closes itself where a with statement ends."""
+    """Closes itself at the end of a with statement."""
 
     __slots__ = ()
 

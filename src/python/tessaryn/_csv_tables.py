@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""Tables as text: separated values, and a JSON object a line."""
+"""Tables as text: separated values, and JSON lines."""
 
 from __future__ import annotations
 
@@ -63,7 +63,7 @@ def read_csv(path: Path) -> Table:
 
 
 def _delimiter(lines: list[str]) -> str:
-    # The one that splits most of the first lines into the same number of fields.
+    # The delimiter that splits most of the first lines into the same number of fields.
     def agreement(delimiter: str) -> tuple[int, int]:
         counts = [len(row) for row in csv.reader(lines[:50], delimiter=delimiter)]
         common = max(set(counts), key=counts.count)
@@ -75,7 +75,7 @@ def _delimiter(lines: list[str]) -> str:
 def _split_title(title: str) -> tuple[str, str]:
     match = _TITLE.fullmatch(title.strip())
     name, unit = (match[1], match[2] or match[3] or "") if match else (title.strip(), "")
-    # A name that a rule can spell.
+    # Only names that rules can contain.
     name = re.sub(r"\W+", "_", name).strip("_") or "column"
     return (f"_{name}" if name[0].isdigit() else name), unit
 
@@ -103,12 +103,12 @@ def _time(path: Path, number: int, cell: str, unit: str) -> int:
     if parsed is None and _NUMBER.fullmatch(cell) and math.isfinite(float(cell)):
         parsed = _epoch(cell, unit)
     if parsed is None:
-        raise ValueError(f"{path}: row {number}: {cell!r} is not a time")
+        raise ValueError(f"{path}: row {number}: {cell!r} is not a timestamp")
     return parsed
 
 
 def _epoch(cell: str, unit: str) -> int:
-    # Numbers count from the Unix epoch. Without a unit their size tells it.
+    # Numbers count from the Unix epoch. Without a unit it is inferred from their size.
     factors = {"s": (1_000_000, 1), "ms": (1000, 1), "us": (1, 1), "µs": (1, 1), "ns": (1, 1000)}
     if unit not in factors:
         size = abs(float(cell))
@@ -158,7 +158,7 @@ def write_csv(path: Path, times: npt.NDArray[Any], columns: Iterable[tuple[str, 
 
 
 def read_ndjson(path: Path) -> dict[str, Table]:
-    """The tables of a file with a JSON object a line, by stream."""
+    """The tables of a file of JSON lines, by stream."""
     rows: dict[str, list[dict[str, Any]]] = {}
     with path.open(encoding="utf-8") as file:
         for number, line in enumerate(file, 1):
@@ -200,8 +200,8 @@ def _column(path: Path, name: str, values: list[Any]) -> tuple[tuple[str, int], 
     if all(isinstance(value, list) for value in present):
         flat = [item for value in present for item in value]
         if all(isinstance(item, (int, float)) for item in flat):
-            whole = flat and all(type(item) is int for item in flat)
-            return ("Int64" if whole else "Double", 0), [value or [] for value in values]
+            are_integers = flat and all(type(item) is int for item in flat)
+            return ("Int64" if are_integers else "Double", 0), [value or [] for value in values]
     if all(type(value) in (int, float) for value in present):
         if len(present) == len(values) and all(type(value) is int for value in values):
             return ("Int64", 1), np.array(values, np.int64)

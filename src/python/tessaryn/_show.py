@@ -26,8 +26,8 @@ def _is_plain(values: npt.NDArray[Any]) -> bool:
 
 
 def sparkline(values: npt.NDArray[Any]) -> str:
-    """A small picture of numbers, as SVG; empty where there are no two of them."""
-    # The extremes of each part, so that no peak is lost.
+    """A small plot of numbers, as SVG; empty if there are fewer than two."""
+    # Draws the extremes of each part, so that no peak is lost.
     numbers = values.astype(float)
     if len(numbers) > 2 * _WIDTH:
         parts = [part[np.isfinite(part)] for part in np.array_split(numbers, _WIDTH)]
@@ -59,7 +59,7 @@ def _title(name: str, units: dict[str, str]) -> str:
 
 
 def html(title: str, columns: Columns, units: dict[str, str]) -> str:
-    """A table of the newest samples, with a picture of each numeric entry."""
+    """A table of the newest samples, with a small plot of each numeric entry."""
     names = list(columns)
     rows = [_cells("th", ["time (UTC)"] + [escape(_title(name, units)) for name in names])]
     lines = [sparkline(columns[name]) if _is_plain(columns[name]) else "" for name in names]
@@ -76,7 +76,7 @@ def _shorten(text: str, length: int = 40) -> str:
 
 
 def plot(columns: Columns, entries: tuple[str, ...], units: dict[str, str], axes: Any) -> Any:
-    """Draw numeric entries over time, those of one unit in one picture; the axes of each."""
+    """Draw numeric entries over time, with axes for each unit. Returns the axes."""
     try:
         from matplotlib import pyplot  # type: ignore[import]
     except ImportError:
@@ -88,7 +88,7 @@ def plot(columns: Columns, entries: tuple[str, ...], units: dict[str, str], axes
     for name in chosen:
         if columns[name].dtype.kind not in "biuf":
             raise ValueError(f"entry {name!r} is not numeric")
-    # Entries without a unit are of no common one.
+    # Entries without a unit do not share axes.
     groups: dict[str, list[str]] = {}
     for name in chosen:
         groups.setdefault(units.get(name) or f"\0{name}", []).append(name)

@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""What the extension module leaves to Python: times, and the layouts of tables."""
+"""The parts of the extension module that are written in Python: times and layouts of tables."""
 
 from __future__ import annotations
 
@@ -63,7 +63,7 @@ def microseconds(time: Time) -> int:
     """A time in microseconds since the Unix epoch."""
     if isinstance(time, np.datetime64):
         if np.isnat(time):
-            raise ValueError("NaT is no time")
+            raise ValueError("NaT is not a timestamp")
         if time.dtype == _MICROSECONDS:
             return int(time.view(np.int64))
         return _counted(time, "datetime64[us]")
@@ -71,27 +71,27 @@ def microseconds(time: Time) -> int:
         try:
             time = datetime.datetime.fromisoformat(time)
         except ValueError:
-            raise ValueError(f"{time!r} is no time in ISO 8601") from None
+            raise ValueError(f"{time!r} is not a timestamp in ISO 8601") from None
     if not isinstance(time, datetime.datetime):
         raise TypeError(f"a datetime, a datetime64 or a str is needed as a time, not {time!r}")
     if time != time:
-        raise ValueError("NaT is no time")
+        raise ValueError("NaT is not a timestamp")
     if time.tzinfo is None:
         time = time.replace(tzinfo=datetime.timezone.utc)
     return (time - _EPOCH) // _MICROSECOND
 
 
 def span_microseconds(span: Span) -> int:
-    """A length of time in microseconds."""
+    """A duration in microseconds."""
     if isinstance(span, np.timedelta64):
         if np.isnat(span):
-            raise ValueError("NaT is no length of time")
+            raise ValueError("NaT is not a duration")
         return _counted(span, "timedelta64[us]")
     if isinstance(span, str):
         match = _SPAN.fullmatch(span)
         if match is None:
             raise ValueError(
-                f"{span!r} is no length of time: a number with us, ms, s, min, h or d is needed"
+                f"{span!r} is not a duration: expected a number with us, ms, s, min, h or d"
             )
         return round(float(match[1]) * _UNITS[match[2].lower()])
     if not isinstance(span, datetime.timedelta):
@@ -113,7 +113,7 @@ def _in_microseconds(times: npt.NDArray[Any], dtype: str) -> npt.NDArray[Any]:
     if unit == "generic":
         raise TypeError(f"{times} has no unit")
     converted = times.astype(dtype)
-    # NumPy wraps around silently.
+    # NumPy does not report an overflow.
     if unit in ("Y", "M", "W", "D", "h", "m", "s", "ms"):
         if not np.array_equal(converted.astype(times.dtype), times):
             raise OverflowError("a time is out of the range of microseconds in 64 bits")
@@ -139,7 +139,7 @@ def entry_spec(spec: EntrySpec) -> tuple[str, int]:
         try:
             name = _type_of(np.dtype(spec))
         except TypeError:
-            raise TypeError(f"{spec!r} is no type of entries") from None
+            raise TypeError(f"{spec!r} is not a value type") from None
     return name, _default_size(name) if size is None else int(size)
 
 
@@ -152,7 +152,7 @@ def _type_of(dtype: np.dtype[Any]) -> str:
     if dtype.kind in "OUS":
         return "String"
     if dtype.name not in _TYPES:
-        raise TypeError(f"{dtype} is no type of entries")
+        raise TypeError(f"{dtype} is not a value type")
     return _TYPES[dtype.name]
 
 
@@ -183,7 +183,7 @@ def entries_of_dataframe(frame: pd.DataFrame) -> dict[str, tuple[str, int]]:
             raise ValueError(f"there are two columns {name!r}")
         if getattr(dtype, "kind", "O") == "M":
             continue
-        # Pandas has dtypes of its own: categories, texts, numbers with gaps.
+        # Pandas has its own dtypes: categories, texts, numbers with missing values.
         plain: Any = dtype
         if not isinstance(dtype, np.dtype):
             plain = getattr(dtype, "numpy_dtype", object)
@@ -207,8 +207,8 @@ def dtype_of(entries: Mapping[str, tuple[str, int]]) -> np.dtype[np.void]:
 def rows_of(
     entries: Mapping[str, tuple[str, int]], data: Any, time: Times | None
 ) -> tuple[npt.NDArray[np.int64], list[tuple[str, Any]]]:
-    """The times and the columns of rows, as the extension module takes them: arrays of the entries'
-    own dtypes, or lists of what a push takes."""
+    """The times and the columns of rows in the form that the extension module expects: arrays of
+    the entries' own dtypes, or lists of values that a push accepts."""
     columns, index = _columns_of(data)
     times: Any = index if time is None else time
     name = time if isinstance(time, str) else None
@@ -226,7 +226,7 @@ def rows_of(
 
 
 def _columns_of(data: Any) -> tuple[dict[str, Any], Any]:
-    """The columns, and the times where they are no column."""
+    """The columns, and the times if they are not one of these."""
     if isinstance(data, Mapping):
         return dict(data), data.time if isinstance(data, Columns) else None
     if isinstance(data, np.ndarray) and data.dtype.names is not None:
@@ -269,7 +269,7 @@ def _times_of(times: Any, rows: int) -> npt.NDArray[np.int64]:
     if isinstance(times, (datetime.datetime, np.datetime64)):
         return np.full(rows, microseconds(times), np.int64)
     if getattr(getattr(times, "dtype", None), "kind", "") == "M":
-        # Pandas converts times with a zone to UTC.
+        # Pandas converts times that have a zone to UTC.
         plain = times if isinstance(times, np.ndarray) else times.to_numpy(dtype="M8[ns]")
         if np.isnat(plain).any():
             raise ValueError("NaT is no time")
@@ -284,7 +284,7 @@ def _column(name: str, values: Any, entry: tuple[str, int], rows: int) -> Any:
     if type_name == "String" or size == 0:
         return values.tolist() if type_name == "String" and _is_array(values) else list(values)
     array = values if _is_array(values) else np.asarray(list(values))
-    # NumPy makes floating-point numbers of integers that no type of integers holds together.
+    # NumPy makes floating-point numbers of integers if no integer type can hold all of them.
     is_mixed = array is not values and array.dtype.kind == "f" and type_name.lstrip("U") in _INTEGERS
     if array.dtype.kind == "O" or is_mixed:
         return list(values)

@@ -18,8 +18,8 @@ if TYPE_CHECKING:
 class Columns(Mapping[str, "npt.NDArray[Any]"]):
     """Samples as columns: the times, and an array for each entry, in order of time.
 
-    An entry of one element gives an array of one dimension, one of n elements an array of n
-    columns. Texts and arrays of different lengths are objects in an array.
+    The array of an entry with one element has one dimension; that of an entry with n elements has
+    n columns. Texts and arrays of different lengths give an array of objects.
     """
 
     __slots__ = ("_arrays", "_name", "_time")
@@ -59,8 +59,8 @@ class Columns(Mapping[str, "npt.NDArray[Any]"]):
         return len(self._arrays)
 
     def to_pandas(self) -> pd.DataFrame:
-        """A DataFrame with the times, UTC, as its index. An array is a column for each element:
-        "valves[0]", "valves[1]" and so on."""
+        """A DataFrame with the times, UTC, as its index. An array entry becomes a column for each
+        element: "valves[0]", "valves[1]" and so on."""
         import pandas
 
         data: dict[str, Any] = {}

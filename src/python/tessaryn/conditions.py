@@ -3,12 +3,12 @@
 
 """Conditions of subscriptions: which changes are delivered, depending on earlier ones.
 
-They are put together with |, each given what the one before lets through:
+They are chained with |: each gets the changes that the one before lets through.
 
     stream.subscribe(conditions=deadband("level", 0.5) | min_interval("10s"))
 
-They run where a sample is pushed, in C++, so that what they hold back costs nothing. Time is that
-of the samples; one older than the latest seen is ignored, and counted as late.
+They run in C++ on the pushing thread, so that changes that they hold back cost little. Times are
+those of the samples; a sample older than the latest one seen is ignored and counted as late.
 """
 
 from __future__ import annotations
@@ -40,12 +40,13 @@ def _rule(rule: RuleLike) -> Rule:
 
 
 def on_change(entry: str) -> Condition:
-    """Changes of an entry, of any type and size."""
+    """Lets a change through when an entry, of any type and size, differs from the last one."""
     return _native.on_change(entry)
 
 
 def deadband(entry: str, limit: float, range: tuple[float, float] | None = None) -> Condition:
-    """An element of a numeric entry is further than a limit from what was let through last.
+    """Lets a change through when an element of a numeric entry differs from the last one let
+    through by more than a limit.
 
     The limit is in the entry's unit or, with a range (low, high), in percent of it.
     """
@@ -53,31 +54,31 @@ def deadband(entry: str, limit: float, range: tuple[float, float] | None = None)
 
 
 def hysteresis(entry: str, on: float, off: float) -> Condition:
-    """The first value at or beyond `on`, then the first at or beyond `off`, and so on."""
+    """Passes the first value at or beyond `on`, then the first at or beyond `off`, and so on."""
     return _native.hysteresis(entry, on, off)
 
 
 def rising(rule: RuleLike) -> Condition:
-    """The change with which a rule becomes true. It counts as false before the first."""
+    """Lets a change through when a rule becomes true. It counts as false before the first."""
     return _native.rising(_rule(rule))
 
 
 def falling(rule: RuleLike) -> Condition:
-    """The change with which a rule stops being true."""
+    """Lets a change through when a rule becomes false."""
     return _native.falling(_rule(rule))
 
 
 def held_for(rule: RuleLike, duration: Span) -> Condition:
-    """The change with which a rule has been true for so long without a break, once."""
+    """Lets one change through when a rule has been true without a break for a time."""
     return _native.held_for(_rule(rule), duration)
 
 
 def min_interval(interval: Span) -> Condition:
-    """One change an interval at most. The latest of those held back follows with the next change,
-    or with Subscription.flush()."""
+    """Lets at most one change through in an interval. The latest of those held back follows with
+    the next change, or with Subscription.flush()."""
     return _native.min_interval(interval)
 
 
 def every_nth(n: int) -> Condition:
-    """The first change and each n-th after it."""
+    """Lets the first change and each n-th after it through."""
     return _native.every_nth(n)

@@ -1,17 +1,17 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""The package's exceptions. Beside them are Python's own: TypeError and ValueError for values that
-do not fit, OverflowError for numbers that are too large, ReferenceError for what was removed."""
+"""The package's exceptions. It also raises Python's own: TypeError and ValueError for values that
+do not fit, OverflowError for numbers that are too large, ReferenceError for removed objects."""
 
 
 class TessarynError(Exception):
-    """The root of the package's exceptions."""
+    """The base class of the package's exceptions."""
 
 
 class _LookupError(TessarynError, KeyError):
     def __str__(self) -> str:
-        # A KeyError shows the key as it is written in Python, which a sentence is not.
+        # KeyError would show the repr of the message.
         return str(self.args[0]) if self.args else ""
 
 
@@ -36,13 +36,13 @@ class RuleSyntaxError(TessarynError, ValueError):
 
     def __init__(self, message: str, position: int = 0, length: int = 0, hint: str = "") -> None:
         super().__init__(message, position, length, hint)
-        #: What is wrong.
+        #: The mistake.
         self.message = message
-        #: Where, in characters from 0.
+        #: The position in characters, from 0.
         self.position = position
-        #: Characters that are wrong; 0 at the end of the text.
+        #: The number of wrong characters; 0 at the end of the text.
         self.length = length
-        #: What may have been meant, or an empty text.
+        #: A suggestion, or an empty text.
         self.hint = hint
 
     def __str__(self) -> str:

@@ -22,16 +22,17 @@ _ENDINGS = ".csv, .tsv, .ndjson, .json, .xml or .db"
 
 
 def read(path: FilePath) -> StreamRepository:
-    """Read a file as a repository of streams, by its ending.
+    """Read a file as a repository of streams. Its ending gives the format.
 
-    ".json" and ".xml" are documents of types and streams, ".db" is a history, whose samples are all
-    read into memory: see History for parts of it. ".csv" and ".tsv" hold one stream, named after
-    the file, ".ndjson" one JSON object a line, with the keys "time" and perhaps "stream".
+    ".json" and ".xml" are documents of types and streams. ".db" is a history, which is read into
+    memory as a whole; History reads parts of it. ".csv" and ".tsv" have one stream, named after
+    the file. ".ndjson" has a JSON object on each line, with the key "time" and optionally
+    "stream".
 
-    Of a table, the time is the column "time", "timestamp", "datetime" or "date", else the first one
-    that holds times. A title such as "p [bar]" has a unit. Times are ISO 8601 or numbers from the
-    Unix epoch, UTC unless they name a zone. A missing number ("", "-", "NA", "NaN", "null") makes
-    its column one of Double, with NaN.
+    The time of a table is the column "time", "timestamp", "datetime" or "date", else the first one
+    that holds times. A title such as "p [bar]" contains a unit. Times are ISO 8601 or numbers from
+    the Unix epoch, UTC unless they name a zone. A column of numbers with a missing one ("", "-",
+    "NA", "NaN", "null") becomes a Double, with NaN.
     """
     file = Path(path)
     ending = file.suffix.lower()
@@ -47,10 +48,10 @@ def read(path: FilePath) -> StreamRepository:
 
 
 def save(path: FilePath, data: StreamRepository | Stream) -> None:
-    """Write a repository, or a stream's one, to a file, by its ending.
+    """Write a repository, or that of a stream, to a file. Its ending gives the format.
 
-    ".json" and ".xml" keep everything, and replace the file in one step. ".db" makes a history,
-    where no file is yet. ".csv" takes one stream.
+    ".json" and ".xml" keep everything, and replace the file in one step. ".db" creates a history;
+    the file must not exist. ".csv" holds one stream.
     """
     file = Path(path)
     ending = file.suffix.lower()

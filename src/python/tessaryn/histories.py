@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""Histories: files of samples beyond memory."""
+"""Histories: files of samples that need not fit in memory."""
 
 from __future__ import annotations
 
@@ -24,17 +24,17 @@ class Layout(NamedTuple):
 
     #: The stream type.
     type: StreamType
-    #: The entries' units, of those that have one.
+    #: The units of the entries that have one.
     units: dict[str, str]
-    #: Samples of this type.
+    #: The number of samples of this type.
     rows: int
-    #: The first and the last time, UTC, or None of no samples.
+    #: The first and the last time, UTC, or None if there are no samples.
     first: np.datetime64 | None
     last: np.datetime64 | None
 
 
 class HistoryStream:
-    """A stream of a history. Queries are those of a stream, and give columns in order of time."""
+    """A stream of a history, with the queries of a stream. They give columns in order of time."""
 
     def __init__(self, history: History, path: str, layouts: list[Layout]) -> None:
         self._history = history
@@ -48,8 +48,8 @@ class HistoryStream:
 
     @property
     def layouts(self) -> list[Layout]:
-        """The types of the stream's samples, in the order of their first samples' arrival, as they
-        were when the stream was looked up."""
+        """The types of the stream's samples, in the order in which their first samples arrived, as
+        of the time when the stream was looked up."""
         return list(self._layouts)
 
     @property
@@ -59,7 +59,7 @@ class HistoryStream:
 
     @property
     def units(self) -> dict[str, str]:
-        """The entries' units, of those that have one."""
+        """The units of the entries that have one."""
         return {name: unit for layout in self._layouts for name, unit in layout.units.items()}
 
     def __len__(self) -> int:
@@ -75,7 +75,7 @@ class HistoryStream:
     def between(
         self, since: Time | None, until: Time | None, *, version: str | None = None
     ) -> Columns:
-        """The samples from one time to another, both included; None is no limit."""
+        """The samples from one time to another, both inclusive; None is no limit."""
         return self._read(since, until, None, 0, version)
 
     def where(
@@ -91,7 +91,7 @@ class HistoryStream:
         return self._read(since, until, checked, 0, version)
 
     def newest(self, count: int, *, version: str | None = None) -> Columns:
-        """So many of the newest samples."""
+        """The newest samples, up to a number."""
         if count < 1:
             raise ValueError(f"at least 1 sample is needed, not {count}")
         return self._read(None, None, None, count, version)
@@ -131,9 +131,10 @@ def _empty(path: str, type: StreamType) -> Columns:
 
 
 class History(Closing, Mapping[str, HistoryStream]):
-    """A file of samples, opened to be read: streams by path. As a context manager it closes itself.
+    """A file of samples, opened for reading: a mapping of paths to streams. As a context manager
+    it closes itself.
 
-    Others may write meanwhile; each query sees what was committed when it began.
+    Others may write meanwhile; each query sees what was committed when it started.
     """
 
     def __init__(self, path: str | os.PathLike[str]) -> None:

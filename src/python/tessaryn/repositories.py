@@ -44,7 +44,7 @@ class TypeVersions(Mapping[str, StreamType]):
         return versions
 
     def __getitem__(self, version: str) -> StreamType:
-        # A version is looked up by its text: "255.255.65535" would mean the latest one.
+        # Compares texts: as a version, "255.255.65535" would mean the latest one.
         if version not in self._versions():
             raise VersionNotFoundError(f"{self._path!r} has no version {version!r}.")
         found = self._store.find(self._path, version)
@@ -63,7 +63,7 @@ class TypeVersions(Mapping[str, StreamType]):
 
 
 class TypeRepository(Mapping[str, TypeVersions]):
-    """Stream types by path. A new one holds the type "Any", which has no entries."""
+    """Stream types by path. A new repository has the type "Any", which has no entries."""
 
     def __init__(self, separator: str = "/") -> None:
         self._store = _native.TypeStore(separator)
@@ -75,7 +75,7 @@ class TypeRepository(Mapping[str, TypeVersions]):
         return repository
 
     def add(self, type: StreamType) -> TypeVersions:
-        """Add a version of a type, under its name. One that is there already must be equal."""
+        """Add a version of a type, under its name. If the version exists, it must be equal."""
         self._store.add(type.name, type)
         return self[type.name]
 
@@ -124,13 +124,13 @@ class StreamRepository(Closing, Mapping[str, Stream]):
         return TypeRepository._of(self._store.types)
 
     def add(self, path: str, type: StreamType, capacity: int) -> Stream:
-        """Make a stream that keeps as many samples. Its type is added to the types."""
+        """Add a stream with this capacity. Its type is added to the types."""
         self._store.add(path, type, capacity)
         return self[path]
 
     @property
     def only(self) -> Stream:
-        """The stream of a repository that has one; ValueError is raised by others."""
+        """The only stream of the repository; raises ValueError unless there is exactly one."""
         paths = list(self)
         if len(paths) != 1:
             raise ValueError(f"the repository has {len(paths)} streams, not one")
@@ -143,8 +143,8 @@ class StreamRepository(Closing, Mapping[str, Stream]):
         save(path, self)
 
     def remove(self, path: str) -> None:
-        """Remove a stream, or a group with all streams below it. What holds one of them gets
-        ReferenceError from then on."""
+        """Remove a stream, or a group with all streams below it. Later uses of these streams raise
+        ReferenceError."""
         if not self._store.remove(path):
             raise PathNotFoundError(f"There is no stream {path!r}.")
 
@@ -153,7 +153,7 @@ class StreamRepository(Closing, Mapping[str, Stream]):
         self._store.clear()
 
     def close(self) -> None:
-        """Remove all streams, and let every later use raise ReferenceError."""
+        """Remove all streams; every later use raises ReferenceError."""
         self._store.close()
 
     def __getitem__(self, path: str) -> Stream:
@@ -175,7 +175,7 @@ class StreamRepository(Closing, Mapping[str, Stream]):
         return hash(self._store)
 
     def __bool__(self) -> bool:
-        # An empty repository is not the absence of one.
+        # An empty repository is true as well.
         return True
 
     def __repr__(self) -> str:

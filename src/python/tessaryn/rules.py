@@ -1,7 +1,7 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-"""What is wrong with rules."""
+"""Checks of rules."""
 
 from __future__ import annotations
 
@@ -11,26 +11,26 @@ from ._native import Rule, StreamType
 
 
 class Finding(NamedTuple):
-    """Something in a rule that cannot have the effect its author wants, or that raises."""
+    """A part of a rule that probably does not have the intended effect, or that raises."""
 
-    #: What is wrong, such as "missing entry" or "never holds".
+    #: The kind of mistake, such as "missing entry" or "never holds".
     kind: str
     #: The entry, property, function, literal or operator in question.
     name: str
-    #: A sentence for the rule's author.
+    #: A sentence that describes the mistake.
     message: str
-    #: Where, in characters from 0.
+    #: The position in characters, from 0.
     position: int
-    #: Characters that are wrong.
+    #: The number of wrong characters.
     length: int
-    #: What may have been meant, or an empty text.
+    #: A suggestion, or an empty text.
     hint: str
-    #: Whether to ask the rule raises, so that the push of a sample would.
+    #: Whether evaluating the rule raises, so that the push of a sample would.
     can_raise: bool
 
 
 def check(rule: Rule | str, type: StreamType) -> list[Finding]:
-    """What is wrong with a rule for samples of a type, in the order of its text. A sound rule has
-    no findings; one that has may be meant so."""
+    """The findings for a rule on samples of a type, in the order of its text. A correct rule has
+    none, but a rule with findings may be intended."""
     checked = rule if isinstance(rule, Rule) else Rule(rule)
     return [Finding(*finding) for finding in checked._check(type)]

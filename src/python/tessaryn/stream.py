@@ -30,8 +30,8 @@ RuleLike = Union[Rule, str]
 class Stream(_native.StreamHandle):
     """A bounded buffer of the newest samples of one type.
 
-    A stream lives in a repository; this constructor makes one for it alone. When the stream is
-    removed from its repository, or that is closed, its operations raise ReferenceError.
+    A stream lives in a repository; this constructor makes a repository for it. When the stream is
+    removed from its repository, or the repository is closed, its operations raise ReferenceError.
     """
 
     def __init__(self, type: StreamType, capacity: int) -> None:
@@ -65,12 +65,12 @@ class Stream(_native.StreamHandle):
         *,
         time: Times | None = None,
     ) -> None:
-        """Push rows that come as columns: a DataFrame, a mapping of arrays, a structured array, or
-        the columns of another stream. Other threads see all of them or none.
+        """Push rows given as columns: a DataFrame, a mapping of arrays, a structured array, or
+        the columns of another stream. Other threads see all rows or none.
 
-        Each column is an entry. The times are those that are given, or the column that ``time``
-        names; else the index of a DataFrame if it holds times, a column "time", or the only column
-        of times that is no entry. Without any of them all rows are stamped now.
+        Each column is an entry. ``time`` gives the times or names their column; otherwise they are
+        the index of a DataFrame if it holds times, the column "time", or the only column of times
+        that is not an entry. Without any of these, all rows are stamped now.
         """
         self._push_columns(*rows_of(self.type.entries, data, time))
 
@@ -83,8 +83,8 @@ class Stream(_native.StreamHandle):
         notify: bool = True,
         **entries: Any,
     ) -> None:
-        """Set entries of the newest sample; the others stay. Like a push this stamps the sample
-        with the time of the call, unless one is given. Subscribers are notified if ``notify``."""
+        """Set entries of the newest sample; the others stay. Like a push, this stamps the sample
+        with the time of the call unless one is given. Subscribers are notified if ``notify``."""
         if not self._change_latest({**(values or {}), **entries}, time, notify):
             raise self._empty()
 
@@ -104,7 +104,7 @@ class Stream(_native.StreamHandle):
         return self._last(span, until)
 
     def between(self, since: Time | None, until: Time | None) -> Columns:
-        """The samples from one time to another, both included; None is no limit."""
+        """The samples from one time to another, both inclusive; None is no limit."""
         return self._columns(since, until, None)
 
     def where(
@@ -133,14 +133,15 @@ class Stream(_native.StreamHandle):
                 for change in changes:
                     print(change.sample["level"])
 
-        With a callback, that is called for each on a thread of its own. No code of Python runs
-        where a sample is pushed, and none while the stream is locked.
+        A callback is called for each change, on its own thread. No Python code runs on the pushing
+        thread or while the stream is locked.
 
-        history hands over first what the stream holds. At most capacity changes wait; what happens
-        then is the policy: "drop_oldest", "drop_newest", "keep_latest" (one waits, whatever the
-        capacity), or "wait": the pusher waits up to max_wait with the stream locked, then its own
-        change is dropped. With a timeout, seconds or a length of time, an iteration ends when no
-        change comes for so long; it can be continued.
+        With ``history``, the samples that the stream holds come first. At most ``capacity``
+        changes wait. For a full queue the ``policy`` decides: "drop_oldest", "drop_newest",
+        "keep_latest" (only one waits, whatever the capacity), or "wait": the pusher waits up to
+        ``max_wait`` with the stream locked, then its own change is dropped. With a ``timeout``,
+        in seconds or as a duration, an iteration ends when no change has arrived for that time; it
+        can be continued.
         """
         return Subscription(
             self,
@@ -156,11 +157,11 @@ class Stream(_native.StreamHandle):
 
     @property
     def units(self) -> dict[str, str]:
-        """The entries' units, of those that have one: what a file told, or set_units."""
+        """The units of the entries that have one, from a file or from set_units."""
         return self.store.units(self.path)
 
     def set_units(self, units: Mapping[str, str] | None = None, /, **more: str) -> None:
-        """Tell the units of entries, such as temperature="°C", for tables and pictures."""
+        """Set the units of entries, such as temperature="°C", for tables and plots."""
         given = {**(units or {}), **more}
         for name in given:
             if name not in self.type:
@@ -178,8 +179,8 @@ class Stream(_native.StreamHandle):
     ) -> list[Any]:
         """Draw numeric entries over time with matplotlib: those named, or all.
 
-        Entries of one unit share a picture. The result is the list of the pictures' axes; give such
-        a list, or one of them, to draw into it.
+        Entries of one unit share axes. The result is the list of axes; pass such a list, or a
+        single one, to draw into it.
         """
         from . import _show
 
@@ -193,7 +194,7 @@ class Stream(_native.StreamHandle):
         return _show.stream_html(self)
 
     def __bool__(self) -> bool:
-        # An empty stream is not the absence of one.
+        # An empty stream is true as well.
         return True
 
     def __repr__(self) -> str:

@@ -30,7 +30,7 @@ Timeout = Union[float, Span, None]
 Policy = Literal["drop_oldest", "drop_newest", "keep_latest", "wait"]
 
 _LOG = logging.getLogger("tessaryn")
-# How long the end of the interpreter waits for callbacks that run, and for calls under way.
+# How long the end of the interpreter waits for running callbacks and calls.
 _LAST_WAIT = 2.0
 
 _deliveries: weakref.WeakSet[_native.Delivery] = weakref.WeakSet()
@@ -43,11 +43,11 @@ class Change:
 
     #: "pushed", "popped" for the newest sample removed, or "changed" for the newest one changed.
     kind: str
-    #: The sample as it was right after the change.
+    #: A copy of the sample, made right after the change.
     sample: Sample
-    #: Counts the changes of a subscription from 1, dropped ones included.
+    #: Counts the changes of a subscription from 1, including dropped ones.
     sequence: int
-    #: Changes that were dropped between the one before and this one.
+    #: Changes that were dropped between the previous one and this one.
     dropped: int
 
 
@@ -56,13 +56,13 @@ class Statistics(NamedTuple):
 
     #: Changes that rule and conditions let through.
     accepted: int
-    #: Changes that were handed over.
+    #: Changes that were delivered.
     delivered: int
-    #: Changes that found no room, or waited when the subscription was closed.
+    #: Changes that did not fit in the queue, or waited when the subscription was closed.
     dropped: int
     #: Changes that wait now.
     waiting: int
-    #: Samples that conditions ignored, older than one before.
+    #: Samples that conditions ignored as older than an earlier one.
     late: int
 
 
@@ -72,7 +72,7 @@ def _timeout_microseconds(timeout: Timeout) -> int | None:
     if isinstance(timeout, (str, datetime.timedelta, np.timedelta64)):
         micros = span_microseconds(timeout)
     else:
-        # A year is as good as for ever, which infinity is not.
+        # A year stands for infinity, which does not fit.
         micros = round(min(timeout, 365 * 86400.0) * 1e6)
     if micros < 0:
         raise ValueError(f"a timeout is not negative, as {timeout!r} is")
@@ -90,12 +90,13 @@ def _take(delivery: _native.Delivery, type: StreamType, timeout: int | None) -> 
 class Subscription(Closing):
     """Changes of one stream, which Stream.subscribe makes.
 
-    Iterate over it with for or async for, or call get(). It ends when the stream is removed, or its
-    repository closed, after what was waiting by then; or at once by close(). Each change is handed
-    over once, to one of the threads and tasks that wait. One that is dropped without close() ends.
+    Iterate over it with for or async for, or call get(). It ends when the stream is removed or its
+    repository is closed, after the changes that were waiting then; close() ends it at once. Each
+    change is delivered once, to one of the waiting threads and tasks. A subscription without
+    references ends.
 
-    With a callback it hands over by itself, on a thread of its own; it then lives until its end,
-    whether it is kept or not. What a callback raises is logged and ends nothing.
+    A callback is called on its own thread; the subscription then lives until its end, even without
+    references. Exceptions of a callback are logged, and the subscription continues.
     """
 
     def __init__(
@@ -142,22 +143,22 @@ class Subscription(Closing):
 
     @property
     def has_ended(self) -> bool:
-        """Whether no change will come any more."""
+        """Whether no more changes will come."""
         return self._delivery.has_ended()
 
     @property
     def statistics(self) -> Statistics:
-        """All counts, of one moment."""
+        """All counts, taken at the same moment."""
         return Statistics(*self._delivery.statistics())
 
     @property
     def delivered(self) -> int:
-        """Changes that were handed over."""
+        """Changes that were delivered."""
         return self.statistics.delivered
 
     @property
     def dropped(self) -> int:
-        """Changes that found no room, or waited when the subscription was closed."""
+        """Changes that did not fit in the queue, or waited when the subscription was closed."""
         return self.statistics.dropped
 
     @property
@@ -166,7 +167,7 @@ class Subscription(Closing):
         return self.statistics.waiting
 
     def get(self, timeout: Timeout = None) -> Change | None:
-        """Wait for the next change; a timeout is seconds, or a length of time such as "100ms".
+        """Wait for the next change. A timeout is in seconds, or a duration such as "100ms".
 
         The result is None at the end. TimeoutError is raised when the time is over.
         """
@@ -199,7 +200,7 @@ class Subscription(Closing):
     async def _take_async(self, timeout: int | None) -> Change | None:
         loop = asyncio.get_running_loop()
         until = None if timeout is None else loop.time() + timeout / 1e6
-        # Other tasks have their turn, however fast the changes come.
+        # Lets other tasks run, however fast the changes come.
         await asyncio.sleep(0)
         while True:
             change = _take(self._delivery, self._type, 0)
@@ -212,7 +213,7 @@ class Subscription(Closing):
 
     async def _wait_async(self, loop: asyncio.AbstractEventLoop, timeout: float | None) -> None:
         ready = asyncio.Event()
-        # A descriptor of this wait's own: a loop knows one reader for each.
+        # A separate descriptor for this wait: a loop has only one reader for each.
         descriptor = os.dup(self._delivery.fileno())
         try:
             loop.add_reader(descriptor, ready.set)
@@ -226,22 +227,22 @@ class Subscription(Closing):
             os.close(descriptor)
 
     def flush(self) -> None:
-        """Have the conditions hand over what they hold back."""
+        """Deliver the changes that conditions hold back."""
         self._delivery.flush()
 
     def drain(self, timeout: Timeout = None) -> bool:
-        """Wait until all changes that there are have been handled or dropped.
+        """Wait until all present changes have been handled or dropped.
 
-        A change is handled when its callback has returned, or when the next one is asked for. The
-        result tells whether that happened in time; it is False at once within the callback.
+        A change is handled when its callback has returned, or when the next one is requested.
+        Returns whether that happened in time; within the callback, False at once.
         """
         if self._thread is threading.current_thread():
             return False
         return self._delivery.drain(_timeout_microseconds(timeout))
 
     def close(self, timeout: Timeout = None) -> None:
-        """End the subscription, and drop what waits. Wait for a callback that is running, unless
-        this is called by it; TimeoutError is raised when that takes longer."""
+        """End the subscription and drop waiting changes. Waits for a running callback, unless it
+        makes this call; raises TimeoutError when that takes longer."""
         limit = _timeout_microseconds(timeout)
         self._delivery.close()
         if self._thread is not None and self._thread is not threading.current_thread():
@@ -293,7 +294,7 @@ def _hand_over(
 
 
 def _end() -> None:
-    # Before the interpreter ends: its threads must not be needed, or waited for, after it.
+    # Runs before the interpreter ends: after that, no thread may be used or waited for.
     for delivery in list(_deliveries):
         delivery.close()
     until = time.monotonic() + _LAST_WAIT
@@ -301,7 +302,7 @@ def _end() -> None:
         if thread is not threading.current_thread() and thread.is_alive():
             thread.join(max(0.0, until - time.monotonic()))
     _native.close_deliveries()
-    # From here on the calls of other threads raise SystemExit; those under way have to end.
+    # From here on, new calls of other threads raise SystemExit; running calls have to end.
     until = time.monotonic() + _LAST_WAIT
     while _native.count_other_calls() > 0 and time.monotonic() < until:
         time.sleep(0.001)
