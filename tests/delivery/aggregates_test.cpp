@@ -64,7 +64,7 @@ std::vector<std::map<std::string, double>> Summarize(delivery::ConditionChain ch
     return summaries.rows;
 }
 
-// What one summary must say of the readings in it.
+// Checks a summary against its readings.
 void ExpectRow(const std::map<std::string, double>& row, const Readings& readings, double begin,
                double end) {
     Readings numbers;
@@ -146,7 +146,7 @@ TEST(Aggregates, AgreeWithModelsOnRandomSeries) {
     }
 }
 
-// The recording that the table was made of, with the same values and rows left out.
+// The recording from which the table was made, without the same values and rows.
 struct Recording {
     StreamType type;
     std::vector<Sample> samples;
@@ -247,7 +247,7 @@ TEST(Window, TakesEntriesOfOneNumberAndFillsASecondStream) {
                     static_cast<double>(sample->GetUInt64(sample->EntryId("count"), 0)) / 3;
         }
     });
-    // One window, or two where the hour has just changed.
+    // One window, or two if the hour has just changed.
     EXPECT_DOUBLE_EQ(mean, 5);
 }
 

@@ -90,7 +90,7 @@ Readings ModelOfMinInterval(const Readings& readings, Poco::Timestamp::TimeVal i
 }
 
 Readings ModelOfHysteresis(const Readings& readings, double on, double off) {
-    // On where the last reading that is clear of both thresholds says so.
+    // On if the last reading at or beyond either threshold was at or beyond `on`.
     const auto isOn = [&](std::size_t end) {
         for (std::size_t i = end; i-- > 0;) {
             if (readings[i].value >= on || readings[i].value <= off) {
@@ -172,7 +172,7 @@ TEST(MinInterval, DeliversWhatItHoldsBackOnceItIsDue) {
     EXPECT_EQ(harness.passed, (Readings{{0, 1}})) << "the next interval began at 10";
 }
 
-// Arrays and other types than a number, beside the random series of one.
+// Arrays and types other than numbers, in addition to the random series of numbers.
 struct ArrayCase {
     const char* name;
     std::vector<double> before;

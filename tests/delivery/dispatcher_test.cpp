@@ -34,7 +34,7 @@ std::vector<int> Range(int begin, int end) {
     return numbers;
 }
 
-// With workers that are woken, and with such that look for what has gathered.
+// With workers that are woken, and with workers that look for changes at intervals.
 class DispatcherTest : public testing::TestWithParam<std::chrono::milliseconds> {
   protected:
     static delivery::DispatcherOptions Workers(std::size_t count = 1) {
@@ -95,7 +95,7 @@ struct OverflowCase {
 };
 
 TEST_P(DispatcherTest, DropsByPolicyWhenTheQueueIsFull) {
-    // A handler is held up in 0 while 1 to 5 are pushed, into a queue of two.
+    // The handler is blocked in 0 while 1 to 5 are pushed into a queue of two.
     const std::vector<OverflowCase> cases = {
         {"oldest", {.capacity = 2, .overflow = Overflow::dropOldest}, {0, 4, 5}, {0, 3, 0}},
         {"newest", {.capacity = 2, .overflow = Overflow::dropNewest}, {0, 1, 2}, {0, 0, 0}},
@@ -149,7 +149,7 @@ TEST_P(DispatcherTest, LetsAPusherWaitUntilThereIsRoom) {
 }
 
 TEST_P(DispatcherTest, RefusesToWaitForAHandlerThatPushesToItsOwnStream) {
-    // With a wait of a minute this test would take as long, were the waiting not refused.
+    // If waiting were not refused, this test would take a minute.
     NumberStream numbers;
     Dispatcher dispatcher(Workers());
     Delivery delivery =
@@ -214,7 +214,7 @@ TEST_P(DispatcherTest, GoesOnAfterAHandlerThatThrowsAndReportsEachFailure) {
 }
 
 TEST_P(DispatcherTest, HandsOverTheHistoryFirstThenEveryLaterChangeOnce) {
-    // The ring has wrapped, and a pusher goes on while the subscription is made.
+    // The ring has wrapped, and a thread keeps pushing while the subscription is made.
     for (const long ring : {7L, 1000L}) {
         NumberStream numbers(ring);
         for (int i = 0; i < 10; ++i) {
@@ -268,7 +268,7 @@ TEST_P(DispatcherTest, CallsNoHandlerAfterStopAndWaitsForTheRunningOne) {
     ExpectSumsAdd(delivery.GetStatistics());
 }
 
-// Pushes on another thread as long as it lives.
+// Pushes on another thread as long as it exists.
 class Load {
   public:
     explicit Load(NumberStream& numbers)
@@ -290,7 +290,7 @@ class Load {
 };
 
 TEST_P(DispatcherTest, IsStoppedByItsHandlerWhileAnotherThreadPushes) {
-    // Hunts a stop that waits for its own handler, or for the pusher that it is called beside.
+    // Hunts a `Stop` that waits for its own handler, or for a concurrent pusher.
     NumberStream numbers;
     Dispatcher dispatcher(Workers());
     const Load load(numbers);
@@ -365,7 +365,7 @@ TEST_P(DispatcherTest, EndsWhenTheStreamDropsItsSubscriptions) {
 }
 
 TEST_P(DispatcherTest, MayRaceWithTheEndOfItsStream) {
-    // Hunts a handle that unsubscribes from a stream which is being destroyed.
+    // Hunts a handle that unsubscribes from a stream that is being destroyed.
     Dispatcher dispatcher(Workers());
     for (int i = 0; i < 500; ++i) {
         StreamType type;
@@ -403,7 +403,7 @@ TEST_P(DispatcherTest, OutlivesItsDispatcherWhichMayGoUnderLoad) {
 }
 
 TEST_P(DispatcherTest, LetsHandlersPushIntoEachOthersStreams) {
-    // With delegates that push, two pushers would wait for each other for ever.
+    // With delegates that push, two pushers would deadlock.
     NumberStream left;
     NumberStream right;
     Dispatcher dispatcher(Workers(2));
@@ -441,7 +441,7 @@ TEST_P(DispatcherTest, AllocatesNothingInTheSteadyStateButTheTwoArraysOfTheCopy)
     for (int i = 0; i < 100; ++i) {
         bare.Push(i);
     }
-    // The stream's own copy for its subscriptions takes none.
+    // The stream's copy for its subscriptions allocates nothing.
     const auto withoutDelivery = allocations(bare);
     const auto withDelivery = allocations(numbers);
     EXPECT_EQ(withDelivery, withoutDelivery + 2);
@@ -450,7 +450,7 @@ TEST_P(DispatcherTest, AllocatesNothingInTheSteadyStateButTheTwoArraysOfTheCopy)
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_P(DispatcherTest, TakesLittleMemoryWhileItIsIdle) {
-    // 10,000 on 1,000 streams, beside what the streams take for the subscriptions.
+    // 10,000 on 1,000 streams, without the streams' memory for the subscriptions.
     constexpr std::size_t streams = 1000;
     constexpr std::size_t each = 10;
     StreamType type;
@@ -530,7 +530,8 @@ TEST(Dispatcher, LetsChangesGatherUntilAWorkerLooks) {
 }
 
 TEST(Dispatcher, GoesOnWithWhatGathersWhileAWorkerIsAtIt) {
-    // Hunts a look of the other worker, during the turn, after which nobody looks again.
+    // Hunts a change that is missed when the other worker looks during the turn, and none looks
+    // again.
     for (int i = 0; i < 20; ++i) {
         NumberStream numbers;
         Gate gate;

@@ -39,7 +39,7 @@ class Harness : private delivery::Sink {
   public:
     Harness() { type.Add("x", core::tessaryn::Double, 1); }
 
-    /// What conditions let through, at the end also what they hold back.
+    /// The readings that conditions let through, including those flushed at the end.
     Readings Run(delivery::ConditionChain conditions, const Readings& readings) {
         passed.clear();
         for (const Reading& reading : readings) {
@@ -90,7 +90,7 @@ inline bool PassesBoth(delivery::ConditionChain conditions, const std::vector<do
     return counter.count == 2;
 }
 
-/// A series with equal stamps, steps back, gaps and NaN; small integers.
+/// A series of small integers with equal timestamps, steps back, gaps and NaN.
 inline Readings RandomReadings(Random& random, int count) {
     Readings readings;
     Poco::Timestamp::TimeVal time = -50;
@@ -105,7 +105,7 @@ inline Readings RandomReadings(Random& random, int count) {
     return readings;
 }
 
-/// Without those older than one before.
+/// Without readings older than an earlier one.
 inline Readings WithoutLate(const Readings& readings) {
     Readings kept;
     for (const Reading& reading : readings) {

@@ -30,7 +30,7 @@ using delivery::DeliveryStatistics;
 using delivery::Dispatcher;
 using delivery::Overflow;
 
-// Only reached by work that hangs.
+// Reached only if the code under test hangs.
 inline constexpr auto patience = 60s;
 
 /// A type of one number, and a stream of it.
@@ -56,7 +56,7 @@ inline int NumberOf(const Sample& sample) {
     return sample.GetInt32(0, 0);
 }
 
-/// What a handler was called with, in order.
+/// The changes that a handler was called with, in order.
 class Log {
   public:
     void operator()(const Change& change) {
@@ -76,7 +76,7 @@ class Log {
     std::vector<std::uint64_t> dropped;
 };
 
-/// Holds a handler up inside its first call until `Open`.
+/// Blocks a handler inside its first call until `Open`.
 class Gate {
   public:
     /// For the handler.

@@ -12,7 +12,7 @@
 
 namespace velmora::test {
 
-/// The rows of a table of the folder data, without the title; cells are not quoted.
+/// The rows of a table in the folder data, without the header; cells are not quoted.
 inline std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
     std::ifstream file(path);
     if (!file) {

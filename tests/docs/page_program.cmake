@@ -1,10 +1,10 @@
 # Copyright (c) 2026 The Velmora Tessaryn authors
 # SPDX-License-Identifier: BSL-1.0
 
-# Does what PAGE tells a reader to do: puts its program beside its CMakeLists.txt, types its
-# commands, and compares what the program prints. What PAGE leaves out is that of PROJECT_PAGE. With
-# SECTION, all of that is below this heading of both. With EXAMPLE, the program also has to be that
-# file, but for the comments at its head. The libraries are those of BUILD_DIR, installed for this.
+# Follows the instructions of PAGE: saves its program and its CMakeLists.txt, runs its commands, and
+# compares the output. Parts that PAGE lacks are taken from PROJECT_PAGE. With SECTION, they are
+# searched below this heading in both pages. With EXAMPLE, the program must be that file, except for
+# the comments at its head. The libraries are those of BUILD_DIR, which are installed first.
 
 # extract(<variable> <page> <language> [AFTER <text>]): the page's first block of the
 # language after the text; a blank line is before it.

@@ -1,8 +1,8 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// node decode_page.mjs PAGE: the example's decoder reads the frames that the page shows, and no
-// damaged ones.
+// node decode_page.mjs PAGE: checks that the example's decoder reads the frames on the page, and
+// refuses damaged ones.
 
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';

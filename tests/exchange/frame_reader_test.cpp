@@ -34,7 +34,7 @@ class FrameReaderTest : public testing::Test {
         return Restamped(std::move(sample), Poco::Timestamp(value));
     }
 
-    // The sequences of the samples that are read from these bytes.
+    // The sequence numbers of the samples read from these bytes.
     std::vector<std::uint64_t> Read(const std::string& bytes, const ReaderLimits& limits = {}) {
         std::istringstream in(bytes);
         FrameReader reader(in, layouts, limits);
@@ -84,7 +84,7 @@ TEST_F(FrameReaderTest, ReadsWhatWasWrittenWithOneDescriptionALayout) {
         results.push_back(reader.Read());
         if (results.back() == Result::sample) {
             channels.push_back(reader.GetFrame().header.channel);
-            // A host may take the sample away.
+            // A host may move the sample.
             const Sample taken = std::move(reader.GetSample());
             EXPECT_NE(taken.GetStreamType(), nullptr);
         }
@@ -127,7 +127,7 @@ TEST_F(FrameReaderTest, FindsTheNextFrameWhateverHappensToBytesBefore) {
                 break;
         }
         const std::vector<std::uint64_t> sequences = Read(frames[0] + damaged + frames[2]);
-        // What was inserted behind the last byte is a frame of its own no more than before.
+        // Three samples: the bytes were inserted behind the last byte, so the frame is intact.
         ASSERT_THAT(sequences,
                     testing::AnyOf(testing::ElementsAre(0, 2), testing::ElementsAre(0, 1, 2)))
             << round;
@@ -158,7 +158,7 @@ TEST_F(FrameReaderTest, RefusesAPayloadThatIsNotWhatTheFrameSaysAndGoesOn) {
     EXPECT_EQ(statistics.refused, 1U);
 }
 
-// A stream buffer that counts what is taken from it.
+// A stream buffer that counts the bytes read from it.
 class CountingBuffer : public std::stringbuf {
   public:
     using std::stringbuf::stringbuf;
@@ -187,7 +187,7 @@ TEST_F(FrameReaderTest, TakesNoByteBeyondTheFrameInHand) {
 }
 
 TEST_F(FrameReaderTest, ChecksNestedDamagedFramesInLinearWork) {
-    // Each header promises all that follows, whose checksum is wrong.
+    // Each header claims all following bytes, with a wrong checksum.
     std::string nested;
     constexpr std::size_t count = 7000;
     std::string header = Frames(1)[0].substr(0, frameHeaderSize);

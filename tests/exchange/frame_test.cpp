@@ -42,7 +42,7 @@ std::string EncodedSample() {
                                       {core::tessaryn::changed, 7, 300}));
 }
 
-// The bytes of the page's example: each line begins with them, and four blanks end them.
+// The bytes of the page's example: at the beginning of each line, up to four blanks.
 std::string ReadPage() {
     std::ifstream page(EXCHANGE_PAGE);
     const Poco::RegularExpression line("^((?:[0-9A-F]{2} ){1,16})   ");

@@ -13,7 +13,7 @@
 
 namespace velmora::test {
 
-/// Puts the right lengths and checksum into a frame that was changed.
+/// Corrects the lengths and the checksum of a changed frame.
 inline void Sign(std::string& frame) {
     namespace layout = exchange::layout;
     const auto length = exchange::bytes::Load<std::uint32_t>(frame, layout::lengthAt);

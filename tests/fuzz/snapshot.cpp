@@ -32,12 +32,12 @@ std::string MakeBeginning() {
     StreamTypeRepository types(Poco::Logger::root(), '/');
     types.Add("T")->PushNew({1, 0, 0}).Add("x", Int32, 1).Add("s", String, 0);
     std::string bytes = WrittenBytes(types, StreamRepository(Poco::Logger::root(), '/'));
-    // Without the two numbers of the end.
+    // Without the last block, which has two numbers.
     bytes.resize(bytes.size() - blockHeaderLength - 2);
     return bytes;
 }
 
-// Refused, or the same after it was written again.
+// The bytes are refused, or give a document that is the same after it was written and read again.
 void ReadBytes(const std::string& bytes) {
     std::optional<Document> document;
     try {
@@ -55,8 +55,8 @@ void ReadBytes(const std::string& bytes) {
 
 }  // namespace
 
-// The bytes are a snapshot. They are also the contents of blocks with the right checksums: a byte
-// for the kind, one for the length.
+// Reads the bytes twice: as a snapshot, and as the contents of blocks with correct checksums, each
+// after a byte for its kind and one for its length.
 void Fuzz(std::string_view input) {
     ReadBytes(std::string(input));
     static const std::string beginning = MakeBeginning();

@@ -58,7 +58,7 @@ TEST_F(InspectorAccess, StartsAndStopsAgain) {
     EXPECT_EQ(Port(), 0);
     inspector->Start();
     EXPECT_EQ(Get("/healthz").body, "ok\n");
-    // The port of another one.
+    // The port of another inspector.
     options.port = Port();
     EXPECT_THROW(Inspector(streams, types, options).Start(), Poco::Exception);
 }

@@ -70,7 +70,7 @@ TEST_F(InspectorApi, ListsTheTreeInPages) {
     EXPECT_EQ(Get("/api/types").body,
               R"({"total":2,"types":[{"name":"Any","version":"0.0.1","entries":0},)"
               R"({"name":"area.Tank","version":"1.0.0","entries":3}]})");
-    // The limit of an answer is not the client's.
+    // A client cannot raise the limit of an answer.
     options.limits.maxItems = 2;
     Start();
     EXPECT_EQ(Get("/api/search?limit=1000").Json()->getArray("streams")->size(), 2U);
@@ -121,8 +121,7 @@ TEST_F(InspectorApi, DescribesAStream) {
         now);
 }
 
-// Whatever a stream, an entry or a text is called: it is a text in JSON, which no browser takes for
-// a page.
+// Names and texts with markup stay texts in JSON, which browsers do not render as a page.
 TEST_F(InspectorApi, EscapesNamesThatAreMarkup) {
     const std::string name = "<img src=x onerror=alert(1)>\"'&\xff";
     tank->Add(name, core::tessaryn::Int8, 20);

@@ -26,14 +26,14 @@
 
 namespace velmora::test {
 
-/// A client that sends bytes as they are.
+/// A client that sends raw bytes.
 class RawClient {
   public:
     explicit RawClient(std::uint16_t port) : socket(Poco::Net::SocketAddress("127.0.0.1", port)) {
         socket.setReceiveTimeout(Poco::Timespan(20, 0));
     }
 
-    /// \return whether the server still took them
+    /// \return whether the server still accepted them
     bool Send(std::string_view bytes) {
         try {
             while (!bytes.empty()) {
@@ -45,7 +45,7 @@ class RawClient {
             return false;
         }
     }
-    /// What comes up to a text, or up to the end.
+    /// Reads up to a text, or up to the end of the connection.
     std::string ReadUntil(const std::string& text) {
         while (read.find(text) == std::string::npos && ReadSome()) {
         }
@@ -54,7 +54,7 @@ class RawClient {
         read.erase(0, part.size());
         return part;
     }
-    /// Everything up to the end of the connection.
+    /// Reads up to the end of the connection.
     std::string ReadAll() {
         while (ReadSome()) {
         }
@@ -80,7 +80,7 @@ class RawClient {
     std::string read;
 };
 
-/// An answer in its parts.
+/// The parts of an answer.
 struct Reply {
     int status = 0;
     std::string head;
@@ -107,7 +107,7 @@ inline Reply ToReply(const std::string& text) {
     return reply;
 }
 
-/// A small host with an inspector, which each test starts.
+/// A small host with an inspector, which each test has to start.
 class InspectorTest : public testing::Test {
   protected:
     InspectorTest() {
@@ -124,7 +124,7 @@ class InspectorTest : public testing::Test {
     }
     std::uint16_t Port() const { return inspector->GetPort(); }
 
-    /// Asks once, with headers that each end with a line feed.
+    /// Sends one request; each of the headers ends with a line feed.
     Reply Get(const std::string& address, const std::string& headers = "",
               const std::string& method = "GET") const {
         RawClient client(Port());
@@ -132,7 +132,7 @@ class InspectorTest : public testing::Test {
                     " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + headers + "\r\n");
         return ToReply(client.ReadAll());
     }
-    /// The status for a request that is sent as it is.
+    /// The status of the answer to a raw request.
     int StatusOf(const std::string& request) const {
         RawClient client(Port());
         client.Send(request);

@@ -23,7 +23,7 @@ class InspectorEvents : public InspectorTest {
         streams.AddStream("b", tank, 10);
     }
 
-    /// Begins to watch, and waits until the server does.
+    /// Starts watching, and waits until the server does.
     void Watch(RawClient& client, const std::string& parameters) const {
         client.Send("GET /api/events?" + parameters + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
         const std::string head = client.ReadUntil("retry: 2000\n\n");
@@ -88,7 +88,7 @@ TEST_F(InspectorEvents, SaysWhenAStreamHasGone) {
     EXPECT_EQ(client.ReadUntil("\n\n"), "event: gone\ndata: {\"path\":\"a\"}\n\n");
     Push("b", 1, 1);
     EXPECT_NE(client.ReadUntil("\n\n").find("event: sample"), std::string::npos);
-    // One that comes in its place is another one.
+    // A new stream of the path is another one.
     streams.AddStream("a", tank, 10);
     RawClient second(Port());
     Watch(second, "path=a");
@@ -104,7 +104,7 @@ TEST_F(InspectorEvents, GivesSignsOfLife) {
     EXPECT_EQ(client.ReadUntil(":\n\n:\n\n"), ":\n\n:\n\n");
 }
 
-// Pushes go on, and who reads again is told.
+// Pushes continue, and a client that reads again learns how many changes were lost.
 TEST_F(InspectorEvents, CountsWhatASlowClientLoses) {
     options.limits.maxQueuedBytes = 10'000;
     Start();
@@ -163,7 +163,7 @@ TEST_F(InspectorEvents, BoundsWatchers) {
     EXPECT_EQ(streams.GetStream("a").CountSubscriptions(), 0U);
 }
 
-// Streams come and go, and clients with them, while others push.
+// Streams are added and removed, and clients connect and leave, while other threads push.
 TEST_F(InspectorEvents, LivesThroughChangesOfEverything) {
     Start();
     std::atomic<bool> isOver = false;

@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 
 class HostileClient : public InspectorTest {
   protected:
-    // Others are still answered.
+    // Other clients are still served.
     void ExpectAlive() { EXPECT_EQ(Get("/healthz").body, "ok\n"); }
 };
 
@@ -98,7 +98,7 @@ TEST_F(HostileClient, IsToldWhatIsWrong) {
     };
     Start();
     for (const auto& row : rows) {
-        // Broken ones end the connection, the others say so.
+        // Malformed requests end the connection; the others get an error.
         const std::size_t line = row.request.find("\r\n");
         std::string request = row.request;
         if (row.status == 404) {
@@ -133,7 +133,7 @@ TEST_F(HostileClient, SendsSlowly) {
     RawClient body(Port());
     body.Send("POST /login HTTP/1.1\r\nHost: localhost\r\nContent-Length: 10\r\n\r\n");
     const auto begin = std::chrono::steady_clock::now();
-    // Each byte comes in time, the request does not.
+    // Each byte arrives in time, but the request does not.
     while (slow.Send("G") && std::chrono::steady_clock::now() < begin + milliseconds(2000)) {
     }
     EXPECT_EQ(ToReply(body.ReadAll()).status, 408);
@@ -147,7 +147,7 @@ TEST_F(HostileClient, ReadsNothing) {
     RawClient client(Port());
     client.socket.setReceiveBufferSize(4096);
     std::string ask = "GET /dygraph.js HTTP/1.1\r\nHost: localhost\r\n\r\n";
-    // More answers than the system takes in for a client that does not read.
+    // More answers than the system's buffers hold for a client that does not read.
     while (client.Send(ask)) {
     }
     ExpectAlive();
@@ -163,7 +163,7 @@ TEST_F(HostileClient, ComesAThousandTimes) {
             ExpectAlive();
         }
     }
-    // The first ones have made room for others.
+    // The first connections were closed to make room for others.
     EXPECT_EQ(clients.front().ReadAll(), "");
     clients.back().Send("TP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
     EXPECT_EQ(ToReply(clients.back().ReadAll()).body, "ok\n");

@@ -73,7 +73,7 @@ TEST_F(InspectorMetrics, AreBounded) {
     EXPECT_EQ(Line("velmora_streams "), "velmora_streams 4");
     EXPECT_EQ(Line("velmora_streams_without_metrics"), "velmora_streams_without_metrics 2");
     EXPECT_EQ(Line("velmora_stream_samples{stream=\"d\"}").substr(0, 4), "none");
-    // Names that are no texts become the same one, of which there must not be two.
+    // Invalid names are cleaned to the same one, which must occur only once.
     options.limits.maxMetricStreams = 9;
     Start();
     const std::string text = Get("/metrics").body;

@@ -50,7 +50,7 @@ class Prometheus {
         process.wait();
     }
 
-    /// The result of a query; empty as long as Prometheus does not answer.
+    // The result of a query; empty as long as Prometheus does not answer.
     std::string Ask(const std::string& query) const {
         std::string encoded;
         Poco::URI::encode(query, "{}=\"+&#", encoded);
@@ -127,7 +127,7 @@ TEST_F(PrometheusScrape, GivesPromtoolNothingToSay) {
         return said + std::to_string(process.wait());
     };
     EXPECT_EQ(check(reply.body), "0") << reply.body;
-    // It would say something.
+    // Shows that the check can fail.
     EXPECT_NE(check("# TYPE events counter\nevents 1\n"), "0");
 }
 

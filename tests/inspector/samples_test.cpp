@@ -19,7 +19,7 @@ class InspectorSamples : public InspectorTest {
   protected:
     InspectorSamples() { streams.AddStream("a", tank, 10'000); }
 
-    /// All levels that pages of an answer hold, joined.
+    // The levels of all pages of an answer.
     std::vector<double> ReadPages(const std::string& address) {
         std::vector<double> levels;
         std::string after;
@@ -63,7 +63,7 @@ TEST_F(InspectorSamples, ListsARange) {
     EXPECT_EQ(Get("/api/samples?path=a&from=history").status, 404);
 }
 
-// Whatever the times are like, pages give each sample once, in the order of time.
+// For any times, the pages have each sample once, in the order of time.
 TEST_F(InspectorSamples, PagesWithoutGapsOrRepetitions) {
     std::mt19937 random(7);
     const struct {
@@ -117,7 +117,7 @@ TEST_F(InspectorSamples, DownloadsCsvInParts) {
     }
     const std::string text = Get(address + "&entries=level&rule=level+%3E%3D+1").body;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 9001);
-    // On a connection that stays, in chunks, and another answer behind them.
+    // On a persistent connection the answer comes in chunks, followed by the next answer.
     RawClient client(Port());
     client.Send("GET " + address +
                 " HTTP/1.1\r\nHost: localhost\r\n\r\n"
@@ -137,7 +137,7 @@ TEST_F(InspectorSamples, ThinsCharts) {
         Get("/api/chart?path=a&entries=level&points=2&since=0&until=999&rule=level+%3E+996").body,
         R"({"since":0,"until":999,"complete":true,"entries":{"level":{"times":[0,500],)"
         R"("min":[-499,-999],"max":[498,998]}},"matches":[[998,998]]})");
-    // The numbers around one that is none count.
+    // Numbers next to NaN count.
     EXPECT_EQ(Get("/api/chart?path=a&entries=level&since=999&points=1").body,
               R"({"since":999,"until":1000,"complete":true,"entries":{"level":{"times":[999],)"
               R"("min":[-999],"max":[-999]}},"matches":[]})");
@@ -165,7 +165,7 @@ TEST_F(InspectorSamples, ShowsTheHistoryBeforeTheRing) {
             }
         });
     }
-    // The ring has forgotten the first ones.
+    // The ring no longer has the first samples.
     streams.Remove("a");
     streams.AddStream("a", tank, 5);
     for (int i = 5; i < 12; ++i) {
@@ -196,7 +196,7 @@ TEST_F(InspectorSamples, ChecksRules) {
     EXPECT_EQ(check("levle+%3E+8"), R"({"ok":false,"findings":[{"severity":"warning","message":)"
                                     R"("The stream type has no entry 'levle'","begin":0,"end":5,)"
                                     R"("hint":"did you mean 'level'?"}]})");
-    // Two units of a text, four bytes.
+    // A character of two UTF-16 code units and four bytes.
     const std::string wide = check("note+%3D%3D+%22%F0%9F%98%80%22+%26%26+level+%3E");
     EXPECT_NE(wide.find(R"("severity":"error")"), std::string::npos) << wide;
     EXPECT_NE(wide.find(R"("begin":23,"end":23)"), std::string::npos) << wide;

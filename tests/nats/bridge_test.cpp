@@ -82,7 +82,7 @@ std::vector<int> UpTo(int last) {
     return levels;
 }
 
-// Waits for a number of pushes; the test's time limit ends it if they don't come.
+// Waits for a number of pushes; if they do not come, the test's time limit ends it.
 void WaitFor(const Follower& follower, std::uint64_t pushed) {
     while (follower.GetStatistics().pushed < pushed) {
         std::this_thread::yield();
@@ -191,13 +191,13 @@ TEST_F(BridgeTest, GoesOnWherePublisherAndFollowerEnded) {
                                          options);
         EXPECT_LE(point.sequence, 300U * round);
         EXPECT_EQ(point.time, Poco::Timestamp(static_cast<std::int64_t>(point.sequence) * 1000));
-        // Some of these are there already.
+        // Some of these were already published.
         for (int level = static_cast<int>(point.sequence) + 1; level <= 300 * (round + 1);
              ++level) {
             PushLevel(tank, level);
         }
         ASSERT_TRUE(publisher.Flush(60s));
-        // The follower ends in the middle, with some acknowledged and some not.
+        // The follower ends when only some samples are acknowledged.
         WaitFor(*follower, round == 2 ? 900 - pushed : 100);
         EXPECT_EQ(follower->GetStatistics().missing, 0U);
         follower.reset();
@@ -213,7 +213,7 @@ TEST_F(BridgeTest, StartsWhereItIsTold) {
         PushLevel(tank, level);
     }
     ASSERT_TRUE(publisher.Flush(60s));
-    // The server's times are those of its clock, which is this machine's.
+    // The server uses the clock of this machine.
     std::this_thread::sleep_for(5ms);
     const Poco::Timestamp between;
     std::this_thread::sleep_for(5ms);
@@ -242,7 +242,8 @@ TEST_F(BridgeTest, StartsWhereItIsTold) {
         };
         while (!hasLast()) {
             if (row.start == Start::now) {
-                // It is not known when the server has the consumer.
+                // Publishes repeatedly, since it is unknown when the server has created the
+                // consumer.
                 PushLevel(tank, 9);
                 ASSERT_TRUE(publisher.Flush(60s));
             }
@@ -282,7 +283,8 @@ TEST_F(BridgeTest, GoesOnWhenTheJetStreamStreamIsDeleted) {
     push(1, 50);
     WaitFor(*follower, 50);
     {
-        // The follower sees the next one only when that has more messages than it received.
+        // The follower notices the new JetStream stream only when that has more messages than it
+        // received.
         const std::lock_guard lock(pause);
         push(51, 51);
         while (LevelsOf(target.Find("plant/tank")).size() < 51) {
@@ -298,7 +300,7 @@ TEST_F(BridgeTest, GoesOnWhenTheJetStreamStreamIsDeleted) {
     EXPECT_EQ(follower->GetStatistics().missing, 0U);
     EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(110));
 
-    // What nobody has received is lost with it, and counted.
+    // Samples that were not received are lost with it, and counted.
     follower.reset();
     push(111, 160);
     deleteStream();

@@ -23,7 +23,7 @@ class NatsCluster {
         }
         std::string routes;
         std::vector<std::string> addresses;
-        // Free ports; all are taken until the last is known, so that they differ.
+        // Free ports; all are kept bound until the last one is found, so that they differ.
         std::vector<Poco::Net::ServerSocket> sockets;
         for (std::size_t i = 0; i < size; ++i) {
             sockets.emplace_back(Poco::Net::SocketAddress("127.0.0.1", 0));
@@ -41,7 +41,7 @@ class NatsCluster {
     std::size_t GetSize() const { return servers.size(); }
     NatsServer& operator[](std::size_t index) { return *servers[index]; }
 
-    /// Of all servers.
+    /// The URLs of all servers.
     std::string GetUrls() const {
         std::string urls;
         for (const auto& server : servers) {

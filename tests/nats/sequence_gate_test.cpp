@@ -13,8 +13,8 @@
 namespace velmora::nats {
 namespace {
 
-// Offers numbers, and lists what passes at each; after `+` pass 21 s, and after `!` and a number
-// nothing more will come up to that.
+// Offers numbers, and lists those that pass at each step. `+` lets 21 s pass; `!` and a number
+// declares that nothing up to it will come.
 std::string Pass(std::optional<std::uint64_t> last, std::size_t maxHeld, std::string_view offers,
                  std::uint64_t& missing) {
     SequenceGate gate(last, maxHeld, std::chrono::seconds(20));

@@ -24,7 +24,7 @@ namespace velmora::test {
 /// A nats-server on loopback with JetStream, whose files are in a temporary folder.
 class NatsServer {
   public:
-    /// \param arguments beside those
+    /// \param arguments additional arguments
     explicit NatsServer(Poco::Process::Args arguments = {}) : arguments(std::move(arguments)) {
         Start();
     }
@@ -55,7 +55,7 @@ class NatsServer {
         std::string text;
         std::size_t begin = 0;
         std::size_t end = 0;
-        // The file comes when the server listens; without it the test times out.
+        // The file appears when the server listens; if it does not, the test times out.
         while ((begin = text.find(prefix)) == std::string::npos ||
                (end = text.find('"', begin)) == std::string::npos) {
             if (!Poco::Process::isRunning(*process)) {
@@ -69,7 +69,7 @@ class NatsServer {
         port = text.substr(begin, end - begin);
     }
 
-    /// As a crash.
+    /// Kills it, like a crash.
     void Kill() {
         if (process) {
             ::kill(process->id(), SIGKILL);

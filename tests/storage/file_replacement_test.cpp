@@ -20,13 +20,13 @@
 
 namespace {
 
-// Which call of fsync() fails, the first being 1, and how.
+// The number, from 1, and the error of the call of fsync() that fails.
 int failingSync = 0;
 int syncError = 0;
 
 }  // namespace
 
-// Takes the place of the C library's.
+// Replaces the function of the C library.
 extern "C" int fsync(int descriptor) {
     if (--failingSync == 0) {
         errno = syncError;

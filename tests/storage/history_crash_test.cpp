@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// What a history is after its writer was killed, or could not write.
+// The state of a history after its writer was killed, or could not write.
 
 #include "storage/history.h"
 #include "storage/history_reader.h"
@@ -34,8 +34,8 @@ int NewestNumber(const std::string& file) {
     return reader.Next() ? reader.GetSample().GetInt32(0, 0) : 0;
 }
 
-// What a host does that is killed: continues with the number behind the newest in the file, for
-// ever, and sends each number that it knows to be in the file.
+// The host that is killed: continues with the number behind the newest in the file, without end,
+// and reports each number that it knows to be in the file.
 [[noreturn]] void WriteForever(const std::string& file, int reports) {
     TestType type{{"n", core::tessaryn::Int32, 1}, {"s", core::tessaryn::String, 0}};
     int number = 0;
@@ -79,7 +79,7 @@ int KillWriter(const std::string& file, unsigned reportCount) {
     kill(writer, SIGKILL);
     int status = 0;
     waitpid(writer, &status, 0);
-    // What was sent before the end, but not read yet, is in the file, too.
+    // Numbers that were reported before the end, but not read yet, are in the file as well.
     for (int late = 0; read(ends[0], &late, sizeof late) == sizeof late;) {
         reported = late;
     }
@@ -88,7 +88,7 @@ int KillWriter(const std::string& file, unsigned reportCount) {
     return reported;
 }
 
-// `VELMORA_KILLS` sets how often.
+// `VELMORA_KILLS` sets the number of kills.
 TEST(HistoryWriter, KeepsWhatWasCommittedWhenItIsKilledAndGoesOnBehindIt) {
     const Folder folder;
     const std::string file = folder.PathOf("a.db");
@@ -105,7 +105,7 @@ TEST(HistoryWriter, KeepsWhatWasCommittedWhenItIsKilledAndGoesOnBehindIt) {
     }
 }
 
-// No file of this process may become longer, as long as the object.
+// While it exists, no file can be extended by this process.
 class FileSizeLimit {
   public:
     explicit FileSizeLimit(rlim_t bytes) : formerAction(std::signal(SIGXFSZ, SIG_IGN)) {

@@ -39,7 +39,7 @@ std::vector<int> ReadNumbers(const std::string& file, const HistoryQuery& query 
     return ReadNumbers(reader);
 }
 
-// But for the sign of NaN, and that of zero.
+// Ignores the sign of NaN and of zero.
 void ExpectSame(const Sample& sample, const Sample& expected) {
     EXPECT_EQ(sample.GetTimeStamp(), expected.GetTimeStamp());
     for (unsigned short entry = 0; entry < expected.GetStreamType()->GetNumEntries(); ++entry) {
@@ -75,7 +75,7 @@ TEST(HistoryReader, GivesSamplesAsTheyWere) {
                 sample.Resize(entry, random.Below(4));
             }
         }
-        // Any bytes make a number, NaN with a payload included.
+        // Any bytes make a number, including NaN with a payload.
         std::string binary = BinaryOf(sample);
         const std::size_t table = (type.type.GetNumEntries() + 1) * sizeof(unsigned int);
         for (std::size_t at = table; at < binary.size(); ++at) {
@@ -98,7 +98,7 @@ TEST(HistoryReader, GivesSamplesAsTheyWere) {
     EXPECT_FALSE(reader.Next());
 }
 
-// What a history of several streams and layouts should give, by looking at all of it.
+// The expected result for a history of several streams and layouts, found by examining all samples.
 struct Row {
     long long time;
     std::size_t stream;

@@ -24,7 +24,7 @@ using core::tessaryn::Sample;
 using storage::HistoryException;
 using storage::HistoryWriter;
 
-/// Another program that opens the file by SQLite alone.
+/// Opens the file with SQLite alone, like another program.
 class Outsider {
   public:
     explicit Outsider(const std::string& file) {

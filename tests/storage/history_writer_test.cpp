@@ -33,7 +33,7 @@ struct Cell {
     const char* name;
     SampleEntry entry;
     void (*fill)(Sample& sample);
-    const char* stored;  ///< as SQL writes it
+    const char* stored;  ///< as an SQL literal
 };
 
 const Cell cells[] = {

@@ -75,7 +75,7 @@ TEST_F(ReplayTest, MakesStreamsAndTypesAndPushesAllAtOnce) {
 
 TEST_F(ReplayTest, PushesWhatIsDueInTheOrderOfTime) {
     Replay replay(*history, {}, types, streams, {.speed = 2});
-    EXPECT_EQ(replay.Advance(1h), 500us);  // the first sample begins the time
+    EXPECT_EQ(replay.Advance(1h), 500us);  // the first sample starts the clock
     EXPECT_THAT(NumbersOf("a"), ElementsAre(1));
     EXPECT_EQ(replay.Advance(499us), 1us);
     EXPECT_THAT(NumbersOf("b"), ElementsAre());

@@ -52,7 +52,7 @@ TEST_F(StreamCallbacks, ThatThrowLeaveWhatWasDone) {
     }
 }
 
-// Of a ring of three, a callback can have three samples in hand, and three others are stored.
+// In a ring of three, a callback can refer to three samples while three others are stored.
 TEST_F(StreamCallbacks, KeepNoSampleThatTheyCannotHaveInHand) {
     const auto push = [&] { stream.PushNew(new CountedSample(&layout.type, Poco::Timestamp())); };
     const struct {
@@ -81,17 +81,17 @@ TEST_F(StreamCallbacks, KeepNoSampleThatTheyCannotHaveInHand) {
         for (int i = 0; i < 3; ++i) {
             push();
         }
-        int most = 0;
+        int maxLive = 0;
         stream.GetAll([&](const std::vector<Sample*>& samples) {
             for (int i = 0; i < 20; ++i) {
                 each.action();
-                most = std::max<int>(most, CountedSample::live);
+                maxLive = std::max<int>(maxLive, CountedSample::live);
             }
             for (const Sample* const sample : samples) {
                 EXPECT_EQ(sample->GetInt32(0, 0), 0) << each.name;
             }
         });
-        EXPECT_LE(most, 6) << each.name;
+        EXPECT_LE(maxLive, 6) << each.name;
         EXPECT_LE(CountedSample::live, 3) << each.name;
     }
 }
@@ -160,7 +160,7 @@ TEST_F(StreamCallbacks, OfAnInputMayClear) {
     EXPECT_TRUE(stream.IsEmpty());
 }
 
-// Every call of the host's code fails once. What comes after is as if nothing had been.
+// Each call of the host's code fails once. Later operations work as if nothing had happened.
 TEST_F(StreamCallbacks, MayFailAtEveryStep) {
     struct Failure {};
     int taken = 0;

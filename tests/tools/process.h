@@ -26,7 +26,7 @@ namespace velmora::tool {
 
 using test::Folder;
 
-/// What a run of the program left behind.
+/// The result of a run of the program.
 struct Outcome {
     int status = -1;  ///< the exit code; -1 when a signal ended the program
     std::string out;
@@ -38,11 +38,11 @@ class Process {
   public:
     /// \param line the arguments with blanks between them; single quotes keep blanks in one
     explicit Process(const std::string& line) {
-        // Neither may a program that ended early end the test by its closed pipe, nor may it
-        // ignore interruptions because the test's runner does.
+        // The closed pipe of a program that has ended must not kill the test, and the program must
+        // not inherit that the test's runner ignores interrupts.
         std::signal(SIGPIPE, SIG_IGN);
         std::signal(SIGINT, SIG_DFL);
-        // Starting a program closes every descriptor that there may be, used or not.
+        // Lowers the limit of descriptors, since starting a program closes all possible ones.
         rlimit files{};
         getrlimit(RLIMIT_NOFILE, &files);
         files.rlim_cur = std::min<rlim_t>(files.rlim_cur, 256);
@@ -87,7 +87,7 @@ class Process {
         out.setstate(std::ios::eofbit);
     }
 
-    /// Closes the input and collects the rest.
+    /// Closes the input and reads the remaining output.
     Outcome Wait() {
         input.close(Poco::Pipe::CLOSE_WRITE);
         Outcome outcome;
@@ -116,7 +116,7 @@ inline Outcome RunTool(const std::string& line, const std::string& input = {}) {
     return process.Wait();
 }
 
-/// Runs the program where it has to fail: with one sentence and, below it, indented lines.
+/// Expects the program to fail with one sentence, which indented lines may follow.
 /// \param reason a part of the sentence
 inline void ExpectFailure(const std::string& line, const std::string& reason,
                           const std::string& input = {}) {

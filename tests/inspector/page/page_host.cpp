@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSL-1.0
 
 // page_host <recording.csv> <history.db> <port> [token]: a host with an inspector, for the tests of
-// its page. Prints the page's address; then each line of the input is an order:
+// its page. Prints the page's address; then each line of the input is a command:
 //
 //     push N      pushes the next N rows of the recording into "plant/recording"
 //     burst N     pushes N samples into "plant/burst"
@@ -47,7 +47,7 @@ using storage::OpenStream;
 constexpr const char* recordingPath = "plant/recording";
 constexpr const char* burstPath = "plant/burst";
 constexpr long ringSize = 200;
-// Few, so that a burst does not fit.
+// Small, so that a burst does not fit.
 constexpr std::size_t queuedBytes = 64 * 1024;
 
 const std::vector<std::string> hostileNames = {
@@ -86,7 +86,7 @@ class Recording {
 
     const StreamType& GetType() const { return type; }
 
-    // The next row; the last ones again at the end.
+    // The next row; starts again after the last one.
     Sample Next(StreamType* streamType) {
         const std::vector<std::string>& row = rows[1 + position++ % (rows.size() - 1)];
         Sample sample(streamType, Poco::Timestamp());
@@ -130,7 +130,7 @@ class Host {
 
     Document& GetDocument() { return document; }
 
-    // The history has what the ring no longer holds.
+    // Also written to the history, which keeps what the ring drops.
     void Push(std::size_t count) {
         Stream& stream = document.streams->GetStream(recordingPath);
         for (std::size_t i = 0; i < count; ++i) {
@@ -174,26 +174,26 @@ class Host {
     storage::HistoryWriter writer;
 };
 
-void Obey(Host& host, const std::string& line) {
+void Execute(Host& host, const std::string& line) {
     std::istringstream words(line);
-    std::string order;
-    words >> order;
-    if (order == "remove") {
-        host.GetDocument().streams->Remove(line.substr(order.size() + 1));
+    std::string command;
+    words >> command;
+    if (command == "remove") {
+        host.GetDocument().streams->Remove(line.substr(command.size() + 1));
         return;
     }
     std::size_t count = 0;
     words >> count;
-    if (order == "push") {
+    if (command == "push") {
         host.Push(count);
-    } else if (order == "burst") {
+    } else if (command == "burst") {
         host.Burst(count);
-    } else if (order == "hostile") {
+    } else if (command == "hostile") {
         host.PushHostile();
-    } else if (order == "many") {
+    } else if (command == "many") {
         host.AddMany(count);
     } else {
-        throw std::invalid_argument("there is no order '" + order + "'");
+        throw std::invalid_argument("there is no command '" + command + "'");
     }
 }
 
@@ -214,7 +214,7 @@ void Run(const std::vector<std::string>& arguments) {
     std::cout << inspector.GetUrl() << std::endl;
     std::string line;
     while (std::getline(std::cin, line)) {
-        Obey(host, line);
+        Execute(host, line);
         std::cout << "done" << std::endl;
     }
     inspector.Stop();

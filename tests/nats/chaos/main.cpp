@@ -3,8 +3,8 @@
 
 // nats_chaos [SAMPLES [KILLS [SERVERS [SEED]]]]: sends samples from a publisher's process to two
 // followers' processes, and kills and restarts servers, publisher and followers at random moments;
-// of several servers the one that leads the stream. Fails unless both followers have every sample
-// once, in order and with its time, and server and publisher count as many.
+// of several servers, the leader of the stream. Fails unless both followers have every sample once,
+// in order and with its time, and server and publisher count the same number.
 
 #include "nats/chaos/peers.h"
 #include "nats/cluster.h"
@@ -80,7 +80,7 @@ class Peer {
     std::optional<int> status;
 };
 
-// What the servers say of the JetStream stream.
+// The state of the JetStream stream, as the servers report it.
 class Observer {
   public:
     explicit Observer(const std::string& urls) {
@@ -92,7 +92,7 @@ class Observer {
         jetStream.reset(context);
     }
 
-    // Null when nobody answers.
+    // Null when no server answers.
     StreamInfo GetInfo(const char* subjects = nullptr) const {
         jsStreamInfo* info = nullptr;
         jsOptions options;
@@ -102,7 +102,7 @@ class Observer {
         return StreamInfo(info);
     }
 
-    // The index of the server that leads a stream whose copies are all up to date.
+    // The index of the leader of a stream whose replicas are all up to date.
     std::optional<std::size_t> FindLeader() const {
         const StreamInfo info = GetInfo();
         if (info == nullptr || info->Cluster == nullptr || info->Cluster->Leader == nullptr) {
@@ -116,7 +116,7 @@ class Observer {
         return static_cast<std::size_t>(info->Cluster->Leader[1] - '0');
     }
 
-    // What the servers know of the stream and of the followers.
+    // The servers' reports about the stream and the followers.
     std::string Describe() const {
         std::ostringstream out;
         if (const StreamInfo info = GetInfo()) {
@@ -164,7 +164,7 @@ class Chaos {
               Peer({"follow", cluster.GetUrls(), std::to_string(plan.samples), "second",
                     files[1]})} {}
 
-    // Whether all is well.
+    // Checks the result.
     bool Run() {
         for (const std::int64_t moment : ChooseMoments()) {
             while (GetProgress() < moment) {

@@ -164,16 +164,16 @@ void Follow(const std::string& urls, std::int64_t count, const std::string& name
             const std::string& file) {
     RecordFile records(file);
     Plant plant;
-    // What the streams told, in order, until the follower says which numbers these have.
-    std::array<std::deque<Record>, numTanks> told;
+    // Samples from the streams' subscriptions, in order, until the follower reports their numbers.
+    std::array<std::deque<Record>, numTanks> unnumbered;
     std::vector<std::unique_ptr<ScopedSubscription>> subscriptions;
     for (std::uint32_t tank = 0; tank < numTanks; ++tank) {
         subscriptions.push_back(std::make_unique<ScopedSubscription>(
-            *plant.tanks[tank], rules::Always(), [&told, tank](SubscriptionArgs& args) {
+            *plant.tanks[tank], rules::Always(), [&unnumbered, tank](SubscriptionArgs& args) {
                 const Sample& sample = *args.sample;
                 const long long level = sample.GetInt64(0, 0);
                 const bool isWhole = sample.GetString(1) == std::to_string(level);
-                told[tank].push_back(
+                unnumbered[tank].push_back(
                     {tank, 0, 0, sample.GetTimeStamp().epochMicroseconds(), isWhole ? level : -1});
             }));
     }
@@ -184,7 +184,7 @@ void Follow(const std::string& urls, std::int64_t count, const std::string& name
         return records.GetLast(TankOfPath(path));
     };
     options.onPushed = [&](const std::string& path, const exchange::FrameHeader& header) {
-        std::deque<Record>& queue = told[TankOfPath(path)];
+        std::deque<Record>& queue = unnumbered[TankOfPath(path)];
         Record record = queue.front();
         queue.pop_front();
         record.numbering = header.channel;
@@ -197,7 +197,7 @@ void Follow(const std::string& urls, std::int64_t count, const std::string& name
     while (records.GetSize() < static_cast<std::size_t>(count)) {
         std::this_thread::sleep_for(10ms);
     }
-    // What comes twice would come now.
+    // Waits for samples that come twice.
     std::this_thread::sleep_for(200ms);
     const nats::FollowerStatistics statistics = follower.GetStatistics();
     std::ofstream(file + ".report") << statistics.pushed << ' ' << statistics.duplicates << ' '

@@ -8,15 +8,14 @@
 #include <string>
 #include <vector>
 
-/// \file
-/// The processes that are killed: a publisher of numbered samples that goes on where the one before
-/// ended, and a follower that keeps what it was told in a file.
+/// \file The processes that are killed: a publisher of numbered samples that continues where its
+/// predecessor ended, and a follower that writes received samples to a file.
 
 namespace velmora::test {
 
 inline constexpr std::uint32_t numTanks = 3;
 
-/// What a follower keeps of a sample.
+/// A received sample in a follower's file.
 struct Record {
     std::uint32_t tank = 0;
     std::uint32_t numbering = 0;
@@ -25,25 +24,25 @@ struct Record {
     std::int64_t level = 0;
 };
 
-/// Sample number `level` of all, from 1; they are dealt out to the tanks in turn.
+/// The tank of sample number `level`, from 1: samples are distributed to the tanks in turn.
 inline std::uint32_t TankOf(std::int64_t level) {
     return static_cast<std::uint32_t>(level % numTanks);
 }
-/// Its number among those of its tank, from 1.
+/// The number of sample `level` among those of its tank, from 1.
 inline std::uint64_t SequenceOf(std::int64_t level) {
     return static_cast<std::uint64_t>(level + numTanks - 1) / numTanks;
 }
-/// Its time, in microseconds since the Unix epoch: ascending in uneven steps.
+/// The time of sample `level`, in microseconds since the Unix epoch: ascending in uneven steps.
 inline std::int64_t TimeOf(std::int64_t level) {
     constexpr std::int64_t begin = 1700000000000000;
     return begin + level * 1000 + level * 7919 % 500;
 }
 
-/// The records of a file, without a last one that is not complete.
+/// The complete records of a file.
 std::vector<Record> ReadRecords(const std::string& file);
 
-/// Publishes samples up to a number, from where the server has them on; returns when the server
-/// has acknowledged all, and writes its counts to a file.
+/// Publishes the samples up to number `count` that the server lacks. Returns when the server has
+/// acknowledged all of them, and writes the publisher's counts to a file.
 void Publish(const std::string& urls, std::int64_t count, int replicas, const std::string& report);
 
 /// Follows until the file has as many records as there are samples.

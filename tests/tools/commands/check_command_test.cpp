@@ -32,7 +32,7 @@ TEST(CheckCommand, PrintsTheTreeAndWhatCanNeverMatch) {
           "to Int8: the comparison never holds\n"
           "  wave == \"a\\x1b\"\n"
           "          ^~~~~~~\n");
-    // Elements beyond the initial size are a warning where the document has the sizes of the type.
+    // Elements beyond the initial size give a warning if the document has the type's sizes.
     check("'wave[7] == 1'" + type + "@1.0.0'", 0, "==\n index: wave[7:7]\n 1\n");
     std::string sized = pressDocument;
     const std::string wave = "<Key>wave</Key><Type>Int8</Type>";

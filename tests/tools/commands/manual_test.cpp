@@ -14,7 +14,7 @@
 namespace velmora::tool {
 namespace {
 
-// The command lines of the examples, as a shell gets them.
+// The command lines of the examples.
 std::vector<std::string> ReadExamples() {
     std::vector<std::string> lines;
     std::ifstream page(MANUAL_SOURCE);
@@ -31,7 +31,7 @@ std::vector<std::string> ReadExamples() {
     return lines;
 }
 
-// Runs in a folder of its own, and goes back.
+// Changes to a separate folder while it exists.
 class Workplace {
   public:
     Workplace() { std::filesystem::current_path(folder.PathOf("")); }
@@ -54,7 +54,7 @@ TEST(Manual, ExamplesWork) {
     for (std::string line : lines) {
         SCOPED_TRACE(line);
         ASSERT_TRUE(line.starts_with(program));
-        // Hosts have load or none; nobody waits for hours.
+        // Makes examples independent of the machine's load, and short.
         Poco::replaceInPlace(line, "load > 2.0", "load >= 0");
         Poco::replaceInPlace(line, "--for 8h", "--for 1.5s");
         Poco::replaceInPlace(line, "--for 1m", "--for 0.2s");

@@ -20,7 +20,7 @@ const std::string rows =
     "time,t,n\n2020-01-01T00:00:00Z,1,a\n2020-01-01T00:01:00Z,2,b\n2020-01-01T00:02:00Z,9,c\n"
     "2020-01-01T00:03:00Z,3,d\n2020-01-01T00:04:00Z,4,e\n2020-01-01T00:05:00Z,5,f\n";
 
-// The minutes of what a history has, as the program replays it.
+// The minutes of the samples that the program replays from a history.
 std::string MinutesOf(const std::string& history, const std::string& options = {}) {
     const std::string lines = RunTool("replay " + history + " --speed 0 " + options).out;
     std::string minutes;
@@ -98,7 +98,7 @@ TEST(RecordCommand, EndsInOrderOnASignal) {
         const std::string history = folder.PathOf(std::to_string(signal) + ".db");
         Process record("record - --to " + history);
         record.Write(rows + "2020-01-01T00:06:00Z,7,g\n");
-        // Once it is in the file it has been read.
+        // Waits until all samples are in the file.
         while (MinutesOf(history).size() < 7) {
         }
         kill(record.GetId(), signal);
@@ -107,7 +107,7 @@ TEST(RecordCommand, EndsInOrderOnASignal) {
         EXPECT_THAT(run.err, EndsWith("recorded 7 samples of 7 to " + history + "; interrupted\n"));
         EXPECT_THAT(folder.List(),
                     testing::Not(testing::Contains(std::to_string(signal) + ".db-wal")));
-        // A replay at the pace of the times ends in order as well.
+        // A replay at the original pace also ends with status 0.
         Process replay("replay " + history);
         EXPECT_EQ(replay.ReadLine(), "2020-01-01T00:00:00Z stdin [*] t=1 n=a");
         kill(replay.GetId(), signal);
@@ -130,7 +130,7 @@ TEST(RecordCommand, RefusesWhatItCannotDo) {
     for (const auto& [line, reason] : cases) {
         ExpectFailure(line, reason, rows);
     }
-    // What was read before a bad row is kept.
+    // Samples before a bad row are kept.
     const std::string history = folder.PathOf("kept.db");
     ExpectFailure("record - --quiet --to " + history, ":8:", rows + "2020-01-01T00:06:00Z,x,g\n");
     EXPECT_EQ(MinutesOf(history), "012345");

@@ -42,7 +42,8 @@ TEST(StatsCommand, PrintsFiguresOfNumbers) {
 }
 
 TEST(NumberStats, EstimatesQuantilesOfManyNumbersWithinTheBound) {
-    // Series that a sketch with a few markers gets wrong: drifting, and with rare bursts.
+    // Series for which a sketch with few markers is wrong: drifting ones, and ones with rare
+    // bursts.
     const auto drift = [](int i) { return std::sin(i * 1e-6) * 1000 + i % 7; };
     const auto bursts = [](int i) { return i % 100'000 < 5000 ? 1e6 + i : i % 1000; };
     for (const auto& series :

@@ -155,7 +155,7 @@ TEST(WatchCommand, MemoryDoesNotGrowWithTheTable) {
     process.Write("time,x,s\n" + rows + mark);
     process.ReadLine();
     const long early = peak();
-    // Ten times as much must fit into what was left unused.
+    // Ten times the input must fit into the memory that was left.
     for (int i = 0; i < 10; ++i) {
         process.Write(rows);
     }
@@ -178,7 +178,7 @@ TEST(WatchCommand, SavesHoweverTheRunEndsUnlessItFails) {
             process.ReadLine();
             EXPECT_THAT(process.ReadLine(), EndsWith(" x=5"));
             kill(process.GetId(), signal);
-            // The input stays open: the end comes from the signal alone.
+            // The input stays open, so only the signal ends the run.
             EXPECT_EQ(process.ReadLine(), "");
         }
         const Outcome run = process.Wait();
@@ -211,7 +211,7 @@ TEST(WatchCommand, ReportsEventsAndThinsOutRows) {
     const std::string input = Seconds({0, 5, 6, 0, 9, 0, 5, 7, 7, 1});
     const struct {
         std::string arguments;
-        /// Of each line, what the pattern leaves of it.
+        // The part of each line that the pattern captures.
         std::string output;
     } cases[] = {
         {"--events --rule 'high: x > 4'",

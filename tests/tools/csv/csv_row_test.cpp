@@ -35,7 +35,7 @@ TEST(CsvRow, SplitsAtSeparatorsWhereverTheyStand) {
         }
         CsvRow row;
         EXPECT_TRUE(row.Split(text, ',', 7));
-        // A copy has its own text, also where the line is gone.
+        // A copy has its own text, which outlives the line.
         const CsvRow copy(row);
         const std::string line = text;
         text.assign(text.size(), '?');

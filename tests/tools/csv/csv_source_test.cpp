@@ -58,7 +58,7 @@ TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
         {std::string("time,a\n2020-01-01,\x1b[2J\0\xff\xC2\x9B\xC3\xA9\n", 29), "",
          " a=\"\\x1b[2J\\x00\\xff\\xc2\\x9b\xC3\xA9\"\n"},
         {"time,a\n", "", ""},
-        // Separators, decimal commas, comments and what stands above the header.
+        // Separators, decimal commas, comments and lines above the header.
         {"time;a;b\n2020-01-01;1,5;2,25\n", "", " a=1.5 b=2.25\n"},
         {"time\ta\n2020-01-01\t1,234\n2020-01-02\tx y\n", "", " a=1,234\n a=\"x y\"\n"},
         {"time|a\n2020-01-01|1,25\n", "", " a=1.25\n"},
@@ -66,7 +66,7 @@ TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
          " a=1 b=2\n a=3 b=4\n"},
         {"# time,a\n2020-01-01,1\n", "", " a=1\n"},
         {"time,a\n2020-01-01,1\ntime,a\n2020-01-02,2\n", "", " a=1\n a=2\n"},
-        // Missing values, of which rules see nothing, and units.
+        // Missing values, which rules do not see, and units.
         {"time,a,b,s\n2020-01-01,1.5,-,\n2020-01-02,NaN,NA,-\n2020-01-03,null,2,x\n", "",
          " a=1.5 b=- s=\"\"\n a=- b=- s=-\n a=- b=2 s=x\n"},
         {"time,Temp (\xC2\xB0"

@@ -66,7 +66,7 @@ TEST(Document, ContinuesOnlyStreamsWithTheSameEntries) {
     EXPECT_THAT(Show(file), HasSubstr(R"("samples":3,"max_size":1000,"first":"1960-01-01T00:00:01.)"
                                       R"(500Z","last":"2021-01-01T00:00:00Z","entries":[{"name":)"
                                       R"("x","type":"Int64","elements":[{"min":-5,"max":7,)"));
-    // Without the stream its type alone is left, and one more version of it can be made.
+    // Without the stream only its type is left, of which another version can be added.
     folder.Write("m.xml", before.substr(0, before.find("  <StreamRepository>")) + "</Tree>\n");
     ASSERT_EQ(RunTool("watch - --stream plant/s" + files, "time,x\n2020-01-01,0.5\n").status, 0);
     EXPECT_THAT(

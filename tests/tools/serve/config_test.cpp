@@ -1,7 +1,7 @@
 // Copyright (c) 2026 The Velmora Tessaryn authors
 // SPDX-License-Identifier: BSL-1.0
 
-// The configuration of the service, as "tessaryn serve --check-config" sees it.
+// The configuration of the service, checked with "tessaryn serve --check-config".
 
 #include "process.h"
 #include "remote/nats_source.h"
@@ -30,7 +30,7 @@ Outcome Check(const std::string& config) {
     return outcome;
 }
 
-TEST(ServeConfig, TakesWhatTheReferenceOffers) {
+TEST(ServeConfig, AcceptsAllKindsOfValues) {
     const Outcome run = Check(R"(# comment
 title = "Cold \store" # another
 capacity = 500
@@ -83,9 +83,9 @@ url = "http://127.0.0.1:1/alarm"
     EXPECT_EQ(good.status, 0);
 }
 
-TEST(ServeConfig, TellsEachMistakeWithItsLine) {
+TEST(ServeConfig, ReportsEachMistakeWithItsLine) {
     struct Case {
-        const char* text;  ///< behind a source of two lines
+        const char* text;  ///< follows a source of two lines
         const char* mistake;
     };
     const Case cases[] = {
@@ -141,7 +141,7 @@ TEST(ServeConfig, TellsEachMistakeWithItsLine) {
     }
 }
 
-TEST(ServeConfig, TellsAllMistakesAtOnceInTheOrderOfLines) {
+TEST(ServeConfig, ReportsAllMistakesInTheOrderOfLines) {
     const Outcome run = Check(
         "capacity = none\n[rule.a]\nrule = 'temperature >'\n"
         "do = [post]\n[source.a]\nfrmo = x\n");
@@ -151,7 +151,7 @@ TEST(ServeConfig, TellsAllMistakesAtOnceInTheOrderOfLines) {
                                                "p:5: [^\n]*needs from\np:6: [^\n]*'from'[^\n]*\n"));
 }
 
-TEST(ServeConfig, IsAsTheExampleSays) {
+TEST(ServeConfig, AcceptsTheExampleAndAllItsKeys) {
     std::ifstream file(EXAMPLE_PLANT);
     std::string asItIs;
     std::string withAllKeys;
@@ -184,7 +184,7 @@ TEST(ServeConfig, RefusesATokenThatOthersMayRead) {
     EXPECT_THAT(Check(page).err, HasSubstr("at least 16 printable characters"));
 }
 
-TEST(ServeConfig, IsCheckedAtTheStartToo) {
+TEST(ServeConfig, IsAlsoCheckedWhenTheServiceStarts) {
     const Folder folder;
     ExpectFailure("serve --config " + folder.PathOf("none"), "none: cannot be read: No such file");
     ExpectFailure("serve --config " + folder.PathOf(""), "cannot be read: Is a directory");

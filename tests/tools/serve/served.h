@@ -23,7 +23,7 @@
 
 namespace velmora::tool {
 
-/// The socket of a service manager: reads what a service tells it.
+/// The socket of a service manager: reads the messages of a service.
 class NotifySocket {
   public:
     explicit NotifySocket(const std::string& path)
