@@ -9,7 +9,7 @@
 
 namespace velmora::tool {
 
-/// Ends the program with exit code 2; the text is the message that the user reads.
+/// Ends the program with exit status 2; the text is the message to the user.
 class CommandError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

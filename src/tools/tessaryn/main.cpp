@@ -54,7 +54,7 @@ void ReserveStandardDescriptors() {
     }
 }
 
-// Whether the command is "serve", whose --config is its own.
+// Whether the command is "serve", which has its own option --config.
 bool IsServe(const std::vector<std::string>& arguments) {
     auto argument = arguments.begin();
     while (argument != arguments.end() && argument->starts_with('-')) {
@@ -64,8 +64,8 @@ bool IsServe(const std::vector<std::string>& arguments) {
     return argument != arguments.end() && *argument == "serve";
 }
 
-// The arguments, with --config in front, where the parser looks for it. "help" and "help watch"
-// stand for "--help" and "watch --help", as no argument does for "--help".
+// The arguments, with --config moved to the front, where the parser expects it. "help" and "help
+// watch" become "--help" and "watch --help"; no arguments become "--help".
 std::vector<std::string> GetArguments(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.empty()) {

@@ -8,7 +8,7 @@
 namespace velmora::tool {
 
 std::string GetProgramVersion() {
-    // Empty when the sources were neither in a repository nor in an archive of one.
+    // Empty if the sources were neither in a repository nor in an archive of one.
     const char* const commit = TESSARYN_COMMIT;
     const std::string version = "tessaryn " TESSARYN_VERSION;
     return *commit == '\0' ? version : version + " (" + commit + ")";

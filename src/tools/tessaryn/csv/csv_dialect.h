@@ -9,12 +9,12 @@
 
 namespace velmora::tool {
 
-/// How a table is written.
+/// The format of a table.
 struct CsvDialect {
     char delimiter = ',';
     /// Lines above the header.
     std::size_t linesBeforeHeader = 0;
-    /// Whether the header is a comment: what follows its "#".
+    /// Whether the header is the text behind the "#" of a comment.
     bool isHeaderComment = false;
 };
 
@@ -23,9 +23,9 @@ std::size_t CountFields(std::string_view line, char delimiter);
 
 /// Infers the dialect from the first lines: the separator, of "," ";" tab and "|", with which most
 /// of the lines have the same number of fields, two at least. Lines that begin with "#" are
-/// comments. What stands above the first line with that number of fields is a preamble, if that
-/// line holds neither numbers nor times; otherwise the first line is the header, or the comment
-/// directly above it with as many fields.
+/// comments. The lines above the first one with that number of fields are a preamble, if that line
+/// has neither numbers nor times; otherwise the header is the first line, or the comment directly
+/// above it with as many fields.
 /// \param lines without their ends
 CsvDialect InferDialect(const std::vector<std::string_view>& lines);
 

@@ -138,7 +138,7 @@ class LayoutMaker {
         return row.fault == nullptr && row.Size() == layout.columns.size();
     }
 
-    // A cell of the first rows; empty where the row lacks it or is bad.
+    // A cell of the first rows; empty if the row lacks it or is bad.
     std::string_view CellOf(const CsvRow& row, std::size_t column) const {
         const bool isThere = row.fault == nullptr && column < row.Size() &&
                              (reader.AreRowsSparse() || IsComplete(row));
@@ -218,7 +218,7 @@ class LayoutMaker {
         for (CsvColumn& column : layout.columns) {
             column.entry = EntryName(TakeUnit(column.title, column.unit));
         }
-        // The same quantity in two units keeps the units in the names.
+        // If a quantity occurs in two units, the names keep the units.
         std::unordered_map<std::string, int> uses;
         for (const CsvColumn& column : layout.columns) {
             ++uses[column.entry];
@@ -230,7 +230,7 @@ class LayoutMaker {
         }
     }
 
-    // Takes what the program itself wrote beside the entries.
+    // Recognises the columns that the program itself writes in addition to the entries.
     void TakeOwnColumns() {
         if (!reader.IsOwnOutput()) {
             return;
@@ -349,7 +349,7 @@ class LayoutMaker {
         return index;
     }
 
-    // The column that counts seconds from the start: of a time's title, or else the first.
+    // The column that counts seconds from the start: the one titled as a time, or else the first.
     std::size_t FindSecondsColumn() const {
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
             const std::string& name = layout.columns[i].entry;
@@ -385,7 +385,7 @@ class LayoutMaker {
             "gives the rows times");
     }
 
-    // Fails if a column holds dates that have to be asked for.
+    // Fails if a column has dates whose order the user must give.
     void FailForDates() const {
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
             for (const DateOrder order : {DateOrder::dayFirst, DateOrder::monthFirst}) {
@@ -399,7 +399,7 @@ class LayoutMaker {
         }
     }
 
-    // Finds the clock of a column of dates alone.
+    // Finds the column of times of day for a column that has only dates.
     void FindClock() {
         if (layout.epoch || options.start || !AreAll(layout.timeColumn, [&](auto cell) {
                 const auto time = ParseTime(cell, options.dates);

@@ -29,15 +29,15 @@ struct ColumnType {
 /// \throws CommandError when it is malformed or there is no such type
 ColumnType ParseColumnType(const std::string& text);
 
-/// What the user says of a table.
+/// The user's options for a table.
 struct CsvOptions {
     /// Name of the time column; empty to find it.
     std::string timeColumn;
     std::vector<ColumnType> types;
-    /// Of columns that may be there, by their entries' names, where `types` has nothing.
+    /// Types by entry name for columns that may exist, unless `types` has them.
     std::vector<ColumnType> likelyTypes;
     bool skipBad = false;
-    /// Called with what is wrong with a row that is skipped; empty for nothing.
+    /// Called with the mistake of each skipped row; may be empty.
     std::function<void(const std::string&)> onSkipped;
     /// Names of the columns to read beside the time; empty for all.
     std::vector<std::string> columns;
@@ -46,7 +46,7 @@ struct CsvOptions {
     DateOrder dates = DateOrder::yearFirst;
     /// Zone of times that name none; empty for UTC.
     std::string zone;
-    /// Time of the first row, where the time column counts seconds from it.
+    /// Time of the first row, if the time column counts seconds from it.
     std::optional<std::int64_t> start;
     /// Interval of rows without a time.
     std::optional<std::chrono::microseconds> interval;
@@ -72,7 +72,7 @@ struct CsvLayout {
 
     std::vector<CsvColumn> columns;
     std::size_t timeColumn = none;
-    /// Where the time column holds dates alone.
+    /// The column of times of day, if the time column has only dates.
     std::size_t clockColumn = none;
     std::size_t streamColumn = none;
     /// Unit of the numbers in the time column; absent for times.
@@ -86,10 +86,10 @@ struct CsvLayout {
 /// case.
 bool IsMissingWord(std::string_view cell);
 inline bool IsMissingValue(std::string_view cell) {
-    // Numbers, of which most cells are, need no second look.
-    constexpr std::size_t longestWord = 4;
+    // Fast path for numbers, which most cells are.
+    constexpr std::size_t maxWordLength = 4;
     const bool isNumber = !cell.empty() && cell.back() >= '0' && cell.back() <= '9';
-    return cell.size() <= longestWord && !isNumber && IsMissingWord(cell);
+    return cell.size() <= maxWordLength && !isNumber && IsMissingWord(cell);
 }
 
 /// `GuessType` of a cell.
@@ -102,8 +102,8 @@ core::tessaryn::BaseType GuessCellType(std::string_view cell, bool hasDecimalCom
 /// no values; `Double` when one of the rows has a number that is not an integer, else `Int64`.
 /// Where rows name their cells, a column of true and false is a `Bool`. Rows with one field more
 /// than the header, as R writes them, and a header whose first title is empty begin with a row
-/// name: the column "row". A title that ends in brackets, such as "p [bar]", has a unit. Where the
-/// time column holds dates alone, a column of times of day is its clock.
+/// name: the column "row". A title that ends in brackets, such as "p [bar]", has a unit. If the
+/// time column has only dates, a column of times of day completes them.
 /// \param firstRows the first rows after the header
 /// \param file the name of the file, for messages
 /// \throws CommandError when two columns would have one entry name, when an option names a column

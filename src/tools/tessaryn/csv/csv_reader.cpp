@@ -39,7 +39,7 @@ const CsvRow* CsvReader::Next() {
         return nullptr;
     }
     const CsvRow* row = NextRow();
-    // Files that were joined, and the successor of a file that was rotated, repeat the header.
+    // Joined files, and the successor of a rotated file, repeat the header.
     while (row != nullptr && (IsComment(*row) || row->HasSameFields(header))) {
         row = NextRow();
     }
@@ -52,7 +52,7 @@ bool CsvReader::IsComment(const CsvRow& row) const {
 }
 
 bool CsvReader::ReadHeader() {
-    // The header of a live source waits for the first row.
+    // Of a live source, the header is inferred when the first row has arrived.
     const CsvDialect dialect = InferDialect(lines.Peek(2));
     delimiter = dialect.delimiter;
     csv_set_delim(&parser, static_cast<unsigned char>(delimiter));
@@ -96,7 +96,7 @@ bool CsvReader::HasMoreWithin(std::chrono::milliseconds time) {
     return next < complete || (!ended && lines.HasMoreWithin(time));
 }
 
-// Parses one more line; false at the end.
+// Parses one more line; returns false at the end.
 bool CsvReader::Fill() {
     if (ended) {
         return false;
@@ -120,7 +120,7 @@ bool CsvReader::Fill() {
             ParseLine(line->text, line->isEnded);
         }
     } else if (lines.IsAtEnd()) {
-        // The rest of a row that an early end of the run cuts off is unknown.
+        // Only at the end of the input: a row that an early end of the run cuts off is dropped.
         ParseEnd();
     }
     return !ended || complete > 0;
@@ -157,7 +157,7 @@ bool CsvReader::IsRowOpen() const {
     return open || parser.quoted != 0 || parser.entry_pos > 0;
 }
 
-// False when the text is malformed.
+// Returns false if the text is malformed.
 bool CsvReader::ParseQuoted(std::string_view text) {
     const std::size_t parsed =
         csv_parse(&parser, text.data(), text.size(), &OnField, &OnRowEnd, this);

@@ -18,9 +18,9 @@ namespace velmora::tool {
 
 /// Reads rows of separated values.
 ///
-/// The separator is inferred from the first lines, as are comments and what stands above the
-/// header. A quoted field may contain doubled quotes and line breaks. Blanks around a field without
-/// quotes and empty lines are ignored. A row is at most 1 MiB long, which bounds the memory.
+/// The separator, comments and a preamble above the header are inferred from the first lines. A
+/// quoted field may contain doubled quotes and line breaks. Blanks around a field without quotes
+/// and empty lines are ignored. A row is at most 1 MiB long, which bounds the memory.
 class CsvReader : public RowReader {
   public:
     /// \param input \ownership observes
@@ -57,7 +57,7 @@ class CsvReader : public RowReader {
     CsvRow header;
     bool hasHeader = false;
     std::size_t rowLine = 1;
-    /// Rows of a line that a carriage return alone ended, so far.
+    /// Rows of the current line that ended with a carriage return alone.
     std::size_t returns = 0;
     /// A carriage return ended the previous row of this line.
     bool returned = false;
@@ -69,7 +69,7 @@ class CsvReader : public RowReader {
     std::vector<CsvRow> rows;
     std::size_t next = 0;
     std::size_t complete = 0;
-    /// What a callback threw; exceptions must not pass through the C parser.
+    /// The exception of a callback, which must not pass through the C parser.
     std::exception_ptr failure;
 };
 

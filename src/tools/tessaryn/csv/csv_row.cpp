@@ -18,7 +18,7 @@ namespace {
 // One bit for each byte of up to 64, the first one's the lowest.
 using Bits = std::uint64_t;
 
-// Bytes that are looked at together. Zeros stand where there are none.
+// Bytes that are examined together, padded with zeros.
 #ifdef __SSE2__
 struct Chunk {
     Bits Find(char byte) const {
@@ -44,7 +44,7 @@ struct Chunk {
 };
 #endif
 
-// What stands in a part of a row.
+// The special bytes in a part of a row.
 struct Marks {
     Bits delimiters = 0;
     Bits special = 0;
@@ -82,8 +82,8 @@ std::string_view Trim(const char* from, const char* to) {
 
 }  // namespace
 
-// Finds the separators of 64 bytes before it looks at the fields between them: how many fields a
-// row has can be foretold, how many begin in each of its chunks cannot.
+// Finds the separators of 64 bytes before it examines the fields between them: branches on the
+// number of fields in a row are predictable, those on the number in each chunk are not.
 bool CsvRow::Split(std::string_view newText, char delimiter, std::size_t newLine) {
     constexpr std::size_t blockSize = 64;
     Refer(newText, newLine);

@@ -12,8 +12,8 @@
 
 namespace velmora::tool {
 
-/// The fields of one row: texts of its own, or parts of a line that it refers to. A row that
-/// replaces another reuses its memory; a copy has all texts of its own.
+/// The fields of one row: owned texts, or parts of a line that it refers to. A row that replaces
+/// another reuses its memory; a copy owns all its texts.
 class CsvRow {
   public:
     CsvRow() = default;

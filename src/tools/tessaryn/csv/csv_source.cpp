@@ -24,7 +24,7 @@ constexpr std::size_t maxEntries = 65'535;
 constexpr std::size_t maxFirstRows = 10'000;
 constexpr std::size_t maxFirstBytes = 4UL * 1024 * 1024;
 
-// How long the first rows of a live source may wait for further ones.
+// How long a live source waits for further rows before it infers types from the first ones.
 constexpr std::chrono::milliseconds maxPause{200};
 
 // Splits a field at ";" or at blanks.
@@ -111,7 +111,7 @@ bool CsvSource::Open(tsn::StreamType& type) {
     return true;
 }
 
-// Reads the header and the first rows; false when the run ended before.
+// Reads the header and the first rows; returns false if the run ended before.
 bool CsvSource::ReadFirstRows() {
     std::size_t bytes = 0;
     while (firstRows.size() < maxFirstRows && bytes < maxFirstBytes) {
@@ -166,8 +166,8 @@ bool CsvSource::Next() {
 }
 
 void CsvSource::Fill(tsn::Sample& sample) {
-    // Streams of one column's values have types of their own, which would have to be looked at
-    // anew.
+    // If a column names the streams, each stream has its own type, which would have to be looked
+    // up.
     if (layout.streamColumn == CsvLayout::none && fields.Write(sample, buffer.GetBytes())) {
         return;
     }

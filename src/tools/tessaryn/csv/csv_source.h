@@ -51,7 +51,7 @@ class CsvSource : public SampleSource {
     /// Stream buffer with the binary form of one sample; all rows share its memory.
     class RowBuffer : public std::streambuf {
       public:
-        /// Begins with a table of the entries' ends.
+        /// Starts a sample with a table of the entries' ends.
         void Begin(std::size_t entries);
         template <class T>
         void Put(T value) {
@@ -66,7 +66,7 @@ class CsvSource : public SampleSource {
             written += sizeof end;
         }
         std::string_view GetBytes() const { return {block.data(), size}; }
-        /// What was put is read next.
+        /// Prepares the written bytes for reading.
         void Rewind() { setg(block.data(), block.data(), block.data() + size); }
 
       protected:

@@ -13,13 +13,13 @@
 
 namespace velmora::tool {
 
-/// Writes the binary form of samples into samples that have the same sizes, entry by entry, which
-/// takes a third of the time that reading the form does.
+/// Writes the binary form into samples that have the same sizes, entry by entry, which takes a
+/// third of the time of `Sample::Deserialize`.
 class SampleFields {
   public:
     /// \param bytes the binary form of a sample of the type
-    /// \return false when an entry is no number or text that takes its place: then the sample has
-    /// to be read from the entire form
+    /// \return false when an entry cannot be written in place: then the sample has to be read from
+    /// the entire form
     bool Write(core::tessaryn::Sample& sample, std::string_view bytes);
 
   private:

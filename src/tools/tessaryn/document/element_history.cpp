@@ -125,7 +125,7 @@ bool IsLocaleUtf8() {
         return locale.find("utf-8") != std::string::npos ||
                locale.find("utf8") != std::string::npos;
     }
-    // Without a locale: today's terminals are UTF-8.
+    // Without a locale, the terminal is assumed to be UTF-8.
     return true;
 }
 

@@ -18,7 +18,7 @@ struct Point {
     double value;
 };
 
-/// A time for which a rule was true.
+/// An event: a time in which a rule was true.
 struct ChartEvent {
     std::string label;
     std::int64_t begin;
@@ -34,7 +34,7 @@ struct Chart {
     std::vector<Point> points;
 };
 
-/// What is drawn: the charts, one below the other with one axis of time, and the events of their
+/// The content of a plot: charts below each other with a common time axis, and the events of their
 /// streams.
 struct Report {
     struct StreamEvent {
@@ -50,12 +50,12 @@ struct Report {
     std::pair<std::int64_t, std::int64_t> GetRange() const;
 };
 
-/// The points that a screen shows: of each of so many intervals of time the smallest and the
-/// largest value, in the order of time, so that no peak is lost. Fewer points come as they are.
+/// The points to draw: the smallest and the largest value of each of a number of time intervals, in
+/// the order of time, so that no peak is lost. Fewer points are returned unchanged.
 /// \param points in the order of time
 std::vector<Point> Thin(const std::vector<Point>& points, std::size_t intervals);
 
-/// Charts of text, of braille dots where the terminal shows them.
+/// Charts as text, with braille dots if the terminal can show them.
 /// \param width characters of a line
 std::string DrawText(const Report& report, TimePrinter& times, std::size_t width, bool isUnicode);
 

@@ -16,7 +16,7 @@ namespace {
 // Points of a page: they take 1.2 MB at most.
 constexpr std::size_t maxPoints = 40'000;
 
-// A text as a string of a script inside a page, which "</" must not end.
+// A text as a string in a script of a page, in which "</" must not occur.
 void AppendScriptString(std::string& out, const std::string& text) {
     std::string json;
     AppendJsonString(json, text);

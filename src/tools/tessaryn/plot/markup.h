@@ -12,7 +12,7 @@
 
 namespace velmora::tool {
 
-/// The text with what HTML and SVG take for markup replaced.
+/// The text with characters that are markup in HTML and SVG replaced.
 inline std::string EscapeMarkup(std::string_view text) {
     std::string out;
     for (const char c : text) {

@@ -7,8 +7,8 @@
 
 namespace velmora::tool {
 
-// What a page is made of: the chart library dygraphs as the build found it, and the files beside
-// this one.
+// The parts of a page: the chart library dygraphs found by the build, and the files beside this
+// one.
 extern const std::string_view dygraphsScript;
 extern const std::string_view dygraphsStyle;
 extern const std::string_view reportScript;

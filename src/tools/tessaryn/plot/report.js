@@ -8,7 +8,7 @@ let following = false;
 
 const when = (ms) => new Date(ms).toISOString().replace("T", " ").replace(/(\.000)?Z$/, "");
 
-// The chart library takes titles and values for markup.
+// The chart library interprets titles and values as markup.
 const escape = (text) => text.replace(/[&<>"]/g, (c) => `&#${c.charCodeAt(0)};`);
 
 // Shades the events of a stream behind its charts.

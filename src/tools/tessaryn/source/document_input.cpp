@@ -42,7 +42,7 @@ tsn::Document ReadDocument(InputStream& input, std::uint64_t maxMemory) {
     const bool isXml = first != std::string_view::npos && beginning[first] == '<';
     InputBuffer buffer(input);
     std::istream in(&buffer);
-    // What reading throws is passed on, rather than taken for the end.
+    // Passes exceptions of reading on, which would otherwise look like the end.
     in.exceptions(std::ios::badbit);
     core::serialization::ReadLimits limits;
     limits.maxMemory = maxMemory;

@@ -10,8 +10,8 @@
 
 namespace velmora::tool {
 
-/// Reads a document from standard input or a packed file.
-/// \param maxMemory bytes that its nodes may take, and its samples again
+/// Reads a document from standard input or a compressed file.
+/// \param maxMemory bytes that its nodes may take, and as many for its samples
 /// \throws CommandError when it is not a document, or takes more
 core::tessaryn::Document ReadDocument(InputStream& input, std::uint64_t maxMemory);
 

@@ -14,7 +14,7 @@ namespace tsn = core::tessaryn;
 DocumentSource::DocumentSource(std::shared_ptr<const tsn::Document> document,
                                const tsn::Stream& stream, std::string name)
     : document(std::move(document)), stream(stream), name(std::move(name)) {
-    // Nobody else has the document: the samples stay.
+    // Only this source uses the document, so the samples stay.
     this->stream.GetAllInPushOrder([this](const std::vector<tsn::Sample*>& all) { samples = all; });
 }
 

@@ -17,7 +17,7 @@ namespace velmora::tool {
 /// The samples of one stream of a document, in the order in which they were pushed.
 class DocumentSource : public SampleSource {
   public:
-    /// \param document what the stream belongs to
+    /// \param document the document that has the stream
     /// \param name the stream's path, for messages
     DocumentSource(std::shared_ptr<const core::tessaryn::Document> document,
                    const core::tessaryn::Stream& stream, std::string name);

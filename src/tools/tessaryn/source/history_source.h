@@ -14,13 +14,13 @@
 
 namespace velmora::tool {
 
-/// Whether a file is a database, as histories are, by its ending or its first bytes.
+/// Whether a file is a database by its ending or its first bytes, and therefore perhaps a history.
 bool IsDatabase(const std::string& path);
 
 /// The samples of one stream of a history, in the order of time.
 class HistorySource : public SampleSource {
   public:
-    /// \param history what the stream belongs to
+    /// \param history the history that has the stream
     /// \param name the stream's path, for messages
     HistorySource(std::shared_ptr<const storage::History> history,
                   const storage::HistoryStream& stream, std::string name);
@@ -32,7 +32,8 @@ class HistorySource : public SampleSource {
     std::int64_t GetTime() const override {
         return reader.GetSample().GetTimeStamp().epochMicroseconds();
     }
-    /// Of samples of an older type, takes the entries that have the name and value type of a newer.
+    /// Of samples of an older type, copies the entries that have the same name and value type in
+    /// the newest one.
     void Fill(core::tessaryn::Sample& sample) override;
     std::string GetPosition() const override { return name + ":" + std::to_string(rows); }
     std::vector<std::string> GetUnits() const override;

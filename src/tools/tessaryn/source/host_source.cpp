@@ -58,7 +58,7 @@ HostSource::HostSource(std::chrono::microseconds interval, SignalWatcher& signal
 bool HostSource::Open(tsn::StreamType& type) {
     ReadCores();
     const auto cores = static_cast<unsigned int>(shares.size());
-    // So that the first sample has the shares since the machine's start.
+    // Starts at zero, so that the first sample has the shares since the machine's start.
     times.assign(times.size(), {});
     type.Add("load", tsn::Double, 3)
         .Add("cpu", tsn::Double, cores)

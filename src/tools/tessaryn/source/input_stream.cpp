@@ -93,7 +93,7 @@ struct Kind {
     const char* advice;
 };
 
-// Kinds of content that are not read, by what they begin with.
+// Kinds of content that cannot be read, by their first bytes.
 constexpr std::array kinds = {
     Kind{257, "ustar"sv, "tar", "unpack it with tar -xf"},
     Kind{0, gzipMagic, "gzip", "unpack it with gunzip"},
@@ -113,7 +113,7 @@ constexpr std::array kinds = {
     Kind{0, "\xfe\xff"sv, "text in UTF-16", "convert it with iconv -f UTF-16 -t UTF-8"},
 };
 
-// Whether no text begins with a line that has this byte.
+// Whether a byte in the first line shows that the content is not text.
 bool IsBinary(char c) {
     return static_cast<unsigned char>(c) < ' ' && !Poco::Ascii::isSpace(c);
 }

@@ -23,7 +23,7 @@ class Decompressor {
     virtual ~Decompressor() = default;
 
     /// Unpacks into a block of memory.
-    /// \param packed what was read and not unpacked yet; loses what is unpacked
+    /// \param packed the bytes read but not unpacked yet; unpacked ones are removed
     /// \return bytes written
     /// \throws CommandError with the reason when the data is corrupt
     virtual std::size_t Unpack(std::string_view& packed, char* to, std::size_t size) = 0;
@@ -32,7 +32,7 @@ class Decompressor {
     virtual bool IsComplete() const = 0;
 };
 
-/// The bytes of a file or of standard input, unpacked where its content is gzip or Zstandard.
+/// The bytes of a file or of standard input, unpacked if the content is gzip or Zstandard.
 class InputStream {
   public:
     explicit InputStream(std::unique_ptr<InputFile> file) : file(std::move(file)) {}
@@ -40,7 +40,7 @@ class InputStream {
     /// The next bytes; waits until there are some.
     /// \return valid until the next call; empty at the end of the input, or of the run
     /// \throws CommandError when reading fails, the data is corrupt or cut off, or the content is
-    /// of a kind that is not read, with the name of the kind
+    /// of a kind that cannot be read, which the message names
     std::string_view Read();
 
     /// The first bytes, which `Read` gives again.
@@ -55,7 +55,7 @@ class InputStream {
     void BeforeRead(std::function<void()> action) { file->BeforeRead(std::move(action)); }
     bool IsAtEnd() const { return file->IsAtEnd(); }
     const std::string& GetName() const { return file->GetName(); }
-    /// Bytes of the file read so far, as it is packed.
+    /// Bytes of the file read so far, before unpacking.
     std::uint64_t GetPosition() const { return file->GetPosition(); }
     std::uint64_t GetSize() const { return file->GetSize(); }
 

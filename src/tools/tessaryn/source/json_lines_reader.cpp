@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t maxDepth = 20;
 constexpr std::size_t notNamed = static_cast<std::size_t>(-1);
 
-// Looks at all bytes, which is quicker than to look for one.
+// Examines all bytes, which is faster than stopping at the first match.
 bool IsAscii(std::string_view text) {
     unsigned int bits = 0;
     for (const char c : text) {
@@ -26,7 +26,7 @@ bool IsAscii(std::string_view text) {
 
 }  // namespace
 
-// Collects the cells of a line. Numbers come as they are written.
+// Collects the cells of a line. Numbers are kept as written.
 class JsonLinesReader::Handler {
   public:
     explicit Handler(JsonLinesReader& reader) : reader(reader) {}
@@ -164,8 +164,8 @@ std::size_t JsonLinesReader::FindColumn(std::string_view name) {
     return place->second;
 }
 
-// Whether a name is the one that probably comes next. What the parser has just written byte by byte
-// is slow to read; the line itself has the same bytes, unless the name is written with escapes.
+// Whether a name is the expected next one. Compares with the line, since the parser's copy, just
+// written byte by byte, is slow to read; the line has the same bytes unless the name has escapes.
 bool JsonLinesReader::IsExpected(std::string_view name) const {
     if (expected >= names.size() || names[expected].size() != name.size()) {
         return false;
@@ -208,7 +208,7 @@ const CsvRow* JsonLinesReader::Next() {
     // Arrays that become cells take no more than the line does.
     text.reserve(2 * original.size() + 2);
     text = original;
-    // Ends the line also where arrays follow it.
+    // Ends the line even if arrays follow it.
     text += '\0';
     rapidjson::InsituStringStream stream(text.data());
     const rapidjson::ParseResult result = handler->Parse(stream, IsAscii(original));

@@ -17,7 +17,7 @@
 
 namespace velmora::tool {
 
-/// Reads rows of JSON lines: one object a line, whose members are the cells.
+/// Reads rows of JSON lines: one object on each line, whose members are the cells.
 ///
 /// Members of an object inside it have the names of both with "." between them; those of "entries"
 /// have their own names, so that the program reads what it writes. The elements of an array are
@@ -52,11 +52,11 @@ class JsonLinesReader : public RowReader {
 
     LineReader lines;
     std::unique_ptr<Handler> handler;
-    /// The line as it is, and as the parser changes it in place; there, arrays that were made one
-    /// cell follow.
+    /// The original line, and a copy that the parser changes in place; cells made from arrays are
+    /// appended to the copy.
     std::string_view original;
     std::string text;
-    /// Why a line is not read; null for none.
+    /// Why a line cannot be read; null if it can.
     const char* fault = nullptr;
     std::string faultText;
     bool isOwnOutput = false;
@@ -65,7 +65,8 @@ class JsonLinesReader : public RowReader {
     std::vector<Column> columns;
     std::vector<std::string> names;
     std::unordered_map<std::string, std::size_t> places;
-    /// Where the next name probably stands, as rows have their members in one order.
+    /// The expected position of the next name, since rows usually have their members in the same
+    /// order.
     std::size_t expected = 0;
 };
 

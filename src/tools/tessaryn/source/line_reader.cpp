@@ -60,7 +60,7 @@ const LineReader::Line* LineReader::Next() {
     }
 }
 
-// False when the line has become too long.
+// Returns false when the line has become too long.
 bool LineReader::Append(std::string_view text) {
     const std::size_t room = maxLength - std::min(pending.size(), maxLength);
     pending += text.substr(0, room);

@@ -13,14 +13,14 @@
 
 namespace velmora::tool {
 
-/// Reads an input line by line; a byte order mark at its beginning is left out.
+/// Reads an input line by line; skips a byte order mark at its beginning.
 class LineReader {
   public:
-    /// Bytes of a line that are kept.
+    /// The maximum number of bytes of a line that are kept.
     static constexpr std::size_t maxLength = 1024UL * 1024;
 
     struct Line {
-        /// Without its line feed; cut off where it is too long.
+        /// Without its line feed; cut if it is too long.
         std::string_view text;
         /// From 1.
         std::size_t number = 0;
@@ -37,8 +37,8 @@ class LineReader {
     /// which drops a line that is not complete
     const Line* Next();
 
-    /// The first lines, as far as they arrive without a pause. To be called before `Next`.
-    /// \param minLines lines that are waited for, whatever the pause
+    /// The first lines, up to a pause in the input. Must be called before `Next`.
+    /// \param minLines number of lines to wait for despite pauses
     /// \return valid until `Next`
     std::vector<std::string_view> Peek(std::ptrdiff_t minLines);
 
@@ -50,7 +50,7 @@ class LineReader {
     /// Number of the line read last.
     std::size_t GetNumber() const { return line.number; }
     const std::string& GetName() const { return input.GetName(); }
-    /// Whether the end of the input was read, rather than that of the run.
+    /// Whether the input, and not the run, has ended.
     bool IsAtEnd() const { return input.IsAtEnd(); }
 
   private:
@@ -64,7 +64,7 @@ class LineReader {
     /// The beginning of a line whose end has not been read.
     std::string pending;
     bool wasGiven = false;
-    /// Whether the rest of a line that is too long is left out.
+    /// Whether the rest of a line that is too long is being skipped.
     bool skipping = false;
     Line line;
 };

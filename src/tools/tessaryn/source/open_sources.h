@@ -17,14 +17,14 @@
 
 namespace velmora::tool {
 
-/// How sources are read.
+/// Options for reading sources.
 struct SourceSettings {
     CsvOptions table;
-    /// Name of the stream that all sources are read into; empty for one of each source's own.
+    /// Name of the stream that all sources are read into; empty if each has its own.
     std::string streamName;
-    /// Whether a file is read on as it grows and when another takes its name.
+    /// Whether a file is followed as it grows, and when another file replaces it.
     bool follow = false;
-    /// Bytes that the nodes of a document may take, and its samples again.
+    /// Bytes that the nodes of a document may take, and as many for its samples.
     std::uint64_t maxMemory = 0;
     NatsSettings nats{};
 };
@@ -41,18 +41,18 @@ struct NamedSource {
 std::vector<std::string> ExpandSources(const std::vector<std::string>& arguments);
 
 /// Opens what a path names: the machine itself, NATS servers, a table, or each stream of a
-/// document. The content decides, not the name.
+/// document. The content determines the kind, not the name.
 /// \param paths all paths: files of the same name in different folders get streams of different
 /// names
 /// \param signals \ownership observes
-/// \throws CommandError when the path cannot be opened, or its content is of a kind that is not
+/// \throws CommandError when the path cannot be opened, or its content is of a kind that cannot be
 /// read
 std::vector<NamedSource> OpenSources(const std::string& path, const std::vector<std::string>& paths,
                                      const SourceSettings& settings, SignalWatcher& signals);
 
 /// Opens the table in an input that is open already.
-/// \param defaultName of the stream where the settings have none
-/// \throws CommandError when the content is of a kind that is not read, or a document
+/// \param defaultName name of the stream if the settings have none
+/// \throws CommandError when the content is of a kind that cannot be read, or a document
 NamedSource OpenTable(std::unique_ptr<InputFile> file, const std::string& defaultName,
                       const SourceSettings& settings);
 

@@ -23,21 +23,21 @@ class RowReader {
     /// \return \ownership lends: until the next call; null at the end of the input, or of the run
     virtual const CsvRow* Next() = 0;
 
-    /// The titles of the columns, known once the first row was read. Where rows name their cells,
-    /// further columns follow with the rows that have them.
+    /// The titles of the columns, known once the first row was read. If rows name their cells,
+    /// further columns are appended with the rows that have them.
     virtual const CsvRow& GetHeader() const = 0;
 
-    /// Whether rows name their cells: those with fewer lack some.
+    /// Whether rows name their cells, so that a row may lack some.
     virtual bool AreRowsSparse() const { return false; }
 
-    /// Whether the program itself wrote the rows: "stream" names the stream of each, "rule" what
-    /// selected it, and "units." before an entry's name its unit.
+    /// Whether the program itself wrote the rows: "stream" names the stream of each, "rule" the
+    /// rule that selected it, and "units." with an entry's name its unit.
     virtual bool IsOwnOutput() const { return false; }
 
     /// Whether a cell of the column had several elements.
     virtual bool IsArray(std::size_t /*column*/) const { return false; }
 
-    /// What separates the cells.
+    /// The separator of the cells.
     virtual char GetDelimiter() const { return ','; }
 
     /// Whether more input arrives within a time; rows that were read already count.

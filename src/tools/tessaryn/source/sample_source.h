@@ -20,11 +20,11 @@ struct SourceProgress {
     std::uint64_t bytes = 0;
 };
 
-/// What a source met that is worth a line at the end.
+/// Counts of a source for the summary at the end.
 struct SourceCounts {
     /// Cells without a value.
     std::uint64_t missingValues = 0;
-    /// Rows without a time, which were left out.
+    /// Rows that were skipped since they have no time.
     std::uint64_t missingTimes = 0;
     /// Bad rows that were skipped, and what was wrong with the first of them.
     std::uint64_t skipped = 0;
@@ -40,7 +40,7 @@ struct SourceCounts {
     }
 };
 
-/// Where samples come from.
+/// A source of samples.
 ///
 ///     while (source.Next()) {
 ///         Sample sample(type, source.GetTime());
@@ -53,7 +53,7 @@ class SampleSource {
     SampleSource& operator=(const SampleSource&) = delete;
     virtual ~SampleSource() = default;
 
-    /// Sets what is called each time before the source may wait for data.
+    /// Sets a function that is called each time before the source may wait for data.
     virtual void BeforeWait(std::function<void(const SourceProgress&)> action) = 0;
 
     /// Adds the source's entries to an empty type; waits until they are known.
@@ -73,14 +73,14 @@ class SampleSource {
     /// Sets the entries of a sample of the source's type; the time may change, but for that of a
     /// sample that was made with `GetTime`.
     virtual void Fill(core::tessaryn::Sample& sample) = 0;
-    /// Whether each row has a type of its own; `Open` adds no entries then.
+    /// Whether each row has its own type; `Open` then adds no entries.
     virtual bool HasRowTypes() const { return false; }
-    /// The type of the row where `HasRowTypes`.
+    /// The type of the row, if `HasRowTypes`.
     /// \return \ownership lends: as long as the source
     virtual core::tessaryn::StreamType* GetRowType() const { return nullptr; }
     /// The stream that the row belongs to; empty for that of the source.
     virtual std::string_view GetStreamName() const { return {}; }
-    /// Where it comes from, for messages.
+    /// The row's position in the source, for messages.
     virtual std::string GetPosition() const = 0;
 
     /// Units of the entries, in their order, empty for those without; known once the source is

@@ -26,7 +26,7 @@ void NumberStats::Add(double value) {
         kept.push_back(value);
         return;
     }
-    // Each number stays with the same probability.
+    // Each number is kept with the same probability.
     const double share =
         static_cast<double>(random() - 1) / static_cast<double>(std::minstd_rand::max() - 1);
     const auto place = static_cast<std::uint64_t>(share * static_cast<double>(count));

@@ -12,10 +12,10 @@ namespace velmora::tool {
 
 /// Figures of a series of numbers, in one pass and constant memory.
 ///
-/// Quantiles are exact up to `maxKept` numbers. Of more, they are those of as many numbers chosen
-/// at random: in 95 of 100 series, the share of numbers below the result differs from that of the
-/// quantile q by at most 2 sqrt(q (1 - q) / maxKept), which is 0.0032 for the median and 0.00063
-/// for the 99th percentile, whatever the numbers are. The choice is the same in each run.
+/// Quantiles are exact up to `maxKept` numbers. Beyond that, they are those of `maxKept` numbers
+/// chosen at random: in 95 of 100 series, the share of numbers below the result differs from q by
+/// at most 2 sqrt(q (1 - q) / maxKept), which is 0.0032 for the median and 0.00063 for the 99th
+/// percentile, for any numbers. The choice is the same in each run.
 class NumberStats {
   public:
     static constexpr std::size_t maxKept = 100'000;
@@ -24,7 +24,7 @@ class NumberStats {
     void Add(double value);
 
     std::uint64_t GetCount() const { return count; }
-    // NaN where there are no numbers, of `GetDeviation` where there is one.
+    // NaN if there are no numbers; `GetDeviation` also if there is only one.
     double GetMin() const;
     double GetMax() const;
     double GetMean() const;

@@ -100,7 +100,7 @@ void StreamStats::MakePlaces(const Row& row) {
             continue;
         }
         places.push_back({id, entry.type, {}});
-        // Also an entry without any value is listed.
+        // An entry without values is listed as well.
         for (unsigned int i = 0; i < std::max(entry.initialSize, 1U); ++i) {
             places.back().elements.push_back(AddEntry(row, places.back(), i));
         }

@@ -19,7 +19,7 @@ class GapFinder {
   public:
     struct Gaps {
         std::uint64_t count = 0;
-        /// What an interval has to exceed; 0 for a single row.
+        /// The limit that an interval has to exceed; 0 for a single row.
         std::int64_t limit = 0;
         std::int64_t longest = 0;
         std::int64_t longestBegin = 0;
@@ -53,8 +53,8 @@ class StreamStats {
         NumberStats numbers{};
     };
 
-    /// Adds the numbers of a row; text entries are left out. Of several elements, each has figures
-    /// of its own.
+    /// Adds the numbers of a row; text entries are left out. Each element of an array has its own
+    /// figures.
     void Add(const Row& row);
 
     bool IsEmpty() const { return rows == 0; }

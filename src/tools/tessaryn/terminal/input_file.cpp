@@ -17,7 +17,7 @@ namespace velmora::tool {
 namespace {
 
 constexpr std::size_t blockSize = std::size_t{64} * 1024;
-// How often a file that is followed is looked at.
+// How often a followed file is checked.
 constexpr std::chrono::milliseconds lookInterval{100};
 
 }  // namespace
@@ -106,7 +106,7 @@ bool InputFile::WaitForGrowth(std::chrono::milliseconds time) {
     return hasGrown();
 }
 
-// Goes on with the file that has taken the name, or at the beginning of one that was cut off.
+// Continues with the file that has replaced this one, or at the beginning of a truncated one.
 bool InputFile::ReplaceIfRotated() {
     struct stat own {};
     struct stat named {};

@@ -20,10 +20,10 @@ class InputFile {
     /// \param path "-" for standard input
     /// \param signals \ownership observes: ends the input early
     /// \param follow whether a regular file has no end: reading waits until it grows, starts again
-    /// when it was cut off, and goes on with the file that takes its name
+    /// when it was truncated, and continues with a file that replaces it
     /// \throws CommandError when the file cannot be opened or is a directory
     InputFile(const std::string& path, SignalWatcher& signals, bool follow = false);
-    /// Reads what a descriptor gives until its end.
+    /// Reads from a descriptor until its end.
     /// \param openDescriptor \ownership takes: closed with the object
     /// \param name for messages
     InputFile(int openDescriptor, const std::string& name, SignalWatcher& signals);
@@ -31,7 +31,7 @@ class InputFile {
     InputFile& operator=(const InputFile&) = delete;
     ~InputFile();
 
-    /// Sets what is called before each read.
+    /// Sets a function that is called before each read.
     void BeforeRead(std::function<void()> action) { beforeRead = std::move(action); }
 
     /// The next bytes; waits until there are some.
@@ -64,7 +64,7 @@ class InputFile {
     int descriptor = -1;
     bool atEnd = false;
     std::uint64_t position = 0;
-    /// Bytes read of the file that the descriptor is of.
+    /// Bytes read of the file that is open now.
     std::uint64_t offset = 0;
     std::uint64_t size = 0;
     std::vector<char> block;

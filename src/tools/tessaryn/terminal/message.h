@@ -10,8 +10,8 @@ namespace velmora::tool {
 
 /// Writes "tessaryn: ", the prefix and the message as one line on standard error.
 ///
-/// What a terminal would act upon is escaped, as a message may quote a file's content; a message
-/// above 2,000 bytes loses its middle. Of URLs of NATS servers, user and password are left out.
+/// Control characters are escaped, since a message may quote a file's content; a message above
+/// 2,000 bytes loses its middle. User and password in URLs of NATS servers are hidden.
 void PrintMessage(std::string_view prefix, std::string_view text);
 
 /// A number and a noun, in the plural unless the number is 1: "1 sample", "2 samples".

@@ -11,8 +11,8 @@
 
 namespace velmora::tool {
 
-/// What a bar tells of a run: how much of a file was read, how fast, and how long the rest takes.
-/// \param bytesRead,size of the file; a size of 0 where it is not known
+/// The text of a progress bar: how much of a file was read, how fast, and the time left.
+/// \param bytesRead,size of the file; a size of 0 if it is not known
 /// \param samples read so far
 /// \param seconds since the first was read
 std::string DescribeProgress(std::uint64_t bytesRead, std::uint64_t size, std::uint64_t samples,
@@ -35,7 +35,7 @@ class ProgressBar {
         }
     }
 
-    /// Draws the number of samples and their rate, where no size is known.
+    /// Draws the number of samples and their rate, if the size is not known.
     void Update(std::uint64_t samples) { Draw(0, 0, samples); }
 
     /// Removes the bar from the terminal.
@@ -49,7 +49,7 @@ class ProgressBar {
     bool enabled;
     bool drawn = false;
     Clock::time_point due = Clock::now() + std::chrono::seconds(1);
-    /// When the file was begun, the samples before it, and what was read of it last.
+    /// When reading the file started, the samples before it, and the bytes of it read last.
     Clock::time_point begin = Clock::now();
     std::uint64_t samplesBefore = 0;
     std::uint64_t lastRead = 0;

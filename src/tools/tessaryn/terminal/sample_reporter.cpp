@@ -17,7 +17,7 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
-// A time for which a rule was true.
+// An event: a time in which a rule was true.
 struct EventSpan {
     std::int64_t begin = 0;
     std::int64_t end = 0;
@@ -56,7 +56,7 @@ class LineReporter : public SampleReporter {
 
     void ReportEvent(std::string& out, const LineLabel& label,
                      const tsn::Sample& event) const override {
-        // Its first entries are begin, end and count; the extremes follow.
+        // The first entries are begin, end and count; the extremes follow.
         constexpr unsigned short firstExtreme = 3;
         const EventSpan span{event.GetInt64(0, 0), event.GetInt64(1, 0), event.GetUInt64(2, 0)};
         Begin(out, span.begin, label);

@@ -15,15 +15,15 @@
 
 namespace velmora::tool {
 
-/// What a line says beside the values.
+/// The parts of a line other than the values.
 struct LineLabel {
     /// The name or the text of the rule.
     std::string_view rule;
-    /// Why the line is there, where it is not a match: "before", "after", "begin" or "end".
+    /// The reason for a line that is not a match: "before", "after", "begin" or "end".
     std::string_view context{};
 };
 
-/// How lines are written.
+/// Options for lines.
 struct LineSettings {
     std::string stream;
     /// Units of the entries, in their order; may be empty.
@@ -47,7 +47,7 @@ class SampleReporter {
                         const core::tessaryn::Sample& sample) const = 0;
 
     /// Appends the line of an event.
-    /// \param event what `delivery::Events` gives
+    /// \param event a sample from `delivery::Events`
     virtual void ReportEvent(std::string& out, const LineLabel& label,
                              const core::tessaryn::Sample& event) const = 0;
 };
@@ -58,9 +58,9 @@ class SampleReporter {
 std::unique_ptr<SampleReporter> MakeTextReporter(const LineSettings& settings,
                                                  const core::tessaryn::StreamType& type);
 
-/// One JSON object per line: "time", "stream", "rule", "entries" by name, and "units" by name where
+/// One JSON object per line: "time", "stream", "rule", "entries" by name, and "units" by name if
 /// there are any. Numbers are exact; NaN, infinities and missing values are null, and bytes that
-/// are not UTF-8 become U+FFFD. Other lines than matches have a "context". Events have "end",
+/// are not UTF-8 become U+FFFD. Lines that are not matches have a "context". Events have "end",
 /// "seconds" and "rows" before the entries.
 /// \param type the type of the samples, with all its entries
 std::unique_ptr<SampleReporter> MakeJsonReporter(const LineSettings& settings,

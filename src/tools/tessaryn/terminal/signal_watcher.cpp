@@ -84,7 +84,7 @@ bool SignalWatcher::WaitWritable(int descriptor) {
 
 SignalWatcher::Event SignalWatcher::Poll(int descriptor, short events,
                                          std::optional<Clock::time_point> until) {
-    // After the first signal, output is still written.
+    // After the first signal, pending output is still written.
     pollfd watched[] = {{descriptor, events, 0}, {interrupted ? -1 : signalDescriptor, POLLIN, 0}};
     while (true) {
         const timespec left = until ? GetTimeLeft(*until) : timespec{};

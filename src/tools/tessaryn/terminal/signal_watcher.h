@@ -20,18 +20,18 @@ class SignalWatcher {
 
     /// \throws CommandError when the system refuses the descriptor
     SignalWatcher();
-    /// For a thread that another one ends: leaves signals alone, and reports the end of the run as
-    /// soon as a descriptor can be read.
+    /// For a thread that is ended by another one: does not touch signals, and reports the end of
+    /// the run as soon as a descriptor is readable.
     /// \param endDescriptor must stay open; any number of objects may wait for it
     explicit SignalWatcher(int endDescriptor);
     SignalWatcher(const SignalWatcher&) = delete;
     SignalWatcher& operator=(const SignalWatcher&) = delete;
     ~SignalWatcher();
 
-    /// Ends the run after that time, counted from now.
+    /// Ends the run after a time from now.
     void StopAfter(std::chrono::microseconds duration);
 
-    /// Waits until a descriptor can be read, until a time, or until the end of the run.
+    /// Waits until a descriptor is readable, until a time, or until the end of the run.
     /// \param descriptor what to read from; -1 for nothing
     /// \param until no limit when absent
     Event WaitReadable(int descriptor, std::optional<Clock::time_point> until = std::nullopt);

@@ -27,7 +27,7 @@ bool IsRegularFile(int descriptor) {
 StandardOutput::StandardOutput()
     : chunkSize(IsRegularFile(STDOUT_FILENO) ? maxBuffered : PIPE_BUF),
       isTerminal(isatty(STDOUT_FILENO) != 0) {
-    // A reader that has gone is then an error of writing instead of a signal.
+    // Makes writing to a closed pipe an error instead of a signal.
     std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -12,8 +12,7 @@ namespace velmora::tool {
 
 /// Standard output, buffered.
 ///
-/// The output is closed once its reader has gone: what is written from then on is discarded,
-/// without an error.
+/// The output is closed once its reader has gone: later writes are discarded without an error.
 class StandardOutput {
   public:
     /// Writes block until the reader takes them.
@@ -22,7 +21,7 @@ class StandardOutput {
     /// \param signals \ownership observes
     explicit StandardOutput(SignalWatcher& signals);
 
-    /// Where to append to; call `Commit` after each line.
+    /// The buffer to append to; call `Commit` after each line.
     std::string& GetBuffer() { return buffer; }
 
     /// Writes the buffer once it is large.
@@ -37,7 +36,7 @@ class StandardOutput {
     /// \throws CommandError as above
     void Flush();
 
-    /// Sets what is called before each write.
+    /// Sets a function that is called before each write.
     void BeforeWrite(std::function<void()> action) { beforeWrite = std::move(action); }
 
     /// Whether the reader has gone.

@@ -8,8 +8,8 @@
 
 namespace velmora::tool {
 
-// These functions escape what a terminal would act upon instead of showing it: control characters,
-// the controls of bidirectional text among them, and bytes that are not UTF-8.
+// These functions escape control characters, including those of bidirectional text, and bytes that
+// are not UTF-8.
 
 /// Appends a text as one word of a line: in double quotes unless it is printable ASCII without
 /// blanks, quotes, backslashes, ";" and "]".

@@ -15,7 +15,7 @@ namespace velmora::tool {
 
 namespace {
 
-// Letters to insert, to remove, to replace or to swap with their neighbour.
+// The number of letters to insert, remove, replace or swap with a neighbour.
 std::size_t CountChanges(const std::string& from, const std::string& to) {
     std::vector<std::size_t> twoAbove;
     std::vector<std::size_t> above(to.size() + 1);
@@ -40,7 +40,7 @@ std::size_t CountChanges(const std::string& from, const std::string& to) {
 std::string SuggestNearest(const std::string& name, const std::vector<std::string>& known) {
     constexpr std::size_t maxLength = 64;
     const std::string* nearest = nullptr;
-    // Of short names a letter is much.
+    // Allows fewer changes in short names.
     std::size_t least = name.size() < 3 ? 1 : std::max<std::size_t>(2, name.size() / 3 + 1);
     if (name.size() > maxLength) {
         return {};

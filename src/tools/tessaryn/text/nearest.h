@@ -8,8 +8,8 @@
 
 namespace velmora::tool {
 
-/// What to say of a misspelt name: "; did you mean 'watch'?" with the known name that the fewest
-/// changes of letters lead to, or nothing when none is near.
+/// A suggestion for a misspelt name: "; did you mean 'watch'?" with the nearest known name, or an
+/// empty text if none is near.
 std::string SuggestNearest(const std::string& name, const std::vector<std::string>& known);
 
 }  // namespace velmora::tool

@@ -16,7 +16,7 @@ namespace velmora::tool {
 ///     temprature > 8.0
 ///     ^~~~~~~~~~ did you mean 'temperature'?
 ///
-/// What a terminal would act upon is escaped. Characters are taken to be one column wide.
+/// Control characters are escaped. Characters are assumed to be one column wide.
 std::string MarkInRule(std::string_view rule, core::tessaryn::TextSpan span, std::string_view hint);
 
 }  // namespace velmora::tool

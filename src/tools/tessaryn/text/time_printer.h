@@ -12,7 +12,7 @@
 
 namespace velmora::tool {
 
-/// Writes times, in UTC or as the clocks of a zone show them.
+/// Writes times, in UTC or in the local time of a zone.
 class TimePrinter {
   public:
     /// \param zoneName a zone of the IANA database; empty for UTC
@@ -34,7 +34,7 @@ class TimePrinter {
         return text;
     }
 
-    /// What the clocks are ahead of UTC, in microseconds.
+    /// The zone's offset from UTC, in microseconds.
     std::int64_t GetOffset(std::int64_t time) { return zone ? zone->GetOffset(time) : 0; }
 
   private:

@@ -11,8 +11,8 @@ namespace velmora::tool {
 
 namespace {
 
-// A clock such as 23:59:01.25, in microseconds since midnight, and its length; a length of 0 for
-// all that takes a second look.
+// Parses a time of day such as 23:59:01.25; returns the microseconds since midnight and the length,
+// which is 0 if the general parser is needed.
 struct Clock {
     std::int64_t time = 0;
     std::size_t length = 0;
@@ -86,7 +86,7 @@ void TimeReader::Remember(std::string_view text, const TimeParts& parts) {
     const std::string_view rest = text.substr(dateLength);
     const Clock clock = ReadPlainClock(rest);
     const std::string_view after = rest.substr(clock.length);
-    // Where dates have another order, AM or PM may follow: the clock does not count from midnight.
+    // For dates of another order, AM or PM may follow, so the time need not count from midnight.
     const bool isZone = !after.empty() && order == DateOrder::yearFirst &&
                         std::string_view("Zz+- ").find(after.front()) != std::string_view::npos;
     const bool isPlain = clock.length > 0 && (after.empty() || isZone);

@@ -14,8 +14,7 @@
 
 namespace velmora::tool {
 
-/// Reads times that follow each other as `ParseTime` does, and faster where the date is the one of
-/// the time before.
+/// Parses successive times like `ParseTime`, but faster if the date is that of the previous time.
 class TimeReader {
   public:
     explicit TimeReader(DateOrder order) : order(order) {}
@@ -31,9 +30,9 @@ class TimeReader {
     DateOrder order;
     /// The date with the character after it.
     std::array<char, dateLength> date{};
-    /// Not at first, nor after a time of another form.
+    /// False at first, and after a time of another form.
     bool hasDate = false;
-    /// What follows the clock: the zone, if there is one.
+    /// The text behind the time of day: the zone, if there is one.
     std::string zone;
     /// Midnight in that zone.
     TimeParts midnight;

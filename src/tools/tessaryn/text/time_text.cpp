@@ -205,7 +205,7 @@ bool ReadZone(Cursor& in, std::int64_t& time, bool& hasZone) {
     return true;
 }
 
-// Decimal places of a fraction of the unit that make microseconds.
+// Decimal places of the unit's fraction down to microseconds.
 constexpr int GetPlaces(EpochUnit unit) {
     return unit == EpochUnit::seconds ? 6 : unit == EpochUnit::milliseconds ? 3 : 0;
 }

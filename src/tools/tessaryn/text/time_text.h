@@ -18,25 +18,25 @@ inline constexpr std::int64_t maxTime = 253'402'300'799'999'999;
 
 /// Parses an ISO 8601 time: a date, optionally followed by "T" or a blank, hours and minutes,
 /// seconds with a fraction, and a zone ("Z", "+01:00", "+0100", "+01"), UTC unless given. Digits
-/// after the sixth of a fraction are ignored. A leap second, 23:59:60 UTC, is read as the second
-/// after it, as the Unix epoch does not count it.
+/// after the sixth of a fraction are ignored. A leap second, 23:59:60 UTC, is read as the following
+/// second, since the Unix epoch does not count it.
 /// \return microseconds since the Unix epoch; nothing for any other text
 std::optional<std::int64_t> ParseIsoTime(std::string_view text);
 
 /// Order of the parts of a date: 2026-03-29, 29.03.2026 or 03/29/2026.
 enum class DateOrder { yearFirst, dayFirst, monthFirst };
 
-/// What a text says of a time.
+/// The parts of a parsed time.
 struct TimeParts {
-    /// Microseconds since the Unix epoch; without a zone those of a clock in UTC.
+    /// Microseconds since the Unix epoch, as if the time was in UTC when it has no zone.
     std::int64_t time = 0;
     bool hasClock = false;
     bool hasZone = false;
 };
 
 /// Parses a time as `ParseIsoTime` does. Dates with the day or the month first have ".", "/" or "-"
-/// between their parts and may omit leading zeros; "," may end them. Their clocks may be of twelve
-/// hours, with AM or PM. A comma may stand for the point of a fraction.
+/// between their parts and may omit leading zeros; "," may end them. Their times of day may have
+/// twelve hours, with AM or PM. A fraction may begin with a comma.
 std::optional<TimeParts> ParseTime(std::string_view text, DateOrder order = DateOrder::yearFirst);
 
 /// Parses a time of day such as 8:05, 23:59:59.250 or 11:30 PM.
@@ -58,11 +58,12 @@ std::optional<std::int64_t> ParseEpochTime(std::string_view text, EpochUnit unit
 /// Appends a time in UTC, such as 2020-01-01T00:00:01Z, with three or six digits of a fraction if
 /// it has one.
 /// \param time microseconds since the Unix epoch, of the years 1 to 9999
-/// \param offset microseconds that the clock is ahead of UTC: then +01:00 stands in place of Z
+/// \param offset the zone's offset from UTC in microseconds, which is written as +01:00 in place of
+/// Z
 void AppendTime(std::string& out, std::int64_t time,
                 std::optional<std::int64_t> offset = std::nullopt);
 
-/// A length of time in its largest units: 250ms, 1.5s, 2m 30s, 3h 5m, 2d 4h.
+/// A duration in its largest units: 250ms, 1.5s, 2m 30s, 3h 5m, 2d 4h.
 std::string FormatDuration(std::int64_t microseconds);
 
 /// Parses a duration: a number and "us", "ms", "s", "m", "h" or "d"; a number without a unit counts

@@ -21,7 +21,7 @@ using std::chrono::microseconds;
 using std::chrono::seconds;
 
 constexpr std::int64_t microsecondsPerSecond = 1'000'000;
-// No zone differs from UTC by more.
+// The maximum offset of a zone.
 constexpr std::int64_t maxOffset = std::int64_t{26} * 3600 * microsecondsPerSecond;
 
 const date::time_zone& Locate(const std::string& name) {
@@ -38,7 +38,7 @@ const date::time_zone& Locate(const std::string& name) {
 }
 
 std::int64_t ToMicroseconds(date::sys_seconds time) {
-    // The first and the last interval of a zone reach beyond what microseconds can count.
+    // The first and the last interval of a zone exceed the range of microseconds.
     constexpr std::int64_t limit = INT64_MAX / microsecondsPerSecond;
     return std::clamp<std::int64_t>(time.time_since_epoch().count(), -limit, limit) *
            microsecondsPerSecond;

@@ -19,13 +19,14 @@ class TimeZone {
     /// \throws CommandError when there is no such zone
     explicit TimeZone(const std::string& name);
 
-    /// The time that a clock in the zone shows, as if it were UTC, as a time in UTC.
+    /// Converts a local time of the zone, counted as if it were UTC, to UTC.
     ///
-    /// In the hour that comes twice when a clock is set back, it is the first unless that lies
-    /// before `notBefore`. In the hour that is left out, the clock was not set forward yet.
+    /// In the hour that occurs twice when clocks are set back, the result is the earlier time
+    /// unless that lies before `notBefore`. In the hour that is skipped, the offset before the
+    /// change applies.
     std::int64_t ToUtc(std::int64_t wallClock, std::int64_t notBefore);
 
-    /// What a clock in the zone is ahead of UTC, in microseconds.
+    /// The zone's offset from UTC, in microseconds.
     std::int64_t GetOffset(std::int64_t utc);
 
   private:

@@ -110,8 +110,8 @@ bool ReadShortNumber(std::string_view text, std::int64_t& value) {
     return true;
 }
 
-// The digits and the power of ten are exact, so that their quotient is the nearest double, as it is
-// for the parser of all numbers.
+// The digits and the power of ten are exact, so their quotient is the nearest double, as from the
+// general parser.
 bool ReadShortNumber(std::string_view text, double& value) {
     constexpr std::array<double, maxShortDigits + 1> powers = {
         1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};

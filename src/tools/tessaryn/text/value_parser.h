@@ -19,15 +19,15 @@ namespace velmora::tool {
 /// \return whether the text was such an element; if not, nothing is appended
 bool AppendElement(core::tessaryn::BaseType type, std::string_view text, std::string& bytes);
 
-/// Parses a number such as -12.5 or 7, as `AppendElement` does for a `Double`, where it has so few
-/// digits that this is quick.
-/// \return whether it did; if not, the text may be a number all the same
+/// A fast path of `AppendElement` for a `Double`: parses a number such as -12.5 or 7 with few
+/// digits.
+/// \return whether it did; if not, the text may still be a number
 bool ReadShortNumber(std::string_view text, double& value);
 /// The same for an integer.
 bool ReadShortNumber(std::string_view text, std::int64_t& value);
 
-/// Why a text is not an element of a type: "is not an integer", "is out of range for Int8" and so
-/// on.
+/// The reason why a text is not an element of a type: "is not an integer", "is out of range for
+/// Int8" and so on.
 std::string DescribeParseError(core::tessaryn::BaseType type, std::string_view text);
 
 /// `Int64` for an integer of that range, `Double` for any other number, `String` for the rest.

@@ -15,7 +15,7 @@
 
 namespace velmora::tool {
 
-/// How values are written: for people, or as JSON, where null stands for NaN and infinities.
+/// The form of values: for people, or as JSON with null for NaN and infinities.
 enum class ValueForm { text, json };
 
 /// Calls `visit` with the getter of a type's elements; does nothing for `String`.
@@ -52,7 +52,7 @@ void VisitGetter(core::tessaryn::BaseType type, Visit visit) {
 }
 
 /// Appends one element's value: floating-point numbers with the fewest digits that read back as the
-/// same value, and with an exponent from 10^15 on, as readers would take them for large integers.
+/// same value, and with an exponent from 10^15 on, since they would look like exact integers.
 template <class T>
 void AppendValue(std::string& out, T value, ValueForm form) {
     std::array<char, 32> digits;
