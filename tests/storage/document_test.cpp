@@ -12,9 +12,11 @@
 #include "tessaryn/stream_type.h"
 
 #include <Poco/Logger.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -76,6 +78,29 @@ TEST(Document, GivesAContinuedStreamTheSizesOfTheHost) {
     second.PushNew([](Sample& sample) { sample.Set(0, 1, 5); });
     EXPECT_EQ(second.GetStreamType()->GetFullName(), "plant.s");
     EXPECT_EQ(second.GetStreamType()->GetVersion().ToString(), "2.0.0");
+}
+
+TEST(Document, CanBeSavedAfterAStreamWasRefused) {
+    const test::Folder folder;
+    const std::string path = folder.PathOf("plant.xml");
+    const std::pair<std::string, std::string> refused[] = {{"plant/a", "plant.a"},
+                                                           {"plant.a", "plant/a"},
+                                                           {"plant/line.a", "plant.line/a"},
+                                                           {"plant.line/a", "plant/line.a"}};
+    for (const auto& [name, other] : refused) {
+        Document document = NewDocument();
+        OpenStream(document, "first", AllTypes(), 2);
+        PushAllTypes(OpenStream(document, name, AllTypes(), 2), 1, 1);
+        const auto before = ContentOf(document);
+        EXPECT_THAT(test::MessageOf<std::invalid_argument>(
+                        [&] { OpenStream(document, other, AllTypes(), 2); }),
+                    testing::StartsWith("Two types would have the full name of that of stream"));
+        EXPECT_ANY_THROW(OpenStream(document, "none", AllTypes(), 0));
+        EXPECT_EQ(document.types->GetPtr("none"), nullptr);
+        SaveDocument(path, document);
+        EXPECT_EQ(ContentOf(LoadDocument(path)), before);
+        OpenStream(document, "plant/b", AllTypes(), 2);
+    }
 }
 
 TEST(Document, ReadsThePlainFormOfTheRepositories) {

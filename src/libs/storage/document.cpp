@@ -121,21 +121,39 @@ std::unique_ptr<tsn::Stream> Resize(const tsn::Stream& stream, tsn::StreamType& 
     return resized;
 }
 
+// Whether a new type of this path could take the place of another one when a document is read.
+bool CouldHideAnother(const tsn::StreamTypeRepository& types, const std::string& path) {
+    std::string fullName = path;
+    std::replace(fullName.begin(), fullName.end(), types.groupSeparator(), '.');
+    return types.FindByFullName(path) != nullptr || types.FindByFullName(fullName) != nullptr;
+}
+
 tsn::Stream& AddStream(tsn::Document& document, const std::string& path,
                        const tsn::StreamType& layout, long maxSize) {
     if (path == reservedType) {
         throw std::invalid_argument(
             "A stream cannot have the name 'Any', which is reserved for a type.");
     }
-    tsn::StreamType& type = NewestLike(*document.types->Add(path), layout);
-    tsn::Stream& stream = *document.streams->AddStream(path, &type, maxSize);
-    const std::string lost = FindLostType(*document.types, *document.streams);
-    if (!lost.empty()) {
-        document.streams->Remove(path);
-        throw std::invalid_argument("Two types would have the full name of that of stream " +
-                                    Quoted(lost) + ".");
+    tsn::StreamTypeRepository& types = *document.types;
+    const bool isNewType = types.GetPtr(path) == nullptr;
+    const bool couldHide = isNewType && CouldHideAnother(types, path);
+    try {
+        tsn::StreamType& type = NewestLike(*types.Add(path), layout);
+        std::string lost = couldHide ? FindLostType(types, *document.streams) : std::string();
+        if (lost.empty() && !IsFound(types, type)) {
+            lost = path;
+        }
+        if (!lost.empty()) {
+            throw std::invalid_argument("Two types would have the full name of that of stream " +
+                                        Quoted(lost) + ".");
+        }
+        return *document.streams->AddStream(path, &type, maxSize);
+    } catch (...) {
+        if (isNewType) {
+            types.Remove(path);
+        }
+        throw;
     }
-    return stream;
 }
 
 }  // namespace

@@ -53,7 +53,8 @@ STORAGE_API core::tessaryn::Document OpenDocument(
 /// \param maxSize samples to keep
 /// \return \ownership lends: until the stream is removed, or opened with other sizes
 /// \throws std::invalid_argument when the stream has other entries, a name in the path is empty or
-/// reserved, or the size is not 1 to 2^31-1; no stream is changed
+/// reserved, the size is not 1 to 2^31-1, or the types of two streams would have one full name, as
+/// those of "plant/line1" and "plant.line1" would; no stream is changed
 STORAGE_API core::tessaryn::Stream& OpenStream(core::tessaryn::Document& document,
                                                const std::string& path,
                                                const core::tessaryn::StreamType& layout,
