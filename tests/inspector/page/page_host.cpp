@@ -148,6 +148,17 @@ class Host {
         }
     }
 
+    // Samples of long ago, a second apart.
+    void PushOld(std::size_t count) {
+        Stream& stream = document.streams->GetStream(burstPath);
+        for (std::size_t i = 0; i < count; ++i) {
+            Sample sample(stream.GetStreamType(), Poco::Timestamp());
+            sample.Set(0, 0, double(i));
+            const Poco::Timestamp time = Poco::DateTime(2014, 2, 8, 5, 0, int(i)).timestamp();
+            stream.PushNew(new Sample(Restamped(std::move(sample), time)));
+        }
+    }
+
     void PushHostile() {
         for (const std::string& name : hostileNames) {
             document.streams->GetStream(name).PushNew([](Sample& sample) {
@@ -188,6 +199,8 @@ void Execute(Host& host, const std::string& line) {
         host.Push(count);
     } else if (command == "burst") {
         host.Burst(count);
+    } else if (command == "old") {
+        host.PushOld(count);
     } else if (command == "hostile") {
         host.PushHostile();
     } else if (command == "many") {

@@ -433,6 +433,15 @@ class PageTest(BrowserTest):
         self.wait_text(labels, f"^{newest[11:13]}:00$")
         self.assertNotIn(local[11:13] + ":00", self.texts(labels))
 
+    def test_follows_a_recording_that_begins_while_it_is_open(self):
+        self.open_page("plant/burst")
+        self.wait_text(".dygraph-axis-label-x", ".")
+        self.host.tell("old 50")
+        self.wait_text(".chart output.value", "^49$")
+        self.wait_text(".dygraph-axis-label-x", "^10:30:[1-4]0$")
+        self.choose_range("all")
+        self.wait_text(".rangeText", "^2014-02-08 10:30:00.* to 2014-02-08 10:30:49")
+
     def test_says_how_many_changes_were_lost(self):
         self.open_page("plant/burst")
         self.find(".chart")

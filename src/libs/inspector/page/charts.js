@@ -210,6 +210,23 @@ export class Charts {
     this.charts = [];
   }
 
+  // Without a sample the charts end at the present; the first one may be of any time.
+  begin(newest, present) {
+    this.newest = newest;
+    this.range = [present - this.span, present];
+  }
+
+  // There is a sample of this time, which has not come here.
+  follow(time) {
+    if (this.newest === null || time > this.newest) {
+      this.newest = time;
+      if (this.isFollowing) {
+        this.range = [time - this.span, time];
+        this.loadSoon();
+      }
+    }
+  }
+
   setEntries(entries) {
     const kept = new Map(this.charts.map((chart) => [chart.entry.name, chart]));
     const names = new Set(entries.map(({ name }) => name));
@@ -231,9 +248,8 @@ export class Charts {
   setFollowing(span = this.span) {
     this.span = span;
     this.isFollowing = true;
-    if (this.newest !== null) {
-      this.range = [this.newest - span, this.newest];
-    }
+    const end = this.newest ?? this.range[1];
+    this.range = [end - span, end];
     for (const { graph, entry } of this.charts) {
       graph?.updateOptions({ valueRange: entry.type === "Bool" ? [-0.1, 1.1] : null }, true);
     }

@@ -334,11 +334,11 @@ export class StreamView {
 
   // A range in which some hundreds of samples lie is what a stream is shown with at first.
   async begin() {
-    this.charts.newest = this.newest?.time ?? serverNow();
     const span = await this.chooseSpan();
     if (this.abort.signal.aborted) {
       return;
     }
+    this.charts.begin(this.newest?.time ?? null, serverNow());
     this.charts.setFollowing(span);
     this.live = new Live({
       sample: (data) => this.onSample(data), match: (data) => this.onMatch(data),
@@ -413,6 +413,9 @@ export class StreamView {
     }
     if (state.newest !== null) {
       this.showNewest(state.newest);
+      if (!this.live?.isOpen || this.charts.newest === null) {
+        this.charts.follow(state.newest.time);
+      }
     }
     this.facts.showAge(this.newest?.time ?? null);
     this.values.showTime();
@@ -508,20 +511,26 @@ export class StreamView {
     }
   }
 
-  // From the oldest sample, of the history where there is one.
+  // From the oldest sample, of the history where it has one.
   async showAll() {
     try {
-      const from = this.stream.history ? "history" : "ring";
-      const { times } = await this.readSamples({ from, limit: 1,
-        entries: this.numbers[0]?.name ?? null });
-      if (times.length > 0 && this.newest !== null) {
-        this.charts.setRange(times[0], this.newest.time);
+      const kept = this.stream.history ? await this.readOldest("history") : undefined;
+      const oldest = kept ?? await this.readOldest("ring");
+      if (oldest !== undefined && this.newest !== null) {
+        // The newest value is shown a little after its sample has come.
+        this.charts.setRange(oldest, Math.max(this.newest.time, this.charts.newest ?? oldest));
       }
     } catch (error) {
       if (!this.abort.signal.aborted) {
         this.options.notify("bad", `The oldest sample was not found. ${error.message}`);
       }
     }
+  }
+
+  async readOldest(from) {
+    const { times } = await this.readSamples({ from, limit: 1,
+      entries: this.numbers[0]?.name ?? null });
+    return times[0];
   }
 
   toggle() {
