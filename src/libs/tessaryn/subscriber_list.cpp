@@ -3,6 +3,7 @@
 
 #include "tessaryn/subscriber_list.h"
 
+#include "tessaryn/checked.h"
 #include "tessaryn/library_rule.h"
 #include "tessaryn/lock_order.h"
 #include "tessaryn/rule_index.h"
@@ -293,6 +294,7 @@ void SubscriberList::Add(const StreamSubscription& subscription, const StreamTyp
         }
     }
     subscriptions.splice(subscriptions.end(), copy);
+    NoteSize();
 }
 
 // Binds the rules to a type, or to another state of it.
@@ -340,6 +342,10 @@ std::size_t SubscriberList::GetSize() const {
 
 void SubscriberList::Notify(StreamChangeType type, const Sample& sample, void* sender,
                             void* stream) {
+    // Where contracts are checked, the order of the locks is, too.
+    if (!isChecked && IsEmpty()) {
+        return;
+    }
     Subscriptions removed;
     const Lock lock(mutex);
     if (subscriptions.empty()) {
@@ -393,6 +399,7 @@ void SubscriberList::RemoveAt(std::size_t position) {
     subscriber.lastNotification = notifications;
     ++numRemovedSubscribers;
     removedSubscriptions.splice(removedSubscriptions.end(), subscriptions, subscriber.subscription);
+    NoteSize();
 }
 
 // Moves the remaining subscribers together once half of all are removed, so that a removal moves

@@ -8,6 +8,7 @@
 
 #include <Poco/Mutex.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -55,6 +56,8 @@ class SubscriberList {
     /// Removes all subscriptions.
     void Clear();
     std::size_t GetSize() const;
+    /// Takes no lock, and so does not wait for a notification under way.
+    bool IsEmpty() const { return isEmpty.load(std::memory_order_acquire); }
 
     /// Notifies the subscribers of a change; the caller holds the lock that guards the sample.
     /// \param sample the stored sample, which stays as it is
@@ -87,9 +90,12 @@ class SubscriberList {
     bool IsIndexed(Notification& notification);
     void BindTo(const StreamType* type);
     void RemoveAt(std::size_t position);
+    void NoteSize() { isEmpty.store(subscriptions.empty(), std::memory_order_release); }
     void Compact();
 
     mutable Poco::Mutex mutex;
+    // Changed under the mutex, so that a push to nobody needn't take it.
+    std::atomic<bool> isEmpty = true;
 
     // Guarded by the mutex.
     // In order of subscribing, those of removed subscriptions among them: at most half of all when
