@@ -84,6 +84,48 @@ TEST_P(PushMany, EndsWhereADelegateThrows) {
     EXPECT_EQ(AllOf(stream), (std::vector<int>{1, 2}));
 }
 
+// A sample of a host's that, when it goes, removes the newest one of its stream and asks it.
+class Nosy : public Sample {
+  public:
+    Nosy(Stream& stream, std::vector<std::vector<int>>& seen)
+        : Sample(stream.GetStreamType(), Timestamp(15)), stream(stream), seen(seen) {}
+    ~Nosy() override {
+        stream.PopLatest();
+        seen.push_back(Ask([&](auto f) { stream.GetSince(Timestamp(15), f); }));
+    }
+
+  private:
+    Stream& stream;
+    std::vector<std::vector<int>>& seen;
+};
+
+// Without a subscriber samples are pushed without a step for each: the outcome is the same.
+TEST_P(PushMany, DoesTheSameWithAndWithoutASubscriber) {
+    for (const int size : {1, 2, 3, 4, 5, 8}) {
+        std::vector<std::vector<int>> results[2];
+        for (const bool hasSubscriber : {false, true}) {
+            Stream stream(&layout.type, size);
+            std::vector<std::vector<int>>& result = results[hasSubscriber ? 1 : 0];
+            if (hasSubscriber) {
+                stream.Subscribe(SubscriptionOf(1, [](Stream&, SubscriptionArgs&) {}));
+            }
+            for (int round = 0; round < 4; ++round) {
+                Push(stream);
+                result.push_back(AllOf(stream));
+                for (const int since : {10, 15, 20, 30}) {
+                    result.push_back(Ask([&](auto f) { stream.GetSince(Timestamp(since), f); }));
+                }
+                if (round % 2 == 0) {
+                    stream.PushNew(new Nosy(stream, result));
+                }
+            }
+            result.push_back({static_cast<int>(stream.CountPushes())});
+            stream.Clear(Stream::clearSamples);
+        }
+        EXPECT_EQ(results[0], results[1]) << size;
+    }
+}
+
 // Samples of several sizes follow each other in the memory of those that they overwrite, which a
 // callback may have in hand.
 TEST(PushManyForms, DecodesEachIntoFreshMemory) {
@@ -185,12 +227,18 @@ TEST(SampleBatch, IsDecodedFromFormsOneAfterAnother) {
     const struct {
         std::string bytes;
         const char* message;
-    } cases[] = {{first, "Sample 1 of the batch: The offsets take 12 bytes, but there are only 0."},
-                 {first + second.substr(0, 14),
-                  "Sample 1 of the batch: The entries end at byte 4, but there are 2 bytes of "
-                  "elements."},
-                 {first + second + "x", "The 2 samples of the batch end at byte 35 of 36."},
-                 {first + first + first, "The 2 samples of the batch end at byte 38 of 57."}};
+    } cases[] = {
+        {first, "Sample 1 of the batch: The offsets take 12 bytes, but there are only 0."},
+        {first + second.substr(0, 14),
+         "Sample 1 of the batch: The entries end at byte 4, but there are 2 bytes of "
+         "elements."},
+        {first + first.substr(0, 14),
+         "Sample 1 of the batch: The entries end at byte 7, but there are 2 bytes of "
+         "elements."},
+        {first + BytesOf(0) + BytesOf(8) + first.substr(8),
+         "Sample 1 of the batch: Entry 'text' ends at byte 7, before it begins at byte 8."},
+        {first + second + "x", "The 2 samples of the batch end at byte 35 of 36."},
+        {first + first + first, "The 2 samples of the batch end at byte 38 of 57."}};
     for (const auto& each : cases) {
         EXPECT_EQ(
             MessageOf<std::invalid_argument>([&] { DecodeSamples(layout.type, two, each.bytes); }),

@@ -7,12 +7,19 @@
 #include "tessaryn/sample_check.h"
 #include "tessaryn/stream_type.h"
 
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 namespace velmora::core::tessaryn {
+
+// Whether the next sample has the sizes of the one that was checked last, as most have.
+inline bool EncodedSamples::IsLikeChecked() const {
+    return !checked.empty() && bytes.size() - begin >= checked.size() &&
+           std::memcmp(bytes.data() + begin, checked.data(), tableSize) == 0;
+}
 
 EncodedSamples::EncodedSamples(StreamType& type, std::span<const Poco::Timestamp::TimeVal> times,
                                std::string_view bytes)
@@ -22,7 +29,7 @@ EncodedSamples::EncodedSamples(StreamType& type, std::span<const Poco::Timestamp
       tableSize((std::size_t{type.GetNumEntries()} + 1) * sizeof(unsigned int)),
       layout(type.GetLayoutNumber()) {
     for (; number < times.size(); ++number) {
-        begin += CheckedNext().size();
+        begin += IsLikeChecked() ? checked.size() : CheckedNext().size();
     }
     if (begin != bytes.size()) {
         throw std::invalid_argument("The " + std::to_string(times.size()) +
@@ -42,13 +49,14 @@ std::unique_ptr<Sample> EncodedSamples::DecodeNext(std::unique_ptr<Sample> disca
     return sample;
 }
 
-std::string_view EncodedSamples::CheckedNext() const {
+std::string_view EncodedSamples::CheckedNext() {
     constexpr SampleLimits noLimits{std::numeric_limits<std::size_t>::max(),
                                     std::numeric_limits<unsigned int>::max()};
     const std::string_view next = Next();
     if (const std::string fault = CheckSample(next, type, noLimits); !fault.empty()) {
         throw std::invalid_argument("Sample " + std::to_string(number) + " of the batch: " + fault);
     }
+    checked = next;
     return next;
 }
 

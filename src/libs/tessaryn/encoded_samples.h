@@ -35,7 +35,8 @@ class EncodedSamples {
     std::unique_ptr<Sample> DecodeNext(std::unique_ptr<Sample> discarded = nullptr);
 
   private:
-    std::string_view CheckedNext() const;
+    bool IsLikeChecked() const;
+    std::string_view CheckedNext();
     std::string_view Next() const;
 
     StreamType& type;
@@ -44,6 +45,8 @@ class EncodedSamples {
     // Of the offsets of a sample, in bytes.
     std::size_t tableSize;
     std::uint64_t layout;
+    // The last one that was checked.
+    std::string_view checked;
     // Of the next sample.
     std::size_t number = 0;
     std::size_t begin = 0;

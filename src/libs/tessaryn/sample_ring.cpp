@@ -53,6 +53,16 @@ std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample>&& sample) {
     return oldest;
 }
 
+void SampleRing::PrefetchOldest() const {
+    constexpr std::size_t ahead = 2;
+    const auto slot = static_cast<std::size_t>(currentSampleIdx + 1);
+    if (slot + 2 * ahead < samples.size() && samples[slot + ahead] != nullptr) {
+        // The sample itself was prepared some pushes before.
+        SampleAccess::Prefetch(*samples[slot + ahead]);
+        __builtin_prefetch(samples[slot + 2 * ahead]);
+    }
+}
+
 std::unique_ptr<Sample> SampleRing::Pop() {
     std::unique_ptr<Sample> newest(GetLatest());
     if (newest) {

@@ -83,6 +83,8 @@ class SampleRing {
     /// \return the oldest sample, whose slot it took in a full ring; else null
     /// \throws std::bad_alloc when the slots cannot grow; ring and sample are then as they were
     std::unique_ptr<Sample> Push(std::unique_ptr<Sample>&& sample);
+    /// Before a push: prepares for those samples that it and the next ones overwrite.
+    void PrefetchOldest() const;
     /// Removes the newest sample; null when there is none.
     std::unique_ptr<Sample> Pop();
     /// Removes all samples. The memory of the slots goes with them, until `ReuseSlots` gives it

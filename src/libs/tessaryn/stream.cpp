@@ -232,7 +232,11 @@ void Stream::PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender) 
         }
     }
     const Lock lock(mutex);
-    for (std::unique_ptr<Sample>& each : samples) {
+    const std::size_t unnoticed =
+        PushUnnoticed(samples.size(),
+                      [samples](std::size_t i, std::unique_ptr<Sample> /*discarded*/)
+                          -> std::unique_ptr<Sample>& { return samples[i]; });
+    for (std::unique_ptr<Sample>& each : samples.subspan(unnoticed)) {
         const Sample& stored = *each;
         PushedSample pushedSample(std::move(each));
         KeptSamples kept;
@@ -251,7 +255,12 @@ void Stream::PushMany(std::span<const Poco::Timestamp::TimeVal> times, std::stri
     EncodedSamples encoded(*CheckedType(streamType), times, bytes);
     std::unique_ptr<Sample> discarded;
     const Lock lock(mutex);
-    for (std::size_t i = 0; i < encoded.Count(); ++i) {
+    std::unique_ptr<Sample> decoded;
+    const auto decode = [&](std::size_t /*i*/,
+                            std::unique_ptr<Sample> overwritten) -> std::unique_ptr<Sample>& {
+        return decoded = encoded.DecodeNext(std::move(overwritten));
+    };
+    for (std::size_t i = PushUnnoticed(encoded.Count(), decode); i < encoded.Count(); ++i) {
         PushedSample pushedSample(encoded.DecodeNext(std::move(discarded)));
         const Sample& stored = *pushedSample.sample;
         const KeptSamples kept = PushAndUse(pushedSample, [] {});
@@ -493,6 +502,38 @@ Stream::KeptSamples Stream::PushAndUse(PushedSample& pushedSample, Callback call
         }
         callback();
     });
+}
+
+// Pushes samples while nobody is subscribed, and so nothing of a host runs between them. Returns
+// how many: the caller pushes the rest.
+//
+// `next(i, discarded)` gives a sample, which stays with it when the push throws. It may use the
+// memory of one that was overwritten.
+template <class Next>
+std::size_t Stream::PushUnnoticed(std::size_t count, Next next) {
+    const int begin = ring.GetCount();
+    const int most = std::numeric_limits<int>::max() - begin;
+    if (innermostScope != nullptr || count > static_cast<std::size_t>(most)) {
+        return 0;
+    }
+    const SampleRing::OrderGuard guard(ring, {begin, begin + static_cast<int>(count)});
+    std::unique_ptr<Sample> overwritten;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!subscribers.IsEmpty()) {
+            return i;
+        }
+        CheckLayout();
+        ring.PrefetchOldest();
+        std::unique_ptr<Sample>& sample = next(i, std::move(overwritten));
+        CheckContract(!SampleAccess::IsStored(*sample), "A sample was pushed twice.");
+        overwritten = ring.Push(std::move(sample));
+        if (overwritten && !IsExactSample(*overwritten)) {
+            // A host's destructor may call the stream.
+            const KeptSamples kept = Use([&] { overwritten.reset(); });
+            return i + 1;
+        }
+    }
+    return count;
 }
 
 // A large sample is read in place: one that cannot be read gets its initial values again.

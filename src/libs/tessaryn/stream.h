@@ -268,6 +268,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample);
     template <class Callback>
     KeptSamples PushAndUse(PushedSample& pushedSample, Callback callback);
+    template <class Next>
+    std::size_t PushUnnoticed(std::size_t count, Next next);
     template <class Callback>
     KeptSamples Use(Callback callback);
     void DecodeNew(Sample& sample, std::istream& in) const;
