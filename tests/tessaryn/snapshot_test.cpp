@@ -74,6 +74,61 @@ TEST(Snapshots, HaveBlocksOfLimitedLength) {
     EXPECT_EQ(sampleBlocks, 3);
 }
 
+// Each stream has its own sizes and more or fewer samples than are pushed together.
+TEST(Snapshots, KeepSamplesOfAllSizesInTheirOrder) {
+    Document log{std::make_unique<StreamTypeRepository>(Poco::Logger::root(), '/'),
+                 std::make_unique<StreamRepository>(Poco::Logger::root(), '/')};
+    StreamType& type = log.types->Add("Log")->PushNew({1, 0, 0});
+    type.Add("level", Double, 2).Add("text", String, 3).Add("note", String, 0);
+    for (const int count : {1, 2, 63, 64, 65, 128, 200}) {
+        Stream& stream = *log.streams->AddStream("s" + std::to_string(count), &type, count);
+        for (int i = 0; i < count + count / 2; ++i) {
+            Sample sample(&type, 0);
+            sample.Resize(0, i % 7 == 0 ? 3 : 2);
+            sample.Set(0, 1, i + 0.5);
+            sample.Set(1, std::string(i % 5 < 3 ? 3U : 150U, 'a'));
+            sample.Set(2, std::to_string(i));
+            stream.PushNew(new Sample(Restamped(sample, Poco::Timestamp(1000 - i % 9))));
+        }
+    }
+    std::istringstream in(WrittenBy(WriteSnapshot, log));
+    const Document read = ReadSnapshot(in);
+    EXPECT_EQ(WrittenBy(WriteXmlDocument, read), WrittenBy(WriteXmlDocument, log));
+    EXPECT_EQ(WrittenBy(WriteSnapshot, read), in.str());
+    const Stream& stream = *read.streams->GetStreamPtr("s200");
+    stream.GetSince(Poco::Timestamp(1000),
+                    [](const std::vector<Sample*>& samples) { EXPECT_EQ(samples.size(), 22U); });
+}
+
+// A ring takes more samples than it keeps, as a document of another program may have them. The
+// memory of those that it keeps and of one more is enough.
+TEST(Snapshots, TakeMemoryForTheSamplesThatAreKept) {
+    constexpr int count = 150;
+    constexpr std::uint64_t perSample = sizeof(Sample) + 3 * sizeof(unsigned int) + 8 + 12;
+    const std::string bytes = WrittenBy(WriteSnapshot, MakeLog(count));
+    for (const int size : {1, 10, 64, 100}) {
+        std::string smaller = bytes;
+        const std::size_t at = smaller.find("1.0.0", smaller.find("g\x03log")) + 5;
+        // The header of the stream's block, which tells its new size.
+        std::ostringstream out;
+        const std::size_t begin = smaller.rfind("\x02\x01g\x03log", at);
+        out << smaller.substr(0, begin - blockHeaderLength);
+        BlockWriter block(out);
+        block.AddBytes(smaller.data() + begin, at - begin);
+        block.AddNumber(static_cast<std::uint64_t>(size));
+        block.End(BlockKind::Stream);
+        out << smaller.substr(at + 2);
+        const auto kept = static_cast<std::uint64_t>(size + 1);
+        std::istringstream in(out.str());
+        const Document read = ReadSnapshot(in, {}, {kept * perSample});
+        const Stream& stream = *read.streams->GetStreamPtr("g/log");
+        EXPECT_EQ(stream.GetNumSamples(), size);
+        stream.GetLatest(
+            [](const Sample& sample) { EXPECT_EQ(sample.GetDouble(0, 0), 20.0 + count - 1); });
+        EXPECT_THAT(Refusal(out.str(), {kept * perSample - 1}), testing::HasSubstr("are left."));
+    }
+}
+
 TEST(Snapshots, AreRefusedWhenCutOffOrChanged) {
     const std::string bytes = WrittenBy(WriteSnapshot, MakeLog(3));
     for (std::size_t at = 0; at < bytes.size(); ++at) {

@@ -124,32 +124,33 @@ class SampleAccess {
     static std::unique_ptr<Sample> Decode(StreamType& type, const Poco::Timestamp& timestamp,
                                           std::string_view bytes,
                                           std::unique_ptr<Sample> discarded = nullptr) {
-        const std::size_t numOffsets = std::size_t{type.GetNumEntries()} + 1;
-        const std::size_t tableSize = numOffsets * sizeof(unsigned int);
-        const std::size_t dataSize = bytes.size() - tableSize;
+        const std::size_t tableSize =
+            (std::size_t{type.GetNumEntries()} + 1) * sizeof(unsigned int);
+        return Decode(type, timestamp, bytes.substr(0, tableSize), bytes.substr(tableSize),
+                      std::move(discarded));
+    }
+    /// The same, of both parts of the form: its offsets and its elements.
+    static std::unique_ptr<Sample> Decode(StreamType& type, const Poco::Timestamp& timestamp,
+                                          std::string_view table, std::string_view elements,
+                                          std::unique_ptr<Sample> discarded = nullptr) {
+        const std::size_t numOffsets = table.size() / sizeof(unsigned int);
         std::unique_ptr<Sample> sample = std::move(discarded);
         if (sample == nullptr || sample->numOffsets != numOffsets ||
-            sample->TotalSize() != dataSize) {
+            sample->TotalSize() != elements.size()) {
             // By hand: the constructor is private, and moving a sample reads the clock.
             sample.reset(new Sample(timestamp));
             sample->offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
-            sample->data = std::make_unique_for_overwrite<char[]>(dataSize);
+            sample->data = std::make_unique_for_overwrite<char[]>(elements.size());
         }
-        std::memcpy(sample->offsets.get(), bytes.data(), tableSize);
-        if (dataSize > 0) {
-            std::memcpy(sample->data.get(), bytes.data() + tableSize, dataSize);
+        std::memcpy(sample->offsets.get(), table.data(), table.size());
+        if (!elements.empty()) {
+            std::memcpy(sample->data.get(), elements.data(), elements.size());
         }
         sample->numOffsets = static_cast<std::uint32_t>(numOffsets);
         sample->streamType = &type;
         sample->timestamp = timestamp;
         sample->stampMark = nullptr;
         return sample;
-    }
-
-    /// As `Make`, on the heap: moving a sample would read the clock.
-    static std::unique_ptr<Sample> New(StreamType& type, const Poco::Timestamp& timestamp,
-                                       const std::vector<unsigned int>& sizes) {
-        return std::unique_ptr<Sample>(new Sample(&type, timestamp, sizes));
     }
 
     /// The element counts of all entries of the sample's type.

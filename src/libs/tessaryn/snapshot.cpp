@@ -7,6 +7,7 @@
 #include "serializer/serialization_exception.h"
 #include "tessaryn/document_form.h"
 #include "tessaryn/sample_access.h"
+#include "tessaryn/sample_batch.h"
 #include "tessaryn/snapshot_block.h"
 #include "tessaryn/stream_reader.h"
 #include "tessaryn/value_traits.h"
@@ -14,7 +15,6 @@
 #include <Poco/Logger.h>
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
 #include <limits>
 #include <memory>
@@ -266,44 +266,58 @@ class SnapshotReader {
 
     void ReadSamples() {
         StreamType& type = *stream->GetStreamType();
-        std::vector<unsigned int> sizes(type.GetNumEntries());
-        for (std::size_t entry = 0; entry < sizes.size(); ++entry) {
-            sizes[entry] = type.GetEntry(static_cast<unsigned short>(entry)).initialSize;
-        }
-        std::uint64_t bytes = SampleAccess::BytesOfElements(type, sizes);
+        offsets = type.GetMemOffsetLookup();
+        std::uint64_t bytes = type.GetExactMemSizeInBytes();
         std::uint64_t time = 0;
         while (!block.IsAtEnd()) {
             time += static_cast<std::uint64_t>(block.TakeSigned());
             if (block.TakeByte() != 0) {
-                for (unsigned int& size : sizes) {
-                    const std::uint64_t number = block.TakeNumber();
-                    if (number > std::numeric_limits<unsigned int>::max()) {
-                        block.Fail("An entry has " + std::to_string(number) + " elements.");
-                    }
-                    size = static_cast<unsigned int>(number);
-                }
-                bytes = SampleAccess::BytesOfElements(type, sizes);
+                bytes = TakeSizes(type);
             }
-            PushSample(type, static_cast<std::int64_t>(time), sizes, block.TakeBytes(bytes));
+            AddSample(type, static_cast<std::int64_t>(time), block.TakeBytes(bytes));
         }
+        PushSamples();
     }
 
-    void PushSample(StreamType& type, std::int64_t time, const std::vector<unsigned int>& sizes,
-                    std::string_view elements) {
-        const std::uint64_t taken =
-            sizeof(Sample) + (sizes.size() + 1) * sizeof(unsigned int) + elements.size();
-        budget.Take(taken);
-        std::unique_ptr<Sample> sample = SampleAccess::New(type, Poco::Timestamp(time), sizes);
-        if (!elements.empty()) {
-            std::memcpy(SampleAccess::DataOf(*sample), elements.data(), elements.size());
+    // Reads the element counts of all entries, for this sample and those that follow.
+    std::uint64_t TakeSizes(const StreamType& type) {
+        std::uint64_t bytes = 0;
+        for (std::size_t i = 1; i < offsets.size(); ++i) {
+            const std::uint64_t number = block.TakeNumber();
+            if (number > std::numeric_limits<unsigned int>::max()) {
+                block.Fail("An entry has " + std::to_string(number) + " elements.");
+            }
+            const BaseType element = type.GetType(static_cast<unsigned short>(i - 1));
+            bytes += traits::ElementSize(element) * number;
+            offsets[i] = static_cast<unsigned int>(bytes);
         }
-        stream->PushNew(sample.release());
+        return bytes;
+    }
+
+    void AddSample(StreamType& type, std::int64_t time, std::string_view elements) {
+        const std::string_view table(reinterpret_cast<const char*>(offsets.data()),
+                                     offsets.size() * sizeof(unsigned int));
+        const std::uint64_t taken = sizeof(Sample) + table.size() + elements.size();
+        budget.Take(taken);
+        SampleAccess::CheckTotal(elements.size());
+        batch.push_back(SampleAccess::Decode(type, Poco::Timestamp(time), table, elements));
         ++sampleCount;
         memory.push_back(taken);
-        if (memory.size() > static_cast<std::size_t>(stream->GetMaxSize())) {
+        const auto maxSize = static_cast<std::size_t>(stream->GetMaxSize());
+        if (memory.size() > maxSize) {
             budget.GiveBack(memory.front());
             memory.pop_front();
         }
+        // One that overwrites another is pushed at once: only so does the budget hold.
+        constexpr std::size_t maxBatch = 64;
+        if (batch.size() == maxBatch || memory.size() == maxSize) {
+            PushSamples();
+        }
+    }
+
+    void PushSamples() {
+        stream->PushMany(batch);
+        batch.clear();
     }
 
     BlockReader block;
@@ -315,6 +329,9 @@ class SnapshotReader {
     // The stream of the samples that follow, and the memory of those in it.
     Stream* stream = nullptr;
     std::deque<std::uint64_t> memory;
+    // Those that were read last, and the offsets of the last one.
+    SampleBatch batch;
+    std::vector<unsigned int> offsets;
 };
 
 }  // namespace

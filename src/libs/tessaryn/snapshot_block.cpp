@@ -132,9 +132,10 @@ BlockKind BlockReader::Next() {
     return static_cast<BlockKind>(kind);
 }
 
-std::uint64_t BlockReader::TakeNumber() {
-    std::uint64_t number = 0;
-    for (unsigned shift = 0;; shift += 7) {
+// A number whose first byte says that others follow.
+std::uint64_t BlockReader::TakeLongNumber(std::uint64_t first) {
+    std::uint64_t number = first & 0x7FU;
+    for (unsigned shift = 7;; shift += 7) {
         const std::uint64_t byte = TakeByte();
         const std::uint64_t bits = byte & 0x7FU;
         if (shift > 63 || (bits << shift) >> shift != bits) {
@@ -145,15 +146,6 @@ std::uint64_t BlockReader::TakeNumber() {
             return number;
         }
     }
-}
-
-std::string_view BlockReader::TakeBytes(std::uint64_t length) {
-    if (length > rest.size()) {
-        Fail("The block is shorter than its content.");
-    }
-    const std::string_view bytes = rest.substr(0, static_cast<std::size_t>(length));
-    rest.remove_prefix(bytes.size());
-    return bytes;
 }
 
 }  // namespace velmora::core::tessaryn

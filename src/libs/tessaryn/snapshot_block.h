@@ -70,19 +70,31 @@ class BlockReader {
     BlockKind Next();
 
     bool IsAtEnd() const { return rest.empty(); }
-    std::uint64_t TakeNumber();
+    std::uint64_t TakeNumber() {
+        constexpr unsigned char more = 0x80;
+        const unsigned char first = TakeByte();
+        return first < more ? first : TakeLongNumber(first);
+    }
     std::int64_t TakeSigned() {
         const std::uint64_t bits = TakeNumber();
         return static_cast<std::int64_t>((bits >> 1U) ^ ((bits & 1U) != 0 ? ~std::uint64_t{0} : 0));
     }
     unsigned char TakeByte() { return static_cast<unsigned char>(TakeBytes(1).front()); }
-    std::string_view TakeBytes(std::uint64_t length);
+    std::string_view TakeBytes(std::uint64_t length) {
+        if (length > rest.size()) {
+            Fail("The block is shorter than its content.");
+        }
+        const std::string_view bytes = rest.substr(0, static_cast<std::size_t>(length));
+        rest.remove_prefix(bytes.size());
+        return bytes;
+    }
     std::string_view TakeText() { return TakeBytes(TakeNumber()); }
     std::string_view TakeRest() { return TakeBytes(rest.size()); }
 
     [[noreturn]] void Fail(const std::string& reason) const;
 
   private:
+    std::uint64_t TakeLongNumber(std::uint64_t first);
     void ReadBytes(char* to, std::size_t length);
 
     std::istream& in;
