@@ -82,7 +82,7 @@ TEST(ValueParser, ReadsShortNumbersAsAllOthers) {
     for (int i = 0; i < 20'000; ++i) {
         std::string text;
         for (unsigned length = random.Below(18); length > 0; --length) {
-            text += "0123456789012345678901234567890123456789.-+e"[random.Below(44)];
+            text += "0123456789012345678901234567890123456789.-+e/:\xb0\xff"[random.Below(48)];
         }
         ExpectSameNumber<std::int64_t>(Int64, text, integers);
         ExpectSameNumber<double>(Double, text, decimals);
@@ -90,7 +90,9 @@ TEST(ValueParser, ReadsShortNumbersAsAllOthers) {
     }
     EXPECT_GT(integers, 1000);
     EXPECT_GT(decimals, 1000);
-    for (const char* text : {"", "-", ".", ".5", "1e3", "1.2.3", "--1", "1-", "1234567890123456"}) {
+    for (const char* text :
+         {"", "-", ".", "..", ".5", ".1234567", "1e3", "1.2.3", "1..2", "--1", "1-", "1/", "/1",
+          ":1", "1:", "123456:7", "12\xb0", "1234567890123456"}) {
         double value = 0;
         EXPECT_FALSE(ReadShortNumber(text, value)) << text;
     }
