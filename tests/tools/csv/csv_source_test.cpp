@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -199,6 +200,30 @@ TEST(CsvSource, ReadsTimesAsAsked) {
     EXPECT_THAT(RunTool("watch -", "time,x\n2020-01-02,1\n,2\n2020-01-02,-\n2020-01-01,\n").err,
                 HasSubstr(": 3 samples read, 1 time out of order, 1 time repeated\nrule [*]: 3 "
                           "matches\n2 missing values\n1 row without a time left out\n"));
+}
+
+TEST(CsvSource, ReadsRowsOfManyStreamsWithAndWithoutValues) {
+    constexpr int streams = 20;
+    constexpr int rounds = 12;
+    // Values of other types than these have another way into the samples.
+    for (const std::string types : {"", "--type b:Int8"}) {
+        std::string table = "time,dev,a,b,c\n2020-01-01,d0,0.5,1,x\n";
+        std::string wanted = "2020-01-01T00:00:00Z d0 [*] a=0.5 b=1 c=x\n";
+        std::uint64_t missing = 0;
+        for (int i = 0; i < streams * rounds; ++i) {
+            const std::string stream = "d" + std::to_string(i % streams);
+            const std::string a = i % 3 == 0 ? "" : std::to_string(i) + ".25";
+            const std::string b = i % 7 < 3 ? "-" : std::to_string(i % 100);
+            const std::string c(static_cast<std::size_t>(i % 5), 'x');
+            table += "2020-01-01," + stream + "," + a + "," + b + "," + c + "\n";
+            wanted += "2020-01-01T00:00:00Z " + stream + " [*] a=" + (a.empty() ? "-" : a) +
+                      " b=" + b + " c=" + (c.empty() ? "\"\"" : c) + "\n";
+            missing += (a.empty() ? 1U : 0U) + (b == "-" ? 1U : 0U) + (c.empty() ? 1U : 0U);
+        }
+        const Outcome run = RunTool("watch - --stream-by dev " + types, table);
+        EXPECT_EQ(run.out, wanted);
+        EXPECT_THAT(run.err, HasSubstr("\n" + std::to_string(missing) + " missing values\n"));
+    }
 }
 
 TEST(DocumentSource, ReadsDocumentsPackedAndFromAPipe) {

@@ -8,6 +8,7 @@
 #include "text/escaped_text.h"
 #include "text/value_parser.h"
 
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -108,7 +109,27 @@ bool CsvSource::Open(tsn::StreamType& type) {
             type.Add(column.entry, column.type, column.type == tsn::String ? 0 : column.count);
         }
     }
+    PlanEntries();
     return true;
+}
+
+void CsvSource::PlanEntries() {
+    for (const std::size_t i : entryColumns) {
+        const CsvColumn& column = layout.columns[i];
+        PlainValue value;
+        if (column.type == tsn::Double) {
+            value.kind = PlainValue::Kind::decimal;
+        } else if (column.type == tsn::Int64) {
+            value.kind = PlainValue::Kind::integer;
+        } else if (column.type != tsn::String) {
+            return;
+        }
+        if (column.count != 1) {
+            return;
+        }
+        values.push_back(value);
+    }
+    isPlain = true;
 }
 
 // Reads the header and the first rows; returns false if the run ended before.
@@ -166,10 +187,11 @@ bool CsvSource::Next() {
 }
 
 void CsvSource::Fill(tsn::Sample& sample) {
-    // If a column names the streams, each stream has its own type, which would have to be looked
-    // up.
-    if (layout.streamColumn == CsvLayout::none && fields.Write(sample, buffer.GetBytes())) {
-        return;
+    if (isPlain) {
+        if (fields.Write(sample, values)) {
+            return;
+        }
+        PutValues();
     }
     buffer.Rewind();
     binary.clear();
@@ -190,7 +212,7 @@ std::vector<std::string> CsvSource::GetUnits() const {
     return units;
 }
 
-// Writes a row into the buffer, unless it is bad.
+// Reads the values of a row, unless it is bad.
 CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
     if (row.fault != nullptr) {
         return {RowFault::malformed, row.Size()};
@@ -205,6 +227,71 @@ CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
     if (const RowFault fault = ConvertTime(row); fault.kind != RowFault::none) {
         return fault;
     }
+    if (const RowFault fault = isPlain ? ConvertPlain(row) : ConvertElements(row);
+        fault.kind != RowFault::none) {
+        return fault;
+    }
+    if (layout.streamColumn < row.Size()) {
+        streamName = row[layout.streamColumn];
+    }
+    ++rows;
+    return {};
+}
+
+CsvSource::RowFault CsvSource::ConvertPlain(const CsvRow& row) {
+    std::uint64_t missing = 0;
+    PlainValue* value = values.data();
+    for (const std::size_t i : entryColumns) {
+        const std::string_view cell = i < row.Size() ? row[i] : std::string_view();
+        double decimal = 0;
+        if (value->kind == PlainValue::Kind::text) {
+            value->text = cell;
+            value->isMissing = cell.empty();
+        } else if (value->kind == PlainValue::Kind::decimal && ReadShortNumber(cell, decimal)) {
+            value->bits = std::bit_cast<std::uint64_t>(decimal);
+            value->isMissing = false;
+        } else if (!ReadPlain(layout.columns[i], cell, *value)) {
+            return {RowFault::badValue, i};
+        }
+        missing += value->isMissing ? 1 : 0;
+        ++value;
+    }
+    counts.missingValues += missing;
+    return {};
+}
+
+// Reads a number of any form.
+bool CsvSource::ReadPlain(const CsvColumn& column, std::string_view cell, PlainValue& value) {
+    value.isMissing = IsMissingValue(cell);
+    if (value.isMissing) {
+        return true;
+    }
+    std::int64_t integer = 0;
+    if (value.kind == PlainValue::Kind::integer && ReadShortNumber(cell, integer)) {
+        value.bits = std::bit_cast<std::uint64_t>(integer);
+        return true;
+    }
+    if (!ParseElement(column, cell)) {
+        return false;
+    }
+    std::memcpy(&value.bits, elementBytes.data(), sizeof value.bits);
+    return true;
+}
+
+// Writes the values into the buffer.
+void CsvSource::PutValues() {
+    buffer.Begin(values.size());
+    for (const PlainValue& value : values) {
+        if (value.kind == PlainValue::Kind::text) {
+            buffer.Put(value.text);
+        } else if (!value.isMissing) {
+            buffer.Put(value.bits);
+        }
+        buffer.EndEntry();
+    }
+}
+
+CsvSource::RowFault CsvSource::ConvertElements(const CsvRow& row) {
     std::uint64_t missing = 0;
     buffer.Begin(entryColumns.size());
     for (const std::size_t i : entryColumns) {
@@ -220,11 +307,7 @@ CsvSource::RowFault CsvSource::Convert(const CsvRow& row) {
         }
         buffer.EndEntry();
     }
-    if (layout.streamColumn < row.Size()) {
-        streamName = row[layout.streamColumn];
-    }
     counts.missingValues += missing;
-    ++rows;
     return {};
 }
 
@@ -297,6 +380,13 @@ bool CsvSource::AppendOne(const CsvColumn& column, std::string_view text) {
         buffer.Put(text);
         return true;
     }
+    const bool isElement = ParseElement(column, text);
+    buffer.Put(std::string_view(elementBytes));
+    return isElement;
+}
+
+// Has the bytes of a number in `elementBytes`.
+bool CsvSource::ParseElement(const CsvColumn& column, std::string_view text) {
     const std::size_t comma = layout.hasDecimalComma ? text.find(',') : std::string_view::npos;
     if (comma != std::string_view::npos) {
         number = text;
@@ -304,9 +394,7 @@ bool CsvSource::AppendOne(const CsvColumn& column, std::string_view text) {
         text = number;
     }
     elementBytes.clear();
-    const bool isElement = AppendElement(column.type, text, elementBytes);
-    buffer.Put(std::string_view(elementBytes));
-    return isElement;
+    return AppendElement(column.type, text, elementBytes);
 }
 
 void CsvSource::Reject(const CsvRow& row, const RowFault& fault) {

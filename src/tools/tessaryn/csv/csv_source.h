@@ -90,11 +90,17 @@ class CsvSource : public SampleSource {
 
     bool ReadFirstRows();
     const CsvRow* NextRow();
+    void PlanEntries();
     RowFault Convert(const CsvRow& row);
+    RowFault ConvertPlain(const CsvRow& row);
+    RowFault ConvertElements(const CsvRow& row);
+    bool ReadPlain(const CsvColumn& column, std::string_view cell, PlainValue& value);
+    void PutValues();
     RowFault ConvertTime(const CsvRow& row);
     std::optional<std::int64_t> ParseTimeCell(std::string_view cell, std::int64_t clock);
     bool AppendElements(const CsvColumn& column, std::string_view text);
     bool AppendOne(const CsvColumn& column, std::string_view text);
+    bool ParseElement(const CsvColumn& column, std::string_view text);
     void Reject(const CsvRow& row, const RowFault& fault);
     std::string Describe(const CsvRow& row, const RowFault& fault) const;
     std::string DescribeBadValue(const CsvColumn& column, std::string_view text) const;
@@ -111,8 +117,12 @@ class CsvSource : public SampleSource {
     std::vector<CsvRow> firstRows;
     std::size_t nextFirstRow = 0;
 
-    RowBuffer buffer;
+    /// Whether each entry is one decimal, integer or text: then a row becomes `values`, and only
+    /// where these don't fit a sample the binary form in `buffer`.
+    bool isPlain = false;
+    std::vector<PlainValue> values;
     SampleFields fields;
+    RowBuffer buffer;
     std::istream binary{&buffer};
     std::string number;
     std::string elementBytes;

@@ -5,8 +5,8 @@
 
 #include "tessaryn/stream_type.h"
 
-#include <cstdint>
-#include <cstring>
+#include <bit>
+#include <cstddef>
 
 namespace velmora::tool {
 
@@ -14,68 +14,98 @@ namespace tsn = core::tessaryn;
 
 namespace {
 
+// Types whose fields are kept: streams that one table's rows belong to in turn.
+constexpr std::size_t maxBindings = 16;
+
 template <class T>
-bool WriteNumber(const tsn::Field<T>& field, tsn::Sample& sample, std::string_view bytes) {
-    T value{};
-    if (bytes.size() != sizeof value || field.GetSize(sample) != 1) {
+bool WriteNumber(const tsn::Field<T>& field, tsn::Sample& sample, const PlainValue& value) {
+    if (field.GetSize(sample) != (value.isMissing ? 0 : 1)) {
         return false;
     }
-    std::memcpy(&value, bytes.data(), sizeof value);
-    field.SetKeepingTime(sample, value);
+    if (!value.isMissing) {
+        field.SetKeepingTime(sample, std::bit_cast<T>(value.bits));
+    }
     return true;
+}
+
+tsn::BaseType GetType(PlainValue::Kind kind) {
+    switch (kind) {
+        case PlainValue::Kind::decimal:
+            return tsn::Double;
+        case PlainValue::Kind::integer:
+            return tsn::Int64;
+        case PlainValue::Kind::text:
+            break;
+    }
+    return tsn::String;
+}
+
+bool HasEntries(const tsn::StreamType& type, const std::vector<PlainValue>& values) {
+    if (type.GetNumEntries() != values.size()) {
+        return false;
+    }
+    unsigned short id = 0;
+    while (id < values.size() && type.GetType(id) == GetType(values[id].kind)) {
+        ++id;
+    }
+    return id == values.size();
 }
 
 }  // namespace
 
-bool SampleFields::Write(tsn::Sample& sample, std::string_view bytes) {
-    if (sample.GetStreamType() != type) {
-        Bind(*sample.GetStreamType());
+bool SampleFields::Write(tsn::Sample& sample, const std::vector<PlainValue>& values) {
+    const Binding* const binding = FindBinding(*sample.GetStreamType(), values);
+    if (binding == nullptr) {
+        return false;
     }
-    std::string_view elements = bytes.substr((fields.size() + 1) * sizeof(std::uint32_t));
-    std::uint32_t begin = 0;
-    const char* table = bytes.data() + sizeof begin;
-    for (const Field& field : fields) {
-        std::uint32_t end = 0;
-        std::memcpy(&end, table, sizeof end);
-        table += sizeof end;
-        const std::string_view entry = elements.substr(0, end - begin);
-        elements.remove_prefix(end - begin);
-        begin = end;
+    const PlainValue* value = values.data();
+    for (const Field& field : binding->fields) {
+        bool isWritten = true;
         if (const auto* const decimal = std::get_if<tsn::Field<double>>(&field)) {
-            if (!WriteNumber(*decimal, sample, entry)) {
-                return false;
-            }
+            isWritten = WriteNumber(*decimal, sample, *value);
         } else if (const auto* const integer = std::get_if<tsn::Field<long long>>(&field)) {
-            if (!WriteNumber(*integer, sample, entry)) {
-                return false;
-            }
-        } else if (const auto* const text = std::get_if<tsn::Field<std::string>>(&field)) {
-            text->SetKeepingTime(sample, entry);
+            isWritten = WriteNumber(*integer, sample, *value);
         } else {
+            std::get_if<tsn::Field<std::string>>(&field)->SetKeepingTime(sample, value->text);
+        }
+        if (!isWritten) {
             return false;
         }
+        ++value;
     }
     return true;
 }
 
-void SampleFields::Bind(const tsn::StreamType& newType) {
-    fields.clear();
-    for (unsigned short id = 0; id < newType.GetNumEntries(); ++id) {
-        switch (newType.GetType(id)) {
-            case tsn::Double:
-                fields.emplace_back(tsn::Field<double>(newType, id));
-                break;
-            case tsn::Int64:
-                fields.emplace_back(tsn::Field<long long>(newType, id));
-                break;
-            case tsn::String:
-                fields.emplace_back(tsn::Field<std::string>(newType, id));
-                break;
-            default:
-                fields.emplace_back();
-        }
+// Null for the types after the first ones, and for those of other entries.
+const SampleFields::Binding* SampleFields::FindBinding(const tsn::StreamType& type,
+                                                       const std::vector<PlainValue>& values) {
+    const std::uint64_t layout = type.GetLayoutNumber();
+    if (latest < bindings.size() && bindings[latest].layout == layout) {
+        return &bindings[latest];
     }
-    type = &newType;
+    for (latest = 0; latest < bindings.size() && bindings[latest].layout != layout; ++latest) {
+    }
+    if (latest == bindings.size()) {
+        if (latest == maxBindings || !HasEntries(type, values)) {
+            return nullptr;
+        }
+        Binding binding{layout, {}};
+        for (unsigned short id = 0; id < values.size(); ++id) {
+            switch (values[id].kind) {
+                case PlainValue::Kind::decimal:
+                    binding.fields.emplace_back(tsn::Field<double>(type, id));
+                    break;
+                case PlainValue::Kind::integer:
+                    binding.fields.emplace_back(tsn::Field<long long>(type, id));
+                    break;
+                case PlainValue::Kind::text:
+                    binding.fields.emplace_back(tsn::Field<std::string>(type, id));
+                    break;
+            }
+        }
+        bindings.push_back(std::move(binding));
+    }
+    return &bindings[latest];
 }
 
 }  // namespace velmora::tool
