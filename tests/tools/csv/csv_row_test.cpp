@@ -15,6 +15,8 @@ namespace {
 
 TEST(CsvRow, SplitsAtSeparatorsWhereverTheyStand) {
     test::Random random;
+    // A row that replaces another has its own fields only.
+    CsvRow row;
     for (int i = 0; i < 5000; ++i) {
         std::string text;
         for (unsigned length = random.Below(200); length > 0; --length) {
@@ -33,7 +35,6 @@ TEST(CsvRow, SplitsAtSeparatorsWhereverTheyStand) {
             }
             from = to + 1;
         }
-        CsvRow row;
         EXPECT_TRUE(row.Split(text, ',', 7));
         // A copy has its own text, which outlives the line.
         const CsvRow copy(row);

@@ -132,7 +132,8 @@ void CsvReader::ParseLine(std::string_view text, bool isEnded) {
         content.remove_suffix(1);
     }
     if (!IsRowOpen()) {
-        if (IsBlankLine(content)) {
+        if (content.empty() ||
+            ((content.front() == ' ' || content.front() == '\t') && HasOnlyBlanks(content))) {
             return;
         }
         if (rows[complete].Split(content, delimiter, rowLine)) {
@@ -146,11 +147,10 @@ void CsvReader::ParseLine(std::string_view text, bool isEnded) {
     returned = false;
 }
 
-// Whether a line has neither a value nor a separator.
-bool CsvReader::IsBlankLine(std::string_view line) const {
-    return line.empty() || ((line.front() == ' ' || line.front() == '\t') &&
-                            line.find_first_not_of(" \t") == std::string_view::npos &&
-                            line.find(delimiter) == std::string_view::npos);
+// Whether a line of blanks has no separator, which may be one of them.
+bool CsvReader::HasOnlyBlanks(std::string_view line) const {
+    return line.find_first_not_of(" \t") == std::string_view::npos &&
+           line.find(delimiter) == std::string_view::npos;
 }
 
 bool CsvReader::IsRowOpen() const {
@@ -203,12 +203,8 @@ CsvRow& CsvReader::OpenRow() {
     return row;
 }
 
-void CsvReader::FinishRow() {
-    open = false;
-    ++complete;
-    if (complete == rows.size()) {
-        rows.emplace_back();
-    }
+void CsvReader::AddRow() {
+    rows.emplace_back();
 }
 
 void CsvReader::Rethrow() {

@@ -41,11 +41,18 @@ class CsvReader : public RowReader {
     bool IsComment(const CsvRow& row) const;
     bool Fill();
     bool IsRowOpen() const;
-    bool IsBlankLine(std::string_view line) const;
+    bool HasOnlyBlanks(std::string_view line) const;
     void ParseLine(std::string_view text, bool isEnded);
     bool ParseQuoted(std::string_view text);
     void ParseEnd();
-    void FinishRow();
+    void FinishRow() {
+        open = false;
+        ++complete;
+        if (complete == rows.size()) {
+            AddRow();
+        }
+    }
+    void AddRow();
     void EndMalformedRow(const char* fault);
     void StartParser();
     CsvRow& OpenRow();

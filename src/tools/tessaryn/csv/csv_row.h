@@ -18,7 +18,11 @@ class CsvRow {
   public:
     CsvRow() = default;
     CsvRow(const CsvRow& other)
-        : line(other.line), fault(other.fault), text(other.GetText()), fields(other.fields) {}
+        : line(other.line),
+          fault(other.fault),
+          text(other.GetText()),
+          fields(other.fields.data(), other.fields.data() + other.count),
+          count(other.count) {}
     CsvRow& operator=(const CsvRow& other) {
         CsvRow copy(other);
         Swap(copy);
@@ -31,7 +35,7 @@ class CsvRow {
     }
     ~CsvRow() = default;
 
-    std::size_t Size() const { return fields.size(); }
+    std::size_t Size() const { return count; }
 
     std::string_view operator[](std::size_t field) const {
         const Field& place = fields[field];
@@ -39,7 +43,7 @@ class CsvRow {
     }
 
     /// Bytes of the fields and their separators.
-    std::size_t GetLength() const { return GetText().size() + fields.size(); }
+    std::size_t GetLength() const { return GetText().size() + count; }
 
     bool HasSameFields(const CsvRow& other) const {
         if (Size() != other.Size()) {
@@ -54,7 +58,7 @@ class CsvRow {
 
     /// Appends a copy of a text.
     void Add(std::string_view field) {
-        fields.push_back(
+        AddField(
             {static_cast<std::uint32_t>(text.size()), static_cast<std::uint32_t>(field.size())});
         text += field;
     }
@@ -74,14 +78,13 @@ class CsvRow {
     /// \param field a part of the text given to `Refer`, or empty
     void AddPart(std::string_view field) {
         const auto begin = field.empty() ? 0 : field.data() - borrowed;
-        fields.push_back(
-            {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(field.size())});
+        AddField({static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(field.size())});
     }
 
     void Clear(std::size_t newLine) {
         text.clear();
         borrowed = nullptr;
-        fields.clear();
+        count = 0;
         line = newLine;
         fault = nullptr;
     }
@@ -97,6 +100,18 @@ class CsvRow {
         std::uint32_t length;
     };
 
+    // Where the next fields stand, with room for as many.
+    Field* Reserve(std::size_t more) {
+        if (count + more > fields.size()) {
+            fields.resize(2 * (count + more));
+        }
+        return fields.data() + count;
+    }
+    void AddField(Field field) {
+        *Reserve(1) = field;
+        ++count;
+    }
+
     std::string_view GetText() const {
         return borrowed == nullptr ? std::string_view(text)
                                    : std::string_view(borrowed, borrowedSize);
@@ -109,13 +124,16 @@ class CsvRow {
         std::swap(borrowed, other.borrowed);
         std::swap(borrowedSize, other.borrowedSize);
         fields.swap(other.fields);
+        std::swap(count, other.count);
     }
 
     std::string text;
     /// The line that the fields refer to; null where they are in `text`.
     const char* borrowed = nullptr;
     std::size_t borrowedSize = 0;
+    /// Those after the first `count` are left from other rows.
     std::vector<Field> fields;
+    std::size_t count = 0;
 };
 
 }  // namespace velmora::tool

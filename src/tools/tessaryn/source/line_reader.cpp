@@ -23,7 +23,7 @@ std::size_t FindLineFeed(std::string_view text) {
 
 }  // namespace
 
-const LineReader::Line* LineReader::Next() {
+const LineReader::Line* LineReader::NextOfBlocks() {
     if (wasGiven) {
         pending.clear();
         wasGiven = false;
@@ -65,12 +65,6 @@ bool LineReader::Append(std::string_view text) {
     const std::size_t room = maxLength - std::min(pending.size(), maxLength);
     pending += text.substr(0, room);
     return text.size() <= room;
-}
-
-const LineReader::Line* LineReader::Give(std::string_view text, bool isEnded, bool isTooLong) {
-    wasGiven = true;
-    line = {text, line.number + 1, isEnded, isTooLong};
-    return &line;
 }
 
 std::vector<std::string_view> LineReader::Peek(std::ptrdiff_t minLines) {

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,7 +36,20 @@ class LineReader {
     /// The next line; waits for it.
     /// \return \ownership lends: until the next call; null at the end of the input, or of the run,
     /// which drops a line that is not complete
-    const Line* Next();
+    const Line* Next() {
+        // Most lines lie within a block.
+        if (!rest.empty() && pending.empty() && !skipping) {
+            const void* const end = std::memchr(rest.data(), '\n', rest.size());
+            if (end != nullptr) {
+                const auto length =
+                    static_cast<std::size_t>(static_cast<const char*>(end) - rest.data());
+                const std::string_view text = rest.substr(0, length);
+                rest.remove_prefix(length + 1);
+                return Give(text, true);
+            }
+        }
+        return NextOfBlocks();
+    }
 
     /// The first lines, up to a pause in the input. Must be called before `Next`.
     /// \param minLines number of lines to wait for despite pauses
@@ -55,7 +69,12 @@ class LineReader {
 
   private:
     bool Append(std::string_view text);
-    const Line* Give(std::string_view text, bool isEnded, bool isTooLong = false);
+    const Line* NextOfBlocks();
+    const Line* Give(std::string_view text, bool isEnded, bool isTooLong = false) {
+        wasGiven = true;
+        line = {text, line.number + 1, isEnded, isTooLong};
+        return &line;
+    }
 
     InputStream& input;
     std::string first;
