@@ -110,6 +110,7 @@ class JsonLinesReader::Handler {
         if (column == notNamed) {
             Find();
         }
+        reader.order.push_back(column);
         std::string_view& cell = reader.columns[column].cell;
         if (arrays > 0 && !cell.empty()) {
             cell = Join(cell, value);
@@ -202,8 +203,30 @@ const CsvRow* JsonLinesReader::Next() {
     for (Column& column : columns) {
         column.cell = {};
     }
+    const bool isPromising = !next->isTooLong && forms.IsPromising();
+    const std::vector<JsonLineForms::Cell>* const cells =
+        isPromising ? forms.Read(original) : nullptr;
+    if (cells == nullptr) {
+        Parse(*next);
+        if (isPromising && row.fault == nullptr) {
+            forms.Learn(original, order);
+        }
+    } else {
+        row.Refer(original, next->number);
+        for (const JsonLineForms::Cell& cell : *cells) {
+            columns[cell.column].cell = cell.text;
+        }
+    }
+    for (const Column& column : columns) {
+        row.AddPart(column.cell);
+    }
+    return &row;
+}
+
+void JsonLinesReader::Parse(const LineReader::Line& line) {
     expected = 0;
     fault = nullptr;
+    order.clear();
     text.clear();
     // Arrays that become cells take no more than the line does.
     text.reserve(2 * original.size() + 2);
@@ -212,18 +235,14 @@ const CsvRow* JsonLinesReader::Next() {
     text += '\0';
     rapidjson::InsituStringStream stream(text.data());
     const rapidjson::ParseResult result = handler->Parse(stream, IsAscii(original));
-    row.Refer(text, next->number);
-    if (next->isTooLong) {
+    row.Refer(text, line.number);
+    if (line.isTooLong) {
         row.fault = "the line is longer than 1 MiB";
     } else if (result.Code() == rapidjson::kParseErrorTermination) {
         row.fault = fault == nullptr ? "the line is not an object with values" : fault;
     } else if (!result) {
         DescribeFault(result);
     }
-    for (const Column& column : columns) {
-        row.AddPart(column.cell);
-    }
-    return &row;
 }
 
 }  // namespace velmora::tool

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "source/json_line_forms.h"
 #include "source/line_reader.h"
 #include "source/row_reader.h"
 
@@ -46,12 +47,16 @@ class JsonLinesReader : public RowReader {
         bool isArray = false;
     };
 
+    void Parse(const LineReader::Line& line);
     std::size_t FindColumn(std::string_view name);
     bool IsExpected(std::string_view name) const;
     void DescribeFault(const rapidjson::ParseResult& result);
 
     LineReader lines;
     std::unique_ptr<Handler> handler;
+    JsonLineForms forms;
+    /// Columns of the values of the line that is parsed.
+    std::vector<std::size_t> order;
     /// The original line, and a copy that the parser changes in place; cells made from arrays are
     /// appended to the copy.
     std::string_view original;
