@@ -166,6 +166,21 @@ TEST(CsvSource, SkipsAndCountsBadRowsWhenAsked) {
     EXPECT_THAT(run.err, HasSubstr("6 bad rows skipped, the first: stdin:3:1 (time): "));
 }
 
+TEST(CsvSource, NamesTheFirstOfManyFaults) {
+    const std::string bad = R"({"time":"2020-01-01","x":"no end of a text)";
+    std::string lines = R"({"time":"2020-01-01","x":"a"})";
+    lines += "\n" + bad + "\n";
+    const Outcome failed = RunTool("watch -", lines);
+    EXPECT_EQ(failed.status, 2);
+    const std::string reason = failed.err.substr(failed.err.find("stdin:2:"));
+    EXPECT_THAT(reason, HasSubstr("quotation mark"));
+    for (int i = 0; i < 20; ++i) {
+        lines += "{" + std::string(static_cast<std::size_t>(i), ' ') + "1}\n";
+    }
+    EXPECT_THAT(RunTool("watch - --skip-bad", lines).err,
+                HasSubstr("21 bad rows skipped, the first: " + reason));
+}
+
 TEST(CsvSource, ReadsTimesAsAsked) {
     const struct {
         std::string input;

@@ -152,6 +152,9 @@ bool CsvSource::ReadFirstRows() {
         }
         bytes += row->GetLength();
         firstRows.push_back(*row);
+        if (row->fault != nullptr) {
+            firstRows.back().fault = firstFaults.emplace_back(row->fault).c_str();
+        }
     }
     if (reader->GetHeader().Size() == 0 && input->IsAtEnd()) {
         throw CommandError(input->GetName() + ": no row was read");
@@ -165,6 +168,7 @@ const CsvRow* CsvSource::NextRow() {
     }
     if (!firstRows.empty()) {
         std::vector<CsvRow>().swap(firstRows);
+        firstFaults.clear();
     }
     nextFirstRow = 0;
     return reader->Next();

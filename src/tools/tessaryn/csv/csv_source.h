@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <istream>
 #include <memory>
 #include <optional>
@@ -115,6 +116,8 @@ class CsvSource : public SampleSource {
     std::vector<std::size_t> entryColumns;
     /// Rows that were read to infer the layout and are not pushed yet.
     std::vector<CsvRow> firstRows;
+    /// What is wrong with them, which the reader keeps for its last row only.
+    std::deque<std::string> firstFaults;
     std::size_t nextFirstRow = 0;
 
     /// Whether each entry is one decimal, integer or text: then a row becomes `values`, and only
