@@ -118,8 +118,8 @@ class SampleAccess {
     }
 
     /// A sample from its binary form.
-    /// \param discarded \ownership takes: an exact `Sample`, in whose memory this one is decoded if
-    /// it has the same size; or null
+    /// \param discarded \ownership takes: an exact `Sample`, in whose memory this one is decoded as
+    /// far as it has the same size; or null
     /// \pre `CheckSample` accepts the bytes
     static std::unique_ptr<Sample> Decode(StreamType& type, const Poco::Timestamp& timestamp,
                                           std::string_view bytes,
@@ -135,11 +135,12 @@ class SampleAccess {
                                           std::unique_ptr<Sample> discarded = nullptr) {
         const std::size_t numOffsets = table.size() / sizeof(unsigned int);
         std::unique_ptr<Sample> sample = std::move(discarded);
-        if (sample == nullptr || sample->numOffsets != numOffsets ||
-            sample->TotalSize() != elements.size()) {
+        if (sample == nullptr || sample->numOffsets != numOffsets) {
             // By hand: the constructor is private, and moving a sample reads the clock.
             sample.reset(new Sample(timestamp));
             sample->offsets = std::make_unique_for_overwrite<unsigned int[]>(numOffsets);
+            sample->data = std::make_unique_for_overwrite<char[]>(elements.size());
+        } else if (sample->TotalSize() != elements.size()) {
             sample->data = std::make_unique_for_overwrite<char[]>(elements.size());
         }
         std::memcpy(sample->offsets.get(), table.data(), table.size());
