@@ -516,9 +516,9 @@ export class StreamView {
     try {
       const kept = this.stream.history ? await this.readOldest("history") : undefined;
       const oldest = kept ?? await this.readOldest("ring");
-      if (oldest !== undefined && this.newest !== null) {
-        // The newest value is shown a little after its sample has come.
-        this.charts.setRange(oldest, Math.max(this.newest.time, this.charts.newest ?? oldest));
+      // The newest value is shown a little after its sample has come to the charts.
+      if (oldest !== undefined && this.charts.newest !== null) {
+        this.charts.setRange(oldest, this.charts.newest);
       }
     } catch (error) {
       if (!this.abort.signal.aborted) {
