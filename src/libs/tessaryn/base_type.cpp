@@ -66,7 +66,7 @@ std::optional<T> ReadNonFinite(std::string_view text) {
     return std::nullopt;
 }
 
-// The element as an input stream's extraction reads it, in a fraction of a stream's time.
+// Reads the element like the extraction of an input stream, but much faster.
 template <class T>
 T ReadNumber(const std::string& text) {
     const char* first = text.data();

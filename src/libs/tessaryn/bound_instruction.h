@@ -29,10 +29,10 @@ struct BoundInstruction {
 
     using Operator = Instruction::Operator;
     using Target = Instruction::Target;
-    /// Tests a change, and returns how many instructions further the rule goes on, or the verdict.
+    /// Tests a change; returns the distance to the next instruction, or the verdict.
     using Step = Target (*)(const BoundInstruction&, const SampleView&, const SubscriptionArgs&);
 
-    /// Chosen for the test and the operator, and for what comes next. Not of a `call`.
+    /// Chosen for the test, the operator and the next instruction. Not used by a `call`.
     Step step = nullptr;
     /// The key of a number. Of a text the distance from the instruction to its bytes; of a range
     /// both indexes, `from` in the low half; of a fallback the address of the expression; of a call

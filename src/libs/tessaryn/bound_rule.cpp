@@ -269,7 +269,7 @@ class BoundRule::Evaluation {
     const BoundRule& rule;
     const SampleView& sample;
     const SubscriptionArgs& args;
-    // Empty, and so not allocated, where the tree shares no part.
+    // Empty, and therefore not allocated, if the tree shares no part.
     std::vector<std::optional<bool>> verdicts;
 };
 

@@ -33,7 +33,7 @@ class BoundRule {
     /// \param sample complete, and of the type in the state that the rule is bound to
     /// \throws what the evaluation of a `Fallback` throws
     bool Holds(const SampleView& sample, const SubscriptionArgs& args) const;
-    /// The same, faster where other rules have asked for the same entries.
+    /// The same, but faster if other rules have already read the same entries.
     /// \param keys of the sample
     bool Holds(EntryKeys& keys, const SampleView& sample, const SubscriptionArgs& args) const;
 
@@ -51,7 +51,7 @@ class BoundRule {
     bool HoldsByNewKeys(EntryKeys& keys, const SampleView& sample,
                         const SubscriptionArgs& args) const;
 
-    // Instructions of other kinds, and such with calls among them: no entries, as none has the bit.
+    // Values for rules with other instructions, without and with calls; no entry has these bits.
     static constexpr std::uint32_t noKeys = std::uint32_t{1} << EntryKeys::maxEntries;
     static constexpr std::uint32_t calls = noKeys | 1U;
 

@@ -16,8 +16,8 @@ CallbackDelegate::CallbackDelegate(Function function)
     }
 }
 
-// A key, which does not keep the function alive. The weak pointer keeps its address from being used
-// again.
+// A key, which does not keep the function alive. The weak pointer keeps its address from being
+// reused.
 CallbackDelegate::CallbackDelegate(const std::weak_ptr<const Function>& function)
     : identity(function.lock().get()) {}
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Checks of what a host must not do, in libraries built with the CMake option `VELMORA_CHECKED`.
-/// No header that a host compiles depends on it: checked and other libraries are interchangeable.
+/// Checks of the host's obligations, in libraries built with the CMake option `VELMORA_CHECKED`. No
+/// header that a host compiles depends on it: checked and other libraries are interchangeable.
 namespace velmora::core::tessaryn {
 
 #ifdef VELMORA_CHECKED
@@ -16,8 +16,7 @@ inline constexpr bool isChecked = true;
 inline constexpr bool isChecked = false;
 #endif
 
-/// Prints the sentence and aborts where a host has not kept a contract; costs nothing unless
-/// checked.
+/// Prints the message and aborts if the host has violated a contract; costs nothing unless checked.
 inline void CheckContract([[maybe_unused]] bool isKept, [[maybe_unused]] const char* sentence) {
     if constexpr (isChecked) {
         if (!isKept) {

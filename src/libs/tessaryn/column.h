@@ -15,11 +15,11 @@ namespace velmora::core::tessaryn {
 
 /// Reads the first element of an entry from each sample that is stamped at `since` or later, under
 /// the stream's lock. The sample that was pushed first is in front.
-/// \param out the values take the place of what it holds; its memory is used again
-/// \param times null, or where the samples' times go, in microseconds since the Unix epoch
+/// \param out receives the values; its memory is reused
+/// \param times receives the samples' times, in microseconds since the Unix epoch; may be null
 /// \ownership observes
 /// \throws std::out_of_range when a sample has no element, std::invalid_argument when the field is
-/// one of another stream type; the arrays then hold no answer
+/// one of another stream type; the contents of the arrays are then unspecified
 /// \threadsafety guarded
 template <SampleNumber T>
 void Column(const Stream& stream, const Field<T>& field, const Poco::Timestamp& since,
@@ -39,7 +39,7 @@ void Column(const Stream& stream, const Field<T>& field, const Poco::Timestamp& 
 }
 
 /// As above, for the entry of an id.
-/// \param times null, or where the samples' times go \ownership observes
+/// \param times receives the samples' times; may be null \ownership observes
 /// \throws std::out_of_range, TypeMismatchException as `Field`
 /// \threadsafety guarded
 template <SampleNumber T>

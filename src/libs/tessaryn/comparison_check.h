@@ -22,8 +22,8 @@ std::string DescribeRange(BaseType type);
 /// \pre the literal converts to the type
 std::string ExplainNeverHolds(const RLRelExpr& comparison, BaseType type);
 
-/// Whether the literal converts to an integer type once its fraction is cut off, though it does not
-/// as it is: so with the smallest value of the type.
+/// Whether the literal converts to an integer type only without its fraction, as with one just
+/// below the smallest value of the type.
 bool ConvertsAsInteger(const RLRelExpr& comparison, BaseType type);
 
 /// Whether a text compares with the literal.

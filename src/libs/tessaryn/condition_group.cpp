@@ -56,7 +56,7 @@ ConditionGroup::ConditionGroup(Form form, bool isText, std::vector<Entry> entrie
     }
 }
 
-// Replaces the texts by ranks, so that what follows has to do with numbers only.
+// Replaces the texts by ranks, so that the rest deals with numbers only.
 void ConditionGroup::RankTexts(std::vector<Entry>& entries) {
     texts.reserve(entries.size());
     for (const Entry& entry : entries) {
@@ -161,8 +161,8 @@ void ConditionGroup::FindIntervals(Range range, const Reading& interval,
     const auto last = lows.begin() + static_cast<std::ptrdiff_t>(range.end);
     const auto end =
         static_cast<std::size_t>(std::upper_bound(first, last, interval.low) - lows.begin());
-    // Of the intervals that begin low enough those that end high enough. A block without one is
-    // skipped, and so is a block of blocks.
+    // Finds, among the intervals that begin low enough, those that end high enough. Skips blocks,
+    // and blocks of blocks, that have none.
     std::size_t i = range.begin;
     while (i < end) {
         std::size_t skipped = 1;

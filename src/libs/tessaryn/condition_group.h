@@ -12,20 +12,20 @@
 
 namespace velmora::core::tessaryn {
 
-/// Rules of one form, found by one value that they require, or by an interval, or by both: a table
-/// of the values, and under each value the intervals in ascending order of their lower ends.
+/// An index of rules that require a value, an interval, or both: a table of the values and, for
+/// each value, the intervals in ascending order of their lower ends.
 ///
-/// Finding takes the time of a look-up, of a binary search, and of what is found.
+/// A search takes a look-up, a binary search, and time proportional to the result.
 ///
 /// \threadsafety external
 class ConditionGroup {
   public:
     struct Entry {
-        /// The value that is required; 0 where the group has none.
+        /// The required value; 0 if the group has none.
         std::uint64_t value = 0;
         std::uint64_t low = 0;
         std::uint64_t high = Reading::greatest;
-        /// Of a `textOrder`, whose `low` and `high` are a `Condition::TextBound`.
+        /// For a `textOrder`, whose `low` and `high` are a `Condition::TextBound`.
         std::string_view text = {};
         std::uint32_t position = 0;
     };
@@ -41,8 +41,8 @@ class ConditionGroup {
     Reading Rank(std::string_view text, bool isAny) const;
 
     /// Appends the positions of the entries that match, unordered.
-    /// \param value ignored where the group has none
-    /// \param interval ignored where the group has none
+    /// \param value ignored if the group has none
+    /// \param interval ignored if the group has none
     void Find(const Reading& value, const Reading& interval,
               std::vector<std::uint32_t>& found) const;
 
@@ -64,16 +64,16 @@ class ConditionGroup {
     static constexpr std::uint32_t noEntry = static_cast<std::uint32_t>(-1);
 
     Form form;
-    // Of the entries, in ascending order of value and lower end; empty where the group has none.
+    // The entries' fields, in ascending order of value and lower end; empty if the group has none.
     std::vector<std::uint64_t> values;
     std::vector<std::uint64_t> lows;
     std::vector<std::uint64_t> highs;
     std::vector<std::uint32_t> positions;
-    // By hash: the first entry of a value. Its size is a power of 2.
+    // The first entry of each value, by hash. The size is a power of 2.
     std::vector<std::uint32_t> table;
     // The greatest upper end of each block of entries, then of each block of those, and so on.
     std::vector<std::vector<std::uint64_t>> levels;
-    // The texts that intervals end at, ascending.
+    // The bounds of intervals of texts, ascending.
     std::vector<std::string_view> texts;
 };
 

@@ -17,9 +17,8 @@ namespace {
 constexpr std::uint16_t integerTypes =
     traits::Bits(Int8, Int16, Int32, Int64, UInt8, UInt16, UInt32, UInt64);
 
-// Whether the conversion is sure to refuse the literal, since it lies beyond the ends of the type.
-// Most literals do for some type, and the exceptions would take as long as all else that a rule's
-// parsing does.
+// Whether the conversion would refuse the literal, since it is out of the type's range. Most
+// literals are for some type, and the exceptions would take as long as the rest of parsing a rule.
 template <class Native>
 bool IsBeyond(const Poco::Dynamic::Var& literal) {
     using Limits = std::numeric_limits<Native>;

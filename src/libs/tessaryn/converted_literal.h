@@ -16,9 +16,9 @@ namespace velmora::core::tessaryn {
 
 /// The literal of a comparison, converted once to every value type.
 ///
-/// The conversions are those of `Poco::Dynamic::Var`, because the tree compares with what they
-/// give; they depend on nothing but the literal and the type. The object is kept small, since a
-/// push reads one for each comparison: all integer types share one number.
+/// The conversions are those of `Poco::Dynamic::Var`, because the tree compares with their results;
+/// they depend only on the literal and the type. The object is kept small, since a push reads one
+/// for each comparison: all integer types share one number.
 ///
 /// \threadsafety immutable
 class ConvertedLiteral {

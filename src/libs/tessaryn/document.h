@@ -58,7 +58,8 @@ TESSARYN_API void WriteJsonDocument(const StreamTypeRepository& types,
 /// \param sampleLimits of the samples
 /// \throws serialization::SerializationException when the input fails, is malformed or exceeds
 ///     `limits`; the message gives line and column
-/// \throws DocumentException for whatever else is wrong with the document, `sampleLimits` included
+/// \throws DocumentException for any other mistake in the document, and when it exceeds
+/// `sampleLimits`
 ///@{
 /// Reads types and streams from XML.
 TESSARYN_API Document ReadXmlDocument(std::istream& in,

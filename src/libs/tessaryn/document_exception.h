@@ -10,7 +10,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// A node that cannot be read, and why.
+/// A node of a document cannot be read.
 ///
 /// The message names the node: "/Stream/Samples/Sample[2]: Entry with name ...".
 class TESSARYN_API DocumentException : public BaseException {

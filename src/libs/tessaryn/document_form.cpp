@@ -20,7 +20,7 @@ using serialization::Optional;
 
 namespace {
 
-// Adds what a type does not write of itself.
+// Adds the parts of a type that it does not write itself.
 void AddInitialSizes(const StreamType& type, const INode& node) {
     for (NodeRef& entry : node["Entries"].GetNodes()) {
         const std::string key(entry["Key"].GetValueView());

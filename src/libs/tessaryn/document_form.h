@@ -11,11 +11,10 @@
 
 #include <memory>
 
-/// \file
-/// Nodes that lose nothing. The objects' own `Serialize` and constructors round numbers, give
-/// samples of before 1970 or with a `String` the time of reading, read an empty entry with one
-/// element, forget initial sizes and, once a ring has wrapped, make another sample the newest. What
-/// is written here is the same form: each side reads what the other has written.
+/// \file Lossless nodes. The objects' own `Serialize` and constructors round numbers, give samples
+/// from before 1970 or with a `String` the time of reading, read an empty entry with one element,
+/// forget initial sizes and, once a ring has wrapped, make another sample the newest. The form is
+/// the same: each side can read the other's documents.
 
 namespace velmora::core::tessaryn {
 
@@ -23,10 +22,9 @@ class Stream;
 class StreamRepository;
 class StreamTypeRepository;
 
-/// \name Reading
-/// All of these throw `DocumentException` for whatever is wrong with the document, the limit
-/// included. Elements that are not numbers become what `SetFromString` makes of them. Cost: linear
-/// in the node's text and the samples' memory.
+/// \name Reading All of these throw `DocumentException` for any mistake in the document, and when
+/// it exceeds the limit. Elements that are not numbers become what `SetFromString` makes of them.
+/// Cost: linear in the node's text and the samples' memory.
 ///@{
 
 /// Reads a sample. Its time is that of the node, whatever its entries, and the time of reading

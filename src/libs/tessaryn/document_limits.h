@@ -8,10 +8,10 @@
 
 namespace velmora::core::tessaryn {
 
-/// What a host is prepared to spend on a document from somebody that it does not know.
+/// Limits for documents that are not trusted.
 struct DocumentLimits {
-    /// Bytes of memory for the samples of one call. A short text can ask for a lot of memory: a
-    /// sample takes what its type's initial sizes say.
+    /// Bytes of memory for the samples of one call. A short document can demand a lot of memory,
+    /// since a sample takes its type's initial sizes.
     std::uint64_t maxSampleMemory = std::numeric_limits<std::uint64_t>::max();
 };
 

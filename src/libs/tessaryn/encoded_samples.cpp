@@ -60,7 +60,7 @@ std::string_view EncodedSamples::CheckedNext() {
     return next;
 }
 
-// The bytes of the next sample, as far as there are so many.
+// The bytes of the next sample; fewer if the input is shorter.
 std::string_view EncodedSamples::Next() const {
     const std::string_view rest = bytes.substr(begin);
     if (rest.size() < tableSize) {

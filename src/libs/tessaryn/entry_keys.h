@@ -11,30 +11,29 @@
 
 namespace velmora::core::tessaryn {
 
-/// The keys of a sample's entries that are one number each, read once for all rules that ask for
-/// them.
+/// The keys of a sample's entries with a single number, read once for all rules that need them.
 /// \threadsafety external
 class EntryKeys {
   public:
-    /// Of later entries there are none.
+    /// Later entries have no keys here.
     static constexpr unsigned short maxEntries = 31;
 
-    /// Has to be called when the sample has changed.
+    /// Must be called when the sample has changed.
     void Forget() { known = tried = 0; }
 
-    /// A bit for each entry whose key is known.
+    /// The entries whose keys are known, one bit each.
     std::uint32_t Known() const { return known; }
     std::uint64_t operator[](unsigned short entry) const { return keys[entry]; }
 
-    /// Reads keys that are not known.
-    /// \param entries a bit for each entry, of numbers
-    /// \return whether all are known now: none is, of NaN and of several elements
+    /// Reads unknown keys.
+    /// \param entries numeric entries, one bit each
+    /// \return whether all are known now; NaN and several elements have no key
     bool Read(std::uint32_t entries, const SampleView& sample);
 
   private:
     std::uint32_t known = 0;
     std::uint32_t tried = 0;
-    // Without a value while they are not known.
+    // Uninitialised while they are not known.
     std::array<std::uint64_t, maxEntries> keys;
 };
 

@@ -43,8 +43,8 @@ class TextHash {
     std::uint64_t value = 0;
 };
 
-// Where the name of a sub-group may end in the rest of a full name, in ascending order: at each
-// "." or, in a text with many of them, where the name of a sub-group ends.
+// The positions at which the name of a sub-group may end in the rest of a full name, ascending:
+// each "." or, in a text with many of them, the ends of the sub-groups' names.
 std::vector<std::size_t> PossibleEnds(const Group& group, std::string_view rest) {
     constexpr std::ptrdiff_t manyDots = 32;
     std::vector<std::size_t> ends;
@@ -116,9 +116,9 @@ StreamTypeCollection* Follow(Group& root, const std::vector<std::string_view>& p
 }  // namespace
 
 StreamTypeCollection* FullNameIndex::Find(Group& root, const std::string& fullName) {
-    // A table that costs less than this is not worth keeping.
-    constexpr std::size_t fewSteps = 1000;
-    if (builtAt != Group::CountChanges() && searchSteps > buildSteps + fewSteps) {
+    // Below this number of steps, searching is cheaper than building a table.
+    constexpr std::size_t minSteps = 1000;
+    if (builtAt != Group::CountChanges() && searchSteps > buildSteps + minSteps) {
         Build(root);
     }
     if (builtAt != Group::CountChanges()) {

@@ -217,14 +217,14 @@ class TESSARYN_API GenericGroup : public INamedObject,
         CountChange();
     }
 
-    /// Number of changes to the children of all groups of this class in the process. A cache of
-    /// what was computed from a tree compares it.
+    /// Number of changes to the children of all groups of this class in the process. Caches of data
+    /// that was computed from a tree compare it.
     static std::uint64_t CountChanges() { return changes.load(std::memory_order_acquire); }
 
   protected:
     using Lock = Poco::ScopedLock<Poco::Mutex>;
 
-    /// To be called after each change to `groups` or `items`, with the mutex still locked.
+    /// Must be called after each change to `groups` or `items`, with the mutex still locked.
     void CountChange() {
         childCount.store(groups.GetSize() + items.GetSize(), std::memory_order_relaxed);
         changes.fetch_add(1, std::memory_order_release);
@@ -270,7 +270,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
         return stored;
     }
 
-    // Hands a removed group over to its visitors, if there are any.
+    // Passes a removed group to its visitors, if there are any.
     // \return the group, to be deleted; null when its last visitor deletes it
     static std::unique_ptr<Group> Retire(std::unique_ptr<Group> group) noexcept {
         const Lock lock(group->mutex);
@@ -281,7 +281,7 @@ class TESSARYN_API GenericGroup : public INamedObject,
     }
 
     // Deletes all sub-groups from the leaves up, without recursion: the tree may be deeper than the
-    // call stack allows. Only where there is no memory for the path, a sub-tree recurses.
+    // call stack allows. If there is no memory for the path, a sub-tree is deleted by recursion.
     void DeleteGroups() noexcept {
         std::vector<std::unique_ptr<Group>> path;
         for (;;) {

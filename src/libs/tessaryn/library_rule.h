@@ -16,7 +16,7 @@ class RuleProgram;
 
 /// The second base of the library's own rules, by which a notification recognises them: internal.
 ///
-/// It stands beside `ISubscriptionRule`, whose virtual operations are fixed.
+/// A separate base, since the virtual operations of `ISubscriptionRule` are fixed.
 /// \threadsafety immutable
 class TESSARYN_API LibraryRule {
   public:

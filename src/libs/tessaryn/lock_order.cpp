@@ -11,7 +11,7 @@ namespace velmora::core::tessaryn {
 
 namespace {
 
-// The notes of a thread, from the last on.
+// The records of a thread, the latest first.
 thread_local const CheckedLockNote* innermost = nullptr;
 
 const char* NameOf(LockRank rank) {
@@ -33,7 +33,7 @@ CheckedLockNote::CheckedLockNote(LockRank lockRank, const void* lockAddress, std
     : rank(lockRank), lock(lockAddress), outer(innermost) {
     const CheckedLockNote* wrong = nullptr;
     for (const CheckedLockNote* held = outer; held != nullptr; held = held->outer) {
-        // Who holds a lock may take it again, but a repository goes on to its groups.
+        // A thread may take a lock again that it holds, but a repository then locks its groups.
         if (held->rank == rank && held->lock == lock && rank != LockRank::streamRepository) {
             wrong = nullptr;
             break;

@@ -16,12 +16,13 @@ namespace velmora::core::tessaryn {
 /// The locks of the library in the order in which a thread takes them (docs/locking.md).
 enum class LockRank { streamRepository, streamGroup, samples, subscriptions, typeGroup };
 
-/// Notes, as long as it lives, that the calling thread holds a lock or uses what takes it.
+/// Records, while it exists, that the calling thread holds a lock or uses an operation that takes
+/// it.
 ///
-/// Those that the host holds through `AtomicExecute` are not noted.
+/// Locks that the host holds through `AtomicExecute` are not recorded.
 class CheckedLockNote {
   public:
-    /// Aborts with a sentence when the thread holds a lock that comes later in the order.
+    /// Aborts with a message when the thread holds a lock that comes later in the order.
     /// \param lockAddress distinguishes the locks of one rank
     /// \param extent bytes from there on in which other locks of the same object may lie
     CheckedLockNote(LockRank lockRank, const void* lockAddress, std::size_t extent = 0);

@@ -11,7 +11,7 @@
 
 #include <string>
 
-/// What the node forms of all objects have in common.
+/// The common parts of all objects' node forms.
 namespace velmora::core::tessaryn {
 
 /// The handler of every value that must be there: a warning to the root logger, then the exception.
@@ -42,7 +42,7 @@ inline char ReadGroupSeparator(const serialization::Serializer<serialization::No
     return separator;
 }
 
-/// Writes what both repositories consist of: "GroupSeparator" and the root group under "Group".
+/// Writes the parts of both repositories: "GroupSeparator" and the root group under "Group".
 template <class Repo>
 void WriteRepository(const serialization::NodeSerializer& serializer, serialization::INode& node,
                      const Repo& repo) {

@@ -11,7 +11,7 @@ namespace velmora::core::tessaryn {
 
 class RLExpr;
 
-/// Where a node of a rule's tree stands in the text.
+/// The position of a node of a rule's tree in the text.
 struct NodeSpan {
     /// The term or comparison; of "!", "&&", "||" and "^^", the operator.
     TextSpan expression = {};

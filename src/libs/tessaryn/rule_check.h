@@ -17,8 +17,8 @@ class StreamType;
 ///
 /// The check assumes samples with the type's initial sizes; an entry of initial size 0 is taken for
 /// one that is resized. A rule without a finding that can throw does not throw for a new sample. A
-/// rule with findings may be meant so: one for samples of several types, for example. Time and
-/// memory are proportional to the lengths of the rule and of the type.
+/// rule with findings may be intended, such as one for samples of several types. Time and memory
+/// are proportional to the lengths of the rule and of the type.
 /// \param text an expression of the rule language
 /// \param type the type of the samples
 /// \return the findings in the order of the text, each missing entry once; empty for a sound rule
@@ -29,9 +29,9 @@ TESSARYN_API std::vector<RuleFinding> CheckRule(const std::string& text, const S
 /// Blanks that the lines of `DescribeRule` are indented by at most.
 constexpr int maxDescriptionIndent = 32;
 
-/// The tree that a rule's text means: a line for each operator, function, entry and literal, one
-/// blank deeper than the operator that it belongs to, up to `maxDescriptionIndent`. The size of all
-/// lines is proportional to that of the text.
+/// The tree of a rule's text: a line for each operator, function, entry and literal, one blank
+/// deeper than the operator that it belongs to, up to `maxDescriptionIndent`. The size of all lines
+/// is proportional to that of the text.
 /// \param text an expression of the rule language
 /// \return lines that each end with a line feed; empty for a text without a term
 /// \throws RuleSyntaxException when the text is malformed

@@ -20,7 +20,7 @@ class StreamType;
 
 /// Visits the tree of a rule and collects findings.
 ///
-/// Operands wait on a stack of its own, since a chain of operands is as deep as it is long.
+/// Uses an explicit stack, since a chain of operands is as deep as it is long.
 class RuleChecker {
   public:
     /// \param text \ownership observes
@@ -32,7 +32,7 @@ class RuleChecker {
     std::vector<RuleFinding> Check(const RLExpr* root);
 
   private:
-    /// A node whose truth is needed.
+    /// A node whose value as a Boolean is needed.
     struct Operand {
         const RLExpr* node;
         const SizeGuard* guards;
@@ -41,7 +41,7 @@ class RuleChecker {
         const char* side;
     };
 
-    /// What a term evaluates to for a new sample.
+    /// The result of a term for a new sample.
     enum class Outcome : unsigned char {
         noValue,     ///< in no sample
         reversed,    ///< no elements in any sample: the first index is greater than the last

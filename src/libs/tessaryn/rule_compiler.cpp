@@ -20,7 +20,7 @@ using Opcode = Instruction::Opcode;
 using Operator = Instruction::Operator;
 using Place = CompiledRule::Place;
 
-// What "!" negates; null for every other node.
+// The operand of "!"; null for every other node.
 const RLExpr* NegatedOperand(const RLExpr& node) {
     return VisitExpression(
         node, Overloaded{[](const RLNotExpr& negation) { return negation.negatedOperand(); },
@@ -103,7 +103,7 @@ class Compiler {
         }
     }
 
-    // A node of a host's class may do anything when it is evaluated.
+    // Evaluating a node of a host's class may have side effects.
     bool HasPureOperands(const RLExpr& node) {
         const auto isPure = [&](const RLExpr* operand) {
             return operand == nullptr || nodes[operand].isPure;
@@ -129,7 +129,7 @@ class Compiler {
         if (start < 0) {
             return start;
         }
-        // What was added later is never reached: operands before a constant one.
+        // Instructions added later belong to operands before a constant one, and are never reached.
         const auto first = reversed.rend() - (start + 1);
         const auto index = static_cast<Place>(rule.code.size());
         rule.code.insert(rule.code.end(), std::make_move_iterator(first),

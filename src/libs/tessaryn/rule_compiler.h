@@ -10,7 +10,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// The instructions of a rule, and what they refer to.
+/// The instructions of a rule, and the tables that they refer to.
 struct CompiledRule {
     static constexpr std::uint32_t none = static_cast<std::uint32_t>(-1);
 
@@ -22,18 +22,19 @@ struct CompiledRule {
     /// Part of the program that instructions call: it ends in a verdict of its own.
     struct Block {
         Place start = fails;
-        /// Where its verdict is kept for later calls during one evaluation; `none` where it is not.
+        /// The slot that keeps its verdict for later calls during one evaluation; `none` if it is
+        /// not kept.
         std::uint32_t verdict = none;
     };
 
     std::vector<Instruction> code;
     /// 0, or a verdict when there is nothing to test.
     Place start = fails;
-    /// What `Call` refers to by index.
+    /// The targets of `Call`, by index.
     std::vector<Block> blocks;
     /// Number of verdicts that are kept.
     std::uint32_t numVerdicts = 0;
-    /// Whether all nodes of the tree are the library's, so that evaluation does nothing but read.
+    /// Whether all nodes of the tree are the library's, so that evaluation only reads.
     bool isPure = true;
     /// Whether an evaluation may throw: there is a `Fallback`.
     bool mayThrow = false;

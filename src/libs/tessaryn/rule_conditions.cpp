@@ -46,7 +46,7 @@ Reading ReadingOf(std::uint64_t least, std::uint64_t greatest, bool isAny) {
     return isAny ? Reading{greatest, least, false} : Reading{least, greatest, false};
 }
 
-// Where no condition on all elements holds: all conditions on some element do.
+// If no condition on all elements holds, all conditions on some element do.
 Reading ReadingOfNothing(bool isAny) {
     return isAny ? Reading{Reading::greatest, 0, false} : Reading();
 }
@@ -62,7 +62,8 @@ Reading ReadElements(std::string_view bytes, bool isAny, std::size_t maxElements
         }
     }
     const std::size_t count = bytes.size() / sizeof(Number);
-    // What holds for all elements holds for the first ones; what holds for some may not.
+    // A condition that holds for all elements holds for the first ones; one that holds for some may
+    // not.
     if (count == 0 || (isAny && count > maxElements)) {
         return ReadingOfNothing(isAny);
     }
@@ -150,9 +151,9 @@ class Finder {
   public:
     explicit Finder(const std::function<void(const Conjunction&)>& add) : add(add) {}
 
-    // False where there are too many ways.
+    // Returns false if there are too many ways.
     bool Follow(const BoundInstruction* instruction, const Conjunction& necessary, int depth) {
-        // One that may throw has to be reached; so has one beyond the limit.
+        // Instructions that may throw, and those beyond the limit, end a way as if the rule held.
         if (depth == maxDepth || instruction->test == Test::fallback ||
             instruction->test == Test::call) {
             return Add(necessary);
@@ -189,7 +190,7 @@ class Finder {
         return true;
     }
 
-    // Adds what the outcome of an instruction requires. False where it is impossible.
+    // Adds the conditions of an instruction's outcome. Returns false if it is impossible.
     static bool Require(Conjunction& conjunction, const BoundInstruction& instruction,
                         bool outcome) {
         Condition condition;
@@ -303,7 +304,7 @@ class Finder {
         return Add(conjunction, condition);
     }
 
-    // False where the conditions contradict each other.
+    // Returns false if the conditions contradict each other.
     static bool Add(Conjunction& conjunction, const Condition& condition) {
         const bool isInterval =
             !condition.attribute.isAny && condition.attribute.kind != Kind::textOrder;

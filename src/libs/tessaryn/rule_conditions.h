@@ -17,7 +17,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// A property of a change that conditions are about, as one number or, for several elements, the
+/// A property of a change to which conditions apply, as one number or, for several elements, the
 /// least and the greatest.
 struct Attribute {
     enum class Kind : unsigned char {
@@ -40,7 +40,7 @@ struct Attribute {
     bool operator==(const Attribute& other) const;
 };
 
-/// What an attribute is for one change.
+/// The value of an attribute for one change.
 ///
 /// Conditions on `low` and `high` match where they are at most and at least these: for conditions
 /// on all elements the least and the greatest element, for those on some element the reverse.
@@ -82,7 +82,7 @@ struct Condition {
 
 /// Conditions that are all necessary for one way in which a rule holds.
 struct Conjunction {
-    /// More are left out.
+    /// The maximum; further ones are omitted.
     static constexpr std::size_t maxConditions = 6;
 
     std::array<Condition, maxConditions> conditions;
@@ -91,12 +91,12 @@ struct Conjunction {
     std::optional<Condition> exception;
 };
 
-/// Finds what is necessary for a rule to hold or to throw: one of several conjunctions.
+/// Finds the conjunctions of which at least one is necessary for a rule to hold or to throw.
 ///
 /// Each way through the instructions that ends in "holds", or at one that may throw, gives a
 /// conjunction of the outcomes on the way.
 /// \param add called for each conjunction
-/// \return false where the rule has too many ways; then it has to be asked always
+/// \return false if the rule has too many ways; it must then always be evaluated
 bool FindConditions(const BoundRule& rule, const std::function<void(const Conjunction&)>& add);
 
 }  // namespace velmora::core::tessaryn

@@ -9,7 +9,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// Something in a rule that cannot have the effect its author wants, or that throws.
+/// A part of a rule that probably does not have the intended effect, or that throws.
 struct RuleFinding {
     /// What is wrong.
     enum Kind : unsigned char {
@@ -28,13 +28,12 @@ struct RuleFinding {
     /// The entry, property or function in question; of `literalNeverFits` the literal, of
     /// `missingOperand` the operator.
     std::string name;
-    /// A sentence for the rule's author, without a full stop.
+    /// A description of the mistake, without a full stop.
     std::string message;
     /// The part of the rule that is wrong. For the two kinds that throw, that part is a rule by
     /// itself that throws.
     TextSpan span;
-    /// What the author may have meant, as a sentence without a full stop; empty when there is
-    /// nothing to suggest.
+    /// A suggestion, as a sentence without a full stop; may be empty.
     std::string hint;
 
     /// Whether evaluation throws out of the operation that changes a stream, unless the operand in

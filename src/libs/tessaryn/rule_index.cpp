@@ -19,7 +19,7 @@ using Kind = Attribute::Kind;
 // A batch is merged with the one before it unless that one is so many times as large.
 constexpr std::uint32_t growth = 4;
 
-// Asking so few rules takes no longer than looking into a group.
+// Evaluating this number of rules takes no longer than a search in a group.
 constexpr std::size_t minGroupSize = 4;
 
 // Elements that are read of an array for a few rules, and for each further one.
@@ -45,7 +45,7 @@ class RuleIndex::Builder {
     Builder(RuleIndex& index, const SampleView& sample, const SubscriptionArgs& args)
         : index(index), sample(sample), args(args) {}
 
-    // To be called for each rule before the first is added.
+    // Must be called for each rule before the first is added.
     void Count(const BoundRule& rule) {
         FindConditions(rule, [this](const Conjunction& conjunction) {
             for (std::size_t i = 0; i < conjunction.numConditions; ++i) {
@@ -57,7 +57,7 @@ class RuleIndex::Builder {
         });
     }
 
-    // \param rule null for one that is to be asked always
+    // \param rule null for one that must always be evaluated
     void Add(std::uint32_t position, const BoundRule* rule) {
         bool isFound = rule != nullptr;
         isFound = isFound &&
@@ -105,7 +105,7 @@ class RuleIndex::Builder {
         }
     };
 
-    // False where the conjunction has nothing to find it by.
+    // Returns false if the conjunction has no condition that can be indexed.
     bool Add(std::uint32_t position, const Conjunction& conjunction) {
         const Condition* const value = BestValue(conjunction);
         const Condition* const interval = BestInterval(conjunction, value);
@@ -141,14 +141,14 @@ class RuleIndex::Builder {
     // The equality whose attribute has the most values in the batch.
     const Condition* BestValue(const Conjunction& conjunction) const {
         const Condition* best = nullptr;
-        std::size_t most = 0;
+        std::size_t maxCount = 0;
         for (std::size_t i = 0; i < conjunction.numConditions; ++i) {
             const Condition& condition = conjunction.conditions[i];
             const std::size_t count =
                 condition.IsEquality() ? values.at(condition.attribute).count() : 0;
-            if (count > most) {
+            if (count > maxCount) {
                 best = &condition;
-                most = count;
+                maxCount = count;
             }
         }
         return best;
@@ -344,7 +344,7 @@ void RuleIndex::Find(const Group& group, RuleSelection& selection, const SampleV
 
 // Leaves the positions from one on, ascending, each once.
 void RuleIndex::SortFound(RuleSelection& selection, std::uint32_t from) {
-    // With more than one of so many positions, a pass along all is faster than sorting.
+    // If more than this share of the positions is selected, a pass over all is faster than sorting.
     constexpr std::size_t sparse = 64;
     std::vector<std::uint32_t>& found = selection.found;
     if (from > 0) {

@@ -19,21 +19,22 @@ namespace velmora::core::tessaryn {
 class BoundRule;
 class RuleIndex;
 
-/// The rules to be asked for one change, from some position on.
+/// The rules to be evaluated for one change, from some position on.
 /// \threadsafety external
 class RuleSelection {
   public:
-    /// The first position from the given one on; the given one where all are to be asked.
+    /// The first selected position at or after the given one; the given one itself if all rules are
+    /// selected.
     std::uint32_t Next(std::uint32_t position);
 
   private:
     friend class RuleIndex;
 
-    // Keeps a copy of a change that is not large: to see whether it is still the same.
+    // Keeps a copy of a small change, to find out whether it is still the same.
     void Keep(const SampleView& sample, const SubscriptionArgs& args);
     bool IsKept(const SampleView& sample, const SubscriptionArgs& args) const;
 
-    // Of larger samples comparing what conditions are about is faster.
+    // For larger samples, comparing the attributes is faster.
     static constexpr std::size_t maxKept = 1024;
 
     std::vector<Reading> readings;
@@ -44,7 +45,7 @@ class RuleSelection {
     std::size_t nextFound = 0;
     std::size_t nextAlways = 0;
     const std::vector<std::uint32_t>* always = nullptr;
-    /// From here on all are asked.
+    /// From this position on all are selected.
     std::uint32_t end = 0;
     /// State of the index; 0 before the first selection.
     std::uint64_t version = 0;
@@ -54,20 +55,20 @@ class RuleSelection {
     bool isKept = false;
 };
 
-/// Finds among many rules those that may hold for a change, without asking the others.
+/// Finds among many rules those that may hold for a change, without evaluating the others.
 ///
 /// A rule stands at a position, the place of its subscriber in the order of subscribing. For each
 /// way in which it may hold it is put into the group of one or two conditions that this requires:
 /// equality with a literal, or an interval, or both. Rules that require neither, that may throw, or
-/// that are not the library's are to be asked always.
+/// that are not the library's are always evaluated.
 ///
 /// Positions are indexed in batches, each about four times as large as the next, so that a rule is
-/// moved a few times only, however many come. Rules that are gone stay until the index is cleared.
+/// moved only a few times, however many are added. Removed rules stay until the index is cleared.
 ///
 /// \threadsafety external
 class RuleIndex {
   public:
-    /// The rule at a position; null for one that is to be asked always. Rules at positions that
+    /// The rule at a position; null for one that must always be evaluated. Rules at positions that
     /// were indexed must live until the index is cleared.
     using RuleAt = std::function<const BoundRule*(std::uint32_t position)>;
 
@@ -85,8 +86,8 @@ class RuleIndex {
     /// Selects the rules for a change.
     void Select(RuleSelection& selection, std::uint32_t from, const SampleView& sample,
                 const SubscriptionArgs& args) const;
-    /// Selects anew if the change has other values in what conditions are about than when the rules
-    /// were selected, or the index has changed.
+    /// Selects again if attributes of the change, or the index, have changed since the last
+    /// selection.
     void Update(RuleSelection& selection, std::uint32_t from, const SampleView& sample,
                 const SubscriptionArgs& args) const;
 
@@ -125,12 +126,12 @@ class RuleIndex {
     std::vector<UsedAttribute> attributes;
     // By position.
     std::vector<Batch> batches;
-    // Positions of rules that are to be asked always, ascending.
+    // Positions of rules that must always be evaluated, ascending.
     std::vector<std::uint32_t> always;
     std::uint32_t indexedEnd = 0;
     // Groups of intervals of texts, whose readings are not kept.
     std::size_t numTextGroups = 0;
-    // Changes with the contents.
+    // Incremented when the contents change.
     std::uint64_t version = 1;
 };
 

@@ -13,7 +13,7 @@ namespace velmora::core::tessaryn {
 
 class RLExpr;
 
-/// One test of a change, and where the program goes on after it. It names entries and holds its
+/// One test of a change, and where the program continues after it. It names entries and holds its
 /// literal in all value types, so that it can be bound to any stream type.
 struct Instruction {
     enum class Opcode : unsigned char {
@@ -35,7 +35,7 @@ struct Instruction {
         greaterOrEqual
     };
 
-    /// How many instructions further the program goes on, or one of the verdicts below.
+    /// The distance to the next instruction, or one of the verdicts below.
     using Target = std::int32_t;
     static constexpr Target fails = 0;
     static constexpr Target holds = -1;

@@ -33,7 +33,7 @@ RuleProgram::~RuleProgram() {
 }
 
 bool RuleProgram::Holds(const SubscriptionArgs& args) const {
-    // A host that asks a rule itself may have no sample, which "pushed()" does not need.
+    // A host that evaluates a rule itself may have no sample, which "pushed()" does not need.
     if (args.sample != nullptr && IsExactSample(*args.sample)) {
         const SampleView sample(*args.sample);
         const Binding* const binding = BindingFor(sample);

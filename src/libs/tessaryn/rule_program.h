@@ -19,10 +19,9 @@ class SampleView;
 /// Compiled form of a rule.
 ///
 /// The tree is the reference: the program gives the same verdicts and throws the same exceptions,
-/// but without a look-up by name or an exception on an ordinary mismatch. What makes that possible:
-/// - For each state of a stream type that it meets, up to a number, the program is bound once:
-/// names
-///   to ids and value types, literals to values of these types.
+/// but without a look-up by name or an exception on an ordinary mismatch. How it works:
+/// - The program is bound once for each state of a stream type that it meets, up to a number of
+///   states: names to ids and value types, literals to values of these types.
 /// - A literal is converted to all value types when the rule is compiled.
 /// - Elements are read from the memory of the sample. A sample of a derived class, whose getters
 ///   may return something else, is left to the tree; so is one that lacks entries of its type.
@@ -42,8 +41,7 @@ class RuleProgram {
     /// \throws what `RLExpr::evaluate` and the conversion of its value to bool throw
     bool Holds(const SubscriptionArgs& args) const;
 
-    /// Whether the tree is made of the library's nodes only, so that evaluation does nothing but
-    /// read.
+    /// Whether the tree is made of the library's nodes only, so that evaluation only reads.
     bool IsPure() const { return compiled.isPure; }
     /// The parsed rule; null for an empty text.
     const std::shared_ptr<RLExpr>& GetTree() const { return tree; }

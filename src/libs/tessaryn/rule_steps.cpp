@@ -86,7 +86,7 @@ bool ElementsPass(const BoundInstruction& instruction, std::string_view bytes) {
 
 // ---- Steps ----
 
-// More than any entry has.
+// More elements than any entry has.
 constexpr unsigned int noElement = static_cast<unsigned int>(-1);
 
 template <class Native, class Operator>
@@ -139,7 +139,7 @@ constexpr std::array<BoundInstruction::Step, 6> sizeTests = {
 Target TestRange(const BoundInstruction& range, const SampleView& sample,
                  const SubscriptionArgs& /*args*/) {
     const BoundInstruction& elements = (&range)[1];
-    // Of an entry that the type does not have there is nothing to look at.
+    // If the type lacks the entry, there is nothing to compare.
     return TargetOf(range,
                     elements.test != Test::constant &&
                         ElementsPass(elements, range.ElementsOf(sample.BytesOfExisting(range.entry),
@@ -178,7 +178,7 @@ BoundInstruction::Step SizeStepOf(const BoundInstruction& instruction) {
         default:
             break;
     }
-    // Of an unknown type there is no complete element, however many bytes there are.
+    // An unknown type has no complete elements, however many bytes there are.
     return sizeTests<noElement>[comparison];
 }
 

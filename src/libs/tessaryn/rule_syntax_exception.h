@@ -29,8 +29,8 @@ class TESSARYN_API RuleSyntaxException : public Poco::SyntaxException {
     /// The token at which parsing failed; of length 0 at the end of the text.
     TextSpan GetSpan() const { return span; }
 
-    /// What the author of the rule may have meant, as a sentence without a full stop; empty when
-    /// there is nothing to suggest. The wording may change between versions.
+    /// A suggestion, as a sentence without a full stop; may be empty. The wording may change
+    /// between versions.
     const std::string& GetHint() const { return hint; }
 
     /// A copy of the same class. \ownership gives

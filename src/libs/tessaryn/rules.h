@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-/// Makers of rules that never leak, whatever throws:
+/// Functions that make rules without leaks, even when one of them throws:
 ///
 ///     namespace rules = velmora::core::tessaryn::rules;
 ///     stream.Subscribe({rules::And(rules::Expression(a), rules::Expression(b)), delegate});
@@ -22,29 +22,30 @@ namespace velmora::core::tessaryn::rules {
 /// A rule that applies to every change.
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> Always();
-/// A rule that applies where both do; the right one is not asked when the left one does not apply.
+/// A rule that applies if both do; the right one is evaluated only if the left one applies.
 /// \throws std::invalid_argument when one is null
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> And(std::unique_ptr<ISubscriptionRule> left,
                                                     std::unique_ptr<ISubscriptionRule> right);
-/// A rule that applies where one or both do; the right one is not asked when the left one applies.
+/// A rule that applies if at least one does; the right one is evaluated only if the left one does
+/// not apply.
 /// \throws std::invalid_argument when one is null
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> Or(std::unique_ptr<ISubscriptionRule> left,
                                                    std::unique_ptr<ISubscriptionRule> right);
-/// A rule that applies where exactly one does; both are asked, left first.
+/// A rule that applies if exactly one does; both are evaluated, left first.
 /// \throws std::invalid_argument when one is null
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> Xor(std::unique_ptr<ISubscriptionRule> left,
                                                     std::unique_ptr<ISubscriptionRule> right);
-/// A rule that applies where the operand does not.
+/// A rule that applies if the operand does not.
 /// \throws std::invalid_argument when it is null
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> Not(std::unique_ptr<ISubscriptionRule> operand);
 /// A rule that applies to changes of one type.
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> HasStreamChangeType(StreamChangeType type);
-/// A rule that applies where an expression of the rule language holds.
+/// A rule that applies if an expression of the rule language holds.
 /// \throws Poco::SyntaxException when the text is malformed
 /// \threadsafety immutable
 TESSARYN_API std::unique_ptr<ISubscriptionRule> Expression(const std::string& text);

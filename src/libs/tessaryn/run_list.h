@@ -11,7 +11,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// Where the samples of a ring do not ascend in time: internal.
+/// The positions at which the samples of a ring do not ascend in time: internal.
 ///
 ///     position   7    8    9   10   11   12   13
 ///     time       ?    ?   20   30   25   26   10

@@ -159,7 +159,7 @@ inline std::size_t Sample::PositionOf(unsigned short entry, unsigned int index, 
     ThrowNoElement();
 }
 
-// A derived class may say what it likes about its sizes, so the memory has to be checked as well.
+// A derived class may override its sizes, so the memory has to be checked as well.
 std::size_t Sample::PositionInDerived(unsigned short entry, unsigned int index, BaseType requested,
                                       std::size_t width) const {
     CheckType(entry, requested);
@@ -195,7 +195,7 @@ std::string Sample::GetString(unsigned short entry) const {
     if (size == 0) {
         return {};
     }
-    // A derived class may have told a size beyond the memory.
+    // A derived class may have returned a size beyond the memory.
     if (std::uint32_t{entry} + 1 >= numOffsets || size > TotalSize() - GetMemOffset(entry)) {
         ThrowNoElement();
     }

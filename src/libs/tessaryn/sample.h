@@ -148,12 +148,13 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     ///
     /// The form describes neither layout nor time: create the sample with the right stream type
     /// first. Time stamp and type stay. Nothing is refused, and errors are left in the stream's
-    /// state. What a short read does not give stays as it was, or is zero where the total length
-    /// changes. Offsets that do not ascend or point beyond the elements are moved to where they do
-    /// no harm. `CheckSample` says beforehand whether bytes are those of a sample.
+    /// state. Bytes that a short read does not provide stay unchanged, or are zero if the total
+    /// length changes. Offsets that do not ascend or point beyond the elements are corrected so
+    /// that they stay within the memory. `CheckSample` says beforehand whether bytes are those of a
+    /// sample.
     ///
     /// Cost: two reads, and no allocation unless the total length changes. A sample grows only by
-    /// bytes that came: beyond 64 KiB, where the stream does not say how many it has, it grows in
+    /// received bytes: beyond 64 KiB, if the stream does not know how many it has, it grows in
     /// several reads, each of up to twice the size. While the stream is read, the sample has no
     /// entries.
     /// \throws std::bad_alloc, and what the stream throws. The sample then keeps its sizes; its
@@ -277,7 +278,7 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     std::atomic<bool>* stampMark = nullptr;
 };
 
-/// A copy with another time: how a host keeps the time of its source. Set the entries first, since
+/// A copy with another time, such as that of the host's source. Set the entries first, since
 /// setters stamp.
 ///
 ///     Sample reading(&type, Poco::Timestamp());

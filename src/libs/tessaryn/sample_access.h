@@ -20,7 +20,7 @@
 
 namespace velmora::core::tessaryn {
 
-/// What the library does with samples beyond their public operations.
+/// The library's access to samples beyond their public operations.
 ///
 /// \threadsafety external, as the sample
 class SampleAccess {
@@ -28,7 +28,7 @@ class SampleAccess {
     /// The time stamp without a copy, which POCO makes out of line.
     static const Poco::Timestamp& TimeOf(const Sample& sample) { return sample.timestamp; }
 
-    /// The type, whatever a derived class says.
+    /// The type, also if a derived class overrides it.
     static const StreamType* TypeOf(const Sample& sample) { return sample.streamType; }
 
     static void SetTime(Sample& sample, const Poco::Timestamp& timestamp) {

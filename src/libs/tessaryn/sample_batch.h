@@ -17,9 +17,8 @@
 #include <string_view>
 #include <vector>
 
-/// \file
-/// Samples with times of the host's own, made all at once without reading the clock: rows that come
-/// as columns, or in binary form. `Stream::PushMany` pushes them.
+/// \file Makes many samples with given times at once, without reading the clock: from columns, or
+/// from binary forms. `Stream::PushMany` pushes them.
 ///
 ///     SampleBatch batch = MakeSamples(type, times);
 ///     SetColumn(batch, Field<double>(type, "temperature"), std::span(temperatures));

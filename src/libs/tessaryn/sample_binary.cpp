@@ -32,12 +32,13 @@ void CopyBytes(char* to, const char* from, std::size_t bytes) {
     }
 }
 
-// Notes that a stream's buffer threw, and passes on what it threw where the host wants to have it.
+// Records an exception of a stream's buffer, and rethrows it if the stream's exception mask asks
+// for that.
 void OnThrow(std::ios& stream) {
     try {
         stream.setstate(std::ios::badbit);
     } catch (const std::ios::failure&) {
-        // What the buffer threw is passed on instead.
+        // The buffer's exception is rethrown instead.
     }
     if ((stream.exceptions() & std::ios::badbit) != 0) {
         throw;
@@ -87,7 +88,8 @@ bool NeedsNothing(const std::istream& in) {
     return in.good() && in.tie() == nullptr;
 }
 
-// What is there of a stream that can be read from memory without a call that a host could notice.
+// The available bytes of a stream, if they can be read from memory without a call that a host could
+// notice.
 std::string_view BytesInMemory(std::istream& in) {
     const std::streambuf* const buffer = in.rdbuf();
     if (!NeedsNothing(in) || buffer == nullptr) {
@@ -120,7 +122,7 @@ class BlockSource {
     explicit BlockSource(std::istream& in)
         : in(in), isReady(NeedsNothing(in) || std::istream::sentry(in, true)) {}
 
-    // How many bytes came.
+    // The number of bytes read.
     std::size_t Read(char* to, std::size_t bytes) {
         if (!isReady) {
             in.setstate(std::ios::failbit);
@@ -170,7 +172,7 @@ class ElementReader {
     }
     ElementReader(const ElementReader&) = delete;
     ElementReader& operator=(const ElementReader&) = delete;
-    // Bytes that did not come are the former ones.
+    // Missing bytes keep their former values.
     ~ElementReader() {
         if (isKept) {
             CopyBytes(elements + got, former.data() + got, size - got);
@@ -195,10 +197,10 @@ struct Elements {
     std::size_t size;
 };
 
-// Reads `promised` bytes, a number that nobody vouches for, in one read where possible.
+// Reads `promised` bytes, a number that is not trusted, in one read if possible.
 //
-// Memory is taken for bytes that have come, that the stream says it has, or that are too few to
-// matter. After a short read, zeros follow up to `formerSize` bytes.
+// Memory is allocated for bytes that were received, that the stream has, or that are few. After a
+// short read, zeros follow up to `formerSize` bytes.
 Elements ReadElements(BlockSource& source, std::size_t promised, std::size_t formerSize) {
     constexpr std::size_t minChunk = 65536;
     std::size_t size = promised;
@@ -226,8 +228,8 @@ Elements ReadElements(BlockSource& source, std::size_t promised, std::size_t for
 
 }  // namespace
 
-// Takes a sample's memory while a stream is read into it, and gives it back when it goes: the
-// stream may call a host, who must not meet offsets that nobody has checked.
+// Holds a sample's memory while a stream is read into it, and returns it at the end: the stream may
+// call the host, which must not see unchecked offsets.
 class Sample::BinaryReader {
   public:
     explicit BinaryReader(Sample& sample)

@@ -13,7 +13,7 @@ namespace velmora::core::tessaryn {
 
 class StreamType;
 
-/// What a host accepts from a peer that it does not know.
+/// Limits for bytes of a peer that is not trusted.
 struct SampleLimits {
     /// Bytes of the whole binary form.
     std::size_t maxBytes = std::size_t{1} << 20;
@@ -25,10 +25,10 @@ struct SampleLimits {
 /// sample is touched: the offsets begin at 0 and ascend, each entry's bytes divide by the width of
 /// its elements, and the elements end where the bytes do.
 ///
-/// `Sample::Deserialize`, and the pushes that use it, refuse nothing. Where bytes come from a peer
-/// that may be wrong or malicious, read them into a block of limited length, check that, and
-/// deserialize from memory. Linear in the number of entries; allocates only for the message.
-/// \return empty for a sample; else a sentence that says what is wrong and where
+/// `Sample::Deserialize`, and the pushes that use it, refuse nothing. Read bytes of a peer that may
+/// be faulty or malicious into a block of limited length, check that, and deserialize from memory.
+/// Linear in the number of entries; allocates only for the message.
+/// \return empty for a valid sample; else a sentence with the mistake and its position
 /// \threadsafety external: the type must not change meanwhile
 TESSARYN_API std::string CheckSample(std::string_view bytes, const StreamType& type,
                                      const SampleLimits& limits = {});

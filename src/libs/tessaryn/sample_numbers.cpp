@@ -38,7 +38,7 @@ std::optional<To> FloatToInteger(From value) {
     return static_cast<To>(value);
 }
 
-// The same number in another type, where that has it.
+// The same number in another type, if that can represent it.
 template <class To, class From>
 std::optional<To> Convert(From value) {
     if constexpr (std::is_same_v<To, From>) {
@@ -94,7 +94,7 @@ struct Elements {
     std::size_t position;
 };
 
-// Where the elements are, once it is sure that they are there and are numbers.
+// The address of the elements, after checking that they exist and are numbers.
 Elements FindElements(const Sample& sample, unsigned short entry, std::size_t first,
                       std::size_t count, BaseType number) {
     const StreamType* const type = SampleAccess::TypeOf(sample);

@@ -16,10 +16,10 @@
 /// Numbers of any type in entries of any type but `String`. The getters and setters of `Sample`
 /// copy bytes, so that the C++ type has to be that of the entry; these convert.
 ///
-/// A number that does not fit is refused. It fits where the value stays the same: 300 does not fit
+/// A number that does not fit is refused. It fits if its value does not change: 300 does not fit
 /// `UInt8`, 1.5 and NaN fit no integer, and of integers 16777217 does not fit `Float`; `Bool` is 0
-/// or 1. A floating-point number is rounded where it becomes a `Float`, and fits unless it is
-/// finite and too large.
+/// or 1. A floating-point number is rounded when it becomes a `Float`, and fits unless it is finite
+/// and too large.
 ///
 /// All of these read and write the sample's memory, not through operations that a derived class
 /// overrides.

@@ -69,7 +69,7 @@ std::unique_ptr<Sample> SampleRing::Pop() {
         samples[static_cast<std::size_t>(currentSampleIdx)] = nullptr;
         currentSampleIdx = DecreasedSampleIdx();
         --storedSamples;
-        ++positionsGivenAgain;
+        ++positionsReused;
         runs.DropFrom(GetEnd());
     }
     return newest;
@@ -79,13 +79,13 @@ SampleRing::Samples SampleRing::Clear() {
     Samples cleared;
     cleared.swap(samples);
     currentSampleIdx = noSample;
-    positionsGivenAgain += static_cast<Position>(std::exchange(storedSamples, 0));
+    positionsReused += static_cast<Position>(std::exchange(storedSamples, 0));
     runs.DropFrom(firstPosition);
     return cleared;
 }
 
 void SampleRing::ReuseSlots(Samples&& cleared) {
-    // What destroyed the samples may have pushed others.
+    // The samples' destructors may have pushed others.
     if (samples.capacity() == 0) {
         cleared.clear();
         samples.swap(cleared);
@@ -171,7 +171,7 @@ SampleRing::IndexRange SampleRing::FindInRun(IndexRange run, const Poco::Timesta
             })};
 }
 
-// Looks at each sample before the first run, and bisects each run.
+// Examines each sample before the first run, and bisects each run.
 void SampleRing::SelectRuns(IndexRange segment, const Poco::Timestamp& from,
                             const Poco::Timestamp& to, Selection& selection) const {
     int begin = segment.begin;

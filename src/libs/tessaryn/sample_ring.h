@@ -37,17 +37,16 @@ class Sample;
 class SampleRing {
   public:
     using Samples = std::vector<Sample*>;
-    /// A sample's place in the order of pushing. That of one that was popped or cleared is given
-    /// again.
+    /// A sample's place in the order of pushing. Those of popped and cleared samples are reused.
     using Position = RunList::Position;
-    /// Indices counted from the oldest sample; `end` does not belong to it.
+    /// Indices counted from the oldest sample; `end` is exclusive.
     struct IndexRange {
         int begin;
         int end;
     };
     /// In the order of slots from 0 on, or from the oldest sample on.
     enum class Order { stored, pushed };
-    /// What a query has found: the samples, and a range that contains them all.
+    /// The result of a query: the samples, and a range that contains all of them.
     struct Selection {
         Samples samples;
         IndexRange range;
@@ -77,10 +76,10 @@ class SampleRing {
     Position GetEnd() const { return PositionOf(storedSamples); }
 
     /// How many samples were pushed.
-    Position CountPushes() const { return GetEnd() + positionsGivenAgain; }
+    Position CountPushes() const { return GetEnd() + positionsReused; }
 
-    /// Stores a sample as the newest. An `OrderGuard` has to look at it before the next query.
-    /// \return the oldest sample, whose slot it took in a full ring; else null
+    /// Stores a sample as the newest. An `OrderGuard` must cover it before the next query.
+    /// \return the oldest sample, which it replaced in a full ring; else null
     /// \throws std::bad_alloc when the slots cannot grow; ring and sample are then as they were
     std::unique_ptr<Sample> Push(std::unique_ptr<Sample>&& sample);
     /// Before a push: prepares for those samples that it and the next ones overwrite.
@@ -95,7 +94,7 @@ class SampleRing {
     /// The samples that are stamped from `from` to `to`, both included. Bisects each run of samples
     /// that ascend in time.
     Selection Select(const Poco::Timestamp& from, const Poco::Timestamp& to, Order order) const;
-    /// All samples. Looks at none of them.
+    /// All samples, without examining them.
     Selection SelectAll(Order order) const;
 
   private:
@@ -125,17 +124,17 @@ class SampleRing {
     int currentSampleIdx;
     int storedSamples = 0;
     Position firstPosition = 0;
-    Position positionsGivenAgain = 0;
+    Position positionsReused = 0;
     mutable RunList runs;
     // Set by each stamp of a sample of the ring, which may be one that an open guard covers.
     mutable std::atomic<bool> isStamped = false;
     mutable const OrderGuard* innermostGuard = nullptr;
 };
 
-/// Finds out, when it goes, where samples no longer ascend in time.
+/// Its destructor finds the positions at which samples no longer ascend in time.
 ///
-/// Callbacks get live samples, whose setters stamp them: a fill or a change the newest one, a query
-/// those of its answer. Costs nothing unless one was stamped meanwhile.
+/// Callbacks get the stored samples, whose setters stamp them: a fill or a change gets the newest
+/// one, a query those of its result. Costs nothing unless one was stamped meanwhile.
 class SampleRing::OrderGuard {
   public:
     OrderGuard(const SampleRing& guardedRing, IndexRange range)

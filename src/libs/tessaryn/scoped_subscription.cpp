@@ -14,7 +14,7 @@ ScopedSubscription::ScopedSubscription(Stream& stream, std::unique_ptr<ISubscrip
     : stream(&stream) {
     const CallbackDelegate delegate(std::move(function));
     this->function = delegate.function;
-    // The key is made now, so that the end needs no memory.
+    // The key is made now, so that ending the subscription needs no memory.
     key.emplace(nullptr, CallbackDelegate(this->function));
     stream.Subscribe(StreamSubscription(std::move(rule), delegate));
 }

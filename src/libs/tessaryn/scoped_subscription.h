@@ -20,9 +20,9 @@ class Stream;
 ///     const ScopedSubscription alarm(stream, rules::Expression("temperature > 8.0"),
 ///                                    [&](SubscriptionArgs& args) { Ring(*args.sample); });
 ///
-/// It may outlive the stream, and be destroyed by its own function. Elsewhere its end waits for a
-/// notification under way; after it the function is neither running nor called again, and has been
-/// destroyed. So end it without holding a lock that the function takes.
+/// It may outlive the stream, and be destroyed by its own function. Elsewhere, ending it waits for
+/// a running notification; after that the function has been destroyed. So end it without holding a
+/// lock that the function takes.
 ///
 /// \threadsafety external; the function runs on the threads that change the stream
 class TESSARYN_API ScopedSubscription {
@@ -39,7 +39,7 @@ class TESSARYN_API ScopedSubscription {
     ScopedSubscription& operator=(ScopedSubscription&& other) noexcept;
     ~ScopedSubscription();
 
-    /// Ends the subscription; nothing happens when there is none.
+    /// Ends the subscription, if there is one.
     void Reset();
 
   private:

@@ -10,8 +10,8 @@
 
 namespace velmora::core::tessaryn {
 
-/// An entry that has elements wherever an operand is evaluated, because an operand to the left asks
-/// for its size: "x" for the right operand of "x.size > 0 && ..." and of "x.size == 0 || ...".
+/// An entry that has elements whenever an operand is evaluated, because an operand to the left
+/// tests its size: "x" for the right operand of "x.size > 0 && ..." and of "x.size == 0 || ...".
 struct SizeGuard {
     std::string entry;
     /// The next one that holds for the same operand; null for none.

@@ -137,7 +137,8 @@ class SnapshotWriter {
         bool isSame = true;
         std::size_t total = 0;
         for (std::size_t entry = 0; entry < lastBytes.size(); ++entry) {
-            // Whole elements: what else a host has put into a sample nobody can read.
+            // Only complete elements: nothing can read other bytes that a host has put into a
+            // sample.
             const std::size_t width = widthOf(entry);
             const std::size_t bytes =
                 SampleAccess::BytesOf(sample, static_cast<unsigned short>(entry)).second / width *

@@ -16,8 +16,9 @@
 
 namespace velmora::core::tessaryn {
 
-/// Writes a snapshot. The locks are those of `WriteStreamTypes` and `WriteStreams`: what other
-/// threads change meanwhile may or may not be in it. A call that fails leaves a part in the output.
+/// Writes a snapshot. The locks are those of `WriteStreamTypes` and `WriteStreams`: changes by
+/// other threads meanwhile may or may not be included. A call that fails leaves a part in the
+/// output.
 ///
 /// Takes memory for about a mebibyte, or for the largest sample.
 /// \throws serialization::SerializationException when the output fails, or the groups of types are
@@ -25,12 +26,12 @@ namespace velmora::core::tessaryn {
 TESSARYN_API void WriteSnapshot(const StreamTypeRepository& types, const StreamRepository& streams,
                                 std::ostream& out);
 
-/// Reads a snapshot and leaves the input behind it. Memory is taken for bytes that have come.
+/// Reads a snapshot and leaves the input behind it. Memory is allocated only for received bytes.
 ///
 /// \param limits `maxBytes` is that of the snapshot, the others are those of the tree that
 ///     describes its types
 /// \param sampleLimits of the samples
-/// \throws DocumentException when the bytes are no snapshot, were changed or cut off, are of a
+/// \throws DocumentException when the bytes are not a snapshot, were changed or cut off, are of a
 ///     later version, or exceed `sampleLimits`; its position is that of the block: "byte 4096"
 /// \throws serialization::SerializationException when the description of the types is malformed or
 ///     exceeds `limits`

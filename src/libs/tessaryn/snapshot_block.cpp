@@ -116,7 +116,7 @@ BlockKind BlockReader::Next() {
     if (length > maxBlockLength && length - maxBlockLength > maxSample) {
         Fail("A block of " + std::to_string(length) + " bytes is too long.");
     }
-    // Nobody vouches for the length: memory is taken for what comes.
+    // The length is not trusted: memory is allocated for received bytes only.
     content.clear();
     while (content.size() < length) {
         const std::size_t done = content.size();

@@ -18,7 +18,7 @@ namespace velmora::core::tessaryn {
 constexpr std::string_view snapshotMagic = "\x89VTS\r\n\x1a\n";
 constexpr std::uint32_t snapshotVersion = 1;
 
-/// From this length on a block of samples is ended. No other block is longer.
+/// The length at which a block of samples ends. No other block is longer.
 constexpr std::size_t maxBlockLength = std::size_t{1} << 20;
 
 /// Levels of groups: operations on them recurse.
@@ -58,7 +58,7 @@ class BlockWriter {
 
 /// Reads blocks and what they contain.
 ///
-/// \throws DocumentException from each operation when the bytes are not what was asked for
+/// \throws DocumentException from each operation when the bytes are not of the requested kind
 class BlockReader {
   public:
     BlockReader(std::istream& in, std::uint64_t maxBytes, std::uint64_t maxSample)

@@ -18,8 +18,8 @@ class RuleProgram;
 class SampleView;
 class StreamType;
 
-/// A rule that a stream's subscriptions share, bound to the stream's type: all that is needed to
-/// ask it, in about 150 bytes.
+/// A rule that a stream's subscriptions share, bound to the stream's type: everything needed to
+/// evaluate it, in about 150 bytes.
 ///
 /// \threadsafety external
 class StoredRule {
@@ -33,7 +33,7 @@ class StoredRule {
     bool Holds(const SampleView& sample, const SubscriptionArgs& args) const {
         return bound.Holds(sample, args);
     }
-    /// The same, faster where other rules have asked for the same entries.
+    /// The same, but faster if other rules have already read the same entries.
     bool Holds(EntryKeys& keys, const SampleView& sample, const SubscriptionArgs& args) const {
         return bound.Holds(keys, sample, args);
     }

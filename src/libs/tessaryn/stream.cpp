@@ -72,9 +72,9 @@ SampleRing::IndexRange Newest(const SampleRing& ring) {
 
 }  // namespace
 
-// A callback of the host, which may have samples in hand: those that were in the ring when it
-// began. Where one of them leaves the ring meanwhile, the outermost callback that may have it keeps
-// it until it ends.
+// A callback of the host, which may refer to samples that were in the ring when it began. If one of
+// them leaves the ring meanwhile, the outermost callback that may refer to it keeps it until it
+// ends.
 class Stream::CallbackScope {
   public:
     explicit CallbackScope(const Stream& callingStream)
@@ -91,7 +91,7 @@ class Stream::CallbackScope {
         // Then the samples go. A host's destructor may call the stream.
     }
 
-    // The outermost scope that may have the sample at a position in hand; null where none may.
+    // The outermost scope that may refer to the sample at a position; null if none may.
     CallbackScope* KeeperOf(SampleRing::Position position) {
         CallbackScope* keeper = nullptr;
         auto end = lentEnd;
@@ -105,10 +105,10 @@ class Stream::CallbackScope {
         return keeper;
     }
 
-    // Positions from here on are given to other samples.
+    // Positions from here on will be reused by other samples.
     void Limit(SampleRing::Position end) { lentEnd = std::min(lentEnd, end); }
 
-    // Makes room, so that keeping so many samples cannot fail.
+    // Reserves memory, so that keeping this number of samples cannot fail.
     void Reserve(std::size_t count) {
         if (kept == nullptr) {
             kept = std::make_unique<KeptSamples>();
@@ -125,19 +125,19 @@ class Stream::CallbackScope {
   private:
     const Stream& stream;
     CallbackScope* outer;
-    // Samples before this position may be in hand. Those of the outer scopes are bounded by it,
-    // too: they learn of it when this scope ends.
+    // Callbacks may refer to samples before this position. It also bounds those of outer scopes,
+    // which get it when this scope ends.
     SampleRing::Position lentEnd;
     // Null until there is one, which is rare.
     std::unique_ptr<KeptSamples> kept;
 };
 
-// A sample on its way into the stream, and the one that goes in its place. Stands above the lock,
-// so that other threads needn't wait while memory is taken and given back.
+// A sample to be stored, and the one that it replaces. Lives outside of the lock, so that other
+// threads need not wait for allocation and deallocation.
 struct Stream::PushedSample {
-    // One that the host has made.
+    // Takes a sample that the host has made.
     explicit PushedSample(std::unique_ptr<Sample> sample) : sample(std::move(sample)) {}
-    // One of the stream's own, which `StampNew` completes.
+    // Makes a new sample, which `StampNew` completes.
     explicit PushedSample(const Stream& stream)
         : sample(stream.hasSpare.load(std::memory_order_relaxed) ? nullptr : stream.NewSample()),
           isOwn(true) {}
@@ -471,7 +471,7 @@ Sample& Stream::StampNew(PushedSample& pushedSample) {
     return *pushedSample.sample;
 }
 
-// Leaves the memory of a sample to the next push, or to the thread that has no lock any more.
+// Leaves the memory of a sample to the next push, or frees it after the lock is released.
 void Stream::Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample) {
     if (pushedSample.isOwn && spare == nullptr &&
         streamType->GetExactMemSizeInBytes() <= maxSpareSize) {
@@ -483,8 +483,8 @@ void Stream::Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample)
     }
 }
 
-// Stores a sample, deletes the one that it overwrites and runs what uses it. Returns the samples
-// that were kept meanwhile, the new one among them where it has left the ring.
+// Stores a sample, deletes the one that it overwrites and runs a function that uses it. Returns the
+// samples that were kept meanwhile, including the new one if it has left the ring.
 template <class Callback>
 Stream::KeptSamples Stream::PushAndUse(PushedSample& pushedSample, Callback callback) {
     CheckContract(!SampleAccess::IsStored(*pushedSample.sample), "A sample was pushed twice.");
@@ -546,8 +546,8 @@ void Stream::DecodeNew(Sample& sample, std::istream& in) const {
     }
 }
 
-// Runs what uses the newest sample, which may stamp it and be called back. Returns the samples that
-// were kept meanwhile.
+// Runs a function that uses the newest sample, and may stamp it and call the stream. Returns the
+// samples that were kept meanwhile.
 template <class Callback>
 Stream::KeptSamples Stream::Use(Callback callback) {
     CheckLayout();
@@ -557,8 +557,8 @@ Stream::KeptSamples Stream::Use(Callback callback) {
     return scope.TakeKept();
 }
 
-// The callback that has to keep the samples to be removed, from a position on; null where they may
-// be deleted at once. Keeping them cannot fail afterwards.
+// The callback that has to keep the samples to be removed, from a position on; null if they can be
+// deleted at once. Keeping them cannot fail afterwards.
 Stream::CallbackScope* Stream::PrepareRemoval(SampleRing::Position first, std::size_t count) {
     if (innermostScope == nullptr) {
         return nullptr;

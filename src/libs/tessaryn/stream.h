@@ -48,13 +48,13 @@ class StreamTypeRepository;
 /// Callbacks (fills, queries, rules and delegates, destructors of a host's samples) run with the
 /// stream's sample mutex held, rules and delegates with the subscriptions' mutex, too. They may
 /// call every public operation of the same stream on that thread:
-/// - a subscriber that is added or removed during a notification, the one that is called included,
-///   is notified or no longer notified from the next notification on, one inside this one included;
+/// - adding or removing a subscriber during a notification, even the one that is being called,
+///   takes effect from the next notification on, which may be one inside the current one;
 /// - a sample that was in the stream when a fill, a change or a query began, and leaves it
 ///   meanwhile, is deleted when that callback has returned; the notification of a push still gets
 ///   it. All other samples are deleted at once when they are popped, overwritten or cleared. The
-///   memory of one that a push has overwritten, if it is of no derived class, serves the next push,
-///   or is given back when the push has returned.
+///   memory of one that a push has overwritten, unless it is of a derived class, is reused by the
+///   next push, or freed when the push has returned.
 ///
 /// They must not wait for another thread that needs the stream, nor destroy the stream. Lock order:
 /// repository, groups from the root down, the stream's samples, its subscriptions.
@@ -65,15 +65,15 @@ class StreamTypeRepository;
 class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
                             private serialization::ISerializable {
   public:
-    /// What a query hands to its callback: live samples in storage order.
+    /// The stored samples that a query passes to its callback, in storage order.
     using SamplesCallback = std::function<void(const std::vector<Sample*>&)>;
 
-    /// What `Clear` empties; may be combined.
+    /// Flags for `Clear`, which can be combined.
     enum ClearFlags : unsigned int { clearSamples = 1, clearSubscriptions = 2 };
 
     /// An empty stream.
     /// \param streamType \ownership observes: the type of every sample; must outlive the stream
-    /// \param maxSize samples that the stream keeps, 1 to 2^31-1
+    /// \param maxSize the stream's capacity, 1 to 2^31-1
     /// \throws std::invalid_argument for a size out of that range, and when the type is null
     Stream(StreamType* streamType, long maxSize);
 
@@ -103,7 +103,7 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     void Serialize(const serialization::NodeSerializer& serializer,
                    serialization::INode& node) const override;
 
-    /// Hands the newest sample to a callback.
+    /// Passes the newest sample to a callback.
     /// \throws ItemNotFoundException "No Sample in Stream" when there is none
     /// \throws std::bad_function_call when `callback` is empty
     virtual void GetLatest(std::function<void(const Sample&)> callback) const;
@@ -126,20 +126,20 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// on. Takes the subscriptions' lock only.
     virtual void Unsubscribe(const StreamSubscription& subscription);
 
-    /// Pushes a sample as it is, its time included; then notifies `pushed`.
+    /// Pushes a sample unchanged, with its time; then notifies `pushed`.
     /// \param sample \ownership takes: in every case. A sample of another stream type is deleted,
     /// and nothing else happens; nothing happens for null.
     /// \throws what a rule or a delegate throws; the sample is then in the stream
     void PushNew(Sample* sample);
 
-    /// Pushes samples as they are, their times included, in one go: other threads see all of them
+    /// Pushes samples unchanged, with their times, as one operation: other threads see all of them
     /// or none. Notifies `pushed` after each, before the next. `sample_batch.h` makes them.
     /// \param samples \ownership takes: each when it is pushed; its pointer is null then
     /// \param sender passed to rules and delegates as `SubscriptionArgs::sender`
     /// \throws std::invalid_argument, naming the first by its number from 0, when there are null
     /// pointers or samples of another stream type; nothing is pushed then
-    /// \throws what a rule or a delegate throws: the sample that it was about is in the stream, and
-    /// the later ones stay with the caller
+    /// \throws what a rule or a delegate throws: its sample is in the stream, and the later ones
+    /// stay with the caller
     void PushMany(std::span<std::unique_ptr<Sample>> samples, void* sender = nullptr);
 
     /// The same for samples in binary form, which are decoded one by one. Takes only bytes that
@@ -150,8 +150,8 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// those of a sample, or there are bytes of more samples; nothing is pushed then
     /// \throws std::invalid_argument when a rule or a delegate has changed the stream type so that
     /// the next sample does not fit it; that one and the later ones are not pushed
-    /// \throws what a rule or a delegate throws: the sample that it was about is in the stream, and
-    /// the later ones are not
+    /// \throws what a rule or a delegate throws: its sample is in the stream, and the later ones
+    /// are not
     void PushMany(std::span<const Poco::Timestamp::TimeVal> times, std::string_view bytes,
                   void* sender = nullptr);
 
@@ -182,33 +182,31 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     /// \throws what `in` throws: a sample that was pushed for it stays
     void DeserializeLatest(std::istream& in, void* sender);
 
-    /// Removes the newest sample and notifies `popped` with a copy of it. Nothing happens when
-    /// there is none.
-    /// \throws what a rule or a delegate throws; the sample is gone all the same
+    /// Removes the newest sample, if there is one, and notifies `popped` with a copy of it.
+    /// \throws what a rule or a delegate throws; the sample is removed nevertheless
     void PopLatest();
 
-    /// The same, and tells whether there was one.
-    /// \param copy is assigned the sample before it goes, unless null
-    /// \throws std::bad_alloc where it cannot be copied; the sample stays then
+    /// The same, and returns whether there was one.
+    /// \param copy receives the sample before it is removed, unless null
+    /// \throws std::bad_alloc if it cannot be copied; the sample then stays
     bool TryPopLatest(Sample* copy = nullptr);
 
-    /// \name Queries
-    /// Each calls its callback once, under the lock, with the samples in storage order, which is
-    /// that of pushing until the ring has wrapped; then the newest, in the low slots, come first.
-    /// Cost: that of the answer and, where the time stamps ascend in the order of pushing, a binary
-    /// search; one more for each sample that is earlier than the one pushed before it. Where these
-    /// are more than a sixteenth of all, each sample is looked at.
+    /// \name Queries Each calls its callback once, under the lock, with the samples in storage
+    /// order, which is that of pushing until the ring has wrapped; then the newest, in the low
+    /// slots, come first. Cost: that of the answer and, where the time stamps ascend in the order
+    /// of pushing, a binary search; one more for each sample that is earlier than the one pushed
+    /// before it. If these are more than a sixteenth of all, each sample is examined.
     /// \throws std::bad_function_call when the callback is empty
     ///@{
     /// Every sample.
     void GetAll(SamplesCallback callback) const;
-    /// Every sample, the one that was pushed first in front, whether the ring has wrapped or not.
+    /// Every sample, in the order of pushing.
     void GetAllInPushOrder(SamplesCallback callback) const;
     /// The samples stamped at `since` or later.
     void GetSince(const Poco::Timestamp& since, SamplesCallback callback) const;
-    /// The same, the one that was pushed first in front.
+    /// The same, in the order of pushing.
     void GetSinceInPushOrder(const Poco::Timestamp& since, SamplesCallback callback) const;
-    /// The samples stamped from `from` to `to`, both included.
+    /// The samples stamped from `from` to `to`, both inclusive.
     void GetBetween(const Poco::Timestamp& from, const Poco::Timestamp& to,
                     SamplesCallback callback) const;
     /// The samples stamped at `span` before now or later, by the clock, not by the newest sample.
@@ -228,13 +226,13 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     bool TryGetLatest(std::function<void(const Sample&)> callback) const;
     /// How many samples the stream holds.
     int GetNumSamples() const;
-    /// How many samples have been pushed since the stream was made, those of its node included.
+    /// How many samples have been pushed since the stream was made, including those of its node.
     std::uint64_t CountPushes() const;
-    /// How many subscriptions there are. Waits for a notification under way.
+    /// How many subscriptions there are. Waits for a running notification.
     std::size_t CountSubscriptions() const;
     /// Whether the stream holds no sample.
     bool IsEmpty() const;
-    /// Samples that the stream keeps at most. Takes no lock.
+    /// The stream's capacity. Takes no lock.
     int GetMaxSize() const { return ring.GetMaxSize(); }
     /// The type of every sample. Takes no lock.
     /// \return \ownership observes

@@ -46,7 +46,7 @@ class TESSARYN_API StreamGroup : public GenericGroup<Stream, StreamGroup>,
 
     /// The stream of a name; when there was none, a new one of this type and size.
     /// \param type \ownership observes: the type of a new stream
-    /// \param maxSize samples that a new stream keeps
+    /// \param maxSize the capacity of a new stream
     /// \return \ownership lends
     /// \throws std::invalid_argument when the size is not 1 to 2^31-1
     Stream* AddStream(const std::string& streamName, StreamType* type, long maxSize);

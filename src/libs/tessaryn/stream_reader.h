@@ -33,8 +33,8 @@ namespace velmora::core::tessaryn {
 /// Failures go to the caller alone.
 serialization::ThrowErrorHandler Raise();
 
-/// Runs the reading of a node; whatever it throws, but for want of memory, gets the node's
-/// position.
+/// Runs a function that reads a node, and adds the node's position to its exceptions, except for
+/// std::bad_alloc.
 /// \throws DocumentException
 template <class Read>
 auto ReadAt(const serialization::INode& node, Read read) {
@@ -121,12 +121,12 @@ class StreamReader {
     StreamReader(const StreamTypeRepository& types, const DocumentLimits& limits)
         : types(types), samples(limits) {}
 
-    /// Goes on with a stream that was begun.
+    /// Continues a stream that was begun.
     /// \throws DocumentException
     std::unique_ptr<Stream> Read(const serialization::NodeRef& node);
     /// \throws DocumentException
     std::unique_ptr<Stream> ReadWhole(const serialization::INode& node);
-    /// Reads what a stream's node says about it, without samples. `Read` goes on with it.
+    /// Reads a stream's node without its samples. `Read` continues it.
     /// \throws DocumentException
     PartialStream& Begin(const serialization::NodeRef& node);
     /// Reads and pushes a sample.

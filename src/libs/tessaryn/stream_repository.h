@@ -31,7 +31,7 @@ class StreamRepositoryPrivate;
 /// \threadsafety guarded: look-ups, `Remove`, `Clear`, `Fill` and `IsStreamTypeInUse` hold the
 /// repository's mutex; `AddGroup`, `AddStream` and `Serialize` rely on the groups' own; `IsEmpty`
 /// takes no lock. `AtomicExecute` holds a mutex of its own: it excludes other `AtomicExecute` only.
-/// Pointers and references handed out are valid until what they point to is removed.
+/// Returned pointers and references are valid until their object is removed.
 class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamRepository>,
                                       public serialization::ISerializable {
   public:
@@ -74,7 +74,7 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     }
     /// As above, with a new stream, which is not made when the path is taken.
     /// \param type \ownership observes: the type of a new stream
-    /// \param maxSize samples that a new stream keeps
+    /// \param maxSize the capacity of a new stream
     /// \return \ownership lends: the stream of that path, new or not; null for the empty path
     /// \throws std::invalid_argument when the size is not 1 to 2^31-1
     Stream* AddStream(const std::string& path, StreamType* type, long maxSize);
@@ -107,8 +107,8 @@ class TESSARYN_API StreamRepository : public utils::AtomicExecutor<StreamReposit
     /// `GetStreamPtr` finds the stream by the path, unless a name holds the separator.
     void ForEachStream(
         const std::function<void(const std::string& path, Stream& stream)>& visit) const;
-    /// Calls a function with the stream of a path while the repository's mutex is held, as for
-    /// `ForEachStream`: so that no other thread removes the stream through the repository.
+    /// Calls a function with the stream of a path while the repository's mutex is held, as in
+    /// `ForEachStream`, so that no other thread removes the stream through the repository.
     /// \return whether there is one
     bool VisitStream(const std::string& path,
                      const std::function<void(Stream& stream)>& visit) const;

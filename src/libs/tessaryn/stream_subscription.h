@@ -48,8 +48,8 @@ class TESSARYN_API StreamSubscription {
 
     /// Calls the delegate if the rule applies; the delegate's result is ignored.
     ///
-    /// For hosts that notify a subscription by themselves. A stream calls it for rules of the
-    /// host's own only, since it asks those of the library before it copies the sample.
+    /// For hosts that notify a subscription by themselves. A stream calls it only for rules of the
+    /// host's own classes, since it evaluates those of the library before it copies the sample.
     /// \param sender passed to the delegate; a stream passes itself
     /// \throws what the rule or the delegate throws
     /// \pre the subscription has a rule

@@ -28,8 +28,8 @@ struct SampleEntry {
 
 /// One version of a record layout: an ordered list of named, typed entries.
 ///
-/// From the entries follow the byte offsets by which a `Sample` packs its elements, entry after
-/// entry without padding, and the layout's hash by which two peers see whether their samples are
+/// The entries determine the byte offsets at which a `Sample` packs its elements, entry after entry
+/// without padding, and the layout's hash, by which two peers check whether their samples are
 /// interchangeable. An entry's index is its id. A type has no name of its own: it reports that of
 /// its parent, normally the `StreamTypeCollection` of all its versions.
 ///
@@ -124,12 +124,11 @@ class TESSARYN_API StreamType : public INamedObject, public serialization::ISeri
     std::uint64_t GetExactMemSizeInBytes() const { return exactSize; }
 
     /// The number of this state of this type, never 0: no other state of any type has it. Changes
-    /// with every construction, `Add`, `Remove` and assignment, so what is cached under it cannot
-    /// go stale.
+    /// with every construction, `Add`, `Remove` and assignment, so it can be the key of a cache.
     std::uint64_t GetLayoutNumber() const { return layoutNumber; }
 
-    /// A layout number is below 2 to this power, which a million changes a second reach after half
-    /// a year.
+    /// The number of bits of a layout number: a million changes a second exhaust them after half a
+    /// year.
     static constexpr unsigned int layoutNumberBits = 44;
 
     utils::Version GetVersion() const { return version; }

@@ -30,8 +30,7 @@ class StreamTypeRepositoryPrivate;
 /// \threadsafety guarded: `Get`, `GetPtr`, `operator[]`, `FindByFullName`, `GetGroup`,
 /// `GetGroupPtr`, `Remove`, `Clear` and `Fill` hold the repository's mutex; `Add`, `AddGroup` and
 /// `Serialize` rely on the groups' own. `AtomicExecute` holds a mutex of its own: it excludes other
-/// `AtomicExecute` only. Pointers and references handed out are valid until what they point to is
-/// removed.
+/// `AtomicExecute` only. Returned pointers and references are valid until their object is removed.
 class TESSARYN_API StreamTypeRepository : public serialization::ISerializable,
                                           public utils::AtomicExecutor<StreamTypeRepository> {
   public:

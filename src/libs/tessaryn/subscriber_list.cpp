@@ -24,19 +24,19 @@ namespace {
 
 using Lock = OrderedLock<LockRank::subscriptions>;
 
-// Asking fewer subscribers one by one takes no longer than selecting those to be asked.
+// Fewer subscribers are evaluated one by one, which takes no longer than selecting some of them.
 constexpr std::size_t minIndexed = 24;
 // Fewer read entries themselves as fast as through keys.
 constexpr std::size_t minKeyed = 3;
-// So many new ones are asked one by one before they are indexed.
+// Up to this number of new subscribers are evaluated one by one before they are indexed.
 constexpr std::size_t maxNotIndexed = 16;
 // A larger copy is not kept for the next notification.
 constexpr std::size_t maxSpareSize = 1024;
 
 }  // namespace
 
-// One pass along the subscribers that calls the host, with the mutex held. Meanwhile subscribers
-// keep their places, and what is removed stays alive.
+// A traversal of the subscribers that calls the host, with the mutex held. Meanwhile subscribers
+// keep their places, and removed ones stay alive.
 class SubscriberList::Traversal {
   public:
     // `removed` outlives the lock: it gets what was removed when the outermost traversal ends, so
@@ -63,13 +63,13 @@ class SubscriberList::Traversal {
     std::size_t count;
 };
 
-// One change on its way to the subscribers: the record that they share, and the copy of the sample
-// that it points to.
+// One notification: the record that the subscribers share, and the copy of the sample that it
+// points to.
 //
-// A host's code never gets hold of the stored sample, and what it changes in the copy, later
-// subscribers see. Pure rules only read, and read the same from a stored `Sample` as from its copy,
-// so the copy is made before the first call of a host's code. A sample of a derived class may
-// override what rules read, so that one is copied at once.
+// A host's code never gets the stored sample; later subscribers see its changes to the copy. Pure
+// rules only read, and read the same from a stored `Sample` as from its copy, so the copy is made
+// before the first call of a host's code. A sample of a derived class may override what rules read,
+// so that one is copied at once.
 class SubscriberList::Notification {
   public:
     Notification(StreamChangeType type, const Sample& stored, void* sender, void* stream,
@@ -92,9 +92,9 @@ class SubscriberList::Notification {
         }
     }
 
-    // Asks the rule, and then calls the delegate if the rule applies. The subscriber is not used
-    // once the host's code has run, which may add subscribers and so move this one.
-    // Returns whether the host's code has run.
+    // Evaluates the rule, and calls the delegate if the rule applies. The subscriber is not used
+    // once the host's code has run, which may add subscribers and so move this one. Returns whether
+    // the host's code has run.
     bool Reach(const Subscriber& subscriber) {
         if (subscriber.lastNotification < number ||
             (subscriber.rule != nullptr && !Holds(*subscriber.rule))) [[likely]] {
@@ -120,7 +120,7 @@ class SubscriberList::Notification {
         return i + 1;
     }
 
-    // Of the sample, if the rules are bound to its type; else null.
+    // The view of the sample, if the rules are bound to its type; else null.
     const SampleView* BoundView() {
         if (!isViewed) {
             isViewed = true;
@@ -139,8 +139,8 @@ class SubscriberList::Notification {
     const SubscriptionArgs& Args() const { return args; }
 
   private:
-    // The first subscriber that is to be called. What is asked here only reads. By itself the loop
-    // has registers enough for all that it needs.
+    // Finds the first subscriber to be called. These rules only read. As a separate function, the
+    // loop has enough registers.
     [[gnu::noinline]] std::size_t SkipByKeys(const SampleView& bound, std::size_t begin,
                                              std::size_t end) {
         const Subscriber* const first = list.subscribers.data();
@@ -194,20 +194,20 @@ class SubscriberList::Notification {
     SubscriberList& list;
     void* stream;
     unsigned long long number;
-    // Since the host's code has run last.
+    // Computed since the host's code has run last.
     bool isViewed = false;
     const SampleView* boundView = nullptr;
     std::optional<SampleView> view;
-    // In memory that the notification before has left.
+    // Uses the memory of the previous notification's copy.
     std::unique_ptr<Sample> copy;
-    // Of the sample that is viewed.
+    // The keys of the viewed sample.
     EntryKeys keys;
 };
 
-// The way of a notification to those whose rules may hold.
+// Notifies only the subscribers whose rules may hold.
 //
-// Each rule is asked right before its delegate. After a host's code has run, which may have changed
-// the copy, the remaining rules are selected anew if what their conditions are about has changed.
+// Each rule is evaluated right before its delegate is called. If the host's code has changed an
+// attribute of the copy, the remaining rules are selected again.
 class SubscriberList::IndexedNotification {
   public:
     IndexedNotification(SubscriberList& list, Notification& notification)
@@ -233,7 +233,7 @@ class SubscriberList::IndexedNotification {
     }
 
   private:
-    // Returns false where all have to be asked.
+    // Returns false if all rules have to be evaluated.
     bool Select(std::uint32_t from) {
         const SampleView* const view = notification.BoundView();
         if (view == nullptr) {
@@ -301,7 +301,7 @@ void SubscriberList::Add(const StreamSubscription& subscription, const StreamTyp
 void SubscriberList::BindTo(const StreamType* type) {
     const std::uint64_t layout = type == nullptr ? 0 : type->GetLayoutNumber();
     if (rules != nullptr && boundLayout != layout) {
-        // Until all are bound, they are asked without.
+        // Until all are bound, they are evaluated unbound.
         boundLayout = 0;
         if (index != nullptr) {
             index->Clear();

@@ -25,17 +25,18 @@ class StoredRule;
 class StoredRules;
 class StreamType;
 
-/// The subscriptions to a stream, and the way from a change to their delegates: internal.
+/// The subscriptions to a stream, and the dispatch of changes to their delegates: internal.
 ///
 /// Rules, delegates, their comparisons, copies and destructors may call the list again, at any
 /// depth of notifications inside notifications.
 ///
 /// Invariants:
-/// 1. A notification reaches those who were subscribed when it began, in order of subscribing. Who
-///    is removed while it is under way is still reached by it, and by no later one.
-/// 2. Rules and delegates live until every call of them that may be under way has returned.
+/// 1. A notification reaches the subscribers that existed when it began, in order of subscribing.
+///    One that is removed meanwhile is still reached by it, but by no later one.
+/// 2. Rules and delegates live until all running calls of them have returned.
 /// 3. Subscriptions are copied before the mutex is taken and destroyed after it has been released.
-///    Those removed during a notification or a comparison go when the outermost one has ended.
+///    Those removed during a notification or a comparison are destroyed when the outermost one has
+///    ended.
 ///
 /// \threadsafety guarded: each operation for its whole run, callbacks included
 class SubscriberList {
@@ -106,10 +107,10 @@ class SubscriberList {
     std::unique_ptr<StoredRules> rules;
     // The number of the type's state that the rules are bound to; 0 before they are.
     std::uint64_t boundLayout = 0;
-    // Of the rules of most subscribers, once there are many; else null.
+    // The index of most subscribers' rules, once there are many; else null.
     std::unique_ptr<RuleIndex> index;
     std::unique_ptr<RuleSelection> spareSelection;
-    // Of a sample, for the next notification that is not inside another.
+    // The memory of a copy, for the next notification that is not inside another.
     std::unique_ptr<Sample> spareCopy;
     // The subscriptions of the subscribers that are not removed, in order of subscribing.
     Subscriptions subscriptions;

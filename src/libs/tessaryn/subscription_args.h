@@ -7,7 +7,7 @@ namespace velmora::core::tessaryn {
 
 class Sample;
 
-/// What happened to a stream; the numbers are part of the binary interface.
+/// The kind of a change; the numbers are part of the binary interface.
 ///
 /// Overwriting the oldest sample of a full ring and `Stream::Clear` notify nobody.
 enum StreamChangeType : unsigned char {
@@ -26,7 +26,8 @@ enum StreamChangeType : unsigned char {
 struct SubscriptionArgs {
     StreamChangeType changeType;
     /// A copy of the sample concerned; never null. \ownership lends: valid only during the
-    /// notification. What a delegate changes in it, later subscriptions see; the stream does not.
+    /// notification. Later subscriptions see the changes that a delegate makes to it; the stream
+    /// does not.
     Sample* sample;
     /// The value that the caller gave to `Stream::PushNew(std::istream&, void*)` or
     /// `Stream::DeserializeLatest`; null for every other change.

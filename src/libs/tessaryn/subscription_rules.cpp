@@ -26,7 +26,7 @@ ISubscriptionRule* Combine(Owner left, Owner right) {
     return rule;
 }
 
-// An operand that is asked or cloned; constructors accept null.
+// Checks an operand before it is evaluated or cloned; constructors accept null.
 const ISubscriptionRule& Checked(const ISubscriptionRule* operand, const char* name) {
     if (operand == nullptr) {
         throw std::invalid_argument(std::string("The ") + name + " is null.");
@@ -170,7 +170,7 @@ bool XorRule::IsPure() const {
 
 std::optional<std::shared_ptr<RLExpr>> XorRule::GetExpression() const {
     const OptionalExpression expression = IsPure() ? Join<RLXorExpr>(left, right) : std::nullopt;
-    // The expression asks its right operand first, which shows where one throws.
+    // The expression evaluates its right operand first, which is visible if one throws.
     return expression && !CompileRule(expression->get()).mayThrow ? expression : std::nullopt;
 }
 

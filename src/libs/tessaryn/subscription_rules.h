@@ -29,7 +29,7 @@ class TESSARYN_API AlwaysRule : public ISubscriptionRule, public LibraryRule {
     std::optional<std::shared_ptr<RLExpr>> GetExpression() const override;
 };
 
-/// Applies where both operands do; the right one is not asked when the left one does not apply.
+/// Applies if both operands do; the right one is evaluated only if the left one applies.
 ///
 /// The constructors of the owning rules accept null operands, which `Applies` and `Clone` refuse
 /// with std::invalid_argument. These rules are duplicated by `Clone` only: a copy shares the
@@ -55,7 +55,8 @@ class TESSARYN_API AndRule : public ISubscriptionRule, public LibraryRule {
     ISubscriptionRule* right;
 };
 
-/// Applies where an operand does; the right one is not asked when the left one applies.
+/// Applies if at least one operand does; the right one is evaluated only if the left one does not
+/// apply.
 /// \threadsafety immutable
 class TESSARYN_API OrRule : public ISubscriptionRule, public LibraryRule {
   public:
@@ -77,7 +78,7 @@ class TESSARYN_API OrRule : public ISubscriptionRule, public LibraryRule {
     ISubscriptionRule* right;
 };
 
-/// Applies where exactly one operand does; always asks both, left first.
+/// Applies if exactly one operand does; always evaluates both, left first.
 /// \threadsafety immutable
 class TESSARYN_API XorRule : public ISubscriptionRule, public LibraryRule {
   public:
@@ -99,7 +100,7 @@ class TESSARYN_API XorRule : public ISubscriptionRule, public LibraryRule {
     ISubscriptionRule* right;
 };
 
-/// Applies where its operand does not.
+/// Applies if its operand does not.
 /// \threadsafety immutable
 class TESSARYN_API NotRule : public ISubscriptionRule, public LibraryRule {
   public:
@@ -136,7 +137,7 @@ class TESSARYN_API StreamChangeTypeRule : public ISubscriptionRule, public Libra
     StreamChangeType changeType;
 };
 
-/// Applies where an expression of the rule language holds.
+/// Applies if an expression of the rule language holds.
 ///
 /// The text is parsed once; copies and clones share the parsed tree. Where the expression holds
 /// only comparisons of elements, sizes and change types, `Applies` allocates nothing but for the
@@ -172,10 +173,9 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule
     std::shared_ptr<const RuleProgram> program;
 };
 
-/// \name Making rules
-/// Rules nest: `And(HasStreamChangeType(pushed), Expression("x > 2"))`. Each function takes over
-/// the rules given to it and gives the new one to the caller, who normally hands it to a
-/// `StreamSubscription`.
+/// \name Making rules Rules nest: `And(HasStreamChangeType(pushed), Expression("x > 2"))`. Each
+/// function takes the rules passed to it and gives the new one to the caller, who normally passes
+/// it to a `StreamSubscription`.
 /// \throws std::bad_alloc: the rules given are then deleted
 ///@{
 
@@ -184,28 +184,28 @@ class TESSARYN_API ExpressionRule : public ISubscriptionRule, public LibraryRule
 TESSARYN_API ISubscriptionRule* Always();
 /// \param a \ownership takes: asked first
 /// \param b \ownership takes
-/// \return \ownership gives: a rule that applies where both do
+/// \return \ownership gives: a rule that applies if both do
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* And(ISubscriptionRule* a, ISubscriptionRule* b);
 /// \param a \ownership takes: asked first
 /// \param b \ownership takes
-/// \return \ownership gives: a rule that applies where one or both do
+/// \return \ownership gives: a rule that applies if at least one does
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Or(ISubscriptionRule* a, ISubscriptionRule* b);
 /// \param a \ownership takes: asked first
 /// \param b \ownership takes
-/// \return \ownership gives: a rule that applies where exactly one does
+/// \return \ownership gives: a rule that applies if exactly one does
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Xor(ISubscriptionRule* a, ISubscriptionRule* b);
 /// \param a \ownership takes
-/// \return \ownership gives: a rule that applies where `a` does not
+/// \return \ownership gives: a rule that applies if `a` does not
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Not(ISubscriptionRule* a);
 /// \return \ownership gives: a rule that applies to changes of this type
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* HasStreamChangeType(StreamChangeType type);
 /// \param text an expression of the rule language
-/// \return \ownership gives: a rule that applies where the expression holds
+/// \return \ownership gives: a rule that applies if the expression holds
 /// \throws RuleSyntaxException when the text is malformed
 /// \threadsafety immutable
 TESSARYN_API ISubscriptionRule* Expression(const std::string& text);

@@ -21,14 +21,14 @@ constexpr std::size_t maxQuoted = 40;
 
 constexpr std::string_view blanks = " \t\n\v\f\r";
 
-// The place at which parsing failed.
+// The position at which parsing failed.
 struct Failure {
     std::string_view text;
     // The token at which parsing failed; empty at the end of the text.
     std::string_view token;
-    // What stands before the token, without the blanks at its end.
+    // The text before the token, without blanks at its end.
     std::string_view before;
-    // What stands directly before and behind the token.
+    // The characters directly before and behind the token.
     std::string_view left;
     std::string_view right;
     const StreamType* type;
@@ -283,7 +283,7 @@ std::string HintForSyntaxError(std::string_view text, TextSpan failure, const St
     const std::string_view left = text.substr(0, failure.offset);
     const Failure at = {text, text.substr(failure.offset, failure.length),  TrimRight(left),
                         left, text.substr(failure.offset + failure.length), type};
-    // The first that has a hint. Each is described by the slips that it is for.
+    // The first of these that has a hint. Each is described by the mistakes that it recognises.
     for (const auto hintFor :
          {HintForEntryWithoutRuleName, HintForEqualsSign, HintForNotEqual, HintForOperatorWord,
           HintForQuotes, HintForOtherLetters, HintForSecondNegation, HintForDecimal, HintForLiteral,

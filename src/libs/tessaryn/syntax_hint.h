@@ -12,8 +12,8 @@ namespace velmora::core::tessaryn {
 
 class StreamType;
 
-/// What the author of a malformed rule may have meant, as a sentence without a full stop; empty
-/// when there is nothing to suggest. Not longer than a line, however long the rule is.
+/// A suggestion for a malformed rule, as a sentence without a full stop; may be empty. Not longer
+/// than a line, however long the rule is.
 /// \param text the rule
 /// \param failure where parsing failed
 /// \param type the type that the rule is meant for; null when it is not known

@@ -26,7 +26,7 @@ Stream* StreamRepositoryPrivate::AddStream(const std::string& path,
 Stream* StreamRepositoryPrivate::AddStream(const std::string& path, StreamType* type,
                                            long maxSize) {
     Stream* const existing = FindItem(path);
-    // Made before the groups: what is refused adds nothing.
+    // Made before the groups, so that a refused stream adds no groups.
     return path.empty() || existing != nullptr
                ? existing
                : AddItem(path, std::make_unique<Stream>(type, maxSize));

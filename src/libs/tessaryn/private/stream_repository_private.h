@@ -19,7 +19,7 @@ class Logger;
 
 namespace velmora::core::tessaryn {
 
-/// What stands behind a `StreamRepository`, which documents the operations.
+/// The implementation of a `StreamRepository`, which documents the operations.
 ///
 /// \threadsafety guarded
 class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable,
@@ -40,7 +40,7 @@ class TESSARYN_API StreamRepositoryPrivate : public serialization::ISerializable
     Stream& GetStream(const std::string& path);
     /// \copydoc StreamRepository::GetGroup
     StreamGroup& GetGroup(const std::string& path);
-    /// The root group, once the repository's mutex was free.
+    /// The root group, returned after the repository's mutex was taken and released.
     StreamGroup& GetLockedRoot();
     /// \copydoc StreamRepository::IsStreamTypeInUse(StreamType*) const
     bool IsStreamTypeInUse(StreamType* type);

@@ -21,7 +21,7 @@ namespace velmora::core::tessaryn {
 
 class FullNameIndex;
 
-/// What stands behind a `StreamTypeRepository`, which documents the operations.
+/// The implementation of a `StreamTypeRepository`, which documents the operations.
 ///
 /// \threadsafety guarded
 class TESSARYN_API StreamTypeRepositoryPrivate : public serialization::ISerializable {

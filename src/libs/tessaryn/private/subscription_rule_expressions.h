@@ -129,7 +129,7 @@ class TESSARYN_API RLNotExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
-    /// What is negated; may be null. \ownership lends
+    /// The operand; may be null. \ownership lends
     const RLExpr* negatedOperand() const { return operand.get(); }
 
   private:
@@ -153,9 +153,9 @@ class TESSARYN_API RLRelExpr : public RLExpr {
     TypedValue evaluate(const SubscriptionArgs& args) const override;
     void dump(std::ostream& out, int indent) const override;
 
-    /// What is compared; may be null. \ownership lends
+    /// The left side; may be null. \ownership lends
     const RLExpr* leftOperand() const { return left.get(); }
-    /// What it is compared with.
+    /// The literal on the right side.
     const Poco::Dynamic::Var& literal() const { return value; }
 
   protected:
