@@ -25,8 +25,11 @@
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
+#include <functional>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -141,6 +144,42 @@ int PrintAnswer(const CLI::App& app, const CLI::ParseError& answer) {
     return success;
 }
 
+// A command of the program.
+struct Command {
+    const CLI::App* parser;
+    std::function<int()> run;
+};
+
+// Adds a command to the parser. The result of `run` determines the exit status.
+template <class Options, class Result>
+Command MakeCommand(CLI::App& app, CLI::App* (*add)(CLI::App&, Options&),
+                    Result (*run)(const Options&)) {
+    const auto options = std::make_shared<Options>();
+    return {add(app, *options), [options, run] {
+                if constexpr (std::is_void_v<Result>) {
+                    run(*options);
+                    return success;
+                } else if constexpr (std::is_same_v<Result, bool>) {
+                    return run(*options) ? hasFindings : success;
+                } else {
+                    return run(*options);
+                }
+            }};
+}
+
+std::vector<Command> AddCommands(CLI::App& app) {
+    return {MakeCommand(app, &AddWatchCommand, &RunWatch),
+            MakeCommand(app, &AddRecordCommand, &RunRecord),
+            MakeCommand(app, &AddPublishCommand, &RunPublish),
+            MakeCommand(app, &AddReplayCommand, &RunReplay),
+            MakeCommand(app, &AddStatsCommand, &RunStats),
+            MakeCommand(app, &AddPlotCommand, &RunPlot),
+            MakeCommand(app, &AddShowCommand, &RunShow),
+            MakeCommand(app, &AddConvertCommand, &RunConvert),
+            MakeCommand(app, &AddCheckCommand, &RunCheck),
+            MakeCommand(app, &AddServeCommand, &RunServe)};
+}
+
 int Run(int argc, char** argv) {
     CLI::App app("Watch streams of timestamped, typed samples", "tessaryn");
     app.set_version_flag("--version", GetProgramVersion());
@@ -148,26 +187,7 @@ int Run(int argc, char** argv) {
         ->type_name("FILE");
     app.allow_config_extras(CLI::config_extras_mode::error);
     app.require_subcommand(1);
-    WatchOptions watchOptions;
-    RecordOptions recordOptions;
-    PublishOptions publishOptions;
-    ReplayOptions replayOptions;
-    StatsOptions statsOptions;
-    PlotOptions plotOptions;
-    ShowOptions showOptions;
-    ConvertOptions convertOptions;
-    CheckOptions checkOptions;
-    ServeOptions serveOptions;
-    AddWatchCommand(app, watchOptions);
-    const CLI::App* const record = AddRecordCommand(app, recordOptions);
-    const CLI::App* const publish = AddPublishCommand(app, publishOptions);
-    const CLI::App* const replay = AddReplayCommand(app, replayOptions);
-    const CLI::App* const stats = AddStatsCommand(app, statsOptions);
-    const CLI::App* const plot = AddPlotCommand(app, plotOptions);
-    const CLI::App* const show = AddShowCommand(app, showOptions);
-    const CLI::App* const convert = AddConvertCommand(app, convertOptions);
-    const CLI::App* const check = AddCheckCommand(app, checkOptions);
-    const CLI::App* const serve = AddServeCommand(app, serveOptions);
+    const std::vector<Command> commands = AddCommands(app);
     std::vector<std::string> arguments = GetArguments(argc, argv);
     CheckNames(app, arguments);
     try {
@@ -176,33 +196,10 @@ int Run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return error.get_exit_code() == success ? PrintAnswer(app, error) : Fail(error.what());
     }
-    if (check->parsed()) {
-        return RunCheck(checkOptions) ? hasFindings : success;
-    }
-    if (serve->parsed()) {
-        return RunServe(serveOptions);
-    }
-    if (record->parsed()) {
-        return RunRecord(recordOptions);
-    }
-    if (publish->parsed()) {
-        return RunPublish(publishOptions);
-    }
-    if (replay->parsed()) {
-        return RunReplay(replayOptions);
-    }
-    if (stats->parsed()) {
-        RunStats(statsOptions);
-    } else if (plot->parsed()) {
-        RunPlot(plotOptions);
-    } else if (show->parsed()) {
-        RunShow(showOptions);
-    } else if (convert->parsed()) {
-        RunConvert(convertOptions);
-    } else {
-        return RunWatch(watchOptions);
-    }
-    return success;
+    const auto chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
+        return command.parser->parsed();
+    });
+    return chosen->run();
 }
 
 }  // namespace
