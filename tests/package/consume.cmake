@@ -26,6 +26,17 @@ macro(configure_consumer folder compiler)
         "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${compiler}" ${ARGN})
 endmacro()
 
+# build_and_run_consumers(<build folder>)
+function(build_and_run_consumers folder)
+    run("${CMAKE_COMMAND}" --build "${folder}")
+    run("${folder}/consumer")
+    run("${folder}/delivery_consumer")
+    run("${folder}/storage_consumer" "${folder}/plant.json")
+    run("${folder}/exchange_consumer")
+    run("${folder}/nats_consumer")
+    run("${folder}/inspector_consumer")
+endfunction()
+
 # expect_refusal(<regular expression> <find_package argument>...): the package isn't found, and the
 # error says why.
 function(expect_refusal reason)
@@ -52,13 +63,7 @@ if(MODE STREQUAL "fetched")
         configure_consumer("${name}" "${compiler}" -DCONSUMER_FETCHES=ON
                            "-DFETCHCONTENT_SOURCE_DIR_VELMORA=${SOURCE_DIR}"
                            -DCMAKE_BUILD_TYPE=Release ${GENERATE})
-        run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
-        run("${SCRATCH}/${name}/consumer")
-        run("${SCRATCH}/${name}/delivery_consumer")
-        run("${SCRATCH}/${name}/storage_consumer" "${SCRATCH}/${name}/plant.json")
-        run("${SCRATCH}/${name}/exchange_consumer")
-        run("${SCRATCH}/${name}/nats_consumer")
-        run("${SCRATCH}/${name}/inspector_consumer")
+        build_and_run_consumers("${SCRATCH}/${name}")
     endforeach()
     return()
 endif()
@@ -85,13 +90,7 @@ file(WRITE "${SCRATCH}/headers.cpp" "${includes}")
 foreach(compiler IN LISTS COMPILERS)
     get_filename_component(name "${compiler}" NAME)
     configure_consumer("${name}" "${compiler}")
-    run("${CMAKE_COMMAND}" --build "${SCRATCH}/${name}")
-    run("${SCRATCH}/${name}/consumer")
-    run("${SCRATCH}/${name}/delivery_consumer")
-    run("${SCRATCH}/${name}/storage_consumer" "${SCRATCH}/${name}/plant.json")
-    run("${SCRATCH}/${name}/exchange_consumer")
-    run("${SCRATCH}/${name}/nats_consumer")
-    run("${SCRATCH}/${name}/inspector_consumer")
+    build_and_run_consumers("${SCRATCH}/${name}")
     # The host's own folder comes last: the library's short form must not hide its headers.
     run("${compiler}" -std=c++20 ${warnings} "${CONSUMER}/consumer.cpp" "${SCRATCH}/headers.cpp"
         -o "${SCRATCH}/${name}/by_pkg_config" ${flags} "-I${CONSUMER}/include"
