@@ -185,7 +185,7 @@ TEST_P(DispatcherTest, GivesHandlersTurnsAndDoesNotLetASlowOneStarveOthers) {
     gate.Open();
 }
 
-TEST_P(DispatcherTest, GoesOnAfterAHandlerThatThrowsAndReportsEachFailure) {
+TEST_P(DispatcherTest, ContinuesAfterAHandlerThatThrowsAndReportsEachFailure) {
     NumberStream numbers;
     std::vector<std::string> failures;
     Dispatcher dispatcher(Workers());
@@ -324,7 +324,7 @@ TEST_P(DispatcherTest, MayBeDestroyedWithTheObjectBehindItsHandlerUnderLoad) {
     EXPECT_EQ(dispatcher.GetStatistics().waiting, 0U);
 }
 
-TEST_P(DispatcherTest, EndsByItselfAfterWhatWasQueuedWhenItsStreamGoes) {
+TEST_P(DispatcherTest, EndsAfterQueuedChangesWhenItsStreamIsDestroyed) {
     StreamType type;
     auto stream = std::make_unique<Stream>(NumberStream::Added(type), 10);
     Log log;
@@ -514,7 +514,7 @@ TEST_P(DispatcherTest, CountsEveryChangeThatThereIsNoMemoryFor) {
     EXPECT_GT(failAt, 10) << "there are allocations";
 }
 
-TEST(Dispatcher, LetsChangesGatherUntilAWorkerLooks) {
+TEST(Dispatcher, CollectsChangesUntilAWorkerLooks) {
     NumberStream numbers;
     Log log;
     std::atomic<int> started = 0;
@@ -529,7 +529,7 @@ TEST(Dispatcher, LetsChangesGatherUntilAWorkerLooks) {
     EXPECT_GE(started, 1);
 }
 
-TEST(Dispatcher, GoesOnWithWhatGathersWhileAWorkerIsAtIt) {
+TEST(Dispatcher, HandlesChangesThatArriveDuringATurn) {
     // Hunts a change that is missed when the other worker looks during the turn, and none looks
     // again.
     for (int i = 0; i < 20; ++i) {

@@ -67,7 +67,7 @@ class FrameReaderTest : public testing::Test {
     ReaderStatistics statistics;
 };
 
-TEST_F(FrameReaderTest, ReadsWhatWasWrittenWithOneDescriptionALayout) {
+TEST_F(FrameReaderTest, ReadsSamplesWithOneDescriptionForEachLayout) {
     TestType other({{"level", Double, 1}}, "Other");
     std::ostringstream out;
     FrameWriter writer(out);
@@ -105,7 +105,7 @@ TEST_F(FrameReaderTest, SkipsAndCountsSamplesOfUnknownLayouts) {
     EXPECT_THAT(Read(frames[0] + frames[1]), testing::ElementsAre(0, 1));
 }
 
-TEST_F(FrameReaderTest, FindsTheNextFrameWhateverHappensToBytesBefore) {
+TEST_F(FrameReaderTest, FindsTheNextFrameAfterDamage) {
     layouts.Add(tank.type);
     const std::vector<std::string> frames = Frames(4);
     test::Random random;
@@ -136,7 +136,7 @@ TEST_F(FrameReaderTest, FindsTheNextFrameWhateverHappensToBytesBefore) {
     }
 }
 
-TEST_F(FrameReaderTest, GivesNothingOfAFrameThatIsCutOff) {
+TEST_F(FrameReaderTest, ReturnsNothingFromATruncatedFrame) {
     layouts.Add(tank.type);
     const std::vector<std::string> frames = Frames(2);
     for (std::size_t size = 0; size < frames[1].size(); ++size) {
@@ -145,7 +145,7 @@ TEST_F(FrameReaderTest, GivesNothingOfAFrameThatIsCutOff) {
     }
 }
 
-TEST_F(FrameReaderTest, RefusesAPayloadThatIsNotWhatTheFrameSaysAndGoesOn) {
+TEST_F(FrameReaderTest, RefusesAPayloadThatDoesNotMatchTheHeader) {
     layouts.Add(tank.type);
     std::vector<std::string> frames = Frames(3);
     std::string& wrong = frames[1];
@@ -172,7 +172,7 @@ class CountingBuffer : public std::stringbuf {
     }
 };
 
-TEST_F(FrameReaderTest, TakesNoByteBeyondTheFrameInHand) {
+TEST_F(FrameReaderTest, ReadsNoByteBeyondTheCurrentFrame) {
     layouts.Add(tank.type);
     const std::vector<std::string> frames = Frames(3);
     CountingBuffer buffer(frames[0] + frames[1] + frames[2]);

@@ -63,7 +63,7 @@ TEST(Frame, HasTheBytesThatItsPageShows) {
     EXPECT_EQ(std::string(encoder.EncodeType(Tank().type)) + EncodedSample(), ReadPage());
 }
 
-TEST(Frame, ComesBackAsItWasAndAskedForByteByByte) {
+TEST(Frame, IsReadBackAlsoByteByByte) {
     const std::string bytes = EncodedSample() + "more";
     std::size_t needed = 0;
     for (std::size_t size = 0; size < bytes.size(); ++size) {
@@ -85,7 +85,7 @@ TEST(Frame, ComesBackAsItWasAndAskedForByteByByte) {
     }
 }
 
-TEST(Frame, IsRefusedForWhatThisVersionDoesNotKnowAlsoWithRightChecksums) {
+TEST(Frame, IsRefusedForUnknownValuesEvenWithCorrectChecksums) {
     struct Row {
         std::size_t position;
         char value;

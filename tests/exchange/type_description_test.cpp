@@ -98,7 +98,7 @@ TEST(TypeDescription, IsRefusedWithTheByteAndTheReason) {
     }
 }
 
-TEST(LayoutRegistry, LearnsOnlyWhatItIsToldRightlyAndNoMoreThanItsLimit) {
+TEST(LayoutRegistry, LearnsOnlyValidDescriptionsUpToItsLimit) {
     const TestType first({{"a", Int8, 1}}, "First");
     const TestType second({{"a", Int8, 1}}, "Second");
     TestType own({{"a", Int8, 4}}, "Own");

@@ -14,7 +14,7 @@ using core::tessaryn::Stream;
 
 class InspectorApi : public InspectorTest {};
 
-TEST_F(InspectorApi, SaysWhatTheHostIs) {
+TEST_F(InspectorApi, DescribesTheHost) {
     streams.AddStream("a", tank, 1);
     options.title = "</script><b>";
     Start();
@@ -139,7 +139,7 @@ TEST_F(InspectorApi, EscapesNamesThatAreMarkup) {
     EXPECT_EQ(sizes->getValue<int>("<img src=x onerror=alert(1)>\"'&\xEF\xBF\xBD"), 20);
 }
 
-TEST_F(InspectorApi, WritesNumbersThatJsonHasNot) {
+TEST_F(InspectorApi, WritesNumbersThatJsonLacks) {
     streams.AddStream("a", tank, 5);
     Start();
     const double infinity = std::numeric_limits<double>::infinity();

@@ -36,7 +36,7 @@ class InspectorEvents : public InspectorTest {
     }
 };
 
-TEST_F(InspectorEvents, TellsChangesAndMatches) {
+TEST_F(InspectorEvents, SendsChangesAndMatches) {
     Start();
     RawClient client(Port());
     Watch(client, "path=a&path=b&rule=level+%3E+1&entries=level");
@@ -78,7 +78,7 @@ TEST_F(InspectorEvents, SharesOneDeliveryBetweenClients) {
     EXPECT_EQ(streams.GetStream("b").CountSubscriptions(), 0U);
 }
 
-TEST_F(InspectorEvents, SaysWhenAStreamHasGone) {
+TEST_F(InspectorEvents, ReportsThatAStreamWasRemoved) {
     Start();
     RawClient client(Port());
     Watch(client, "path=a&path=b");
@@ -96,7 +96,7 @@ TEST_F(InspectorEvents, SaysWhenAStreamHasGone) {
     EXPECT_NE(second.ReadUntil("\n\n").find(R"("time":2)"), std::string::npos);
 }
 
-TEST_F(InspectorEvents, GivesSignsOfLife) {
+TEST_F(InspectorEvents, SendsHeartbeats) {
     options.limits.heartbeat = std::chrono::milliseconds(20);
     Start();
     RawClient client(Port());

@@ -19,7 +19,7 @@ class HostileClient : public InspectorTest {
     void ExpectAlive() { EXPECT_EQ(Get("/healthz").body, "ok\n"); }
 };
 
-TEST_F(HostileClient, IsToldWhatIsWrong) {
+TEST_F(HostileClient, GetsTheReason) {
     const struct {
         const char* name;
         std::string request;
@@ -153,7 +153,7 @@ TEST_F(HostileClient, ReadsNothing) {
     ExpectAlive();
 }
 
-TEST_F(HostileClient, ComesAThousandTimes) {
+TEST_F(HostileClient, ConnectsAThousandTimes) {
     options.limits.maxClients = 20;
     Start();
     std::deque<RawClient> clients;

@@ -95,7 +95,7 @@ class PrometheusScrape : public InspectorTest {
     }
 };
 
-TEST_F(PrometheusScrape, GivesPrometheusTheNumbers) {
+TEST_F(PrometheusScrape, IsReadByPrometheus) {
     const Folder folder;
     const Prometheus prometheus(folder, Port(), options.token);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -111,7 +111,7 @@ TEST_F(PrometheusScrape, GivesPrometheusTheNumbers) {
     EXPECT_NE(prometheus.Ask("plant_events_total").find(R"(,"3"])"), std::string::npos);
 }
 
-TEST_F(PrometheusScrape, GivesPromtoolNothingToSay) {
+TEST_F(PrometheusScrape, PassesPromtool) {
     const Reply reply = Get("/metrics", "Authorization: Bearer " + options.token + "\r\n");
     ASSERT_EQ(reply.status, 200);
     const auto check = [](const std::string& metrics) {

@@ -170,7 +170,7 @@ TEST_F(BridgeTest, LosesAndRepeatsNothingWhenTheServerIsKilled) {
     EXPECT_EQ(publisher.GetStatistics().queues.dropped, 0U);
 }
 
-TEST_F(BridgeTest, GoesOnWherePublisherAndFollowerEnded) {
+TEST_F(BridgeTest, ContinuesWherePublisherAndFollowerEnded) {
     Stream& tank = source.AddStream("plant/tank");
     std::map<std::string, Position> positions;
     FollowerOptions options = FromTheBeginning();
@@ -206,7 +206,7 @@ TEST_F(BridgeTest, GoesOnWherePublisherAndFollowerEnded) {
     EXPECT_EQ(LevelsOf(target.Find("plant/tank")), UpTo(900));
 }
 
-TEST_F(BridgeTest, StartsWhereItIsTold) {
+TEST_F(BridgeTest, StartsAtTheConfiguredPosition) {
     Stream& tank = source.AddStream("plant/tank");
     Publisher publisher(source.connection, source.streams, {"plant/*"});
     for (int level = 1; level <= 5; ++level) {
@@ -254,7 +254,7 @@ TEST_F(BridgeTest, StartsWhereItIsTold) {
     }
 }
 
-TEST_F(BridgeTest, GoesOnWhenTheJetStreamStreamIsDeleted) {
+TEST_F(BridgeTest, ContinuesAfterTheJetStreamStreamWasDeleted) {
     const auto deleteStream = [&] {
         jsCtx* context = nullptr;
         ASSERT_EQ(natsConnection_JetStream(&context, target.connection.Get(), nullptr), NATS_OK);

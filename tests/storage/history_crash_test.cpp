@@ -89,7 +89,7 @@ int KillWriter(const std::string& file, unsigned reportCount) {
 }
 
 // `VELMORA_KILLS` sets the number of kills.
-TEST(HistoryWriter, KeepsWhatWasCommittedWhenItIsKilledAndGoesOnBehindIt) {
+TEST(HistoryWriter, KeepsCommittedSamplesWhenKilledAndContinues) {
     const Folder folder;
     const std::string file = folder.PathOf("a.db");
     const char* const wanted = std::getenv("VELMORA_KILLS");

@@ -77,7 +77,7 @@ class StoredCell : public testing::TestWithParam<Cell> {};
 INSTANTIATE_TEST_SUITE_P(History, StoredCell, testing::ValuesIn(cells),
                          [](const auto& cell) { return cell.param.name; });
 
-TEST_P(StoredCell, HasTheFormThatThePageSays) {
+TEST_P(StoredCell, HasTheDocumentedForm) {
     const Folder folder;
     TestType type{GetParam().entry};
     Sample sample(&type.type, Poco::Timestamp());
@@ -244,7 +244,7 @@ TEST(HistoryWriter, WritesPushesAndChangesOfStreamsByADispatcher) {
     EXPECT_THROW(writer.Write("s", Number(type, 1, 1)), std::logic_error);
 }
 
-TEST(HistoryWriter, WritesWhatAStreamHoldsOnceHoweverOftenItStarts) {
+TEST(HistoryWriter, WritesTheSamplesOfAStreamOnceAcrossRestarts) {
     const Folder folder;
     const std::string file = folder.PathOf("a.db");
     TestType type{{"x", Double, 1}, {"s", String, 0}};

@@ -131,7 +131,7 @@ TEST(SetFromString, AgreesWithAnInputStreamInAnyLocale) {
               "unknown type in ");
 }
 
-TEST(SetFromString, KeepsWhatIsNotFinite) {
+TEST(SetFromString, KeepsInfinitiesAndNaN) {
     const auto read = [](const std::string& text) {
         float single = 5;
         double value = 5;

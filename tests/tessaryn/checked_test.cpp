@@ -113,7 +113,7 @@ TEST(CheckedStreamDeathTest, EndsAHostThatBreaksItsContract) {
     }
 }
 
-TEST(CheckedStream, LetsLocksBeTakenInTheirOrderAndAgain) {
+TEST(CheckedStream, AcceptsLocksInOrderAndRecursively) {
     TestType layout{{"x", Int32, 1}};
     StreamTypeRepository types(Poco::Logger::root(), '/');
     StreamRepository streams(Poco::Logger::root(), '/');

@@ -77,7 +77,7 @@ TEST(RuleCheck, FindsNothingInSoundRules) {
     }
 }
 
-TEST(RuleCheck, FindsWhatIsWrongAndItsPlace) {
+TEST(RuleCheck, FindsMistakesAndTheirPositions) {
     const ExampleType example;
     const struct {
         std::string rule;
@@ -157,7 +157,7 @@ TEST(RuleCheck, SuggestsAnEntryOfASimilarName) {
     }
 }
 
-TEST(RuleCheck, ExplainsFindingsAndSuggestsWhatToWriteInstead) {
+TEST(RuleCheck, ExplainsFindingsAndSuggestsCorrections) {
     const ExampleType example;
     const struct {
         std::string rule, name, message, hint;

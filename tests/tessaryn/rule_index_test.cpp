@@ -471,7 +471,7 @@ void FillAtRandom(Choices& random, Sample& sample) {
 }
 
 // Beside a stream whose rules are all asked, in their order.
-TEST(RuleIndex, NotifiesAsIfEachRuleWereAsked) {
+TEST(RuleIndex, NotifiesAsIfEachRuleWereEvaluated) {
     Random random;
     int notified = 0;
     int thrown = 0;

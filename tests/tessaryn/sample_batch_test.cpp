@@ -163,7 +163,7 @@ TEST(PushManyForms, DecodesEachIntoFreshMemory) {
     EXPECT_EQ(seen, forms.size());
 }
 
-TEST(PushManyForms, RefusesWhatIsNoBatchOfSamples) {
+TEST(PushManyForms, RefusesBytesThatAreNotABatchOfSamples) {
     TestType type{{"id", Int32, 1}};
     Stream stream(&type.type, 9);
     EXPECT_EQ(MessageOf<std::invalid_argument>([&] {

@@ -91,7 +91,7 @@ TEST(StreamPushes, LeaveASampleThatDoesNotFitWithTheCaller) {
         [](const Sample& latest) { EXPECT_EQ(latest.GetTimeStamp(), Poco::Timestamp(7)); });
 }
 
-TEST(StreamPops, TellWhatWent) {
+TEST(StreamPops, ReportTheRemovedSample) {
     TestType layout{{"id", Int32, 1}};
     Stream stream(&layout.type, 2);
     Sample copy(&layout.type, Poco::Timestamp(1));
@@ -114,7 +114,7 @@ TEST(StreamPops, TellWhatWent) {
     EXPECT_EQ(notified, 2);
 }
 
-TEST(StreamPushes, AreCountedWhateverBecameOfTheSamples) {
+TEST(StreamPushes, AreCountedEvenIfTheSamplesAreGone) {
     TestType layout{{"id", Int32, 1}};
     Stream stream(&layout.type, 3);
     const auto push = [&](int count) {
@@ -209,7 +209,7 @@ TEST(StreamPushes, NotifyInTheMemoryOfTheNotificationBefore) {
     EXPECT_EQ(AllocationProbe::Count(), 0);
 }
 
-TEST(StreamPushes, BeginWithANewSampleInWhateverMemory) {
+TEST(StreamPushes, BeginWithANewSampleAlsoInReusedMemory) {
     TestType layout{{"first", String, 2}, {"second", String, 3}, {"number", Int32, 2}};
     Stream stream(&layout.type, 1);
     const Timestamp begin;

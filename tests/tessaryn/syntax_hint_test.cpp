@@ -24,7 +24,7 @@ std::string HintOf(Parse parse) {
     return "no error";
 }
 
-TEST(SyntaxHint, SuggestsWhatToWriteInstead) {
+TEST(SyntaxHint, SuggestsCorrections) {
     const std::string quotes = "write a text in double quotes";
     const std::string join = "a term has one comparison: join two comparisons with '&&'";
     const std::string noArithmetic = "a rule cannot calculate: compare an entry with a literal";

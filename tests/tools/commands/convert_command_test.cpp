@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-TEST(ConvertCommand, ThereAndBackIsTheSameDocument) {
+TEST(ConvertCommand, RoundTripGivesTheSameDocument) {
     const Folder folder;
     const std::string xml = folder.PathOf("a.xml");
     const std::string json = folder.PathOf("b.JSON");

@@ -136,7 +136,7 @@ TEST(PublishCommand, RepeatsNothingOfAFileThatWasPublished) {
     EXPECT_EQ(ReadNumbers(watch, 170), Range(131, 300));
 }
 
-TEST(PublishCommand, GoesOnAfterItWasKilled) {
+TEST(PublishCommand, ContinuesAfterItWasKilled) {
     const Folder folder;
     const NatsServer server;
     const int last = 30'000;

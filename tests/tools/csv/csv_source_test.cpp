@@ -37,7 +37,7 @@ struct TableCase {
     std::string error{};
 };
 
-TEST(CsvSource, TellsColumnsFromHeaderAndFirstRows) {
+TEST(CsvSource, InfersColumnsFromHeaderAndFirstRows) {
     const TableCase cases[] = {
         // Later rows of the first ones count, too.
         {"a,t,b\n1,2020-01-01,y z\n.5,2020-01-02,5\n", "", " a=1 b=\"y z\"\n a=0.5 b=5\n"},

@@ -76,7 +76,7 @@ TEST(ServeNats, ShowsStreamsOfSeveralProcessesOnItsPage) {
     EXPECT_EQ(CountRows(folder), (std::vector<std::uint64_t>{3, 1, 1}));
 }
 
-TEST(ServeNats, GoesOnWhereItStopped) {
+TEST(ServeNats, ContinuesWhereItStopped) {
     const Folder folder;
     const NatsServer server;
     const std::string config = "[page]\nlisten = none\n" +

@@ -23,7 +23,7 @@ TEST(Message, LosesItsMiddleWhenItIsLong) {
     EXPECT_THAT(error, testing::EndsWith(", 'column9999'\n"));
 }
 
-TEST(ProgressBar, TellsShareRateAndTimeLeft) {
+TEST(ProgressBar, ShowsShareRateAndTimeLeft) {
     const std::string half = std::string(20, '#') + std::string(20, '.');
     EXPECT_EQ(DescribeProgress(50, 100, 3'000'000, 2),
               "[" + half + "]  50 %  3000000 samples, 1500000 a second, 2s left");

@@ -10,7 +10,7 @@
 namespace velmora::tool {
 namespace {
 
-TEST(EscapedText, EscapesWhatATerminalWouldActUpon) {
+TEST(EscapedText, EscapesControlCharacters) {
     const struct {
         const char* name;
         std::string text;

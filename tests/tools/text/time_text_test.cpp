@@ -60,7 +60,7 @@ TEST(TimeText, ReadsIsoTimes) {
 }
 
 // The second text is read with what the first one left behind.
-TEST(TimeText, ReadsTimesInARowAsEachAlone) {
+TEST(TimeText, ReadsSuccessiveTimesLikeSingleOnes) {
     const std::vector<std::string> texts = {"2020-01-01T00:00:00Z",
                                             "2020-01-01T23:59:59Z",
                                             "2020-01-01T23:59:60Z",
