@@ -22,6 +22,7 @@
 #include <mutex>
 #include <nats/nats.h>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <utility>
@@ -102,6 +103,23 @@ class BridgeTest : public testing::Test {
     Peer source{server};
     Peer target{server};
 };
+
+TEST_F(BridgeTest, DestroysSubscriptionsWhileMessagesArriveForThem) {
+    const std::jthread sender([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            natsConnection_PublishString(source.connection.Get(), "flood", "message");
+        }
+    });
+    for (int i = 0; i < 300; ++i) {
+        natsSubscription* subscription = nullptr;
+        natsMsg* message = nullptr;
+        ASSERT_EQ(natsConnection_SubscribeSync(&subscription, target.connection.Get(), "flood"),
+                  NATS_OK);
+        ASSERT_EQ(natsSubscription_NextMsg(&message, subscription, 60000), NATS_OK);
+        natsMsg_Destroy(message);
+        target.connection.Destroy(subscription);
+    }
+}
 
 TEST_F(BridgeTest, CarriesStreamsWithTheirTypesTimesAndPaths) {
     Publisher publisher(source.connection, source.streams, {"plant/>"});

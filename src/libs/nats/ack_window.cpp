@@ -78,6 +78,7 @@ AckWindow::~AckWindow() {
     natsSubscription_Unsubscribe(replies.get());
     std::unique_lock lock(doneMutex);
     done.wait(lock, [&] { return isDone; });
+    connection.Destroy(replies.release());
 }
 
 bool AckWindow::Send(Track& track, std::int64_t time, std::string_view frame) {

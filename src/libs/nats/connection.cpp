@@ -7,8 +7,10 @@
 
 #include <Poco/Logger.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <iterator>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -122,6 +124,23 @@ class Connection::State {
         closings.WaitFor(numMade);
     }
 
+    // The reading thread finds a subscription under a lock, but uses it without. It has finished
+    // with those that were unsubscribed before once it has read the answer to a new request.
+    void Destroy(Subscription subscription) {
+        natsSubscription_Unsubscribe(subscription.get());
+        std::vector<Subscription> earlier;
+        {
+            const std::lock_guard lock(mutex);
+            ended.push_back(std::move(subscription));
+            earlier.swap(ended);
+        }
+        constexpr int timeout = 100;
+        if (natsConnection_FlushTimeout(connection, timeout) != NATS_OK) {
+            const std::lock_guard lock(mutex);
+            std::move(earlier.begin(), earlier.end(), std::back_inserter(ended));
+        }
+    }
+
     natsConnection* connection = nullptr;
 
   private:
@@ -166,6 +185,9 @@ class Connection::State {
 
     Closings closings;
     int numMade = 0;
+    std::mutex mutex;
+    // Unsubscribed, and perhaps in use by the reading thread.
+    std::vector<Subscription> ended;
 };
 
 Connection::Connection(const std::string& urls, const std::function<void(natsOptions*)>& configure)
@@ -189,6 +211,12 @@ unsigned long long Connection::GetNumReconnects() const {
 
 natsConnection* Connection::Get() const {
     return state->connection;
+}
+
+void Connection::Destroy(natsSubscription* subscription) const {
+    if (subscription != nullptr) {
+        state->Destroy(Subscription(subscription));
+    }
 }
 
 }  // namespace velmora::nats

@@ -10,8 +10,9 @@
 #include <string>
 
 // The client library's own types, for hosts that set its options.
-using natsConnection = struct __natsConnection;  // NOLINT
-using natsOptions = struct __natsOptions;        // NOLINT
+using natsConnection = struct __natsConnection;      // NOLINT
+using natsOptions = struct __natsOptions;            // NOLINT
+using natsSubscription = struct __natsSubscription;  // NOLINT
 
 namespace velmora::nats {
 
@@ -48,6 +49,11 @@ class NATS_BRIDGE_API Connection {
     /// The client library's connection, for the host's own use.
     /// \return \ownership lends: until this object is destroyed
     natsConnection* Get() const;
+    /// Unsubscribes, and destroys the subscription when the thread of the client library that
+    /// reads from the server no longer uses it. `natsSubscription_Destroy` alone may free it while
+    /// that thread adds a message to it, up to version 3.4 of the library. Takes up to 100 ms.
+    /// \param subscription \ownership takes: one of this connection, or null
+    void Destroy(natsSubscription* subscription) const;
 
   private:
     class State;

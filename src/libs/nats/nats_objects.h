@@ -28,9 +28,17 @@ using Subscription = std::unique_ptr<natsSubscription, Destroyer<natsSubscriptio
 
 /// \throws NatsException "cannot <what>: <reason>" unless the status is NATS_OK
 inline void Check(natsStatus status, const std::string& what) {
-    if (status != NATS_OK) {
-        throw NatsException("cannot " + what + ": " + natsStatus_GetText(status));
+    if (status == NATS_OK) {
+        return;
     }
+    std::string reason = natsStatus_GetText(status);
+    natsStatus last = NATS_OK;
+    const char* const detail = nats_GetLastError(&last);
+    if (status == NATS_ERR && last == status && detail != nullptr && *detail != '\0') {
+        // The text of this status is no more than "Error".
+        reason = detail;
+    }
+    throw NatsException("cannot " + what + ": " + reason);
 }
 
 }  // namespace velmora::nats

@@ -51,13 +51,16 @@ class PullConsumer {
     /// deleted when it is not used
     PullConsumer(const Connection& connection, const JetStream& jetStream, std::string subject,
                  std::string durable, std::chrono::milliseconds acknowledgeWithin);
+    PullConsumer(const PullConsumer&) = delete;
+    PullConsumer& operator=(const PullConsumer&) = delete;
+    ~PullConsumer() { End(); }
 
     /// Finds the consumer, or creates it.
     /// \param setStart sets the start of a new consumer
     /// \return false when the server does not answer or refuses
     bool Begin(const std::function<void(jsConsumerConfig&)>& setStart);
     bool IsActive() const { return subscription != nullptr; }
-    void End() { subscription.reset(); }
+    void End() { connection.Destroy(subscription.release()); }
 
     /// The next message; null if none arrives in time, or the consumer is no longer active.
     Delivered Next(std::chrono::milliseconds timeout);
