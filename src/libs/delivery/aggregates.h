@@ -19,7 +19,8 @@
 #include <string>
 #include <vector>
 
-/// \file Conditions that replace the stream's samples by samples of their own stream type. The type
+/// \file
+/// Conditions that replace the stream's samples by samples of their own stream type. The type
 /// lives as long as the condition or a copy of it, so streams of that type, and samples that a
 /// handler keeps, must not outlive all of these.
 

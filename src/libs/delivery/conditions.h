@@ -16,7 +16,8 @@
 #include <string>
 #include <vector>
 
-/// \file Conditions that let changes through unchanged. Those that emit samples of their own type
+/// \file
+/// Conditions that let changes through unchanged. Those that emit samples of their own type
 /// are in `delivery/aggregates.h`. A change that lacks the entry of a condition does not pass and
 /// does not affect its state.
 

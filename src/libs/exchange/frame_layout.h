@@ -8,7 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// \file Offsets of the header's fields, in bytes.
+/// \file
+/// Offsets of the header's fields, in bytes.
 
 namespace velmora::exchange::layout {
 

@@ -7,7 +7,8 @@
 
 #include <cstdint>
 
-/// \file Prevents samples from looping between publishers and followers.
+/// \file
+/// Prevents samples from looping between publishers and followers.
 
 namespace velmora::nats {
 

@@ -9,7 +9,8 @@
 #include <nats/nats.h>
 #include <string>
 
-/// \file Owning pointers to objects of the client library.
+/// \file
+/// Owning pointers to objects of the client library.
 
 namespace velmora::nats {
 

@@ -8,7 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// \file A one-to-one mapping of stream paths to subjects: `plant/line 1/tank` is
+/// \file
+/// A one-to-one mapping of stream paths to subjects: `plant/line 1/tank` is
 /// `plant.line=201.tank`. Letters, digits, `-` and `_` stand for themselves, each other byte is
 /// written as `=` and two hexadecimal digits in upper case; an empty name is a lone `=`.
 

@@ -10,7 +10,8 @@
 
 #include <string>
 
-/// \file Types and streams as files, XML or JSON by the ending of the path. A host that continues
+/// \file
+/// Types and streams as files, XML or JSON by the ending of the path. A host that continues
 /// with its data after each restart:
 ///
 ///     Document document = OpenDocument("plant.json");

@@ -9,7 +9,8 @@
 #include <string>
 #include <string_view>
 
-/// \file The elements of an entry as a JSON array: `[1,2]`, `[true]`, `[0.1,null,1e999]`. NaN is
+/// \file
+/// The elements of an entry as a JSON array: `[1,2]`, `[true]`, `[0.1,null,1e999]`. NaN is
 /// null, an infinity 1e999 or -1e999; numbers have the fewest digits that give the same number when
 /// read.
 

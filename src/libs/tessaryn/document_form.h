@@ -11,7 +11,8 @@
 
 #include <memory>
 
-/// \file Lossless nodes. The objects' own `Serialize` and constructors round numbers, give samples
+/// \file
+/// Lossless nodes. The objects' own `Serialize` and constructors round numbers, give samples
 /// from before 1970 or with a `String` the time of reading, read an empty entry with one element,
 /// forget initial sizes and, once a ring has wrapped, make another sample the newest. The form is
 /// the same: each side can read the other's documents.

@@ -17,7 +17,8 @@
 #include <string_view>
 #include <vector>
 
-/// \file Makes many samples with given times at once, without reading the clock: from columns, or
+/// \file
+/// Makes many samples with given times at once, without reading the clock: from columns, or
 /// from binary forms. `Stream::PushMany` pushes them.
 ///
 ///     SampleBatch batch = MakeSamples(type, times);

@@ -15,7 +15,8 @@
 #include <utility>
 #include <vector>
 
-/// \file The configuration of `tessaryn serve`, with the lines of its parts.
+/// \file
+/// The configuration of `tessaryn serve`, with the lines of its parts.
 
 namespace velmora::tool {
 
