@@ -217,6 +217,16 @@ TEST(CsvSource, ReadsTimesAsAsked) {
                           "matches\n2 missing values\n1 row without a time left out\n"));
 }
 
+TEST(CsvSource, ReadsRowsBeforeTheFirstWithAText) {
+    const std::string lines = R"({"time":"2020-01-01","a":1}
+{"time":"2020-01-02"}
+{"time":"2020-01-03","a":2}
+{"time":"2020-01-04","b":"x"}
+)";
+    EXPECT_EQ(EntriesOf(RunTool("watch -", lines)),
+              " a=1 b=\"\"\n a=- b=\"\"\n a=2 b=\"\"\n a=- b=x\n");
+}
+
 TEST(CsvSource, ReadsRowsOfManyStreamsWithAndWithoutValues) {
     constexpr int streams = 20;
     constexpr int rounds = 12;

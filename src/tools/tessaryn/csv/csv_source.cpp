@@ -286,7 +286,7 @@ bool CsvSource::ReadPlain(const CsvColumn& column, std::string_view cell, PlainV
 void CsvSource::PutValues() {
     buffer.Begin(values.size());
     for (const PlainValue& value : values) {
-        if (value.kind == PlainValue::Kind::text) {
+        if (!value.isMissing && value.kind == PlainValue::Kind::text) {
             buffer.Put(value.text);
         } else if (!value.isMissing) {
             buffer.Put(value.bits);
