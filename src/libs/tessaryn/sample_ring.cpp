@@ -55,7 +55,7 @@ std::unique_ptr<Sample> SampleRing::Push(std::unique_ptr<Sample>&& sample) {
 
 void SampleRing::PrefetchOldest() const {
     constexpr std::size_t ahead = 2;
-    const auto slot = static_cast<std::size_t>(currentSampleIdx + 1);
+    const std::size_t slot = static_cast<std::size_t>(currentSampleIdx) + 1;
     if (slot + 2 * ahead < samples.size() && samples[slot + ahead] != nullptr) {
         // The sample itself was prepared some pushes before.
         SampleAccess::Prefetch(*samples[slot + ahead]);

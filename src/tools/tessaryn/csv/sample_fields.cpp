@@ -90,7 +90,8 @@ const SampleFields::Binding* SampleFields::FindBinding(const tsn::StreamType& ty
             return nullptr;
         }
         Binding binding{layout, {}};
-        for (unsigned short id = 0; id < values.size(); ++id) {
+        const auto count = static_cast<unsigned short>(values.size());
+        for (unsigned short id = 0; id < count; ++id) {
             switch (values[id].kind) {
                 case PlainValue::Kind::decimal:
                     binding.fields.emplace_back(tsn::Field<double>(type, id));
