@@ -153,9 +153,9 @@ class TESSARYN_API Sample : public serialization::ISerializable {
     /// that they stay within the memory. `CheckSample` says beforehand whether bytes are those of a
     /// sample.
     ///
-    /// Cost: two reads, and no allocation unless the total length changes. A sample grows only by
-    /// received bytes: beyond 64 KiB, if the stream does not know how many it has, it grows in
-    /// several reads, each of up to twice the size. While the stream is read, the sample has no
+    /// Cost: at most two reads, and no allocation unless the total length changes. A sample grows
+    /// only by received bytes: beyond 64 KiB, if the stream does not know how many it has, it grows
+    /// in several reads, each of up to twice the size. While the stream is read, the sample has no
     /// entries.
     /// \throws std::bad_alloc, and what the stream throws. The sample then keeps its sizes; its
     /// elements are as they were, or in part overwritten where they take more than 512 bytes, and
