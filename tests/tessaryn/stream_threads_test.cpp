@@ -4,6 +4,7 @@
 #include "support/node_builder.h"
 #include "support/ring_model.h"
 #include "tessaryn/errors.h"
+#include "tessaryn/pushing_threads.h"
 
 #include <gtest/gtest.h>
 
@@ -246,6 +247,30 @@ TEST_F(SharedStream, LosesNothingOfOneOperationOnManyThreads) {
         stream.GetAll(LookAtAll());
         EXPECT_EQ(torn, 0) << each.name;
     }
+}
+
+TEST(PushingThreads, AreManyFromTheThirdUntilNoneHasPushedForLong) {
+    PushingThreads threads;
+    bool areMany = false;
+    const auto push = [&] { areMany = threads.AreMany(); };
+    const auto pushElsewhere = [&push] { std::thread(push).join(); };
+    push();
+    EXPECT_FALSE(areMany);
+    std::thread second([&] {
+        push();
+        EXPECT_FALSE(areMany);
+        // A third thread, while the second one still has its id.
+        pushElsewhere();
+        EXPECT_TRUE(areMany);
+    });
+    second.join();
+    int pushes = 0;
+    while (areMany && pushes < 10'000) {
+        push();
+        ++pushes;
+    }
+    EXPECT_GT(pushes, 100);
+    EXPECT_LT(pushes, 10'000);
 }
 
 }  // namespace

@@ -473,7 +473,7 @@ Sample& Stream::StampNew(PushedSample& pushedSample) {
 
 // Leaves the memory of a sample to the next push, or frees it after the lock is released.
 void Stream::Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample) {
-    if (pushedSample.isOwn && spare == nullptr &&
+    if (pushedSample.isOwn && !pushingThreads.AreMany() && spare == nullptr &&
         streamType->GetExactMemSizeInBytes() <= maxSpareSize) {
         SampleAccess::Prefetch(*sample);
         spare = std::move(sample);

@@ -7,6 +7,7 @@
 #include "serializer/serializer_fwd.h"
 #include "tessaryn/atomic_executor.h"
 #include "tessaryn/export.h"
+#include "tessaryn/pushing_threads.h"
 #include "tessaryn/sample.h"
 #include "tessaryn/sample_ring.h"
 #include "tessaryn/stream_subscription.h"
@@ -283,6 +284,7 @@ class TESSARYN_API Stream : public utils::AtomicExecutor<Stream>,
     // Guarded by the executor's mutex: the ring, and a sample that has left it, whose memory the
     // next push uses. Whether there is one is also looked at without the mutex.
     SampleRing ring;
+    PushingThreads pushingThreads;
     std::unique_ptr<Sample> spare;
     std::atomic<bool> hasSpare = false;
     SubscriberList subscribers;
