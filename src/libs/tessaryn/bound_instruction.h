@@ -8,6 +8,7 @@
 #include "tessaryn/sample_view.h"
 #include "tessaryn/subscription_args.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -58,6 +59,20 @@ struct BoundInstruction {
     /// The bytes of the elements in the instruction's range; none where the range is empty. Every
     /// element of a text is the entire text.
     std::string_view ElementsOf(std::string_view bytes, Test type) const;
+    /// The same for elements of a number of bytes each.
+    std::string_view ElementsOf(std::string_view bytes, std::size_t size) const {
+        const auto from = static_cast<std::uint32_t>(literal);
+        const std::uint64_t end = (literal >> 32U) + 1;
+        const std::uint64_t count = bytes.size() / size;
+        if (from < end && end <= count) [[likely]] {
+            return {bytes.data() + from * size, (end - from) * size};
+        }
+        return ClampedElementsOf(bytes, size);
+    }
+
+  private:
+    /// Of a range that does not lie within the entry.
+    std::string_view ClampedElementsOf(std::string_view bytes, std::size_t size) const;
 };
 
 static_assert(sizeof(BoundInstruction) == 32);
