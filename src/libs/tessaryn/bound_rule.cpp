@@ -217,8 +217,9 @@ BoundRule::BoundRule(const CompiledRule& rule, const StreamType* type, std::stri
     trailerBegin = static_cast<std::uint32_t>(codeBytes + binder.TextBytes());
     trailerSize = static_cast<std::uint32_t>(trailer.size());
     const std::size_t bytes = std::size_t{trailerBegin} + trailerSize;
-    code = std::make_unique<BoundInstruction[]>((bytes + sizeof(BoundInstruction) - 1) /
-                                                sizeof(BoundInstruction));
+    // In as many bytes as are needed: there may be many rules.
+    code.reset(static_cast<BoundInstruction*>(::operator new(bytes)));
+    std::uninitialized_default_construct_n(code.get(), binder.NumInstructions());
     binder.BindTo(code.get());
     keyedEntries = hasCalls ? calls : binder.KeyedEntries(code.get());
     std::copy(trailer.begin(), trailer.end(), reinterpret_cast<char*>(code.get()) + trailerBegin);

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace velmora::core::tessaryn {
@@ -55,7 +56,12 @@ class BoundRule {
     static constexpr std::uint32_t noKeys = std::uint32_t{1} << EntryKeys::maxEntries;
     static constexpr std::uint32_t calls = noKeys | 1U;
 
-    std::unique_ptr<BoundInstruction[]> code;
+    struct FreeCode {
+        void operator()(BoundInstruction* first) const { ::operator delete(first); }
+    };
+
+    // Followed by the texts of the instructions, and the trailer.
+    std::unique_ptr<BoundInstruction[], FreeCode> code;
     // In bytes.
     std::uint32_t trailerBegin = 0;
     std::uint32_t trailerSize = 0;

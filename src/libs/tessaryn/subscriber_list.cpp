@@ -280,6 +280,10 @@ void SubscriberList::Add(const StreamSubscription& subscription, const StreamTyp
     }
 
     const Lock lock(mutex);
+    if (subscribers.size() == subscribers.capacity()) {
+        // Leaves less memory unused than the vector would.
+        subscribers.reserve(subscribers.size() + subscribers.size() / 2 + 1);
+    }
     subscribers.push_back({copy.begin(), nullptr});
     if (rule) {
         try {
