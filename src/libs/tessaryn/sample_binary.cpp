@@ -102,17 +102,16 @@ std::string_view BytesInMemory(std::istream& in) {
                    : std::string_view();
 }
 
-// Whether none of the offsets is less than the one before.
+// Whether none of the offsets is less than the one before. No for those of 2 GiB and more, so that
+// the sign of a difference tells it, which takes the fewest vector instructions.
 bool DoAscend(const char* table, std::size_t count) {
-    unsigned int descents = 0;
+    unsigned int signs = 0;
     for (std::size_t i = 1; i < count; ++i) {
         const char* const offset = table + i * sizeof(unsigned int);
-        descents |= traits::Load<unsigned int>(offset) <
-                            traits::Load<unsigned int>(offset - sizeof(unsigned int))
-                        ? 1U
-                        : 0U;
+        const auto previous = traits::Load<unsigned int>(offset - sizeof(unsigned int));
+        signs |= previous | (traits::Load<unsigned int>(offset) - previous);
     }
-    return descents == 0;
+    return signs >> 31U == 0;
 }
 
 // Reads as `std::istream::read` does, with the same states and exceptions, but prepares the stream
@@ -289,6 +288,8 @@ class Sample::BinaryReader {
         const std::size_t got = source.Read(table, tableSize);
         if (table != former) {
             CopyBytes(table + got, former + got, tableSize - got);
+            // Most samples of a type have the same sizes.
+            hasOffsets = tableSize != 0 && std::memcmp(table, former, tableSize) == 0;
         }
         const std::size_t promised =
             tableSize == 0 ? 0
@@ -300,7 +301,9 @@ class Sample::BinaryReader {
             data = std::move(elements.bytes);
             total = static_cast<unsigned int>(elements.size);
         }
-        SetOffsets(table);
+        if (!hasOffsets) {
+            SetOffsets(table);
+        }
     }
 
   private:
@@ -312,7 +315,9 @@ class Sample::BinaryReader {
         constexpr std::uint32_t maxSingly = 16;
         if (numOffsets > maxSingly && DoAscend(table, numOffsets) &&
             traits::Load<unsigned int>(table + (numOffsets - 1) * sizeof(unsigned int)) <= total) {
-            std::memmove(offsets.get(), table, numOffsets * sizeof(unsigned int));
+            if (table != reinterpret_cast<const char*>(offsets.get())) {
+                std::memcpy(offsets.get(), table, numOffsets * sizeof(unsigned int));
+            }
             return;
         }
         unsigned int previous = 0;
