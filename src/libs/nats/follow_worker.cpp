@@ -178,8 +178,10 @@ void FollowWorker::Take(PullConsumer::Delivered& next) {
         options.start == Start::time &&
         next.delivery.time < options.time.epochMicroseconds() * nanosecondsPerMicrosecond;
     if (!isBefore && !Receive(next.message.get())) {
-        // The server does not answer. The consumer is opened again and redelivers this message.
+        // The server does not answer. The consumer is opened again, not at once, and redelivers
+        // this message.
         consumer.End();
+        control.Wait(retryInterval);
         return;
     }
     lastInStream = std::max(lastInStream, next.delivery.inStream);
