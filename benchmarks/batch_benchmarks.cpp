@@ -151,11 +151,12 @@ struct Columns {
     std::vector<std::string> label;
 };
 
-void PushColumns(benchmark::State& state) {
+void PushColumns(benchmark::State& state, const char* rule) {
     StreamType& type = TypeOfValues();
     Stream stream(&type, ringSize);
     ValueSource source;
     Wrap<Stream, Sample>(stream, source, ringSize);
+    const Listener listener(stream, rule);
     const Columns columns;
     const Times times = AscendingTimes();
     const Field<double> temperature(type, temperatureId);
@@ -176,10 +177,11 @@ void PushColumns(benchmark::State& state) {
     }
 }
 
-void PushDecoded(benchmark::State& state) {
+void PushDecoded(benchmark::State& state, const char* rule) {
     Stream stream(&TypeOfValues(), ringSize);
     ValueSource source;
     Wrap<Stream, Sample>(stream, source, ringSize);
+    const Listener listener(stream, rule);
     const Times times = AscendingTimes();
     std::ostringstream out;
     for (std::size_t i = 0; i < batchSize; ++i) {
@@ -249,8 +251,12 @@ void RegisterBatchBenchmarks() {
         benchmark::RegisterBenchmark(("F4" + size).c_str(), ReadManyTexts, count);
         benchmark::RegisterBenchmark(("F5" + size).c_str(), SetManyTexts, count);
     }
-    benchmark::RegisterBenchmark("B1/ours", PushColumns);
-    benchmark::RegisterBenchmark("B2/ours", PushDecoded);
+    for (const auto& [name, rule] : {std::pair<std::string, const char*>("", nullptr),
+                                     {".always", ""},
+                                     {".rule", ruleOfTwo}}) {
+        benchmark::RegisterBenchmark(("B1" + name + "/ours").c_str(), PushColumns, rule);
+        benchmark::RegisterBenchmark(("B2" + name + "/ours").c_str(), PushDecoded, rule);
+    }
 }
 
 }  // namespace velmora::benchmarks

@@ -108,43 +108,39 @@ bool LabelIsNoSuchText(const FloorSample& sample) {
     return sample.GetText(labelId) == "no-such-text";
 }
 
-// A value set in its binary form: 20 bytes of offsets, 40 bytes of data.
-std::string EncodedValues() {
-    Sample sample(&TypeOfValues(), Poco::Timestamp());
-    Fill(sample, ValueSets().front());
-    std::ostringstream out;
-    sample.Serialize(out);
-    return out.str();
-}
-
-void PushEncoded(benchmark::State& state) {
+void PushEncoded(benchmark::State& state, const char* rule) {
     Stream stream(&TypeOfValues(), ringSize);
     ValueSource source;
     Wrap<Stream, Sample>(stream, source, ringSize);
-    const std::string bytes = EncodedValues();
-    Poco::MemoryInputStream in(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    for (auto _ : state) {
-        in.rdbuf()->reset();
-        stream.PushNew(in, nullptr);
-    }
-    if (!in) {
-        state.SkipWithError("the encoded sample is too short");
-    }
+    const Listener listener(stream, rule);
+    PushFromMemory(state, TypeOfValues(),
+                   [&stream](std::istream& in) { stream.PushNew(in, nullptr); });
 }
 
-void PushEncodedFloor(benchmark::State& state) {
+void PushEncodedFloor(benchmark::State& state, const FloorStream::Filter* filter) {
     FloorStream stream(FloorTypeOfValues(), ringSize);
     ValueSource source;
     Wrap<FloorStream, FloorSample>(stream, source, ringSize);
-    const std::string bytes = EncodedValues();
-    Poco::MemoryInputStream in(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    for (auto _ : state) {
-        in.rdbuf()->reset();
-        stream.PushNew(in);
+    Counter<FloorArgs> counter;
+    if (filter != nullptr) {
+        stream.Subscribe(*filter, Poco::delegate(&counter, &Counter<FloorArgs>::OnChange));
     }
-    if (!in) {
-        state.SkipWithError("the encoded sample is too short");
+    PushFromMemory(state, TypeOfValues(), [&stream](std::istream& in) { stream.PushNew(in); });
+}
+
+// What rules cost, beside little else.
+void PushEncodedToMany(benchmark::State& state, const std::vector<std::string>& rules) {
+    Stream stream(&TypeOfMoreValues(), ringSize);
+    ValueSource source;
+    Wrap<Stream, Sample>(stream, source, ringSize);
+    Counter<SubscriptionArgs> counter;
+    for (const std::string& rule : rules) {
+        stream.Subscribe(
+            {Expression(rule), Poco::delegate(&counter, &Counter<SubscriptionArgs>::OnChange)});
     }
+    PushFromMemory(state, TypeOfMoreValues(),
+                   [&stream](std::istream& in) { stream.PushNew(in, nullptr); });
+    CheckCalls(state, counter.Calls(), false);
 }
 
 // The rule of P6 by itself, on a text of 2,000 characters.
@@ -205,6 +201,8 @@ void RegisterPushBenchmarks() {
             filters.push_back(filterOf(k));
         }
         add(op, rules, filters, type, floorType);
+        benchmark::RegisterBenchmark((std::string(op) + "/encoded").c_str(), PushEncodedToMany,
+                                     rules);
     };
     const auto addNumbers = [&]<class T>(const char* op, const char* name, Entry entry,
                                          T /*type*/) {
@@ -222,8 +220,9 @@ void RegisterPushBenchmarks() {
             });
     };
     add("P0", {}, {});
+    benchmark::RegisterBenchmark("P0/encoded", PushEncodedToMany, Rules());
     add("P1", {""}, {nullptr});
-    add("P2", {"temperature > 25.5 && state == 3"}, {FilterOf(25.5, stateId, 3)});
+    add("P2", {ruleOfTwo}, {FilterOf(25.5, stateId, 3)});
     addNumbers("P3", "state", stateId, int());
     addNumbers("P3.Int64", "serial", serialId, 0LL);
     addNumbers("P3.Bool", "open", openId, bool());
@@ -236,11 +235,21 @@ void RegisterPushBenchmarks() {
     add("P6", {"label == \"no-such-text\""}, {LabelIsNoSuchText});
     for (const int threads : {2, 4}) {
         const std::string op = "P7." + std::to_string(threads);
-        benchmark::RegisterBenchmark((op + "/ours").c_str(), PushTogetherOurs)->Threads(threads);
-        benchmark::RegisterBenchmark((op + "/floor").c_str(), PushTogetherFloor)->Threads(threads);
+        benchmark::RegisterBenchmark((op + "/ours").c_str(), PushTogetherOurs)
+            ->Threads(threads)
+            ->MinTime(0.2);
+        benchmark::RegisterBenchmark((op + "/floor").c_str(), PushTogetherFloor)
+            ->Threads(threads)
+            ->MinTime(0.2);
     }
-    benchmark::RegisterBenchmark("P5/ours", PushEncoded);
-    benchmark::RegisterBenchmark("P5/floor", PushEncodedFloor);
+    static const FloorStream::Filter always;
+    static const FloorStream::Filter isHot = FilterOf(25.5, stateId, 3);
+    benchmark::RegisterBenchmark("P5/ours", PushEncoded, nullptr);
+    benchmark::RegisterBenchmark("P5/floor", PushEncodedFloor, nullptr);
+    benchmark::RegisterBenchmark("P5.always/ours", PushEncoded, "");
+    benchmark::RegisterBenchmark("P5.always/floor", PushEncodedFloor, &always);
+    benchmark::RegisterBenchmark("P5.rule/ours", PushEncoded, ruleOfTwo);
+    benchmark::RegisterBenchmark("P5.rule/floor", PushEncodedFloor, &isHot);
     benchmark::RegisterBenchmark("P6rule/ours", RuleOnLongText);
 }
 

@@ -13,6 +13,7 @@
 namespace velmora::benchmarks {
 
 /// Collects the shortest time of each benchmark over its repetitions: disturbances only ever add.
+/// Of a benchmark of several threads, which disturb each other, the mean counts.
 class Report : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context& context) override;
@@ -31,6 +32,7 @@ class Report : public benchmark::BenchmarkReporter {
 
   private:
     std::map<std::string, double> nanoseconds;
+    std::map<std::string, int> repetitions;
     bool failed = false;
 };
 

@@ -5,6 +5,7 @@
 // lambdas that do the same.
 
 #include "floor_stream.h"
+#include "heap.h"
 #include "streams.h"
 #include "tessaryn/subscription_rule.h"
 #include "tessaryn/subscription_rules.h"
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <istream>
 #include <map>
 #include <memory>
 #include <random>
@@ -29,6 +31,7 @@ using core::tessaryn::ISubscriptionRule;
 using RuleOf = std::function<std::string(int)>;
 
 constexpr int manyMatches = 10;
+constexpr int manySubscriptions = 10'000;
 
 // The limit of the k-th rule of thousands: below and above the temperatures of the samples.
 double RuleLimit(int k) {
@@ -148,7 +151,7 @@ void PushManyLambdas(benchmark::State& state, int count) {
 
 // Subscribes one more between two pushes; all are dropped when they are as many as before.
 void PushAndAdd(benchmark::State& state) {
-    constexpr int count = 10'000;
+    constexpr int count = manySubscriptions;
     Subscribed subscribed(TypeOfMoreValues());
     int more = count;
     for (auto _ : state) {
@@ -174,6 +177,44 @@ void Parse(benchmark::State& state) {
     }
 }
 
+// Subscribes 10,000 rules, which the next push indexes.
+void SubscribeMany(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        Subscribed subscribed(TypeOfValues());
+        state.ResumeTiming();
+        for (int k = 0; k < manySubscriptions; ++k) {
+            subscribed.Add(Expression(RuleOfMany(k)));
+        }
+        PushValues<Stream, Sample>(subscribed.stream, subscribed.source);
+        state.PauseTiming();
+        subscribed.stream.Clear(Stream::clearSubscriptions);
+        state.ResumeTiming();
+    }
+}
+
+void ParseMany(benchmark::State& state) {
+    for (auto _ : state) {
+        for (int k = 0; k < manySubscriptions; ++k) {
+            const std::unique_ptr<ISubscriptionRule> rule(Expression(RuleOfMany(k)));
+            benchmark::DoNotOptimize(rule.get());
+        }
+    }
+}
+
+// Memory that a subscription takes, its delegate and its part of the index included.
+void MeasureSubscriptions(benchmark::State& state, int count) {
+    for (auto _ : state) {
+        Subscribed subscribed(TypeOfValues());
+        const double before = GetHeap();
+        for (int k = 0; k < count; ++k) {
+            subscribed.Add(Expression(RuleOfMany(k)));
+        }
+        PushValues<Stream, Sample>(subscribed.stream, subscribed.source);
+        ReportBytes(state, (GetHeap() - before) / count);
+    }
+}
+
 // ---- One by one ----
 
 // As many as are asked one by one, and a few, so that the difference is what rules cost without
@@ -186,6 +227,7 @@ struct Shape {
     const char* name;
     std::function<std::string(const std::string& k)> ruleOf;
     std::function<FloorStream::Filter(int k)> filterOf;
+    bool hasMoreValues = false;
 };
 
 template <class T>
@@ -243,6 +285,27 @@ std::vector<Shape> Shapes() {
              return
                  [wanted = label(k - 10)](const Floor& s) { return s.GetText(labelId) == wanted; };
          }},
+        {"range", [](K k) { return "pressure[1:2] > " + k; },
+         [=](int k) {
+             return [=](const Floor& s) {
+                 return s.SizeInBytes(pressureId) > 2 * sizeof(float) &&
+                        At<float>(s, pressureId, 1) > static_cast<float>(k) &&
+                        At<float>(s, pressureId, 2) > static_cast<float>(k);
+             };
+         }},
+        {"Int32", [](K k) { return "state == " + k; },
+         [=](int k) { return [=](const Floor& s) { return is(s, k); }; }},
+        {"Int64", [](K k) { return "serial > " + k; },
+         [=](int k) { return [=](const Floor& s) { return At<long long>(s, serialId) > k; }; },
+         true},
+        {"Float", [](K k) { return "level > " + k; },
+         [=](int k) {
+             return [=](const Floor& s) { return At<float>(s, levelId) > static_cast<float>(k); };
+         },
+         true},
+        {"Bool", [](K k) { return "open == true && state == " + k; },
+         [=](int k) { return [=](const Floor& s) { return At<bool>(s, openId) && is(s, k); }; },
+         true},
         {"text order", [](K k) { return "label < \"label-0000" + k + '"'; },
          [=](int k) {
              return
@@ -251,21 +314,25 @@ std::vector<Shape> Shapes() {
     };
 }
 
+StreamType& TypeOf(const Shape& shape) {
+    return shape.hasMoreValues ? TypeOfMoreValues() : TypeOfValues();
+}
+
 void PushFew(benchmark::State& state, const Shape& shape, int count) {
-    Subscribed subscribed(TypeOfValues());
+    Subscribed subscribed(TypeOf(shape));
     for (int k = 10; k < 10 + count; ++k) {
         subscribed.Add(Expression(shape.ruleOf(std::to_string(k))));
     }
-    for (auto _ : state) {
-        PushValues<Stream, Sample>(subscribed.stream, subscribed.source);
-    }
+    PushFromMemory(state, TypeOf(shape),
+                   [&subscribed](std::istream& in) { subscribed.stream.PushNew(in, nullptr); });
     if (subscribed.counter.Calls() != 0) {
         state.SkipWithError("a rule holds");
     }
 }
 
 void PushFewLambdas(benchmark::State& state, const Shape& shape, int count) {
-    FloorStream stream(FloorTypeOfValues(), ringSize);
+    FloorStream stream(shape.hasMoreValues ? FloorTypeOfMoreValues() : FloorTypeOfValues(),
+                       ringSize);
     ValueSource source;
     Wrap<FloorStream, FloorSample>(stream, source, ringSize);
     Counter<FloorArgs> counter;
@@ -273,9 +340,7 @@ void PushFewLambdas(benchmark::State& state, const Shape& shape, int count) {
         stream.Subscribe(shape.filterOf(k),
                          Poco::delegate(&counter, &Counter<FloorArgs>::OnChange));
     }
-    for (auto _ : state) {
-        PushValues<FloorStream, FloorSample>(stream, source);
-    }
+    PushFromMemory(state, TypeOf(shape), [&stream](std::istream& in) { stream.PushNew(in); });
     if (counter.Calls() != 0) {
         state.SkipWithError("a rule holds");
     }
@@ -289,7 +354,7 @@ std::vector<Case> Cases() {
     for (const int count : {10, 30, 100, 300, 1000, 10'000, 100'000, 1'000'000}) {
         cases.push_back({"R." + text(count), count, RuleOfMany});
     }
-    constexpr int many = 10'000;
+    constexpr int many = manySubscriptions;
     cases.push_back({"R.ten", many, RuleOfMany, manyMatches});
     cases.push_back({"R.host", 1000, RuleOfMany, 0, manyMatches});
     cases.push_back({"R.host alone", 0, RuleOfMany, 0, manyMatches});
@@ -341,6 +406,14 @@ void RegisterRuleBenchmarks() {
     }
     benchmark::RegisterBenchmark("R.added/ours", PushAndAdd);
     benchmark::RegisterBenchmark("R.parsed/ours", Parse);
+    benchmark::RegisterBenchmark("R.subscribe/ours", SubscribeMany);
+    benchmark::RegisterBenchmark("R.subscribe/parsed", ParseMany);
+    for (const int count : {1000, manySubscriptions}) {
+        const std::string name = "R.bytes." + std::to_string(count) + "/ours";
+        benchmark::RegisterBenchmark(name.c_str(), MeasureSubscriptions, count)
+            ->Iterations(1)
+            ->UseManualTime();
+    }
     for (const Shape& shape : Shapes()) {
         for (const int count : {fewestRules, fewRules}) {
             const std::string name = std::string("R1.") + shape.name + '.' + std::to_string(count);

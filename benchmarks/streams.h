@@ -6,7 +6,15 @@
 #include "tessaryn/sample.h"
 #include "tessaryn/stream.h"
 #include "tessaryn/stream_type.h"
+#include "tessaryn/subscription_rules.h"
 #include "workload.h"
+
+#include <Poco/Delegate.h>
+#include <Poco/MemoryStream.h>
+#include <benchmark/benchmark.h>
+
+#include <sstream>
+#include <string>
 
 namespace velmora::benchmarks {
 
@@ -53,6 +61,29 @@ void Wrap(AnyStream& stream, ValueSource& source, int size) {
     }
 }
 
+/// A value set in its binary form: of `TypeOfValues()` 20 bytes of offsets, 40 bytes of data.
+inline std::string EncodedValues(StreamType& type) {
+    Sample sample(&type, Poco::Timestamp());
+    Fill(sample, ValueSets().front());
+    std::ostringstream out;
+    sample.Serialize(out);
+    return out.str();
+}
+
+/// Repeats a push of a sample that is read from memory: what costs least beside a notification.
+template <class Push>
+void PushFromMemory(benchmark::State& state, StreamType& type, Push push) {
+    const std::string bytes = EncodedValues(type);
+    Poco::MemoryInputStream in(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    for (auto _ : state) {
+        in.rdbuf()->reset();
+        push(in);
+    }
+    if (!in) {
+        state.SkipWithError("the encoded sample is too short");
+    }
+}
+
 /// The target of a delegate: counts, nothing else.
 template <class Args>
 class Counter {
@@ -62,6 +93,29 @@ class Counter {
 
   private:
     long long calls = 0;
+};
+
+/// A rule whose second comparison fails.
+inline constexpr const char* ruleOfTwo = "temperature > 25.5 && state == 3";
+
+/// A subscriber of a stream that counts.
+class Listener {
+  public:
+    /// \param rule empty for `Always()`; null for no subscriber at all
+    Listener(Stream& stream, const char* rule) {
+        if (rule != nullptr) {
+            stream.Subscribe(
+                {*rule == '\0' ? core::tessaryn::Always() : core::tessaryn::Expression(rule),
+                 Poco::delegate(&counter, &Counter<SubscriptionArgs>::OnChange)});
+        }
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    long long Calls() const { return counter.Calls(); }
+
+  private:
+    Counter<SubscriptionArgs> counter;
 };
 
 }  // namespace velmora::benchmarks
