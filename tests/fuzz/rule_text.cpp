@@ -47,22 +47,43 @@ std::string LiteralText(const Poco::Dynamic::Var& literal) {
     return digits;
 }
 
-// A text for a tree, from what its nodes return.
+// How tightly the outermost operator of a tree binds.
+int PrecedenceOf(const RLExpr* tree) {
+    constexpr int term = 4;
+    if (tree == nullptr) {
+        return term;
+    }
+    return VisitExpression(
+        *tree, Overloaded{[](const RLXorExpr&) { return 1; }, [](const RLOrExpr&) { return 2; },
+                          [](const RLAndExpr&) { return 3; }, [](const RLExpr&) { return term; }});
+}
+
+// A text for a tree, from what its nodes return. It has no more groups in each other than any text
+// of the tree, whose number is limited.
 std::string TextOf(const RLExpr* tree) {
     if (tree == nullptr) {
         return "";
     }
-    const auto join = [](const RLBinaryExpr& node, const char* symbol) {
-        return "(" + TextOf(node.leftOperand()) + ")" + symbol + "(" + TextOf(node.rightOperand()) +
-               ")";
+    const auto bracketed = [](const RLExpr* operand, bool isGroup) {
+        return isGroup ? "(" + TextOf(operand) + ")" : TextOf(operand);
+    };
+    const auto join = [&](const RLBinaryExpr& node, const char* symbol) {
+        const int own = PrecedenceOf(&node);
+        return bracketed(node.leftOperand(), PrecedenceOf(node.leftOperand()) < own) + symbol +
+               bracketed(node.rightOperand(), PrecedenceOf(node.rightOperand()) <= own);
     };
     return VisitExpression(
         *tree,
         Overloaded{
-            [&](const RLAndExpr& node) { return join(node, "&&"); },
-            [&](const RLOrExpr& node) { return join(node, "||"); },
-            [&](const RLXorExpr& node) { return join(node, "^^"); },
-            [](const RLNotExpr& node) { return "!(" + TextOf(node.negatedOperand()) + ")"; },
+            [&](const RLAndExpr& node) { return join(node, " && "); },
+            [&](const RLOrExpr& node) { return join(node, " || "); },
+            [&](const RLXorExpr& node) { return join(node, " ^^ "); },
+            [&](const RLNotExpr& node) {
+                const RLExpr* const negated = node.negatedOperand();
+                const bool isTerm = PrecedenceOf(negated) == PrecedenceOf(nullptr) &&
+                                    dynamic_cast<const RLNotExpr*>(negated) == nullptr;
+                return "!" + bracketed(negated, !isTerm);
+            },
             [](const RLRelExpr& node) {
                 return TextOf(node.leftOperand()) + node.symbol() + LiteralText(node.literal());
             },
