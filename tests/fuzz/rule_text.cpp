@@ -59,18 +59,18 @@ int PrecedenceOf(const RLExpr* tree) {
 }
 
 // A text for a tree, from what its nodes return. It has no more groups in each other than any text
-// of the tree, whose number is limited.
-std::string TextOf(const RLExpr* tree) {
+// of the tree, whose number is limited: a bare name is one before an operator only.
+std::string TextOf(const RLExpr* tree, bool isBeforeOperator = false) {
     if (tree == nullptr) {
         return "";
     }
-    const auto bracketed = [](const RLExpr* operand, bool isGroup) {
-        return isGroup ? "(" + TextOf(operand) + ")" : TextOf(operand);
-    };
+    const auto group = [](const RLExpr* operand) { return "(" + TextOf(operand) + ")"; };
     const auto join = [&](const RLBinaryExpr& node, const char* symbol) {
         const int own = PrecedenceOf(&node);
-        return bracketed(node.leftOperand(), PrecedenceOf(node.leftOperand()) < own) + symbol +
-               bracketed(node.rightOperand(), PrecedenceOf(node.rightOperand()) <= own);
+        const RLExpr* const left = node.leftOperand();
+        const RLExpr* const right = node.rightOperand();
+        return (PrecedenceOf(left) < own ? group(left) : TextOf(left, true)) + symbol +
+               (PrecedenceOf(right) <= own ? group(right) : TextOf(right, isBeforeOperator));
     };
     return VisitExpression(
         *tree,
@@ -82,7 +82,7 @@ std::string TextOf(const RLExpr* tree) {
                 const RLExpr* const negated = node.negatedOperand();
                 const bool isTerm = PrecedenceOf(negated) == PrecedenceOf(nullptr) &&
                                     dynamic_cast<const RLNotExpr*>(negated) == nullptr;
-                return "!" + bracketed(negated, !isTerm);
+                return "!" + (isTerm ? TextOf(negated, isBeforeOperator) : group(negated));
             },
             [](const RLRelExpr& node) {
                 return TextOf(node.leftOperand()) + node.symbol() + LiteralText(node.literal());
@@ -93,7 +93,9 @@ std::string TextOf(const RLExpr* tree) {
                        std::to_string(node.last()) + "]";
             },
             [](const RLFuncExpr& node) { return node.functionName() + "()"; },
-            [](const RLExistsExpr& node) { return node.entryName(); },
+            [&](const RLExistsExpr& node) {
+                return isBeforeOperator ? "(" + node.entryName() + ")" : node.entryName();
+            },
             [](const RLExpr&) { return std::string(); }});
 }
 
