@@ -251,22 +251,12 @@ TEST_F(SharedStream, LosesNothingOfOneOperationOnManyThreads) {
 
 TEST(PushingThreads, AreManyFromTheThirdUntilNoneHasPushedForLong) {
     PushingThreads threads;
-    bool areMany = false;
-    const auto push = [&] { areMany = threads.AreMany(); };
-    const auto pushElsewhere = [&push] { std::thread(push).join(); };
-    push();
-    EXPECT_FALSE(areMany);
-    std::thread second([&] {
-        push();
-        EXPECT_FALSE(areMany);
-        // A third thread, while the second one still has its id.
-        pushElsewhere();
-        EXPECT_TRUE(areMany);
-    });
-    second.join();
+    for (const Poco::Thread::TID one : {1, 1, 2, 1, 2, 2, 1}) {
+        EXPECT_FALSE(threads.AreManyWith(one));
+    }
+    EXPECT_TRUE(threads.AreManyWith(3));
     int pushes = 0;
-    while (areMany && pushes < 10'000) {
-        push();
+    while (threads.AreManyWith(3) && pushes < 10'000) {
         ++pushes;
     }
     EXPECT_GT(pushes, 100);

@@ -15,9 +15,8 @@ namespace velmora::core::tessaryn {
 /// under the lock is short, so that some find it free.
 class PushingThreads {
   public:
-    /// Notes a push of the calling thread. \returns whether a third one was seen of late
-    bool AreMany() {
-        const Poco::Thread::TID pusher = Poco::Thread::currentTid();
+    /// Notes a push of a thread. \returns whether a third one has pushed of late
+    bool AreManyWith(Poco::Thread::TID pusher) {
         if (pusher != latest) {
             constexpr int memory = 1'000;
             constexpr Poco::Thread::TID nobody{};

@@ -473,8 +473,8 @@ Sample& Stream::StampNew(PushedSample& pushedSample) {
 
 // Leaves the memory of a sample to the next push, or frees it after the lock is released.
 void Stream::Discard(std::unique_ptr<Sample> sample, PushedSample& pushedSample) {
-    if (pushedSample.isOwn && !pushingThreads.AreMany() && spare == nullptr &&
-        streamType->GetExactMemSizeInBytes() <= maxSpareSize) {
+    if (pushedSample.isOwn && !pushingThreads.AreManyWith(Poco::Thread::currentTid()) &&
+        spare == nullptr && streamType->GetExactMemSizeInBytes() <= maxSpareSize) {
         SampleAccess::Prefetch(*sample);
         spare = std::move(sample);
         hasSpare.store(true, std::memory_order_relaxed);
