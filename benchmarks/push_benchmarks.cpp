@@ -9,7 +9,6 @@
 #include "tessaryn/subscription_rules.h"
 
 #include <Poco/Delegate.h>
-#include <Poco/MemoryStream.h>
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

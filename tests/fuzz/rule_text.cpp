@@ -59,7 +59,7 @@ int PrecedenceOf(const RLExpr* tree) {
 }
 
 // A text for a tree, from what its nodes return. It has no more groups in each other than any text
-// of the tree, whose number is limited: a bare name is one before an operator only.
+// of the tree, whose number is limited: a bare name needs one before an operator.
 std::string TextOf(const RLExpr* tree, bool isBeforeOperator = false) {
     if (tree == nullptr) {
         return "";
