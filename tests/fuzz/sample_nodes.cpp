@@ -117,7 +117,9 @@ void Fuzz(std::string_view input) {
 
     std::unique_ptr<Sample> sample;
     try {
-        const CostLimit limit("Reading a sample", tree.Size() + type.GetExactMemSizeInBytes(), 16);
+        // An element that is no plain number is read by an input stream, which takes a buffer of 57
+        // bytes, and there may be one for every two bytes of a value.
+        const CostLimit limit("Reading a sample", tree.Size() + type.GetExactMemSizeInBytes(), 40);
         sample = std::make_unique<Sample>(&type, NodeSerializer(), tree.Root());
     } catch (const BaseException&) {
         return;
