@@ -137,7 +137,7 @@ void Database::CheckFormat(HistoryMode mode) {
         GetNumber("SELECT count(*) FROM sqlite_schema") == 0) {
         CreateFormat();
     } else if (id != applicationId) {
-        throw HistoryException(Reason::notAHistory, path, "the file is not a history.");
+        ThrowNotAHistory();
     }
     const std::int64_t version = GetNumber("PRAGMA user_version");
     if (version > formatVersion) {
@@ -206,11 +206,19 @@ void Database::Throw(const std::string& action) const {
     const bool hasSystemError =
         (status & 0xFF) == SQLITE_IOERR || (status & 0xFF) == SQLITE_CANTOPEN;
     const int systemError = hasSystemError ? sqlite3_system_errno(handle) : 0;
+    const Reason reason = ReasonOf(status, systemError);
+    if (reason == Reason::notAHistory) {
+        ThrowNotAHistory();
+    }
     std::string message = action + " failed: " + sqlite3_errmsg(handle);
     if (systemError != 0) {
         message += " (" + std::generic_category().message(systemError) + ")";
     }
-    throw HistoryException(ReasonOf(status, systemError), path, message + ".");
+    throw HistoryException(reason, path, message + ".");
+}
+
+void Database::ThrowNotAHistory() const {
+    throw HistoryException(Reason::notAHistory, path, "the file is not a history.");
 }
 
 void Database::ThrowCorrupt(const std::string& message) const {

@@ -56,6 +56,7 @@ class Database {
     /// Throws the error of the operation that has just failed.
     /// \param action what was tried, such as "reading"
     [[noreturn]] void Throw(const std::string& action) const;
+    [[noreturn]] void ThrowNotAHistory() const;
     [[noreturn]] void ThrowCorrupt(const std::string& message) const;
 
   private:

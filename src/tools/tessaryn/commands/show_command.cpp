@@ -8,12 +8,15 @@
 #include "document/document_printer.h"
 #include "source/history_source.h"
 #include "storage/document.h"
+#include "storage/document_file.h"
 #include "terminal/standard_output.h"
 #include "tessaryn/stream_repository.h"
 #include "tessaryn/stream_type_repository.h"
 #include "text/escaped_text.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace velmora::tool {
 
@@ -109,6 +112,19 @@ bool PrintTree(DocumentPrinter& printer, DocumentPrinter::Tree tree, const std::
     return true;
 }
 
+// A file with another ending is reported for what it is: missing, or neither form.
+void CheckEnding(const std::string& path) {
+    if (storage::IsDocumentPath(path)) {
+        return;
+    }
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) {
+        throw CommandError("cannot read " + path + ": No such file or directory");
+    }
+    throw CommandError(Quoted(path) +
+                       " is neither a history nor a document, which ends in .xml or .json");
+}
+
 }  // namespace
 
 CLI::App* AddShowCommand(CLI::App& app, ShowOptions& options) {
@@ -139,6 +155,7 @@ void RunShow(const ShowOptions& options) {
         ShowHistory(options.file, options.path, options.output == "ndjson");
         return;
     }
+    CheckEnding(options.file);
     const tsn::Document document = LoadWithin(options.maxMemory, options.file);
     StandardOutput output;
     const auto printer =
