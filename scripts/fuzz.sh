@@ -33,8 +33,8 @@ fuzz_target() {
     echo "$status" >"$place/status"
 }
 
-# ./dev fuzz [SECONDS [SEED]]: runs all targets, as many at a time as jobs. One seed always gives the
-# same inputs, so that the integration fails because of a change and not by chance.
+# ./dev fuzz [SECONDS [SEED]]: runs all targets, as many at a time as jobs. Runs with one seed are
+# alike, not equal: the fuzzer also learns from addresses and times that the targets compare.
 cmd_fuzz() {
     local seconds="${1:-30}" seed="${2:-0}" target place failed=0 targets=()
     if (($# > 2)) || [[ ! "$seconds $seed" =~ ^[1-9][0-9]*\ [0-9]+$ ]]; then
