@@ -19,8 +19,8 @@ constexpr std::uint64_t baseBytes = std::uint64_t{96} * 1024;
 constexpr double baseSeconds = 0.2;
 constexpr double secondsPerByte = 20e-6;
 
-// libFuzzer reads this section like counters of code. Time is not among them: it differs from run to
-// run, and says more about the machine than about the input.
+// libFuzzer reads this section like counters of code. Time is not among them: it differs from run
+// to run, and says more about the machine than about the input.
 constexpr std::size_t costBuckets = 64;
 __attribute__((used, section("__libfuzzer_extra_counters"))) std::uint8_t costs[costBuckets];
 
