@@ -108,13 +108,17 @@ TEST(ShowCommand, PrintsWhatAHistoryHas) {
               R"("table":"velmora_rows_1","entries":[{"name":"x","type":"Int64"}]})"
               "\n");
     ExpectFailure("show " + history + " plan", "there is no group or stream 'plan'");
-
-    const std::string other = folder.PathOf("a.csv");
-    folder.Write("a.csv", "time,x\n2020-01-01T00:00:00Z,1\n");
-    ExpectFailure("show " + other, "'" + other + "' is neither a history nor a document");
-    ExpectFailure("replay " + other, "the file is not a history");
-    ExpectFailure("show " + folder.PathOf("none.db"), "none.db: No such file or directory");
     ExpectFailure("convert " + xml + " " + history, "exists already; tessaryn record adds to");
+}
+
+TEST(ShowCommand, SaysOfAFileThatItIsNeitherFormOrWhyItCannotBeRead) {
+    const Folder folder;
+    const std::string table = folder.PathOf("a.csv");
+    folder.Write("a.csv", "time,x\n2020-01-01T00:00:00Z,1\n");
+    ExpectFailure("show " + table, "'" + table + "' is neither a history nor a document");
+    ExpectFailure("replay " + table, "the file is not a history");
+    ExpectFailure("show " + folder.PathOf("none.db"), "none.db: No such file or directory");
+    ExpectFailure("show " + table + "/b.db", "b.db: Not a directory");
 }
 
 }  // namespace

@@ -112,14 +112,14 @@ bool PrintTree(DocumentPrinter& printer, DocumentPrinter::Tree tree, const std::
     return true;
 }
 
-// A file with another ending is reported for what it is: missing, or neither form.
+// A file with another ending is reported for what it is: not readable, or neither form.
 void CheckEnding(const std::string& path) {
     if (storage::IsDocumentPath(path)) {
         return;
     }
     std::error_code error;
-    if (!std::filesystem::exists(path, error)) {
-        throw CommandError("cannot read " + path + ": No such file or directory");
+    if (!std::filesystem::exists(std::filesystem::status(path, error))) {
+        throw CommandError("cannot read " + path + ": " + error.message());
     }
     throw CommandError(Quoted(path) +
                        " is neither a history nor a document, which ends in .xml or .json");
