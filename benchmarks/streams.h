@@ -10,8 +10,6 @@
 #include "workload.h"
 
 #include <Poco/Delegate.h>
-#include <Poco/MemoryStream.h>
-#include <benchmark/benchmark.h>
 
 #include <sstream>
 #include <string>
@@ -68,20 +66,6 @@ inline std::string EncodedValues(StreamType& type) {
     std::ostringstream out;
     sample.Serialize(out);
     return out.str();
-}
-
-/// Repeats a push of a sample that is read from memory: what costs least beside a notification.
-template <class Push>
-void PushFromMemory(benchmark::State& state, StreamType& type, Push push) {
-    const std::string bytes = EncodedValues(type);
-    Poco::MemoryInputStream in(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    for (auto _ : state) {
-        in.rdbuf()->reset();
-        push(in);
-    }
-    if (!in) {
-        state.SkipWithError("the encoded sample is too short");
-    }
 }
 
 /// The target of a delegate: counts, nothing else.
